@@ -1,0 +1,54 @@
+# What every target shares: warnings, and the restrictions of code that runs on the controller.
+
+add_library(esa_warnings INTERFACE)
+target_compile_options(esa_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  # The voltage conversions must give the same doubles on every processor.
+  -ffp-contract=off)
+# 64-bit file offsets and times on the 32-bit processor too.
+target_compile_definitions(esa_warnings INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+
+# Code of the controller: no exceptions, no run-time type information.
+add_library(esa_firmware INTERFACE)
+target_link_libraries(esa_firmware INTERFACE esa_warnings)
+target_compile_options(esa_firmware INTERFACE -fno-exceptions -fno-rtti)
+
+# esa_header_package(NAME PATH): an interface target for a header-only Debian package under /usr/include. The
+# headers are reached through a link of their own, so that a cross compiler never sees the host's C library headers.
+function(esa_header_package name path)
+  set(dir ${CMAKE_BINARY_DIR}/packages/${name})
+  file(MAKE_DIRECTORY ${dir})
+  file(CREATE_LINK /usr/include/${path} ${dir}/${path} SYMBOLIC)
+  add_library(${name} INTERFACE)
+  target_include_directories(${name} SYSTEM INTERFACE ${dir})
+endfunction()
+
+esa_header_package(cli11 CLI)
+esa_header_package(nlohmann_json nlohmann)
+
+# GoogleTest: the prebuilt package natively, its source package for any other processor.
+function(esa_find_googletest)
+  if(CMAKE_CROSSCOMPILING)
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    add_library(GTest::gmock_main ALIAS gmock_main)
+    add_library(GTest::gmock ALIAS gmock)
+  else()
+    find_package(GTest REQUIRED)
+  endif()
+endfunction()
+
+# esa_test(NAME SOURCES... LIBRARIES...): one GoogleTest program; every test in it runs in a process of its own.
+function(esa_test name)
+  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE esa_warnings ${ARG_LIBRARIES} GTest::gmock_main)
+  gtest_discover_tests(${name}
+    TEST_PREFIX ${name}.
+    DISCOVERY_MODE PRE_TEST
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
