@@ -13,6 +13,14 @@ add_library(esa_firmware INTERFACE)
 target_link_libraries(esa_firmware INTERFACE esa_warnings)
 target_compile_options(esa_firmware INTERFACE -fno-exceptions -fno-rtti)
 
+# esa_await_sources(VAR): an empty source in the list VAR while a folder has none yet, so that the tree configures.
+function(esa_await_sources var)
+  if(NOT ${var})
+    set(${var} ${CMAKE_BINARY_DIR}/empty.cpp PARENT_SCOPE)
+    file(TOUCH ${CMAKE_BINARY_DIR}/empty.cpp)
+  endif()
+endfunction()
+
 # esa_header_package(NAME PATH): an interface target for a header-only Debian package under /usr/include. The
 # headers are reached through a link of their own, so that a cross compiler never sees the host's C library headers.
 function(esa_header_package name path)
@@ -31,21 +39,23 @@ function(esa_find_googletest)
   if(CMAKE_CROSSCOMPILING)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
-    add_library(GTest::gmock_main ALIAS gmock_main)
-    add_library(GTest::gmock ALIAS gmock)
   else()
     find_package(GTest REQUIRED)
   endif()
 endfunction()
 
-# esa_test(NAME SOURCES... LIBRARIES...): one GoogleTest program; every test in it runs in a process of its own.
+# esa_test(NAME SOURCES... [LIBRARIES...] [PROGRAMS...] [LABELS...] [TIMEOUT seconds]): one GoogleTest program; every
+# test in it runs in a process of its own. PROGRAMS are the targets of the programs that its tests start.
 function(esa_test name)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;PROGRAMS;LABELS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE esa_warnings ${ARG_LIBRARIES} GTest::gmock_main)
+  if(ARG_PROGRAMS)
+    add_dependencies(${name} ${ARG_PROGRAMS})
+  endif()
   gtest_discover_tests(${name}
     TEST_PREFIX ${name}.
     DISCOVERY_MODE PRE_TEST

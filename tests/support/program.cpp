@@ -1,0 +1,262 @@
+#include "program.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <sstream>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace testsupport {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Ends of a program are found by asking, at this distance: an output pipe can stay open in a grandchild.
+constexpr Milliseconds LOOK_EVERY{10};
+
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> result;
+    for (std::string word; stream >> word;) {
+        result.push_back(word);
+    }
+    return result;
+}
+
+std::array<int, 2> makePipe() {
+    std::array<int, 2> ends{-1, -1};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        std::perror("pipe2");
+        std::abort();
+    }
+    return ends;
+}
+
+void closeEnd(int& fd) {
+    if (fd >= 0) {
+        close(fd);
+        fd = -1;
+    }
+}
+
+void readAvailable(int& fd, std::string& text) {
+    std::array<char, 4096> buffer;
+    while (fd >= 0) {
+        const ssize_t got = read(fd, buffer.data(), buffer.size());
+        if (got > 0) {
+            text.append(buffer.data(), static_cast<size_t>(got));
+        } else if (got < 0 && errno == EINTR) {
+            continue;
+        } else if (got < 0 && errno == EAGAIN) {
+            return;
+        } else {
+            closeEnd(fd);
+        }
+    }
+}
+
+[[noreturn]] void becomeProgram(std::vector<char*>& argv, const StartOptions& options, pid_t parent) {
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) {
+        _exit(127); // the test died before the line above
+    }
+    for (const auto& [name, value] : options.environment) {
+        setenv(name.c_str(), value.c_str(), 1);
+    }
+    for (const std::string& name : options.unset) {
+        unsetenv(name.c_str());
+    }
+    if (!options.directory.empty() && chdir(options.directory.c_str()) != 0) {
+        std::perror(options.directory.c_str());
+        _exit(127);
+    }
+    // The test may ignore it; programs start with the usual action.
+    std::signal(SIGPIPE, SIG_DFL);
+    execvp(argv[0], argv.data());
+    std::perror(argv[0]);
+    _exit(127);
+}
+
+} // namespace
+
+std::string programPath(std::string_view name) {
+    return std::string(ESA_PROGRAM_DIR) + "/" + std::string(name);
+}
+
+std::vector<std::string> programCommand(std::string_view name) {
+    const char* emulator = std::getenv("ESA_EMULATOR");
+    std::vector<std::string> command = words(emulator != nullptr ? emulator : ESA_EMULATOR);
+    command.push_back(programPath(name));
+    return command;
+}
+
+std::vector<std::string> programCommand(std::string_view name, const std::vector<std::string>& args) {
+    std::vector<std::string> command = programCommand(name);
+    command.insert(command.end(), args.begin(), args.end());
+    return command;
+}
+
+Process::Process(const std::vector<std::string>& argv, const StartOptions& options) {
+    start(argv, options);
+}
+
+Process::~Process() {
+    if (pid_ > 0) {
+        ::kill(-pid_, SIGKILL);
+        if (!ending_) {
+            ::kill(pid_, SIGKILL); // its group may not exist yet
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    closeEnd(input_);
+    closeEnd(out_.fd);
+    closeEnd(err_.fd);
+}
+
+void Process::start(const std::vector<std::string>& argv, const StartOptions& options) {
+    std::array<int, 2> in = makePipe();
+    std::array<int, 2> out = makePipe();
+    std::array<int, 2> err = makePipe();
+    std::vector<char*> args;
+    for (const std::string& word : argv) {
+        args.push_back(const_cast<char*>(word.c_str()));
+    }
+    args.push_back(nullptr);
+    const pid_t parent = getpid();
+    pid_ = fork();
+    if (pid_ < 0) {
+        std::perror("fork");
+        std::abort();
+    }
+    if (pid_ == 0) {
+        dup2(in[0], STDIN_FILENO);
+        dup2(out[1], STDOUT_FILENO);
+        dup2(err[1], STDERR_FILENO);
+        becomeProgram(args, options, parent);
+    }
+    setpgid(pid_, pid_); // whichever of the two comes first
+    closeEnd(in[0]);
+    closeEnd(out[1]);
+    closeEnd(err[1]);
+    input_ = in[1];
+    out_.fd = out[0];
+    err_.fd = err[0];
+    fcntl(out_.fd, F_SETFL, O_NONBLOCK);
+    fcntl(err_.fd, F_SETFL, O_NONBLOCK);
+    if (options.closeStdin) {
+        closeInput();
+    }
+}
+
+void Process::kill(int signal) {
+    reap();
+    if (!ending_) {
+        ::kill(pid_, signal);
+    }
+}
+
+bool Process::writeInput(std::string_view text) {
+    const auto previous = std::signal(SIGPIPE, SIG_IGN);
+    while (input_ >= 0 && !text.empty()) {
+        const ssize_t written = write(input_, text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<size_t>(written));
+        } else if (errno != EINTR) {
+            closeInput();
+        }
+    }
+    std::signal(SIGPIPE, previous);
+    return text.empty();
+}
+
+void Process::closeInput() {
+    closeEnd(input_);
+}
+
+std::optional<Ending> Process::wait(Milliseconds timeout) {
+    const auto end = Clock::now() + timeout;
+    while (running() && Clock::now() < end) {
+        pump(LOOK_EVERY);
+    }
+    return ending_;
+}
+
+bool Process::waitForOut(std::string_view text, Milliseconds timeout) {
+    return waitForText(out_, text, timeout);
+}
+
+bool Process::waitForErr(std::string_view text, Milliseconds timeout) {
+    return waitForText(err_, text, timeout);
+}
+
+bool Process::waitForText(const Stream& stream, std::string_view text, Milliseconds timeout) {
+    const auto end = Clock::now() + timeout;
+    while (stream.text.find(text) == std::string::npos) {
+        // In this order: what it wrote before it ended is read after the end is seen.
+        const bool over = !running() || Clock::now() >= end;
+        pump(over ? Milliseconds(0) : LOOK_EVERY);
+        if (over) {
+            return stream.text.find(text) != std::string::npos;
+        }
+    }
+    return true;
+}
+
+bool Process::running() {
+    reap();
+    return !ending_;
+}
+
+const std::string& Process::out() {
+    pump(Milliseconds(0));
+    return out_.text;
+}
+
+const std::string& Process::err() {
+    pump(Milliseconds(0));
+    return err_.text;
+}
+
+/** Reads what the program has written, waiting up to `timeout` for it to write something. */
+void Process::pump(Milliseconds timeout) {
+    // poll() leaves out negative descriptors, so that two closed streams make it a plain pause.
+    std::array<pollfd, 2> fds{{{out_.fd, POLLIN, 0}, {err_.fd, POLLIN, 0}}};
+    poll(fds.data(), fds.size(), static_cast<int>(timeout.count()));
+    readAvailable(out_.fd, out_.text);
+    readAvailable(err_.fd, err_.text);
+}
+
+void Process::reap() {
+    int status = 0;
+    if (ending_ || waitpid(pid_, &status, WNOHANG) != pid_) {
+        return;
+    }
+    ending_ = Ending{WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0};
+    pump(Milliseconds(0));
+}
+
+RunResult run(const std::vector<std::string>& argv, Milliseconds timeout, const StartOptions& options) {
+    Process process(argv, options);
+    RunResult result;
+    std::optional<Ending> ending = process.wait(timeout);
+    if (!ending) {
+        result.timedOut = true;
+        process.kill(SIGKILL);
+        ending = process.wait(Milliseconds(10000));
+    }
+    result.ending = ending.value_or(Ending{});
+    result.out = process.out();
+    result.err = process.err();
+    return result;
+}
+
+} // namespace testsupport
