@@ -1,0 +1,80 @@
+#pragma once
+// The I2C bus: devices by 7-bit address, injected faults, a record of what went over it.
+
+#include "sim/device.h"
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace encsim {
+
+struct Transfer {
+    std::uint64_t number = 0; // from 1
+    bool read = false;
+    std::uint8_t address = 0;
+    std::uint8_t reg = 0;
+    unsigned length = 0;
+    std::vector<std::uint8_t> data; // written, or read; empty for a read that was not acknowledged
+    bool acknowledged = false;
+};
+
+/// "17 read 0x41 0x04 1 [80] ack": number, direction, address, register, length, bytes, outcome.
+std::string describe(const Transfer& transfer);
+
+struct TransferCounts {
+    std::uint64_t total = 0, reads = 0, writes = 0, failed = 0;
+};
+
+class Bus {
+public:
+    static constexpr std::size_t kRemembered = 10000;
+
+    void attach(std::uint8_t address, std::shared_ptr<Device> device) { devices_[address] = std::move(device); }
+    /// The device at `address`, present or silent; null when the board has none there.
+    Device* device(std::uint8_t address) const;
+    std::vector<std::uint8_t> addresses() const;
+
+    /// One transfer; false when nobody acknowledged it. `out` is then left alone.
+    bool read(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> out);
+    bool write(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data);
+
+    /// After `skip` more transfers the next `count` are not acknowledged, whoever they are for. Replaces an earlier
+    /// order; 0 ends it.
+    void failNext(unsigned count, unsigned skip);
+    unsigned failuresLeft() const { return failures_; }
+    unsigned skipLeft() const { return skip_; }
+
+    /// The device at `address` stops, or starts again, acknowledging.
+    void setSilent(std::uint8_t address, bool silent);
+    bool silent(std::uint8_t address) const { return silent_.count(address) != 0; }
+
+    /// Called after each transfer, acknowledged or not.
+    void onTransfer(std::function<void(const Transfer&)> observer) { observer_ = std::move(observer); }
+
+    const TransferCounts& counts() const { return counts_; }
+    void resetCounts() { counts_ = {}; }
+    /// The latest transfers, at most `kRemembered`, oldest first.
+    const std::deque<Transfer>& remembered() const { return remembered_; }
+
+private:
+    /// The device that answers the transfer now starting; null when an injected fault or an empty address lets it fail.
+    Device* begin(std::uint8_t address);
+    void finish(Transfer transfer);
+
+    std::map<std::uint8_t, std::shared_ptr<Device>> devices_;
+    std::set<std::uint8_t> silent_;
+    unsigned failures_ = 0;
+    unsigned skip_ = 0;
+    std::uint64_t number_ = 0;
+    TransferCounts counts_;
+    std::deque<Transfer> remembered_;
+    std::function<void(const Transfer&)> observer_;
+};
+
+} // namespace encsim

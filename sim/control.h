@@ -1,0 +1,42 @@
+#pragma once
+// The commands that change and show the world while the simulator runs.
+
+#include "sim/bridge.h"
+#include "sim/enclosure.h"
+
+#include <string>
+#include <string_view>
+
+namespace encsim {
+
+class Control {
+public:
+    Control(Enclosure& enclosure, Bridge& bridge) : enclosure_(enclosure), bridge_(bridge) {}
+
+    /// Carries out one command line. The reply is whole lines; the last is "ok", or "error: " and what would be right.
+    /// An empty line is answered "ok". A refused command has changed nothing.
+    std::string execute(std::string_view line);
+
+    bool quitRequested() const { return quit_; }
+    /// Each transfer is to be printed as it happens.
+    bool logging() const { return logging_; }
+    void setLogging(bool logging) { logging_ = logging; }
+    /// Simulated seconds a second.
+    double speed() const { return speed_; }
+    void setSpeed(double speed) { speed_ = speed; }
+    void requestQuit() { quit_ = true; }
+
+    Enclosure& enclosure() { return enclosure_; }
+    const Enclosure& enclosure() const { return enclosure_; }
+    Bridge& bridge() { return bridge_; }
+    const Bridge& bridge() const { return bridge_; }
+
+private:
+    Enclosure& enclosure_;
+    Bridge& bridge_;
+    bool quit_ = false;
+    bool logging_ = false;
+    double speed_ = 1.0;
+};
+
+} // namespace encsim

@@ -1,0 +1,11 @@
+#pragma once
+// One maker a chassis; enclosure.cpp holds the table of their names.
+
+#include "sim/enclosure.h"
+
+namespace encsim {
+
+std::unique_ptr<Enclosure> makeVsc055Backplane();
+std::unique_ptr<Enclosure> makeQuadra();
+
+} // namespace encsim

@@ -1,0 +1,73 @@
+// encsim: a simulated enclosure behind a serial I2C bridge on a pseudo-terminal.
+
+#include "sim/server.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+namespace {
+
+struct Options {
+    std::string chassis = "vsc055";
+    std::string link = "/dev/enc-0";
+    std::string control;
+    double speed = 1.0;
+    bool frozen = false;
+    bool quiet = false;
+};
+
+void declare(CLI::App& app, Options& options) {
+    app.add_option("--chassis", options.chassis, "the enclosure to be")
+        ->required()
+        ->check(CLI::IsMember(encsim::chassisNames()));
+    app.add_option("--link", options.link, "link made to the line")->capture_default_str();
+    app.add_option("--control", options.control, "UNIX socket for commands");
+    app.add_option("--speed", options.speed, "simulated seconds a second")
+        ->check(CLI::Range(0.01, 1000.0))
+        ->capture_default_str();
+    app.add_flag("--frozen", options.frozen, "start with time standing still");
+    app.add_flag("--quiet", options.quiet, "print \"ready\" and nothing else");
+}
+
+void run(const Options& options) {
+    encsim::Server::catchSignals();
+    const std::unique_ptr<encsim::Enclosure> enclosure = encsim::makeEnclosure(options.chassis);
+    enclosure->setFrozen(options.frozen);
+    encsim::Bridge bridge(enclosure->bus());
+    encsim::Control control(*enclosure, bridge);
+    control.setSpeed(options.speed);
+
+    encsim::Pty line(options.link);
+    std::optional<encsim::Listener> listener;
+    if (!options.control.empty()) {
+        listener.emplace(options.control);
+    }
+    if (!options.quiet) {
+        std::printf("%s enclosure at %s (%s); commands here%s%s, \"help\" lists them\n", options.chassis.c_str(),
+                    line.link().c_str(), line.device().c_str(), listener ? " and at " : "", options.control.c_str());
+    }
+    std::puts("ready");
+    std::fflush(stdout);
+    encsim::Server(control, line, listener ? &*listener : nullptr).run();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Simulated enclosure: chips, wiring and physics behind a serial I2C bridge.", "encsim");
+    Options options;
+    declare(app, options);
+    try {
+        app.parse(argc, argv);
+        run(options);
+    } catch (const CLI::CallForHelp& help) {
+        return app.exit(help);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "encsim: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,91 @@
+#include "sim/pty.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <termios.h>
+
+namespace encsim {
+namespace {
+
+[[noreturn]] void failed(const std::string& what) {
+    throw std::runtime_error(what + ": " + std::strerror(errno));
+}
+
+void setRaw(int fd) {
+    termios line{};
+    if (tcgetattr(fd, &line) != 0) {
+        failed("cannot read the settings of the pseudo-terminal");
+    }
+    cfmakeraw(&line);
+    if (tcsetattr(fd, TCSANOW, &line) != 0) {
+        failed("cannot set the pseudo-terminal raw");
+    }
+}
+
+std::string linkTarget(const std::string& path) {
+    char target[256];
+    const ssize_t length = readlink(path.c_str(), target, sizeof target);
+    return length > 0 ? std::string(target, static_cast<std::size_t>(length)) : std::string();
+}
+
+/// A living simulator holds a lock on its line.
+bool inUse(const std::string& device) {
+    const Descriptor fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    return fd.get() >= 0 && flock(fd.get(), LOCK_EX | LOCK_NB) != 0;
+}
+
+} // namespace
+
+Pty::Pty(std::string link) : link_(std::move(link)) {
+    master_ = Descriptor(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (master_.get() < 0 || grantpt(master_.get()) != 0 || unlockpt(master_.get()) != 0) {
+        failed("cannot open a pseudo-terminal");
+    }
+    const char* const name = ptsname(master_.get());
+    if (name == nullptr) {
+        failed("cannot name the pseudo-terminal");
+    }
+    device_ = name;
+    slave_ = Descriptor(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (slave_.get() < 0) {
+        failed("cannot open " + device_);
+    }
+    setRaw(slave_.get());
+    if (fcntl(master_.get(), F_SETFL, O_NONBLOCK) != 0) {
+        failed("cannot make the pseudo-terminal non-blocking");
+    }
+    place();
+    if (flock(slave_.get(), LOCK_EX | LOCK_NB) != 0) {
+        failed("cannot lock " + device_);
+    }
+}
+
+Pty::~Pty() {
+    if (linkTarget(link_) == device_) {
+        unlink(link_.c_str());
+    }
+}
+
+void Pty::place() const {
+    struct stat there {};
+    if (lstat(link_.c_str(), &there) == 0) {
+        const std::string target = linkTarget(link_);
+        if (!S_ISLNK(there.st_mode) || !target.starts_with("/dev/pts/")) {
+            throw std::runtime_error(link_ + " exists and is not a simulator's link; remove it or give another --link");
+        }
+        if (target != device_ && inUse(target)) {
+            throw std::runtime_error("another simulator serves " + link_ + "; stop it or give another --link");
+        }
+        unlink(link_.c_str());
+    }
+    if (symlink(device_.c_str(), link_.c_str()) != 0) {
+        failed("cannot create the link " + link_ + " (--link names another place)");
+    }
+}
+
+} // namespace encsim
