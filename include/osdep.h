@@ -4,6 +4,8 @@
  */
 #pragma once
 
+#include <csignal>
+
 #include <pthread.h>
 
 #include "basetypes.h"
@@ -44,7 +46,7 @@ S32_t atomic_dec_if_positive(U32_t* word);
 /** Takes the lock, yielding the processor for as long as somebody else holds it. */
 void mpuSpinLock_Get(U32_t* lock);
 
-/** Gives the lock back. */
+/** Gives the lock back: stores 1. */
 void mpuSpinLock_Release(U32_t* lock);
 
 /** Link of an intrusive list. A head of an empty list and an element on no list (orphaned) point at themselves. */
@@ -81,7 +83,10 @@ bool MPU_list_mt_safe(const LIST_t* head);
 /** Zeroes `count` 32-bit words. */
 void MPU_lzero(U32_t* buffer, U32_t count);
 
-/** Writes the function-entry and -exit lines "BREAKPOINT" for trace module 1 when bit 0x80 of its level is set. */
+/**
+ * Writes the function-entry and -exit lines "BREAKPOINT" for trace module 1 when bit 0x80 of its level word is set;
+ * nothing in a process that has no module 1.
+ */
 void MPU_breakpoint();
 
 /**
@@ -90,7 +95,16 @@ void MPU_breakpoint();
  */
 void handleUnexpectedSignals();
 
-/** Zone name that /etc/localtime links to ("Europe/Berlin"), in a static buffer; nullptr when it has none. */
+/**
+ * The handler: hands the event log a record of the signal (number, information, interrupted registers, process id
+ * and name) and aborts. `information` and `context` may be nullptr.
+ */
+[[noreturn]] void catchEvent(int signal, siginfo_t* information, void* context);
+
+/**
+ * Zone name that /etc/localtime links to ("Europe/Berlin"), in a buffer of the calling thread that the next call
+ * writes again; nullptr when there is no link or the name is longer than 32 characters.
+ */
 const CHAR_t* get_tz();
 
 /** Blocks for `seconds`. Every wait of the adapter goes through here, so that a test can put a clock in its place. */

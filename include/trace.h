@@ -53,7 +53,7 @@ struct TRACE_DATA_t {
     const CHAR_t* fileName;
     const CHAR_t* funcName;
     CHAR_t** modNames;
-    U16_t* modLevels;              /**< one level word a module; never null */
+    U16_t* modLevels; /**< one level word a module; never null: a table of zeros while the facility is off */
     const MPU_PARAMS_t* mpuParams; /**< stays null: every call stores null, and the bug check hands that on */
     U32_t logWriteCount;           /**< lines since the last size check or open */
     U32_t infoBufLen;
@@ -67,9 +67,16 @@ struct TRACE_DATA_t {
 
 extern TRACE_DATA_t traceData;
 
-/** Starts the facility: `numModules` level words, all 0, and the log `logName` (a pattern with one %d). */
+/**
+ * Starts the facility: `numModules` level words, all 0, copies of the module names, and the log `logName`: a name
+ * with one "%d" or "%02d" that takes the log's number, counted from 1. Takes what memory the facility ever needs.
+ * Call it while no other thread traces, and TRACE__done() before calling it again.
+ */
 void TRACE__init(const MPU_PARAMS_t* mpuParams, const CHAR_t* logName, U8_t numModules, const CHAR_t* const* modNames);
-/** Closes the log and opens `logName` in the block's log directory, or standard error when either is missing. */
+/**
+ * Closes the log and opens `logName` in the block's log directory, numbered from 1 again, or standard error when the
+ * block or the name is missing.
+ */
 void TRACE__redirect(const MPU_PARAMS_t* mpuParams, const CHAR_t* logName);
 /** Puts the current log's path, or "<stderr>", into `dst` of TRC_K_LOG_NAME_SIZE bytes. */
 void TRACE__getLogName(CHAR_t* dst);
@@ -88,22 +95,26 @@ void TRACE__logReturn();
 S32_t TRACE__setTraceLevel(S32_t module, U16_t level);
 /** A module's level word; 0 with a report on standard error for a module that does not exist. */
 U16_t TRACE__getTraceLevel(S32_t module);
-/** "Mmm dd hh:mm:ss" in local time; returns the length, 0 without a buffer. */
+/** Puts "Mmm dd hh:mm:ss", local time, into `buffer`, cut to `size`; its length, 0 without a buffer. */
 U32_t TRACE_getTimestamp(CHAR_t* buffer, U32_t size);
-/** Ends the facility: the level words are gone and the stream is standard error. */
+/** Ends the facility: the level words are gone, so nothing is traced any more, and the stream is standard error. */
 void TRACE__done();
-/** Reports the current text to the event log and aborts. */
+/** Reports the current text to the event log and aborts. The caller holds the lock. */
 [[noreturn]] void TRACE__bugCheck();
 
-/** What the macros below call once the level bit is seen; not for direct use. */
+/** What the macros below call once the level bit is seen; not for direct use. errno is left as it was. */
 [[gnu::format(printf, 4, 5)]] void TRACE__info(const CHAR_t* file, const CHAR_t* function, U32_t line,
                                                const CHAR_t* format, ...);
 [[gnu::format(printf, 4, 5), noreturn]] void TRACE__infoBugCheck(const CHAR_t* file, const CHAR_t* function, U32_t line,
                                                                  const CHAR_t* format, ...);
 void TRACE__dump(const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* label, const void* buffer,
                  U32_t length);
+void TRACE__enter(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* text);
+void TRACE__return(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* text);
 
-#define TRACE_ENABLED(module, bit) __builtin_expect((traceData.modLevels[module] & (bit)) != 0, 0)
+/** Whether `bit` of the level word of `module`, one that TRACE__init() was told of, is set. Safe at any time. */
+#define TRACE_ENABLED(module, bit)                                                                                     \
+    __builtin_expect((__atomic_load_n(&traceData.modLevels[module], __ATOMIC_RELAXED) & (bit)) != 0, 0)
 
 /** Traces one line: printf's format and arguments. */
 #define TRACE_INFO(...)                                                                                                \
@@ -118,6 +129,20 @@ void TRACE__dump(const CHAR_t* file, const CHAR_t* function, U32_t line, const C
     do {                                                                                                               \
         if (TRACE_ENABLED(0, TRC_K_INFO)) {                                                                            \
             TRACE__dump(__FILE_NAME__, __func__, __LINE__, label, buffer, length);                                     \
+        }                                                                                                              \
+    } while (0)
+
+/** Traces that a function of `module` is entered, or left, with a text of its own. */
+#define TRACE_ENTER(module, text)                                                                                      \
+    do {                                                                                                               \
+        if (TRACE_ENABLED(module, TRC_K_ENTRY_EXIT)) {                                                                 \
+            TRACE__enter(module, __FILE_NAME__, __func__, __LINE__, text);                                             \
+        }                                                                                                              \
+    } while (0)
+#define TRACE_RETURN(module, text)                                                                                     \
+    do {                                                                                                               \
+        if (TRACE_ENABLED(module, TRC_K_ENTRY_EXIT)) {                                                                 \
+            TRACE__return(module, __FILE_NAME__, __func__, __LINE__, text);                                            \
         }                                                                                                              \
     } while (0)
 

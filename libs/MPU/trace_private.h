@@ -1,0 +1,39 @@
+/** What the source files of the trace facility share with each other and with nobody else. */
+#pragma once
+
+#include <string_view>
+
+#include "trace.h"
+
+/** A text under construction in a buffer of fixed size; what does not fit is cut, and no terminator is kept. */
+class TraceText {
+public:
+    TraceText(CHAR_t* buffer, U32_t size) : buffer_(buffer), size_(size) {}
+
+    void add(std::string_view text);
+    /** Adds a file or function name, cut to 32 characters; nullptr adds nothing. */
+    void addName(const CHAR_t* name);
+    /** Adds `number` in decimal, filled on the left with `fill` to at least `width` characters. */
+    void addNumber(U32_t number, U32_t width = 1, CHAR_t fill = '0');
+    [[nodiscard]] U32_t length() const { return length_; }
+
+private:
+    CHAR_t* buffer_;
+    U32_t size_;
+    U32_t length_ = 0;
+};
+
+/** The stream that lines go to: standard error where no log has been opened. */
+FILE* traceStream();
+
+/** Counts one line and looks at the log's size when it is time to. */
+void traceCountLine();
+
+/** Takes the lock and fills the current-call fields; a writer releases it. */
+void traceBeginCall(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line);
+
+/** The current time stamp, formatted anew only when the second has changed. The caller holds the lock. */
+std::string_view traceCurrentStamp();
+
+/** Loads the time zone, with what memory that takes, and makes the next stamp a new one. */
+void traceReloadZone();

@@ -1,0 +1,233 @@
+/** The writers of trace lines. */
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "trace_private.h"
+
+namespace {
+
+constexpr U32_t PREFIX_SIZE = 168;
+/** A dump's text is written out when it is longer than this: one more byte with its address still fits. */
+constexpr U32_t DUMP_FLUSH_LENGTH = 1008;
+constexpr U32_t DUMP_BYTES_PER_LINE = 32;
+constexpr U32_t DUMP_BYTES_PER_GROUP = 8;
+
+U16_t currentLevel() {
+    const U8_t module = traceData.moduleIndex;
+    return module < traceData.numModLevels ? __atomic_load_n(&traceData.modLevels[module], __ATOMIC_RELAXED) : U16_t{0};
+}
+
+void addStamp(TraceText& prefix, U16_t level) {
+    if ((level & TRC_K_TIMESTAMP) != 0) {
+        prefix.add(traceCurrentStamp());
+        prefix.add("  ");
+    }
+}
+
+/** "file:function:line" as far as the level asks for them; `end` follows the line number. */
+void addPlace(TraceText& prefix, U16_t level, std::string_view end) {
+    if ((level & TRC_K_FILE) != 0) {
+        prefix.addName(traceData.fileName);
+        prefix.add(":");
+    }
+    if ((level & TRC_K_FUNCTION) != 0) {
+        prefix.addName(traceData.funcName);
+        prefix.add(":");
+    }
+    if ((level & (TRC_K_FILE | TRC_K_FUNCTION)) != 0) {
+        prefix.addNumber(traceData.lineNumber);
+        prefix.add(end);
+    }
+}
+
+std::string_view currentText() {
+    return {traceData.infoBuf, strnlen(traceData.infoBuf, sizeof traceData.infoBuf - 1)};
+}
+
+/** A line that is put together first and then reaches the stream, and the file, in one piece. */
+struct Line {
+    CHAR_t buffer[PREFIX_SIZE + TRC_K_INFO_SIZE + 1];
+    TraceText prefix{buffer, PREFIX_SIZE - 1};
+
+    void finishAndWrite(std::string_view text) {
+        TraceText rest(buffer + prefix.length(), static_cast<U32_t>(sizeof buffer) - prefix.length());
+        rest.add(text);
+        rest.add("\n");
+        (void)std::fwrite(buffer, 1, prefix.length() + rest.length(), traceStream());
+        (void)std::fflush(traceStream());
+    }
+};
+
+void writeCallLine(std::string_view direction) {
+    traceCountLine();
+    const U16_t level = currentLevel();
+    Line line;
+    addStamp(line.prefix, level);
+    if ((level & TRC_K_FILE) != 0) {
+        line.prefix.addName(traceData.fileName);
+        line.prefix.add(":");
+        line.prefix.addNumber(traceData.lineNumber);
+        line.prefix.add(":");
+    }
+    line.prefix.add(direction);
+    line.prefix.addName(traceData.funcName);
+    line.prefix.add(": ");
+    line.finishAndWrite(currentText());
+    (void)mpuMutex_Unlock(&traceData.lock);
+}
+
+void writeBufferedDump() {
+    (void)std::fwrite(traceData.infoBuf, 1, traceData.infoBufLen, traceStream());
+    traceData.infoBufLen = 0;
+}
+
+void bufferHex(U32_t value, U32_t digits) {
+    for (U32_t shift = digits * 4; shift > 0;) {
+        shift -= 4;
+        traceData.infoBuf[traceData.infoBufLen++] = "0123456789ABCDEF"[(value >> shift) & 0xF];
+    }
+}
+
+void bufferText(std::string_view text) {
+    std::memcpy(traceData.infoBuf + traceData.infoBufLen, text.data(), text.size());
+    traceData.infoBufLen += static_cast<U32_t>(text.size());
+}
+
+void writeBytes(const U8_t* bytes, U32_t length) {
+    traceData.infoBufLen = 0;
+    for (U32_t i = 0; i < length; ++i) {
+        if (traceData.infoBufLen > DUMP_FLUSH_LENGTH) {
+            writeBufferedDump();
+            ++traceData.logWriteCount;
+        }
+        if (i % DUMP_BYTES_PER_LINE == 0) {
+            bufferText("\n0x");
+            bufferHex(static_cast<U32_t>(reinterpret_cast<std::uintptr_t>(bytes) + i), 8);
+            bufferText(": ");
+        } else if (i % DUMP_BYTES_PER_GROUP == 0) {
+            bufferText(" ");
+        }
+        bufferHex(bytes[i], 2);
+    }
+    writeBufferedDump();
+}
+
+void formatText(const CHAR_t* format, va_list args) {
+    const int length = std::vsnprintf(traceData.infoBuf, sizeof traceData.infoBuf, format, args);
+    traceData.infoBufLen = length < 0 ? 0 : std::min(static_cast<U32_t>(length), TRC_K_INFO_SIZE - 1);
+    traceData.infoBuf[traceData.infoBufLen] = '\0';
+}
+
+/** Puts `text` into the buffer without a terminator; its room is the whole buffer. */
+void copyLabel(const CHAR_t* text) {
+    traceData.infoBufLen = static_cast<U32_t>(strnlen(text, TRC_K_INFO_SIZE));
+    std::memcpy(traceData.infoBuf, text, traceData.infoBufLen);
+}
+
+/** Callers read errno after they have traced a failure. */
+class ErrnoKeeper {
+public:
+    ErrnoKeeper() = default;
+    ErrnoKeeper(const ErrnoKeeper&) = delete;
+    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+    ~ErrnoKeeper() { errno = saved_; }
+
+private:
+    int saved_ = errno;
+};
+
+} // namespace
+
+void traceBeginCall(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line) {
+    (void)mpuMutex_Get(&traceData.lock);
+    traceData.moduleIndex = module;
+    traceData.fileName = file;
+    traceData.funcName = function;
+    traceData.lineNumber = line;
+    traceData.mpuParams = nullptr;
+}
+
+S32_t TRACE__logInfo(BOOLEAN write, BOOLEAN bugCheck) {
+    traceCountLine();
+    if (write != 0) {
+        const U16_t level = currentLevel();
+        Line line;
+        addStamp(line.prefix, level);
+        if (bugCheck != 0) {
+            line.prefix.add("TRACE LOG BUG-CHECK AT: ");
+        }
+        addPlace(line.prefix, level, ":  ");
+        line.finishAndWrite(currentText());
+    }
+    if (bugCheck != 0) {
+        TRACE__bugCheck();
+    }
+    return mpuMutex_Unlock(&traceData.lock);
+}
+
+void TRACE__logDump(const void* buffer, U32_t length) {
+    traceCountLine();
+    CHAR_t text[PREFIX_SIZE];
+    TraceText prefix(text, PREFIX_SIZE - 1);
+    addPlace(prefix, currentLevel(), ": ");
+    (void)std::fwrite(text, 1, prefix.length(), traceStream());
+    const U32_t room = std::min(traceData.infoBufLen, TRC_K_INFO_SIZE);
+    (void)std::fwrite(traceData.infoBuf, 1, strnlen(traceData.infoBuf, room), traceStream());
+    writeBytes(static_cast<const U8_t*>(buffer), length);
+    (void)std::fputc('\n', traceStream());
+    (void)std::fflush(traceStream());
+    (void)mpuMutex_Unlock(&traceData.lock);
+}
+
+void TRACE__logEnter() {
+    writeCallLine("ENTERING into func: ");
+}
+
+void TRACE__logReturn() {
+    writeCallLine("EXITING from func: ");
+}
+
+void TRACE__info(const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* format, ...) {
+    const ErrnoKeeper keeper;
+    traceBeginCall(0, file, function, line);
+    va_list args;
+    va_start(args, format);
+    formatText(format, args);
+    va_end(args);
+    (void)TRACE__logInfo(1, 0);
+}
+
+void TRACE__infoBugCheck(const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* format, ...) {
+    traceBeginCall(0, file, function, line);
+    va_list args;
+    va_start(args, format);
+    formatText(format, args);
+    va_end(args);
+    (void)TRACE__logInfo(1, 1);
+    std::abort(); // never reached: the bug check has ended the process
+}
+
+void TRACE__dump(const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* label, const void* buffer,
+                 U32_t length) {
+    const ErrnoKeeper keeper;
+    traceBeginCall(0, file, function, line);
+    copyLabel(label);
+    TRACE__logDump(buffer, length);
+}
+
+void TRACE__enter(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* text) {
+    const ErrnoKeeper keeper;
+    traceBeginCall(module, file, function, line);
+    (void)std::snprintf(traceData.infoBuf, sizeof traceData.infoBuf, "%s", text);
+    TRACE__logEnter();
+}
+
+void TRACE__return(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* text) {
+    const ErrnoKeeper keeper;
+    traceBeginCall(module, file, function, line);
+    (void)std::snprintf(traceData.infoBuf, sizeof traceData.infoBuf, "%s", text);
+    TRACE__logReturn();
+}
