@@ -14,8 +14,8 @@ struct Row {
 };
 
 constexpr Row kChassis[] = {
-    {"vsc055", makeVsc055Backplane},
-    {"quadra", makeQuadra},
+    {"vsc055", makeVsc055Backplane},   {"quadra", makeQuadra}, {"xyratex", makeXyratex}, {"chenbro", makeChenbro},
+    {"w83782d", makeW83782dBackplane},
 };
 
 } // namespace
