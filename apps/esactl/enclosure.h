@@ -1,0 +1,19 @@
+/** Asking the adapter for what it knows, as one consistent picture. */
+#pragma once
+
+#include "pages.h"
+#include "ses_client.h"
+
+struct Enclosure {
+    Configuration configuration;
+    EnclosureStatus status;
+};
+
+/** Page 1. Throws ToolError "refused" or "bad-answer", and as SesClient does. */
+Configuration fetchConfiguration(SesClient& client);
+
+/**
+ * Pages 1 and 2 that belong together: when the element counts change between the two (the adapter learns its chassis
+ * after it has joined the switch) both are asked for again, once. Throws as above.
+ */
+Enclosure fetchEnclosure(SesClient& client);

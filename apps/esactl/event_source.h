@@ -1,0 +1,31 @@
+/** The stream of events, as the event manager and Startup get them, without the repeats. */
+#pragma once
+
+#include <deque>
+#include <memory>
+
+#include "events.h"
+#include "options.h"
+
+struct EventNews {
+    Event event;
+    unsigned repeats; /**< repeats of its kind that were held back before it */
+    std::string time; /**< when it arrived, UTC */
+};
+
+class EventSource {
+public:
+    /** Connects. `startup`: Startup's requests too. `everyEvent`: repeats too. Throws as SwitchConnection. */
+    EventSource(const std::string& directory, bool startup, bool everyEvent);
+
+    /** Descriptors to wait on. */
+    std::vector<int> fds() const;
+
+    /** What has come since the last call, in order of arrival on each connection; never blocks. */
+    std::vector<EventNews> take();
+
+private:
+    std::vector<std::unique_ptr<SwitchConnection>> connections_;
+    RepeatFilter filter_;
+    bool everyEvent_;
+};

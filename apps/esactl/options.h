@@ -1,0 +1,30 @@
+/** What the command line asks for. */
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+struct Options {
+    /* Every command. */
+    std::string directory;
+    double timeoutSeconds = 5;
+    std::string format = "text"; /**< "text", "json" or "prometheus" (status only) */
+
+    /* Of one command or another. */
+    std::string element; /**< SLOT, or the fan's or supply's number or name */
+    std::string request; /**< "on", "off", "fail", "ok", "mute", "fault" or "critical" */
+    std::string output;  /**< file to write instead of standard output; empty: standard output */
+    std::vector<std::string> hex;
+    int page = -1; /**< page to ask for; -1: none, send `hex` */
+    bool follow = false;
+    bool startup = false;
+    bool everyEvent = false;
+    unsigned count = 0; /**< events or redraws after which to stop; 0: no limit */
+    double intervalSeconds = 2;
+
+    bool json() const { return format == "json"; }
+    std::chrono::milliseconds timeout() const {
+        return std::chrono::milliseconds(static_cast<long long>(timeoutSeconds * 1000.0));
+    }
+};

@@ -1,0 +1,122 @@
+#include "render_prometheus.h"
+
+#include "names.h"
+
+namespace {
+
+/** Collects the samples of one metric under its HELP and TYPE lines; a metric without a sample is left out whole. */
+class Metric {
+public:
+    Metric(std::string& out, const char* name, const char* help) : out_(out), name_(name) {
+        head_ = "# HELP " + name_ + " " + help + "\n# TYPE " + name_ + " gauge\n";
+    }
+
+    void sample(const std::string& labels, long value) {
+        out_ += head_ + name_ + (labels.empty() ? "" : "{" + labels + "}") + " " + std::to_string(value) + "\n";
+        head_.clear();
+    }
+
+private:
+    std::string& out_;
+    std::string name_;
+    std::string head_;
+};
+
+std::string label(const std::string& key, const std::string& value) {
+    std::string escaped;
+    for (char c : value) {
+        escaped += c == '\\' || c == '"' ? std::string{'\\', c} : std::string{c};
+    }
+    return key + "=\"" + escaped + "\"";
+}
+
+/** One metric with a sample for every element for which `value` returns one. */
+template <typename Elements, typename Value>
+void elementMetric(std::string& out, const char* name, const char* help, const char* key,
+                   std::string (*elementName)(unsigned), const Elements& elements, Value&& value) {
+    Metric metric(out, name, help);
+    unsigned index = 0;
+    for (const auto& element : elements) {
+        if (const std::optional<long> sample = value(element)) {
+            metric.sample(label(key, elementName(index)), *sample);
+        }
+        ++index;
+    }
+}
+
+std::optional<long> truth(bool value) {
+    return value ? 1 : 0;
+}
+
+void overallMetrics(std::string& out, const Configuration& configuration, const Health& health) {
+    Metric(out, "esa_up", "Whether the enclosure services adapter answered.").sample("", 1);
+    Metric(out, "esa_enclosure_info", "Identity of the enclosure.")
+        .sample(label("vendor", configuration.vendor) + "," + label("product", configuration.product) + "," +
+                    label("revision", configuration.revision),
+                1);
+    Metric state(out, "esa_enclosure_state", "State of the enclosure: 1 for the state it is in, 0 for the others.");
+    for (Condition_e condition : {CONDITION_E_OK, CONDITION_E_WARNING, CONDITION_E_FAULT}) {
+        state.sample(label("state", conditionName(condition)), health.overall == condition ? 1 : 0);
+    }
+}
+
+void driveMetrics(std::string& out, const std::vector<DriveSlot>& drives) {
+    elementMetric(out, "esa_drive_present", "Whether the slot holds a drive.", "slot", slotName, drives,
+                  [](const DriveSlot& drive) { return truth(driveCondition(drive) != CONDITION_E_ABSENT); });
+    elementMetric(out, "esa_drive_fault_led_on", "Whether the slot's fault LED has been asked for.", "slot", slotName,
+                  drives, [](const DriveSlot& drive) { return truth(drive.faultRequested); });
+}
+
+void supplyMetrics(std::string& out, const std::vector<PowerSupply>& supplies) {
+    elementMetric(out, "esa_power_supply_healthy", "Whether the power supply is without fault.", "supply", supplyName,
+                  supplies, [](const PowerSupply& supply) { return truth(supplyCondition(supply) == CONDITION_E_OK); });
+    elementMetric(out, "esa_power_supply_input_failed", "Whether the supply's input or voltage has failed.", "supply",
+                  supplyName, supplies, [](const PowerSupply& supply) { return truth(supply.acFail); });
+}
+
+void fanMetrics(std::string& out, const std::vector<Fan>& fans) {
+    elementMetric(out, "esa_fan_healthy", "Whether the fan is without fault.", "fan", fanName, fans,
+                  [](const Fan& fan) { return truth(fanCondition(fan) == CONDITION_E_OK); });
+    elementMetric(out, "esa_fan_speed_rpm", "Speed of the fan in revolutions per minute.", "fan", fanName, fans,
+                  [](const Fan& fan) { return fan.rpm ? std::optional<long>(*fan.rpm) : std::nullopt; });
+    elementMetric(out, "esa_fan_speed_minimum_rpm", "Speed under which the fan is in fault.", "fan", fanName, fans,
+                  [](const Fan&) { return std::optional<long>(HEALTH_K_FAN_MINIMUM_RPM); });
+}
+
+void temperatureMetrics(std::string& out, const std::vector<TemperatureSensor>& sensors) {
+    elementMetric(out, "esa_temperature_celsius", "Temperature in degrees Celsius.", "sensor", sensorName, sensors,
+                  [](const TemperatureSensor& sensor) {
+                      return sensor.celsius ? std::optional<long>(*sensor.celsius) : std::nullopt;
+                  });
+    Metric limits(out, "esa_temperature_limit_celsius", "Temperature limits in degrees Celsius.");
+    constexpr std::array<std::pair<const char*, int>, 4> LIMITS{{{"low_failure", HEALTH_K_LOW_FAILURE_CELSIUS},
+                                                                 {"low_warning", HEALTH_K_LOW_WARNING_CELSIUS},
+                                                                 {"high_warning", HEALTH_K_HIGH_WARNING_CELSIUS},
+                                                                 {"high_failure", HEALTH_K_HIGH_FAILURE_CELSIUS}}};
+    for (unsigned index = 0; index < sensors.size(); ++index) {
+        for (const auto& [limit, celsius] : LIMITS) {
+            limits.sample(label("sensor", sensorName(index)) + "," + label("limit", limit), celsius);
+        }
+    }
+}
+
+} // namespace
+
+std::string prometheusText(const Enclosure& enclosure, const Health& health) {
+    std::string out;
+    const EnclosureStatus& status = enclosure.status;
+    overallMetrics(out, enclosure.configuration, health);
+    driveMetrics(out, status.drives);
+    supplyMetrics(out, status.supplies);
+    fanMetrics(out, status.fans);
+    temperatureMetrics(out, status.sensors);
+    elementMetric(out, "esa_alarm_muted", "Whether the audible alarm is silent.", "alarm", alarmName, status.alarms,
+                  [](const Alarm& alarm) { return alarm.tones ? truth(alarm.tones->muted) : std::nullopt; });
+    return out;
+}
+
+std::string prometheusDownText() {
+    std::string out;
+    Metric(out, "esa_up", "Whether the enclosure services adapter answered.").sample("", 0);
+    return out;
+}

@@ -1,0 +1,13 @@
+/** Metrics in the Prometheus text exposition format, for the node exporter's textfile collector. */
+#pragma once
+
+#include <string>
+
+#include "enclosure.h"
+#include "health.h"
+
+/** Every metric of an enclosure that answered. A reading that is missing has no sample. */
+std::string prometheusText(const Enclosure& enclosure, const Health& health);
+
+/** What is published when the adapter could not be asked: esa_up 0 and nothing else. */
+std::string prometheusDownText();

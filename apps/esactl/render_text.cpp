@@ -1,0 +1,209 @@
+#include "render_text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+#include "names.h"
+#include "ses_mesgs.h"
+
+namespace {
+
+constexpr std::size_t LABEL_WIDTH = 12;
+constexpr std::size_t LINE_WIDTH = 80;
+constexpr std::size_t SLOTS_PER_LINE = 4;
+
+std::string padded(std::string text, std::size_t width) {
+    text.resize(std::max(text.size(), width), ' ');
+    return text;
+}
+
+/** One line of a section; only the first line of a section carries its label. */
+void addLine(std::vector<std::string>& lines, std::string& label, const std::string& text) {
+    lines.push_back(padded(label, LABEL_WIDTH) + text);
+    label.clear();
+}
+
+std::string upper(const char* text) {
+    std::string result = text;
+    std::transform(result.begin(), result.end(), result.begin(),
+                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+    return result;
+}
+
+/** "ok", or in capitals when something is wrong, padded to a column. */
+std::string stateWord(Condition_e condition, const Palette& palette) {
+    constexpr std::size_t WIDTH = 9;
+    const bool wrong = condition == CONDITION_E_WARNING || condition == CONDITION_E_FAULT;
+    const std::string word = wrong ? upper(conditionName(condition)) : conditionName(condition);
+    return palette.paint(word, condition) + std::string(WIDTH - word.size(), ' ');
+}
+
+std::string overallLine(const Health& health, const Palette& palette) {
+    const std::string word = upper(conditionName(health.overall));
+    std::string line = "Enclosure " + palette.paint(word, health.overall);
+    std::size_t width = std::strlen("Enclosure ") + word.size();
+    std::size_t shown = 0;
+    for (const Problem& problem : health.problems) {
+        const std::string part = (shown == 0 ? ": " : "; ") + problem.text;
+        constexpr std::size_t ROOM_FOR_REST = 14; // "; and 16 more"
+        const std::size_t reserved = shown + 1 == health.problems.size() ? 0 : ROOM_FOR_REST;
+        if (shown > 0 && width + part.size() + reserved > LINE_WIDTH) {
+            break;
+        }
+        line += part;
+        width += part.size();
+        ++shown;
+    }
+    if (shown < health.problems.size()) {
+        line += "; and " + std::to_string(health.problems.size() - shown) + " more";
+    }
+    return line;
+}
+
+std::string driveCell(unsigned slot, const DriveSlot& drive, const Palette& palette) {
+    constexpr std::size_t WIDTH = 17;
+    const char* const led = drive.faultRequested ? "LED" : "";
+    const Condition_e condition = driveCondition(drive);
+    const std::string plain = slotName(slot) + " " + conditionName(condition) + " " + led;
+    return slotName(slot) + " " + palette.paint(conditionName(condition), condition) + " " +
+           (drive.faultRequested ? palette.paint(led, CONDITION_E_WARNING) : "") +
+           std::string(WIDTH - std::min(plain.size(), WIDTH), ' ');
+}
+
+void addDrives(std::vector<std::string>& lines, const std::vector<DriveSlot>& drives, const Palette& palette) {
+    std::string label = "Drives";
+    std::string row;
+    for (unsigned slot = 0; slot < drives.size(); ++slot) {
+        row += driveCell(slot, drives[slot], palette);
+        if ((slot + 1) % SLOTS_PER_LINE == 0 || slot + 1 == drives.size()) {
+            row.erase(row.find_last_not_of(' ') + 1);
+            addLine(lines, label, row);
+            row.clear();
+        }
+    }
+}
+
+std::string supplyDetail(const PowerSupply& supply) {
+    std::string text = elementStatusName(supply.code);
+    text += supply.acFail ? ", input or voltage failed" : "";
+    text += supplyFailRequested(supply) ? ", fault indication on by command" : "";
+    return text;
+}
+
+std::string fanDetail(const Fan& fan) {
+    char text[96];
+    if (!fan.rpm) {
+        std::snprintf(text, sizeof text, "  no reading  (limit %u RPM)", HEALTH_K_FAN_MINIMUM_RPM);
+    } else {
+        std::snprintf(text, sizeof text, "%8u RPM  (limit %u RPM)", *fan.rpm, HEALTH_K_FAN_MINIMUM_RPM);
+    }
+    return text;
+}
+
+std::string sensorDetail(const TemperatureSensor& sensor) {
+    char text[96];
+    char reading[16] = "no reading";
+    if (sensor.celsius) {
+        std::snprintf(reading, sizeof reading, "%8d C", *sensor.celsius);
+    }
+    std::snprintf(text, sizeof text, "%12s  (warning %d..%d C, failure %d..%d C)", reading,
+                  HEALTH_K_LOW_WARNING_CELSIUS, HEALTH_K_HIGH_WARNING_CELSIUS, HEALTH_K_LOW_FAILURE_CELSIUS,
+                  HEALTH_K_HIGH_FAILURE_CELSIUS);
+    return text;
+}
+
+std::string alarmDetail(const Alarm& alarm) {
+    if (!alarm.tones) {
+        return "state not reported by the adapter";
+    }
+    std::string text = alarm.tones->muted ? "silent" : "not silent";
+    const auto add = [&](bool set, const char* what) { text += set ? std::string(", ") + what + " requested" : ""; };
+    add(alarm.tones->requestedMute, "mute");
+    add(alarm.tones->unrecov, "unrecoverable");
+    add(alarm.tones->crit, "critical");
+    add(alarm.tones->nonCrit, "noncritical");
+    add(alarm.tones->info, "information");
+    add(alarm.tones->remind, "remind");
+    return text;
+}
+
+template <typename Elements, typename Detail>
+void addElements(std::vector<std::string>& lines, std::string label, const Elements& elements,
+                 std::string (*name)(unsigned), const Palette& palette,
+                 Condition_e (*condition)(typename Elements::const_reference), Detail&& detail) {
+    unsigned index = 0;
+    for (const auto& element : elements) {
+        addLine(lines, label,
+                padded(name(index++), 6) + " " + stateWord(condition(element), palette) + detail(element));
+    }
+}
+
+} // namespace
+
+std::string Palette::paint(const std::string& text, Condition_e condition) const {
+    constexpr const char* COLOURS[] = {"\033[32m", "\033[2m", "\033[33m", "\033[1;31m"};
+    return enabled ? COLOURS[condition] + text + "\033[0m" : text;
+}
+
+Palette standardOutputPalette() {
+    const char* noColor = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
+    return {isatty(STDOUT_FILENO) != 0 && !dumb && (noColor == nullptr || *noColor == '\0')};
+}
+
+std::vector<std::string> statusLines(const Enclosure& enclosure, const Health& health, const Palette& palette) {
+    const EnclosureStatus& status = enclosure.status;
+    std::vector<std::string> lines{overallLine(health, palette)};
+    addDrives(lines, status.drives, palette);
+    addElements(lines, "Supplies", status.supplies, supplyName, palette, supplyCondition, supplyDetail);
+    addElements(lines, "Fans", status.fans, fanName, palette, fanCondition, fanDetail);
+    addElements(lines, "Temperature", status.sensors, sensorName, palette, sensorCondition, sensorDetail);
+    std::string label = "Alarm";
+    for (unsigned index = 0; index < status.alarms.size(); ++index) {
+        addLine(lines, label, alarmName(index) + " " + alarmDetail(status.alarms[index]));
+    }
+    return lines;
+}
+
+std::vector<std::string> configurationLines(const Configuration& configuration) {
+    std::vector<std::string> lines;
+    const auto add = [&](const char* label, const std::string& text) {
+        lines.push_back(padded(label, LABEL_WIDTH) + (text.empty() ? "-" : text));
+    };
+    const auto elements = [&](const char* label, U8_t type, std::string (*name)(unsigned)) {
+        const unsigned count = configuration.count(type);
+        std::string text = std::to_string(count);
+        if (count > 0) {
+            text += "  (" + name(0) + (count > 1 ? " to " + name(count - 1) : "") + ")";
+        }
+        add(label, text);
+    };
+    add("Vendor", configuration.vendor);
+    add("Product", configuration.product);
+    add("Revision", configuration.revision);
+    add("Generation", std::to_string(configuration.generation));
+    elements("Drives", SES_K_ELEMENT_TYPE_DEVICE, slotName);
+    elements("Supplies", SES_K_ELEMENT_TYPE_POWER_SUPPLY, supplyName);
+    elements("Fans", SES_K_ELEMENT_TYPE_COOLING, fanName);
+    elements("Temperature", SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR, sensorName);
+    elements("Alarms", SES_K_ELEMENT_TYPE_AUDIBLE_ALARM, alarmName);
+    return lines;
+}
+
+std::string eventLine(const Event& event, unsigned repeats, const std::string& time, const Palette& palette) {
+    Condition_e condition = CONDITION_E_OK;
+    if (event.severity == "warning") {
+        condition = CONDITION_E_WARNING;
+    } else if (event.severity == "error") {
+        condition = CONDITION_E_FAULT;
+    }
+    std::string line = time + " " + palette.paint(padded(event.severity, 11), condition) + " " + event.text;
+    if (repeats > 0) {
+        line += " (the last such event came " + std::to_string(repeats) + " times more)";
+    }
+    return line;
+}
