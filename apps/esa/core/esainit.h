@@ -1,0 +1,19 @@
+/** Agent initialisation, and the only way of the drivers to the I2C bus. */
+#pragma once
+
+#include "esamain.h"
+
+/**
+ * Puts the control block into its start state, connects to the message switch, opens the I2C device and records
+ * the chassis and its device addresses. What fails on the way to the switch goes to the critical-error handler;
+ * a missing I2C device leaves the chassis at none.
+ */
+void esaInit();
+
+/**
+ * One transfer of `dataLen` bytes (1 to 255) to or from register `regAddr` of the device at 7-bit address `i2cAddr`.
+ * ESA_E_GENERR_I2C_UNAVAILABLE while the bus is marked unusable (nothing is transferred), ESA_E_GENERR when the
+ * transfer fails; what a failed read leaves in the buffer is undefined. Neither retries nor traces.
+ */
+ESA_CODE_e esaWriteI2CData(U8_t i2cAddr, U8_t regAddr, const U8_t* writeDataPtr, int dataLen);
+ESA_CODE_e esaReadI2CData(U8_t i2cAddr, U8_t regAddr, U8_t* readDataPtr, int dataLen);
