@@ -16,6 +16,15 @@ std::string plain(double value) {
 
 } // namespace
 
+std::string quoted(std::string_view word) {
+    constexpr std::size_t kShown = 40;
+    std::string text = "\"";
+    for (const char c : word.substr(0, kShown)) {
+        text += c >= ' ' && c <= '~' ? c : '?';
+    }
+    return text + "\"";
+}
+
 Arguments::Arguments(std::string_view line) {
     std::istringstream words{std::string(line)};
     words >> command_;
@@ -40,8 +49,8 @@ double Arguments::number(std::size_t at, const char* what, double least, double 
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc{} || end != text.data() + text.size() || !(value >= least && value <= most)) {
-        throw Refused(std::string(what) + " is \"" + text + "\"; it must be a number from " + plain(least) + " to " +
-                      plain(most));
+        throw Refused(std::string(what) + " is " + quoted(text) + "; it must be a number from " + plain(least) +
+                      " to " + plain(most));
     }
     return value;
 }
@@ -54,7 +63,7 @@ unsigned Arguments::whole(std::size_t at, const char* what, unsigned least, unsi
     unsigned value = 0;
     const auto [end, error] = std::from_chars(begin, stop, value, hex ? 16 : 10);
     if (error != std::errc{} || end != stop || value < least || value > most) {
-        throw Refused(std::string(what) + " is \"" + text + "\"; it must be a whole number from " +
+        throw Refused(std::string(what) + " is " + quoted(text) + "; it must be a whole number from " +
                       std::to_string(least) + " to " + std::to_string(most) + ", decimal or with 0x");
     }
     return value;
@@ -69,7 +78,7 @@ std::size_t Arguments::index(std::size_t at, const char* what, std::size_t count
 
 bool Arguments::either(std::size_t at, const char* yes, const char* no) const {
     if (word(at) != yes && word(at) != no) {
-        throw Refused("\"" + word(at) + "\" must be \"" + yes + "\" or \"" + no + "\"");
+        throw Refused(quoted(word(at)) + " must be \"" + yes + "\" or \"" + no + "\"");
     }
     return word(at) == yes;
 }

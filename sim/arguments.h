@@ -13,6 +13,9 @@ struct Refused : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// `word` between quotation marks, fit for one line of a reply whatever bytes it holds.
+std::string quoted(std::string_view word);
+
 class Arguments {
 public:
     /// Splits `line` at blanks. The first word is the command.

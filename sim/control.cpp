@@ -25,13 +25,13 @@ Bus& busOf(Control& control) {
 }
 
 [[noreturn]] void refuseWord(const std::string& word, const char* right) {
-    throw Refused("\"" + word + "\" must be " + right);
+    throw Refused(quoted(word) + " must be " + right);
 }
 
 /// Words the verb of `arguments` does not take.
 void expectAfterVerb(const Arguments& arguments, std::size_t verb, std::size_t words) {
     if (arguments.size() != verb + 1 + words) {
-        throw Refused("\"" + arguments.word(verb) + "\" takes " + (words == 0 ? "nothing" : "one value") + " after it");
+        throw Refused(quoted(arguments.word(verb)) + " takes " + (words == 0 ? "nothing" : "one value") + " after it");
     }
 }
 
@@ -316,15 +316,6 @@ std::string help(Control&, const Arguments&) {
         text += std::string(command.usage) + "\n";
     }
     return text;
-}
-
-/// Printable form of what the other end sent, short enough for one line.
-std::string quoted(const std::string& word) {
-    std::string text;
-    for (const char c : word.substr(0, 40)) {
-        text += c >= ' ' && c <= '~' ? c : '?';
-    }
-    return "\"" + text + "\"";
 }
 
 std::string dispatch(Control& control, const Arguments& arguments) {

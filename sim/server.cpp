@@ -15,6 +15,7 @@ namespace encsim {
 namespace {
 
 constexpr timespec kTick{.tv_sec = 0, .tv_nsec = 50'000'000};
+constexpr std::chrono::seconds kLongestPause{10}; // a suspended simulator does not make up for the time
 constexpr std::size_t kLongestLine = 4096;
 constexpr std::size_t kLargestBacklog = 8 * 1024 * 1024; // a peer that asks and never reads
 
@@ -128,7 +129,7 @@ void Server::run() {
 
 void Server::passTime() {
     const auto now = Bridge::Clock::now();
-    const std::chrono::duration<double> passed = now - last_;
+    const std::chrono::duration<double> passed = std::min<Bridge::Clock::duration>(now - last_, kLongestPause);
     last_ = now;
     control_.enclosure().advance(passed.count() * control_.speed());
 }

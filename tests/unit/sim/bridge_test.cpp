@@ -1,0 +1,125 @@
+// The serial I2C bridge protocol, byte for byte.
+
+#include "sim/bridge.h"
+
+#include "hex.h"
+#include "sim/chips/vsc055.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace encsim;
+using namespace std::chrono_literals;
+
+namespace {
+
+class BridgeTest : public testing::Test {
+protected:
+    BridgeTest() { bus.attach(0x41, std::make_shared<Vsc055>()); }
+
+    /// What the bridge answers to `line`, sent `after` the line was last used.
+    std::string send(const std::string& line, std::chrono::milliseconds after = 1ms) {
+        now += after;
+        return hex(bridge.feed(bytes(line), now));
+    }
+
+    Bus bus;
+    Bridge bridge{bus};
+    Bridge::Clock::time_point now{1h};
+};
+
+TEST_F(BridgeTest, ReadIsAnsweredWithTheBytes) {
+    EXPECT_EQ(send("52 41 98 01"), "41 3f");
+}
+
+TEST_F(BridgeTest, WriteIsAnsweredWithDoneAlone) {
+    EXPECT_EQ(send("57 41 98 01 2f"), "41");
+    EXPECT_EQ(send("52 41 98 01"), "41 2f");
+}
+
+TEST_F(BridgeTest, UnacknowledgedTransfersAreAnsweredSo) {
+    EXPECT_EQ(send("52 62 98 01"), "4e");
+    EXPECT_EQ(send("57 62 98 01 00"), "4e");
+    EXPECT_EQ(send("52 41 98 02"), "4e");
+}
+
+TEST_F(BridgeTest, RequestMayComeByteByByte) {
+    EXPECT_EQ(send("57"), "");
+    EXPECT_EQ(send("41", 50ms), "");
+    EXPECT_EQ(send("99", 50ms), "");
+    EXPECT_EQ(send("01", 50ms), "");
+    EXPECT_EQ(send("37", 50ms), "41");
+}
+
+TEST_F(BridgeTest, RequestsInOneGoAreAnsweredInOrder) {
+    EXPECT_EQ(send("57 41 98 01 27 52 41 98 01 52 62 00 01"), "41 41 27 4e");
+}
+
+TEST_F(BridgeTest, LongestRequestIsTakenWhole) {
+    std::string request = "57 41 98 ff";
+    for (int i = 0; i < 255; ++i) {
+        request += " 52";
+    }
+    EXPECT_EQ(send(request), "4e"); // the register takes one byte only
+    EXPECT_EQ(bus.remembered().back().length, 255u);
+    EXPECT_EQ(send("52 41 98 01"), "41 3f");
+}
+
+TEST_F(BridgeTest, DataBytesAreNotTakenForRequests) {
+    EXPECT_EQ(send("57 41 98 01 52"), "41");
+    EXPECT_EQ(send("52 41 98 01"), "41 52");
+}
+
+TEST_F(BridgeTest, IncompleteRequestIsForgottenAfter100MsOfSilence) {
+    EXPECT_EQ(send("57 41 98"), "");
+    EXPECT_EQ(send("52 41 98 01", 100ms), "41 3f");
+    EXPECT_EQ(bus.counts().total, 1u);
+}
+
+TEST_F(BridgeTest, IncompleteRequestIsKeptFor99Ms) {
+    EXPECT_EQ(send("52 41 98"), "");
+    EXPECT_EQ(send("01", 99ms), "41 3f");
+}
+
+TEST_F(BridgeTest, JunkSwallowsEverythingUntilSilence) {
+    for (const char* const junk : {"00", "51 41 98 01", "52 80", "52 41 98 00", "57 41 98 00"}) {
+        EXPECT_EQ(send(junk, 200ms), "") << junk;
+        EXPECT_EQ(send("52 41 98 01", 99ms), "") << junk;
+        EXPECT_EQ(send("52 41 98 01", 100ms), "41 3f") << junk;
+    }
+    EXPECT_EQ(bus.counts().total, 5u);
+}
+
+TEST_F(BridgeTest, SilentLineAnswersNothingAndReachesNoChip) {
+    bridge.setSilent(true);
+    EXPECT_EQ(send("57 41 98 01 2f"), "");
+    EXPECT_EQ(send("52 41 98 01", 500ms), "");
+    EXPECT_EQ(bus.counts().total, 0u);
+    bridge.setSilent(false);
+    EXPECT_EQ(send("52 41 98 01", 500ms), "41 3f");
+}
+
+TEST_F(BridgeTest, SilenceInTheMiddleOfARequestDropsIt) {
+    EXPECT_EQ(send("52 41"), "");
+    bridge.setSilent(true);
+    bridge.setSilent(false);
+    EXPECT_EQ(send("52 41 98 01"), "41 3f");
+}
+
+TEST_F(BridgeTest, SurvivesRandomBytesAndAnswersAfterwards) {
+    std::mt19937 random(20261121);
+    std::uniform_int_distribution<unsigned> byte(0, 255);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<std::uint8_t> noise(byte(random));
+        for (std::uint8_t& one : noise) {
+            one = static_cast<std::uint8_t>(byte(random));
+        }
+        now += std::chrono::milliseconds(byte(random));
+        bridge.feed(noise, now);
+    }
+    ASSERT_EQ(send("57 41 98 01 27", 100ms), "41");
+    EXPECT_EQ(send("52 41 98 01"), "41 27");
+}
+
+} // namespace

@@ -1,0 +1,115 @@
+// The bus: addressing, injected faults, and the record of transfers.
+
+#include "sim/bus.h"
+
+#include "hex.h"
+#include "sim/chips/lm75.h"
+#include "sim/chips/vsc055.h"
+
+#include <gtest/gtest.h>
+
+using namespace encsim;
+
+namespace {
+
+class BusTest : public testing::Test {
+protected:
+    BusTest() {
+        bus.attach(0x41, std::make_shared<Vsc055>());
+        auto sensor = std::make_shared<Lm75>();
+        sensor->setCelsius(30.5);
+        bus.attach(0x4C, sensor);
+    }
+
+    std::string read(unsigned address, unsigned reg, std::size_t length = 1) {
+        return readHex(bus, length, address, reg);
+    }
+    bool write(unsigned address, unsigned reg, const std::string& data) {
+        return bus.write(static_cast<std::uint8_t>(address), static_cast<std::uint8_t>(reg), bytes(data));
+    }
+
+    Bus bus;
+};
+
+TEST_F(BusTest, OnlyAddressedDeviceAnswers) {
+    EXPECT_TRUE(write(0x41, 0x98, "2f"));
+    EXPECT_EQ(read(0x41, 0x98), "2f");
+    EXPECT_EQ(read(0x4C, 0x00, 2), "1e 80");
+    EXPECT_EQ(read(0x62, 0x98), "nack");
+    EXPECT_FALSE(write(0x40, 0x98, "00"));
+}
+
+TEST_F(BusTest, SilentDeviceDoesNotAcknowledgeAndKeepsItsRegisters) {
+    bus.setSilent(0x41, true);
+    EXPECT_FALSE(write(0x41, 0x98, "2f"));
+    EXPECT_EQ(read(0x41, 0x98), "nack");
+    EXPECT_EQ(read(0x4C, 0x00, 2), "1e 80");
+    bus.setSilent(0x41, false);
+    EXPECT_EQ(read(0x41, 0x98), "3f");
+}
+
+TEST_F(BusTest, FailsExactlyTheOrderedTransfers) {
+    bus.failNext(2, 1);
+    EXPECT_EQ(read(0x41, 0x98), "3f");
+    EXPECT_EQ(read(0x41, 0x98), "nack");
+    EXPECT_FALSE(write(0x41, 0x98, "00"));
+    EXPECT_EQ(read(0x41, 0x98), "3f");
+}
+
+TEST_F(BusTest, ANewOrderReplacesTheOldOne) {
+    bus.failNext(5, 2);
+    bus.failNext(0, 7);
+    EXPECT_EQ(read(0x41, 0x98), "3f");
+    EXPECT_EQ(bus.failuresLeft(), 0u);
+    EXPECT_EQ(bus.skipLeft(), 0u);
+}
+
+TEST_F(BusTest, FailedTransferInAPairStartsTheSensorsBytesAgain) {
+    EXPECT_EQ(read(0x4C, 0x00), "80");
+    bus.failNext(1, 0);
+    EXPECT_EQ(read(0x4C, 0x00), "nack");
+    EXPECT_EQ(read(0x4C, 0x00), "80");
+    EXPECT_EQ(read(0x4C, 0x00), "1e");
+}
+
+TEST_F(BusTest, TransferToAnotherDeviceStartsTheSensorsBytesAgain) {
+    EXPECT_EQ(read(0x4C, 0x00), "80");
+    EXPECT_EQ(read(0x41, 0x04), "ff");
+    EXPECT_EQ(read(0x4C, 0x00), "80");
+}
+
+TEST_F(BusTest, CountsTransfersByDirectionAndOutcome) {
+    read(0x41, 0x00);
+    read(0x62, 0x00);
+    write(0x41, 0x06, "00");
+    EXPECT_EQ(bus.counts().total, 3u);
+    EXPECT_EQ(bus.counts().reads, 2u);
+    EXPECT_EQ(bus.counts().writes, 1u);
+    EXPECT_EQ(bus.counts().failed, 1u);
+    bus.resetCounts();
+    EXPECT_EQ(bus.counts().total, 0u);
+    EXPECT_EQ(bus.counts().failed, 0u);
+}
+
+TEST_F(BusTest, RemembersEachTransferInOrder) {
+    read(0x41, 0x04);
+    write(0x41, 0x98, "2f");
+    read(0x62, 0x00);
+    read(0x4C, 0x00, 2);
+    std::vector<std::string> lines;
+    for (const Transfer& transfer : bus.remembered()) {
+        lines.push_back(describe(transfer));
+    }
+    EXPECT_EQ(lines, (std::vector<std::string>{"1 read 0x41 0x04 1 [ff] ack", "2 write 0x41 0x98 1 [2f] ack",
+                                               "3 read 0x62 0x00 1 [] nack", "4 read 0x4c 0x00 2 [1e 80] ack"}));
+}
+
+TEST_F(BusTest, ForgetsTheOldestBeyondTenThousand) {
+    for (int i = 0; i < 10001; ++i) {
+        read(0x41, 0x04);
+    }
+    EXPECT_EQ(bus.remembered().size(), 10000u);
+    EXPECT_EQ(bus.remembered().front().number, 2u);
+}
+
+} // namespace

@@ -1,0 +1,308 @@
+// The chip models: bytes on one face, physical units on the other. All numbers are the data sheets' and the boards'.
+
+#include "hex.h"
+#include "sim/chips/lm75.h"
+#include "sim/chips/vsc055.h"
+#include "sim/chips/w83782d.h"
+
+#include <gtest/gtest.h>
+
+using namespace encsim;
+
+namespace {
+
+std::string read(Device& device, unsigned reg) {
+    return readHex(device, 1, reg);
+}
+
+bool write(Device& device, unsigned reg, const std::string& data) {
+    return device.write(static_cast<std::uint8_t>(reg), bytes(data));
+}
+
+// VSC055
+
+TEST(Vsc055, PowerOnValues) {
+    Vsc055 chip;
+    for (unsigned i = 0; i < 8; ++i) {
+        EXPECT_EQ(read(chip, 0x00 + i), "ff");
+        EXPECT_EQ(read(chip, 0x10 + i), "ff");
+        EXPECT_EQ(read(chip, 0x30 + 4 * i), "00");
+        EXPECT_EQ(read(chip, 0x32 + 4 * i), "ff");
+        EXPECT_EQ(read(chip, 0x98 + i), "3f");
+    }
+}
+
+TEST(Vsc055, ExactlyTheRegistersOfTheMapExist) {
+    Vsc055 chip;
+    std::string existing;
+    for (unsigned reg = 0; reg < 256; ++reg) {
+        if (read(chip, reg) != "nack") {
+            const auto number = static_cast<std::uint8_t>(reg);
+            existing += hex({&number, 1}) + " ";
+        }
+    }
+    EXPECT_EQ(existing, "00 01 02 03 04 05 06 07 10 11 12 13 14 15 16 17 "
+                        "30 32 34 36 38 3a 3c 3e 40 42 44 46 48 4a 4c 4e "
+                        "98 99 9a 9b 9c 9d 9e 9f ");
+}
+
+TEST(Vsc055, TakesOneByteATimeOnly) {
+    Vsc055 chip;
+    EXPECT_FALSE(write(chip, 0x06, "00 00"));
+    EXPECT_FALSE(write(chip, 0x06, ""));
+    EXPECT_EQ(read(chip, 0x06), "ff");
+    EXPECT_EQ(readHex(chip, 2, 0x06), "nack");
+}
+
+TEST(Vsc055, TachometersCannotBeWritten) {
+    Vsc055 chip;
+    EXPECT_FALSE(write(chip, 0x32, "10"));
+}
+
+TEST(Vsc055, PortReadsBoardOnInputsAndDataOnOutputs) {
+    Vsc055 chip;
+    ASSERT_TRUE(write(chip, 0x14, "a7")); // 1 = input
+    ASSERT_TRUE(write(chip, 0x04, "50"));
+    chip.setInputs(4, 0x80);
+    EXPECT_EQ(read(chip, 0x04), "d0");
+    chip.setInputs(4, 0x27);
+    EXPECT_EQ(read(chip, 0x04), "77");
+    EXPECT_EQ(read(chip, 0x14), "a7");
+}
+
+TEST(Vsc055, DrivesOnlyOutputs) {
+    Vsc055 chip;
+    ASSERT_TRUE(write(chip, 0x06, "fe"));
+    EXPECT_FALSE(chip.drivesLow(6, 0x01));
+    EXPECT_FALSE(chip.drivesHigh(6, 0x02));
+    ASSERT_TRUE(write(chip, 0x16, "00"));
+    EXPECT_TRUE(chip.drivesLow(6, 0x01));
+    EXPECT_TRUE(chip.drivesHigh(6, 0x02));
+    EXPECT_EQ(chip.pins(6), 0xFE);
+}
+
+TEST(Vsc055, PwmCodesGiveDutyCycles) {
+    Vsc055 chip;
+    const struct {
+        const char* code;
+        double duty;
+    } rows[] = {{"00", 0.0}, {"1f", 0.0}, {"20", 0.03125}, {"27", 0.25}, {"2f", 0.5}, {"37", 0.75}, {"3f", 1.0}};
+    for (const auto& row : rows) {
+        ASSERT_TRUE(write(chip, 0x9A, row.code));
+        EXPECT_DOUBLE_EQ(chip.duty(2), row.duty) << row.code;
+    }
+    EXPECT_DOUBLE_EQ(chip.duty(1), 1.0);
+}
+
+TEST(Vsc055, TachometerCountFollowsSpeedAndDivisor) {
+    const struct {
+        const char* configuration;
+        double rpm;
+        const char* count;
+    } rows[] = {
+        {"80", 6000, "c8"}, {"81", 6000, "64"}, {"82", 6000, "32"}, {"81", 3000, "c8"},
+        {"82", 2000, "96"}, {"82", 1987, "97"}, {"81", 2362, "fe"}, {"81", 2000, "ff"},
+        {"81", 0, "ff"},    {"80", 5e6, "01"},  {"01", 6000, "ff"}, // not enabled
+    };
+    for (const auto& row : rows) {
+        Vsc055 chip;
+        chip.setRpm(3, row.rpm);
+        ASSERT_TRUE(write(chip, 0x3C, row.configuration));
+        EXPECT_EQ(read(chip, 0x3E), row.count) << row.configuration << " " << row.rpm;
+        EXPECT_EQ(read(chip, 0x32), "ff");
+    }
+}
+
+// LM75
+
+TEST(Lm75, PowerOnValues) {
+    Lm75 chip;
+    EXPECT_EQ(readHex(chip, 2, 0), "19 00");
+    EXPECT_EQ(readHex(chip, 1, 1), "00");
+    EXPECT_EQ(readHex(chip, 2, 2), "4b 00");
+    EXPECT_EQ(readHex(chip, 2, 3), "50 00");
+}
+
+TEST(Lm75, TemperatureInHalfDegreesAsTwosComplement) {
+    const struct {
+        double celsius;
+        const char* both;
+    } rows[] = {{0, "00 00"},    {0.5, "00 80"},  {25.5, "19 80"},  {-0.5, "ff 80"}, {-24.5, "e7 80"},
+                {-25, "e7 00"},  {125, "7d 00"},  {200, "7d 00"},   {-55, "c9 00"},  {-90, "c9 00"},
+                {30.2, "1e 00"}, {30.3, "1e 80"}, {-24.49, "e7 80"}};
+    for (const auto& row : rows) {
+        Lm75 chip;
+        chip.setCelsius(row.celsius);
+        EXPECT_EQ(readHex(chip, 2, 0), row.both) << row.celsius;
+    }
+}
+
+TEST(Lm75, OneByteReadsGiveLeastThenMostSignificantByTurns) {
+    Lm75 chip;
+    chip.setCelsius(-24.5);
+    EXPECT_EQ(read(chip, 0), "80");
+    EXPECT_EQ(read(chip, 0), "e7");
+    EXPECT_EQ(read(chip, 0), "80");
+    EXPECT_EQ(read(chip, 0), "e7");
+}
+
+TEST(Lm75, OtherTrafficBeginsAgainWithTheLeastSignificantByte) {
+    Lm75 chip;
+    chip.setCelsius(30.5);
+    EXPECT_EQ(read(chip, 0), "80");
+    chip.otherTraffic();
+    EXPECT_EQ(read(chip, 0), "80");
+    EXPECT_EQ(read(chip, 0), "1e");
+}
+
+TEST(Lm75, RefusesOtherLengthsAndRegistersAndWritesToTheTemperature) {
+    Lm75 chip;
+    EXPECT_EQ(readHex(chip, 3, 0), "nack");
+    EXPECT_EQ(readHex(chip, 2, 1), "nack");
+    EXPECT_EQ(readHex(chip, 1, 4), "nack");
+    EXPECT_EQ(readHex(chip, 1, 255), "nack");
+    EXPECT_FALSE(write(chip, 0, "10 00"));
+    EXPECT_FALSE(write(chip, 2, "10"));
+}
+
+TEST(Lm75, LimitsKeepNineBits) {
+    Lm75 chip;
+    EXPECT_TRUE(write(chip, 2, "3c ff"));
+    EXPECT_TRUE(write(chip, 3, "46 00"));
+    EXPECT_TRUE(write(chip, 1, "01"));
+    EXPECT_EQ(readHex(chip, 2, 2), "3c 80");
+    EXPECT_EQ(readHex(chip, 2, 3), "46 00");
+    EXPECT_EQ(readHex(chip, 1, 1), "01");
+}
+
+// W83782D
+
+TEST(W83782d, PowerOnValues) {
+    W83782d chip(0x2C);
+    const struct {
+        unsigned reg;
+        const char* value;
+    } rows[] = {{0x2B, "00"}, {0x3D, "00"}, {0x40, "01"}, {0x48, "2c"}, {0x4D, "15"}, {0x4E, "80"}, {0x58, "30"},
+                {0x5A, "ff"}, {0x5B, "ff"}, {0x5E, "ff"}, {0x5F, "ff"}, {0x28, "ff"}, {0x27, "19"}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(read(chip, row.reg), row.value) << row.reg;
+    }
+}
+
+TEST(W83782d, ReadsItsRailsThroughTheDividers) {
+    W83782d chip(0x28);
+    chip.setVolts({1.5, 1.6, 3.3, 5.0, 12.0, -12.0, -5.0});
+    const char* const expected[] = {"5e", "64", "ce", "ba", "c5", "23", "36"};
+    for (unsigned i = 0; i < 7; ++i) {
+        EXPECT_EQ(read(chip, 0x20 + i), expected[i]) << i;
+    }
+    chip.setVolts({5.0, -1.0, 3.3, 4.489, 10.76, 0.0, 0.0});
+    EXPECT_EQ(read(chip, 0x20), "ff"); // out of the converter's range
+    EXPECT_EQ(read(chip, 0x21), "00");
+    EXPECT_EQ(read(chip, 0x23), "a7"); // 167: the highest count below 4.5 V
+    EXPECT_EQ(read(chip, 0x24), "b1"); // 177: the highest count below 10.8 V
+    EXPECT_EQ(read(chip, 0x25), "b5");
+    EXPECT_EQ(read(chip, 0x26), "99");
+}
+
+TEST(W83782d, TemperatureInWholeDegreesAsTwosComplement) {
+    W83782d chip(0x28);
+    const struct {
+        double celsius;
+        const char* value;
+    } rows[] = {{-10, "f6"}, {0, "00"}, {36.4, "24"}, {127, "7f"}, {300, "7f"}, {-128, "80"}, {-1, "ff"}};
+    for (const auto& row : rows) {
+        chip.setCelsius(row.celsius);
+        EXPECT_EQ(read(chip, 0x27), row.value) << row.celsius;
+    }
+}
+
+TEST(W83782d, FanCountFollowsSpeed) {
+    W83782d chip(0x28);
+    const struct {
+        double rpm;
+        const char* count;
+    } rows[] = {{6750, "64"}, {675000, "01"}, {1e7, "01"}, {2657, "fe"}, {2000, "ff"}, {0, "ff"}, {4612, "92"}};
+    for (const auto& row : rows) {
+        chip.setRpm(1, row.rpm);
+        EXPECT_EQ(read(chip, 0x29), row.count) << row.rpm;
+    }
+    EXPECT_EQ(read(chip, 0x28), "ff");
+    EXPECT_EQ(read(chip, 0x2A), "ff");
+}
+
+TEST(W83782d, PwmRegistersAreDutyBytes) {
+    W83782d chip(0x28);
+    EXPECT_TRUE(write(chip, 0x5E, "00"));
+    EXPECT_TRUE(write(chip, 0x5A, "33"));
+    EXPECT_DOUBLE_EQ(chip.duty(0x5E), 0.0);
+    EXPECT_DOUBLE_EQ(chip.duty(0x5A), 0.2);
+    EXPECT_DOUBLE_EQ(chip.duty(0x5B), 1.0);
+}
+
+TEST(W83782d, BeepsWhileEnabledAndNotTurnedOff) {
+    W83782d chip(0x28);
+    EXPECT_FALSE(chip.beeping());
+    EXPECT_TRUE(write(chip, 0x4D, "95"));
+    EXPECT_TRUE(chip.beeping());
+    EXPECT_TRUE(write(chip, 0x40, "40"));
+    EXPECT_FALSE(chip.beeping());
+    EXPECT_TRUE(write(chip, 0x40, "00"));
+    EXPECT_TRUE(chip.beeping());
+}
+
+TEST(W83782d, LimitsAreWritableAndMeasurementsAreNot) {
+    W83782d chip(0x28);
+    for (unsigned reg = 0x2B; reg <= 0x3D; ++reg) {
+        EXPECT_TRUE(write(chip, reg, "7f")) << reg;
+        EXPECT_EQ(read(chip, reg), "7f") << reg;
+    }
+    for (unsigned reg = 0x20; reg <= 0x2A; ++reg) {
+        EXPECT_FALSE(write(chip, reg, "7f")) << reg;
+    }
+    EXPECT_FALSE(write(chip, 0x58, "00"));
+}
+
+TEST(W83782d, RefusesUnknownRegistersAndOtherLengths) {
+    W83782d chip(0x28);
+    for (const unsigned reg : {0x00u, 0x1Fu, 0x3Eu, 0x3Fu, 0x60u, 0xFFu}) {
+        EXPECT_EQ(read(chip, reg), "nack") << reg;
+        EXPECT_FALSE(write(chip, reg, "00")) << reg;
+    }
+    EXPECT_EQ(readHex(chip, 2, 0x20), "nack");
+    EXPECT_FALSE(write(chip, 0x2B, "01 02"));
+    EXPECT_EQ(read(chip, 0x2B), "00");
+}
+
+// Pins
+
+TEST(Pin, ReadsFindThePinnedValueAndWritesStillReachTheChip) {
+    Vsc055 chip;
+    EXPECT_TRUE(chip.pin(0x32, 0x00));
+    EXPECT_TRUE(chip.pin(0x9A, 0x12));
+    EXPECT_EQ(read(chip, 0x32), "00");
+    EXPECT_TRUE(write(chip, 0x9A, "2f"));
+    EXPECT_EQ(read(chip, 0x9A), "12");
+    EXPECT_DOUBLE_EQ(chip.duty(2), 0.5);
+    chip.unpin(0x9A);
+    EXPECT_EQ(read(chip, 0x9A), "2f");
+}
+
+TEST(Pin, TwoByteRegistersTakeTwoByteValues) {
+    Lm75 chip;
+    EXPECT_TRUE(chip.pin(0, 0xE780));
+    EXPECT_EQ(readHex(chip, 2, 0), "e7 80");
+    EXPECT_EQ(read(chip, 0), "80");
+    EXPECT_EQ(read(chip, 0), "e7");
+}
+
+TEST(Pin, RefusesUnknownRegistersAndValuesTooLarge) {
+    Lm75 lm75;
+    Vsc055 vsc055;
+    EXPECT_FALSE(vsc055.pin(0x08, 0));
+    EXPECT_FALSE(vsc055.pin(0x00, 0x100));
+    EXPECT_FALSE(lm75.pin(0x00, 0x10000));
+    EXPECT_FALSE(lm75.pin(0x01, 0x100));
+}
+
+} // namespace
