@@ -31,7 +31,7 @@ struct VORAN_VER_t {
 };
 
 struct MAC_ADDRESS_t {
-    U8_t mac[6];
+    U8_t mac[6]; /**< in the order of transmission */
     U16_t _filler1;
 };
 
@@ -176,13 +176,84 @@ MPU_PARAMS_OFFSET(adapters, 736);
 /** The same, and stores the segment's id in `*shmid` (-1 when there is none). */
 [[nodiscard]] const MPU_PARAMS_t* MPU_getMpuParamsAndShmid(S32_t* shmid, int key);
 
-/** Removes the segment; returns shmctl's result (0, or -1 with errno set). */
+/** Removes the segment; returns shmctl's result (0, or -1 with errno set). Processes that have it attached keep it. */
 int MPU_deleteMpuParams(S32_t shmid);
 
 /**
  * Creates the parameter block of `key` (an older one of that key is replaced) and fills it from the text file
- * that the environment names in NONXML_FILE, or else from a binary image: CONFIG_FILE, or configMpu.bin in
- * PROJDIR. Stores the segment's id in `*shmid`. Returns the attached block, or nullptr after a report on standard
- * error; nothing is left behind then.
+ * that the environment names in NONXML_FILE, or else from a binary image in network byte order: CONFIG_FILE, or
+ * configMpu.bin in PROJDIR. Stores the segment's id in `*shmid`. Returns the attached block, or nullptr after a
+ * report on standard error; nothing is left behind then, and `*shmid` is -1 if a segment had been made.
+ *
+ * A text file decides about every field, `version` included: what it does not name is 0.
  */
 [[nodiscard]] MPU_PARAMS_t* MPU_createMpuParams(S32_t* shmid, int key);
+
+/**
+ * Turns every integer of the block from network byte order into the host's, or back: it is its own inverse. Bytes
+ * and texts stay as they are; on a big-endian host nothing changes.
+ */
+void MPU_swapMpuParams(MPU_PARAMS_t* params);
+
+/* ------------------------------------------------------------------------------------------- CMAP block */
+
+/** Version word of a new CMAP block. */
+inline constexpr U32_t MPU_K_CMAP_PARAMS_VERSION = 1;
+
+/** Most that a semaphore can count. */
+inline constexpr U32_t MPU_K_SEMAPHORE_MAX = 0x7FFFFFFF;
+
+/**
+ * A counting semaphore for every process that maps it. It is one word for the kernel's futex calls: the C library's
+ * own semaphore is so large on a 64-bit host that it would not fit into the CMAP block beside the mutex.
+ */
+struct MPU_SEMAPHORE_t {
+    U32_t count; /**< above MPU_K_SEMAPHORE_MAX: destroyed */
+};
+
+/** Starts the semaphore at `count`; above MPU_K_SEMAPHORE_MAX the process ends through MPU_BUGCHECK(). Returns 0. */
+S32_t mpuSemaphore_Init(MPU_SEMAPHORE_t* semaphore, U32_t count);
+/** Ends its use; the process ends through MPU_BUGCHECK() when it was ended already. Returns 0. */
+S32_t mpuSemaphore_Done(MPU_SEMAPHORE_t* semaphore);
+/** Takes one; blocks while the count is 0. */
+void mpuSemaphore_Get(MPU_SEMAPHORE_t* semaphore);
+/** Gives one back and wakes one waiter. */
+void mpuSemaphore_Put(MPU_SEMAPHORE_t* semaphore);
+
+/** The CMAP block: 52 bytes on every host. Its mutex is reached through MPU_cmapMutex(). */
+struct CmapParams_t {
+    U32_t version; /**< MPU_K_CMAP_PARAMS_VERSION */
+    MPU_SEMAPHORE_t semaphore;
+    U32_t mutex[11]; /**< holds an MPU_MUTEX_t, whose own size and alignment differ from host to host */
+};
+static_assert(sizeof(CmapParams_t) == 52);
+static_assert(offsetof(CmapParams_t, version) == 0);
+static_assert(offsetof(CmapParams_t, semaphore) == 4);
+static_assert(offsetof(CmapParams_t, mutex) == 8);
+static_assert(sizeof(MPU_MUTEX_t) <= sizeof(CmapParams_t::mutex));
+static_assert(offsetof(CmapParams_t, mutex) % alignof(MPU_MUTEX_t) == 0);
+
+/** The mutex of an attached CMAP block (segments start on a page, so it is aligned). */
+inline MPU_MUTEX_t* MPU_cmapMutex(CmapParams_t* params) {
+    return reinterpret_cast<MPU_MUTEX_t*>(params->mutex);
+}
+
+/** Attaches the CMAP block of `key`, whatever its version. Returns nullptr after a report on standard error. */
+[[nodiscard]] CmapParams_t* MPU_getCmapParams(int key);
+
+/** The same, and stores the segment's id in `*shmid` (-1 when there is none). */
+[[nodiscard]] CmapParams_t* MPU_getCmapParamsAndShmid(S32_t* shmid, int key);
+
+/**
+ * Creates the CMAP block of `key` (an older one is replaced): all zero but the version, the semaphore at 0, the
+ * mutex free, both usable by every process. Stores the segment's id in `*shmid`. Returns the attached block, or
+ * nullptr after a report on standard error, with no segment left behind.
+ */
+[[nodiscard]] CmapParams_t* MPU_createCmapParams(S32_t* shmid, int key);
+
+/**
+ * Destroys semaphore and mutex of the CMAP block that this process got or created last, then removes the segment;
+ * returns shmctl's result (0, or -1 with errno set). A mutex that somebody holds ends the process through
+ * MPU_BUGCHECK().
+ */
+int MPU_deleteCmapParams(S32_t shmid);
