@@ -1,0 +1,217 @@
+#include "commands.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "edit.h"
+#include "fields.h"
+#include "segment.h"
+#include "tool_error.h"
+#include "values.h"
+
+namespace {
+
+constexpr int JSON_FORMAT_VERSION = 1;
+
+/* ------------------------------------------------------------------------------------------------- create */
+
+/** Opens the file, so that what is wrong with it is known before an older block goes. */
+std::ifstream openInput(const std::string& path) {
+    struct stat status = {};
+    if (stat(path.c_str(), &status) < 0) {
+        throw failure("cannot read " + path + ": " + std::strerror(errno));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw failure("cannot read " + path + ": not a regular file");
+    }
+    errno = 0;
+    std::ifstream input(path, std::ios::binary);
+    if (!input) {
+        throw failure("cannot read " + path + ": " + std::strerror(errno));
+    }
+    return input;
+}
+
+void checkImage(const std::string& path) {
+    std::ifstream input = openInput(path);
+    std::string bytes(sizeof(MPU_PARAMS_t) + 1, '\0');
+    input.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (input.gcount() != static_cast<std::streamsize>(sizeof(MPU_PARAMS_t))) {
+        throw failure(path + " is no image of a parameter block: it has " + (input ? "more than" : "not") + " " +
+                      std::to_string(sizeof(MPU_PARAMS_t)) + " bytes");
+    }
+    MPU_PARAMS_t params;
+    std::memcpy(&params, bytes.data(), sizeof(params));
+    MPU_swapMpuParams(&params);
+    if (params.version != MPU_K_PARAMS_VERSION) {
+        throw failure(path + " is an image of version " + std::to_string(params.version) + ", expected " +
+                      std::to_string(MPU_K_PARAMS_VERSION));
+    }
+}
+
+/** Tells the library's block creator where the contents come from. */
+void chooseSource(const std::string& config, const std::string& image) {
+    if (config.empty()) {
+        checkImage(image);
+        unsetenv("NONXML_FILE");
+        setenv("CONFIG_FILE", image.c_str(), 1);
+    } else {
+        (void)openInput(config);
+        setenv("NONXML_FILE", config.c_str(), 1);
+    }
+}
+
+/* --------------------------------------------------------------------------------------------------- show */
+
+using Json = nlohmann::ordered_json;
+
+Json jsonFlags(U32_t flags) {
+    Json names = Json::array();
+    for (const Named_t& flag : flagNames()) {
+        if ((flags & flag.value) != 0) {
+            names.push_back(flag.name);
+        }
+    }
+    return {{"value", flags}, {"names", names}};
+}
+
+Json jsonValue(const Field_t& field, const U8_t* at) {
+    switch (field.kind) {
+    case Kind::Integer:
+    case Kind::Size:
+        return loadInteger(at, field.size);
+    case Kind::Flags:
+        return jsonFlags(loadInteger(at, field.size));
+    case Kind::Name: {
+        const Named_t* const named = findValue(field.names, *at);
+        return {{"value", *at}, {"name", named == nullptr ? Json(nullptr) : Json(named->name)}};
+    }
+    default:
+        return formatValue(field, at);
+    }
+}
+
+Json jsonField(const Field_t& field, const U8_t* block) {
+    if (field.count == 1) {
+        return jsonValue(field, block + field.offset);
+    }
+    Json elements = Json::array();
+    for (std::size_t i = 0; i < field.count; ++i) {
+        elements.push_back(jsonValue(field, block + field.offset + i * field.size));
+    }
+    return elements;
+}
+
+/** A copy of the block, so that what is shown is of one moment. */
+MPU_PARAMS_t readBlock(int key) {
+    return AttachedBlock(key, AttachedBlock::Access::Read).params();
+}
+
+/* -------------------------------------------------------------------------------------------------- image */
+
+/** A new file beside `path` that takes its place when it is complete, and vanishes when it is not. */
+class Replacement {
+public:
+    explicit Replacement(const std::string& path) : path_(path), temporary_(path + ".XXXXXX") {
+        descriptor_ = mkstemp(temporary_.data());
+        if (descriptor_ < 0) {
+            fail();
+        }
+    }
+    ~Replacement() {
+        if (descriptor_ >= 0) {
+            (void)close(descriptor_);
+            (void)unlink(temporary_.c_str());
+        }
+    }
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+
+    void write(const void* bytes, std::size_t size) {
+        const mode_t mask = umask(0);
+        (void)umask(mask);
+        const ssize_t written = ::write(descriptor_, bytes, size);
+        if (written >= 0 && static_cast<std::size_t>(written) < size) {
+            errno = ENOSPC;
+        }
+        if (written != static_cast<ssize_t>(size) || fchmod(descriptor_, 0666 & ~mask) < 0 || fsync(descriptor_) < 0 ||
+            std::rename(temporary_.c_str(), path_.c_str()) < 0) {
+            fail();
+        }
+        (void)close(descriptor_);
+        descriptor_ = -1;
+    }
+
+private:
+    [[noreturn]] void fail() const { throw failure("cannot write " + path_ + ": " + std::strerror(errno)); }
+
+    std::string path_;
+    std::string temporary_;
+    int descriptor_ = -1;
+};
+
+} // namespace
+
+void createBlock(int key, const std::string& config, const std::string& image) {
+    chooseSource(config, image);
+    S32_t shmid = -1;
+    MPU_PARAMS_t* const block = MPU_createMpuParams(&shmid, key);
+    if (block == nullptr) {
+        throw failure("no parameter block was created with key " + describeKey(key));
+    }
+    const U32_t version = block->version;
+    (void)shmdt(block);
+    if (version != MPU_K_PARAMS_VERSION) {
+        (void)MPU_deleteMpuParams(shmid);
+        throw failure(config + " gives version " + std::to_string(version) +
+                      ", which every process refuses: expected a line \"Version = " +
+                      std::to_string(MPU_K_PARAMS_VERSION) + "\"");
+    }
+    std::printf("created parameter block %s, segment %d\n", describeKey(key).c_str(), shmid);
+}
+
+void showBlock(int key) {
+    const MPU_PARAMS_t params = readBlock(key);
+    const auto* const bytes = reinterpret_cast<const U8_t*>(&params);
+    for (const Field_t& field : allFields()) {
+        for (std::size_t i = 0; i < field.count; ++i) {
+            const std::string name = std::string(field.name) + (field.count == 1 ? "" : "[" + std::to_string(i) + "]");
+            std::printf("%-22s %s\n", name.c_str(), formatValue(field, bytes + field.offset + i * field.size).c_str());
+        }
+    }
+}
+
+void showBlockJson(int key) {
+    const MPU_PARAMS_t params = readBlock(key);
+    Json fields;
+    for (const Field_t& field : allFields()) {
+        fields[std::string(field.name)] = jsonField(field, reinterpret_cast<const U8_t*>(&params));
+    }
+    const Json document = {{"version", JSON_FORMAT_VERSION}, {"key", key}, {"params", fields}};
+    std::printf("%s\n", document.dump(2).c_str());
+}
+
+void setFields(int key, std::span<const std::string> assignments) {
+    const std::vector<Edit_t> edits = parseEdits(assignments);
+    AttachedBlock block(key, AttachedBlock::Access::Write);
+    applyEdits(edits, block.bytes());
+}
+
+void writeImage(int key, const std::string& path) {
+    MPU_PARAMS_t params = readBlock(key);
+    MPU_swapMpuParams(&params);
+    Replacement(path).write(&params, sizeof(params));
+}
+
+void deleteBlock(int key) {
+    if (MPU_deleteMpuParams(findSegment(key, 0)) < 0) {
+        throw failure("cannot delete the parameter block with key " + describeKey(key) + ": " + std::strerror(errno));
+    }
+}

@@ -1,0 +1,35 @@
+/** The segment of a live parameter block. */
+#pragma once
+
+#include <string>
+
+#include "mpu_gbl.h"
+
+/** Keys below this are refused by the processes that attach the block. */
+inline constexpr int LEAST_KEY = 100;
+
+/** An attached block of this release's version; detached at the end. */
+class AttachedBlock {
+public:
+    enum class Access { Read, Write };
+
+    /** Throws a failure that says what is wrong with the segment of `key`. */
+    AttachedBlock(int key, Access access);
+    ~AttachedBlock();
+    AttachedBlock(const AttachedBlock&) = delete;
+    AttachedBlock& operator=(const AttachedBlock&) = delete;
+
+    [[nodiscard]] const MPU_PARAMS_t& params() const { return *static_cast<const MPU_PARAMS_t*>(address_); }
+
+    /** The block's bytes; only for a block attached for writing. */
+    [[nodiscard]] U8_t* bytes() { return static_cast<U8_t*>(address_); }
+
+private:
+    void* address_;
+};
+
+/** Id of the block's segment, with permissions as of `mode`; throws a failure when there is none or it is too small. */
+[[nodiscard]] int findSegment(int key, int mode);
+
+/** The key as people know it: "4660 (0x00001234)". */
+[[nodiscard]] std::string describeKey(int key);
