@@ -1,0 +1,235 @@
+/** The conversion of each type. */
+#include <gtest/gtest.h>
+
+#include "nonxml_private.h"
+#include "reader.h"
+
+using nonxmltest::read;
+using nonxmltest::readOver;
+using nonxmltest::Result;
+
+namespace {
+
+std::string noNumber(const std::string& value) {
+    return "+++ Warning: Unrecognized number in configuration file - " + value + "\n";
+}
+
+std::string tooLarge(const std::string& value, const std::string& used) {
+    return "+++ Warning: Number out of range in configuration file - " + value + "\n    Using " + used + "\n";
+}
+
+/** Carries out one entry on a block full of zeros. */
+Result store(const NonXML_s& tag, const char* value) {
+    Result result;
+    testing::internal::CaptureStderr();
+    nonXmlStore(tag, value, result.block.data());
+    result.err = testing::internal::GetCapturedStderr();
+    return result;
+}
+
+constexpr NonXML_Enums_t COLOURS[] = {{"red", 1}, {nullptr, 7}};
+
+} // namespace
+
+TEST(NonxmlValues, IntegersFollowTheirPrefix) {
+    EXPECT_EQ(read("Slot = 10").word(8), 10U);
+    EXPECT_EQ(read("Slot = 0x10").word(8), 16U);
+    EXPECT_EQ(read("Slot = 0X1f").word(8), 31U);
+    EXPECT_EQ(read("Slot = 010").word(8), 8U);
+    EXPECT_EQ(read("Slot = 0").err, "");
+    EXPECT_EQ(read("Slot = 4294967295").word(8), 0xFFFFFFFFU);
+    EXPECT_EQ(read("NumberOfPorts = 0x1F").block[15], 31);
+    EXPECT_EQ(read("NumberOfPorts = 017").block[15], 15);
+    EXPECT_EQ(read("NumberOfPorts = 255").block[15], 255);
+    EXPECT_EQ(read("AsicDeviceId = 65535").half(64), 65535U);
+    EXPECT_EQ(read("AsicDeviceId = 0x0A0B").half(64), 0x0A0BU);
+    EXPECT_EQ(read("AsicDeviceId = 020").half(64), 16U);
+}
+
+TEST(NonxmlValues, ANumberEndsWhereItsDigitsEnd) {
+    EXPECT_EQ(read("Slot = 12 slots").word(8), 12U);
+    EXPECT_EQ(read("Slot = 12 slots").err, "");
+}
+
+TEST(NonxmlValues, WhatIsNoNumberIsReportedAndSkipped) {
+    for (const std::string key : {"Slot", "NumberOfPorts", "AsicRevision", "SystemMemorySize", "Adapter", "MacAddress",
+                                  "IssIpAddress", "MpuSoftwareVersion"}) {
+        for (const std::string value : {"many", ""}) {
+            const Result result = readOver(0xEE, key + " = " + value + "\nNumberOfBusses = 3\n");
+            EXPECT_EQ(result.err, noNumber(value)) << key;
+            Result untouched = readOver(0xEE, "");
+            untouched.block[44] = 3;
+            EXPECT_EQ(result.block, untouched.block) << key;
+        }
+    }
+}
+
+TEST(NonxmlValues, ANumberTooLargeForItsFieldKeepsItsLowBits) {
+    const Result bits8 = read("NumberOfPorts = 300");
+    EXPECT_EQ(bits8.err, tooLarge("300", "44"));
+    EXPECT_EQ(bits8.block[15], 44);
+    EXPECT_TRUE(bits8.zeroOutside(15, 1));
+    const Result bits16 = read("AsicDeviceId = 0x12345");
+    EXPECT_EQ(bits16.err, tooLarge("0x12345", "9029"));
+    EXPECT_EQ(bits16.half(64), 0x2345U);
+    const Result bits32 = read("Slot = 4294967301");
+    EXPECT_EQ(bits32.err, tooLarge("4294967301", "5"));
+    EXPECT_EQ(bits32.word(8), 5U);
+    EXPECT_EQ(read("SystemMemorySize = 4g").err, tooLarge("4g", "0"));
+    EXPECT_EQ(read("Adapter = 0x10002/3").err, tooLarge("0x10002/3", "131075"));
+}
+
+TEST(NonxmlValues, WideIntegersLieHighWordFirst) {
+    const NonXML_s tag = {"Wide", NONXML_E_TYPE_U64, 16, 8, 2, nullptr};
+    const Result result = store(tag, "0x0123456789ABCDEF");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.word(16), 0x01234567U);
+    EXPECT_EQ(result.word(20), 0x89ABCDEFU);
+    EXPECT_TRUE(result.zeroOutside(16, 8));
+    EXPECT_EQ(store(tag, "1-4294967296").word(24), 1U);
+    EXPECT_EQ(store(tag, "1-4294967296").word(28), 0U);
+    EXPECT_EQ(store(tag, "010").word(20), 8U);
+    EXPECT_EQ(store(tag, "x").err, noNumber("x"));
+}
+
+TEST(NonxmlValues, SizesTakeAUnitInAnyCase) {
+    EXPECT_EQ(read("SystemMemorySize = 64m").word(96), 67108864U);
+    EXPECT_EQ(read("SystemMemorySize = 64M").word(96), 67108864U);
+    EXPECT_EQ(read("SystemMemorySize = 3k").word(96), 3072U);
+    EXPECT_EQ(read("SystemMemorySize = 3K").word(96), 3072U);
+    EXPECT_EQ(read("SystemMemorySize = 3g").word(96), 3221225472U);
+    EXPECT_EQ(read("SystemMemorySize = 3G").word(96), 3221225472U);
+    EXPECT_EQ(read("SystemMemorySize = 4096").word(96), 4096U);
+    EXPECT_EQ(read("SystemMemorySize = 010").word(96), 10U);
+    EXPECT_EQ(read("SystemMemorySize = 5t").word(96), 5U);
+}
+
+TEST(NonxmlValues, AMacAddressIsSixDecimalParts) {
+    EXPECT_EQ(read("MacAddress = 0:23:52:255:1:2").text(248, 8), std::string("\x00\x17\x34\xFF\x01\x02\0\0", 8));
+    EXPECT_EQ(read("MacAddress = 010:0x11:9").text(248, 6), std::string("\x0A\0\x09\0\0\0", 6));
+    EXPECT_EQ(read("MacAddress = 1:2:3:4:5:6:7").text(248, 8), std::string("\1\2\3\4\5\6\0\0", 8));
+    EXPECT_EQ(read("MacAddress = 1::3").text(248, 6), std::string("\1\0\3\0\0\0", 6));
+    EXPECT_EQ(read("MacAddress = 257:2:3:4:5:6").text(248, 2), std::string("\1\2", 2));
+}
+
+TEST(NonxmlValues, AMissingMacPartIsZeroAndTheFillerStays) {
+    const Result result = readOver(0xEE, "MacAddress = 1:2");
+    EXPECT_EQ(result.text(248, 8), std::string("\1\2\0\0\0\0\xEE\xEE", 8));
+}
+
+TEST(NonxmlValues, TheFirstPartOfAnAddressIsTheMostSignificant) {
+    EXPECT_EQ(read("IssIpAddress = 1.2.3.4").word(40), 0x01020304U);
+    EXPECT_EQ(read("IssIpAddress = 1.2").word(40), 0x01020000U);
+    EXPECT_EQ(read("IssIpAddress = 1").word(40), 0x01000000U);
+    EXPECT_EQ(read("IssIpAddress = 1.2.3.4.5").word(40), 0x01020304U);
+    EXPECT_EQ(read("IssIpAddress = 255.255.255.255").word(40), 0xFFFFFFFFU);
+    EXPECT_EQ(read("IssIpAddress = 010.0.0.1").word(40), 0x0A000001U);
+    EXPECT_EQ(read("IssIpAddress = 0.1.256.0").word(40), 0x00020000U) << "a part too large adds to the one before";
+    EXPECT_EQ(readOver(0xEE, "IssIpAddress = 1.2").word(40), 0x01020000U) << "nothing of the old value stays";
+}
+
+TEST(NonxmlValues, AVersionNeverSetsTheMaintenanceNumber) {
+    const Result result = readOver(0xEE, "MpuSoftwareVersion = 1.3.24");
+    EXPECT_EQ(result.half(48), 1U);
+    EXPECT_EQ(result.half(50), 3U);
+    EXPECT_EQ(result.half(52), 0xEEEEU);
+    EXPECT_EQ(result.half(54), 24U);
+    const Result four = read("Q4xFirmwareVersion = 1.3.0.24");
+    EXPECT_EQ(four.half(56), 1U);
+    EXPECT_EQ(four.half(58), 3U);
+    EXPECT_EQ(four.half(60), 0U);
+    EXPECT_EQ(four.half(62), 0U);
+    EXPECT_EQ(read("MpuSoftwareVersion = 7").half(48), 7U);
+    EXPECT_TRUE(read("MpuSoftwareVersion = 7").zeroOutside(48, 2));
+}
+
+TEST(NonxmlValues, AdaptersAreTwoHalves) {
+    EXPECT_EQ(read("Adapter = 2/1").word(736), 0x00020001U);
+    EXPECT_EQ(read("Adapter = 0x10/0x20").word(736), 0x00100020U);
+    EXPECT_EQ(read("Adapter = 65535/65535").word(736), 0xFFFFFFFFU);
+    EXPECT_EQ(read("Adapter = 1/65538").word(736), 0x00010002U) << "the lower half never reaches the upper";
+    EXPECT_EQ(read("Adapter = 3 / 4").word(736), 0x00030004U);
+    EXPECT_EQ(read("Adapter = 3").err, noNumber("3"));
+    EXPECT_EQ(read("Adapter = 3/").err, noNumber("3/"));
+}
+
+TEST(NonxmlValues, TextsAreCutToTheirField) {
+    const std::string seventy = "0123456789012345678901234567890123456789012345678901234567890123456789";
+    const Result serial = read("SerialNumber = " + seventy);
+    EXPECT_EQ(serial.err, "String for SerialNumber too long.  Truncating to 64\n");
+    EXPECT_EQ(serial.text(120, 64), seventy.substr(0, 64));
+    EXPECT_TRUE(serial.zeroOutside(120, 64));
+    const Result exact = read("ChassisSerialNumber = " + seventy.substr(0, 64));
+    EXPECT_EQ(exact.err, "");
+    EXPECT_EQ(exact.text(184, 64), seventy.substr(0, 64));
+    const Result directory = read("LogDirectory = /" + std::string(130, 'd'));
+    EXPECT_EQ(directory.err, "String for LogDirectory too long.  Truncating to 128\n");
+    EXPECT_TRUE(directory.zeroOutside(568, 128));
+    const Result vendor = read("VendorId = 123456789");
+    EXPECT_EQ(vendor.err, "String for VendorId too long.  Truncating to 8\n");
+    EXPECT_EQ(vendor.text(704, 8), "12345678");
+    EXPECT_TRUE(vendor.zeroOutside(704, 8));
+}
+
+TEST(NonxmlValues, AShorterTextLeavesNothingOfALongerOne) {
+    EXPECT_EQ(read("LogDirectory = /long/one\nLogDirectory = /x\n").text(568, 9), std::string("/x\0\0\0\0\0\0\0", 9));
+    EXPECT_EQ(read("VendorId = LONGNAME\nVendorId = ab\n").text(704, 8), "ab      ");
+}
+
+TEST(NonxmlValues, TheDefaultIsTheValueOfTheEndEntry) {
+    const NonXML_s tag = {"Colour", NONXML_E_TYPE_ENUM, 3, 1, 1, COLOURS};
+    const Result result = store(tag, "blue");
+    EXPECT_EQ(result.err, "+++ Warning: Unrecognized enumeration in configuration file - blue\n    Using default 7\n");
+    EXPECT_EQ(result.block[3], 7);
+    EXPECT_EQ(store(tag, "RED").block[3], 1);
+}
+
+TEST(NonxmlValues, TheWordOfAKeyIsItsTypeAndOffset) {
+    const NonXML_Found_t directory = nonXmlFindEnum(nonXML_Tables.batteryPolicy, "mmsgdirectory");
+    EXPECT_TRUE(directory.known);
+    EXPECT_EQ(directory.value, 0x05000138U);
+    const NonXML_Found_t nothing = nonXmlFindEnum(nonXML_Tables.batteryPolicy, "nonsense");
+    EXPECT_FALSE(nothing.known);
+    EXPECT_EQ(nothing.value, 0U);
+}
+
+TEST(NonxmlValues, AnEntryOfTheWrongSizeStoresNothing) {
+    const struct {
+        NonXML_types_e type;
+        int size;
+        const char* value;
+    } cases[] = {
+        {NONXML_E_TYPE_U32, 4, "1"},      {NONXML_E_TYPE_ENUM, 1, "red"},    {NONXML_E_TYPE_U8, 1, "1"},
+        {NONXML_E_TYPE_U16, 2, "1"},      {NONXML_E_TYPE_U64, 8, "1"},       {NONXML_E_TYPE_MACADDR, 8, "1:2"},
+        {NONXML_E_TYPE_IPADDR, 4, "1.2"}, {NONXML_E_TYPE_VERSION, 8, "1.2"}, {NONXML_E_TYPE_ADAPTERS, 4, "1/2"},
+        {NONXML_E_TYPE_SIZE, 4, "1k"},
+    };
+    for (const auto& c : cases) {
+        const NonXML_s tag = {"Test", c.type, 0, 3, 1, COLOURS};
+        const Result result = store(tag, c.value);
+        EXPECT_EQ(result.err, "Internal error: Entry size does not match type! 3 != " + std::to_string(c.size) + "\n");
+        EXPECT_TRUE(result.zeroOutside(0, 0)) << c.type;
+    }
+}
+
+TEST(NonxmlValues, ATypeThatDoesNotExistStoresNothing) {
+    const NonXML_s tag = {"Test", static_cast<NonXML_types_e>(12), 0, 4, 1, nullptr};
+    const Result result = store(tag, "1");
+    EXPECT_EQ(result.err, "+++ Internal error parsing configuration file - 12\n");
+    EXPECT_TRUE(result.zeroOutside(0, 0));
+}
+
+TEST(NonxmlValues, TheTypesHaveTheirNumbers) {
+    EXPECT_EQ(NONXML_E_TYPE_U32, 0);
+    EXPECT_EQ(NONXML_E_TYPE_ENUM, 1);
+    EXPECT_EQ(NONXML_E_TYPE_U8, 2);
+    EXPECT_EQ(NONXML_E_TYPE_U16, 3);
+    EXPECT_EQ(NONXML_E_TYPE_U64, 4);
+    EXPECT_EQ(NONXML_E_TYPE_STRING, 5);
+    EXPECT_EQ(NONXML_E_TYPE_BSTRING, 6);
+    EXPECT_EQ(NONXML_E_TYPE_MACADDR, 7);
+    EXPECT_EQ(NONXML_E_TYPE_IPADDR, 8);
+    EXPECT_EQ(NONXML_E_TYPE_VERSION, 9);
+    EXPECT_EQ(NONXML_E_TYPE_ADAPTERS, 10);
+    EXPECT_EQ(NONXML_E_TYPE_SIZE, 11);
+}
