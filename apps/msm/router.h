@@ -1,0 +1,98 @@
+/** Who is connected to the switch, who a message is for, and what is kept for endpoints that are not here yet. */
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "mmsg.h"
+
+/** Ids that a recipient bitmap has a bit for. */
+inline constexpr unsigned MSM_K_ENDPOINTS = 64;
+/** Ids that connections to the `peer` socket are given. */
+inline constexpr U8_t MSM_K_FIRST_PEER = 34;
+inline constexpr U8_t MSM_K_LAST_PEER = 63;
+
+/** A socket that stands for one endpoint id. */
+struct MsmNamedEndpoint_t {
+    const char* name; /**< socket's file name */
+    U8_t endpoint;    /**< MMSG_EPID_e */
+};
+
+/** The endpoints with a socket of their own: the only ones that messages are kept for. */
+inline constexpr std::array<MsmNamedEndpoint_t, 4> MSM_K_NAMED_ENDPOINTS = {{
+    {"esadapter", MMSG_E_EPID_ES_ADAPTERMP},
+    {"startup", MMSG_E_EPID_STARTUPMP},
+    {"eventlog", MMSG_E_EPID_EVENTLOGMP},
+    {"volmgr", MMSG_E_EPID_VOLMGRMP},
+}};
+
+/** A set of endpoint ids: endpoint e is bit e. */
+using EndpointSet_t = std::uint64_t;
+
+constexpr EndpointSet_t endpointSet(U8_t endpoint) {
+    return EndpointSet_t{1} << endpoint;
+}
+/** The least id of a set that is not empty. */
+constexpr U8_t firstEndpoint(EndpointSet_t set) {
+    return static_cast<U8_t>(std::countr_zero(set));
+}
+
+/** Endpoints that either recipient bitmap of `header` names. */
+EndpointSet_t recipientsOf(const MMCH_t& header);
+
+/** What becomes of one message. */
+struct Routing_t {
+    std::vector<int> connections; /**< connections that get a copy now, one per connection and message */
+    EndpointSet_t named;          /**< every endpoint that the message names */
+    EndpointSet_t queued;         /**< nobody connected: kept */
+    EndpointSet_t displaced;      /**< kept, but a full queue lost its oldest message for it */
+    EndpointSet_t dropped;        /**< nobody connected and nobody expected */
+};
+
+/** The endpoint table. Connections are known by a number of the caller's (a descriptor). */
+class Router_t {
+public:
+    using Message_t = std::vector<U8_t>;
+
+    /** Keeps at most `queueLimit` (1 or more) messages per named endpoint that nobody is connected to. */
+    explicit Router_t(std::size_t queueLimit);
+
+    /** Adds a connection to an endpoint (0 to 63); an endpoint may have several. */
+    void attach(U8_t endpoint, int connection);
+    /** Takes the connection off the endpoint; messages are kept for a named endpoint from its last one on. */
+    void detach(U8_t endpoint, int connection);
+    std::size_t connectionCount(U8_t endpoint) const { return endpoints_[endpoint].connections.size(); }
+
+    /** The lowest peer id that nobody holds; nothing when all are taken. */
+    std::optional<U8_t> lowestFreePeer() const;
+
+    /**
+     * Decides where a whole message (its length checked: at least a header) goes, and keeps it for the named endpoints
+     * that nobody is connected to. The result is valid until the next call.
+     */
+    const Routing_t& route(std::span<const U8_t> message);
+
+    /** Hands over what was kept for an endpoint, oldest first; the queue is empty afterwards. */
+    std::deque<Message_t> takeQueue(U8_t endpoint);
+    /** Messages that the endpoint's full queue has lost so far. */
+    std::uint64_t lostFromQueue(U8_t endpoint) const { return endpoints_[endpoint].lost; }
+
+private:
+    struct Endpoint_t {
+        std::vector<int> connections;
+        std::deque<Message_t> queue;
+        std::uint64_t lost = 0;
+    };
+
+    void keep(U8_t endpoint, std::span<const U8_t> message);
+
+    std::size_t queueLimit_;
+    std::array<Endpoint_t, MSM_K_ENDPOINTS> endpoints_;
+    Routing_t routing_{};
+};

@@ -1,0 +1,260 @@
+/** The real switch on real sockets: who gets what, in which order, and what it prints. */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "msm_client.h"
+
+namespace {
+
+using msmtest::Bytes;
+using msmtest::Client;
+using msmtest::messageTo;
+using msmtest::SwitchTest;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST_F(SwitchTest, APeerIsGreetedWithItsId) {
+    start();
+    const auto client = connect("peer");
+    Bytes expected(64, 0);
+    expected[8] = 14;
+    expected[9] = 1;
+    expected[11] = 64;
+    expected[16] = 16;
+    expected[18] = 34;
+    expected[27] = 0x04; // bit 34 - 32 of the second word
+    EXPECT_EQ(client->receive(), expected);
+    EXPECT_TRUE(client->isSilent());
+}
+
+TEST_F(SwitchTest, PeersGetTheLowestFreeIdAndIdsAreReused) {
+    start();
+    std::uint8_t id = 0;
+    const auto first = connectPeer(id);
+    EXPECT_EQ(id, 34);
+    const auto second = connectPeer(id);
+    EXPECT_EQ(id, 35);
+    const auto third = connectPeer(id);
+    EXPECT_EQ(id, 36);
+    second->close();
+    const auto fourth = connectPeer(id);
+    EXPECT_EQ(id, 35);
+}
+
+TEST_F(SwitchTest, ThirtyPeersFitAndTheNextIsClosed) {
+    start();
+    std::vector<std::unique_ptr<Client>> peers;
+    std::uint8_t id = 0;
+    for (std::uint8_t expected = 34; expected <= 63; ++expected) {
+        peers.push_back(connectPeer(id));
+        ASSERT_EQ(id, expected);
+    }
+    EXPECT_TRUE(connect("peer")->isClosed());
+    EXPECT_TRUE(process().waitForOut("peer refused: ids 34 to 63 are all taken\n", msmtest::PATIENCE));
+    settle(*peers.back(), 63);
+    peers[7]->close();
+    const auto again = connectPeer(id);
+    EXPECT_EQ(id, 41);
+}
+
+TEST_F(SwitchTest, EachSocketStandsForItsEndpoint) {
+    start();
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    const std::vector<std::pair<std::string, unsigned>> sockets = {
+        {"esadapter", 33}, {"startup", 18}, {"eventlog", 27}, {"volmgr", 20}};
+    for (const auto& [name, endpoint] : sockets) {
+        const auto client = connect(name);
+        const Bytes bytes = messageTo({endpoint}, id, endpoint, 100);
+        ASSERT_TRUE(peer->send(bytes));
+        EXPECT_EQ(client->receive(), bytes) << name;
+        ASSERT_TRUE(client->send(messageTo({id}, static_cast<std::uint8_t>(endpoint), endpoint)));
+        EXPECT_EQ(peer->receiveHandle(), endpoint) << name;
+    }
+}
+
+TEST_F(SwitchTest, EveryEndpointNamedInEitherBitmapGetsOneCopy) {
+    start();
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    const auto startup = connect("startup");
+    const auto events = connect("eventlog");
+    const auto volmgr = connect("volmgr");
+    Bytes bytes = messageTo({18, 27}, id, 9);
+    msmtest::name(msmtest::name(bytes, 27, 28), 20, 28);
+    ASSERT_TRUE(peer->send(bytes));
+    EXPECT_EQ(startup->receive(), bytes);
+    EXPECT_EQ(events->receive(), bytes);
+    EXPECT_EQ(volmgr->receive(), bytes);
+    EXPECT_TRUE(events->isSilent());
+    EXPECT_TRUE(peer->isSilent());
+}
+
+TEST_F(SwitchTest, TwoConnectionsToOneEndpointGetACopyEach) {
+    start();
+    std::uint8_t id = 0;
+    const auto first = connect("eventlog");
+    const auto second = connect("eventlog");
+    const auto peer = connectPeer(id);
+    ASSERT_TRUE(peer->send(messageTo({27}, id, 5)));
+    EXPECT_EQ(first->receiveHandle(), 5);
+    EXPECT_EQ(second->receiveHandle(), 5);
+}
+
+TEST_F(SwitchTest, WhatCameBeforeTheAdapterIsDeliveredToItInOrder) {
+    start();
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    for (std::uint32_t handle = 0; handle < 256; ++handle) {
+        ASSERT_TRUE(peer->send(messageTo({33}, id, handle, 4064)));
+    }
+    settle(*peer, id);
+    const auto adapter = connect("esadapter");
+    for (std::uint32_t handle = 0; handle < 256; ++handle) {
+        ASSERT_EQ(adapter->receiveHandle(), handle);
+    }
+    ASSERT_TRUE(peer->send(messageTo({33}, id, 1000)));
+    EXPECT_EQ(adapter->receiveHandle(), 1000);
+}
+
+TEST_F(SwitchTest, AFullQueueDropsItsOldestMessagesAndSaysSo) {
+    start({"--queue", "3"});
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    for (std::uint32_t handle = 1; handle <= 7; ++handle) {
+        ASSERT_TRUE(peer->send(messageTo({27}, id, handle)));
+    }
+    settle(*peer, id);
+    const auto events = connect("eventlog");
+    EXPECT_EQ(events->receiveHandle(), 5);
+    EXPECT_EQ(events->receiveHandle(), 6);
+    EXPECT_EQ(events->receiveHandle(), 7);
+    EXPECT_TRUE(events->isSilent());
+    EXPECT_EQ(process().out(), "ready: listening in " + directory() +
+                                   "\nqueue of eventlog(27) full: oldest message dropped, 1 so far"
+                                   "\nqueue of eventlog(27) full: oldest message dropped, 2 so far"
+                                   "\nqueue of eventlog(27) full: oldest message dropped, 4 so far\n");
+}
+
+TEST_F(SwitchTest, NothingIsKeptForAPeerThatWentAway) {
+    start();
+    std::uint8_t id = 0;
+    const auto adapter = connect("esadapter");
+    const auto other = connectPeer(id);
+    const auto gone = connectPeer(id);
+    ASSERT_EQ(id, 35);
+    gone->close();
+    settle(*other, 34);
+    ASSERT_TRUE(adapter->send(messageTo({35, 34}, 33, 1)));
+    EXPECT_EQ(other->receiveHandle(), 1);
+    const auto next = connectPeer(id);
+    ASSERT_EQ(id, 35);
+    EXPECT_TRUE(next->isSilent());
+}
+
+TEST_F(SwitchTest, AMessageForNobodyIsDroppedWithANotice) {
+    start();
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    ASSERT_TRUE(peer->send(msmtest::message(id, 1)));
+    settle(*peer, id);
+    EXPECT_EQ(process().out(), "ready: listening in " + directory() + "\nmessage for nobody dropped, 1 so far\n");
+}
+
+TEST_F(SwitchTest, OneByteAtATimeIsAMessageToo) {
+    start();
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    const auto startup = connect("startup");
+    const Bytes bytes = messageTo({18}, id, 0x01020304, 80);
+    for (const std::uint8_t byte : bytes) {
+        ASSERT_TRUE(peer->send({byte}));
+    }
+    EXPECT_EQ(startup->receive(), bytes);
+}
+
+TEST_F(SwitchTest, TheOrderIsKeptAcrossSizesAndWrites) {
+    start();
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    const auto startup = connect("startup");
+    std::vector<Bytes> sent;
+    Bytes stream;
+    for (std::uint32_t handle = 0; handle < 40; ++handle) {
+        sent.push_back(messageTo({18}, id, handle, 64 + 99 * handle));
+        stream.insert(stream.end(), sent.back().begin(), sent.back().end());
+    }
+    for (std::size_t begin = 0; begin < stream.size(); begin += 777) {
+        const std::size_t end = std::min(begin + 777, stream.size());
+        ASSERT_TRUE(peer->send(Bytes(stream.begin() + static_cast<std::ptrdiff_t>(begin),
+                                     stream.begin() + static_cast<std::ptrdiff_t>(end))));
+    }
+    for (const Bytes& expected : sent) {
+        ASSERT_EQ(startup->receive(), expected);
+    }
+}
+
+TEST_F(SwitchTest, APeerThatDoesNotReadHoldsUpNobodyAndKeepsWholeMessagesInOrder) {
+    constexpr std::uint32_t COUNT = 600; // 2.4 MB: more than the socket and the switch hold for one connection
+    start();
+    std::uint8_t id = 0;
+    const auto slow = connect("startup");
+    const auto quick = connect("eventlog");
+    const auto peer = connectPeer(id);
+    for (std::uint32_t handle = 0; handle < COUNT; ++handle) {
+        ASSERT_TRUE(peer->send(messageTo({18, 27}, id, handle, 4064)));
+        ASSERT_EQ(quick->receiveHandle(), handle);
+    }
+    EXPECT_TRUE(process().waitForOut("startup(18) reads too slowly: message dropped, 1 so far\n", msmtest::PATIENCE));
+
+    std::uint32_t kept = 0;
+    for (std::int64_t handle = slow->receiveHandle(msmtest::MOMENT); handle >= 0;
+         handle = slow->receiveHandle(msmtest::MOMENT)) {
+        ASSERT_EQ(handle, kept);
+        ++kept;
+    }
+    EXPECT_GE(kept, 258U); // 1 MiB of 4064 bytes
+    EXPECT_LT(kept, COUNT);
+    ASSERT_TRUE(peer->send(messageTo({18}, id, 7777)));
+    EXPECT_EQ(slow->receiveHandle(), 7777);
+}
+
+TEST_F(SwitchTest, TheLogHasALineForEachMessageAndConnection) {
+    start({"--log"});
+    std::uint8_t id = 0;
+    const auto adapter = connect("esadapter");
+    (void)logUntil("esadapter(33) connected\n");
+    const auto startup = connect("startup");
+    Bytes led = messageTo({18}, 33, 0);
+    msmtest::put32(led, 12, 0x0C00000E);
+    msmtest::put32(led, 44, 2);
+    msmtest::put32(led, 48, 2);
+    ASSERT_TRUE(adapter->send(led));
+    EXPECT_EQ(startup->receive(), led);
+    startup->close();
+    (void)logUntil("startup(18) disconnected\n");
+    const auto peer = connectPeer(id);
+    ASSERT_TRUE(peer->send(messageTo({18}, 20, 0)));
+    ASSERT_TRUE(peer->send(Bytes(10, 0)));
+    peer->close();
+    EXPECT_THAT(logUntil("bytes lost"),
+                ElementsAre("ready: listening in " + directory(), "esadapter(33) connected", "startup(18) connected",
+                            "esadapter(33) -> startup(18): 64 bytes, startup/change-led-color: composite fault LED on",
+                            "startup(18) disconnected", "peer(34) connected",
+                            "volmgr(20) sent by peer(34) -> startup(18) queued: 64 bytes, default/type 0",
+                            "peer(34) disconnected inside a message, 10 bytes lost"));
+}
+
+TEST_F(SwitchTest, WithoutLogOnlyTheReadyLineIsPrinted) {
+    start();
+    std::uint8_t id = 0;
+    const auto startup = connect("startup");
+    const auto peer = connectPeer(id);
+    ASSERT_TRUE(peer->send(messageTo({18}, id, 3)));
+    EXPECT_EQ(startup->receiveHandle(), 3);
+    settle(*peer, id);
+    EXPECT_EQ(process().out(), "ready: listening in " + directory() + "\n");
+    EXPECT_EQ(process().err(), "");
+}
+
+} // namespace
