@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <stdexcept>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 namespace encsim {
@@ -40,8 +41,12 @@ const sockaddr* generic(const sockaddr_un& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
-/// Removes a socket that a simulator which has died left behind.
+/// Removes a socket that a simulator which has died left behind; a file of another kind stays.
 void clearStale(const sockaddr_un& address) {
+    struct stat there {};
+    if (lstat(address.sun_path, &there) != 0 || !S_ISSOCK(there.st_mode)) {
+        return;
+    }
     const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (connect(probe.get(), generic(address), sizeof address) == 0) {
         throw std::runtime_error(std::string("another process serves ") + address.sun_path +

@@ -1,0 +1,345 @@
+// The real program: pseudo-terminal, link, control socket, terminal, signals.
+
+#include "hex.h"
+#include "program.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace testsupport;
+using nlohmann::json;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr Milliseconds kLong{30000};
+
+class File {
+public:
+    explicit File(int fd) : fd_(fd) {}
+    ~File() { close(fd_); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    int fd() const { return fd_; }
+
+    void send(const std::string& bytes) const {
+        EXPECT_EQ(write(fd_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+    /// What comes until `enough` holds, the other end closes, or `timeout` passes.
+    template <class Enough>
+    std::string receive(Enough enough, Milliseconds timeout = kLong) const {
+        std::string all;
+        const auto end = std::chrono::steady_clock::now() + timeout;
+        while (!enough(all)) {
+            const auto left = std::chrono::duration_cast<Milliseconds>(end - std::chrono::steady_clock::now());
+            pollfd one{fd_, POLLIN, 0};
+            char bytes[4096];
+            if (left.count() <= 0 || poll(&one, 1, static_cast<int>(left.count())) <= 0) {
+                break;
+            }
+            const ssize_t count = read(fd_, bytes, sizeof bytes);
+            if (count <= 0) {
+                break;
+            }
+            all.append(bytes, static_cast<std::size_t>(count));
+        }
+        return all;
+    }
+
+private:
+    int fd_;
+};
+
+/// One transfer over the serial line, as hex.
+std::string exchange(const File& line, const std::string& request, std::size_t answer) {
+    const std::vector<std::uint8_t> out = bytes(request);
+    line.send({out.begin(), out.end()});
+    const std::string in = line.receive([answer](const std::string& all) { return all.size() >= answer; });
+    return hex(std::vector<std::uint8_t>(in.begin(), in.end()));
+}
+
+class Encsim : public testing::Test {
+protected:
+    Encsim() {
+        char pattern[] = "/tmp/encsim-test-XXXXXX";
+        directory = mkdtemp(pattern);
+        link = directory / "enc-0";
+        control = directory / "control";
+    }
+    ~Encsim() override { std::filesystem::remove_all(directory); }
+
+    std::vector<std::string> command(std::vector<std::string> more = {}) const {
+        std::vector<std::string> arguments = {"--link", link, "--control", control, "--chassis", "vsc055"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return programCommand("encsim", arguments);
+    }
+    std::unique_ptr<Process> start(const std::vector<std::string>& more = {"--frozen"}) const {
+        auto process = std::make_unique<Process>(command(more));
+        EXPECT_TRUE(process->waitForOut("ready\n", kLong)) << process->err();
+        return process;
+    }
+    File openLine() const { return File(open(link.c_str(), O_RDWR | O_NOCTTY)); }
+    File connectControl() const {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        control.string().copy(address.sun_path, sizeof address.sun_path - 1);
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        return File(fd);
+    }
+    static std::string ask(const File& peer, const std::string& line) {
+        peer.send(line + "\n");
+        return peer.receive([](const std::string& all) {
+            const std::size_t last = all.rfind('\n', all.size() - 2);
+            const std::string end = last == std::string::npos ? all : all.substr(last + 1);
+            return end == "ok\n" || (end.starts_with("error: ") && end.ends_with("\n"));
+        });
+    }
+    bool linkExists() const { return std::filesystem::is_symlink(std::filesystem::symlink_status(link)); }
+
+    std::filesystem::path directory, link, control;
+};
+
+TEST_F(Encsim, ServesTheBridgeWhereTheLinkPoints) {
+    const auto encsim = start();
+    const File line = openLine();
+    EXPECT_EQ(exchange(line, "52 41 10 01", 2), "41 ff");
+    EXPECT_EQ(exchange(line, "57 41 98 01 2f", 1), "41");
+    EXPECT_EQ(exchange(line, "52 41 98 01", 2), "41 2f");
+    EXPECT_EQ(exchange(line, "52 62 00 01", 1), "4e");
+    EXPECT_EQ(exchange(line, "52 4c 00 01", 2), "41 00");
+    EXPECT_EQ(exchange(line, "52 4c 00 01", 2), "41 1e");
+}
+
+TEST_F(Encsim, LineIsRaw) {
+    const auto encsim = start();
+    const File line = openLine();
+    for (const char* const byte : {"03", "04", "0a", "0d", "11", "13", "15", "1a", "1c", "7f", "ff", "00", "80"}) {
+        EXPECT_EQ(exchange(line, std::string("57 41 06 01 ") + byte, 1), "41");
+        EXPECT_EQ(exchange(line, "57 41 16 01 00", 1), "41");
+        EXPECT_EQ(exchange(line, "52 41 06 01", 2), std::string("41 ") + byte);
+    }
+}
+
+TEST_F(Encsim, AdapterMayComeAndGo) {
+    const auto encsim = start();
+    for (int i = 0; i < 3; ++i) {
+        const File line = openLine();
+        EXPECT_EQ(exchange(line, "52 41 98 01", 2), "41 3f");
+    }
+    EXPECT_TRUE(encsim->running());
+}
+
+TEST_F(Encsim, AnswersAgainAfterJunkAndSilence) {
+    const auto encsim = start();
+    const File line = openLine();
+    line.send(std::string(3000, 'x'));
+    EXPECT_EQ(line.receive([](const std::string& all) { return !all.empty(); }, Milliseconds(400)), "");
+    EXPECT_EQ(exchange(line, "52 41 98 01", 2), "41 3f");
+}
+
+TEST_F(Encsim, SilentLineGivesNoAnswer) {
+    const auto encsim = start();
+    const File line = openLine();
+    const File peer = connectControl();
+    EXPECT_EQ(ask(peer, "line silent"), "ok\n");
+    line.send("\x52\x41\x10\x01");
+    EXPECT_EQ(line.receive([](const std::string& all) { return !all.empty(); }, Milliseconds(400)), "");
+    EXPECT_EQ(ask(peer, "line ok"), "ok\n");
+    EXPECT_EQ(exchange(line, "52 41 98 01", 2), "41 3f");
+}
+
+TEST_F(Encsim, SeveralConnectionsWithManyCommandsEach) {
+    const auto encsim = start();
+    const File first = connectControl();
+    const File second = connectControl();
+    EXPECT_EQ(ask(first, "heat 500"), "ok\n");
+    EXPECT_EQ(ask(second, "ambient 30"), "ok\n");
+    EXPECT_EQ(ask(first, "toast"), "error: unknown command \"toast\"; \"help\" lists the commands\n");
+    const std::string reply = ask(second, "show --json");
+    ASSERT_THAT(reply, EndsWith("\nok\n"));
+    const json world = json::parse(reply.substr(0, reply.find('\n')));
+    EXPECT_EQ(world["heatWatts"], 500.0);
+    EXPECT_EQ(world["ambientCelsius"], 30.0);
+    first.send("freeze\nthaw\nhe");
+    first.send("at 1\n");
+    EXPECT_EQ(first.receive([](const std::string& all) { return all.size() >= 9; }), "ok\nok\nok\n");
+}
+
+TEST_F(Encsim, PeerThatClosesInTheMiddleDoesNoHarm) {
+    const auto encsim = start();
+    { connectControl().send("show\nshow --js"); }
+    EXPECT_EQ(ask(connectControl(), "transfers"), "total 0 reads 0 writes 0 failed 0\nok\n");
+}
+
+TEST_F(Encsim, EndlessLineIsRefused) {
+    const auto encsim = start();
+    const File peer = connectControl();
+    peer.send(std::string(5000, 'a'));
+    EXPECT_EQ(peer.receive([](const std::string& all) { return all.ends_with("\n"); }),
+              "error: a command line must have at most 4096 characters\n");
+    EXPECT_EQ(ask(connectControl(), "freeze"), "ok\n");
+}
+
+TEST_F(Encsim, TakesCommandsOnItsTerminal) {
+    StartOptions options;
+    options.closeStdin = false;
+    Process encsim(command({"--frozen"}), options);
+    ASSERT_TRUE(encsim.waitForOut("ready\n", kLong));
+    EXPECT_TRUE(encsim.writeInput("reg 0x41 0x98\n"));
+    EXPECT_TRUE(encsim.waitForOut("0x41 0x98 0x3f\nok\n", kLong));
+    encsim.closeInput();
+    EXPECT_EQ(ask(connectControl(), "freeze"), "ok\n") << "the end of the terminal is not the end";
+}
+
+TEST_F(Encsim, LogPrintsTransfersAsTheyHappen) {
+    const auto encsim = start();
+    const File line = openLine();
+    const File peer = connectControl();
+    exchange(line, "52 41 98 01", 2);
+    EXPECT_EQ(ask(peer, "log on"), "ok\n");
+    exchange(line, "57 41 98 01 27", 1);
+    exchange(line, "52 62 00 01", 1);
+    EXPECT_TRUE(encsim->waitForOut("2 write 0x41 0x98 1 [27] ack\n3 read 0x62 0x00 1 [] nack\n", kLong));
+    EXPECT_THAT(encsim->out(), testing::Not(HasSubstr("1 read 0x41 0x98")));
+}
+
+TEST_F(Encsim, TimePassesAtTheGivenSpeed) {
+    const auto encsim = start({"--speed", "200"});
+    const File peer = connectControl();
+    EXPECT_EQ(ask(peer, "fan 0 stall"), "ok\n");
+    const auto end = std::chrono::steady_clock::now() + kLong;
+    long rpm = 9000;
+    while (rpm > 10 && std::chrono::steady_clock::now() < end) {
+        const std::string reply = ask(peer, "show --json");
+        rpm = json::parse(reply.substr(0, reply.find('\n')))["fans"][0]["rpm"];
+        std::this_thread::sleep_for(Milliseconds(20));
+    }
+    EXPECT_LE(rpm, 10);
+}
+
+TEST_F(Encsim, RemovesLinkAndSocketHoweverItEnds) {
+    for (const int signal : {0, SIGINT, SIGTERM}) {
+        const auto encsim = start();
+        EXPECT_TRUE(linkExists());
+        if (signal == 0) {
+            EXPECT_EQ(ask(connectControl(), "quit"), "ok\n");
+        } else {
+            encsim->kill(signal);
+        }
+        const auto ending = encsim->wait(kLong);
+        ASSERT_TRUE(ending.has_value());
+        EXPECT_EQ(ending->exitCode, 0);
+        EXPECT_FALSE(linkExists());
+        EXPECT_FALSE(std::filesystem::exists(control));
+    }
+}
+
+TEST_F(Encsim, ReplacesWhatADeadSimulatorLeft) {
+    {
+        const auto encsim = start();
+        encsim->kill(SIGKILL);
+        ASSERT_TRUE(encsim->wait(kLong).has_value());
+    }
+    EXPECT_TRUE(linkExists());
+    EXPECT_TRUE(std::filesystem::exists(control));
+    const auto encsim = start();
+    EXPECT_EQ(exchange(openLine(), "52 41 98 01", 2), "41 3f");
+    EXPECT_EQ(ask(connectControl(), "freeze"), "ok\n");
+}
+
+TEST_F(Encsim, LeavesALivingSimulatorAlone) {
+    const auto encsim = start();
+    const RunResult second = run(programCommand("encsim", {"--chassis", "quadra", "--link", link}), kLong);
+    EXPECT_EQ(second.ending.exitCode, 1);
+    EXPECT_EQ(second.err, "encsim: another simulator serves " + link.string() + "; stop it or give another --link\n");
+    const std::string other = directory / "other";
+    const RunResult third =
+        run(programCommand("encsim", {"--chassis", "quadra", "--link", other, "--control", control}), kLong);
+    EXPECT_EQ(third.ending.exitCode, 1);
+    EXPECT_EQ(third.err,
+              "encsim: another process serves " + control.string() + "; stop it or give another --control\n");
+    EXPECT_FALSE(std::filesystem::is_symlink(std::filesystem::symlink_status(other)));
+    EXPECT_EQ(exchange(openLine(), "52 41 98 01", 2), "41 3f");
+    EXPECT_EQ(ask(connectControl(), "freeze"), "ok\n");
+}
+
+TEST_F(Encsim, LeavesForeignFilesAlone) {
+    std::ofstream(link) << "precious";
+    const RunResult file = run(command(), kLong);
+    EXPECT_EQ(file.ending.exitCode, 1);
+    EXPECT_EQ(file.err,
+              "encsim: " + link.string() + " exists and is not a simulator's link; remove it or give another --link\n");
+    EXPECT_EQ(std::filesystem::file_size(link), 8u);
+    std::filesystem::remove(link);
+
+    std::filesystem::create_symlink("/dev/null", link);
+    EXPECT_EQ(run(command(), kLong).ending.exitCode, 1);
+    EXPECT_EQ(std::filesystem::read_symlink(link), "/dev/null");
+    std::filesystem::remove(link);
+
+    std::ofstream(control) << "precious";
+    const RunResult socket = run(command(), kLong);
+    EXPECT_EQ(socket.ending.exitCode, 1);
+    EXPECT_EQ(socket.err,
+              "encsim: cannot listen at " + control.string() + ": Address already in use; give another --control\n");
+    EXPECT_EQ(std::filesystem::file_size(control), 8u);
+    EXPECT_FALSE(linkExists());
+}
+
+TEST_F(Encsim, BadOptionsAreOneLineOnStandardError) {
+    const std::vector<std::string> rows[] = {
+        {},
+        {"--chassis", "toaster"},
+        {"--chassis", "vsc055", "--speed", "0"},
+        {"--chassis", "vsc055", "--colour", "red"},
+        {"--chassis", "vsc055", "--link", directory / "no" / "such" / "place"},
+        {"--chassis", "vsc055", "--link", link, "--control", std::string(200, 'x')},
+    };
+    for (const std::vector<std::string>& arguments : rows) {
+        const RunResult result = run(programCommand("encsim", arguments), kLong);
+        EXPECT_NE(result.ending.exitCode, 0);
+        EXPECT_THAT(result.err, testing::StartsWith("encsim: "));
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(result.out, "");
+    }
+    EXPECT_FALSE(linkExists());
+}
+
+TEST_F(Encsim, QuietPrintsReadyAlone) {
+    const auto encsim = start({"--quiet"});
+    EXPECT_EQ(encsim->out(), "ready\n");
+}
+
+TEST_F(Encsim, EveryChassisAnswersAtItsAddress) {
+    const struct {
+        const char* chassis;
+        const char* request;
+        const char* answer;
+    } rows[] = {{"quadra", "52 41 10 01", "41 ff"},
+                {"xyratex", "52 63 10 01", "41 ff"},
+                {"w83782d", "52 28 48 01", "41 28"},
+                {"chenbro", "52 30 48 01", "41 30"}};
+    for (const auto& row : rows) {
+        Process encsim(programCommand("encsim", {"--frozen", "--link", link, "--chassis", row.chassis}));
+        ASSERT_TRUE(encsim.waitForOut("ready\n", kLong));
+        EXPECT_EQ(exchange(openLine(), row.request, 2), row.answer) << row.chassis;
+        encsim.kill(SIGTERM);
+        ASSERT_TRUE(encsim.wait(kLong).has_value());
+    }
+}
+
+} // namespace
