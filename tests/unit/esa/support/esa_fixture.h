@@ -1,0 +1,50 @@
+/**
+ * Fixture of the adapter's unit tests: a clean control block, a socket whose other end the test holds, a parameter
+ * block, and a trace log with nothing but the texts in it.
+ */
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "chassis.h"
+#include "esamain.h"
+#include "fake_platform.h"
+
+using Bytes = std::vector<U8_t>;
+
+class EsaTest : public testing::Test {
+protected:
+    EsaTest();
+    ~EsaTest() override;
+
+    /**
+     * Puts the control block into the state of a chassis whose initialiser has run: type, addresses, dimensions,
+     * usable bus, RPM limit 2000, supplies good, alarm as given (3: muted).
+     */
+    void startChassis(int type, U32_t alarmState = 3);
+
+    /** Messages that the adapter has sent since the last call. */
+    std::vector<Bytes> takeMessages();
+    /** One word a message: "led-on", "led-off", "email", "shutdown", "init", "event ID/TYPE", "reply LEN" ... */
+    std::vector<std::string> takeMessageNames();
+    /** Trace lines since the last call. Dumps are lines as well. */
+    std::vector<std::string> takeTrace();
+    /** Switches tracing off, or on again. */
+    void trace(bool on);
+
+    /** Hex text of bytes, such as "01 03 00 04". */
+    static std::string hex(const Bytes& bytes);
+    static std::string hex(const void* bytes, std::size_t size);
+    /** Bytes of a hex text; blanks are skipped. */
+    static Bytes unhex(const std::string& text);
+    /** A message of `size` bytes in esaInMsg: a header addressed to the adapter (type 14, SES), rest zero. */
+    MMSG_t& request(int protocol, U32_t type, int requestor, int size);
+
+    int switchFd = -1; /**< the switch's end of the socket */
+    MPU_PARAMS_t params = {};
+    std::string directory;
+    std::size_t traceRead = 0;
+};
