@@ -1,0 +1,158 @@
+/** The CMAP block. */
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <sys/ipc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "faults.h"
+#include "mpu_gbl.h"
+#include "segment.h"
+
+using segments::attachedSegments;
+using segments::errorsOf;
+
+namespace {
+
+class CmapParams : public segments::SegmentTest {
+protected:
+    std::string create() {
+        return errorsOf([&] { block = MPU_createCmapParams(&shmid, key); });
+    }
+
+    std::string get() {
+        return errorsOf([&] { block = MPU_getCmapParamsAndShmid(&shmid, key); });
+    }
+
+    CmapParams_t* block = nullptr;
+    S32_t shmid = -7;
+};
+
+std::string keyText(int key) {
+    char text[40];
+    (void)std::snprintf(text, sizeof(text), "(key=%d (0x%08X))", key, static_cast<unsigned>(key));
+    return text;
+}
+
+} // namespace
+
+TEST_F(CmapParams, ANewBlockHas52BytesAndVersion1) {
+    EXPECT_EQ(create(), "");
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(block->version, 1U);
+    EXPECT_EQ(block->semaphore.count, 0U);
+    EXPECT_EQ(shmid, segmentNow());
+    EXPECT_EQ(stateNow().shm_segsz, 52U);
+    EXPECT_EQ(stateNow().shm_perm.mode & 0777, 0666);
+}
+
+TEST_F(CmapParams, AnotherProcessUsesTheSemaphoreAndTheMutex) {
+    (void)create();
+    ASSERT_NE(block, nullptr);
+    mpuMutex_Get(MPU_cmapMutex(block));
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        CmapParams_t* const mine = MPU_getCmapParams(key);
+        const bool held = mine != nullptr && pthread_mutex_trylock(MPU_cmapMutex(mine)) == EBUSY;
+        if (mine != nullptr) {
+            mpuSemaphore_Put(&mine->semaphore); // the parent lets go of the mutex now
+            mpuMutex_Get(MPU_cmapMutex(mine));
+        }
+        _exit(held ? 0 : 1);
+    }
+    mpuSemaphore_Get(&block->semaphore);
+    mpuMutex_Unlock(MPU_cmapMutex(block));
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(CmapParams, GettingTheBlockIsNoMatterOfItsVersion) {
+    const int made = makeSegment(52, 0);
+    EXPECT_EQ(get(), "");
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(shmid, made);
+    EXPECT_EQ(block->version, 0U);
+    block->version = 9; // attached for writing
+    ASSERT_NE(MPU_getCmapParams(key), nullptr);
+    EXPECT_EQ(MPU_getCmapParams(key)->version, 9U);
+}
+
+TEST_F(CmapParams, AKeyWithoutASegmentIsReported) {
+    EXPECT_EQ(get(), "Error opening the CMAP shared memory area.\n   No such file or directory\n");
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(shmid, -1);
+    EXPECT_EQ(errorsOf([&] { block = MPU_getCmapParams(key); }),
+              "Error opening the CMAP shared memory area.\n   No such file or directory\n");
+}
+
+TEST_F(CmapParams, ASegmentThatCannotBeAttachedIsReported) {
+    (void)makeSegment(52, 0);
+    faults::shmat.error = EACCES;
+    EXPECT_EQ(get(), "Error mapping the CMAP shared memory area to virtual memory.\n   Permission denied\n");
+    EXPECT_EQ(block, nullptr);
+}
+
+TEST_F(CmapParams, AnOlderSegmentIsReplaced) {
+    const int older = makeSegment(52, 0xEE);
+    EXPECT_EQ(create(), "CMAP shared memory segment already existed.\n"
+                        "It has successfully been removed and recreated.\n\n");
+    ASSERT_NE(block, nullptr);
+    EXPECT_NE(shmid, older);
+    EXPECT_EQ(block->version, 1U);
+}
+
+TEST_F(CmapParams, ASegmentThatCannotBeTakenStays) {
+    const int foreign = makeSegment(51, 0xEE);
+    EXPECT_EQ(create(), "CMAP shared memory segment already exists " + keyText(key) + ".\n");
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(segmentNow(), foreign);
+}
+
+TEST_F(CmapParams, AnyOtherCreationErrorIsReported) {
+    faults::shmget.error = ENOSPC;
+    EXPECT_EQ(create(), "\nError creating the CMAP shared memory area.\n   No space left on device\n");
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(segmentNow(), -1);
+}
+
+TEST_F(CmapParams, ANewSegmentThatCannotBeAttachedIsRemoved) {
+    faults::shmat.error = ENOMEM;
+    EXPECT_EQ(create(), "Failed to attached CMAP shared memory segment.\n   Cannot allocate memory\n");
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(segmentNow(), -1);
+}
+
+TEST_F(CmapParams, DeletingDestroysTheSemaphoreAndRemovesTheSegment) {
+    (void)create();
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(MPU_deleteCmapParams(shmid), 0);
+    EXPECT_EQ(segmentNow(), -1);
+    EXPECT_EQ(block->semaphore.count, 0xFFFFFFFFU);
+}
+
+TEST_F(CmapParams, DeletingWithoutABlockOnlyRemovesTheSegment) {
+    const int made = makeSegment(52, 0);
+    EXPECT_EQ(MPU_deleteCmapParams(made), 0);
+    EXPECT_EQ(segmentNow(), -1);
+    EXPECT_EQ(MPU_deleteCmapParams(made), -1);
+}
+
+TEST_F(CmapParams, ASemaphoreThatIsDestroyedAlreadyEndsTheProcess) {
+    (void)create();
+    ASSERT_NE(block, nullptr);
+    block->semaphore.count = 0xFFFFFFFF;
+    EXPECT_EXIT((void)MPU_deleteCmapParams(shmid), testing::ExitedWithCode(0x09),
+                "MPU_BUGCHECK\\(\\) encountered: Invalid argument\n: mpuSemaphore_Done\\(\\): done failure\\.\n");
+}
+
+TEST_F(CmapParams, AMutexThatIsHeldEndsTheProcess) {
+    (void)create();
+    ASSERT_NE(block, nullptr);
+    mpuMutex_Get(MPU_cmapMutex(block));
+    EXPECT_EXIT((void)MPU_deleteCmapParams(shmid), testing::ExitedWithCode(0x05),
+                "MPU_BUGCHECK\\(\\) encountered: Device or resource busy\n: mpuMutex_Done\\(\\): done failure\\.\n");
+}

@@ -1,0 +1,49 @@
+#include "faults.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <sys/types.h>
+
+namespace faults {
+
+Fault shmget;
+Fault shmat;
+Fault read;
+int shortRead = -1;
+
+bool Fault::strikes() {
+    if (error == 0 || passes-- > 0) {
+        return false;
+    }
+    errno = error;
+    error = 0;
+    return true;
+}
+
+} // namespace faults
+
+extern "C" {
+
+int __real_shmget(key_t key, std::size_t size, int flags);
+void* __real_shmat(int shmid, const void* address, int flags);
+ssize_t __real_read(int fd, void* buffer, std::size_t size);
+
+int __wrap_shmget(key_t key, std::size_t size, int flags) {
+    return faults::shmget.strikes() ? -1 : __real_shmget(key, size, flags);
+}
+
+void* __wrap_shmat(int shmid, const void* address, int flags) {
+    return faults::shmat.strikes() ? reinterpret_cast<void*>(-1) : __real_shmat(shmid, address, flags);
+}
+
+ssize_t __wrap_read(int fd, void* buffer, std::size_t size) {
+    if (faults::read.strikes()) {
+        return -1;
+    }
+    const bool cut = faults::shortRead >= 0;
+    const ssize_t length = __real_read(fd, buffer, cut ? static_cast<std::size_t>(faults::shortRead) : size);
+    faults::shortRead = -1;
+    return length;
+}
+
+} // extern "C"

@@ -1,0 +1,22 @@
+/** System calls of the library that fail when a test wants it. */
+#pragma once
+
+namespace faults {
+
+/** A call that is let through `passes` times and then fails once with `error`; 0: never. */
+struct Fault {
+    int error = 0;
+    int passes = 0;
+
+    /** Whether this call fails; errno is set then. */
+    bool strikes();
+};
+
+extern Fault shmget;
+extern Fault shmat;
+extern Fault read;
+
+/** The next read() transfers only so many bytes; -1: as many as asked for. */
+extern int shortRead;
+
+} // namespace faults

@@ -1,0 +1,135 @@
+/** Attaching and deleting the parameter block. */
+#include <cerrno>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <sys/ipc.h>
+
+#include "faults.h"
+#include "mpu_gbl.h"
+#include "segment.h"
+
+using segments::attachedSegments;
+using segments::errorsOf;
+
+namespace {
+
+class GetMpuParams : public segments::SegmentTest {
+protected:
+    int makeBlock(U32_t version) {
+        const int shmid = makeSegment(744, 0);
+        auto* const words = static_cast<U32_t*>(shmat(shmid, nullptr, 0));
+        words[0] = version;
+        words[1] = 0x80;
+        (void)shmdt(words);
+        return shmid;
+    }
+};
+
+} // namespace
+
+TEST_F(GetMpuParams, ABlockOfVersion15IsAttached) {
+    const int made = makeBlock(15);
+    S32_t shmid = -7;
+    const MPU_PARAMS_t* block = nullptr;
+    EXPECT_EQ(errorsOf([&] { block = MPU_getMpuParamsAndShmid(&shmid, key); }), "");
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(shmid, made);
+    EXPECT_EQ(block->version, 15U);
+    EXPECT_EQ(block->flags, 0x80U);
+    EXPECT_EQ(stateNow().shm_nattch, 1U);
+}
+
+TEST_F(GetMpuParams, TheSegmentIdMayBeLeftOut) {
+    (void)makeBlock(15);
+    const MPU_PARAMS_t* const block = MPU_getMpuParams(key);
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(block->flags, 0x80U);
+}
+
+TEST_F(GetMpuParams, TheBlockIsAttachedReadOnly) {
+    (void)makeBlock(15);
+    const MPU_PARAMS_t* const block = MPU_getMpuParams(key);
+    ASSERT_NE(block, nullptr);
+    EXPECT_DEATH(const_cast<MPU_PARAMS_t*>(block)->flags = 1, "");
+}
+
+TEST_F(GetMpuParams, FlagsThatOthersRaiseAreSeen) {
+    const int shmid = makeBlock(15);
+    const MPU_PARAMS_t* const block = MPU_getMpuParams(key);
+    ASSERT_NE(block, nullptr);
+    auto* const words = static_cast<U32_t*>(shmat(shmid, nullptr, 0));
+    words[1] = 0x01000080;
+    EXPECT_EQ(*const_cast<const volatile U32_t*>(&block->flags), 0x01000080U);
+    (void)shmdt(words);
+}
+
+TEST_F(GetMpuParams, AKeyWithoutASegmentIsReported) {
+    S32_t shmid = 5;
+    const MPU_PARAMS_t* block = nullptr;
+    EXPECT_EQ(errorsOf([&] { block = MPU_getMpuParamsAndShmid(&shmid, key); }),
+              "Error opening the MPU shared memory area.\n   No such file or directory\n");
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(shmid, -1);
+}
+
+TEST_F(GetMpuParams, ASegmentTooSmallIsReported) {
+    (void)makeSegment(743, 0);
+    const MPU_PARAMS_t* block = nullptr;
+    EXPECT_EQ(errorsOf([&] { block = MPU_getMpuParams(key); }),
+              "Error opening the MPU shared memory area.\n   Invalid argument\n");
+    EXPECT_EQ(block, nullptr);
+}
+
+TEST_F(GetMpuParams, ASegmentThatCannotBeAttachedIsReported) {
+    const int made = makeBlock(15);
+    faults::shmat.error = ENOMEM;
+    S32_t shmid = -1;
+    const MPU_PARAMS_t* block = nullptr;
+    EXPECT_EQ(errorsOf([&] { block = MPU_getMpuParamsAndShmid(&shmid, key); }),
+              "Error mapping the MPU shared memory area to virtual memory.\n   Cannot allocate memory\n");
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(shmid, made);
+}
+
+TEST_F(GetMpuParams, AnotherVersionIsDetachedAndRefused) {
+    for (const U32_t version : {14U, 16U, 0U}) {
+        const int shmid = makeBlock(version);
+        const MPU_PARAMS_t* block = nullptr;
+        EXPECT_EQ(errorsOf([&] { block = MPU_getMpuParams(key); }),
+                  "Error with shared memory area.\n  Expected version 15, attached to version " +
+                      std::to_string(version) + ".\n");
+        EXPECT_EQ(block, nullptr);
+        EXPECT_EQ(stateNow().shm_nattch, 0U);
+        EXPECT_EQ(MPU_deleteMpuParams(shmid), 0);
+    }
+}
+
+TEST_F(GetMpuParams, DeletingRemovesTheSegment) {
+    const int shmid = makeBlock(15);
+    EXPECT_EQ(MPU_deleteMpuParams(shmid), 0);
+    EXPECT_EQ(segmentNow(), -1);
+    EXPECT_EQ(MPU_deleteMpuParams(shmid), -1);
+    EXPECT_TRUE(errno == EINVAL || errno == EIDRM) << errno;
+}
+
+TEST_F(GetMpuParams, ADeletedBlockStaysWithThoseWhoHaveIt) {
+    const int shmid = makeBlock(15);
+    const MPU_PARAMS_t* const block = MPU_getMpuParams(key);
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(MPU_deleteMpuParams(shmid), 0);
+    EXPECT_EQ(block->version, 15U);
+}
+
+TEST(MpuParamsLayout, TheEnumerationsAndFlagsHaveTheirValues) {
+    EXPECT_EQ(VORAN_E_CHASSIS_NONE, 1);
+    EXPECT_EQ(VORAN_E_CHASSIS_XYRATEX_2U12ATX, 2);
+    EXPECT_EQ(VORAN_E_CHASSIS_TELMA_QUADRA, 3);
+    EXPECT_EQ(VORAN_E_CHASSIS_CHENBRO_3U16ATX, 4);
+    EXPECT_EQ(VORAN_E_CHASSIS_VORAN_VSC055, 5);
+    EXPECT_EQ(VORAN_E_CHASSIS_VORAN_W83782D, 6);
+    EXPECT_EQ(MPU_K_FLAG_RCP_COMPLETE, 0x80U);
+    EXPECT_EQ(MPU_K_FLAG_TRACING_ENABLED, 0x01000000U);
+    EXPECT_EQ(MPU_K_PARAMS_VERSION, 15U);
+    EXPECT_EQ(sizeof(MPU_PARAMS_t), 744U);
+    EXPECT_EQ(sizeof(CmapParams_t), 52U);
+}
