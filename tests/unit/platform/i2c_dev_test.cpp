@@ -1,0 +1,308 @@
+/**
+ * Transfers over an i2c-dev character device. /dev/null stands for the device node; the test answers its ioctls
+ * and keeps every request as the bytes that the bus would carry.
+ */
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/i2c.h>
+#include <unistd.h>
+
+#include "platform.h"
+
+namespace {
+
+using Bytes = std::vector<U8_t>;
+
+/* The kernel's numbers, written out: they are what the device node answers to. */
+constexpr unsigned long REQUEST_SLAVE = 0x0703;
+constexpr unsigned long REQUEST_FUNCS = 0x0705;
+constexpr unsigned long REQUEST_RDWR = 0x0707;
+constexpr unsigned long REQUEST_SMBUS = 0x0720;
+
+constexpr unsigned long SPEAKS_I2C_AND_SMBUS = 0x0EFF0001;
+constexpr unsigned long SPEAKS_SMBUS_ONLY = 0x00180000; // byte-data reads and writes
+
+struct RdwrRequest {
+    i2c_msg* messages;
+    U32_t count;
+};
+
+struct SmbusRequest {
+    U8_t direction;
+    U8_t command;
+    U32_t size;
+    U8_t* data;
+};
+
+std::string hex(const U8_t* bytes, std::size_t count) {
+    std::string text;
+    char pair[4];
+    for (std::size_t i = 0; i < count; ++i) {
+        std::snprintf(pair, sizeof(pair), "%02x", bytes[i]);
+        text += pair;
+    }
+    return text;
+}
+
+/** A bus adapter with its device node. Reads give `nextByte`, `nextByte` + 1, and so on. */
+struct FakeAdapter {
+    explicit FakeAdapter(unsigned long functionBits) : functions(functionBits), fd(open("/dev/null", O_RDWR)) {
+        current = this;
+    }
+    ~FakeAdapter() {
+        current = nullptr;
+        close(fd);
+    }
+    FakeAdapter(const FakeAdapter&) = delete;
+    FakeAdapter& operator=(const FakeAdapter&) = delete;
+
+    int answer(unsigned long request, unsigned long argument) {
+        if (failAt >= 0 && failAt-- == 0) {
+            calls.emplace_back("failed");
+            errno = failWith;
+            return -1;
+        }
+        auto* pointer = reinterpret_cast<void*>(argument); // NOLINT(performance-no-int-to-ptr)
+        switch (request) {
+        case REQUEST_FUNCS:
+            calls.emplace_back("functions?");
+            *static_cast<unsigned long*>(pointer) = functions;
+            return 0;
+        case REQUEST_SLAVE:
+            calls.push_back("slave " + std::to_string(argument));
+            return 0;
+        case REQUEST_RDWR:
+            return combined(*static_cast<RdwrRequest*>(pointer));
+        case REQUEST_SMBUS:
+            return smbus(*static_cast<SmbusRequest*>(pointer));
+        default:
+            ADD_FAILURE() << "unexpected request " << request;
+            return -1;
+        }
+    }
+
+    int combined(const RdwrRequest& request) {
+        std::string call;
+        for (U32_t i = 0; i < request.count; ++i) {
+            const i2c_msg& message = request.messages[i];
+            const bool reads = message.flags == 0x0001;
+            EXPECT_TRUE(reads || message.flags == 0);
+            call += (call.empty() ? "" : ", ") + std::string(reads ? "r " : "w ") + std::to_string(message.addr) + " " +
+                    std::to_string(message.len);
+            if (reads) {
+                for (int b = 0; b < message.len; ++b) {
+                    message.buf[b] = nextByte++;
+                }
+            } else {
+                call += " " + hex(message.buf, message.len);
+            }
+        }
+        calls.push_back(call);
+        return shortCount ? static_cast<int>(request.count) - 1 : static_cast<int>(request.count);
+    }
+
+    int smbus(const SmbusRequest& request) {
+        EXPECT_EQ(request.size, 2U) << "byte data";
+        const bool reads = request.direction == 1;
+        if (reads) {
+            *request.data = nextByte++;
+        }
+        calls.push_back((reads ? "byte r " : "byte w ") + hex(&request.command, 1) +
+                        (reads ? "" : " " + hex(request.data, 1)));
+        return 0;
+    }
+
+    unsigned long functions;
+    int fd;
+    U8_t nextByte = 0xA0;
+    int failAt = -1; /**< the call, counted from 0, that fails */
+    int failWith = 0;
+    bool shortCount = false;
+    std::vector<std::string> calls;
+    static FakeAdapter* current;
+};
+
+FakeAdapter* FakeAdapter::current = nullptr;
+
+using Calls = std::vector<std::string>;
+
+} // namespace
+
+extern "C" {
+
+// NOLINTBEGIN(bugprone-reserved-identifier): names that the linker's --wrap gives
+int __real_ioctl(int fd, unsigned long request, ...);
+int __wrap_ioctl(int fd, unsigned long request, ...);
+int __wrap___ioctl_time64(int fd, unsigned long request, ...);
+
+static int forward(int fd, unsigned long request, unsigned long argument) {
+    if (FakeAdapter::current != nullptr && FakeAdapter::current->fd == fd) {
+        return FakeAdapter::current->answer(request, argument);
+    }
+    return __real_ioctl(fd, request, argument);
+}
+
+int __wrap_ioctl(int fd, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    const auto argument = va_arg(arguments, unsigned long);
+    va_end(arguments);
+    return forward(fd, request, argument);
+}
+
+int __wrap___ioctl_time64(int fd, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    const auto argument = va_arg(arguments, unsigned long);
+    va_end(arguments);
+    return forward(fd, request, argument);
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+} // extern "C"
+
+namespace {
+
+TEST(I2cDevRead, IsOneTransferWithARepeatedStart) {
+    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    Bytes data(4, 0xEE);
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, data.data(), 3), 3);
+    EXPECT_EQ(data, (Bytes{0xA0, 0xA1, 0xA2, 0xEE}));
+    EXPECT_EQ(adapter.calls, (Calls{"functions?", "w 99 1 10, r 99 3"}));
+}
+
+TEST(I2cDevRead, TakesEveryLengthFrom1To255) {
+    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    Bytes data(255);
+    for (int length = 1; length <= 255; ++length) {
+        EXPECT_EQ(read_i2c_data(adapter.fd, 0x4C, 0x00, data.data(), length), length);
+        EXPECT_EQ(adapter.calls.back(), "w 76 1 00, r 76 " + std::to_string(length));
+    }
+}
+
+TEST(I2cDevWrite, IsOneMessageOfRegisterAndData) {
+    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    const U8_t data[] = {0x00, 0xFF, 0x7E};
+    EXPECT_EQ(write_i2c_data(adapter.fd, 0x41, 0x98, data, 3), 3);
+    EXPECT_EQ(adapter.calls, (Calls{"functions?", "w 65 4 9800ff7e"}));
+}
+
+TEST(I2cDevWrite, Carries255BytesInOneMessage) {
+    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    const Bytes data(255, 0x5A);
+    EXPECT_EQ(write_i2c_data(adapter.fd, 0x28, 0x01, data.data(), 255), 255);
+    std::string expected = "w 40 256 01";
+    for (int i = 0; i < 255; ++i) {
+        expected += "5a";
+    }
+    EXPECT_EQ(adapter.calls.back(), expected);
+}
+
+TEST(I2cDevFunctions, AreAskedOnceForADescriptor) {
+    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    U8_t data = 0x11;
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), 1);
+    EXPECT_EQ(write_i2c_data(adapter.fd, 0x63, 0x11, &data, 1), 1);
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x4C, 0x00, &data, 1), 1);
+    EXPECT_EQ(adapter.calls, (Calls{"functions?", "w 99 1 10, r 99 1", "w 99 2 11a0", "w 76 1 00, r 76 1"}));
+}
+
+TEST(I2cDevFunctions, AreAskedAgainForAnotherDescriptorAndAfterAFailure) {
+    U8_t data = 0;
+    FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
+    adapter.failAt = 0;
+    adapter.failWith = ENODEV;
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), -1);
+    EXPECT_EQ(errno, ENODEV);
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), 1);
+    FakeAdapter other(SPEAKS_I2C_AND_SMBUS);
+    EXPECT_EQ(read_i2c_data(other.fd, 0x63, 0x10, &data, 1), 1);
+    EXPECT_EQ(adapter.calls, (Calls{"failed", "functions?", "slave 99", "byte r 10"}));
+    EXPECT_EQ(other.calls, (Calls{"functions?", "w 99 1 10, r 99 1"}));
+}
+
+TEST(I2cDevFailure, OfTheTransferGivesMinusOneWithTheKernelsErrno) {
+    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    U8_t data = 0;
+    adapter.failAt = 1;
+    adapter.failWith = ENXIO;
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), -1);
+    EXPECT_EQ(errno, ENXIO);
+    adapter.failAt = 0;
+    adapter.failWith = ETIMEDOUT;
+    EXPECT_EQ(write_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), -1);
+    EXPECT_EQ(errno, ETIMEDOUT);
+}
+
+TEST(I2cDevFailure, ATransferThatTheKernelDidInPartHasFailed) {
+    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    adapter.shortCount = true;
+    U8_t data = 0;
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(write_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), -1);
+    EXPECT_EQ(errno, EIO);
+}
+
+TEST(SmbusRead, IsOneByteDataTransferPerRegister) {
+    FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
+    Bytes data(4, 0xEE);
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x28, 0xFE, data.data(), 3), 3);
+    EXPECT_EQ(data, (Bytes{0xA0, 0xA1, 0xA2, 0xEE}));
+    EXPECT_EQ(adapter.calls, (Calls{"functions?", "slave 40", "byte r fe", "byte r ff", "byte r 00"}));
+}
+
+TEST(SmbusWrite, IsOneByteDataTransferPerRegister) {
+    FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
+    const U8_t data[] = {0x00, 0xFF, 0x12};
+    EXPECT_EQ(write_i2c_data(adapter.fd, 0x28, 0x4E, data, 3), 3);
+    EXPECT_EQ(adapter.calls, (Calls{"functions?", "slave 40", "byte w 4e 00", "byte w 4f ff", "byte w 50 12"}));
+}
+
+TEST(SmbusTransfer, TakesUpTo255Bytes) {
+    FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
+    Bytes data(255);
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 255), 255);
+    EXPECT_EQ(write_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 255), 255);
+    EXPECT_EQ(adapter.calls.size(), 1U + 1 + 255 + 1 + 255);
+    EXPECT_EQ(adapter.calls.back(), "byte w fe 9e");
+}
+
+TEST(SmbusFailure, OfAnyStepEndsTheTransfer) {
+    for (int step = 0; step <= 3; ++step) {
+        FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
+        Bytes data(3);
+        ASSERT_EQ(read_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 1), 1);
+        for (const bool reads : {true, false}) {
+            adapter.calls.clear();
+            adapter.failAt = step;
+            adapter.failWith = EBUSY;
+            EXPECT_EQ(reads ? read_i2c_data(adapter.fd, 0x28, 0x20, data.data(), 3)
+                            : write_i2c_data(adapter.fd, 0x28, 0x20, data.data(), 3),
+                      -1);
+            EXPECT_EQ(errno, EBUSY);
+            EXPECT_EQ(adapter.calls.size(), static_cast<std::size_t>(step) + 1);
+            EXPECT_EQ(adapter.calls.back(), "failed");
+        }
+    }
+}
+
+TEST(I2cDevArguments, OutOfRangeReachNoIoctl) {
+    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    Bytes data(300);
+    for (int length : {0, -1, 256}) {
+        EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, data.data(), length), -1);
+        EXPECT_EQ(write_i2c_data(adapter.fd, 0x63, 0x10, data.data(), length), -1);
+    }
+    EXPECT_EQ(read_i2c_data(adapter.fd, 0x80, 0x10, data.data(), 1), -1);
+    EXPECT_EQ(adapter.calls, Calls{});
+}
+
+} // namespace

@@ -1,0 +1,96 @@
+#include "scripted_peer.h"
+
+#include <csignal>
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int REQUEST_PATIENCE_MS = 10000;
+
+bool hasInput(int fd, int timeoutMs) {
+    pollfd line{fd, POLLIN, 0};
+    return poll(&line, 1, timeoutMs) == 1 && (line.revents & POLLIN) != 0;
+}
+
+void send(int fd, const Bytes& bytes) {
+    ASSERT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+}
+
+void sleepMs(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+} // namespace
+
+ScriptedPeer::ScriptedPeer(std::vector<Turn> turns) {
+    termios raw{};
+    cfmakeraw(&raw);
+    raw.c_cc[VMIN] = 1;
+    EXPECT_EQ(openpty(&far_, &line_, nullptr, &raw, nullptr), 0);
+    player_ = std::thread([this, script = std::move(turns)] { play(script); });
+}
+
+ScriptedPeer::~ScriptedPeer() {
+    received();
+    close(line_);
+    if (far_ >= 0) {
+        close(far_);
+    }
+}
+
+void ScriptedPeer::sendNow(const Bytes& bytes) const {
+    send(far_, bytes);
+    EXPECT_TRUE(hasInput(line_, REQUEST_PATIENCE_MS));
+}
+
+Bytes ScriptedPeer::received() {
+    if (player_.joinable()) {
+        player_.join();
+    }
+    while (far_ >= 0 && takeByte(50)) {
+    }
+    return received_;
+}
+
+void ScriptedPeer::play(const std::vector<Turn>& turns) {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr); // signals of a test go to the thread that transfers
+    for (const Turn& turn : turns) {
+        if (!takeRequest(turn.requestLength)) {
+            ADD_FAILURE() << "a request is missing or too short";
+            return;
+        }
+        for (const Piece& piece : turn.reply) {
+            sleepMs(piece.afterMs);
+            send(far_, piece.bytes);
+        }
+        if (turn.hangUp) {
+            close(far_);
+            far_ = -1;
+        }
+    }
+}
+
+bool ScriptedPeer::takeRequest(std::size_t length) {
+    for (std::size_t i = 0; i < length; ++i) {
+        if (!takeByte(REQUEST_PATIENCE_MS)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ScriptedPeer::takeByte(int timeoutMs) {
+    U8_t byte = 0;
+    if (!hasInput(far_, timeoutMs) || read(far_, &byte, 1) != 1) {
+        return false;
+    }
+    received_.push_back(byte);
+    return true;
+}
