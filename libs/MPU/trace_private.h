@@ -1,6 +1,8 @@
 /** What the source files of the trace facility share with each other and with nobody else. */
 #pragma once
 
+#include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "trace.h"
@@ -10,7 +12,11 @@ class TraceText {
 public:
     TraceText(CHAR_t* buffer, U32_t size) : buffer_(buffer), size_(size) {}
 
-    void add(std::string_view text);
+    void add(std::string_view text) {
+        const std::size_t count = std::min<std::size_t>(text.size(), size_ - length_);
+        std::memcpy(buffer_ + length_, text.data(), count);
+        length_ += static_cast<U32_t>(count);
+    }
     /** Adds a file or function name, cut to 32 characters; nullptr adds nothing. */
     void addName(const CHAR_t* name);
     /** Adds `number` in decimal, filled on the left with `fill` to at least `width` characters. */

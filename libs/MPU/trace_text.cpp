@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -10,12 +9,6 @@ namespace {
 constexpr std::size_t MAX_NAME_LENGTH = 32;
 
 } // namespace
-
-void TraceText::add(std::string_view text) {
-    const std::size_t count = std::min<std::size_t>(text.size(), size_ - length_);
-    std::memcpy(buffer_ + length_, text.data(), count);
-    length_ += static_cast<U32_t>(count);
-}
 
 void TraceText::addName(const CHAR_t* name) {
     if (name != nullptr) {

@@ -1,0 +1,124 @@
+#include <cerrno>
+
+#include <gtest/gtest.h>
+
+#include "child.h"
+#include "osdep.h"
+#include "trace.h"
+#include "wrapped.h"
+
+namespace {
+
+TEST(BugCheck, PrintsTheErrorAndTheTextAndEndsWithTheStatus) {
+    const ChildResult child = runInChild([] {
+        wrapped.exitIsShown = true;
+        errno = ENOENT;
+        MPU_BUGCHECK(0x40000008, "something broke");
+    });
+    EXPECT_EQ(child.exitStatus, 8);
+    EXPECT_EQ(child.err, "MPU_BUGCHECK() encountered: No such file or directory\n"
+                         ": something broke\n"
+                         "exit(0x40000008)");
+    EXPECT_EQ(child.out, "");
+}
+
+struct MutexFailure {
+    const char* name;
+    int WrappedCalls::*error;
+    void (*operation)();
+    int exitStatus;
+    const char* err;
+};
+
+MPU_MUTEX_t mutex = PTHREAD_MUTEX_INITIALIZER;
+
+constexpr const char* INIT_TEXT = "MPU_BUGCHECK() encountered: Device or resource busy\n"
+                                  ": mpuMutex_Init(): init failure.\n"
+                                  "exit(0x40000004)";
+constexpr const char* DONE_TEXT = "MPU_BUGCHECK() encountered: Device or resource busy\n"
+                                  ": mpuMutex_Done(): done failure.\n"
+                                  "exit(0x40000005)";
+constexpr const char* GET_TEXT = "MPU_BUGCHECK() encountered: Device or resource busy\n"
+                                 ": mpuMutex_Get(): get lock failure.\n"
+                                 "exit(0x40000006)";
+constexpr const char* UNLOCK_TEXT = "MPU_BUGCHECK() encountered: Device or resource busy\n"
+                                    ": mpuMutex_Unlock(): release lock failure.\n"
+                                    "exit(0x40000007)";
+
+void traceOneLine() {
+    TRACE__info("file", "function", 1, "%s", "");
+}
+
+void dumpOneLine() {
+    TRACE__dump("file", "function", 1, "", "", 0);
+}
+
+const MutexFailure MUTEX_FAILURES[] = {
+    {"Init", &WrappedCalls::mutexInitError, [] { (void)mpuMutex_Init(&mutex); }, 4, INIT_TEXT},
+    {"InitShared", &WrappedCalls::mutexInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
+    {"Done", &WrappedCalls::mutexDestroyError, [] { (void)mpuMutex_Done(&mutex); }, 5, DONE_TEXT},
+    {"Get", &WrappedCalls::mutexLockError, [] { (void)mpuMutex_Get(&mutex); }, 6, GET_TEXT},
+    {"Unlock", &WrappedCalls::mutexUnlockError, [] { (void)mpuMutex_Unlock(&mutex); }, 7, UNLOCK_TEXT},
+    {"TraceInit", &WrappedCalls::mutexInitError, [] { TRACE__init(nullptr, nullptr, 0, nullptr); }, 4, INIT_TEXT},
+    {"TraceDone", &WrappedCalls::mutexDestroyError, TRACE__done, 5, DONE_TEXT},
+    {"TraceInfoGet", &WrappedCalls::mutexLockError, traceOneLine, 6, GET_TEXT},
+    {"TraceDumpGet", &WrappedCalls::mutexLockError, dumpOneLine, 6, GET_TEXT},
+};
+
+class MutexFails : public testing::TestWithParam<MutexFailure> {};
+
+TEST_P(MutexFails, EndsTheProcessWithItsOwnTextAndStatus) {
+    const MutexFailure& failure = GetParam();
+    const ChildResult child = runInChild([&] {
+        wrapped.exitIsShown = true;
+        wrapped.*failure.error = EBUSY;
+        failure.operation();
+    });
+    EXPECT_EQ(child.exitStatus, failure.exitStatus);
+    EXPECT_EQ(child.err, failure.err);
+}
+
+INSTANTIATE_TEST_SUITE_P(Operation, MutexFails, testing::ValuesIn(MUTEX_FAILURES),
+                         [](const auto& test) { return test.param.name; });
+
+struct WriterFailure {
+    const char* name;
+    void (*writer)();
+};
+
+class TraceUnlockFails : public testing::TestWithParam<WriterFailure> {};
+
+TEST_P(TraceUnlockFails, EndsTheProcessAfterTheLine) {
+    const ChildResult child = runInChild([&] {
+        wrapped.exitIsShown = true;
+        wrapped.mutexUnlockError = EBUSY;
+        GetParam().writer();
+    });
+    EXPECT_EQ(child.exitStatus, 7);
+    EXPECT_NE(child.err.find(UNLOCK_TEXT), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Writer, TraceUnlockFails,
+                         testing::Values(WriterFailure{"Info", traceOneLine}, WriterFailure{"Dump", dumpOneLine},
+                                         WriterFailure{"Enter", TRACE__logEnter},
+                                         WriterFailure{"Return", TRACE__logReturn}),
+                         [](const auto& test) { return test.param.name; });
+
+TEST(Mutex, OperationsReturn0) {
+    MPU_MUTEX_t own;
+    EXPECT_EQ(mpuMutex_Init(&own), 0);
+    EXPECT_EQ(mpuMutex_Get(&own), 0);
+    EXPECT_NE(pthread_mutex_trylock(&own), 0);
+    EXPECT_EQ(mpuMutex_Unlock(&own), 0);
+    EXPECT_EQ(mpuMutex_Done(&own), 0);
+}
+
+TEST(Mutex, SharedOneWorks) {
+    MPU_MUTEX_t own;
+    EXPECT_EQ(mpuMutex_InitShared(&own), 0);
+    EXPECT_EQ(mpuMutex_Get(&own), 0);
+    EXPECT_EQ(mpuMutex_Unlock(&own), 0);
+    EXPECT_EQ(mpuMutex_Done(&own), 0);
+}
+
+} // namespace

@@ -1,0 +1,107 @@
+#include "child.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform.h"
+
+namespace {
+
+std::FILE* eventFile = nullptr;
+bool messageBefore = false;
+
+std::string contents(std::FILE* file) {
+    std::string text;
+    std::rewind(file);
+    std::array<char, 4096> piece{};
+    for (std::size_t n = 0; (n = std::fread(piece.data(), 1, piece.size(), file)) > 0;) {
+        text.append(piece.data(), n);
+    }
+    (void)std::fclose(file);
+    return text;
+}
+
+std::optional<LoggedEvent> parseEvent(const std::string& bytes) {
+    if (bytes.empty()) {
+        return std::nullopt;
+    }
+    LoggedEvent event;
+    std::size_t at = 0;
+    for (; at < 8; ++at) {
+        event.params = (event.params << 8) | static_cast<unsigned char>(bytes[at]);
+    }
+    const std::size_t before = messageBefore ? 64 : 0;
+    event.before = bytes.substr(at, before);
+    event.header = bytes.substr(at + before, 152);
+    event.body = bytes.substr(at + before + 152);
+    return event;
+}
+
+[[noreturn]] void runAndLeave(const std::function<void()>& what, std::FILE* out, std::FILE* err) {
+    const rlimit none{0, 0};
+    (void)setrlimit(RLIMIT_CORE, &none);
+    (void)dup2(fileno(out), STDOUT_FILENO);
+    (void)dup2(fileno(err), STDERR_FILENO);
+    what();
+    (void)std::fflush(nullptr);
+    _exit(99);
+}
+
+} // namespace
+
+/** The event log of these tests: the record goes to the parent process. */
+extern "C" void altEventLogM(const EmpEvLogHeader_t* record, const MPU_PARAMS_t* params) {
+    if (eventFile == nullptr) {
+        return;
+    }
+    std::rewind(eventFile);
+    const auto pointer = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(params));
+    for (int shift = 56; shift >= 0; shift -= 8) {
+        (void)std::fputc(static_cast<int>((pointer >> shift) & 0xFF), eventFile);
+    }
+    const char* start = reinterpret_cast<const char*>(record);
+    const std::size_t before = messageBefore ? 64 : 0;
+    const auto* length = reinterpret_cast<const unsigned char*>(start) + 144;
+    const std::size_t body = static_cast<std::size_t>(length[0] * 256 + length[1]);
+    (void)std::fwrite(start - before, 1, before + 152 + body, eventFile);
+    (void)std::fflush(eventFile);
+}
+
+ChildResult runInChild(const std::function<void()>& what, bool eventHasMessage) {
+    messageBefore = eventHasMessage;
+    std::FILE* out = std::tmpfile();
+    std::FILE* err = std::tmpfile();
+    eventFile = std::tmpfile();
+    if (out == nullptr || err == nullptr || eventFile == nullptr) {
+        std::abort();
+    }
+    (void)std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        runAndLeave(what, out, err);
+    }
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child) {
+        std::abort();
+    }
+    ChildResult result;
+    result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    result.out = contents(out);
+    result.err = contents(err);
+    result.event = parseEvent(contents(eventFile));
+    eventFile = nullptr;
+    return result;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}

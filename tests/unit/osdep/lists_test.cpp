@@ -1,0 +1,257 @@
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "child.h"
+#include "osdep.h"
+#include "wrapped.h"
+
+namespace {
+
+static_assert(offsetof(LIST_t, flink) == 0 && offsetof(LIST_t, blink) == sizeof(void*));
+
+/** The plain form of the operations or the `_safe` one: both keep the same rules. */
+struct Form {
+    const char* name;
+    void (*initHead)(LIST_t*);
+    void (*insertHead)(LIST_t*, LIST_t*);
+    void (*insertTail)(LIST_t*, LIST_t*);
+    LIST_t* (*remove)(LIST_t*);
+    LIST_t* (*removeHead)(LIST_t*);
+    LIST_t* (*removeTail)(LIST_t*);
+    bool (*isEmpty)(const LIST_t*);
+    const char* headText;
+    const char* tailText;
+};
+
+const Form PLAIN = {"Plain",
+                    MPU_init_listhead,
+                    MPU_insert_on_list_head,
+                    MPU_insert_on_list_tail,
+                    MPU_remove_from_list,
+                    MPU_remove_from_list_head,
+                    MPU_remove_from_list_tail,
+                    MPU_list_mt,
+                    "Listhead is not orphanized",
+                    "Listhead is Not Orphanized"};
+const Form SAFE = {"Safe",
+                   MPU_init_listhead_safe,
+                   MPU_insert_on_list_head_safe,
+                   MPU_insert_on_list_tail_safe,
+                   MPU_remove_from_list_safe,
+                   MPU_remove_from_list_head_safe,
+                   MPU_remove_from_list_tail_safe,
+                   MPU_list_mt_safe,
+                   "Listhead is not Orphanized",
+                   " Listhead is not Orphanized"};
+
+class Lists : public testing::TestWithParam<Form> {
+protected:
+    Lists() {
+        list.initHead(&head);
+        for (LIST_t& element : elements) {
+            list.initHead(&element);
+        }
+    }
+    ~Lists() override { EXPECT_EQ(spinlock, 1U); }
+
+    /** Elements from front to back; checks the back links on the way. */
+    std::vector<int> order() {
+        std::vector<int> result;
+        const LIST_t* before = &head;
+        for (const LIST_t* at = head.flink; at != &head; at = at->flink) {
+            EXPECT_EQ(at->blink, before);
+            result.push_back(static_cast<int>(at - elements.data()));
+            before = at;
+        }
+        EXPECT_EQ(head.blink, before);
+        return result;
+    }
+
+    const Form& list = GetParam();
+    LIST_t head{};
+    std::array<LIST_t, 4> elements{};
+};
+
+INSTANTIATE_TEST_SUITE_P(Form, Lists, testing::Values(PLAIN, SAFE), [](const auto& test) { return test.param.name; });
+
+TEST_P(Lists, EmptyHeadPointsAtItself) {
+    EXPECT_EQ(head.flink, &head);
+    EXPECT_EQ(head.blink, &head);
+    EXPECT_TRUE(list.isEmpty(&head));
+}
+
+TEST_P(Lists, InsertAtHeadPutsInFront) {
+    list.insertHead(&head, &elements[0]);
+    list.insertHead(&head, &elements[1]);
+    EXPECT_EQ(order(), (std::vector<int>{1, 0}));
+    EXPECT_FALSE(list.isEmpty(&head));
+}
+
+TEST_P(Lists, InsertAtTailPutsBehind) {
+    list.insertTail(&head, &elements[0]);
+    list.insertTail(&head, &elements[1]);
+    EXPECT_EQ(order(), (std::vector<int>{0, 1}));
+}
+
+TEST_P(Lists, RemoveTakesAnyElementOutAndOrphansIt) {
+    for (LIST_t& element : elements) {
+        list.insertTail(&head, &element);
+    }
+    for (const int middleFrontBack : {1, 0, 3}) {
+        LIST_t* element = &elements[static_cast<std::size_t>(middleFrontBack)];
+        EXPECT_EQ(list.remove(element), element);
+        EXPECT_EQ(element->flink, element);
+        EXPECT_EQ(element->blink, element);
+    }
+    EXPECT_EQ(order(), (std::vector<int>{2}));
+    list.insertHead(&head, &elements[1]);
+    EXPECT_EQ(order(), (std::vector<int>{1, 2}));
+}
+
+TEST_P(Lists, RemoveHeadAndTailReturnFirstAndLastOrphaned) {
+    for (LIST_t& element : elements) {
+        list.insertTail(&head, &element);
+    }
+    EXPECT_EQ(list.removeHead(&head), &elements[0]);
+    EXPECT_EQ(elements[0].flink, &elements[0]);
+    EXPECT_EQ(elements[0].blink, &elements[0]);
+    EXPECT_EQ(list.removeTail(&head), &elements[3]);
+    EXPECT_EQ(elements[3].flink, &elements[3]);
+    EXPECT_EQ(elements[3].blink, &elements[3]);
+    EXPECT_EQ(order(), (std::vector<int>{1, 2}));
+}
+
+TEST_P(Lists, RemoveFromEmptyListReturnsNoneAndLeavesTheHead) {
+    EXPECT_EQ(list.removeHead(&head), nullptr);
+    EXPECT_EQ(list.removeTail(&head), nullptr);
+    EXPECT_EQ(head.flink, &head);
+    EXPECT_EQ(head.blink, &head);
+}
+
+TEST_P(Lists, InsertAtHeadOfAnElementOnAListEndsTheProcess) {
+    list.insertTail(&head, &elements[0]);
+    const ChildResult child = runInChild([&] {
+        wrapped.exitIsShown = true;
+        errno = EPERM;
+        list.insertHead(&head, &elements[0]);
+    });
+    EXPECT_EQ(child.exitStatus, 0); // the low eight bits
+    EXPECT_EQ(child.err, "Linux Error: : Operation not permitted\nexit(0x40000000)");
+    EXPECT_EQ(child.out, list.headText);
+}
+
+TEST_P(Lists, InsertAtTailOfAnElementOnAListEndsTheProcess) {
+    list.insertTail(&head, &elements[0]);
+    list.insertTail(&head, &elements[1]);
+    const ChildResult child = runInChild([&] {
+        wrapped.exitIsShown = true;
+        errno = EPERM;
+        list.insertTail(&head, &elements[0]);
+    });
+    EXPECT_EQ(child.exitStatus, 0);
+    EXPECT_EQ(child.err, "Linux Error: : Operation not permitted\nexit(0x40000000)");
+    EXPECT_EQ(child.out, list.tailText);
+}
+
+TEST(SafeLists, FailingInsertLeavesTheSpinLockFree) {
+    const ChildResult child = runInChild([] {
+        static LIST_t head;
+        static LIST_t element;
+        MPU_init_listhead(&head);
+        MPU_init_listhead(&element);
+        MPU_insert_on_list_head(&head, &element);
+        (void)std::atexit([] { (void)MPU_remove_from_list_safe(&element); });
+        alarm(20);
+        MPU_insert_on_list_head_safe(&head, &element);
+    });
+    EXPECT_EQ(child.signal, 0);
+    EXPECT_EQ(child.exitStatus, 0);
+}
+
+TEST(SafeLists, SeveralThreadsLoseNoElement) {
+    constexpr int threads = 3;
+    constexpr int rounds = 2000;
+    LIST_t full{};
+    LIST_t done{};
+    MPU_init_listhead_safe(&full);
+    MPU_init_listhead_safe(&done);
+    std::array<LIST_t, 30> elements{};
+    for (LIST_t& element : elements) {
+        MPU_init_listhead_safe(&element);
+        MPU_insert_on_list_tail_safe(&full, &element);
+    }
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back([&, t] {
+            for (int i = 0; i < rounds; ++i) {
+                LIST_t* from = (i % 2 == 0) ? &full : &done;
+                LIST_t* to = (i % 2 == 0) ? &done : &full;
+                LIST_t* element =
+                    (t % 2 == 0) ? MPU_remove_from_list_head_safe(from) : MPU_remove_from_list_tail_safe(from);
+                if (element == nullptr) {
+                    continue;
+                }
+                if (i % 3 == 0) {
+                    MPU_insert_on_list_head_safe(to, element);
+                } else {
+                    MPU_insert_on_list_tail_safe(to, element);
+                }
+            }
+        });
+    }
+    for (std::thread& worker : workers) {
+        worker.join();
+    }
+    std::set<const LIST_t*> seen;
+    for (LIST_t* head : {&full, &done}) {
+        while (LIST_t* element = MPU_remove_from_list_head_safe(head)) {
+            EXPECT_TRUE(seen.insert(element).second);
+        }
+    }
+    EXPECT_EQ(seen.size(), 30U);
+    EXPECT_EQ(spinlock, 1U);
+}
+
+TEST(SpinLock, DecrementsOnlyWhenTheResultIsNotNegative) {
+    U32_t word = 2;
+    EXPECT_EQ(atomic_dec_if_positive(&word), 1);
+    EXPECT_EQ(word, 1U);
+    EXPECT_EQ(atomic_dec_if_positive(&word), 0);
+    EXPECT_EQ(word, 0U);
+    EXPECT_EQ(atomic_dec_if_positive(&word), -1);
+    EXPECT_EQ(word, 0U);
+}
+
+TEST(SpinLock, StartsFreeIsTakenAndGivenBack) {
+    EXPECT_EQ(spinlock, 1U);
+    mpuSpinLock_Get(&spinlock);
+    EXPECT_EQ(spinlock, 0U);
+    mpuSpinLock_Release(&spinlock);
+    EXPECT_EQ(spinlock, 1U);
+}
+
+TEST(SpinLock, WaitsUntilTheHolderGivesItBack) {
+    mpuSpinLock_Get(&spinlock);
+    std::atomic<bool> released = false;
+    bool releasedFirst = false;
+    std::thread waiter([&] {
+        mpuSpinLock_Get(&spinlock);
+        releasedFirst = released;
+        mpuSpinLock_Release(&spinlock);
+    });
+    MPU_usleep(20000);
+    released = true;
+    mpuSpinLock_Release(&spinlock);
+    waiter.join();
+    EXPECT_TRUE(releasedFirst);
+}
+
+} // namespace

@@ -1,0 +1,177 @@
+#include <csignal>
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include "child.h"
+#include "mpu_gbl_private.h"
+#include "osdep.h"
+#include "wrapped.h"
+
+namespace {
+
+std::uint32_t bigEndian32(const std::string& bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = at; i < at + 4; ++i) {
+        value = (value << 8) | static_cast<unsigned char>(bytes.at(i));
+    }
+    return value;
+}
+
+/** First 19 characters of this test program's first argument. */
+std::string ownName() {
+    const std::string commandLine = readFile("/proc/self/cmdline").substr(0, 50);
+    return std::string(commandLine.c_str()).substr(0, 19);
+}
+
+/** Where the record's header differs from zero. */
+std::string expectedHeader() {
+    std::string header(152, '\0');
+    header[144] = 0x01; // 344 bytes of body
+    header[145] = 0x58;
+    header[146] = 18;
+    header[147] = 3;
+    header[148] = 1;
+    header[149] = 1;
+    header[150] = 0;
+    header[151] = 4;
+    return header;
+}
+
+struct SignalCase {
+    const char* name;
+    int signal;
+    const char* failure;
+};
+
+const SignalCase SIGNALS[] = {
+    {"SIGILL", SIGILL, "     - Unable to set sigaction for illegal instruction event.\n       Invalid argument\n"},
+    {"SIGFPE", SIGFPE, "     - Unable to set sigaction for floating point exception event.\n       Invalid argument\n"},
+    {"SIGSEGV", SIGSEGV, "     - Unable to set sigaction for segmentation violation event.\n       Invalid argument\n"},
+    {"SIGBUS", SIGBUS, "     - Unable to set sigaction for bus error event.\n       Invalid argument\n"},
+    {"SIGHUP", SIGHUP, "     - Unable to set sigaction for hangup event.\n       Invalid argument\n"},
+    {"SIGTERM", SIGTERM, "     - Unable to set sigaction for termination event.\n       Invalid argument\n"},
+    {"SIGQUIT", SIGQUIT, "     - Unable to set sigaction for quit event from keyboard.\n       Invalid argument\n"},
+};
+
+class FatalSignal : public testing::TestWithParam<SignalCase> {};
+
+INSTANTIATE_TEST_SUITE_P(Each, FatalSignal, testing::ValuesIn(SIGNALS),
+                         [](const auto& test) { return test.param.name; });
+
+TEST_P(FatalSignal, LeavesARecordAndAborts) {
+    const ChildResult child = runInChild([] {
+        handleUnexpectedSignals();
+        (void)std::printf("%d", static_cast<int>(getpid()));
+        (void)std::fflush(stdout);
+        (void)kill(getpid(), GetParam().signal);
+    });
+    EXPECT_EQ(child.signal, SIGABRT);
+    EXPECT_EQ(child.err, "");
+    ASSERT_TRUE(child.event.has_value());
+    EXPECT_EQ(child.event->header, expectedHeader());
+    EXPECT_EQ(child.event->params, 0U);
+    const std::string& body = child.event->body;
+    ASSERT_EQ(body.size(), 344U);
+    int signal = 0;
+    std::memcpy(&signal, body.data(), sizeof signal); // the signal information begins with the number
+    EXPECT_EQ(signal, GetParam().signal);
+    EXPECT_EQ(body.substr(304, 16), std::string(16, '\0'));
+    EXPECT_EQ(std::to_string(bigEndian32(body, 320)), child.out);
+    std::string name = ownName();
+    name.resize(20, '\0');
+    EXPECT_EQ(body.substr(324), name);
+}
+
+TEST_P(FatalSignal, ThatCannotBeCaughtIsReportedAndTheOthersAreInstalled) {
+    const ChildResult child = runInChild([] {
+        wrapped.failingSignal = GetParam().signal;
+        handleUnexpectedSignals();
+        (void)raise(GetParam().signal == SIGHUP ? SIGTERM : SIGHUP);
+    });
+    EXPECT_EQ(child.err, GetParam().failure);
+    EXPECT_EQ(child.signal, SIGABRT);
+    EXPECT_TRUE(child.event.has_value());
+}
+
+TEST(FatalSignals, FailuresAreReportedInTheOrderOfInstallation) {
+    const ChildResult child = runInChild([] {
+        wrapped.failingSignal = -1;
+        handleUnexpectedSignals();
+    });
+    std::string all;
+    for (const SignalCase& each : SIGNALS) {
+        all += each.failure;
+    }
+    EXPECT_EQ(child.err, all);
+    EXPECT_EQ(child.exitStatus, 99);
+}
+
+TEST(FatalSignals, OtherSignalsAreLeftAlone) {
+    const ChildResult child = runInChild([] {
+        handleUnexpectedSignals();
+        (void)raise(SIGUSR1);
+    });
+    EXPECT_EQ(child.signal, SIGUSR1);
+    EXPECT_FALSE(child.event.has_value());
+}
+
+TEST(FatalSignals, FaultingAddressIsInTheRecord) {
+    const ChildResult child = runInChild([] {
+        handleUnexpectedSignals();
+        auto* nowhere = reinterpret_cast<volatile int*>(static_cast<std::uintptr_t>(0x1238));
+        *nowhere = 1;
+    });
+    EXPECT_EQ(child.signal, SIGABRT);
+    ASSERT_TRUE(child.event.has_value());
+    siginfo_t information;
+    std::memcpy(&information, child.event->body.data(), sizeof information);
+    EXPECT_EQ(information.si_signo, SIGSEGV);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(information.si_addr), 0x1238U);
+}
+
+TEST(FatalSignals, RegistersOfTheInterruptedCodeAreInTheRecord) {
+    ChildResult child = runInChild([] {
+        siginfo_t information;
+        std::memset(&information, 0x11, sizeof information);
+        ucontext_t context;
+        std::memset(&context, 0x22, sizeof context);
+#if defined(__powerpc__)
+        static mcontext_t registers;
+        std::memset(&registers, 0x33, sizeof registers);
+        context.uc_mcontext.uc_regs = &registers;
+#else
+        std::memset(&context.uc_mcontext, 0x33, sizeof context.uc_mcontext);
+#endif
+        catchEvent(SIGILL, &information, &context);
+    });
+    EXPECT_EQ(child.signal, SIGABRT);
+    ASSERT_TRUE(child.event.has_value());
+    EXPECT_EQ(child.event->body.substr(0, 128), std::string(128, '\x11'));
+    EXPECT_EQ(child.event->body.substr(128, 176), std::string(176, '\x33'));
+    EXPECT_EQ(child.event->body.substr(304, 16), std::string(16, '\0'));
+}
+
+TEST(FatalSignals, MissingInformationAndContextLeaveZeros) {
+    const ChildResult child = runInChild([] { catchEvent(SIGILL, nullptr, nullptr); });
+    EXPECT_EQ(child.signal, SIGABRT);
+    ASSERT_TRUE(child.event.has_value());
+    EXPECT_EQ(child.event->header, expectedHeader());
+    EXPECT_EQ(child.event->body, std::string(344, '\0'));
+}
+
+TEST(FatalSignals, RecordGoesOutWithTheAttachedParameterBlock) {
+    static MPU_PARAMS_t params;
+    const ChildResult child = runInChild([] {
+        mpuParamsBlock = &params;
+        catchEvent(SIGILL, nullptr, nullptr);
+    });
+    ASSERT_TRUE(child.event.has_value());
+    EXPECT_EQ(child.event->params, reinterpret_cast<std::uintptr_t>(&params));
+}
+
+} // namespace

@@ -1,0 +1,54 @@
+#include "trace_fixture.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <sstream>
+
+TraceTest::TraceTest() {
+    char name[] = "/tmp/trace_test.XXXXXX";
+    directory = mkdtemp(name);
+    setDirectory(directory);
+    (void)setenv("TZ", "UTC0", 1);
+    wrapped.timeIsSet = true;
+    wrapped.now = 1159797076;
+}
+
+TraceTest::~TraceTest() {
+    TRACE__done();
+    std::filesystem::remove_all(directory);
+}
+
+void TraceTest::setDirectory(const std::string& name) {
+    (void)std::snprintf(params.logDirectory, sizeof params.logDirectory, "%s", name.c_str());
+}
+
+void TraceTest::init(const char* logName) {
+    const char* const names[] = {"ESA"};
+    TRACE__init(&params, logName, 1, names);
+}
+
+std::string TraceTest::log(const std::string& name) const {
+    return readFile(path(name));
+}
+
+bool TraceTest::exists(const std::string& name) const {
+    return std::filesystem::exists(path(name));
+}
+
+std::string TraceTest::logName() {
+    char name[192];
+    std::memset(name, 'x', sizeof name);
+    TRACE__getLogName(name);
+    return name;
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> result;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        result.push_back(line);
+    }
+    return result;
+}

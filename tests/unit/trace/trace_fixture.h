@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "child.h"
+#include "mpu_gbl.h"
+#include "trace.h"
+#include "wrapped.h"
+
+/** A log directory of its own, Monday 2 October 2006 13:51:16 UTC, and the facility with the one module "ESA". */
+class TraceTest : public testing::Test {
+protected:
+    TraceTest();
+    ~TraceTest() override;
+
+    void init(const char* logName = "esa_%02d.log");
+    /** What the log of that name holds. */
+    [[nodiscard]] std::string log(const std::string& name = "esa_01.log") const;
+    [[nodiscard]] bool exists(const std::string& name) const;
+    [[nodiscard]] std::string path(const std::string& name) const { return directory + "/" + name; }
+    [[nodiscard]] static std::string logName();
+    void setDirectory(const std::string& name);
+
+    std::string directory;
+    MPU_PARAMS_t params{};
+};
+
+/** Splits at line ends; what follows the last one is an element too, unless it is empty. */
+std::vector<std::string> lines(const std::string& text);

@@ -1,0 +1,62 @@
+/** Nothing is allocated once the facility has started. */
+#include <cstddef>
+
+#include "trace_fixture.h"
+
+namespace {
+
+unsigned long allocations = 0;
+
+} // namespace
+
+extern "C" {
+
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+
+void* malloc(std::size_t size) {
+    ++allocations;
+    return __libc_malloc(size);
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+    ++allocations;
+    return __libc_calloc(count, size);
+}
+
+void* realloc(void* block, std::size_t size) {
+    ++allocations;
+    return __libc_realloc(block, size);
+}
+
+} // extern "C"
+
+namespace {
+
+class TraceHeap : public TraceTest {};
+
+TEST_F(TraceHeap, LinesAndDumpsTakeNoMemory) {
+    for (const char* zone : {"UTC0", static_cast<const char*>(nullptr)}) {
+        if (zone == nullptr) {
+            (void)unsetenv("TZ"); // the system's zone
+        }
+        const unsigned long beforeInit = allocations;
+        init();
+        EXPECT_GT(allocations, beforeInit); // the counter works
+        (void)TRACE__setTraceLevel(0, 0xFFFF);
+        const unsigned long afterInit = allocations;
+        for (int i = 0; i < 1000; ++i) {
+            TRACE_INFO("%d %s %5.2f", i, "text", 1.5);
+            TRACE_DUMP("dump", &params, sizeof params);
+            TRACE_ENTER(0, "in");
+            TRACE_RETURN(0, "out");
+            wrapped.now += 1;
+        }
+        TRACE_checkLog();
+        EXPECT_EQ(allocations, afterInit);
+        TRACE__done();
+    }
+}
+
+} // namespace

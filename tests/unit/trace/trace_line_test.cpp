@@ -1,0 +1,193 @@
+/** Information, entry and exit lines. */
+#include <cerrno>
+
+#include "trace_fixture.h"
+
+namespace {
+
+class TraceLine : public TraceTest {
+protected:
+    TraceLine() { init(); }
+};
+
+struct PrefixCase {
+    U16_t level;
+    const char* info;
+    const char* dump;
+    const char* enter;
+    const char* leave;
+};
+
+/** Every combination of the three prefix bits. */
+const PrefixCase PREFIXES[] = {
+    {0x0000, "hello 7\n", "label\n", "ENTERING into func: doIt: text\n", "EXITING from func: doIt: text\n"},
+    {0x2000, "fan.cpp:1234:  hello 7\n", "fan.cpp:1234: label\n", "fan.cpp:1234:ENTERING into func: doIt: text\n",
+     "fan.cpp:1234:EXITING from func: doIt: text\n"},
+    {0x4000, "doIt:1234:  hello 7\n", "doIt:1234: label\n", "ENTERING into func: doIt: text\n",
+     "EXITING from func: doIt: text\n"},
+    {0x6000, "fan.cpp:doIt:1234:  hello 7\n", "fan.cpp:doIt:1234: label\n",
+     "fan.cpp:1234:ENTERING into func: doIt: text\n", "fan.cpp:1234:EXITING from func: doIt: text\n"},
+    {0x8000, "Oct  2 13:51:16  hello 7\n", "label\n", "Oct  2 13:51:16  ENTERING into func: doIt: text\n",
+     "Oct  2 13:51:16  EXITING from func: doIt: text\n"},
+    {0xA000, "Oct  2 13:51:16  fan.cpp:1234:  hello 7\n", "fan.cpp:1234: label\n",
+     "Oct  2 13:51:16  fan.cpp:1234:ENTERING into func: doIt: text\n",
+     "Oct  2 13:51:16  fan.cpp:1234:EXITING from func: doIt: text\n"},
+    {0xC000, "Oct  2 13:51:16  doIt:1234:  hello 7\n", "doIt:1234: label\n",
+     "Oct  2 13:51:16  ENTERING into func: doIt: text\n", "Oct  2 13:51:16  EXITING from func: doIt: text\n"},
+    {0xE000, "Oct  2 13:51:16  fan.cpp:doIt:1234:  hello 7\n", "fan.cpp:doIt:1234: label\n",
+     "Oct  2 13:51:16  fan.cpp:1234:ENTERING into func: doIt: text\n",
+     "Oct  2 13:51:16  fan.cpp:1234:EXITING from func: doIt: text\n"},
+};
+
+class TracePrefix : public TraceLine, public testing::WithParamInterface<PrefixCase> {
+protected:
+    TracePrefix() { (void)TRACE__setTraceLevel(0, GetParam().level); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Level, TracePrefix, testing::ValuesIn(PREFIXES));
+
+TEST_P(TracePrefix, OfAnInformationLine) {
+    TRACE__info("fan.cpp", "doIt", 1234, "hello %d", 7);
+    EXPECT_EQ(log(), GetParam().info);
+}
+
+TEST_P(TracePrefix, OfADump) {
+    TRACE__dump("fan.cpp", "doIt", 1234, "label", "", 0);
+    EXPECT_EQ(log(), GetParam().dump);
+}
+
+TEST_P(TracePrefix, OfAnEntryLine) {
+    TRACE__enter(0, "fan.cpp", "doIt", 1234, "text");
+    EXPECT_EQ(log(), GetParam().enter);
+}
+
+TEST_P(TracePrefix, OfAnExitLine) {
+    TRACE__return(0, "fan.cpp", "doIt", 1234, "text");
+    EXPECT_EQ(log(), GetParam().leave);
+}
+
+TEST_F(TraceLine, NamesAreCutTo32Characters) {
+    (void)TRACE__setTraceLevel(0, 0x6000);
+    const std::string file = "f2345678901234567890123456789012xyz";
+    const std::string function = "g2345678901234567890123456789012xyz";
+    TRACE__info(file.c_str(), function.c_str(), 1, "a");
+    TRACE__dump(file.c_str(), function.c_str(), 2, "b", "", 0);
+    TRACE__enter(0, file.c_str(), function.c_str(), 3, "c");
+    EXPECT_EQ(log(), "f2345678901234567890123456789012:g2345678901234567890123456789012:1:  a\n"
+                     "f2345678901234567890123456789012:g2345678901234567890123456789012:2: b\n"
+                     "f2345678901234567890123456789012:3:ENTERING into func: g2345678901234567890123456789012: c\n");
+}
+
+TEST_F(TraceLine, LongestPrefixIsWhole) {
+    (void)TRACE__setTraceLevel(0, 0xFFFF);
+    TRACE__info("f2345678901234567890123456789012", "g2345678901234567890123456789012", 2147483647, "a");
+    EXPECT_EQ(log(),
+              "Oct  2 13:51:16  f2345678901234567890123456789012:g2345678901234567890123456789012:2147483647:  a\n");
+}
+
+TEST_F(TraceLine, MacrosNameTheCallersFileFunctionAndLine) {
+    (void)TRACE__setTraceLevel(0, 0x60FF);
+    const std::string here = std::to_string(__LINE__);
+    TRACE_INFO("value %s", "x");
+    EXPECT_EQ(log(), "trace_line_test.cpp:TestBody:" + std::to_string(std::stoi(here) + 1) + ":  value x\n");
+}
+
+TEST_F(TraceLine, EntryAndExitMacrosFollowBit7) {
+    (void)TRACE__setTraceLevel(0, 0xFF7F & 0x1FFF);
+    TRACE_ENTER(0, "in");
+    TRACE_RETURN(0, "out");
+    EXPECT_EQ(log(), "");
+    (void)TRACE__setTraceLevel(0, 0x0080);
+    TRACE_ENTER(0, "in");
+    TRACE_RETURN(0, "out");
+    EXPECT_EQ(log(), "ENTERING into func: TestBody: in\nEXITING from func: TestBody: out\n");
+}
+
+TEST_F(TraceLine, NothingIsWrittenNorEvaluatedWithBit4Clear) {
+    (void)TRACE__setTraceLevel(0, 0xFFEF);
+    int evaluated = 0;
+    TRACE_INFO("%d", ++evaluated);
+    TRACE_DUMP("label", &evaluated, static_cast<U32_t>(++evaluated));
+    EXPECT_EQ(evaluated, 0);
+    EXPECT_EQ(log(), "");
+    (void)TRACE__setTraceLevel(0, 0x0010);
+    TRACE_INFO("%d", ++evaluated);
+    EXPECT_EQ(log(), "1\n");
+}
+
+TEST_F(TraceLine, TextOf1023CharactersIsWholeAndALongerOneIsCut) {
+    const std::string longest(1023, 'a');
+    TRACE__info("", "", 1, "%s", longest.c_str());
+    EXPECT_EQ(traceData.infoBufLen, 1023U);
+    TRACE__info("", "", 1, "%sbc", longest.c_str());
+    EXPECT_EQ(traceData.infoBufLen, 1023U);
+    TRACE__info("", "", 1, "%s%s", longest.c_str(), longest.c_str());
+    TRACE__enter(0, "", "", 1, (longest + "bc").c_str());
+    EXPECT_EQ(log(), longest + "\n" + longest + "\n" + longest + "\nENTERING into func: : " + longest + "\n");
+}
+
+TEST_F(TraceLine, EachLineIsInTheFileAtOnce) {
+    TRACE__info("", "", 1, "one");
+    EXPECT_EQ(log(), "one\n");
+    TRACE__info("", "", 1, "two");
+    EXPECT_EQ(log(), "one\ntwo\n");
+}
+
+TEST_F(TraceLine, CallFillsTheCurrentCallFieldsAndReleasesTheLock) {
+    traceData.mpuParams = &params;
+    traceData.moduleIndex = 5;
+    const char* file = "file";
+    const char* function = "function";
+    TRACE__info(file, function, 77, "abc");
+    EXPECT_EQ(traceData.moduleIndex, 0);
+    EXPECT_EQ(traceData.fileName, file);
+    EXPECT_EQ(traceData.funcName, function);
+    EXPECT_EQ(traceData.lineNumber, 77U);
+    EXPECT_EQ(traceData.mpuParams, nullptr);
+    EXPECT_STREQ(traceData.infoBuf, "abc");
+    EXPECT_EQ(traceData.infoBufLen, 3U);
+    EXPECT_EQ(pthread_mutex_trylock(&traceData.lock), 0);
+    EXPECT_EQ(pthread_mutex_unlock(&traceData.lock), 0);
+}
+
+TEST_F(TraceLine, WithoutTheWriteFlagALineIsCountedButNotWritten) {
+    EXPECT_EQ(mpuMutex_Get(&traceData.lock), 0);
+    EXPECT_EQ(TRACE__logInfo(0, 0), 0);
+    EXPECT_EQ(log(), "");
+    EXPECT_EQ(traceData.logWriteCount, 1U);
+    EXPECT_EQ(pthread_mutex_trylock(&traceData.lock), 0);
+    EXPECT_EQ(pthread_mutex_unlock(&traceData.lock), 0);
+}
+
+TEST_F(TraceLine, EveryKindOfLineIsCounted) {
+    TRACE__info("", "", 1, "a");
+    EXPECT_EQ(traceData.logWriteCount, 1U);
+    TRACE__dump("", "", 1, "a", "", 0);
+    EXPECT_EQ(traceData.logWriteCount, 2U);
+    TRACE__enter(0, "", "", 1, "a");
+    EXPECT_EQ(traceData.logWriteCount, 3U);
+    TRACE__return(0, "", "", 1, "a");
+    EXPECT_EQ(traceData.logWriteCount, 4U);
+}
+
+TEST_F(TraceLine, CallLeavesErrnoAlone) {
+    errno = EPERM;
+    wrapped.now += 1;
+    TRACE__info("", "", 1, "a");
+    TRACE__dump("", "", 1, "a", "", 0);
+    TRACE__enter(0, "", "", 1, "a");
+    EXPECT_EQ(errno, EPERM);
+}
+
+TEST_F(TraceLine, WriteErrorsAreIgnored) {
+    const ChildResult child = runInChild([] {
+        traceData.fd = std::fopen("/dev/full", "w");
+        TRACE__info("", "", 1, "lost");
+        TRACE__dump("", "", 1, "lost", "abc", 3);
+        TRACE__info("", "", 1, "lost");
+    });
+    EXPECT_EQ(child.exitStatus, 99);
+    EXPECT_EQ(child.err, "");
+}
+
+} // namespace

@@ -1,0 +1,275 @@
+/** Log files: names, opening, the size check, redirection, the end. */
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <unistd.h>
+
+#include "trace_fixture.h"
+
+namespace {
+
+class TraceLog : public TraceTest {};
+
+void write(const char* text) {
+    TRACE__info("", "", 1, "%s", text);
+}
+
+TEST_F(TraceLog, IsCreatedAndTruncatedAtStart) {
+    std::ofstream(path("esa_01.log")) << "of an earlier run";
+    init();
+    EXPECT_TRUE(exists("esa_01.log"));
+    EXPECT_EQ(log(), "");
+    TRACE_INFO("level words start at 0");
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(TraceLog, NameHasDirectoryAndInstanceNumber) {
+    init();
+    EXPECT_EQ(logName(), directory + "/esa_01.log");
+    EXPECT_EQ(traceData.logNameProto, directory + "/esa_%02d.log");
+    EXPECT_EQ(traceData.logInstanceNumber, 1);
+    EXPECT_EQ(traceData.log_to_file, 1U);
+    TRACE_openLog();
+    EXPECT_EQ(logName(), directory + "/esa_02.log");
+    write("x");
+    EXPECT_EQ(log("esa_01.log"), "");
+    EXPECT_EQ(log("esa_02.log"), "x\n");
+}
+
+TEST_F(TraceLog, NumberFollowsThePattern) {
+    init();
+    for (const auto& [pattern, name] : {std::pair{"a%d", "a7"},
+                                        {"a%3db", "a  7b"},
+                                        {"a%03d.log", "a007.log"},
+                                        {"plain.log", "plain.log"},
+                                        {"%d_%d", "7_7"},
+                                        {"100%.log", "100%.log"},
+                                        {"%s%n%5", "%s%n%5"},
+                                        {"a0%", "a0%"}}) {
+        (void)std::snprintf(traceData.logNameProto, sizeof traceData.logNameProto, "/dir/%s", pattern);
+        traceData.logInstanceNumber = 7;
+        EXPECT_EQ(logName(), std::string("/dir/") + name);
+    }
+}
+
+TEST_F(TraceLog, DirectoryWithPercentSignsIsADirectory) {
+    const std::string odd = directory + "/100%d%s%n";
+    std::filesystem::create_directory(odd);
+    setDirectory(odd);
+    init();
+    EXPECT_EQ(logName(), odd + "/esa_01.log");
+    write("here");
+    EXPECT_EQ(readFile(odd + "/esa_01.log"), "here\n");
+}
+
+TEST_F(TraceLog, DirectoryThatFillsItsFieldNeedsNoTerminator) {
+    std::string longest = directory + "/";
+    longest.append(128 - longest.size(), 'd');
+    std::filesystem::create_directory(longest);
+    longest.copy(params.logDirectory, 128);
+    init();
+    EXPECT_EQ(logName(), longest + "/esa_01.log");
+    EXPECT_EQ(traceData.log_to_file, 1U);
+}
+
+TEST_F(TraceLog, PatternIsCutTo192Bytes) {
+    init(std::string(300, 'n').c_str());
+    const std::string whole = directory + "/" + std::string(300, 'n');
+    EXPECT_EQ(logName(), whole.substr(0, 191));
+    EXPECT_EQ(traceData.logNameProto, whole.substr(0, 191));
+}
+
+TEST_F(TraceLog, InstanceNumberWrapsFrom255To0) {
+    init();
+    for (int i = 2; i <= 255; ++i) {
+        TRACE_openLog();
+    }
+    EXPECT_EQ(logName(), directory + "/esa_255.log");
+    TRACE_openLog();
+    EXPECT_EQ(logName(), directory + "/esa_00.log");
+    EXPECT_EQ(traceData.logInstanceNumber, 0);
+    write("wrapped");
+    EXPECT_EQ(log("esa_00.log"), "wrapped\n");
+    TRACE_openLog();
+    EXPECT_EQ(logName(), directory + "/esa_01.log");
+}
+
+TEST_F(TraceLog, ThatCannotBeOpenedSendsEverythingToStandardError) {
+    setDirectory(directory + "/missing");
+    const ChildResult child = runInChild([&] {
+        init();
+        EXPECT_EQ(traceData.log_to_file, 0U);
+        EXPECT_EQ(traceData.fd, stderr);
+        EXPECT_EQ(logName(), "<stderr>");
+        write("line");
+        std::filesystem::create_directory(directory + "/missing");
+        TRACE_checkLog();
+        TRACE_openLog();
+        write("not retried");
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    });
+    EXPECT_EQ(child.exitStatus, 0);
+    EXPECT_EQ(child.err, "TRACE_openLog: Failed to open logfile " + directory +
+                             "/missing/esa_01.log So We are going print all log messages on to stdout"
+                             "line\nnot retried\n");
+    EXPECT_EQ(child.out, "");
+}
+
+struct NoFileCase {
+    const char* name;
+    bool withParams;
+    const char* logName;
+};
+
+class TraceToStandardError : public TraceTest, public testing::WithParamInterface<NoFileCase> {};
+
+INSTANTIATE_TEST_SUITE_P(Without, TraceToStandardError,
+                         testing::Values(NoFileCase{"Block", false, "esa_%02d.log"}, NoFileCase{"Name", true, nullptr},
+                                         NoFileCase{"NonEmptyName", true, ""}),
+                         [](const auto& test) { return test.param.name; });
+
+TEST_P(TraceToStandardError, WritesThereFromTheStart) {
+    const ChildResult child = runInChild([&] {
+        TRACE__init(GetParam().withParams ? &params : nullptr, GetParam().logName, 0, nullptr);
+        EXPECT_EQ(logName(), "<stderr>");
+        EXPECT_STREQ(traceData.logNameProto, "<stderr>");
+        EXPECT_EQ(traceData.log_to_file, 0U);
+        write("line");
+        TRACE__dump("", "", 1, "dump", "", 0);
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    });
+    EXPECT_EQ(child.exitStatus, 0);
+    EXPECT_EQ(child.err, "line\ndump\n");
+}
+
+TEST_P(TraceToStandardError, RedirectedThereLeavesTheFileClosed) {
+    init();
+    write("in the file");
+    const ChildResult child = runInChild([&] {
+        TRACE__redirect(GetParam().withParams ? &params : nullptr, GetParam().logName);
+        EXPECT_EQ(logName(), "<stderr>");
+        write("on standard error");
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    });
+    EXPECT_EQ(child.exitStatus, 0);
+    EXPECT_EQ(child.err, "on standard error\n");
+    EXPECT_EQ(log(), "in the file\n");
+}
+
+TEST_F(TraceLog, RedirectStartsAtNumber1Again) {
+    init();
+    TRACE_openLog();
+    write("a");
+    TRACE__redirect(&params, "other_%d.log");
+    EXPECT_EQ(logName(), directory + "/other_1.log");
+    EXPECT_EQ(traceData.logWriteCount, 0U);
+    write("b");
+    EXPECT_EQ(log("esa_02.log"), "a\n");
+    EXPECT_EQ(log("other_1.log"), "b\n");
+}
+
+TEST_F(TraceLog, RedirectFromStandardErrorToAFile) {
+    TRACE__init(nullptr, nullptr, 0, nullptr);
+    TRACE__redirect(&params, "esa_%02d.log");
+    write("a");
+    EXPECT_EQ(log(), "a\n");
+    EXPECT_EQ(std::fputs("", stderr), 1); // still open
+}
+
+class TraceSizeCheck : public TraceLog {
+protected:
+    TraceSizeCheck() { init(); }
+    void writeLines(int count) {
+        for (int i = 0; i < count; ++i) {
+            write("x");
+        }
+    }
+};
+
+TEST_F(TraceSizeCheck, The100000thLineGoesToTheNextFileWhenThisOneHas2000000000Bytes) {
+    ASSERT_EQ(truncate(path("esa_01.log").c_str(), 2000000000), 0);
+    writeLines(99999);
+    EXPECT_EQ(logName(), directory + "/esa_01.log");
+    EXPECT_EQ(traceData.logWriteCount, 99999U);
+    write("the 100000th");
+    EXPECT_EQ(logName(), directory + "/esa_02.log");
+    EXPECT_EQ(traceData.logWriteCount, 0U);
+    EXPECT_EQ(log("esa_02.log"), "the 100000th\n");
+    EXPECT_EQ(std::filesystem::file_size(path("esa_01.log")), 2000000000U);
+}
+
+TEST_F(TraceSizeCheck, FileOf1999999999BytesIsKept) {
+    ASSERT_EQ(truncate(path("esa_01.log").c_str(), 1999999999), 0);
+    writeLines(100000);
+    EXPECT_EQ(logName(), directory + "/esa_01.log");
+    EXPECT_EQ(traceData.logWriteCount, 0U);
+    EXPECT_FALSE(exists("esa_02.log"));
+    // The next look is another 100000 lines away.
+    ASSERT_EQ(truncate(path("esa_01.log").c_str(), 2000000000), 0);
+    writeLines(99999);
+    EXPECT_FALSE(exists("esa_02.log"));
+    write("x");
+    EXPECT_TRUE(exists("esa_02.log"));
+}
+
+struct WriterCase {
+    const char* name;
+    void (*writer)();
+    const char* text;
+};
+
+class TraceSizeCheckOf : public TraceSizeCheck, public testing::WithParamInterface<WriterCase> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Kind, TraceSizeCheckOf,
+    testing::Values(WriterCase{"Info", [] { TRACE__info("", "", 1, "x"); }, "x\n"},
+                    WriterCase{"Dump", [] { TRACE__dump("", "", 1, "x", "", 0); }, "x\n"},
+                    WriterCase{"Enter", [] { TRACE__enter(0, "", "", 1, "x"); }, "ENTERING into func: : x\n"},
+                    WriterCase{"Return", [] { TRACE__return(0, "", "", 1, "x"); }, "EXITING from func: : x\n"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_P(TraceSizeCheckOf, ThatLineGoesToTheNextFile) {
+    ASSERT_EQ(truncate(path("esa_01.log").c_str(), 2000000000), 0);
+    traceData.logWriteCount = 99998;
+    GetParam().writer();
+    EXPECT_FALSE(exists("esa_02.log"));
+    GetParam().writer();
+    EXPECT_EQ(log("esa_02.log"), GetParam().text);
+}
+
+TEST_F(TraceSizeCheck, OfADeletedLogChangesNothing) {
+    ASSERT_EQ(unlink(path("esa_01.log").c_str()), 0);
+    TRACE_checkLog();
+    EXPECT_EQ(logName(), directory + "/esa_01.log");
+    EXPECT_EQ(traceData.logWriteCount, 0U);
+}
+
+TEST_F(TraceLog, DoneClosesTheFileAndTracesNothingMore) {
+    init();
+    (void)TRACE__setTraceLevel(0, 0x0010);
+    TRACE_INFO("last");
+    TRACE__done();
+    EXPECT_EQ(traceData.fd, stderr);
+    TRACE_INFO("nothing");
+    EXPECT_EQ(log(), "last\n");
+    EXPECT_EQ(logName(), "<stderr>");
+}
+
+TEST_F(TraceLog, DoneLeavesStandardErrorOpen) {
+    TRACE__init(nullptr, nullptr, 0, nullptr);
+    TRACE__done();
+    TRACE__done();
+    EXPECT_EQ(std::fputs("", stderr), 1);
+}
+
+TEST_F(TraceLog, CanBeStartedAgainAfterDone) {
+    init();
+    TRACE__done();
+    init();
+    (void)TRACE__setTraceLevel(0, 0x0010);
+    TRACE_INFO("again");
+    EXPECT_EQ(log(), "again\n");
+}
+
+} // namespace
