@@ -2,6 +2,7 @@
  * What the serial I2C bridge asks of the kernel. The test stands in for write() and poll() on the line, so that it
  * can answer between two calls of the library, without threads and without luck in the timing.
  */
+#include <algorithm>
 #include <cerrno>
 #include <functional>
 #include <vector>
@@ -95,8 +96,8 @@ TEST(BridgeCalls, ARequestGoesOutInOneWrite) {
     const Bytes data(255, 0x33);
     EXPECT_EQ(write_i2c_data(line.fd, 0x63, 0x10, data.data(), 255), 255);
     ASSERT_EQ(line.writes.size(), 1U);
-    Bytes expected{0x57, 0x63, 0x10, 0xFF};
-    expected.insert(expected.end(), 255, 0x33);
+    Bytes expected(259, 0x33);
+    std::ranges::copy(Bytes{0x57, 0x63, 0x10, 0xFF}, expected.begin());
     EXPECT_EQ(line.writes[0], expected);
 }
 

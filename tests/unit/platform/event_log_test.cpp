@@ -64,7 +64,8 @@ std::string withoutTime(std::string text, time_t before) {
         const long long seconds = std::atoll(text.substr(first, end - first).c_str());
         EXPECT_GE(seconds, before);
         EXPECT_LE(seconds, time(nullptr));
-        text.replace(first, end - first, "T");
+        text.erase(first, end - first);
+        text.insert(text.begin() + static_cast<std::ptrdiff_t>(first), 'T');
     }
     return text;
 }
@@ -166,8 +167,9 @@ TEST_F(EventLog, WritesEveryByteValueAsTwoLowerCaseDigits) {
         hex += digits.data();
     }
     altEventLogM(Record(3, 33, 3, 3, 1, body).get(), &params);
-    EXPECT_EQ(log(), "{\"time\":T,\"evId\":3,\"evSource\":33,\"evType\":3,\"evCategory\":3,\"evIdVersion\":1,"
-                     "\"evStructLength\":256,\"body\":\"" +
+    EXPECT_EQ(log(), std::string() +
+                         "{\"time\":T,\"evId\":3,\"evSource\":33,\"evType\":3,\"evCategory\":3,\"evIdVersion\":1,"
+                         "\"evStructLength\":256,\"body\":\"" +
                          hex + "\"}\n");
 }
 
@@ -178,10 +180,11 @@ TEST_F(EventLog, WritesTheLeastAndTheGreatestOfEveryField) {
     for (int i = 0; i < 65535; ++i) {
         body += "9f";
     }
-    EXPECT_EQ(log(), "{\"time\":T,\"evId\":0,\"evSource\":0,\"evType\":0,\"evCategory\":0,\"evIdVersion\":0,"
-                     "\"evStructLength\":0,\"body\":\"\"}\n"
-                     "{\"time\":T,\"evId\":65535,\"evSource\":255,\"evType\":255,\"evCategory\":255,"
-                     "\"evIdVersion\":255,\"evStructLength\":65535,\"body\":\"" +
+    EXPECT_EQ(log(), std::string() +
+                         "{\"time\":T,\"evId\":0,\"evSource\":0,\"evType\":0,\"evCategory\":0,\"evIdVersion\":0,"
+                         "\"evStructLength\":0,\"body\":\"\"}\n"
+                         "{\"time\":T,\"evId\":65535,\"evSource\":255,\"evType\":255,\"evCategory\":255,"
+                         "\"evIdVersion\":255,\"evStructLength\":65535,\"body\":\"" +
                          body + "\"}\n");
 }
 
@@ -189,7 +192,8 @@ TEST_F(EventLog, KeepsLinesWholeWhereTheBufferChanges) {
     std::string expected;
     for (std::size_t length : {4063U, 4064U, 4065U}) {
         altEventLogM(Record(4, 33, 3, 3, 1, std::vector<U8_t>(length, 0x11)).get(), &params);
-        expected += "{\"time\":T,\"evId\":4,\"evSource\":33,\"evType\":3,\"evCategory\":3,\"evIdVersion\":1,"
+        expected += std::string() +
+                    "{\"time\":T,\"evId\":4,\"evSource\":33,\"evType\":3,\"evCategory\":3,\"evIdVersion\":1,"
                     "\"evStructLength\":" +
                     std::to_string(length) + ",\"body\":\"" + std::string(2 * length, '1') + "\"}\n";
     }

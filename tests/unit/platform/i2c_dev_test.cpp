@@ -76,7 +76,7 @@ struct FakeAdapter {
             *static_cast<unsigned long*>(pointer) = functions;
             return 0;
         case REQUEST_SLAVE:
-            calls.push_back("slave " + std::to_string(argument));
+            calls.push_back(std::string("slave ") + std::to_string(argument));
             return 0;
         case REQUEST_RDWR:
             return combined(*static_cast<RdwrRequest*>(pointer));
@@ -94,14 +94,18 @@ struct FakeAdapter {
             const i2c_msg& message = request.messages[i];
             const bool reads = message.flags == 0x0001;
             EXPECT_TRUE(reads || message.flags == 0);
-            call += (call.empty() ? "" : ", ") + std::string(reads ? "r " : "w ") + std::to_string(message.addr) + " " +
-                    std::to_string(message.len);
+            call += call.empty() ? "" : ", ";
+            call += reads ? "r " : "w ";
+            call += std::to_string(message.addr);
+            call += " ";
+            call += std::to_string(message.len);
             if (reads) {
                 for (int b = 0; b < message.len; ++b) {
                     message.buf[b] = nextByte++;
                 }
             } else {
-                call += " " + hex(message.buf, message.len);
+                call += " ";
+                call += hex(message.buf, message.len);
             }
         }
         calls.push_back(call);
@@ -114,8 +118,13 @@ struct FakeAdapter {
         if (reads) {
             *request.data = nextByte++;
         }
-        calls.push_back((reads ? "byte r " : "byte w ") + hex(&request.command, 1) +
-                        (reads ? "" : " " + hex(request.data, 1)));
+        std::string call = reads ? "byte r " : "byte w ";
+        call += hex(&request.command, 1);
+        if (!reads) {
+            call += " ";
+            call += hex(request.data, 1);
+        }
+        calls.push_back(call);
         return 0;
     }
 
@@ -183,7 +192,7 @@ TEST(I2cDevRead, TakesEveryLengthFrom1To255) {
     Bytes data(255);
     for (int length = 1; length <= 255; ++length) {
         EXPECT_EQ(read_i2c_data(adapter.fd, 0x4C, 0x00, data.data(), length), length);
-        EXPECT_EQ(adapter.calls.back(), "w 76 1 00, r 76 " + std::to_string(length));
+        EXPECT_EQ(adapter.calls.back(), std::string("w 76 1 00, r 76 ") + std::to_string(length));
     }
 }
 
