@@ -40,7 +40,8 @@ std::uint8_t deviceAddress(Control& control, const Arguments& arguments) {
     if (busOf(control).device(address) == nullptr) {
         std::string all;
         for (const std::uint8_t known : busOf(control).addresses()) {
-            all += " " + hexByte(known);
+            all += ' ';
+            all += hexByte(known);
         }
         throw Refused("no chip at " + hexByte(address) + "; this chassis has" + all);
     }
