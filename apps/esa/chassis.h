@@ -1,6 +1,6 @@
 /**
  * The one table of chassis operations. A chassis is a row; whatever the adapter does differently from chassis to
- * chassis it looks up here. An operation that a chassis lacks is null.
+ * chassis it looks up here. An operation that a chassis may lack says so, and is then null.
  *
  * A new chassis is a driver file that ends with its row, and the row's name in chassis_table.cpp.
  */
@@ -60,6 +60,7 @@ struct Chassis_t {
     /** Whether the status page shows the alarm as muted. */
     bool (*isAlarmMuted)();
 
+    /** Fault LED of a drive, 0 when done; null where the slots have none. */
     S32_t (*setDriveFaultLed)(S32_t drive);
     S32_t (*clearDriveFaultLed)(S32_t drive);
     /** 0 when the drive is present; null where slots cannot be sensed and count as occupied. */
@@ -72,7 +73,7 @@ struct Chassis_t {
      * LEDs and faults in step. Returns whether a remembered supply state changed.
      */
     bool (*fillPowerSupply)(PowerSupplyElementStat_t& status, const PowerSupplyElementCont_t& control);
-    /** Marks a fan of the status page good or faulty by its speed; returns whether the mark changed. */
+    /** Marks a fan of the status page good or faulty by its speed; returns whether that changed. Null: no marks. */
     bool (*markCoolingFault)(CoolingElementStat_t& status, U8_t fan, U16_t rpm);
     /** Supply fault indication as a control page commands it. */
     void (*controlPowerSupply)(bool fail);

@@ -45,12 +45,6 @@ U8_t fanCount() {
     return std::min(esaControl.coolingMaxNumber, ESA_K_MAX_FANS);
 }
 
-/** The row that drives the fans in service; nullptr when nothing does. */
-const Chassis_t* fanChassis() {
-    const Chassis_t* chassis = esaChassis();
-    return chassis != nullptr && chassis->fanReadSpeed != nullptr ? chassis : nullptr;
-}
-
 /** Marks one fan by its speed; returns whether the mark changed. */
 bool markFan(U8_t fan, bool healthy) {
     const U32_t bit = 1U << fan;
@@ -138,7 +132,7 @@ S32_t esaReadFanFailStatus() {
     S32_t result = ESA_E_OK;
     bool changed = false;
     for (U8_t fan = 0; fan < fanCount(); ++fan) {
-        const Chassis_t* chassis = fanChassis();
+        const Chassis_t* chassis = esaChassis();
         if (chassis == nullptr) {
             return ESA_E_GENERR;
         }
@@ -159,7 +153,7 @@ S32_t esaReadFanFailStatus() {
 }
 
 void esaTemperatureFanPolicy() {
-    const Chassis_t* chassis = fanChassis();
+    const Chassis_t* chassis = esaChassis();
     if (chassis == nullptr) {
         return;
     }
@@ -172,7 +166,7 @@ void esaTemperatureFanPolicy() {
 }
 
 void esaVsc055TemperatureFanPolicy() {
-    if (const Chassis_t* chassis = fanChassis(); chassis != nullptr) {
+    if (const Chassis_t* chassis = esaChassis(); chassis != nullptr) {
         stepFans(fanCount(), VSC055_STEPS, chassis->policyLoadPwm);
     }
 }
