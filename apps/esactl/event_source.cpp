@@ -19,17 +19,28 @@ std::vector<int> EventSource::fds() const {
 
 std::vector<EventNews> EventSource::take() {
     std::vector<EventNews> news;
-    for (const auto& connection : connections_) {
-        while (const std::optional<Message> message = connection->receiveQueued()) {
-            const std::optional<Event> event = decodeEvent(*message);
-            if (!event) {
-                continue;
-            }
-            const std::optional<unsigned> repeats = everyEvent_ ? 0U : filter_.news(*event, Clock::now());
-            if (repeats) {
-                news.push_back({*event, *repeats, timeText()});
+    try {
+        for (const auto& connection : connections_) {
+            while (const std::optional<Message> message = connection->receiveQueued()) {
+                addNews(news, *message);
             }
         }
+    } catch (const ToolError&) {
+        if (news.empty()) {
+            throw;
+        }
+        // What came before the connection broke is still news; the next call meets the break again.
     }
     return news;
+}
+
+void EventSource::addNews(std::vector<EventNews>& news, const Message& message) {
+    const std::optional<Event> event = decodeEvent(message);
+    if (!event) {
+        return;
+    }
+    const std::optional<unsigned> repeats = everyEvent_ ? 0U : filter_.news(*event, Clock::now());
+    if (repeats) {
+        news.push_back({*event, *repeats, timeText()});
+    }
 }

@@ -1,7 +1,6 @@
 /** The stream of events, as the event manager and Startup get them, without the repeats. */
 #pragma once
 
-#include <deque>
 #include <memory>
 
 #include "events.h"
@@ -21,10 +20,15 @@ public:
     /** Descriptors to wait on. */
     std::vector<int> fds() const;
 
-    /** What has come since the last call, in order of arrival on each connection; never blocks. */
+    /**
+     * What has come since the last call, in order of arrival on each connection; never blocks. Throws as
+     * SwitchConnection::receive() does, once everything that came before is handed over.
+     */
     std::vector<EventNews> take();
 
 private:
+    void addNews(std::vector<EventNews>& news, const Message& message);
+
     std::vector<std::unique_ptr<SwitchConnection>> connections_;
     RepeatFilter filter_;
     bool everyEvent_;

@@ -86,8 +86,10 @@ SesReply SesClient::exchange(Message request, const std::string& what) {
     }
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%g", static_cast<double>(timeout_.count()) / 1000.0);
-    throw noAnswerError("no answer to " + what + " within " + seconds +
-                        " s; is the adapter running and connected to the switch?");
+    const bool asks = header.opcode.request.type == U32_t{SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND};
+    throw noAnswerError("no answer to " + what + " within " + seconds + " s; " +
+                        (asks ? "is the adapter running and connected to the switch?"
+                              : "it may still be carried out, and only page 2 is ever answered"));
 }
 
 void requireGood(const SesReply& reply, const std::string& what) {

@@ -1,0 +1,188 @@
+// Every way to fail: exit status, one line on standard error, and a JSON document where JSON was asked for.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "fake_switch.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+using Args = std::vector<std::string>;
+
+void expectError(const testsupport::RunResult& result, int exitStatus, const std::string& code,
+                 const std::string& text) {
+    EXPECT_EQ(result.ending.exitCode, exitStatus);
+    EXPECT_THAT(result.err, HasSubstr(text));
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    const json document = json::parse(result.out, nullptr, false);
+    ASSERT_FALSE(document.is_discarded()) << result.out;
+    EXPECT_EQ(document["schema"], "esactl.error");
+    EXPECT_EQ(document["version"], 1);
+    EXPECT_EQ(document["error"]["code"], code);
+    EXPECT_EQ(document["error"]["exit_status"], exitStatus);
+    EXPECT_THAT(document["error"]["text"].get<std::string>(), HasSubstr(text));
+}
+
+testsupport::RunResult esactl(const Args& args) {
+    return testsupport::run(testsupport::programCommand("esactl", args));
+}
+
+TEST(Errors, WithoutJsonStandardOutputStaysEmpty) {
+    const testsupport::RunResult result = esactl({"--directory", "/nonexistent", "status"});
+    EXPECT_EQ(result.ending.exitCode, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("esactl: no switch at '/nonexistent/peer'"));
+}
+
+TEST(Errors, UsageIsOne) {
+    expectError(esactl({"--json"}), 1, "usage", "A subcommand is required");
+    expectError(esactl({"status", "--json", "surplus"}), 1, "usage", "surplus");
+    expectError(esactl({"led", "3", "maybe", "--json"}), 1, "usage", "{on,off}");
+    expectError(esactl({"alarm", "loud", "--json"}), 1, "usage", "{mute,fault,critical}");
+    expectError(esactl({"psu", "0", "on", "--json"}), 1, "usage", "{fail,ok}");
+    expectError(esactl({"--timeout", "0", "status", "--json"}), 1, "usage", "--timeout");
+    expectError(esactl({"--timeout", "soon", "status", "--json"}), 1, "usage", "--timeout");
+    expectError(esactl({"status", "--format", "xml", "--json"}), 1, "usage", "{text,json,prometheus}");
+    expectError(esactl({"raw", "--json"}), 1, "usage", "--page N");
+    expectError(esactl({"raw", "0z", "--json"}), 1, "usage", "'0z' is not hex");
+    expectError(esactl({"raw", "123", "--json"}), 1, "usage", "odd number");
+    expectError(esactl({"raw", "--page", "256", "--json"}), 1, "usage", "--page");
+    expectError(esactl({"--directory", std::string(200, 'd'), "config", "--json"}), 1, "usage", "too long");
+}
+
+TEST(Errors, UsageTextThatIsNotUtf8StillGivesValidJson) {
+    expectError(esactl({"--json", "status", "\xFF\xFE"}), 1, "usage", "not expected");
+}
+
+TEST(Errors, NoSwitchIsTwo) {
+    for (const Args& args : {Args{"status"},
+                             {"config"},
+                             {"led", "0", "on"},
+                             {"fan", "0", "on"},
+                             {"psu", "0", "ok"},
+                             {"alarm", "mute"},
+                             {"events"},
+                             {"raw", "--page", "1"}}) {
+        Args all{"--directory", "/nonexistent", "--json"};
+        all.insert(all.end(), args.begin(), args.end());
+        expectError(esactl(all), 2, "no-switch", "no switch at '/nonexistent/");
+    }
+}
+
+TEST(Errors, NoAnswerWithinTheTimeoutIsTwo) {
+    FakeSwitch net; // never answers
+    const auto start = std::chrono::steady_clock::now();
+    expectError(net.esactl({"--timeout", "0.3", "status", "--json"}), 2, "no-answer",
+                "no answer to the request for page 1 within 0.3 s");
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took, std::chrono::milliseconds(300));
+    EXPECT_LT(took, std::chrono::seconds(5)) << "the default of 5 s was not meant";
+}
+
+TEST(Errors, NoGreetingIsTwo) {
+    FakeSwitch net;
+    net.greeting.clear();
+    expectError(net.esactl({"--timeout", "0.3", "status", "--json"}), 2, "no-answer", "no endpoint id in time");
+}
+
+TEST(Errors, GreetingThatGivesNoPeerIdIsTwo) {
+    for (const U8_t id : {U8_t{33}, U8_t{64}}) {
+        FakeSwitch net;
+        net.greeting[18] = id;
+        expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "from 34 to 63");
+    }
+    FakeSwitch net;
+    net.greeting[16] = 17; // not from the switch
+    expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "greeting");
+}
+
+TEST(Errors, LastPeerIdIsTaken) {
+    FakeSwitch net;
+    net.serve(smallConfiguration(), smallStatus());
+    net.greeting[18] = 63;
+    EXPECT_EQ(net.esactl({"status"}).ending.exitCode, 0);
+    EXPECT_EQ(net.requests(28).at(0)[16], 63);
+}
+
+TEST(Errors, SwitchThatGoesAwayIsTwo) {
+    FakeSwitch net;
+    net.hangUp = true;
+    const testsupport::RunResult result = net.esactl({"status", "--json"});
+    EXPECT_EQ(result.ending.exitCode, 2);
+    EXPECT_EQ(json::parse(result.out)["error"]["code"], "no-switch");
+}
+
+TEST(Errors, MessageShorterThanItsHeaderIsTwo) {
+    FakeSwitch net;
+    net.script = [](const Bytes& request) -> std::vector<Bytes> {
+        Bytes message = responseTo(request, 0, {});
+        message[10] = 0;
+        message[11] = 63;
+        return {message};
+    };
+    expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "claims 63 bytes");
+}
+
+TEST(Errors, ReplyWithoutAStatusIsTwo) {
+    FakeSwitch net;
+    net.script = [](const Bytes& request) -> std::vector<Bytes> {
+        Bytes message = responseTo(request, 0, {});
+        message.resize(64);
+        message[11] = 64;
+        return {message};
+    };
+    expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "ends before its status byte");
+}
+
+TEST(Errors, PagesThatMakeNoSenseAreTwo) {
+    FakeSwitch net;
+    net.serve(Bytes(10, 0), healthyBackplaneStatus());
+    expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "configuration makes no sense");
+    net.serve(smallConfiguration(), healthyBackplaneStatus());
+    expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "status makes no sense");
+}
+
+TEST(Errors, CheckConditionIsFourWithItsSenseData) {
+    FakeSwitch net;
+    net.script = [](const Bytes& request) -> std::vector<Bytes> {
+        const Bytes sense = fromHex("e0 00 50 00 00 00 00 00 00 00 00 00 00 00 00 00 24 00 00 00 00 00 00 00");
+        return {responseTo(request, 2, sense)};
+    };
+    expectError(net.esactl({"status", "--json"}), 4, "refused",
+                "was refused: status 2, return code 2, sense key 0x5, ASC 0x24, ASCQ 0x00");
+}
+
+TEST(Errors, RefusedControlPageIsFour) {
+    FakeSwitch net;
+    net.serve(backplaneConfiguration(), healthyBackplaneStatus());
+    const FakeSwitch::Script asks = net.script;
+    net.script = [asks](const Bytes& request) -> std::vector<Bytes> {
+        return request[15] == 29 ? std::vector<Bytes>{responseTo(request, 2, Bytes(27, 0))} : asks(request);
+    };
+    expectError(net.esactl({"led", "0", "on", "--json"}), 4, "refused", "the control page was refused");
+}
+
+TEST(Errors, ElementThatIsNotThereIsUsageAndChangesNothing) {
+    FakeSwitch net;
+    net.serve(smallConfiguration(), smallStatus());
+    expectError(net.esactl({"led", "2", "on", "--json"}), 1, "usage",
+                "there is no slot02; this enclosure has slot00 to slot01");
+    expectError(net.esactl({"fan", "fan2", "on", "--json"}), 1, "usage", "this enclosure has fan0 to fan1");
+    expectError(net.esactl({"psu", "1", "ok", "--json"}), 1, "usage", "this enclosure has psu0 to psu0");
+    EXPECT_TRUE(net.requests(29).empty());
+}
+
+TEST(Errors, HelpIsNoError) {
+    for (const char* command : {"status", "config", "led", "fan", "psu", "alarm", "events", "watch", "raw"}) {
+        const testsupport::RunResult result = esactl({command, "--help"});
+        EXPECT_EQ(result.ending.exitCode, 0) << command;
+        EXPECT_THAT(result.out, HasSubstr(std::string("Example: esactl ") + command));
+        EXPECT_EQ(result.err, "");
+    }
+    EXPECT_EQ(esactl({"--help"}).ending.exitCode, 0);
+    EXPECT_THAT(esactl({"--version"}).out, testing::StartsWith("esactl "));
+}
+
+} // namespace

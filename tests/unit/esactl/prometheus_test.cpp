@@ -1,0 +1,191 @@
+// esactl status --format prometheus: the text whole, the format's own rules, and promtool where it is installed.
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "fake_switch.h"
+
+namespace {
+
+/** What breaks the text exposition format in `text`; empty when nothing does. */
+std::string formatError(const std::string& text) {
+    static const std::regex HEAD("# (HELP|TYPE) ([a-z_]+) (.+)");
+    static const std::regex SAMPLE(
+        "([a-z_]+)(\\{[a-z_]+=\"([^\"\\\\]|\\\\.)*\"(,[a-z_]+=\"([^\"\\\\]|\\\\.)*\")*\\})? (-?[0-9]+|NaN)");
+    if (text.empty() || text.back() != '\n') {
+        return "does not end with a line end";
+    }
+    std::set<std::string> finished;
+    std::set<std::string> samples;
+    std::string helped;
+    std::string typed;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        std::smatch parts;
+        if (std::regex_match(line, parts, HEAD)) {
+            if (parts[1] == "HELP") {
+                finished.insert(typed);
+                helped = parts[2];
+            } else if (parts[2] != helped || parts[3] != "gauge") {
+                return "TYPE without its HELP, or no gauge: " + line;
+            } else {
+                typed = helped;
+            }
+            if (finished.count(helped) != 0) {
+                return "metric in two places: " + line;
+            }
+        } else if (!std::regex_match(line, parts, SAMPLE)) {
+            return "neither comment nor sample: " + line;
+        } else if (parts[1] != typed) {
+            return "sample outside its metric: " + line;
+        } else if (!samples.insert(line.substr(0, line.rfind(' '))).second) {
+            return "sample twice: " + line;
+        }
+    }
+    return "";
+}
+
+TEST(Prometheus, TheWholeText) {
+    FakeSwitch net;
+    net.serve(smallConfiguration(), smallStatus());
+    const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus"});
+    EXPECT_EQ(result.ending.exitCode, 0);
+    EXPECT_EQ(result.out, R"(# HELP esa_up Whether the enclosure services adapter answered.
+# TYPE esa_up gauge
+esa_up 1
+# HELP esa_enclosure_info Identity of the enclosure.
+# TYPE esa_enclosure_info gauge
+esa_enclosure_info{vendor="ACME",product="Shelf \"2\"",revision="0102"} 1
+# HELP esa_enclosure_state State of the enclosure: 1 for the state it is in, 0 for the others.
+# TYPE esa_enclosure_state gauge
+esa_enclosure_state{state="ok"} 1
+esa_enclosure_state{state="warning"} 0
+esa_enclosure_state{state="fault"} 0
+# HELP esa_drive_present Whether the slot holds a drive.
+# TYPE esa_drive_present gauge
+esa_drive_present{slot="slot00"} 1
+esa_drive_present{slot="slot01"} 1
+# HELP esa_drive_fault_led_on Whether the slot's fault LED has been asked for.
+# TYPE esa_drive_fault_led_on gauge
+esa_drive_fault_led_on{slot="slot00"} 0
+esa_drive_fault_led_on{slot="slot01"} 1
+# HELP esa_power_supply_healthy Whether the power supply is without fault.
+# TYPE esa_power_supply_healthy gauge
+esa_power_supply_healthy{supply="psu0"} 1
+# HELP esa_power_supply_input_failed Whether the supply's input or voltage has failed.
+# TYPE esa_power_supply_input_failed gauge
+esa_power_supply_input_failed{supply="psu0"} 0
+# HELP esa_fan_healthy Whether the fan is without fault.
+# TYPE esa_fan_healthy gauge
+esa_fan_healthy{fan="fan0"} 1
+esa_fan_healthy{fan="fan1"} 1
+# HELP esa_fan_speed_rpm Speed of the fan in revolutions per minute.
+# TYPE esa_fan_speed_rpm gauge
+esa_fan_speed_rpm{fan="fan0"} 3000
+esa_fan_speed_rpm{fan="fan1"} 2000
+# HELP esa_fan_speed_minimum_rpm Speed under which the fan is in fault.
+# TYPE esa_fan_speed_minimum_rpm gauge
+esa_fan_speed_minimum_rpm{fan="fan0"} 2000
+esa_fan_speed_minimum_rpm{fan="fan1"} 2000
+# HELP esa_temperature_celsius Temperature in degrees Celsius.
+# TYPE esa_temperature_celsius gauge
+esa_temperature_celsius{sensor="temp0"} 35
+esa_temperature_celsius{sensor="temp1"} 55
+# HELP esa_temperature_limit_celsius Temperature limits in degrees Celsius.
+# TYPE esa_temperature_limit_celsius gauge
+esa_temperature_limit_celsius{sensor="temp0",limit="low_failure"} 0
+esa_temperature_limit_celsius{sensor="temp0",limit="low_warning"} 1
+esa_temperature_limit_celsius{sensor="temp0",limit="high_warning"} 55
+esa_temperature_limit_celsius{sensor="temp0",limit="high_failure"} 60
+esa_temperature_limit_celsius{sensor="temp1",limit="low_failure"} 0
+esa_temperature_limit_celsius{sensor="temp1",limit="low_warning"} 1
+esa_temperature_limit_celsius{sensor="temp1",limit="high_warning"} 55
+esa_temperature_limit_celsius{sensor="temp1",limit="high_failure"} 60
+)");
+}
+
+TEST(Prometheus, MissingReadingsHaveNoSample) {
+    FakeSwitch net;
+    net.serve(backplaneConfiguration(), faultyBackplaneStatus());
+    const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus"});
+    EXPECT_EQ(result.ending.exitCode, 24);
+    EXPECT_THAT(result.out, testing::HasSubstr("esa_fan_speed_rpm{fan=\"fan0\"} 1500\n"));
+    EXPECT_THAT(result.out, testing::Not(testing::HasSubstr("esa_fan_speed_rpm{fan=\"fan1\"}")));
+    EXPECT_THAT(result.out, testing::HasSubstr("esa_fan_healthy{fan=\"fan1\"} 0\n"));
+    EXPECT_THAT(result.out, testing::Not(testing::HasSubstr("esa_temperature_celsius{sensor=\"temp2\"}")));
+    EXPECT_THAT(result.out, testing::Not(testing::HasSubstr("esa_alarm_muted")));
+    EXPECT_THAT(result.out, testing::HasSubstr("esa_enclosure_state{state=\"fault\"} 1\n"));
+}
+
+TEST(Prometheus, KeepsTheFormatsRules) {
+    FakeSwitch net;
+    Bytes whole = smallStatus();
+    whole.push_back(0x02);
+    for (const Bytes& status : {smallStatus(), whole}) {
+        net.serve(smallConfiguration(), status);
+        EXPECT_EQ(formatError(net.esactl({"status", "--format", "prometheus"}).out), "");
+    }
+    net.serve(backplaneConfiguration(), faultyBackplaneStatus());
+    EXPECT_EQ(formatError(net.esactl({"status", "--format", "prometheus"}).out), "");
+}
+
+TEST(Prometheus, WhoCannotBeAskedIsDown) {
+    FakeSwitch net; // never answers
+    const testsupport::RunResult result = net.esactl({"--timeout", "0.2", "status", "--format", "prometheus"});
+    EXPECT_EQ(result.ending.exitCode, 2);
+    EXPECT_EQ(result.out, "# HELP esa_up Whether the enclosure services adapter answered.\n"
+                          "# TYPE esa_up gauge\n"
+                          "esa_up 0\n");
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
+}
+
+std::string fileText(const std::string& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(Prometheus, OutputFileIsReplacedWhole) {
+    FakeSwitch net;
+    net.serve(smallConfiguration(), smallStatus());
+    const std::string path = net.directory() + "/esa.prom";
+    std::ofstream(path) << "old";
+    const testsupport::RunResult up = net.esactl({"status", "--format", "prometheus", "--output", path});
+    EXPECT_EQ(up.ending.exitCode, 0);
+    EXPECT_EQ(up.out, "");
+    EXPECT_EQ(fileText(path), net.esactl({"status", "--format", "prometheus"}).out);
+    net.script = nullptr;
+    EXPECT_EQ(net.esactl({"--timeout", "0.2", "status", "--format", "prometheus", "--output", path}).ending.exitCode,
+              2);
+    EXPECT_THAT(fileText(path), testing::EndsWith("esa_up 0\n"));
+}
+
+TEST(Prometheus, OutputFileThatCannotBeWrittenIsSaid) {
+    FakeSwitch net;
+    net.serve(smallConfiguration(), smallStatus());
+    const testsupport::RunResult result =
+        net.esactl({"status", "--format", "prometheus", "--output", net.directory() + "/none/esa.prom"});
+    EXPECT_EQ(result.ending.exitCode, 1);
+    EXPECT_THAT(result.err, testing::HasSubstr("cannot write"));
+}
+
+TEST(Prometheus, PromtoolFindsNothingToSay) {
+    if (testsupport::run({"sh", "-c", "command -v promtool"}).ending.exitCode != 0) {
+        GTEST_SKIP() << "promtool is not installed (Debian package prometheus)";
+    }
+    FakeSwitch net;
+    Bytes whole = smallStatus();
+    whole.push_back(0x02);
+    net.serve(smallConfiguration(), whole);
+    testsupport::Process promtool({"promtool", "check", "metrics"}, {{}, {}, {}, false});
+    ASSERT_TRUE(promtool.writeInput(net.esactl({"status", "--format", "prometheus"}).out));
+    promtool.closeInput();
+    const auto ending = promtool.wait(std::chrono::seconds(60));
+    ASSERT_TRUE(ending);
+    EXPECT_EQ(ending->exitCode, 0) << promtool.err();
+    EXPECT_EQ(promtool.out() + promtool.err(), "");
+}
+
+} // namespace

@@ -1,0 +1,124 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "render_text.h"
+#include "sample_pages.h"
+#include "watch_screen.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+Enclosure enclosureOf(const Bytes& configurationPage, const Bytes& statusPage) {
+    const Configuration configuration = decodeConfigurationPage(configurationPage).value.value_or(Configuration{});
+    return {configuration, decodeStatusPage(statusPage, configuration).value.value_or(EnclosureStatus{})};
+}
+
+std::vector<std::string> linesOf(const Enclosure& enclosure, const Palette& palette = {}) {
+    return statusLines(enclosure, assessHealth(enclosure.status), palette);
+}
+
+TEST(StatusText, HealthyBackplane) {
+    EXPECT_THAT(linesOf(enclosureOf(backplaneConfiguration(), healthyBackplaneStatus())),
+                ElementsAre("Enclosure OK", "Drives      slot00 ok        slot01 ok        slot02 ok        slot03 ok",
+                            "            slot04 ok        slot05 ok        slot06 ok        slot07 ok",
+                            "            slot08 ok        slot09 ok        slot10 ok        slot11 ok",
+                            "            slot12 ok        slot13 ok        slot14 ok        slot15 ok",
+                            "Supplies    psu0   ok       ok", "            psu1   ok       ok",
+                            "            psu2   ok       ok",
+                            "Fans        fan0   ok           3000 RPM  (limit 2000 RPM)",
+                            "            fan1   ok           3000 RPM  (limit 2000 RPM)",
+                            "            fan2   ok           3000 RPM  (limit 2000 RPM)",
+                            "Temperature temp0  ok               30 C  (warning 1..55 C, failure 0..60 C)",
+                            "            temp1  ok               31 C  (warning 1..55 C, failure 0..60 C)",
+                            "            temp2  ok               32 C  (warning 1..55 C, failure 0..60 C)",
+                            "Alarm       alarm0 state not reported by the adapter"));
+}
+
+TEST(StatusText, FaultyBackplane) {
+    const std::vector<std::string> lines = linesOf(enclosureOf(backplaneConfiguration(), faultyBackplaneStatus()));
+    EXPECT_EQ(lines[0], "Enclosure FAULT: psu1 redundancy lost or voltage out of tolerance; and 5 more");
+    EXPECT_EQ(lines[1], "Drives      slot00 ok        slot01 ok        slot02 ok        slot03 ok LED");
+    EXPECT_EQ(lines[2], "            slot04 ok        slot05 absent    slot06 ok        slot07 ok");
+    EXPECT_EQ(lines[6], "            psu1   FAULT    not-installed");
+    EXPECT_EQ(lines[8], "Fans        fan0   FAULT        1500 RPM  (limit 2000 RPM)");
+    EXPECT_EQ(lines[9], "            fan1   FAULT      no reading  (limit 2000 RPM)");
+    EXPECT_EQ(lines[11], "Temperature temp0  WARNING          57 C  (warning 1..55 C, failure 0..60 C)");
+    EXPECT_EQ(lines[12], "            temp1  FAULT            61 C  (warning 1..55 C, failure 0..60 C)");
+    EXPECT_EQ(lines[13], "            temp2  WARNING    no reading  (warning 1..55 C, failure 0..60 C)");
+}
+
+TEST(StatusText, OneProblemIsTheOverallLine) {
+    Enclosure enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
+    enclosure.status.fans[1].rpm = 1500;
+    EXPECT_EQ(linesOf(enclosure)[0], "Enclosure FAULT: fan1 at 1500 RPM is under its limit of 2000 RPM");
+}
+
+TEST(StatusText, TheLargestEnclosureFitsOneScreen) {
+    Enclosure enclosure;
+    enclosure.status.drives.assign(16, DriveSlot{5, true, false});
+    enclosure.status.supplies.assign(3, PowerSupply{5, true, true, true, true, true});
+    enclosure.status.fans.resize(8);
+    enclosure.status.sensors.resize(4);
+    enclosure.status.alarms.resize(1);
+    const std::vector<std::string> lines = linesOf(enclosure);
+    EXPECT_LE(lines.size(), 24U);
+    for (const std::string& line : lines) {
+        if (&line != &lines[0]) { // the first problem is never cut
+            EXPECT_LE(line.size(), 80U) << line;
+        }
+    }
+}
+
+TEST(StatusText, ColourAddsNothingButEscapes) {
+    const Enclosure enclosure = enclosureOf(backplaneConfiguration(), faultyBackplaneStatus());
+    const std::vector<std::string> plain = linesOf(enclosure);
+    const std::vector<std::string> coloured = linesOf(enclosure, Palette{true});
+    ASSERT_EQ(plain.size(), coloured.size());
+    EXPECT_THAT(coloured[0], HasSubstr("\033[1;31mFAULT\033[0m"));
+    for (std::size_t i = 0; i < plain.size(); ++i) {
+        std::string stripped;
+        for (std::size_t at = 0; at < coloured[i].size(); ++at) {
+            if (coloured[i][at] == '\033') {
+                at = coloured[i].find('m', at);
+            } else {
+                stripped += coloured[i][at];
+            }
+        }
+        EXPECT_EQ(stripped, plain[i]);
+    }
+}
+
+TEST(StatusText, AlarmThatArrives) {
+    Enclosure enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
+    enclosure.status.alarms[0].tones = AlarmTones{false, true, false, false, false, false, true};
+    EXPECT_EQ(linesOf(enclosure).back(), "Alarm       alarm0 not silent, mute requested, critical requested");
+}
+
+TEST(ConfigText, NamesTheElements) {
+    EXPECT_THAT(configurationLines(decodeConfigurationPage(smallConfiguration()).value.value_or(Configuration{})),
+                ElementsAre("Vendor      ACME", "Product     Shelf \"2\"", "Revision    0102", "Generation  7",
+                            "Drives      2  (slot00 to slot01)", "Supplies    1  (psu0)",
+                            "Fans        2  (fan0 to fan1)", "Temperature 2  (temp0 to temp1)",
+                            "Alarms      1  (alarm0)"));
+}
+
+TEST(EventText, RepeatsAreTold) {
+    Event event;
+    event.severity = "warning";
+    event.text = "fan1 stands still";
+    EXPECT_EQ(eventLine(event, 0, "12:00", {}), "12:00 warning     fan1 stands still");
+    EXPECT_EQ(eventLine(event, 4, "12:00", {}),
+              "12:00 warning     fan1 stands still (the last such event came 4 times more)");
+}
+
+TEST(WatchText, LinesAreCutToTheScreenWithoutTheirColours) {
+    EXPECT_EQ(fitToWidth("abcdef", 4), "abcd");
+    EXPECT_EQ(fitToWidth("abc", 4), "abc");
+    EXPECT_EQ(fitToWidth("\033[31mabcdef\033[0m", 4), "\033[31mabcd\033[0m");
+    EXPECT_EQ(fitToWidth("ab\033[31", 1), "a\033[31");
+}
+
+} // namespace

@@ -1,0 +1,119 @@
+#include "sample_pages.h"
+
+Bytes fromHex(const std::string& text) {
+    std::string digits;
+    for (char c : text) {
+        if (c != ' ' && c != '\n') {
+            digits += c;
+        }
+    }
+    Bytes bytes;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+        bytes.push_back(static_cast<U8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+std::string toHex(const Bytes& bytes) {
+    const char* const digits = "0123456789abcdef";
+    std::string text;
+    for (U8_t byte : bytes) {
+        text += digits[byte / 16];
+        text += digits[byte % 16];
+    }
+    return text;
+}
+
+Bytes backplaneConfiguration() {
+    return fromHex("01 00 00 40 00 00 00 00"
+                   "20 00 05 24 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
+                   "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
+                   "01 10 00 00 02 03 00 00 03 03 00 00 04 03 00 00 06 01 00");
+}
+
+Bytes healthyBackplaneStatus() {
+    return fromHex("02 00 00 80 00 00 00 00"
+                   "00 00 00 00"
+                   "01 00 00 00 01 01 00 00 01 02 00 00 01 03 00 00"
+                   "01 04 00 00 01 05 00 00 01 06 00 00 01 07 00 00"
+                   "01 08 00 00 01 09 00 00 01 0a 00 00 01 0b 00 00"
+                   "01 0c 00 00 01 0d 00 00 01 0e 00 00 01 0f 00 00"
+                   "00 00 00 00"
+                   "01 00 00 01 01 00 00 01 01 00 00 01"
+                   "00 00 00 00"
+                   "00 40 2c e0 00 40 2c e0 00 40 2c e0"
+                   "00 00 00 00"
+                   "00 00 32 00 00 00 33 00 00 00 34 00"
+                   "00 00 00 00"
+                   "00 00 00");
+}
+
+Bytes faultyBackplaneStatus() {
+    return fromHex("02 00 00 80 00 00 00 00"
+                   "00 00 00 00"
+                   "01 00 00 00 01 01 00 00 01 02 00 00 01 03 00 04"
+                   "01 04 00 00 05 05 00 00 01 06 00 00 01 07 00 00"
+                   "01 08 00 00 01 09 00 00 01 0a 00 00 01 0b 00 00"
+                   "01 0c 00 00 01 0d 00 00 01 0e 00 00 01 0f 00 00"
+                   "00 00 00 00"
+                   "01 00 00 01 05 00 00 03 01 00 00 01"
+                   "00 00 00 00"
+                   "00 00 96 e0 00 00 00 e0 00 40 2c e0"
+                   "00 00 00 00"
+                   "00 00 4d 20 00 00 51 30 00 00 00 00"
+                   "00 00 00 00"
+                   "00 00 00");
+}
+
+Bytes smallConfiguration() {
+    return fromHex("01 00 00 40 00 00 00 07"
+                   "20 00 05 24 50 00 00 01 02 03 04 05"
+                   "41 43 4d 45 20 20 20 20"
+                   "53 68 65 6c 66 20 22 32 22 00 00 00 00 00 00 00"
+                   "30 31 30 32"
+                   "01 02 00 00 02 01 00 00 03 02 00 00 04 02 00 00 06 01 00");
+}
+
+Bytes smallStatus() {
+    return fromHex("02 00 00 38 00 00 00 07"
+                   "00 00 00 00 01 00 00 00 01 01 00 04"
+                   "00 00 00 00 01 00 00 05"
+                   "00 00 00 00 00 40 2c e4 00 00 c8 e0"
+                   "00 00 00 00 00 00 37 00 00 00 4b 00"
+                   "00 00 00 20 20 00 00");
+}
+
+Bytes eventMessage(U8_t id, U8_t type, const std::string& body) {
+    Bytes message(300, 0);
+    message[8] = 14;
+    message[9] = 1;
+    message[10] = 0x01; // 300
+    message[11] = 0x2C;
+    message[12] = 8;
+    message[15] = 1;
+    message[16] = 33;
+    message[20] = 0x08;
+    message[64 + 147] = type;
+    message[64 + 148] = 3;
+    message[64 + 149] = 1;
+    message[64 + 151] = id;
+    const Bytes record = fromHex(body);
+    for (std::size_t i = 0; i < record.size(); ++i) {
+        message[216 + i] = record[i];
+    }
+    return message;
+}
+
+Bytes startupMessage(U8_t protocol, U8_t type, U8_t generalUse1, U8_t generalUse2) {
+    Bytes message(64, 0);
+    message[8] = 14;
+    message[9] = 1;
+    message[11] = 64;
+    message[12] = protocol;
+    message[15] = type;
+    message[16] = 33;
+    message[21] = 0x04;
+    message[47] = generalUse1;
+    message[51] = generalUse2;
+    return message;
+}
