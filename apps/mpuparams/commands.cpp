@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sys/shm.h>
@@ -41,14 +42,13 @@ std::ifstream openInput(const std::string& path) {
 
 void checkImage(const std::string& path) {
     std::ifstream input = openInput(path);
-    std::string bytes(sizeof(MPU_PARAMS_t) + 1, '\0');
-    input.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (input.gcount() != static_cast<std::streamsize>(sizeof(MPU_PARAMS_t))) {
-        throw failure(path + " is no image of a parameter block: it has " + (input ? "more than" : "not") + " " +
-                      std::to_string(sizeof(MPU_PARAMS_t)) + " bytes");
+    const auto size = std::filesystem::file_size(path);
+    if (size != sizeof(MPU_PARAMS_t)) {
+        throw failure(path + " is no image of a parameter block: it has " + std::to_string(size) + " bytes, expected " +
+                      std::to_string(sizeof(MPU_PARAMS_t)));
     }
-    MPU_PARAMS_t params;
-    std::memcpy(&params, bytes.data(), sizeof(params));
+    MPU_PARAMS_t params = {};
+    input.read(reinterpret_cast<char*>(&params), sizeof(params));
     MPU_swapMpuParams(&params);
     if (params.version != MPU_K_PARAMS_VERSION) {
         throw failure(path + " is an image of version " + std::to_string(params.version) + ", expected " +

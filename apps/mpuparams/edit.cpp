@@ -1,7 +1,7 @@
 #include "edit.h"
 
+#include <algorithm>
 #include <atomic>
-#include <cstring>
 
 #include "fields.h"
 #include "tool_error.h"
@@ -115,7 +115,7 @@ void applyEdits(std::span<const Edit_t> edits, U8_t* block) {
         if (edit.isFlags) {
             applyFlags(edit, block);
         } else {
-            std::memcpy(block + edit.offset, edit.bytes.data(), edit.bytes.size());
+            std::ranges::copy(edit.bytes, block + edit.offset);
         }
     }
 }

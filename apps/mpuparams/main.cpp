@@ -85,9 +85,7 @@ int report(int status, const std::string& message) {
     return status;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int runTool(int argc, char** argv) {
     Options_t options;
     CLI::App app("Creates, shows, changes and deletes the shared parameter block of the management processes.",
                  "mpuparams");
@@ -110,4 +108,15 @@ int main(int argc, char** argv) {
         return report(error.status(), error.what());
     }
     return std::fflush(stdout) == 0 ? 0 : report(EXIT_FAILED, "cannot write to standard output");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return runTool(argc, argv);
+    } catch (...) {
+        std::fputs("mpuparams: out of memory\n", stderr); // whatever else can go wrong has been reported
+        return EXIT_FAILED;
+    }
 }

@@ -1,6 +1,7 @@
 #include "segment.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -32,7 +33,7 @@ int findSegment(int key, int mode) {
 AttachedBlock::AttachedBlock(int key, Access access)
     : address_(shmat(findSegment(key, access == Access::Write ? 0600 : 0400), nullptr,
                      access == Access::Write ? 0 : SHM_RDONLY)) {
-    if (address_ == reinterpret_cast<void*>(-1)) {
+    if (reinterpret_cast<std::intptr_t>(address_) == -1) {
         throw failure("cannot attach the parameter block with key " + describeKey(key) + ": " + std::strerror(errno));
     }
     const U32_t version = params().version;

@@ -140,23 +140,17 @@ std::string parseWide(std::string_view text, const std::string& what) {
 }
 
 std::string parseName(const Field_t& field, std::string_view text, const std::string& what) {
+    // An adapter knows no other chassis than the six; the other bytes are the platform's to extend.
+    const bool closed = field.offset == offsetof(MPU_PARAMS_t, chassisType);
     const Named_t* const named = findName(field.names, text);
     std::uint64_t number = 0;
     if (named != nullptr) {
         number = named->value;
-    } else if (!parseNumber(text, 0xFF, &number)) {
-        refuse(what, listNames(field.names) + ", or a number from 0 to 255");
+    } else if (!parseNumber(text, 0xFF, &number) ||
+               (closed && findValue(field.names, static_cast<U32_t>(number)) == nullptr)) {
+        refuse(what, listNames(field.names) + ", or a number from " + (closed ? "1 to 6" : "0 to 255"));
     }
     return bytesOf(static_cast<U8_t>(number));
-}
-
-/** One of the six chassis: an adapter knows no other number. */
-std::string parseChassis(const Field_t& field, std::string_view text, const std::string& what) {
-    std::string bytes = parseName(field, text, what);
-    if (findValue(field.names, static_cast<U8_t>(bytes[0])) == nullptr) {
-        refuse(what, listNames(field.names) + ", or a number from 1 to 6");
-    }
-    return bytes;
 }
 
 std::string parseIp(std::string_view text, const std::string& what) {
@@ -268,8 +262,7 @@ std::string parseValue(const Field_t& field, std::string_view text, const std::s
     case Kind::Flags:
         return bytesOf(parseFlags(text, what));
     case Kind::Name:
-        return field.offset == offsetof(MPU_PARAMS_t, chassisType) ? parseChassis(field, text, what)
-                                                                   : parseName(field, text, what);
+        return parseName(field, text, what);
     case Kind::Ip:
         return parseIp(text, what);
     case Kind::Version:

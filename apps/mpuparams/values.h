@@ -8,8 +8,8 @@
 #include "fields.h"
 
 /**
- * The element at `at` as text that parseValue() takes back; flags come as "0x00000010 (CacheValid)" and a byte that
- * has names as "3 (Quadra)".
+ * The element at `at` as a person reads it: flags as "0x00000010 (CacheValid)", a byte that has names as
+ * "3 (Quadra)", anything else in the form that parseValue() takes.
  */
 [[nodiscard]] std::string formatValue(const Field_t& field, const U8_t* at);
 

@@ -1,0 +1,150 @@
+/** Creating and deleting a block. */
+#include <filesystem>
+#include <sys/shm.h>
+
+#include "tool.h"
+
+using Create = ToolTest;
+using Delete = ToolTest;
+
+TEST_F(Create, FromATextFile) {
+    const Result result = tool("create", {"--config", writeFile("a.conf", "Version = 15\nSlot = 3\n")});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, "created parameter block " + keyText() + ", segment " + std::to_string(segmentNow()) + "\n");
+    EXPECT_EQ(shown("slotId"), "3");
+    EXPECT_EQ(shown("version"), "15");
+    struct shmid_ds state = {};
+    ASSERT_EQ(shmctl(segmentNow(), IPC_STAT, &state), 0);
+    EXPECT_EQ(state.shm_nattch, 0U);
+    EXPECT_EQ(state.shm_segsz, 744U);
+}
+
+TEST_F(Create, TheKeyMayBeHexadecimal) {
+    char text[16];
+    (void)std::snprintf(text, sizeof(text), "0x%x", static_cast<unsigned>(key));
+    EXPECT_EQ(run({"create", "-k", text, "-c", writeFile("a.conf", "Version = 15\n")}).status, 0);
+    EXPECT_NE(segmentNow(), -1);
+}
+
+TEST_F(Create, EveryExampleIsReadWithoutAComplaint) {
+    const struct {
+        const char* file;
+        const char* chassis;
+    } examples[] = {{"none.conf", "1 (None)"}, {"xyratex.conf", "2 (Xyratex2U12ATX)"}, {"quadra.conf", "3 (Quadra)"}};
+    std::size_t files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(EXAMPLES)) {
+        files += entry.path().extension() == ".conf" ? 1 : 0;
+    }
+    EXPECT_EQ(files, std::size(examples));
+    for (const auto& example : examples) {
+        const Result result = tool("create", {"--config", std::string(EXAMPLES "/") + example.file});
+        EXPECT_EQ(result.status, 0) << example.file;
+        EXPECT_EQ(result.err, "") << example.file;
+        EXPECT_EQ(shown("chassisType"), example.chassis);
+        EXPECT_EQ(shown("mmsgDirectory"), "/tmp/mmsg");
+        EXPECT_EQ(tool("delete").status, 0);
+    }
+}
+
+TEST_F(Create, AnOlderBlockIsReplacedWithANotice) {
+    createFrom("Slot = 1\n");
+    const Result result = tool("create", {"--config", writeFile("b.conf", "Version = 15\nNumberOfPorts = 4\n")});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "\nError opening the MPU shared memory area.\n"
+                          "Shared segment already existed.\nIt has successfully been removed and recreated.\n\n");
+    EXPECT_EQ(shown("slotId"), "0");
+    EXPECT_EQ(shown("numPorts"), "4");
+}
+
+TEST_F(Create, ABadLineIsReportedAndTheRestIsRead) {
+    const Result result = tool("create", {"--config", writeFile("a.conf", "Version = 15\nBanana\nSlot = 3\n")});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "+++ Warning: Unrecognized flag in configuration file: Banana\n");
+    EXPECT_EQ(shown("slotId"), "3");
+}
+
+TEST_F(Create, AFileThatIsMissing) {
+    const std::string path = folder + "/none";
+    EXPECT_REFUSED(tool("create", {"--config", path}), 2, "cannot read " + path + ": No such file or directory");
+    EXPECT_REFUSED(tool("create", {"--image", path}), 2, "cannot read " + path + ": No such file or directory");
+    EXPECT_EQ(segmentNow(), -1);
+}
+
+TEST_F(Create, AFolderIsNoFile) {
+    EXPECT_REFUSED(tool("create", {"--config", folder}), 2, "cannot read " + folder + ": not a regular file");
+    EXPECT_REFUSED(tool("create", {"--image", folder}), 2, "cannot read " + folder + ": not a regular file");
+    EXPECT_EQ(segmentNow(), -1);
+}
+
+TEST_F(Create, ATextFileWithoutTheVersionLeavesNothing) {
+    const std::string path = writeFile("a.conf", "Slot = 3\n");
+    EXPECT_REFUSED(tool("create", {"--config", path}), 2,
+                   path + " gives version 0, which every process refuses: expected a line \"Version = 15\"");
+    EXPECT_EQ(segmentNow(), -1);
+}
+
+TEST_F(Create, AnImageOfAnotherSize) {
+    const std::string shorter = writeFile("short", std::string(743, '\0'));
+    EXPECT_REFUSED(tool("create", {"--image", shorter}), 2,
+                   shorter + " is no image of a parameter block: it has 743 bytes, expected 744");
+    const std::string longer = writeFile("long", std::string(745, '\0'));
+    EXPECT_REFUSED(tool("create", {"--image", longer}), 2,
+                   longer + " is no image of a parameter block: it has 745 bytes, expected 744");
+    EXPECT_EQ(segmentNow(), -1);
+}
+
+TEST_F(Create, AnImageOfAnotherVersionLeavesTheOlderBlock) {
+    createFrom("Slot = 5\n");
+    const std::string path = writeFile("old", std::string("\0\0\0\x0E", 4) + std::string(740, '\0'));
+    EXPECT_REFUSED(tool("create", {"--image", path}), 2, path + " is an image of version 14, expected 15");
+    EXPECT_EQ(shown("slotId"), "5");
+}
+
+TEST_F(Create, ASegmentOfSomebodyElseStays) {
+    makeSegment(std::string(100, 'x'));
+    const int foreign = segmentNow();
+    const Result result = tool("create", {"--config", writeFile("a.conf", "Version = 15\n")});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "\nError opening the MPU shared memory area.\n"
+                          "Shared segment already exists (key=" +
+                              keyText() + ").\n" + "mpuparams: no parameter block was created with key " + keyText() +
+                              "\n");
+    EXPECT_EQ(segmentNow(), foreign);
+}
+
+TEST_F(Create, TheEnvironmentDoesNotChooseTheSource) {
+    const std::string other = writeFile("other.conf", "Version = 15\nSlot = 9\n");
+    const std::string image =
+        writeFile("image", std::string("\0\0\0\x0F\0\0\0\0\0\0\0\x07", 12) + std::string(732, '\0'));
+    setenv("NONXML_FILE", other.c_str(), 1);
+    EXPECT_EQ(tool("create", {"--image", image}).status, 0);
+    EXPECT_EQ(shown("slotId"), "7");
+    unsetenv("NONXML_FILE");
+}
+
+TEST_F(Delete, RemovesTheSegment) {
+    createFrom("");
+    const Result result = tool("delete");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(segmentNow(), -1);
+}
+
+TEST_F(Delete, WhatIsNotThereCannotBeDeleted) {
+    EXPECT_REFUSED(tool("delete"), 2, "no parameter block with key " + keyText() + "; \"mpuparams create\" makes one");
+}
+
+TEST_F(Delete, ASegmentTooSmallIsNoParameterBlock) {
+    makeSegment(std::string(743, 'x'));
+    EXPECT_REFUSED(tool("delete"), 2,
+                   "the segment with key " + keyText() + " is no parameter block: it is smaller than 744 bytes");
+    EXPECT_NE(segmentNow(), -1);
+}
+
+TEST_F(Delete, ABlockOfAnotherReleaseCanBeDeleted) {
+    makeSegment(std::string(744, 'x'));
+    EXPECT_EQ(tool("delete").status, 0);
+    EXPECT_EQ(segmentNow(), -1);
+}

@@ -1,0 +1,230 @@
+/** Changing fields of a live block. */
+#include "tool.h"
+
+using Set = ToolTest;
+
+namespace {
+
+constexpr char FIELD_LIST[] =
+    "version, flags, slotId, bladeType, disklineMode, iCharMode, numPorts, regBlockOffset, regBlockSize, "
+    "otherPresentOffset, otherPresentBlock, otherPresentBit, resetOtherOffset, resetOtherBlock, resetOtherBit, "
+    "issIpAddress, numBusses, numAdapters, batteryMgtPolicy, _pad1, mpuVer, q4xVer, asicDeviceId, pciVendorId, "
+    "asicRevision, haccMode, chassisType, serialNo, shmKey, ouiNo, mfgProductIdStr, mfgBoardRevStr, _pad2, smSize, "
+    "bmSize, haccStartingIpAddress, haccNetmask, mgtPortIpAddress, mgtPortNetmask, serialStr, chassisSN, macAddress, "
+    "mmsgDirectory, nvramDirectory, logDirectory, portConfig, vendorId, productId, revisionLvl, bus, _pad3, adapters";
+
+} // namespace
+
+TEST_F(Set, EveryField) {
+    createFrom("");
+    const struct {
+        const char* assignment;
+        const char* field;
+        const char* shown;
+    } cases[] = {
+        {"flags=CacheValid,0x80", "flags", "0x00000090 (CacheValid, RcpComplete)"},
+        {"slotId=4294967295", "slotId", "4294967295"},
+        {"bladeType=255", "bladeType", "255"},
+        {"disklineMode=0x10", "disklineMode", "16"},
+        {"iCharMode=stubclient", "iCharMode", "4 (StubClient)"},
+        {"numPorts=2", "numPorts", "2"},
+        {"regBlockOffset=0x0123456789abcdef", "regBlockOffset", "0x0123456789ABCDEF"},
+        {"regBlockSize=4294967296", "regBlockSize", "0x0000000100000000"},
+        {"otherPresentOffset=65535", "otherPresentOffset", "65535"},
+        {"otherPresentBlock=1", "otherPresentBlock", "1"},
+        {"otherPresentBit=2", "otherPresentBit", "2"},
+        {"resetOtherOffset=3", "resetOtherOffset", "3"},
+        {"resetOtherBlock=4", "resetOtherBlock", "4"},
+        {"resetOtherBit=5", "resetOtherBit", "5"},
+        {"issIpAddress=10.0.0.255", "issIpAddress", "10.0.0.255"},
+        {"numBusses=6", "numBusses", "6"},
+        {"numAdapters=7", "numAdapters", "7"},
+        {"batteryMgtPolicy=UPSPresent", "batteryMgtPolicy", "4 (UPSPresent)"},
+        {"_pad1=8", "_pad1", "8"},
+        {"mpuVer=1.3.0.24", "mpuVer", "1.3.0.24"},
+        {"q4xVer=65535.2.3.4", "q4xVer", "65535.2.3.4"},
+        {"asicDeviceId=9", "asicDeviceId", "9"},
+        {"pciVendorId=10", "pciVendorId", "10"},
+        {"asicRevision=11", "asicRevision", "11"},
+        {"haccMode=9", "haccMode", "9"},
+        {"chassisType=W83782D", "chassisType", "6 (W83782d)"},
+        {"serialNo=12", "serialNo", "12"},
+        {"shmKey=13", "shmKey", "13"},
+        {"ouiNo=14", "ouiNo", "14"},
+        {"mfgProductIdStr=PROD", "mfgProductIdStr", "PROD"},
+        {"mfgBoardRevStr=B1", "mfgBoardRevStr", "B1"},
+        {"_pad2[3]=15", "_pad2[3]", "15"},
+        {"smSize=3g", "smSize", "3221225472"},
+        {"bmSize=64M", "bmSize", "67108864"},
+        {"haccStartingIpAddress=1.2.3.4", "haccStartingIpAddress", "1.2.3.4"},
+        {"haccNetmask=255.255.255.0", "haccNetmask", "255.255.255.0"},
+        {"mgtPortIpAddress=5.6.7.8", "mgtPortIpAddress", "5.6.7.8"},
+        {"mgtPortNetmask=255.0.0.0", "mgtPortNetmask", "255.0.0.0"},
+        {"serialStr=a=b", "serialStr", "a=b"},
+        {"chassisSN=CH-1", "chassisSN", "CH-1"},
+        {"macAddress[7]=00:17:34:01:02:FF", "macAddress[7]", "00:17:34:01:02:ff"},
+        {"mmsgDirectory=/var/mmsg", "mmsgDirectory", "/var/mmsg"},
+        {"nvramDirectory=/var/nvram", "nvramDirectory", "/var/nvram"},
+        {"logDirectory=/var/log", "logDirectory", "/var/log"},
+        {"portConfig[7]=1GIGE", "portConfig[7]", "1 (1gige)"},
+        {"vendorId=ACME", "vendorId", "ACME"},
+        {"productId=A product", "productId", "A product"},
+        {"revisionLvl=1.30", "revisionLvl", "1.30"},
+        {"bus[1]=true", "bus[1]", "1 (True)"},
+        {"_pad3[0]=16", "_pad3[0]", "16"},
+        {"adapters[1]=2/65535", "adapters[1]", "2/65535"},
+    };
+    std::vector<std::string> assignments;
+    for (const auto& c : cases) {
+        assignments.emplace_back(c.assignment);
+    }
+    const Result result = tool("set", assignments);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out + result.err, "");
+    for (const auto& c : cases) {
+        EXPECT_EQ(shown(c.field), c.shown) << c.assignment;
+    }
+    EXPECT_EQ(shown("_pad2[0]"), "0");
+    EXPECT_EQ(shown("adapters[0]"), "0/0");
+}
+
+TEST_F(Set, FieldNamesAreMatchedWithoutRegardToCase) {
+    createFrom("");
+    EXPECT_EQ(tool("set", {"SLOTID=7"}).status, 0);
+    EXPECT_EQ(shown("slotId"), "7");
+}
+
+TEST_F(Set, OnlyTheNamedBytesChange) {
+    createFrom("SerialNumber = x\n");
+    std::string expected = blockBytes();
+    ASSERT_EQ(tool("set", {"chassisType=4", "vendorId=ab", "macAddress[0]=01:02:03:04:05:06"}).status, 0);
+    expected[71] = 4;
+    expected.replace(704, 8, "ab      ");
+    expected.replace(248, 6, "\x01\x02\x03\x04\x05\x06");
+    EXPECT_EQ(blockBytes(), expected);
+}
+
+TEST_F(Set, SingleFlagsAreRaisedAndLowered) {
+    createFrom("CacheValid\n");
+    EXPECT_EQ(tool("set", {"flags+=RcpComplete"}).status, 0);
+    EXPECT_EQ(shown("flags"), "0x00000090 (CacheValid, RcpComplete)");
+    EXPECT_EQ(tool("set", {"flags-=cachevalid"}).status, 0);
+    EXPECT_EQ(shown("flags"), "0x00000080 (RcpComplete)");
+    EXPECT_EQ(tool("set", {"flags+=0x1000000,BatterySafe"}).status, 0);
+    EXPECT_EQ(shown("flags"), "0x01000088 (BatterySafe, RcpComplete, CmapTracingEnabled)");
+    EXPECT_EQ(tool("set", {"flags=2"}).status, 0);
+    EXPECT_EQ(shown("flags"), "0x00000002 (OtherBladePresent)");
+    EXPECT_EQ(tool("set", {"flags=0"}).status, 0);
+    EXPECT_EQ(shown("flags"), "0x00000000 ()");
+}
+
+TEST_F(Set, EveryFlagByItsName) {
+    createFrom("");
+    const struct {
+        const char* name;
+        const char* shown;
+    } flags[] = {
+        {"OtherBladePresent", "0x00000002"},    {"RestartRecovery", "0x00000004"},
+        {"BatterySafe", "0x00000008"},          {"CacheValid", "0x00000010"},
+        {"ResetAsserted", "0x00000020"},        {"BatteryPresent", "0x00000040"},
+        {"RcpComplete", "0x00000080"},          {"DisableBreakpoint", "0x00010000"},
+        {"InitializeDrives", "0x00020000"},     {"DisableTimeouts", "0x00040000"},
+        {"ClearPersistence", "0x00080000"},     {"MgtPortNotInited", "0x00100000"},
+        {"ReduceEvents", "0x00200000"},         {"CmapTracingEnabled", "0x01000000"},
+        {"CmapHaTracingEnabled", "0x02000000"},
+    };
+    for (const auto& flag : flags) {
+        ASSERT_EQ(tool("set", {std::string("flags=") + flag.name}).status, 0);
+        EXPECT_EQ(shown("flags"), std::string(flag.shown) + " (" + flag.name + ")");
+    }
+}
+
+TEST_F(Set, NothingChangesWhenOneAssignmentIsWrong) {
+    createFrom("Slot = 1\n");
+    const std::string before = blockBytes();
+    EXPECT_REFUSED(tool("set", {"slotId=2", "flags+=RcpComplete", "numPorts=256"}), 1,
+                   "numPorts=256: expected a number from 0 to 255");
+    EXPECT_EQ(blockBytes(), before);
+}
+
+TEST_F(Set, WhatIsWrongSaysWhatWouldBeRight) {
+    createFrom("");
+    const std::string before = blockBytes();
+    const std::string flags =
+        "OtherBladePresent, RestartRecovery, BatterySafe, CacheValid, ResetAsserted, BatteryPresent, "
+        "RcpComplete, DisableBreakpoint, InitializeDrives, DisableTimeouts, ClearPersistence, "
+        "MgtPortNotInited, ReduceEvents, CmapTracingEnabled or CmapHaTracingEnabled";
+    const std::string chassis = "None, Xyratex2U12ATX, Quadra, Chenbro3U16ATX, Vsc055 or W83782d";
+    const struct {
+        std::string assignment;
+        std::string message;
+    } cases[] = {
+        {"colour=1", std::string("unknown field \"colour\"; the fields are ") + FIELD_LIST},
+        {"slotId", "\"slotId\": expected FIELD=VALUE, FIELD[N]=VALUE, flags+=NAME or flags-=NAME"},
+        {"=1", "\"=1\": expected FIELD=VALUE, FIELD[N]=VALUE, flags+=NAME or flags-=NAME"},
+        {"bus[1=1", "\"bus[1=1\": expected FIELD=VALUE, FIELD[N]=VALUE, flags+=NAME or flags-=NAME"},
+        {"slotId=", "slotId=: expected a number from 0 to 4294967295"},
+        {"slotId=1x", "slotId=1x: expected a number from 0 to 4294967295"},
+        {"slotId=-1", "slotId=-1: expected a number from 0 to 4294967295"},
+        {"slotId=4294967296", "slotId=4294967296: expected a number from 0 to 4294967295"},
+        {"asicDeviceId=0x10000", "asicDeviceId=0x10000: expected a number from 0 to 65535"},
+        {"regBlockSize=18446744073709551616",
+         "regBlockSize=18446744073709551616: expected a number of at most 64 bits"},
+        {"smSize=4g", "smSize=4g: expected bytes below 4g, or a number followed by k, m or g"},
+        {"smSize=k", "smSize=k: expected bytes below 4g, or a number followed by k, m or g"},
+        {"chassisType=Tower", "chassisType=Tower: expected " + chassis + ", or a number from 1 to 6"},
+        {"chassisType=0", "chassisType=0: expected " + chassis + ", or a number from 1 to 6"},
+        {"chassisType=7", "chassisType=7: expected " + chassis + ", or a number from 1 to 6"},
+        {"haccMode=Solo", "haccMode=Solo: expected StandAlone, DualSim, eBlade or Default, or a number from 0 to 255"},
+        {"bus[0]=256", "bus[0]=256: expected True or False, or a number from 0 to 255"},
+        {"flags=Banana",
+         "flags=Banana: expected names separated by \",\" out of " + flags + ", or a number of 32 bits"},
+        {"flags+=CacheValid,",
+         "flags+=CacheValid,: expected names separated by \",\" out of " + flags + ", or a number of 32 bits"},
+        {"flags=0x100000000",
+         "flags=0x100000000: expected names separated by \",\" out of " + flags + ", or a number of 32 bits"},
+        {"slotId+=1", "slotId is no set of flags: expected slotId=VALUE"},
+        {"slotId[0]=1", "slotId has no elements: expected slotId=VALUE"},
+        {"bus=1", "bus has 2 elements: expected bus[0] to bus[1]"},
+        {"bus[2]=1", "bus has 2 elements: expected bus[0] to bus[1]"},
+        {"macAddress[8]=00:00:00:00:00:00", "macAddress has 8 elements: expected macAddress[0] to macAddress[7]"},
+        {"macAddress[x]=00:00:00:00:00:00", "macAddress has 8 elements: expected macAddress[0] to macAddress[7]"},
+        {"macAddress[0]=0:1:2:3:4",
+         "macAddress[0]=0:1:2:3:4: expected six hexadecimal bytes such as 00:17:34:01:02:03"},
+        {"macAddress[0]=0:1:2:3:4:100",
+         "macAddress[0]=0:1:2:3:4:100: expected six hexadecimal bytes such as 00:17:34:01:02:03"},
+        {"issIpAddress=1.2.3", "issIpAddress=1.2.3: expected an address such as 192.168.0.1"},
+        {"issIpAddress=1.2.3.256", "issIpAddress=1.2.3.256: expected an address such as 192.168.0.1"},
+        {"mpuVer=1.2.3", "mpuVer=1.2.3: expected major.minor.maintenance.build, each from 0 to 65535"},
+        {"adapters[0]=1", "adapters[0]=1: expected two numbers such as 2/1, each from 0 to 65535"},
+        {"vendorId=123456789", "vendorId=123456789: expected at most 8 characters, got 9"},
+        {"version=14", "version=14: the version tells the layout of the block and stays 15"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_REFUSED(tool("set", {c.assignment}), 1, c.message);
+    }
+    EXPECT_EQ(blockBytes(), before);
+}
+
+TEST_F(Set, TextsFillTheirFieldAndDirectoriesKeepTheirEnd) {
+    createFrom("");
+    EXPECT_EQ(tool("set", {"serialStr=" + std::string(64, 's'), "logDirectory=/" + std::string(126, 'l')}).status, 0);
+    EXPECT_EQ(shown("serialStr"), std::string(64, 's'));
+    EXPECT_EQ(shown("logDirectory"), "/" + std::string(126, 'l'));
+    const std::string path = "logDirectory=/" + std::string(127, 'l');
+    EXPECT_REFUSED(tool("set", {path}), 1, path + ": expected at most 127 characters, got 128");
+    const std::string serial = "serialStr=" + std::string(65, 's');
+    EXPECT_REFUSED(tool("set", {serial}), 1, serial + ": expected at most 64 characters, got 65");
+}
+
+TEST_F(Set, WithoutABlock) {
+    EXPECT_REFUSED(tool("set", {"slotId=1"}), 2,
+                   "no parameter block with key " + keyText() + "; \"mpuparams create\" makes one");
+}
+
+TEST_F(Set, ABlockOfAnotherVersionIsLeftAlone) {
+    makeSegment(std::string(744, 'x'));
+    EXPECT_REFUSED(tool("set", {"slotId=1"}), 2,
+                   "the parameter block with key " + keyText() + " has version 2021161080, expected 15");
+    EXPECT_EQ(blockBytes(), std::string(744, 'x'));
+}
