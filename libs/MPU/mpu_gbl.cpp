@@ -2,6 +2,7 @@
 #include "mpu_gbl.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -26,7 +27,7 @@ S32_t mpuReplaceSegment(int key, std::size_t size, int mode) {
 
 void* mpuAttachSegment(S32_t shmid, int flags) {
     void* const address = shmat(shmid, nullptr, flags);
-    return address == reinterpret_cast<void*>(-1) ? nullptr : address;
+    return reinterpret_cast<std::intptr_t>(address) == -1 ? nullptr : address;
 }
 
 const MPU_PARAMS_t* MPU_getMpuParams(int key) {

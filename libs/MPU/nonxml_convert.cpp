@@ -218,7 +218,7 @@ constexpr Conversion_t CONVERSIONS[] = {
 static_assert(std::size(CONVERSIONS) == NONXML_E_TYPE_SIZE + 1);
 
 /** Takes "N-" off the value. False after a report when there is no element N nor one just past the last. */
-bool takeIndex(const NonXML_s& tag, const CHAR_t** value, U32_t* element) {
+bool takeIndex(const NonXML_s& tag, const CHAR_t** value, std::size_t* element) {
     const CHAR_t* const minus = std::strchr(*value, '-');
     if (minus == nullptr) {
         return true;
@@ -268,7 +268,7 @@ void nonXmlStore(const NonXML_s& tag, const CHAR_t* value, U8_t* block) {
         return;
     }
     const Conversion_t& conversion = CONVERSIONS[tag.type];
-    U32_t element = 0;
+    std::size_t element = 0;
     if (conversion.indexed && !takeIndex(tag, &value, &element)) {
         return;
     }
