@@ -28,6 +28,12 @@ std::string contents(std::FILE* file) {
     return text;
 }
 
+/** A processor emulator adds a line of its own when a signal ends the program. */
+std::string withoutEmulatorsLine(std::string text) {
+    const std::size_t at = text.rfind("qemu: uncaught target signal");
+    return at == std::string::npos ? text : text.erase(at);
+}
+
 std::optional<LoggedEvent> parseEvent(const std::string& bytes) {
     if (bytes.empty()) {
         return std::nullopt;
@@ -95,7 +101,7 @@ ChildResult runInChild(const std::function<void()>& what, bool eventHasMessage) 
     result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     result.out = contents(out);
-    result.err = contents(err);
+    result.err = withoutEmulatorsLine(contents(err));
     result.event = parseEvent(contents(eventFile));
     eventFile = nullptr;
     return result;
