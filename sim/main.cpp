@@ -1,5 +1,6 @@
 // encsim: a simulated enclosure behind a serial I2C bridge on a pseudo-terminal.
 
+#include "sim/client.h"
 #include "sim/server.h"
 
 #include <CLI/CLI.hpp>
@@ -11,20 +12,23 @@
 namespace {
 
 struct Options {
-    std::string chassis = "vsc055";
+    std::string chassis;
     std::string link = "/dev/enc-0";
     std::string control;
+    std::string command;
     double speed = 1.0;
     bool frozen = false;
     bool quiet = false;
 };
 
 void declare(CLI::App& app, Options& options) {
-    app.add_option("--chassis", options.chassis, "the enclosure to be")
-        ->required()
-        ->check(CLI::IsMember(encsim::chassisNames()));
+    CLI::Option* const chassis = app.add_option("--chassis", options.chassis, "the enclosure to be")
+                                     ->check(CLI::IsMember(encsim::chassisNames()));
     app.add_option("--link", options.link, "link made to the line")->capture_default_str();
-    app.add_option("--control", options.control, "UNIX socket for commands");
+    CLI::Option* const control = app.add_option("--control", options.control, "UNIX socket for commands");
+    app.add_option("--send", options.command, "give the simulator that runs at --control this command, print its reply")
+        ->needs(control)
+        ->excludes(chassis);
     app.add_option("--speed", options.speed, "simulated seconds a second")
         ->check(CLI::Range(0.01, 1000.0))
         ->capture_default_str();
@@ -62,6 +66,12 @@ int main(int argc, char** argv) {
     declare(app, options);
     try {
         app.parse(argc, argv);
+        if (app.count("--send") != 0) {
+            return encsim::sendCommand(options.control, options.command);
+        }
+        if (options.chassis.empty()) {
+            throw CLI::RequiredError("--chassis");
+        }
         run(options);
     } catch (const CLI::CallForHelp& help) {
         return app.exit(help);

@@ -1,5 +1,7 @@
 #include "sim/server.h"
 
+#include "sim/unix_socket.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -8,9 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <stdexcept>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 namespace encsim {
 namespace {
@@ -24,21 +24,6 @@ volatile std::sig_atomic_t stopping = 0;
 
 extern "C" void stop(int) {
     stopping = 1;
-}
-
-sockaddr_un addressOf(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.empty() || path.size() >= sizeof address.sun_path) {
-        throw std::runtime_error("the control socket's path must have 1 to " +
-                                 std::to_string(sizeof address.sun_path - 1) + " characters: " + path);
-    }
-    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    return address;
-}
-
-const sockaddr* generic(const sockaddr_un& address) {
-    return reinterpret_cast<const sockaddr*>(&address);
 }
 
 /// Removes a socket that a simulator which has died left behind; a file of another kind stays.
@@ -70,7 +55,7 @@ std::string runLines(Control& control, std::string& text) {
 } // namespace
 
 Listener::Listener(std::string path) : path_(std::move(path)) {
-    const sockaddr_un address = addressOf(path_);
+    const sockaddr_un address = socketAddress(path_);
     clearStale(address);
     fd_ = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (fd_.get() < 0 || bind(fd_.get(), generic(address), sizeof address) != 0 || listen(fd_.get(), 8) != 0) {

@@ -221,6 +221,28 @@ TEST_F(Encsim, LogPrintsTransfersAsTheyHappen) {
     EXPECT_THAT(encsim->out(), testing::Not(HasSubstr("1 read 0x41 0x98")));
 }
 
+TEST_F(Encsim, SendGivesARunningSimulatorOneCommand) {
+    const auto send = [this](const std::string& line) {
+        return run(programCommand("encsim", {"--control", control, "--send", line}), kLong);
+    };
+    const RunResult nobody = send("show");
+    EXPECT_EQ(nobody.ending.exitCode, 1);
+    EXPECT_EQ(nobody.err, "encsim: no simulator answers at " + control.string() + ": No such file or directory\n");
+
+    const auto encsim = start();
+    const RunResult done = send("heat 400");
+    EXPECT_EQ(done.ending.exitCode, 0);
+    EXPECT_EQ(done.out + done.err, "");
+    const RunResult shown = send("show");
+    EXPECT_EQ(shown.ending.exitCode, 0);
+    EXPECT_THAT(shown.out, HasSubstr("\nheat 400 W, "));
+    EXPECT_THAT(shown.out, testing::Not(EndsWith("ok\n")));
+    const RunResult refused = send("heat up");
+    EXPECT_EQ(refused.ending.exitCode, 1);
+    EXPECT_EQ(refused.out, "");
+    EXPECT_EQ(refused.err, "error: heat is \"up\"; it must be a number from 0 to 10000\n");
+}
+
 TEST_F(Encsim, TimePassesAtTheGivenSpeed) {
     const auto encsim = start({"--speed", "200"});
     const File peer = connectControl();
@@ -308,6 +330,8 @@ TEST_F(Encsim, BadOptionsAreOneLineOnStandardError) {
     const std::vector<std::string> rows[] = {
         {},
         {"--chassis", "toaster"},
+        {"--send", "show"},
+        {"--chassis", "vsc055", "--control", control, "--send", "show"},
         {"--chassis", "vsc055", "--speed", "0"},
         {"--chassis", "vsc055", "--colour", "red"},
         {"--chassis", "vsc055", "--link", directory / "no" / "such" / "place"},

@@ -1,0 +1,55 @@
+#include "sim/client.h"
+
+#include "sim/descriptor.h"
+#include "sim/unix_socket.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+namespace encsim {
+namespace {
+
+/// The position of the last line of `reply` when it ends a reply, npos otherwise.
+std::size_t lastLine(const std::string& reply) {
+    if (!reply.ends_with('\n')) {
+        return std::string::npos;
+    }
+    const std::size_t before = reply.size() == 1 ? std::string::npos : reply.rfind('\n', reply.size() - 2);
+    const std::size_t begin = before == std::string::npos ? 0 : before + 1;
+    const bool last = reply.compare(begin, std::string::npos, "ok\n") == 0 || reply.compare(begin, 7, "error: ") == 0;
+    return last ? begin : std::string::npos;
+}
+
+} // namespace
+
+int sendCommand(const std::string& path, const std::string& command) {
+    const sockaddr_un address = socketAddress(path);
+    const Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (fd.get() < 0 || connect(fd.get(), generic(address), sizeof address) != 0) {
+        throw std::runtime_error("no simulator answers at " + path + ": " + std::strerror(errno));
+    }
+    const std::string line = command.substr(0, command.find('\n')) + "\n";
+    if (send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) {
+        throw std::runtime_error("cannot send the command to " + path + ": " + std::strerror(errno));
+    }
+    std::string reply;
+    std::size_t last = std::string::npos;
+    while ((last = lastLine(reply)) == std::string::npos) {
+        char bytes[4096];
+        const ssize_t count = recv(fd.get(), bytes, sizeof bytes, 0);
+        if (count <= 0) {
+            throw std::runtime_error("the simulator at " + path + " has ended before its reply was complete");
+        }
+        reply.append(bytes, static_cast<std::size_t>(count));
+    }
+    std::fwrite(reply.data(), 1, last, stdout);
+    if (reply.compare(last, std::string::npos, "ok\n") == 0) {
+        return 0;
+    }
+    std::fputs(reply.c_str() + last, stderr);
+    return 1;
+}
+
+} // namespace encsim
