@@ -122,10 +122,10 @@ std::vector<std::string> EsaTest::takeMessageNames() {
 
 std::vector<std::string> EsaTest::takeTrace() {
     std::ifstream log(directory + "/esa_01.log", std::ios::binary);
-    std::stringstream text;
-    text << log.rdbuf();
-    std::istringstream fresh(text.str().substr(traceRead));
-    traceRead = text.str().size();
+    log.seekg(static_cast<std::streamoff>(traceRead));
+    std::stringstream fresh;
+    fresh << log.rdbuf();
+    traceRead += fresh.str().size();
     std::vector<std::string> lines;
     for (std::string line; std::getline(fresh, line);) {
         lines.push_back(line);
