@@ -1,0 +1,29 @@
+# fish completion for esactl
+
+set -l commands status config led fan psu alarm events watch raw
+
+complete -c esactl -f
+complete -c esactl -l directory -r -a '(__fish_complete_directories)' -d 'Directory of the switch sockets'
+complete -c esactl -l timeout -x -d 'Seconds to wait for an answer'
+complete -c esactl -l json -d 'Print JSON'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a status -d 'State of the enclosure'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a config -d 'What the enclosure consists of'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a led -d 'Switch drive fault LEDs'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a fan -d 'Switch a fan on or off'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a psu -d 'Switch a supply fault indication'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a alarm -d 'Silence or sound the alarm'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a events -d 'Events as they come'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a watch -d 'Live view'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a raw -d 'Pages as bytes'
+complete -c esactl -n '__fish_seen_subcommand_from status' -l format -x -a 'text json prometheus'
+complete -c esactl -n '__fish_seen_subcommand_from status' -l output -r -F
+complete -c esactl -n '__fish_seen_subcommand_from led' -a 'all (printf "slot%02d\n" (seq 0 15)) on off'
+complete -c esactl -n '__fish_seen_subcommand_from fan' -a '(printf "fan%d\n" (seq 0 7)) on off'
+complete -c esactl -n '__fish_seen_subcommand_from psu' -a 'psu0 psu1 psu2 fail ok'
+complete -c esactl -n '__fish_seen_subcommand_from alarm' -a 'mute fault critical'
+complete -c esactl -n '__fish_seen_subcommand_from events' -l follow -d 'Go on until interrupted'
+complete -c esactl -n '__fish_seen_subcommand_from events' -l startup -d 'Requests to Startup too'
+complete -c esactl -n '__fish_seen_subcommand_from events watch' -l all -d 'Repeats too'
+complete -c esactl -n '__fish_seen_subcommand_from events watch' -l count -x
+complete -c esactl -n '__fish_seen_subcommand_from watch' -l interval -x
+complete -c esactl -n '__fish_seen_subcommand_from raw' -l page -x -a '1 2'
