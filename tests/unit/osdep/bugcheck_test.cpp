@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <ostream>
 
 #include <gtest/gtest.h>
 
@@ -29,6 +30,10 @@ struct MutexFailure {
     int exitStatus;
     const char* err;
 };
+
+void PrintTo(const MutexFailure& test, std::ostream* out) {
+    *out << test.name;
+}
 
 MPU_MUTEX_t mutex = PTHREAD_MUTEX_INITIALIZER;
 
@@ -85,6 +90,10 @@ struct WriterFailure {
     const char* name;
     void (*writer)();
 };
+
+void PrintTo(const WriterFailure& test, std::ostream* out) {
+    *out << test.name;
+}
 
 class TraceUnlockFails : public testing::TestWithParam<WriterFailure> {};
 

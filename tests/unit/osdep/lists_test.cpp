@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <ostream>
 #include <set>
 #include <thread>
 #include <vector>
@@ -30,6 +31,10 @@ struct Form {
     const char* headText;
     const char* tailText;
 };
+
+void PrintTo(const Form& test, std::ostream* out) {
+    *out << test.name;
+}
 
 const Form PLAIN = {"Plain",
                     MPU_init_listhead,

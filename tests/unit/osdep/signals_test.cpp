@@ -1,5 +1,6 @@
 #include <csignal>
 #include <cstring>
+#include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -47,6 +48,10 @@ struct SignalCase {
     int signal;
     const char* failure;
 };
+
+void PrintTo(const SignalCase& test, std::ostream* out) {
+    *out << test.name;
+}
 
 const SignalCase SIGNALS[] = {
     {"SIGILL", SIGILL, "     - Unable to set sigaction for illegal instruction event.\n       Invalid argument\n"},

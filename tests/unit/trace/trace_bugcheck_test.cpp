@@ -1,5 +1,6 @@
 /** The bug check: a last line, an event record, the end of the process. */
 #include <csignal>
+#include <ostream>
 
 #include "trace_fixture.h"
 
@@ -92,6 +93,10 @@ struct NamesCase {
     const char* function;
     std::string area;
 };
+
+void PrintTo(const NamesCase& test, std::ostream* out) {
+    *out << test.file << ' ' << test.function;
+}
 
 const NamesCase NAMES[] = {
     {"noextension", "f", std::string("noextension\0f", 13)},

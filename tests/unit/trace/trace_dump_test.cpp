@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <numeric>
+#include <ostream>
 
 #include <sys/mman.h>
 
@@ -46,6 +47,10 @@ struct DumpCase {
     U32_t length;
     const char* text;
 };
+
+void PrintTo(const DumpCase& test, std::ostream* out) {
+    *out << test.length;
+}
 
 const DumpCase DUMPS[] = {
     {0, "label =\n"},

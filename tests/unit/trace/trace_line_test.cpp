@@ -1,5 +1,6 @@
 /** Information, entry and exit lines. */
 #include <cerrno>
+#include <ostream>
 
 #include "trace_fixture.h"
 
@@ -17,6 +18,10 @@ struct PrefixCase {
     const char* enter;
     const char* leave;
 };
+
+void PrintTo(const PrefixCase& test, std::ostream* out) {
+    *out << std::hex << test.level;
+}
 
 /** Every combination of the three prefix bits. */
 const PrefixCase PREFIXES[] = {

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 
 #include <unistd.h>
 
@@ -122,6 +123,10 @@ struct NoFileCase {
     const char* logName;
 };
 
+void PrintTo(const NoFileCase& test, std::ostream* out) {
+    *out << test.name;
+}
+
 class TraceToStandardError : public TraceTest, public testing::WithParamInterface<NoFileCase> {};
 
 INSTANTIATE_TEST_SUITE_P(Without, TraceToStandardError,
@@ -218,6 +223,10 @@ struct WriterCase {
     void (*writer)();
     const char* text;
 };
+
+void PrintTo(const WriterCase& test, std::ostream* out) {
+    *out << test.name;
+}
 
 class TraceSizeCheckOf : public TraceSizeCheck, public testing::WithParamInterface<WriterCase> {};
 
