@@ -32,8 +32,7 @@ void addCommonOptions(CLI::App& app, Options& options) {
     app.add_option("--timeout", options.timeoutSeconds, "How long to wait for an answer, in seconds (default 5)")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.01, 86400.0));
-    app.add_flag_callback(
-        "--json", [&options] { options.format = "json"; }, "Print JSON, on errors too");
+    app.add_flag("--json", options.jsonFlag, "Print JSON, on errors too");
 }
 
 struct Commands {
@@ -161,8 +160,8 @@ int run(const Commands& commands) {
     try {
         return commands.chosen(commands.options);
     } catch (const ToolError& error) {
-        const bool down = error.exitStatus() == ESACTL_K_EXIT_NO_ANSWER;
-        if (down && commands.options.format == "prometheus") {
+        const bool unknown = (error.exitStatus() & (ESACTL_K_EXIT_NO_ANSWER | ESACTL_K_EXIT_REFUSED)) != 0;
+        if (unknown && commands.options.prometheus()) {
             publishDown(commands.options);
         }
         throw;

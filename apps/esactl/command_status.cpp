@@ -10,7 +10,7 @@ std::string statusText(const Options& options, const Enclosure& enclosure, const
     if (options.json()) {
         return jsonText(statusJson(enclosure, health, timeText()), 2) + "\n";
     }
-    if (options.format == "prometheus") {
+    if (options.prometheus()) {
         return prometheusText(enclosure, health);
     }
     const Palette palette = options.output.empty() ? standardOutputPalette() : Palette{};

@@ -9,6 +9,7 @@ struct Options {
     /* Every command. */
     std::string directory;
     double timeoutSeconds = 5;
+    bool jsonFlag = false;       /**< --json; wins over `format` */
     std::string format = "text"; /**< "text", "json" or "prometheus" (status only) */
 
     /* Of one command or another. */
@@ -23,7 +24,8 @@ struct Options {
     unsigned count = 0; /**< events or redraws after which to stop; 0: no limit */
     double intervalSeconds = 2;
 
-    bool json() const { return format == "json"; }
+    bool json() const { return jsonFlag || format == "json"; }
+    bool prometheus() const { return !json() && format == "prometheus"; }
     std::chrono::milliseconds timeout() const {
         return std::chrono::milliseconds(static_cast<long long>(timeoutSeconds * 1000.0));
     }

@@ -58,7 +58,10 @@ SesReply SesClient::receiveDiagnostic(U8_t page) {
     command.pcv = 1;
     command.pageCode = page;
     command.allocationLength = ALLOCATION_LENGTH;
-    return exchange(std::move(message), "the request for page " + std::to_string(page));
+    const bool answered = page == SES_K_CONFIGURATION_DIAGNOSTIC_PAGE || page == SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE;
+    return exchange(std::move(message), "the request for page " + std::to_string(page),
+                    answered ? "is the adapter running and connected to the switch?"
+                             : "the adapter answers pages 1 and 2 only");
 }
 
 SesReply SesClient::sendDiagnostic(std::span<const U8_t> page) {
@@ -71,10 +74,11 @@ SesReply SesClient::sendDiagnostic(std::span<const U8_t> page) {
     command.pf = 1;
     command.parameterListLength = static_cast<U16_t>(page.size());
     std::copy(page.begin(), page.end(), message.begin() + COMMAND_MESSAGE_SIZE);
-    return exchange(std::move(message), "the control page");
+    return exchange(std::move(message), "the control page",
+                    "it may still be carried out; only page 2 is ever answered");
 }
 
-SesReply SesClient::exchange(Message request, const std::string& what) {
+SesReply SesClient::exchange(Message request, const std::string& what, const std::string& hint) {
     MMCH_t& header = wireAt<MMCH_t>(request.data());
     header.handle = ++handle_;
     const Deadline deadline = Clock::now() + timeout_;
@@ -86,10 +90,7 @@ SesReply SesClient::exchange(Message request, const std::string& what) {
     }
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%g", static_cast<double>(timeout_.count()) / 1000.0);
-    const bool asks = header.opcode.request.type == U32_t{SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND};
-    throw noAnswerError("no answer to " + what + " within " + seconds + " s; " +
-                        (asks ? "is the adapter running and connected to the switch?"
-                              : "it may still be carried out, and only page 2 is ever answered"));
+    throw noAnswerError("no answer to " + what + " within " + seconds + " s; " + hint);
 }
 
 void requireGood(const SesReply& reply, const std::string& what) {

@@ -27,7 +27,7 @@ public:
     SesReply sendDiagnostic(std::span<const U8_t> page);
 
 private:
-    SesReply exchange(Message request, const std::string& what);
+    SesReply exchange(Message request, const std::string& what, const std::string& hint);
 
     std::chrono::milliseconds timeout_;
     PeerConnection peer_;

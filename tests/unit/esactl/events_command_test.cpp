@@ -2,6 +2,7 @@
 #include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -119,6 +120,24 @@ TEST(WatchCommand, GoesOnWhileTheAdapterIsSilent) {
         net.esactl({"--timeout", "0.2", "watch", "--interval", "0.1", "--count", "2"});
     EXPECT_EQ(result.ending.exitCode, 0);
     EXPECT_THAT(result.out, HasSubstr("Enclosure NOT REACHED: no answer to the request for page 1"));
+}
+
+TEST(WatchCommand, JsonIsAStreamOfDocuments) {
+    FakeSwitch net;
+    net.serve(backplaneConfiguration(), healthyBackplaneStatus());
+    net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
+    const testsupport::RunResult result = net.esactl({"watch", "--json", "--interval", "0.2", "--count", "2"});
+    std::map<std::string, int> documents;
+    for (const json& document : linesOf(result.out)) {
+        ++documents[document["schema"].get<std::string>()];
+    }
+    EXPECT_EQ(documents["esactl.status"], 2);
+    EXPECT_EQ(documents["esactl.event"], 1);
+    net.script = nullptr;
+    net.queued.clear();
+    const std::vector<json> silent = linesOf(net.esactl({"--timeout", "0.2", "watch", "--json", "--count", "1"}).out);
+    ASSERT_FALSE(silent.empty());
+    EXPECT_EQ(silent.back()["error"]["code"], "no-answer");
 }
 
 TEST(WatchCommand, EndsOnInterrupt) {

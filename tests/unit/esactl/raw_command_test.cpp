@@ -51,6 +51,14 @@ TEST_F(RawCommand, PageWithoutADecoder) {
     EXPECT_EQ(result.out, "status 0, return code 0, 2 bytes\n0000  07 aa\n");
 }
 
+TEST_F(RawCommand, PageThatIsNeverAnsweredSaysWhichAre) {
+    net_.script = nullptr;
+    const testsupport::RunResult result = net_.esactl({"--timeout", "0.2", "raw", "--page", "3"});
+    EXPECT_EQ(result.ending.exitCode, 2);
+    EXPECT_EQ(result.err, "esactl: no answer to the request for page 3 within 0.2 s; the adapter answers pages 1 and 2 "
+                          "only\n");
+}
+
 TEST_F(RawCommand, HexIsSentAsItIs) {
     const testsupport::RunResult result = net_.esactl({"raw", "02", "00", "00Ff"});
     EXPECT_EQ(result.ending.exitCode, 0);

@@ -98,8 +98,10 @@ TEST(StatusCommand, JsonHasItsSchemaAndNullForEveryMissingReading) {
 TEST(StatusCommand, JsonFlagAndFormatJsonAreTheSameBeforeAndAfterTheCommand) {
     FakeSwitch net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
-    for (const std::vector<std::string>& args :
-         {std::vector<std::string>{"--json", "status"}, {"status", "--json"}, {"status", "--format", "json"}}) {
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"--json", "status"},
+                                                 {"status", "--json"},
+                                                 {"status", "--format", "json"},
+                                                 {"status", "--format", "prometheus", "--json"}}) {
         EXPECT_EQ(json::parse(net.esactl(args).out)["state"], "ok");
     }
 }
