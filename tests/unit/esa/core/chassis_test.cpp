@@ -136,6 +136,33 @@ TEST_F(ChassisTable, OperationsThatEveryRowMustHaveAreThere) {
     }
 }
 
+TEST_F(ChassisTable, RowsDifferInWhatTheirEnclosureLacks) {
+    struct {
+        int type;
+        bool faultAlarm;    // the composite fault moves the alarm
+        bool silenceSupply; // muting silences the supplies' own alarm
+        bool driveLeds;
+        bool drivePresence;
+        bool coolingMarks; // the status page marks fans
+        U32_t critical;    // alarm state of a critical condition
+    } const rows[] = {
+        {2, false, false, true, true, true, 4},   {3, true, true, true, false, false, 1},
+        {4, true, false, false, false, false, 1}, {5, true, true, true, false, false, 1},
+        {6, true, false, false, false, false, 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.type);
+        const Chassis_t& chassis = *esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(row.type));
+        EXPECT_EQ(chassis.setFaultAlarm != nullptr, row.faultAlarm);
+        EXPECT_EQ(chassis.silencePowerSupplyAlarm != nullptr, row.silenceSupply);
+        EXPECT_EQ(chassis.setDriveFaultLed != nullptr, row.driveLeds);
+        EXPECT_EQ(chassis.clearDriveFaultLed != nullptr, row.driveLeds);
+        EXPECT_EQ(chassis.isDrivePresent != nullptr, row.drivePresence);
+        EXPECT_EQ(chassis.markCoolingFault != nullptr, row.coolingMarks);
+        EXPECT_EQ(chassis.criticalAlarmState, row.critical);
+    }
+}
+
 TEST_F(ChassisTable, DimensionsAreTakenOverFieldByField) {
     esaSetDimensions({1, 2, 3, 4, 5, 6});
     EXPECT_EQ(esaControl.elementTypeMaxNumber, 1);

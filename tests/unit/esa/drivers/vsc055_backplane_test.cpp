@@ -209,6 +209,22 @@ TEST_F(Vsc055Backplane, ControlPagesSupplyFaultIsTheRedundancyCause) {
     EXPECT_EQ(esaControl.compositeFaultStatus, 0U);
 }
 
+TEST_F(Vsc055Backplane, RowNamesTheOperationsOfThisBackplane) {
+    for (int type : {3, 5}) {
+        start(type);
+        const Chassis_t& row = *esaChassis();
+        EXPECT_EQ(row.setFaultAlarm, esaVsc055SetAlarmStateBackplane);
+        EXPECT_EQ(row.setAlarm, esaVsc055SetAlarmStateBackplane);
+        EXPECT_EQ(row.silencePowerSupplyAlarm, esaVsc055ClearAlarmStatePowerSupply);
+        EXPECT_EQ(row.setDriveFaultLed, esaVsc055SetDriveFaultLED);
+        EXPECT_EQ(row.clearDriveFaultLed, esaVsc055ClearDriveFaultLED);
+        EXPECT_EQ(row.fanReadSpeed, esaVsc055FanReadSpeed);
+        EXPECT_EQ(row.policyLoadPwm, esaVsc055FanLoadPwm);
+        EXPECT_EQ(row.init, esaVsc055Init);
+        EXPECT_EQ(row.processPollTimeout, esaVsc055ProcessPollTimeout);
+    }
+}
+
 TEST_F(Vsc055Backplane, AlarmCountsAsMutedOnlyWhileItIsIdle) {
     for (U32_t state = 0; state <= 8; ++state) {
         start(5, state);
