@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ses_mesgs.h"
+#include "tachometer.h"
 
 namespace {
 
@@ -184,6 +185,11 @@ Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page, const Conf
         for (unsigned i = 0; i < group.count; ++i, offset += RECORD_SIZE) {
             const std::size_t size = std::min(RECORD_SIZE, page.size() - offset);
             decodeElement(status, group.type, page.subspan(offset, size));
+        }
+    }
+    for (Fan& fan : status.fans) {
+        if (fan.rpm) {
+            fan.rpm = fanSpeedRpm(*fan.rpm, configuration);
         }
     }
     return {status, {}};

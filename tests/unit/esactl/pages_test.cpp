@@ -155,6 +155,41 @@ TEST(StatusPage, FanSpeedIsTenBitsOfTenRpm) {
     EXPECT_EQ(fanOf("00 00 01 e0").rpm, 10U);
 }
 
+/** The speed that is shown for `record` in an enclosure with these counts. */
+unsigned speedIn(U8_t drives, U8_t supplies, U8_t fans, U8_t sensors, U8_t msb, U8_t lsb) {
+    Configuration configuration;
+    configuration.groups = {{1, drives}, {2, supplies}, {3, fans}, {4, sensors}};
+    Bytes page(8U + 16U + 4U * (drives + supplies + fans + sensors), 0);
+    page[0] = 2;
+    page[3] = static_cast<U8_t>(page.size() - 4);
+    const std::size_t record = 8U + 4U * (drives + 1U) + 4U * (supplies + 1U) + 4U;
+    page[record + 1] = msb;
+    page[record + 2] = lsb;
+    const Decoded<EnclosureStatus> decoded = decodeStatusPage(page, configuration);
+    EXPECT_TRUE(decoded.value) << decoded.error;
+    return decoded.value ? decoded.value->fans.at(0).rpm.value_or(0) : 0;
+}
+
+TEST(StatusPage, SpeedsThatOverflowTheTenBitsAreToldFromSlowFans) {
+    // 11970 RPM leaves 173 tens in the record.
+    EXPECT_EQ(speedIn(12, 2, 8, 2, 0x00, 173), 11970U);
+    EXPECT_EQ(speedIn(16, 2, 3, 3, 0x00, 173), 11970U);
+    EXPECT_EQ(speedIn(16, 3, 6, 4, 0x00, 173), 11970U);
+    EXPECT_EQ(speedIn(16, 3, 3, 3, 0x00, 173), 1730U) << "these fans can be as slow as that";
+    EXPECT_EQ(speedIn(4, 2, 3, 3, 0x00, 173), 1730U) << "no enclosure that is known";
+}
+
+TEST(StatusPage, LeastSpeedOfEachTachometerIsTakenAsItIs) {
+    EXPECT_EQ(speedIn(12, 2, 8, 2, 0x40, 472 - 256), 4720U);
+    EXPECT_EQ(speedIn(12, 2, 8, 2, 0x40, 471 - 256), 14950U);
+    EXPECT_EQ(speedIn(16, 3, 3, 3, 0x00, 118), 1180U);
+    EXPECT_EQ(speedIn(16, 3, 3, 3, 0x00, 117), 11410U);
+    EXPECT_EQ(speedIn(16, 2, 3, 3, 0x00, 236), 2360U);
+    EXPECT_EQ(speedIn(16, 2, 3, 3, 0x00, 235), 12590U);
+    EXPECT_EQ(speedIn(16, 3, 6, 4, 0x40, 265 - 256), 2650U);
+    EXPECT_EQ(speedIn(16, 3, 6, 4, 0x40, 264 - 256), 12880U);
+}
+
 TEST(StatusPage, FanAtNoSpeedIsOffOrUnread) {
     EXPECT_EQ(fanOf("00 00 00 08").rpm, 0U);
     EXPECT_TRUE(fanOf("00 00 00 08").off);
