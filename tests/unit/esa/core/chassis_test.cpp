@@ -33,7 +33,10 @@ bool decidesByType(const std::string& line) {
                                      R"(|(enclosureType|chassisType|->type|VORAN_E_CHASSIS_\w+) *([=!]=|[<>]=?) *\S)"
                                      R"(|([=!]=|<=?|[^-]>=?) *(\w+(\.|->))*(enclosureType|chassisType)\b)"
                                      R"(|[=!]= *VORAN_E_CHASSIS)");
-    return std::regex_search(codeOf(line), decision);
+    const std::string code = codeOf(line);
+    const bool namesType = code.find("Type") != std::string::npos || code.find("type") != std::string::npos ||
+                           code.find("VORAN_E_CHASSIS") != std::string::npos;
+    return namesType && std::regex_search(code, decision);
 }
 
 bool isTableFile(const std::filesystem::path& file) {
