@@ -35,7 +35,7 @@ std::string_view fileNameWithoutExtension() {
 void fillNames() {
     TraceText names(message.names, sizeof message.names);
     names.add(fileNameWithoutExtension());
-    names.add({"", 1});
+    names.add({"\0", 1});
     names.add(traceData.funcName == nullptr ? "" : traceData.funcName);
 }
 

@@ -115,8 +115,8 @@ void writeBytes(const U8_t* bytes, U32_t length) {
     writeBufferedDump();
 }
 
-void formatText(const CHAR_t* format, va_list args) {
-    const int length = std::vsnprintf(traceData.infoBuf, sizeof traceData.infoBuf, format, args);
+/** Ends the text that vsnprintf() has put into the buffer; `length` is its result. */
+void endText(int length) {
     traceData.infoBufLen = length < 0 ? 0 : std::min(static_cast<U32_t>(length), TRC_K_INFO_SIZE - 1);
     traceData.infoBuf[traceData.infoBufLen] = '\0';
 }
@@ -195,7 +195,7 @@ void TRACE__info(const CHAR_t* file, const CHAR_t* function, U32_t line, const C
     traceBeginCall(0, file, function, line);
     va_list args;
     va_start(args, format);
-    formatText(format, args);
+    endText(std::vsnprintf(traceData.infoBuf, sizeof traceData.infoBuf, format, args));
     va_end(args);
     (void)TRACE__logInfo(1, 0);
 }
@@ -204,7 +204,7 @@ void TRACE__infoBugCheck(const CHAR_t* file, const CHAR_t* function, U32_t line,
     traceBeginCall(0, file, function, line);
     va_list args;
     va_start(args, format);
-    formatText(format, args);
+    endText(std::vsnprintf(traceData.infoBuf, sizeof traceData.infoBuf, format, args));
     va_end(args);
     (void)TRACE__logInfo(1, 1);
     std::abort(); // never reached: the bug check has ended the process
