@@ -3,8 +3,6 @@
 
 #include "core/esainit.h"
 #include "drivers/w83782d.h"
-#include "policy/compositefault.h"
-#include "policy/fanpolicy.h"
 #include "trace.h"
 
 namespace {

@@ -203,7 +203,7 @@ S32_t pollAlarm() {
     return esaSendAlarmEvent(sounding ? EMP_E_TYPE_WARNING : EMP_E_TYPE_INFORMATION);
 }
 
-/* ------------------------------------------------------------------ status page and control page */
+/* What the status page and the control page do. */
 
 bool fillRedundancy(PowerSupplyElementStat_t& status) {
     const bool good = xyratexReadPowerRedundancyFailStatus() == ESA_E_OK;
@@ -273,7 +273,7 @@ bool isAlarmMuted() {
     return xyratexReadAlarmstate() == ESA_E_XYRATEX_ALARM_STATE_IDLE_S0;
 }
 
-/* ------------------------------------------------------------------------------- initialisation */
+/* Initialisation. */
 
 void writeLedPattern(U8_t port4, U8_t port6, U8_t port7) {
     writePort(POWER_PORT, port4);
