@@ -2,10 +2,10 @@
 #include "chassis.h"
 
 #include <gmock/gmock.h>
+#include <regex.h>
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
 #include "esa_fixture.h"
 
@@ -28,15 +28,20 @@ std::string codeOf(std::string line) {
 
 /** Whether a line of code decides something by the type of the enclosure. */
 bool decidesByType(const std::string& line) {
-    static const std::regex decision(R"(switch *\(.*(enclosureType|chassisType|->type|\.type\b))"
-                                     R"(|case +VORAN_E_CHASSIS)"
-                                     R"(|(enclosureType|chassisType|->type|VORAN_E_CHASSIS_\w+) *([=!]=|[<>]=?) *\S)"
-                                     R"(|([=!]=|<=?|[^-]>=?) *(\w+(\.|->))*(enclosureType|chassisType)\b)"
-                                     R"(|[=!]= *VORAN_E_CHASSIS)");
-    const std::string code = codeOf(line);
-    const bool namesType = code.find("Type") != std::string::npos || code.find("type") != std::string::npos ||
-                           code.find("VORAN_E_CHASSIS") != std::string::npos;
-    return namesType && std::regex_search(code, decision);
+    static constexpr const char* PATTERN =
+        R"(switch *\(.*(enclosureType|chassisType|->type|\.type\>))"
+        R"(|case +VORAN_E_CHASSIS)"
+        R"(|(enclosureType|chassisType|->type|VORAN_E_CHASSIS_[A-Z0-9_]+) *([=!]=|[<>]=?) *[^ ])"
+        R"(|([=!]=|<=?|[^-]>=?) *([A-Za-z0-9_]+(\.|->))*(enclosureType|chassisType)\>)"
+        R"(|[=!]= *VORAN_E_CHASSIS)";
+    static const regex_t decision = [] {
+        regex_t compiled;
+        if (regcomp(&compiled, PATTERN, REG_EXTENDED | REG_NOSUB) != 0) {
+            std::abort();
+        }
+        return compiled;
+    }();
+    return regexec(&decision, codeOf(line).c_str(), 0, nullptr, 0) == 0;
 }
 
 bool isTableFile(const std::filesystem::path& file) {
