@@ -46,7 +46,7 @@ void buildControlPage(U8_t* page) {
     page[0] = SES_K_ENCLOSURE_CONTROL_DIAGNOSTIC_PAGE;
     U8_t* list = page + sizeof(EncContDiagPageHdr_t);
     list = buildList<DeviceElementCont_t>(list, esaControl.deviceMaxNumber, [](auto& control, U8_t slot) {
-        control.rqstFault = slot < 32 ? (TEST_FAULT_SLOTS >> slot) & 1U : 0;
+        control.rqstFault = static_cast<U8_t>(slot < 32 ? (TEST_FAULT_SLOTS >> slot) & 1U : 0);
     });
     list = buildList<PowerSupplyElementCont_t>(list, esaControl.powerSupplyMaxNumber,
                                                [](auto& control, U8_t) { control.rqstOn = 1; });
