@@ -13,14 +13,6 @@ add_library(esa_firmware INTERFACE)
 target_link_libraries(esa_firmware INTERFACE esa_warnings)
 target_compile_options(esa_firmware INTERFACE -fno-exceptions -fno-rtti)
 
-# esa_await_sources(VAR): an empty source in the list VAR while a folder has none yet, so that the tree configures.
-function(esa_await_sources var)
-  if(NOT ${var})
-    set(${var} ${CMAKE_BINARY_DIR}/empty.cpp PARENT_SCOPE)
-    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/empty.cpp CONTENT "")
-  endif()
-endfunction()
-
 # esa_header_package(NAME PATH): an interface target for a header-only Debian package under /usr/include. The
 # headers are reached through a link of their own, so that a cross compiler never sees the host's C library headers.
 function(esa_header_package name path)
