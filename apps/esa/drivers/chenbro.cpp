@@ -86,7 +86,7 @@ const Duty_t* findDuty(U8_t percent) {
 /** Dumps one chip; false at the first failed read. */
 bool dumpBackplane(U8_t backplane) {
     const U8_t address = BACKPLANE_ADDRESSES[backplane];
-    for (U8_t i = 0; i < std::size(DUMP_TEXTS); ++i) {
+    for (std::size_t i = 0; i < std::size(DUMP_TEXTS); ++i) {
         U8_t value = 0;
         const auto reg = static_cast<U8_t>(ESA_K_W83782D_VCOREA_READING_REG + i);
         if (esaReadI2CData(address, reg, &value, 1) != ESA_E_OK) {
