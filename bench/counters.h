@@ -1,0 +1,9 @@
+/** Counters that the measured adapter shares with the bench. */
+#pragma once
+
+#include <atomic>
+
+struct Counters {
+    std::atomic<unsigned long> transfers;
+    std::atomic<unsigned long> allocations;
+};
