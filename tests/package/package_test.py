@@ -1,0 +1,326 @@
+"""The installed tree and the Debian package: which files, and whether they work there."""
+
+import contextlib
+import glob
+import gzip
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = os.environ["ESA_ROOT"]
+LIBDIR = os.environ["ESA_LIBDIR"]
+BUILD = os.environ["ESA_BUILD"]
+SOURCE = os.environ["ESA_SOURCE"]
+VERSION = os.environ["ESA_VERSION"]
+
+sys.path.insert(0, os.path.join(SOURCE, "tests", "support"))
+import stage  # noqa: E402
+
+FILES = """
+/etc/default/esa
+/etc/esa/mpu.conf
+/usr/bin/encsim
+/usr/bin/esactl
+/usr/bin/mpuparams
+/usr/include/esa/basetypes.h
+/usr/include/esa/emp_mesgs.h
+/usr/include/esa/esa_evl.h
+/usr/include/esa/mmsg.h
+/usr/include/esa/mpu_gbl.h
+/usr/include/esa/nonxml.h
+/usr/include/esa/osdep.h
+/usr/include/esa/platform.h
+/usr/include/esa/ses_mesgs.h
+/usr/include/esa/startup.h
+/usr/include/esa/trace.h
+/usr/include/esa/version.h
+/usr/include/esa/wire.h
+/usr/lib/systemd/system/esa-params.service
+/usr/lib/systemd/system/esa.service
+/usr/lib/systemd/system/msm.service
+/usr/lib/sysusers.d/esa.conf
+/usr/lib/tmpfiles.d/esa.conf
+/usr/lib/udev/rules.d/60-esa.rules
+/usr/sbin/esa
+/usr/sbin/esa-foreground
+/usr/sbin/msm
+/usr/share/bash-completion/completions/esactl
+/usr/share/doc/esa/README.md
+/usr/share/doc/esa/changelog.gz
+/usr/share/doc/esa/copyright
+/usr/share/doc/esa/docs/architecture.md
+/usr/share/doc/esa/docs/esactl.md
+/usr/share/doc/esa/docs/operations.md
+/usr/share/doc/esa/docs/serial-i2c-bridge.md
+/usr/share/doc/esa/docs/simulator.md
+/usr/share/doc/esa/docs/wire-formats.md
+/usr/share/doc/esa/examples/README.md
+/usr/share/doc/esa/examples/none.conf
+/usr/share/doc/esa/examples/quadra.conf
+/usr/share/doc/esa/examples/xyratex.conf
+/usr/share/fish/vendor_completions.d/esactl.fish
+/usr/share/man/man1/encsim.1.gz
+/usr/share/man/man1/esactl.1.gz
+/usr/share/man/man8/esa-foreground.8.gz
+/usr/share/man/man8/esa.8.gz
+/usr/share/man/man8/mpuparams.8.gz
+/usr/share/man/man8/msm.8.gz
+/usr/share/zsh/vendor-completions/_esactl
+""".split() + [LIBDIR + name for name in ("/libMPU.a", "/libesaplatform.so", "/libesaplatform.so.1",
+                                          "/libesaplatform.so.1.0.0")]
+# A page of the documentation may come or go without a change here.
+OPTIONAL = re.compile(r"/usr/share/doc/esa/(docs|examples)/")
+
+UNITS = ("esa.service", "esa-params.service", "msm.service")
+
+
+def files_below(root):
+    found = set()
+    for folder, _, names in os.walk(root):
+        found.update("/" + os.path.relpath(os.path.join(folder, name), root) for name in names)
+    return found
+
+
+def installed(path):
+    return os.path.join(ROOT, path.lstrip("/"))
+
+
+def read(path):
+    with open(installed(path), encoding="utf-8") as file:
+        return file.read()
+
+
+def output(*command, **options):
+    return subprocess.run(command, text=True, capture_output=True, check=True, **options).stdout
+
+
+def programs(**environment):
+    # The tree stands where no loader looks for a library.
+    environment.setdefault("LD_LIBRARY_PATH", installed(LIBDIR))
+    return stage.Programs([installed("/usr/bin"), installed("/usr/sbin")], environment=environment)
+
+
+class PackageTest(unittest.TestCase):
+    maxDiff = None
+
+    # ------------------------------------------------------------------------------------------ the tree
+
+    def test_installs_exactly_the_listed_files(self):
+        required = {name for name in FILES if not OPTIONAL.match(name)}
+        found = files_below(ROOT)
+        self.assertEqual(sorted(required), sorted(name for name in found if not OPTIONAL.match(name)))
+        self.assertLessEqual(set(FILES), found)
+
+    def test_man_pages_are_compressed_and_name_their_program(self):
+        for program in ("esa.8", "esa-foreground.8", "msm.8", "mpuparams.8", "esactl.1", "encsim.1"):
+            name, section = program.split(".")
+            with gzip.open(installed(f"/usr/share/man/man{section}/{program}.gz"), "rt", encoding="utf-8") as page:
+                text = page.read()
+            self.assertIn(f".TH {name.upper()} {section} \"\" \"esa {VERSION}\"", text)
+
+    def test_units_name_the_installed_paths(self):
+        for unit in UNITS:
+            text = read("/usr/lib/systemd/system/" + unit)
+            self.assertNotIn("@", text.replace("@system-service", "").replace("@privileged", "").replace(
+                "@resources", ""))
+            for path in re.findall(r"(?:ExecStart|ExecStop|EnvironmentFile|exec|--config)[= ](/\S+)", text):
+                if not path.startswith("/bin/"):
+                    self.assertTrue(os.path.exists(installed(path)), f"{unit} names {path}")
+
+    # -------------------------------------------------------------------------------------- the programs
+
+    def test_programs_print_help_and_version(self):
+        for name in ("mpuparams", "esactl", "encsim", "msm"):
+            help_text = programs().run(name, "--help")
+            self.assertEqual(0, help_text.returncode, name)
+            self.assertIn("--help", help_text.stdout)
+        version = programs().run("esactl", "--version")
+        self.assertEqual((0, f"esactl {VERSION}\n"), (version.returncode, version.stdout))
+
+    def test_adapter_refuses_wrong_command_lines(self):
+        nothing = programs().run("esa")
+        self.assertEqual(1, nothing.returncode)
+        self.assertEqual("main(): Start the Enclosure Services Adapter.main(): Arguments few than 2.\n", nothing.stdout)
+        low = programs().run("esa", "99")
+        self.assertEqual(2, low.returncode)
+        self.assertEqual("main(): Start the Enclosure Services Adapter.main(): shared memory key less than 100.\n",
+                         low.stdout)
+
+    def test_block_is_created_shown_and_deleted(self):
+        with stage.prepared():
+            self.assertNotEqual(0, programs().run("mpuparams", "show", "--key", "0x64").returncode)
+            created = programs().run("mpuparams", "create", "--key", "0x64", "--config", installed("/etc/esa/mpu.conf"))
+            self.assertEqual((0, ""), (created.returncode, created.stderr))
+            shown = json.loads(programs().run("mpuparams", "show", "--key", "0x64", "--json").stdout)
+            self.assertEqual("/run/esa", shown["params"]["mmsgDirectory"])
+            self.assertEqual("/var/log/esa", shown["params"]["logDirectory"])
+            self.assertEqual(0, programs().run("mpuparams", "delete", "--key", "0x64").returncode)
+            self.assertNotEqual(0, programs().run("mpuparams", "show", "--key", "0x64").returncode)
+
+    def test_adapter_runs_from_the_installed_tree(self):
+        with stage.prepared() as stack, tempfile.TemporaryDirectory() as work:
+            with contextlib.ExitStack() as inner:
+                stage.folder(inner, "/run/esa")
+                stage.Enclosure(inner, programs(), work, self.config(work))
+                status = json.loads(programs().run("esactl", "status", "--json").stdout)
+                self.assertEqual(["fan0", "fan1", "fan2"], [fan["name"] for fan in status["fans"]])
+                self.assertTrue(all(fan["rpm"] >= 2000 for fan in status["fans"]))
+            del stack
+
+    def test_foreground_script_makes_all_and_runs(self):
+        with stage.prepared(), tempfile.TemporaryDirectory() as work, contextlib.ExitStack() as stack:
+            stage.folder(stack, "/run/esa")
+            defaults = os.path.join(work, "defaults")
+            with open(defaults, "w", encoding="utf-8") as file:
+                file.write(read("/etc/default/esa").replace("ESA_CHASSIS=\n", "ESA_CHASSIS=VSC055\n"))
+            here = programs(ESA_DEFAULTS=defaults, ESA_CONFIG=self.config(work))
+            here.start(stack, os.path.join(work, "msm.out"), "msm", "--directory", "/run/esa")
+            here.start(stack, os.path.join(work, "encsim.out"), "encsim", "--chassis", "vsc055")
+            for name in ("msm.out", "encsim.out"):
+                stage.wait_for_text(os.path.join(work, name), "ready")
+            here.start(stack, os.path.join(work, "esa.out"), "esa-foreground")
+            stack.callback(here.run, "mpuparams", "delete", "--key", "0x64")
+            stage.wait_for(lambda: here.run("esactl", "--timeout", "5", "config").returncode == 0, "an answer")
+            self.assertIn("chassisType", here.run("mpuparams", "show", "--key", "0x64").stdout)
+            self.assertTrue(os.path.isdir(os.path.join(work, "log")))
+
+    @staticmethod
+    def config(work):
+        """The packaged settings, with the logs below `work`."""
+        path = os.path.join(work, "mpu.conf")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(read("/etc/esa/mpu.conf").replace("/var/log/esa", os.path.join(work, "log")))
+        return path
+
+    def test_headers_and_library_build_a_program(self):
+        source = """
+            #include <esa/mmsg.h>
+            #include <esa/mpu_gbl.h>
+            #include <esa/platform.h>
+            int main() { return MPU_getMpuParams(1) == nullptr && sizeof(MMCH_t) == 64 && &read_i2c_data != nullptr ? 0 : 1; }
+        """
+        with tempfile.TemporaryDirectory() as work:
+            program = os.path.join(work, "peer")
+            output(os.environ["CXX"], "-std=c++20", "-Wno-address", "-Wno-nonnull-compare", "-x", "c++", "-", "-x", "none",
+                   "-I", installed("/usr/include"), "-L", installed(LIBDIR), "-lMPU", "-lesaplatform", "-pthread",
+                   "-o", program, input=source)
+            subprocess.run([program], check=True, env={"LD_LIBRARY_PATH": installed(LIBDIR)}, stderr=subprocess.DEVNULL)
+
+    # ----------------------------------------------------------------------------------------- the units
+
+    def test_unit_rating_is_at_most_1_5(self):
+        text = output("systemd-analyze", "security", "--offline=true", "--threshold=15", "--no-pager",
+                      installed("/usr/lib/systemd/system/esa.service"))
+        rating = re.search(r"Overall exposure level for esa.service: ([0-9.]+)", text)
+        self.assertIsNotNone(rating, text)
+        self.assertLessEqual(float(rating.group(1)), 1.5)
+
+    def test_units_are_well_formed(self):
+        paths = [installed("/usr/lib/systemd/system/" + unit) for unit in UNITS]
+        result = subprocess.run(["systemd-analyze", "verify", "--man=no", *paths], text=True, capture_output=True,
+                                check=False)
+        # The tree stands elsewhere than the programs are named.
+        elsewhere = re.compile(r"Command /usr/\S+ is not executable|Failed to (create|get) .*(message|bus|cgroup)")
+        lines = [line for line in result.stderr.splitlines() if not elsewhere.search(line)]
+        self.assertEqual([], [line for line in lines if any(unit in line for unit in UNITS)])
+
+    # ------------------------------------------------------------------------------------- the .deb file
+
+    @contextlib.contextmanager
+    def package(self):
+        with tempfile.TemporaryDirectory() as work:
+            output("cpack", "-G", "DEB", "-B", work, "--config", os.path.join(BUILD, "CPackConfig.cmake"), cwd=work)
+            (path,) = glob.glob(os.path.join(work, "*.deb"))
+            yield path
+
+    def test_deb_control_fields(self):
+        with self.package() as deb:
+            architecture = output("dpkg", "--print-architecture").strip()
+            self.assertEqual(f"esa_{VERSION}_{architecture}.deb", os.path.basename(deb))
+            fields = dict(line.split(": ", 1) for line in output("dpkg-deb", "-f", deb).splitlines()
+                          if ": " in line and not line.startswith(" "))
+            self.assertEqual("esa", fields["Package"])
+            self.assertEqual(VERSION, fields["Version"])
+            self.assertEqual(architecture, fields["Architecture"])
+            self.assertEqual("admin", fields["Section"])
+            self.assertRegex(fields["Depends"], r"libc6 \(>= 2\.")
+            self.assertRegex(fields["Depends"], r"libstdc\+\+6 \(>= ")
+            self.assertEqual("Enclosure services adapter of a storage controller", fields["Description"])
+            with tempfile.TemporaryDirectory() as control:
+                output("dpkg-deb", "-e", deb, control)
+                with open(os.path.join(control, "conffiles"), encoding="utf-8") as file:
+                    self.assertEqual(["/etc/default/esa", "/etc/esa/mpu.conf"], file.read().split())
+                with open(os.path.join(control, "triggers"), encoding="utf-8") as file:
+                    self.assertIn("activate-noawait ldconfig", file.read())
+                with open(os.path.join(control, "shlibs"), encoding="utf-8") as file:
+                    self.assertIn(f"libesaplatform 1 esa (>= {VERSION})", file.read())
+                for script in ("postinst", "prerm", "postrm"):
+                    self.assertEqual(0o755, os.stat(os.path.join(control, script)).st_mode & 0o777)
+
+    def test_deb_holds_what_is_installed(self):
+        with self.package() as deb, tempfile.TemporaryDirectory() as root:
+            output("dpkg-deb", "-x", deb, root)
+            self.assertEqual(files_below(ROOT), files_below(root))
+            for name in ("/usr/sbin/esa", "/usr/bin/mpuparams"):
+                dynamic = output("readelf", "-d", os.path.join(root, name.lstrip("/")))
+                self.assertNotRegex(dynamic, "RPATH|RUNPATH", name)
+            owners = {line.split()[1] for line in output("dpkg-deb", "-c", deb).splitlines()}
+            self.assertEqual({"root/root"}, owners)
+            library = os.path.join(root, LIBDIR.lstrip("/"))
+            nothing = subprocess.run([os.path.join(root, "usr/sbin/esa")], env={"LD_LIBRARY_PATH": library}, text=True,
+                                     capture_output=True, check=False)
+            self.assertEqual(1, nothing.returncode)
+
+    def test_deb_scripts_are_clean(self):
+        for script in ("postinst", "prerm", "postrm"):
+            output("sh", "-n", os.path.join(SOURCE, "packaging", "debian", script))
+
+    def test_deb_configures_itself(self):
+        """dpkg installs, removes and purges the package in an empty root; its scripts run, its logs stay."""
+        with stage.prepared(), self.package() as deb, tempfile.TemporaryDirectory() as root:
+            admin = os.path.join(root, "var/lib/dpkg")
+            for folder in ("updates", "info", "triggers"):
+                os.makedirs(os.path.join(admin, folder))
+            for name in ("status", "available"):
+                open(os.path.join(admin, name), "w", encoding="utf-8").close()
+            dpkg = ["dpkg", "--root=" + root, "--log=/dev/null", "--force-depends", "--force-script-chrootless",
+                    "--force-not-root", "--force-bad-path"]
+            environment = {**os.environ, "PATH": self.stand_ins(root) + ":" + os.environ["PATH"]}
+            output(*dpkg, "-i", deb, env=environment)
+            calls = self.calls(root)
+            self.assertIn("systemd-sysusers", calls[0])
+            self.assertIn("systemd-tmpfiles --create", calls[1])
+            settings = os.path.join(root, "etc/esa/mpu.conf")
+            with open(settings, "a", encoding="utf-8") as file:
+                file.write("# by hand\n")
+            output(*dpkg, "-r", "esa", env=environment)
+            self.assertFalse(os.path.exists(os.path.join(root, "usr/sbin/esa")))
+            self.assertTrue(os.path.exists(settings))
+            output(*dpkg, "-P", "esa", env=environment)
+            self.assertFalse(os.path.exists(settings))
+
+    @staticmethod
+    def stand_ins(root):
+        """Programs that note their command line instead of changing the machine's users and units."""
+        folder = os.path.join(root, "stand-ins")
+        os.mkdir(folder)
+        for name in ("systemd-sysusers", "systemd-tmpfiles", "systemctl", "useradd"):
+            path = os.path.join(folder, name)
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(f'#!/bin/sh\necho "{name} $*" >> "{root}/calls"\n')
+            os.chmod(path, 0o755)
+        return folder
+
+    @staticmethod
+    def calls(root):
+        with open(os.path.join(root, "calls"), encoding="utf-8") as file:
+            return file.read().splitlines()
+
+
+if __name__ == "__main__":
+    stage.enter()
+    unittest.main(verbosity=2)
