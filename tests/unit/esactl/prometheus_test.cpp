@@ -1,8 +1,9 @@
 // esactl status --format prometheus: the text whole, the format's own rules, and promtool where it is installed.
+#include <array>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <regex>
+#include <regex.h>
 #include <set>
 #include <sstream>
 
@@ -10,11 +11,26 @@
 
 namespace {
 
+/** The parts of `line` that the groups of a POSIX extended regular expression match; empty when it does not match. */
+std::vector<std::string> matchedParts(const char* expression, const std::string& line) {
+    regex_t compiled;
+    EXPECT_EQ(regcomp(&compiled, expression, REG_EXTENDED), 0) << expression;
+    std::array<regmatch_t, 4> groups;
+    std::vector<std::string> parts;
+    if (regexec(&compiled, line.c_str(), groups.size(), groups.data(), 0) == 0) {
+        for (const regmatch_t& group : groups) {
+            const bool matched = group.rm_so >= 0;
+            parts.push_back(matched ? line.substr(static_cast<std::size_t>(group.rm_so),
+                                                  static_cast<std::size_t>(group.rm_eo - group.rm_so))
+                                    : "");
+        }
+    }
+    regfree(&compiled);
+    return parts;
+}
+
 /** What breaks the text exposition format in `text`; empty when nothing does. */
 std::string formatError(const std::string& text) {
-    static const std::regex HEAD("# (HELP|TYPE) ([a-z_]+) (.+)");
-    static const std::regex SAMPLE(
-        "([a-z_]+)(\\{[a-z_]+=\"([^\"\\\\]|\\\\.)*\"(,[a-z_]+=\"([^\"\\\\]|\\\\.)*\")*\\})? (-?[0-9]+|NaN)");
     if (text.empty() || text.back() != '\n') {
         return "does not end with a line end";
     }
@@ -24,12 +40,16 @@ std::string formatError(const std::string& text) {
     std::string typed;
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
-        std::smatch parts;
-        if (std::regex_match(line, parts, HEAD)) {
-            if (parts[1] == "HELP") {
+        const auto head = matchedParts("^# (HELP|TYPE) ([a-z_]+) (.+)$", line);
+        const auto sample =
+            matchedParts("^([a-z_]+)(\\{[a-z_]+=\"([^\"\\]|\\\\.)*\"(,[a-z_]+=\"([^\"\\]|\\\\.)*\")*\\})? "
+                         "(-?[0-9]+|NaN)$",
+                         line);
+        if (!head.empty()) {
+            if (head[1] == "HELP") {
                 finished.insert(typed);
-                helped = parts[2];
-            } else if (parts[2] != helped || parts[3] != "gauge") {
+                helped = head[2];
+            } else if (head[2] != helped || head[3] != "gauge") {
                 return "TYPE without its HELP, or no gauge: " + line;
             } else {
                 typed = helped;
@@ -37,15 +57,28 @@ std::string formatError(const std::string& text) {
             if (finished.count(helped) != 0) {
                 return "metric in two places: " + line;
             }
-        } else if (!std::regex_match(line, parts, SAMPLE)) {
+        } else if (sample.empty()) {
             return "neither comment nor sample: " + line;
-        } else if (parts[1] != typed) {
+        } else if (sample[1] != typed) {
             return "sample outside its metric: " + line;
         } else if (!samples.insert(line.substr(0, line.rfind(' '))).second) {
             return "sample twice: " + line;
         }
     }
     return "";
+}
+
+TEST(Prometheus, TheCheckerSeesWhatIsWrong) {
+    const std::string head = "# HELP esa_up Text.\n# TYPE esa_up gauge\n";
+    EXPECT_EQ(formatError(head + "esa_up 1\n"), "");
+    EXPECT_EQ(formatError(head + "esa_up{a=\"x\\\"y\",b=\"\"} -1\n"), "");
+    EXPECT_NE(formatError(head + "esa_up 1"), "");
+    EXPECT_NE(formatError(head + "esa_up one\n"), "");
+    EXPECT_NE(formatError(head + "esa_up{a=\"x\"y\"} 1\n"), "");
+    EXPECT_NE(formatError(head + "esa_down 1\n"), "");
+    EXPECT_NE(formatError(head + "esa_up 1\nesa_up 1\n"), "");
+    EXPECT_NE(formatError("esa_up 1\n"), "");
+    EXPECT_NE(formatError(head + "esa_up 1\n# HELP esa_a T.\n# TYPE esa_a gauge\nesa_a 1\n" + head), "");
 }
 
 TEST(Prometheus, TheWholeText) {
