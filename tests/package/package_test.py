@@ -141,6 +141,18 @@ class PackageTest(unittest.TestCase):
         version = programs().run("esactl", "--version")
         self.assertEqual((0, f"esactl {VERSION}\n"), (version.returncode, version.stdout))
 
+    def test_man_pages_name_every_option(self):
+        commands = {"esactl": ("status", "config", "led", "fan", "psu", "alarm", "events", "watch", "raw"),
+                    "mpuparams": ("create", "show", "set", "image", "delete"), "encsim": (), "msm": ()}
+        for program, names in commands.items():
+            (page,) = glob.glob(installed(f"/usr/share/man/man*/{program}.[18].gz"))
+            with gzip.open(page, "rt", encoding="utf-8") as file:
+                text = file.read().replace("\\-", "-")
+            for arguments in [[], *([name] for name in names)]:
+                options = set(re.findall(r"(?<![\w-])--[a-z-]+", programs().run(program, *arguments, "--help").stdout))
+                self.assertIn("--help", options)
+                self.assertEqual(set(), {option for option in options if option not in text}, program)
+
     def test_adapter_refuses_wrong_command_lines(self):
         nothing = programs().run("esa")
         self.assertEqual(1, nothing.returncode)

@@ -80,6 +80,23 @@ def folder(stack, path):
     stack.callback(shutil.rmtree, made, ignore_errors=True)
 
 
+def clean_later(stack, path):
+    """Takes a folder away when the stack is left, whoever makes it."""
+    if os.path.exists(path):
+        raise RuntimeError(f"{path} is in use")
+    stack.callback(shutil.rmtree, path, ignore_errors=True)
+
+
+def emptied(stack, path):
+    """Makes a folder of the machine look empty; without namespaces, what is put into it is taken away later."""
+    if is_own():
+        _mount("-t", "tmpfs", "-o", "mode=755", "tmpfs", path)
+        return
+    before = set(os.listdir(path))
+    stack.callback(lambda: [shutil.rmtree(os.path.join(path, name), ignore_errors=True)
+                            for name in set(os.listdir(path)) - before])
+
+
 def wait_for(condition, what, seconds=ANSWER_SECONDS):
     end = time.monotonic() + seconds
     while time.monotonic() < end:

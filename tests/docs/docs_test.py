@@ -1,0 +1,437 @@
+"""Every command that the documentation shows is run, or says here why it cannot be."""
+
+import contextlib
+import glob
+import json
+import os
+import pty
+import re
+import select
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+SOURCE = os.environ["ESA_SOURCE"]
+PROGRAMS = os.environ["ESA_PROGRAMS"]
+LIBRARY = os.environ["ESA_LIBRARY"]
+
+sys.path.insert(0, os.path.join(SOURCE, "tests", "support"))
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import stage  # noqa: E402
+import transcript  # noqa: E402
+
+CHASSIS = ("vsc055", "quadra", "xyratex", "chenbro", "w83782d")
+
+# Why a line is not run here.
+PICTURE = "no command"
+MACHINE = "shown: needs a real machine"
+ITSELF = "shown: runs the tests"
+PACKAGE = "run by tests/package"
+# How a line is run.
+SESSION, RUN, LIVE, INTERRUPTED, STATUS_SCRIPT, BRIDGE = "session", "run", "live", "interrupted", "script", "bridge"
+
+# Lines of code by page. A key that ends with "..." stands for a whole block that begins so.
+LINES = {
+    "README.md": {
+        "Startup      event manager...": PICTURE,
+        "./run": RUN,
+        "./run --sim heat 900": RUN,
+        "./run --sim heat 190": RUN,
+        "./test": ITSELF,
+        "$ export PATH=...": SESSION,
+    },
+    "docs/operations.md": {
+        "cmake --preset release && cmake --build build/release": PACKAGE,
+        "(cd build/release && cpack -G DEB)": PACKAGE,
+        "cmake --install build/release": PACKAGE,
+        "systemctl enable --now msm esa-params esa": MACHINE,
+        "mpuparams set --key 0x64 flags+=CmapTracingEnabled": LIVE,
+        "systemctl restart esa": MACHINE,
+    },
+    "docs/esactl.md": {
+        "esactl [--directory DIR] [--timeout SECONDS] [--json] COMMAND ...": PICTURE,
+        "esactl status >/dev/null...": STATUS_SCRIPT,
+        "esactl status --format prometheus --output /var/lib/prometheus/node-exporter/esa.prom": LIVE,
+    },
+    "docs/simulator.md": {
+        "encsim --chassis vsc055|quadra|xyratex|chenbro|w83782d...": PICTURE,
+        "17 read 0x41 0x04 1 [80] ack...": PICTURE,
+    },
+    "docs/serial-i2c-bridge.md": {
+        "stty -F /dev/ttyS1 115200 raw -echo -crtscts min 1 time 0...": BRIDGE,
+    },
+    "docs/wire-formats.md": {
+        "0000  ...": PICTURE,
+    },
+    "examples/README.md": {
+        "mpuparams create --key 0x1234 --config examples/quadra.conf": LIVE,
+        "mpuparams set --key 0x1234 chassisType=Chenbro3U16ATX     # 4; or Vsc055 (5), W83782d (6)": LIVE,
+        "mpuparams set --key 0x1234 flags+=RcpComplete             # the adapter waits for this flag": LIVE,
+    },
+}
+# The examples in the table of esactl's commands. These go on until somebody ends them.
+ENDLESS = ("esactl events --follow --json", "esactl watch")
+
+
+# What a person has seen by the time of the next command.
+STARTED = {"msm": lambda: os.path.exists("/run/esa/peer"),
+           "esa": lambda: stage.contains("/run/esa/msm.log", "startup/notify-init-complete")}
+
+
+def pages():
+    found = glob.glob(os.path.join(SOURCE, "docs", "*.md"))
+    return sorted(os.path.relpath(path, SOURCE) for path in [*found, os.path.join(SOURCE, "README.md"),
+                                                             os.path.join(SOURCE, "examples", "README.md")])
+
+
+def text_of(page):
+    with open(os.path.join(SOURCE, page), encoding="utf-8") as file:
+        return file.read()
+
+
+def code_blocks(text):
+    """The fenced and the indented blocks, each as its lines without the common indentation."""
+    blocks, block, fenced, blank_before = [], [], False, True
+    for line in [*text.splitlines(), ""]:
+        if line.lstrip().startswith("```"):
+            fenced = not fenced
+            if not fenced:
+                blocks.append(block)
+                block = []
+            elif block:
+                blocks.append(block)
+                block = []
+            continue
+        indented = line.startswith("    ") and (block or blank_before)
+        if fenced or indented or (block and not line and not fenced):
+            block.append(line)
+        elif block:
+            blocks.append(block)
+            block = []
+        blank_before = not line
+    cleaned = []
+    for lines in blocks + [block]:
+        while lines and not lines[-1]:
+            lines.pop()
+        if lines:
+            indent = min(len(line) - len(line.lstrip()) for line in lines if line)
+            cleaned.append([line[indent:] for line in lines])
+    return cleaned
+
+
+def classified():
+    """(page, lines, kind) of every block or line of code; kind None when nothing here knows it."""
+    for page in pages():
+        known = LINES.get(page, {})
+        for block in code_blocks(text_of(page)):
+            whole = next((key for key in known if key.endswith("...") and block[0].lstrip().startswith(key[:-3])), None)
+            if whole:
+                yield page, whole, block, known[whole]
+                continue
+            for line in filter(None, block):
+                generic = ITSELF if re.match(r"\./test\b", line) else None
+                yield page, line, [line], known.get(line, generic)
+
+
+def of_kind(kind):
+    return [(page, lines) for page, _, lines, has in classified() if has == kind]
+
+
+def leftovers():
+    """What a ./run could leave behind: processes, shared memory, folders, the device link."""
+    found = set(glob.glob("/tmp/esa-run-*"))
+    with open("/proc/sysvipc/shm", encoding="ascii") as segments:
+        found.update("segment " + line.split()[1] for line in segments.readlines()[1:])
+    for path in glob.glob("/proc/[0-9]*/cmdline"):
+        with contextlib.suppress(OSError), open(path, "rb") as file:
+            command = file.read().replace(b"\0", b" ").decode(errors="replace")
+            if re.search(r"\b(esa|msm|encsim) .*(esa-run|0?x?\d{9,})", command):
+                found.add("process " + command)
+    if os.path.islink("/dev/enc-0"):
+        found.add("/dev/enc-0 to " + os.readlink("/dev/enc-0"))
+    return found
+
+
+class Tree:
+    """`run` and the programs in a folder that every user may read."""
+
+    def __init__(self, stack):
+        self.folder = tempfile.mkdtemp(prefix="esa-tree.")
+        stack.callback(shutil.rmtree, self.folder)
+        os.chmod(self.folder, 0o755)
+        self.bin = os.path.join(self.folder, "bin")
+        os.mkdir(self.bin, 0o755)
+        for name in ("esa", "msm", "encsim", "esactl", "mpuparams"):
+            shutil.copy(os.path.join(PROGRAMS, name), self.bin)
+        self.witness()
+        shutil.copy(LIBRARY, os.path.join(self.bin, "libesaplatform.so.1"))
+        shutil.copy(os.path.join(SOURCE, "run"), self.folder)
+        self.environment = {**os.environ, "ESA_BIN_DIR": self.bin, "LD_LIBRARY_PATH": self.bin, "TERM": "xterm",
+                            "TMPDIR": "/tmp"}
+
+    def command(self, *arguments, user=None):
+        run = [os.path.join(self.folder, "run"), *arguments]
+        return ["runuser", "-u", user, "--", *run] if user else run
+
+    def start(self, *arguments, user=None, **options):
+        return subprocess.Popen(self.command(*arguments, user=user), env=self.environment, cwd=self.folder, text=True,
+                                **options)
+
+    def simulator(self, *command, user=None):
+        return subprocess.run(self.command("--sim", *command, user=user), env=self.environment, cwd=self.folder, text=True,
+                              capture_output=True, check=False)
+
+    def witness(self):
+        """Lets the simulator say what its world looks like whenever the status is asked for."""
+        real = os.path.join(self.bin, "real-esactl")
+        self.world = os.path.join(self.folder, "world.json")
+        os.rename(os.path.join(self.bin, "esactl"), real)
+        with open(os.path.join(self.bin, "esactl"), "w", encoding="utf-8") as script:
+            script.write(f"""#!/bin/sh
+if [ "$3" = status ]; then "{self.bin}/encsim" --control "$2/control" --send "show --json" >"{self.world}"; fi
+exec "{real}" "$@"
+""")
+        os.chmod(script.name, 0o755)
+
+    def once(self, chassis, user=None):
+        """What `./run --once` prints, and what the simulator says of the same moment."""
+        with open(self.world, "w", encoding="utf-8"):
+            os.chmod(self.world, 0o666)
+        process = self.start("--once", "--chassis", chassis, user=user, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        out, errors = process.communicate(timeout=2 * stage.ANSWER_SECONDS)
+        with open(self.world, encoding="utf-8") as file:
+            world = file.readline()
+        return process.returncode, out, errors, json.loads(world) if world else None
+
+
+class DocsTest(unittest.TestCase):
+    maxDiff = None
+
+    def test_every_line_of_code_is_known(self):
+        self.assertEqual([], [(page, lines) for page, _, lines, kind in classified() if kind is None])
+
+    def test_every_known_line_is_still_shown(self):
+        shown = {(page, key) for page, key, _, _ in classified()}
+        self.assertEqual(set(), {(page, key) for page, keys in LINES.items() for key in keys} - shown)
+
+    def test_links_between_pages_lead_somewhere(self):
+        for page in pages():
+            for target in re.findall(r"\]\(([^)#:]+)\)", text_of(page)):
+                path = os.path.join(SOURCE, os.path.dirname(page), target)
+                self.assertTrue(os.path.exists(path), f"{page} links to {target}")
+
+    # ------------------------------------------------------------------------------------------ sessions
+
+    def test_sessions_print_what_is_shown(self):
+        ((_, lines),) = of_kind(SESSION)
+        with stage.prepared(), contextlib.ExitStack() as stack:
+            stage.emptied(stack, "/var/log")
+            stage.clean_later(stack, "/run/esa")
+            shell = transcript.Shell(stack, {**os.environ, "LC_ALL": "C"}, SOURCE)
+            for command, shown in transcript.parse(lines):
+                here = command.replace("$PWD/build/run/bin", PROGRAMS)
+                printed = shell.run(here, shown)
+                if command.split()[0] in STARTED:
+                    stage.wait_for(STARTED[command.split()[0]], f"what '{command}' starts")
+                self.assertEqual(transcript.normal(shown), transcript.normal(printed), command)
+            self.assertEqual(set(), {found for found in leftovers() if "enc-0" in found})
+
+    def test_commands_for_a_running_adapter(self):
+        with stage.prepared(), contextlib.ExitStack() as stack, tempfile.TemporaryDirectory() as work:
+            stage.emptied(stack, "/var/lib")
+            os.makedirs("/var/lib/prometheus/node-exporter")
+            programs = self.enclosure(stack, work)
+            for page, (line,) in of_kind(LIVE):
+                result = subprocess.run(["bash", "-c", line], env=programs.environment, cwd=SOURCE, text=True,
+                                        capture_output=True, check=False)
+                self.assertEqual(0, result.returncode, f"{page}: {line}: {result.stderr}")
+            with open("/var/lib/prometheus/node-exporter/esa.prom", encoding="utf-8") as file:
+                self.assertIn("\nesa_up 1\n", "\n" + file.read())
+            programs.run("mpuparams", "delete", "--key", "0x1234")
+
+    def test_examples_of_esactl(self):
+        examples = re.findall(r"^\|.*\| `(esactl [^`]*)` \|$", text_of("docs/esactl.md"), re.MULTILINE)
+        self.assertEqual(9, len(examples))
+        with stage.prepared(), contextlib.ExitStack() as stack, tempfile.TemporaryDirectory() as work:
+            programs = self.enclosure(stack, work)
+            for line in examples:
+                with self.subTest(line):
+                    if line in ENDLESS:
+                        self.ends_when_interrupted(programs, line)
+                    else:
+                        result = programs.run(*line.split())
+                        self.assertEqual((0, ""), (result.returncode, result.stderr))
+
+    def ends_when_interrupted(self, programs, line):
+        process = subprocess.Popen(programs.command(*line.split()), env=programs.environment, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        time.sleep(1)
+        self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=stage.ANSWER_SECONDS)
+        self.assertIn(process.returncode, (0, 130))
+
+    def test_script_on_the_exit_status(self):
+        ((_, lines),) = of_kind(STATUS_SCRIPT)
+        with stage.prepared(), contextlib.ExitStack() as stack, tempfile.TemporaryDirectory() as work:
+            programs = self.enclosure(stack, work, "--frozen")
+
+            def say():
+                return subprocess.run(["bash", "-c", "\n".join(lines)], env=programs.environment, text=True,
+                                      capture_output=True, check=False).stdout
+
+            self.assertEqual("", say())
+            self.simulated(programs, work, "fan 0 stall")
+            self.assertEqual("asked, and something is wrong\n", say())
+            stack.close()
+            self.assertEqual("could not ask\n", say())
+
+    def test_trying_a_bridge_by_hand(self):
+        ((_, lines),) = of_kind(BRIDGE)
+        with stage.prepared(), contextlib.ExitStack() as stack, tempfile.TemporaryDirectory() as work:
+            if os.path.lexists("/dev/ttyS1"):
+                self.skipTest("/dev/ttyS1 is in use and this machine has no namespaces")
+            programs = stage.Programs([PROGRAMS])
+            log = os.path.join(work, "encsim.out")
+            programs.start(stack, log, "encsim", "--chassis", "vsc055", "--frozen", "--link", "/dev/ttyS1")
+            stage.wait_for_text(log, "ready")
+            printed = subprocess.run(["bash", "-c", "\n".join(lines)], text=True, capture_output=True, check=False)
+            self.assertRegex(printed.stdout, r"^ 41 [0-9a-f]{2}\n$", printed.stderr)
+
+    @staticmethod
+    def enclosure(stack, work, *simulator):
+        programs = stage.Programs([PROGRAMS])
+        stage.folder(stack, "/run/esa")
+        config = os.path.join(work, "mpu.conf")
+        with open(config, "w", encoding="utf-8") as file:
+            file.write(f"Version = 15\nChassisType = Quadra\nMmsgDirectory = /run/esa\nLogDirectory = {work}\n")
+        stage.Enclosure(stack, programs, work, config, simulator=simulator)
+        return programs
+
+    @staticmethod
+    def simulated(programs, work, command):
+        return programs.run("encsim", "--control", os.path.join(work, "encsim.control"), "--send", command)
+
+    # ---------------------------------------------------------------------------------------------- ./run
+
+    def test_run_live_until_interrupted(self):
+        commands = [lines[0] for page, lines in of_kind(RUN)]
+        self.assertEqual(["./run", "./run --sim heat 900", "./run --sim heat 190"], commands)
+        with stage.prepared(), contextlib.ExitStack() as stack:
+            tree = Tree(stack)
+            before = leftovers()
+            master, slave = pty.openpty()
+            stack.callback(os.close, master)
+            process = self.start_on_terminal(tree, slave)
+            os.close(slave)
+            self.read_until(master, b"fan0")
+            for command in commands[1:]:
+                result = tree.simulator(*command.split()[2:])
+                self.assertEqual((0, ""), (result.returncode, result.stderr), command)
+            world = json.loads(tree.simulator("show", "--json").stdout.splitlines()[0])
+            self.assertEqual(190, world["heatWatts"])
+            os.write(master, b"\x03")
+            self.drain(master, process)
+            self.assertIn(process.returncode, (0, 130))
+            self.assertEqual(before, leftovers())
+
+    @staticmethod
+    def start_on_terminal(tree, slave):
+        def own_terminal():
+            os.setsid()
+            import fcntl
+            import termios
+            fcntl.ioctl(slave, termios.TIOCSCTTY, 0)
+
+        return tree.start(stdin=slave, stdout=slave, stderr=slave, preexec_fn=own_terminal, pass_fds=(slave,))
+
+    @staticmethod
+    def read_until(master, text):
+        seen = b""
+        end = time.monotonic() + stage.ANSWER_SECONDS
+        while text not in seen:
+            if not select.select([master], [], [], max(0.0, end - time.monotonic()))[0]:
+                raise TimeoutError(f"{text!r} not in {seen[-2000:]!r}")
+            seen += os.read(master, 4096)
+
+    @staticmethod
+    def drain(master, process):
+        """Reads on until the process has ended: a full terminal would stop it."""
+        end = time.monotonic() + stage.ANSWER_SECONDS
+        while process.poll() is None and time.monotonic() < end:
+            with contextlib.suppress(OSError):
+                if select.select([master], [], [], 0.1)[0]:
+                    os.read(master, 4096)
+        process.wait(1)
+
+    def test_run_once_agrees_with_the_simulator(self):
+        with stage.prepared(), contextlib.ExitStack() as stack:
+            tree = Tree(stack)
+            for chassis in CHASSIS:
+                with self.subTest(chassis):
+                    before = leftovers()
+                    self.agrees(*tree.once(chassis))
+                    self.assertEqual(before, leftovers())
+
+    def test_run_once_as_an_ordinary_user(self):
+        user = "nobody" if os.geteuid() == 0 else None
+        if user and subprocess.run(["runuser", "-u", user, "--", "unshare", "--user", "--map-root-user", "--mount", "true"],
+                                   check=False, stderr=subprocess.DEVNULL).returncode != 0:
+            self.skipTest("this kernel gives an ordinary user no namespace")
+        with stage.prepared(), contextlib.ExitStack() as stack:
+            tree = Tree(stack)
+            before = leftovers()
+            self.agrees(*tree.once("vsc055", user))
+            self.assertEqual(before, leftovers())
+
+    def test_run_once_leaves_a_device_that_is_there_alone(self):
+        with stage.prepared(), contextlib.ExitStack() as stack:
+            if not stage.is_own():
+                self.skipTest("no namespace for another /dev")
+            tree = Tree(stack)
+            os.symlink("/dev/null", "/dev/enc-0")
+            self.agrees(*tree.once("quadra"))
+            self.assertEqual("/dev/null", os.readlink("/dev/enc-0"))
+
+    def agrees(self, status, out, errors, world):
+        self.assertEqual((0, ""), (status, errors))
+        self.assertIsNotNone(world, "the simulator was never asked")
+        table, document = out.split("\n{\n", 1)
+        document = json.loads("{" + document)
+        self.assertEqual([drive["present"] for drive in world["drives"]],
+                         [drive["present"] for drive in document["drives"]])
+        self.assertEqual([drive["led"] or False for drive in world["drives"]],
+                         [drive["fault_led"] for drive in document["drives"]])
+        self.assertEqual([supply["state"] == "ok" for supply in world["supplies"]],
+                         [supply["state"] == "ok" for supply in document["power_supplies"]])
+        self.assertEqual(len(world["fans"]), len(document["fans"]))
+        for there, here in zip(world["fans"], document["fans"]):
+            # A tachometer counts in steps, the page in tens of RPM.
+            self.assertAlmostEqual(there["rpm"], here["rpm"], delta=there["rpm"] * 0.04)
+            self.assertRegex(table, rf"{here['name']} +ok +{here['rpm']} RPM")
+        for sensor in document["temperatures"]:
+            if sensor["index"] >= len(world["sensors"]):
+                self.assertIsNone(sensor["celsius"])
+                continue
+            self.assertAlmostEqual(world["sensors"][sensor["index"]]["celsius"], sensor["celsius"], delta=1)
+            self.assertRegex(table, rf"{sensor['name']} +ok +{sensor['celsius']} C")
+        self.assertGreaterEqual(len(document["temperatures"]), len(world["sensors"]))
+
+    def test_run_refuses_what_it_does_not_know(self):
+        with contextlib.ExitStack() as stack:
+            tree = Tree(stack)
+            for arguments, text in ((["--chassis", "other"], "no chassis 'other': one of vsc055, quadra, xyratex, chenbro, "
+                                     "w83782d"), (["--twice"], "unknown argument '--twice'"),
+                                    (["--chassis"], "--chassis needs a name"), (["--sim"], "--sim needs a command")):
+                result = subprocess.run(tree.command(*arguments), text=True, capture_output=True, check=False)
+                self.assertEqual((2, "", f"./run: {text}; try ./run --help\n"),
+                                 (result.returncode, result.stdout, result.stderr))
+
+
+if __name__ == "__main__":
+    stage.enter()
+    unittest.main(verbosity=2)
