@@ -1,0 +1,97 @@
+/** The self-test message. */
+#include <gmock/gmock.h>
+
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+
+#include "esa_fixture.h"
+#include "messaging/esadispatch.h"
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class TestMessage : public EsaTest {
+protected:
+    /** The one message sent, from offset 8 on: what comes before is the buffer's own address. */
+    std::string sentFromType() {
+        const std::vector<Bytes> messages = takeMessages();
+        EXPECT_EQ(messages.size(), 1U);
+        return messages.empty() ? "" : hex(messages[0].data() + 8, messages[0].size() - 8);
+    }
+
+    void smallEnclosure() {
+        esaControl.deviceMaxNumber = 13;
+        esaControl.powerSupplyMaxNumber = 1;
+        esaControl.coolingMaxNumber = 2;
+        esaControl.temperatureSensorMaxNumber = 4;
+        esaControl.audibleAlarmMaxNumber = 1;
+    }
+};
+
+/** Header from the type on: 72 bytes (0048) or 164 (00A4), protocol 18, requestor and addressee 33. */
+const std::string ENDPOINTS = "21 00 21 00 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 00 "
+                              "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00";
+
+TEST_F(TestMessage, ReceiveDiagnosticAsksTheAdapterItselfForThePage) {
+    smallEnclosure();
+    EXPECT_EQ(esaTestMsg(28, 2), 72);
+    // 4 x (13 + 1 + 2) + 21 = 85 bytes allowed
+    EXPECT_EQ(sentFromType(), "0E 01 00 48 12 00 00 1C " + ENDPOINTS + " 1C 80 02 00 00 55 00 00");
+}
+
+TEST_F(TestMessage, SendDiagnosticCarriesAControlPageWithoutATemperatureList) {
+    smallEnclosure();
+    std::memset(esaControl.esaWorkSpace, 0, sizeof(esaControl.esaWorkSpace));
+    EXPECT_EQ(esaTestMsg(29, 2), 164);
+    std::string devices;
+    for (int slot = 0; slot < 13; ++slot) {
+        devices += slot == 0 || slot == 3 || slot == 7 || slot == 12 ? " 00 00 00 04" : " 00 00 00 00";
+    }
+    // 4 x (13 + 1 + 2 + 1) = 68 bytes of records: list length 92, message length 164
+    EXPECT_EQ(sentFromType(), "0E 01 00 A4 12 00 00 1D " + ENDPOINTS + " 1D 08 00 00 00 5C 00 00" +
+                                  " 02 00 00 00 00 00 00 00" +             // page header: its code only
+                                  " 00 00 00 00" + devices +               //
+                                  " 00 00 00 00 00 00 00 04" +             // supply on
+                                  " 00 00 00 00 00 00 00 04 00 00 00 04" + // fans on
+                                  " 00 00 00 00 00 00 00 02");             // alarm muted
+}
+
+TEST_F(TestMessage, SendDiagnosticOfAnotherPageBuildsAndSendsNothing) {
+    EXPECT_EQ(esaTestMsg(29, 4), 0);
+    EXPECT_THAT(takeMessages(), IsEmpty());
+    EXPECT_THAT(takeTrace(), AllOf(Contains("This test SES Command Message is from Local Blade."),
+                                   Contains("Un-supported SES Page [4]."),
+                                   Contains("Send out a Test SES Command MMSG from the ESA to ESA.")));
+    EXPECT_THAT(fakeEventLog, IsEmpty());
+}
+
+TEST_F(TestMessage, AnyOtherCommandBuildsAndSendsNothing) {
+    EXPECT_EQ(esaTestMsg(30, 2), 0);
+    EXPECT_THAT(takeMessages(), IsEmpty());
+    EXPECT_THAT(takeTrace(), Contains("Un-supported SES Command [30]."));
+}
+
+TEST_F(TestMessage, LengthsAreTraced) {
+    smallEnclosure();
+    (void)esaTestMsg(29, 2);
+    EXPECT_THAT(takeTrace(), Contains("mmsg_length = [164], sizeof(MMCH_t) = [64]"));
+}
+
+TEST_F(TestMessage, FailedSendIsReportedUnderItsOwnName) {
+    std::signal(SIGPIPE, SIG_IGN);
+    close(switchFd);
+    EXPECT_EQ(esaTestMsg(28, 2), -1);
+    ASSERT_EQ(fakeEventLog.size(), 4U);
+    const Bytes& record = fakeEventLog[0].bytes;
+    EXPECT_STREQ(reinterpret_cast<const char*>(record.data()) + 152 + 64, "esaTestMsg()");
+    EXPECT_STREQ(reinterpret_cast<const char*>(record.data()) + 152 + 132,
+                 "Linux send function fails, sendSize = [72] is wrong");
+}
+
+} // namespace
