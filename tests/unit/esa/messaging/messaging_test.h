@@ -1,0 +1,103 @@
+/** What the tests of dispatch, pages and control pages share: requests in one line each, replies as hex. */
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "esa_fixture.h"
+#include "messaging/esadispatch.h"
+#include "messaging/esaprint.h"
+
+using Lines = std::vector<std::string>;
+
+inline Lines join(std::initializer_list<Lines> parts) {
+    Lines all;
+    for (const Lines& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+/** `count` times the same text. */
+inline std::string repeat(const std::string& text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+class MessagingTest : public EsaTest {
+protected:
+    /** The request in esaInMsg, with a payload from offset 64 on. */
+    MMSG_t& build(U32_t type, int requestor, int size, const std::string& payload = "", int protocol = 18) {
+        MMSG_t& mmsg = request(protocol, type, requestor, size);
+        const Bytes bytes = unhex(payload);
+        std::memcpy(esaControl.esaInMsg + 64, bytes.data(), bytes.size());
+        return mmsg;
+    }
+
+    void dispatch() { esaProcMmsgMsg(wireAt<MMSG_t>(static_cast<const void*>(esaControl.esaInMsg))); }
+
+    /** What the printer writes about the message in a buffer. Earlier lines are forgotten. */
+    Lines printed(const U8_t* buffer) {
+        (void)takeTrace();
+        esaMmsgPrint(wireAt<MMSG_t>(static_cast<const void*>(buffer)));
+        return takeTrace();
+    }
+
+    /** Asks for a page and returns the reply's payload from the status byte on; events before it are put aside. */
+    std::string page(int pageCode, int allocation = 0xFFFF) {
+        char payload[32];
+        std::snprintf(payload, sizeof(payload), "1C 80 %02X 00 %02X %02X 00 00", static_cast<unsigned>(pageCode),
+                      static_cast<unsigned>(allocation >> 8), static_cast<unsigned>(allocation & 0xFF));
+        (void)build(28, 25, 72, payload);
+        dispatch();
+        reports = takeMessages();
+        if (reports.empty() || reports.back()[12] != 18) {
+            return "no reply";
+        }
+        const Bytes reply = reports.back();
+        reports.pop_back();
+        return hex(reply.data() + 64, reply.size() - 64);
+    }
+
+    /** The messages that came before the last reply, told in a word each, such as "event 6/2". */
+    Lines reportNames() {
+        Lines names;
+        for (const Bytes& message : reports) {
+            const U8_t protocol = message[12];
+            const int type = message[15];
+            if (protocol == 8) {
+                names.push_back("event " + std::to_string(message[215]) + "/" + std::to_string(message[211]) +
+                                " chassis " + std::to_string(message[216]));
+            } else if (protocol == 12 && type == 14) {
+                names.push_back(message[51] == 2 ? "led-on" : "led-off");
+            } else {
+                names.push_back(protocol == 12 && type == 16 ? "email" : "other");
+            }
+        }
+        return names;
+    }
+
+    /** A word of an event's record. */
+    static U32_t eventWord(const Bytes& message, std::size_t index) {
+        const std::size_t at = 216 + 4 * index;
+        return U32_t{message[at]} << 24 | U32_t{message[at + 1]} << 16 | U32_t{message[at + 2]} << 8 | message[at + 3];
+    }
+
+    /** Forgets everything that was seen so far. */
+    void discard() {
+        (void)takeMessages();
+        (void)takeTrace();
+        (void)fakeBus.takeTransfers();
+        fakeBus.heal();
+        fakeBus.queues.clear();
+    }
+
+    std::vector<Bytes> reports;
+};
