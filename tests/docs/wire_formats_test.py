@@ -128,8 +128,8 @@ def update():
 
 
 if __name__ == "__main__":
-    stage.enter()
     if sys.argv[1:] == ["--update"]:
+        stage.enter()
         update()
     else:
-        unittest.main(verbosity=2)
+        stage.main()

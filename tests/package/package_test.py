@@ -292,7 +292,7 @@ class PackageTest(unittest.TestCase):
             output("sh", "-n", os.path.join(SOURCE, "packaging", "debian", script))
 
     def test_deb_configures_itself(self):
-        """dpkg installs, removes and purges the package in an empty root; its scripts run, its logs stay."""
+        """dpkg installs, removes and purges it in an empty root; the scripts run, edited settings stay until purged."""
         with stage.prepared(), self.package() as deb, tempfile.TemporaryDirectory() as root:
             admin = os.path.join(root, "var/lib/dpkg")
             for folder in ("updates", "info", "triggers"):
@@ -309,11 +309,15 @@ class PackageTest(unittest.TestCase):
             settings = os.path.join(root, "etc/esa/mpu.conf")
             with open(settings, "a", encoding="utf-8") as file:
                 file.write("# by hand\n")
+            log = os.path.join(root, "var/log/esa/esa_01.log")
+            os.makedirs(os.path.dirname(log))
+            open(log, "w", encoding="utf-8").close()
             output(*dpkg, "-r", "esa", env=environment)
             self.assertFalse(os.path.exists(os.path.join(root, "usr/sbin/esa")))
             self.assertTrue(os.path.exists(settings))
             output(*dpkg, "-P", "esa", env=environment)
             self.assertFalse(os.path.exists(settings))
+            self.assertTrue(os.path.exists(log))
 
     @staticmethod
     def stand_ins(root):
@@ -334,5 +338,4 @@ class PackageTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    stage.enter()
-    unittest.main(verbosity=2)
+    stage.main()
