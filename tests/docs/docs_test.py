@@ -33,7 +33,7 @@ LINES = {
     "README.md": {
         "Startup      event manager...": PICTURE,
         "./run": RUN,
-        "./run --sim heat 900": RUN,
+        "./run --sim heat 1600": RUN,
         "./run --sim heat 190": RUN,
         "./test": ITSELF,
         "$ export PATH=...": SESSION,
