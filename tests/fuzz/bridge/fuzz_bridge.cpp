@@ -1,0 +1,119 @@
+/**
+ * Transfers over the serial I2C bridge while the line does what the input says. A transfer gives its length or -1 with
+ * the cause in errno, sends one request, takes no byte that is not its reply's, and ends within its time.
+ */
+#include <cerrno>
+#include <pty.h>
+#include <termios.h>
+
+#include "fuzz_input.h"
+#include "platform.h"
+#include "scripted_line.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using fuzz::require;
+
+// Old input is thrown away for 100 ms at most, the reply has 500 ms, and the line may babble for another 100 ms.
+constexpr std::uint64_t LONGEST_MS = 100 + 500 + 100 + 20;
+
+int lineFd = -1;
+
+struct Transfer {
+    explicit Transfer(fuzz::Input& input) {
+        const std::uint8_t flags = input.byte();
+        reads = (flags & 0x80) != 0;
+        address = input.byte();
+        reg = input.byte();
+        length = input.byte() - ((flags & 0x40) != 0 ? 1 : 0) + ((flags & 0x20) != 0 ? 1 : 0);
+        wanted = address <= 0x7F && length >= 1 && length <= 255;
+    }
+
+    bool reads;
+    std::uint8_t address;
+    std::uint8_t reg;
+    int length;
+    bool wanted; /**< a transfer that there can be */
+};
+
+/** Exactly as large as the transfer may count on. */
+Bytes dataOf(const Transfer& transfer) {
+    Bytes data(transfer.length > 0 ? static_cast<std::size_t>(transfer.length) : 0U);
+    std::uint8_t next = transfer.reg;
+    std::ranges::generate(data, [&] { return next++; });
+    return data;
+}
+
+Bytes requestOf(const Transfer& transfer, const Bytes& data) {
+    Bytes request{static_cast<std::uint8_t>(transfer.reads ? 0x52 : 0x57), transfer.address, transfer.reg,
+                  static_cast<std::uint8_t>(transfer.length)};
+    if (!transfer.reads) {
+        request.insert(request.end(), data.begin(), data.end());
+    }
+    return request;
+}
+
+void requireSuccess(const Transfer& transfer, const Bytes& received, const Bytes& data) {
+    require(!received.empty() && received[0] == 0x41);
+    const Bytes rest(received.begin() + 1, received.end());
+    require(transfer.reads ? rest == data : rest.empty());
+}
+
+void requireFailure(const ScriptedLine& line, int cause) {
+    require(cause != 0 && cause != EINTR && cause != EAGAIN);
+    if (cause == ETIMEDOUT) {
+        require(line.timeMs - line.requestMs >= 500); // a reply that comes later is thrown away
+        return;
+    }
+    const int status = line.received.empty() ? -1 : line.received[0];
+    require((cause == ENXIO) == (status == 0x4E));
+    require((cause == EPROTO) == (status != -1 && status != 0x41 && status != 0x4E));
+}
+
+void carryOut(const Transfer& transfer, ScriptedLine& line) {
+    Bytes data = dataOf(transfer);
+    const Bytes request = requestOf(transfer, data);
+    const std::uint64_t start = line.timeMs;
+    line.newTransfer();
+    errno = 0;
+    const int result = transfer.reads
+                           ? read_i2c_data(lineFd, transfer.address, transfer.reg, data.data(), transfer.length)
+                           : write_i2c_data(lineFd, transfer.address, transfer.reg, data.data(), transfer.length);
+    const int cause = errno;
+    require(line.timeMs - start <= LONGEST_MS);
+    if (!transfer.wanted) {
+        require(result == -1 && cause == EINVAL && line.writes == 0);
+        return;
+    }
+    require(line.writes <= 1 && (line.writes == 0 || line.sent == request));
+    if (result == transfer.length) {
+        require(line.writes == 1);
+        requireSuccess(transfer, line.received, data);
+    } else {
+        require(result == -1);
+        requireFailure(line, cause);
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    // Only its kind matters: no byte ever goes through it.
+    int far = -1;
+    require(openpty(&far, &lineFd, nullptr, nullptr, nullptr) == 0);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::Input input(data, size);
+    std::vector<Transfer> transfers;
+    for (int i = 0; i < 3; ++i) {
+        transfers.emplace_back(input);
+    }
+    ScriptedLine line(lineFd, input);
+    for (const Transfer& transfer : transfers) {
+        carryOut(transfer, line);
+    }
+    return 0;
+}
