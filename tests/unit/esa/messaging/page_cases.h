@@ -1,0 +1,198 @@
+/** A healthy enclosure of each chassis: what its registers hold and the status page that follows from it. */
+#pragma once
+
+#include "messaging_test.h"
+
+/** What a page shows when one of a run of transfers fails. */
+struct FailedTransfer {
+    int first;        /**< number of the run's first transfer in the healthy page */
+    int count;        /**< transfers of the run */
+    int perRecord;    /**< transfers that one record takes */
+    int list;         /**< list of the record: 0 devices, 1 supplies, 2 fans, 3 sensors, 4 alarms */
+    int record;       /**< first record */
+    const char* text; /**< the record then; "SS" stands for its number. Empty: nothing changes */
+    Lines reports;
+};
+
+struct PageCase {
+    const char* name;
+    int type;
+    int length; /**< mmsg_length of the reply */
+    std::vector<std::string> typeCounts;
+    std::string header;
+    std::vector<Lines> lists; /**< records of the five lists */
+    Lines transfers;
+    std::vector<FailedTransfer> failures;
+};
+
+inline Lines times(int count, const Lines& lines) {
+    Lines all;
+    for (int i = 0; i < count; ++i) {
+        all.insert(all.end(), lines.begin(), lines.end());
+    }
+    return all;
+}
+
+inline std::string hexByte(int value) {
+    char two[8];
+    std::snprintf(two, sizeof(two), "%02X", static_cast<unsigned>(value) & 0xFFU);
+    return two;
+}
+
+/** Lines of a text with "NN" replaced by hex numbers, `step` apart. */
+inline Lines numbered(const std::string& text, int first, int step, int count) {
+    Lines all;
+    for (int i = 0; i < count; ++i) {
+        std::string line = text;
+        line.replace(line.find("NN"), 2, hexByte(first + step * i));
+        all.push_back(line);
+    }
+    return all;
+}
+
+inline Lines slots(int count) {
+    return numbered("01 NN 00 00", 0, 1, count);
+}
+
+const Lines GOOD_SUPPLY = {"01 00 00 01"};
+const Lines RUNNING = {"00 40 2C E0"};       // 3000 RPM: 300 tens, 1 x 256 + 44
+const Lines RUNNING_TWICE = {"00 80 58 E0"}; // 6000 RPM: 2 x 256 + 88
+const Lines AT_25_DEG_C = {"00 00 2D 00"};
+const Lines QUIET = {"00 00 00 00"};
+const Lines MUTED = {"00 00 00 02"};
+const Lines BAD_THEN_GOOD = {"led-on", "email", "led-off"};
+const Lines BAD = {"led-on", "email"};
+
+inline Lines with(Lines lines, const char* last) {
+    lines.emplace_back(last);
+    return lines;
+}
+
+inline const std::vector<PageCase>& pageCases() {
+    static const Lines xyratexAlarm = {"W 63 05 00", "R 63 05", "W 63 05 01", "R 63 05", "W 63 05 02", "R 63 05"};
+    static const Lines rails28 = numbered("R 28 NN", 0x20, 1, 7);
+    static const Lines allRails = join(
+        {rails28, numbered("R 2A NN", 0x20, 1, 7), numbered("R 2C NN", 0x20, 1, 7), numbered("R 30 NN", 0x20, 1, 7)});
+    static const Lines backplaneLm75 = {"R 4C 00", "R 4C 00", "R 4B 00", "R 4B 00", "R 4A 00", "R 4A 00"};
+    static const std::vector<PageCase> cases = {
+        {"Xyratex",
+         2,
+         192,
+         {"0C", "02", "08", "02", "01"},
+         "02 00 00 7C 00 00 00 00",
+         {slots(12), times(2, GOOD_SUPPLY), times(8, RUNNING_TWICE), times(2, AT_25_DEG_C), MUTED},
+         join({times(8, {"R 63 00"}), times(4, {"R 63 03"}), times(2, join({{"R 63 04"}, xyratexAlarm, {"R 63 04"}})),
+               numbered("R 63 NN", 0x32, 4, 8), times(2, {"R 4C 00"}), times(2, {"R 4D 00"}), xyratexAlarm}),
+         {{0, 12, 1, 0, 0, "05 SS 00 00", {}},
+          {12, 1, 1, 1, 0, "05 00 00 03", {"event 6/2 chassis 2"}},
+          {13, 6, 6, 1, 0, "", {}},
+          {19, 1, 1, 1, 0, "01 00 00 43", {"event 6/2 chassis 2"}},
+          {20, 1, 1, 1, 1, "05 00 00 03", {"event 6/2 chassis 2"}},
+          {21, 6, 6, 1, 1, "", {}},
+          {27, 1, 1, 1, 1, "01 00 00 43", {"event 6/2 chassis 2"}},
+          {28, 8, 1, 2, 0, "00 00 00 E0", {}},
+          {36, 4, 2, 3, 0, "00 00 00 00", {}},
+          {40, 6, 6, 4, 0, "", {}}}},
+        {"Quadra",
+         3,
+         196,
+         {"10", "03", "03", "03", "01"},
+         "02 00 00 80 00 00 00 00",
+         {slots(16), times(3, GOOD_SUPPLY), times(3, RUNNING), times(3, AT_25_DEG_C), QUIET},
+         join({times(3, {"R 41 04"}), numbered("R 41 NN", 0x32, 4, 3), backplaneLm75}),
+         {{0, 2, 1, 1, 0, "05 00 00 03", with(BAD_THEN_GOOD, "event 6/2 chassis 3")},
+          {2, 1, 1, 1, 2, "05 00 00 03", with(BAD, "event 6/2 chassis 3")},
+          {3, 3, 1, 2, 0, "00 00 00 E0", {}},
+          {6, 6, 2, 3, 0, "00 00 00 00", {}}}},
+        {"Chenbro",
+         4,
+         212,
+         {"10", "03", "06", "04", "01"},
+         "02 00 00 90 00 00 00 00",
+         {slots(16), times(3, GOOD_SUPPLY), times(6, RUNNING), times(4, AT_25_DEG_C), QUIET},
+         join({times(3, allRails),
+               {"R 28 28", "R 28 29", "R 29 28", "R 2A 28", "R 2B 28", "R 2B 29"},
+               {"R 28 27", "R 2A 27", "R 2C 27", "R 30 27"}}),
+         {{0, 56, 28, 1, 0, "05 00 00 43", with(BAD_THEN_GOOD, "event 6/2 chassis 4")},
+          {56, 28, 28, 1, 2, "05 00 00 43", with(BAD, "event 6/2 chassis 4")},
+          {84, 6, 1, 2, 0, "00 00 00 E0", {}},
+          {90, 4, 1, 3, 0, "00 00 00 00", {}}}},
+        {"Vsc055",
+         5,
+         192,
+         {"10", "02", "03", "03", "01"},
+         "02 00 00 7C 00 00 00 00",
+         {slots(16), times(2, GOOD_SUPPLY), times(3, RUNNING), times(3, AT_25_DEG_C), QUIET},
+         join({times(2, {"R 41 04"}), numbered("R 41 NN", 0x32, 4, 3), backplaneLm75}),
+         {{0, 1, 1, 1, 0, "05 00 00 03", with(BAD_THEN_GOOD, "event 6/2 chassis 5")},
+          {1, 1, 1, 1, 1, "05 00 00 03", with(BAD, "event 6/2 chassis 5")},
+          {2, 3, 1, 2, 0, "00 00 00 E0", {}},
+          {5, 6, 2, 3, 0, "00 00 00 00", {}}}},
+        {"W83782d",
+         6,
+         192,
+         {"10", "02", "03", "03", "01"},
+         "02 00 00 7C 00 00 00 00",
+         {slots(16), times(2, GOOD_SUPPLY), times(3, RUNNING), join({AT_25_DEG_C, times(2, {"00 00 00 00"})}), QUIET},
+         join({times(2, rails28), {"R 28 28", "R 28 29", "R 28 2A"}, {"R 28 27"}}),
+         {{0, 7, 7, 1, 0, "05 00 00 43", with(BAD_THEN_GOOD, "event 6/2 chassis 6")},
+          {7, 7, 7, 1, 1, "05 00 00 43", with(BAD, "event 6/2 chassis 6")},
+          {14, 3, 1, 2, 0, "00 00 00 E0", {}},
+          {17, 1, 1, 3, 0, "00 00 00 00", {}}}},
+    };
+    return cases;
+}
+
+class PagesTest : public MessagingTest {
+protected:
+    /** A healthy enclosure; 3000 RPM on every fan, 6000 on the Xyratex, 25 degrees Celsius on every sensor. */
+    void healthy(int type) {
+        const S32_t socket = esaControl.socketFdMSM;
+        wireClear(esaControl);
+        esaControl.socketFdMSM = socket;
+        esaControl.i2cFileFd = 99;
+        startChassis(type);
+        fakeBus = {};
+        fakeBus.set(0x63, 0x04, 0x30);
+        fakeBus.set(0x41, 0x04, 0x80);
+        for (int fan = 0; fan < 8; ++fan) {
+            fakeBus.set(0x63, 0x32 + 4 * fan, 200);
+            fakeBus.set(0x41, 0x32 + 4 * fan, type == 3 ? 100 : 200);
+        }
+        for (int chip : {0x28, 0x29, 0x2A, 0x2B, 0x2C, 0x30}) {
+            fakeBus.set(chip, 0x23, 186);
+            fakeBus.set(chip, 0x24, 197);
+            fakeBus.set(chip, 0x27, 25);
+            for (int fan = 0; fan < 3; ++fan) {
+                fakeBus.set(chip, 0x28 + fan, 225);
+            }
+        }
+        setLm75(25);
+        discard();
+    }
+
+    /** All LM75 at whole degrees. */
+    static void setLm75(int degC) {
+        for (int address : {0x4A, 0x4B, 0x4C, 0x4D}) {
+            fakeBus.set(address, 0x00, degC & 0x7F);
+        }
+    }
+
+    /** The status page from the reply's status byte on, with the last byte of the page, which is never sent. */
+    std::string statusPage() {
+        const std::string sent = page(2, 1);
+        return sent + " " + hex(esaControl.esaWorkSpace + 64 + (sent.size() + 1) / 3, 1);
+    }
+
+    static std::string compose(const std::string& header, const std::vector<Lines>& lists,
+                               const std::string& alarmOverall = "00 00 00 00") {
+        std::string text = "00 " + header;
+        for (std::size_t list = 0; list < lists.size(); ++list) {
+            text += " " + (list == 4 ? alarmOverall : "00 00 00 00");
+            for (const std::string& record : lists[list]) {
+                text += " " + record;
+            }
+        }
+        return text;
+    }
+};
