@@ -127,7 +127,7 @@ def classified():
                 yield page, whole, block, known[whole]
                 continue
             for line in filter(None, block):
-                generic = ITSELF if re.match(r"\./test\b", line) else None
+                generic = ITSELF if re.match(r"(\./test|bench/\S+|tests/\S+/run)\b", line) else None
                 yield page, line, [line], known.get(line, generic)
 
 

@@ -106,7 +106,7 @@ class RunTest(unittest.TestCase):
             process = self.start_on_terminal(tree, slave)
             os.close(slave)
             self.read_until(master, b"fan0")
-            for watts in ("900", "190"):
+            for watts in ("1600", "190"):
                 result = tree.simulator("heat", watts)
                 self.assertEqual((0, ""), (result.returncode, result.stderr))
             world = json.loads(tree.simulator("show", "--json").stdout.splitlines()[0])
