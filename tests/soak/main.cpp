@@ -56,7 +56,8 @@ void printCounts(const Traffic& traffic, double seconds) {
                 static_cast<unsigned long long>(counts.messages), static_cast<unsigned long long>(traffic.polls()),
                 static_cast<unsigned long long>(counts.changes), static_cast<unsigned long long>(counts.busFaults),
                 seconds);
-    std::printf("  stalls of this machine: %llu\n", static_cast<unsigned long long>(counts.stalls));
+    std::printf("  times that this machine was too slow to foretell the polls: %llu\n",
+                static_cast<unsigned long long>(counts.stalls));
     for (const auto* kinds : {&counts.sent, &counts.received}) {
         std::printf("  %s\n", kinds == &counts.sent ? "sent to the adapter:" : "from the adapter, each expected:");
         for (const auto& [kind, count] : *kinds) {

@@ -91,7 +91,7 @@ void Traffic::round() {
         }
     }
     ++counts_.changes;
-    const Clock::time_point before = idleSince_;
+    const Clock::time_point before = sentAt_;
     std::vector<std::string> came = send();
     if (Clock::now() - before < kStall) {
         compareExactly(came);
@@ -109,8 +109,8 @@ std::vector<std::string> Traffic::send() {
         startupResponse();
     }
     const std::uint32_t last = configurationRequest();
+    sentAt_ = Clock::now();
     std::vector<std::string> came = adapter_.exchange(batch_, last);
-    idleSince_ = Clock::now();
     batch_.clear();
     return came;
 }
@@ -167,7 +167,6 @@ void Traffic::catchUp(std::vector<std::string> came) {
     }
     model_.messages.clear();
     model_.writes = now.writes;
-    idleSince_ = Clock::now();
 }
 
 bool Traffic::changeEnclosure() {

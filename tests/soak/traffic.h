@@ -78,8 +78,8 @@ private:
     std::vector<std::uint8_t> batch_;
     std::vector<std::uint8_t> message_; // the one being made
     std::uint32_t handle_ = 0;
-    std::uint32_t leds_ = 0;                          // drive fault LEDs, as they were last asked for
-    std::chrono::steady_clock::time_point idleSince_; // the adapter, at the latest
+    std::uint32_t leds_ = 0;                       // drive fault LEDs, as they were last asked for
+    std::chrono::steady_clock::time_point sentAt_; // the batch before; the adapter cannot have been idle for longer
 };
 
 } // namespace soak
