@@ -14,6 +14,9 @@ using testing::IsEmpty;
 
 namespace {
 
+/** The processors number this option differently. */
+const std::string LOW_WATER_MARK = "setsockopt 1 " + std::to_string(SO_RCVLOWAT) + " 4064";
+
 class Init : public CoreTest {
 protected:
     Init() {
@@ -85,7 +88,7 @@ TEST_F(Init, ConnectsFirstThenOpensTheDeviceAndTracesInThatOrder) {
     params.chassisType = 5;
     esaInit();
     EXPECT_THAT(systemCalls.calls,
-                ElementsAre("socket 1 1 0", "setsockopt 1 18 4064", "connect 1 " + directory + "/esadapter 110",
+                ElementsAre("socket 1 1 0", LOW_WATER_MARK, "connect 1 " + directory + "/esadapter 110",
                             testing::StartsWith("open /dev/enc-0 0x")));
     const unsigned long flags = std::stoul(systemCalls.calls.back().substr(16), nullptr, 16);
     EXPECT_EQ(flags & 0x3, 2U) << "for reading and writing";
@@ -194,7 +197,7 @@ TEST_F(Init, SwitchThatIsNotThereIsACriticalErrorAndIsNotTriedAgain) {
     EXPECT_EQ(errorMessage(0), "Linux connect function fails for MSM/ESA socket!");
     EXPECT_EQ(errorFunction(0), "esaInit()");
     EXPECT_THAT(systemCalls.calls,
-                ElementsAre("socket 1 1 0", "setsockopt 1 18 4064", "connect 1 " + directory + "/esadapter 110",
+                ElementsAre("socket 1 1 0", LOW_WATER_MARK, "connect 1 " + directory + "/esadapter 110",
                             testing::StartsWith("open /dev/enc-0 ")));
     const std::vector<std::string> trace = takeTrace();
     EXPECT_THAT(trace, Contains("| Message:   Linux connect function fails for MSM/ESA socket!"));
