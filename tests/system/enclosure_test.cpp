@@ -157,7 +157,7 @@ protected:
         std::string text = std::string("02 00 00 ") + GetParam().pageLength + " 00 00 00 00 00 00 00 00 ";
         for (std::size_t drive = 0; drive < GetParam().drives; ++drive) {
             const bool lit = std::find(leds.begin(), leds.end(), drive) != leds.end();
-            char record[16];
+            char record[32];
             std::snprintf(record, sizeof(record), "01 %02zX 00 %s ", drive, lit ? "04" : "00");
             text += record;
         }
