@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 #include <string>
@@ -37,7 +38,7 @@ protected:
     MMSG_t& build(U32_t type, int requestor, int size, const std::string& payload = "", int protocol = 18) {
         MMSG_t& mmsg = request(protocol, type, requestor, size);
         const Bytes bytes = unhex(payload);
-        std::memcpy(esaControl.esaInMsg + 64, bytes.data(), bytes.size());
+        std::copy(bytes.begin(), bytes.end(), esaControl.esaInMsg + 64);
         return mmsg;
     }
 
