@@ -13,14 +13,15 @@ class Terminal : public testing::Test {
 protected:
     Terminal() {
         net_.serve(backplaneConfiguration(), faultyBackplaneStatus());
-        options_.environment = {{"TERM", "xterm"}};
+        options_.environment = {{"TERM", "xterm"}, {"SHELL", "/bin/sh"}};
         options_.unset = {"NO_COLOR"};
         options_.closeStdin = false;
     }
 
     /** script(1) running esactl with these words on a terminal. */
     std::vector<std::string> onTerminal(const std::string& words) const {
-        std::string command;
+        // In the shell's place: a shell that waited would die of Ctrl-C itself and hide esactl's exit status.
+        std::string command = "exec ";
         for (const std::string& word : testsupport::programCommand("esactl")) {
             command += "'" + word + "' ";
         }
