@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -185,9 +187,10 @@ public:
         call({binDir + "/mpuparams", "delete", "--key", key});
     }
 
-    void start() {
-        pid = spawn({binDir + "/esa", key},
-                    {{"LD_LIBRARY_PATH", instantDir}, {"ESA_BENCH_COUNTERS", folder + "/counters"}});
+    /** `under`: the words of a tool that runs the adapter. */
+    void start(std::vector<std::string> under = {}) {
+        under.insert(under.end(), {binDir + "/esa", key});
+        pid = spawn(under, {{"LD_LIBRARY_PATH", instantDir}, {"ESA_BENCH_COUNTERS", folder + "/counters"}});
     }
 
     std::string key = std::to_string(0x46000000 + getpid());
@@ -230,36 +233,83 @@ void printRow(const char* what, const Latency& l, const Latency* echo) {
     std::printf("\n");
 }
 
+/** Hands every message of one size on from one socket to the other, until one of them closes. */
+bool relay(int from, int to, std::size_t size) {
+    U8_t bytes[REPLY_SIZE];
+    return recv(from, bytes, size, MSG_WAITALL) == static_cast<ssize_t>(size) &&
+           send(to, bytes, size, 0) == static_cast<ssize_t>(size);
+}
+
 void printHeading(const char* title) {
     std::printf("\n%-46s %9s %9s %9s %12s   %s\n", title, "p50 us", "p99 us", "p99.9 us", "per second",
                 "of echo (p50)");
 }
 
-/** A bare echo of the same sizes between this process and a child. */
-Latency measureEcho(bool pinned) {
-    int fds[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0) {
+using Ends = std::array<int, 2>;
+
+Ends connectedPair() {
+    Ends ends;
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) {
         fail("socketpair");
     }
+    return ends;
+}
+
+/** A child process that does this until it says no. */
+template <typename Step>
+pid_t childThatRepeats(bool pinned, Step step) {
     const pid_t child = fork();
     if (child == 0) {
-        U8_t bytes[REPLY_SIZE] = {};
-        while (recv(fds[1], bytes, REQUEST_SIZE, MSG_WAITALL) == REQUEST_SIZE &&
-               send(fds[1], bytes, REPLY_SIZE, 0) == REPLY_SIZE) {
+        while (step()) {
         }
         _exit(0);
     }
     pinProcess(child, pinned);
+    return child;
+}
+
+pid_t startEcho(int fd, bool pinned) {
+    return childThatRepeats(pinned, [fd] {
+        U8_t bytes[REPLY_SIZE] = {};
+        return recv(fd, bytes, REQUEST_SIZE, MSG_WAITALL) == REQUEST_SIZE &&
+               send(fd, bytes, REPLY_SIZE, 0) == REPLY_SIZE;
+    });
+}
+
+Latency measureTrips(int fd) {
     U8_t bytes[REPLY_SIZE] = {};
-    const Latency latency = measure(WARM_UP, requests, [&] {
-        if (send(fds[0], bytes, REQUEST_SIZE, 0) != REQUEST_SIZE) {
+    return measure(WARM_UP, requests, [&] {
+        if (send(fd, bytes, REQUEST_SIZE, 0) != REQUEST_SIZE) {
             fail("send");
         }
-        readWhole(fds[0], bytes, REPLY_SIZE);
+        readWhole(fd, bytes, REPLY_SIZE);
     });
-    stop(child);
-    close(fds[0]);
-    close(fds[1]);
+}
+
+/** A bare echo of the same sizes between this process and a child. */
+Latency measureEcho(bool pinned) {
+    const Ends link = connectedPair();
+    const pid_t echo = startEcho(link[1], pinned);
+    const Latency latency = measureTrips(link[0]);
+    stop(echo);
+    std::for_each(link.begin(), link.end(), close);
+    return latency;
+}
+
+/** The same with a process between the two that only hands the bytes on: the least that any switch costs. */
+Latency measureRelayedEcho() {
+    const Ends near = connectedPair();
+    const Ends far = connectedPair();
+    pinToOneProcessor(true);
+    const pid_t middle = childThatRepeats(
+        true, [=] { return relay(near[1], far[0], REQUEST_SIZE) && relay(far[0], near[1], REPLY_SIZE); });
+    const pid_t echo = startEcho(far[1], true);
+    const Latency latency = measureTrips(near[0]);
+    pinToOneProcessor(false);
+    stop(middle);
+    stop(echo);
+    std::for_each(near.begin(), near.end(), close);
+    std::for_each(far.begin(), far.end(), close);
     return latency;
 }
 
@@ -306,6 +356,37 @@ void reportIdle(const Adapter& adapter, unsigned seconds) {
                 procNumber(adapter.pid, "status", "voluntary_ctxt_switches:") - voluntary, milliseconds);
 }
 
+/** Instructions of an adapter that starts, answers so many requests and ends. */
+double instructionsOfARun(int listener, const Request& request, unsigned count, Counters* counters) {
+    const std::string file = folder + "/callgrind.out";
+    Adapter adapter(false, counters);
+    adapter.start({"/usr/bin/valgrind", "--quiet", "--tool=callgrind", "--callgrind-out-file=" + file});
+    const int fd = acceptAdapter(listener, request);
+    for (unsigned i = 0; i < count; ++i) {
+        roundTrip(fd, request);
+    }
+    kill(adapter.pid, SIGTERM);
+    waitpid(adapter.pid, nullptr, 0);
+    close(fd);
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);) {
+        if (line.rfind("totals: ", 0) == 0) {
+            return std::atof(line.c_str() + 8);
+        }
+    }
+    throw std::runtime_error("callgrind left no count");
+}
+
+/** The difference of two runs leaves the start out. Every eleventh pass of the loop polls: its share is in the figure.
+ */
+void reportInstructions(int listener, const Request& request, Counters* counters) {
+    constexpr unsigned FEW = 1100;
+    constexpr unsigned MANY = 5500;
+    const double few = instructionsOfARun(listener, request, FEW, counters);
+    const double many = instructionsOfARun(listener, request, MANY, counters);
+    std::printf("Instructions per status request, its share of a poll included: %.0f\n", (many - few) / (MANY - FEW));
+}
+
 void benchDirect(Counters* counters, unsigned idleSeconds) {
     const Request request(MMSG_E_EPID_SNMPMP);
     const int listener = listenAt("esadapter");
@@ -330,6 +411,7 @@ void benchDirect(Counters* counters, unsigned idleSeconds) {
         }
         close(fd);
     }
+    reportInstructions(listener, request, counters);
     Adapter traced(true, counters);
     traced.start();
     const int fd = acceptAdapter(listener, request);
@@ -394,13 +476,14 @@ void benchSwitched(Counters* counters) {
     const pid_t messageSwitch = spawn({binDir + "/msm", "--directory", folder, "--quiet"}, {});
     close(connectTo("startup"));
     const pid_t echoProcess = startSwitchedEcho();
-    const Latency echo = measureSwitched(echoProcess, messageSwitch);
+    const Latency echo = measureRelayedEcho();
+    printRow("echo through a process that hands bytes on", echo, nullptr);
+    printRow("echo through msm", measureSwitched(echoProcess, messageSwitch), &echo);
     stop(echoProcess);
-    printRow("switched echo", echo, nullptr);
     {
         Adapter adapter(false, counters);
         adapter.start();
-        printRow("switched status request", measureSwitched(adapter.pid, messageSwitch), &echo);
+        printRow("status request through msm", measureSwitched(adapter.pid, messageSwitch), &echo);
     }
     stop(messageSwitch);
 }
