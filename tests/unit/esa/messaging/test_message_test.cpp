@@ -6,8 +6,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "esa_fixture.h"
-#include "messaging/esadispatch.h"
+#include "messaging_test.h"
 
 using testing::AllOf;
 using testing::Contains;
@@ -16,7 +15,7 @@ using testing::IsEmpty;
 
 namespace {
 
-class TestMessage : public EsaTest {
+class TestMessage : public MessagingTest {
 protected:
     /** The one message sent, from offset 8 on: what comes before is the buffer's own address. */
     std::string sentFromType() {
@@ -62,6 +61,45 @@ TEST_F(TestMessage, SendDiagnosticCarriesAControlPageWithoutATemperatureList) {
                                   " 00 00 00 00 00 00 00 02");             // alarm muted
 }
 
+TEST_F(TestMessage, SendDiagnosticFillsEveryRecordOfTheLargestEnclosure) {
+    esaSetDimensions({5, 16, 3, 8, 4, 1});
+    std::memset(esaControl.esaWorkSpace, 0xFF, sizeof(esaControl.esaWorkSpace));
+    // 4 x (16 + 3 + 8 + 1) = 112 bytes of records: message length 208, list length 136
+    EXPECT_EQ(esaTestMsg(29, 2), 208);
+    const std::string sent = sentFromType();
+    EXPECT_EQ(sent.substr(0, 3 * 8), "0E 01 00 D0 12 00 00 1D ");
+    EXPECT_EQ(sent.substr(3 * 56, 3 * 8), "1D 08 00 00 00 88 00 00 ");
+    EXPECT_EQ(sent.substr(3 * 64, 3 * 8), "02 FF FF FF FF FF FF FF ")
+        << "of the page's header only its code is written";
+    const std::string records = sent.substr(3 * 72);
+    std::string expected = "00 00 00 00";
+    for (int slot = 0; slot < 16; ++slot) {
+        expected += slot == 0 || slot == 3 || slot == 7 || slot == 12 ? " 00 00 00 04" : " 00 00 00 00";
+    }
+    expected += " 00 00 00 00 00 00 00 04 00 00 00 04 00 00 00 04"
+                " 00 00 00 00 00 00 00 04 00 00 00 04 00 00 00 04 00 00 00 04"
+                " 00 00 00 04 00 00 00 04 00 00 00 04 00 00 00 04"
+                " 00 00 00 00 00 00 00 02";
+    EXPECT_EQ(records, expected);
+}
+
+TEST_F(TestMessage, LinesComeInOrderWithThePrintBeforeTheSend) {
+    smallEnclosure();
+    (void)esaTestMsg(28, 2);
+    const Lines receive = takeTrace();
+    ASSERT_GT(receive.size(), 2U);
+    EXPECT_EQ(receive[0], "This test SES Command Message is from Local Blade.");
+    EXPECT_EQ(receive[1], "Send out a Test SES Command MMSG from the ESA to ESA.");
+    EXPECT_EQ(Lines(receive.begin() + 2, receive.end()), printed(esaControl.esaWorkSpace));
+    (void)esaTestMsg(29, 2);
+    const Lines send = takeTrace();
+    ASSERT_GT(send.size(), 3U);
+    EXPECT_EQ(send[0], "This test SES Command Message is from Local Blade.");
+    EXPECT_EQ(send[1], "mmsg_length = [164], sizeof(MMCH_t) = [64]");
+    EXPECT_EQ(send[2], "Send out a Test SES Command MMSG from the ESA to ESA.");
+    EXPECT_EQ(Lines(send.begin() + 3, send.end()), printed(esaControl.esaWorkSpace));
+}
+
 TEST_F(TestMessage, SendDiagnosticOfAnotherPageBuildsAndSendsNothing) {
     EXPECT_EQ(esaTestMsg(29, 4), 0);
     EXPECT_THAT(takeMessages(), IsEmpty());
@@ -75,12 +113,6 @@ TEST_F(TestMessage, AnyOtherCommandBuildsAndSendsNothing) {
     EXPECT_EQ(esaTestMsg(30, 2), 0);
     EXPECT_THAT(takeMessages(), IsEmpty());
     EXPECT_THAT(takeTrace(), Contains("Un-supported SES Command [30]."));
-}
-
-TEST_F(TestMessage, LengthsAreTraced) {
-    smallEnclosure();
-    (void)esaTestMsg(29, 2);
-    EXPECT_THAT(takeTrace(), Contains("mmsg_length = [164], sizeof(MMCH_t) = [64]"));
 }
 
 TEST_F(TestMessage, FailedSendIsReportedUnderItsOwnName) {

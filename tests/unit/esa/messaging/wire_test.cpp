@@ -332,6 +332,26 @@ TEST_F(WireRecord, AudibleAlarmElementContHasEachFieldAtItsBits) {
     });
 }
 
+TEST_F(WireRecord, PayloadsAndPagesHoldTheirPartsBehindEachOther) {
+    check({
+        FIELD(SndDiagCommandMsg_t, sndDiagCommand.parameterListLength, 0x1234, 9, "00 00 00 00 12 34"),
+        FIELD(SndDiagCommandMsg_t, sndDiagCommandList, 2, 9, "00 00 00 00 00 00 00 00 02"),
+        FIELD(SesStatus_t, statusCode, 2, 2, "02"),
+        FIELD(SesStatus_t, payloadList, 0xE0, 2, "00 E0"),
+        FIELD(ConfDiagPage_t, confDiagPageHdr.pageCode, 1, 52, "01"),
+        FIELD(ConfDiagPage_t, encDescList.encDescHdr.subEnclosureId, 3, 52, "00 00 00 00 00 00 00 00 00 03"),
+        FIELD(ConfDiagPage_t, encDescList.typeDescList[0].elementType, 6, 52,
+              "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+              "00 00 00 00 00 00 00 00 00 00 00 00 00 00 06"),
+        FIELD(EncStatDiagPage_t, encStatDiagPageHdr.invop, 1, 16, "00 08"),
+        FIELD(EncStatDiagPage_t, statusList.overallStatus, 0x12345678, 16, "00 00 00 00 00 00 00 00 12 34 56 78"),
+        FIELD(EncStatDiagPage_t, statusList.elementStatusList[0], 5, 16, "00 00 00 00 00 00 00 00 00 00 00 00 05"),
+        FIELD(EncContDiagPage_t, encContDiagPageHdr.info, 1, 16, "00 10"),
+        FIELD(EncContDiagPage_t, controlList.overallControl, 0x12345678, 16, "00 00 00 00 00 00 00 00 12 34 56 78"),
+        FIELD(EncContDiagPage_t, controlList.elementControlList[0], 5, 16, "00 00 00 00 00 00 00 00 00 00 00 00 05"),
+    });
+}
+
 TEST_F(WireRecord, MMCHHasEachFieldAtItsBits) {
     check({
         FIELD(MMCH_t, mmch_lh.flink, 0x12345678, 64, "12 34 56 78"),
