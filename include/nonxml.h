@@ -54,11 +54,11 @@ struct NonXML_s {
     const NonXML_Enums_t* enums;
 };
 
-extern const NonXML_Enums_t nonXML_iCharMode[5];
-extern const NonXML_Enums_t nonXML_haccMode[5];
-extern const NonXML_Enums_t nonXML_chassisType[4];
-extern const NonXML_Enums_t nonXML_portConfig[3];
-extern const NonXML_Enums_t nonXML_trueFalse[3];
+extern const NonXML_Enums_t iCharMode[5];
+extern const NonXML_Enums_t haccMode[5];
+extern const NonXML_Enums_t chassisType[4];
+extern const NonXML_Enums_t portConfig[3];
+extern const NonXML_Enums_t trueFalse[3];
 extern const NonXML_Flag_t nonXML_Flags[15];
 
 /**

@@ -2,25 +2,25 @@
 #include "mpu_gbl.h"
 #include "nonxml.h"
 
-const NonXML_Enums_t nonXML_iCharMode[5] = {
+const NonXML_Enums_t iCharMode[5] = {
     {"Driver", 1}, {"ISS", 2}, {"StubServer", 3}, {"StubClient", 4}, {nullptr, 0},
 };
 
-const NonXML_Enums_t nonXML_haccMode[5] = {
+const NonXML_Enums_t haccMode[5] = {
     {"StandAlone", 1}, {"DualSim", 2}, {"eBlade", 3}, {"Default", 4}, {nullptr, 0},
 };
 
 // The other chassis cannot be named in the file: their products write the parameter block from a binary image.
-const NonXML_Enums_t nonXML_chassisType[4] = {
+const NonXML_Enums_t chassisType[4] = {
     {"None", VORAN_E_CHASSIS_NONE},
     {"Xyratex2U12ATX", VORAN_E_CHASSIS_XYRATEX_2U12ATX},
     {"Quadra", VORAN_E_CHASSIS_TELMA_QUADRA},
     {nullptr, 0},
 };
 
-const NonXML_Enums_t nonXML_portConfig[3] = {{"1gige", 1}, {"10gige", 2}, {nullptr, 0}};
+const NonXML_Enums_t portConfig[3] = {{"1gige", 1}, {"10gige", 2}, {nullptr, 0}};
 
-const NonXML_Enums_t nonXML_trueFalse[3] = {{"True", 1}, {"False", 0}, {nullptr, 0}};
+const NonXML_Enums_t trueFalse[3] = {{"True", 1}, {"False", 0}, {nullptr, 0}};
 
 const NonXML_Flag_t nonXML_Flags[15] = {
     {"OtherBladePresent", MPU_K_FLAG_OTHER_BLADE_PRESENT},
@@ -63,7 +63,7 @@ const NonXML_Tables_t nonXML_Tables = {
         {"Version", U32, AT(version), 4, 1, nullptr},
         {"Flags", U32, AT(flags), 4, 1, nullptr},
         {"Slot", U32, AT(slotId), 4, 1, nullptr},
-        {"iCharMode", ENUM, AT(iCharMode), 1, 1, nonXML_iCharMode},
+        {"iCharMode", ENUM, AT(iCharMode), 1, 1, iCharMode},
         {"NumberOfPorts", U8, AT(numPorts), 1, 1, nullptr},
         {"IssIpAddress", IPADDR, AT(issIpAddress), 4, 1, nullptr},
         {"NumberOfBusses", U8, AT(numBusses), 1, 1, nullptr},
@@ -74,8 +74,8 @@ const NonXML_Tables_t nonXML_Tables = {
         {"AsicDeviceId", U16, AT(asicDeviceId), 2, 1, nullptr},
         {"PciVendorId", U16, AT(pciVendorId), 2, 1, nullptr},
         {"AsicRevision", U16, AT(asicRevision), 2, 1, nullptr},
-        {"HaccMode", ENUM, AT(haccMode), 1, 1, nonXML_haccMode},
-        {"ChassisType", ENUM, AT(chassisType), 1, 1, nonXML_chassisType},
+        {"HaccMode", ENUM, AT(haccMode), 1, 1, haccMode},
+        {"ChassisType", ENUM, AT(chassisType), 1, 1, chassisType},
         {"SerialValue", U32, AT(serialNo), 4, 1, nullptr},
         {"OUINumber", U32, AT(ouiNo), 4, 1, nullptr},
         // A blank-filled text takes `size` bytes and knows no index: the product id keeps its first character only.
@@ -93,11 +93,11 @@ const NonXML_Tables_t nonXML_Tables = {
         {"MmsgDirectory", STRING, AT(mmsgDirectory), 128, 1, nullptr},
         {"NvramDirectory", STRING, AT(nvramDirectory), 128, 1, nullptr},
         {"LogDirectory", STRING, AT(logDirectory), 128, 1, nullptr},
-        {"portConfiguration", ENUM, AT(portConfig), 1, 8, nonXML_portConfig},
+        {"portConfiguration", ENUM, AT(portConfig), 1, 8, portConfig},
         {"VendorId", BSTRING, AT(vendorId), 8, 1, nullptr},
         {"ProductId", BSTRING, AT(productId), 16, 1, nullptr},
         {"RevisionLevel", BSTRING, AT(revisionLvl), 4, 1, nullptr},
-        {"Bus", ENUM, AT(bus), 1, 2, nonXML_trueFalse},
+        {"Bus", ENUM, AT(bus), 1, 2, trueFalse},
         {"Adapter", ADAPTERS, AT(adapters), 4, 2, nullptr},
         {nullptr, U32, 0, 0, 0, nullptr},
     },
