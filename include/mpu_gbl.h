@@ -176,6 +176,9 @@ MPU_PARAMS_OFFSET(adapters, 736);
 /** The same, and stores the segment's id in `*shmid` (-1 when there is none). */
 [[nodiscard]] const MPU_PARAMS_t* MPU_getMpuParamsAndShmid(S32_t* shmid, int key);
 
+/** Detaches a block that this process got or created; returns shmdt's result (0, or -1 with errno set). */
+int MPU_detachMpuParams(const MPU_PARAMS_t* params);
+
 /** Removes the segment; returns shmctl's result (0, or -1 with errno set). Processes that have it attached keep it. */
 int MPU_deleteMpuParams(S32_t shmid);
 
@@ -251,9 +254,12 @@ inline MPU_MUTEX_t* MPU_cmapMutex(CmapParams_t* params) {
  */
 [[nodiscard]] CmapParams_t* MPU_createCmapParams(S32_t* shmid, int key);
 
+/** Detaches a CMAP block that this process got or created; returns shmdt's result (0, or -1 with errno set). */
+int MPU_detachCmapParams(const CmapParams_t* params);
+
 /**
- * Destroys semaphore and mutex of the CMAP block that this process got or created last, then removes the segment;
- * returns shmctl's result (0, or -1 with errno set). A mutex that somebody holds ends the process through
- * MPU_BUGCHECK().
+ * Destroys semaphore and mutex of the CMAP block in the segment `shmid`, whether this process has it attached or not,
+ * then removes the segment; returns shmctl's result (0, or -1 with errno set). A mutex that somebody holds, or a
+ * semaphore that was destroyed before, ends the process through MPU_BUGCHECK().
  */
 int MPU_deleteCmapParams(S32_t shmid);

@@ -67,9 +67,6 @@ namespace {
 
 constexpr int CMAP_MODE = 0666;
 
-/** The CMAP block this process has attached; nullptr when there is none. */
-CmapParams_t* cmapParams = nullptr;
-
 /** A new segment for `key`; -1 after a report. */
 S32_t createSegment(int key) {
     S32_t shmid = shmget(key, sizeof(CmapParams_t), CMAP_MODE | IPC_CREAT | IPC_EXCL);
@@ -109,7 +106,6 @@ CmapParams_t* MPU_getCmapParamsAndShmid(S32_t* shmid, int key) {
         mpuReportFailure("Error mapping the CMAP shared memory area to virtual memory.\n");
         return nullptr;
     }
-    cmapParams = block;
     return block;
 }
 
@@ -129,15 +125,20 @@ CmapParams_t* MPU_createCmapParams(S32_t* shmid, int key) {
     block->version = MPU_K_CMAP_PARAMS_VERSION;
     mpuSemaphore_Init(&block->semaphore, 0);
     mpuMutex_InitShared(MPU_cmapMutex(block));
-    cmapParams = block;
     return block;
 }
 
+int MPU_detachCmapParams(const CmapParams_t* params) {
+    return shmdt(params);
+}
+
 int MPU_deleteCmapParams(S32_t shmid) {
-    if (cmapParams != nullptr) {
-        mpuSemaphore_Done(&cmapParams->semaphore);
-        mpuMutex_Done(MPU_cmapMutex(cmapParams));
-        cmapParams = nullptr;
+    // Found by its id: the caller may have attached nothing, or the block of another key since.
+    auto* const block = static_cast<CmapParams_t*>(mpuAttachSegment(shmid, 0));
+    if (block != nullptr) {
+        mpuSemaphore_Done(&block->semaphore);
+        mpuMutex_Done(MPU_cmapMutex(block));
+        (void)MPU_detachCmapParams(block); // it was attached just now
     }
     return shmctl(shmid, IPC_RMID, nullptr);
 }

@@ -57,6 +57,13 @@ const MPU_PARAMS_t* MPU_getMpuParamsAndShmid(S32_t* shmid, int key) {
     return block;
 }
 
+int MPU_detachMpuParams(const MPU_PARAMS_t* params) {
+    if (params == mpuParamsBlock) {
+        mpuParamsBlock = nullptr;
+    }
+    return shmdt(params);
+}
+
 int MPU_deleteMpuParams(S32_t shmid) {
     return shmctl(shmid, IPC_RMID, nullptr);
 }

@@ -134,11 +134,54 @@ TEST_F(CmapParams, DeletingDestroysTheSemaphoreAndRemovesTheSegment) {
     EXPECT_EQ(block->semaphore.count, 0xFFFFFFFFU);
 }
 
-TEST_F(CmapParams, DeletingWithoutABlockOnlyRemovesTheSegment) {
+TEST_F(CmapParams, DeletingDestroysTheSemaphoreOfABlockThatThisProcessNeverGot) {
     const int made = makeSegment(52, 0);
+    const auto* const words = static_cast<const U32_t*>(shmat(made, nullptr, SHM_RDONLY));
     EXPECT_EQ(MPU_deleteCmapParams(made), 0);
     EXPECT_EQ(segmentNow(), -1);
+    EXPECT_EQ(words[1], 0xFFFFFFFFU);
+    EXPECT_EQ(attachedSegments(), 1) << "only the one of this test";
+    (void)shmdt(words);
+}
+
+TEST_F(CmapParams, DeletingABlockLeavesTheOneThatWasGotSince) {
+    (void)create();
+    ASSERT_NE(block, nullptr);
+    S32_t otherId = -1;
+    CmapParams_t* const other = MPU_createCmapParams(&otherId, IPC_PRIVATE);
+    ASSERT_NE(other, nullptr);
+    EXPECT_EQ(MPU_deleteCmapParams(shmid), 0);
+    EXPECT_EQ(block->semaphore.count, 0xFFFFFFFFU);
+    EXPECT_EQ(other->semaphore.count, 0U);
+    EXPECT_EQ(MPU_deleteCmapParams(otherId), 0);
+    EXPECT_EQ(other->semaphore.count, 0xFFFFFFFFU);
+}
+
+TEST_F(CmapParams, DeletingWhatIsGoneFails) {
+    const int made = makeSegment(52, 0);
+    EXPECT_EQ(MPU_deleteCmapParams(made), 0);
     EXPECT_EQ(MPU_deleteCmapParams(made), -1);
+    EXPECT_TRUE(errno == EINVAL || errno == EIDRM) << errno;
+}
+
+TEST_F(CmapParams, ADetachedBlockIsStillThere) {
+    (void)create();
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(MPU_detachCmapParams(block), 0);
+    EXPECT_EQ(attachedSegments(), 0);
+    EXPECT_EQ(segmentNow(), shmid);
+    EXPECT_EQ(MPU_detachCmapParams(block), -1);
+    EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(CmapParams, AMutexThatCannotBeMadeEndsTheProcess) {
+    EXPECT_EXIT(
+        {
+            faults::mutexInit.error = ENOMEM;
+            block = MPU_createCmapParams(&shmid, key);
+        },
+        testing::ExitedWithCode(0x04),
+        "MPU_BUGCHECK\\(\\) encountered: Cannot allocate memory\n: mpuMutex_Init\\(\\): init failure\\.\n");
 }
 
 TEST_F(CmapParams, ASemaphoreThatIsDestroyedAlreadyEndsTheProcess) {

@@ -207,3 +207,19 @@ TEST_F(CreateMpuParams, TheReaderFillsTheBlockThatWasCreated) {
     EXPECT_EQ(block->slotId, 6U);
     EXPECT_EQ(block->version, 15U);
 }
+
+TEST_F(CreateMpuParams, TheReaderForgetsADetachedBlock) {
+    useText("Version = 15\n");
+    (void)create();
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(MPU_detachMpuParams(block), 0);
+    FILE* const stream = std::tmpfile();
+    ASSERT_NE(stream, nullptr);
+    (void)std::fputs("Slot = 6\n", stream);
+    std::rewind(stream);
+    readNonXML(stream);
+    (void)std::fclose(stream);
+    const MPU_PARAMS_t* const again = MPU_getMpuParams(key);
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(again->slotId, 0U);
+}

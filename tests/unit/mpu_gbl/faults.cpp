@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <pthread.h>
 #include <sys/types.h>
 
 namespace faults {
@@ -9,6 +10,7 @@ namespace faults {
 Fault shmget;
 Fault shmat;
 Fault read;
+Fault mutexInit;
 int shortRead = -1;
 
 bool Fault::strikes() {
@@ -27,6 +29,7 @@ extern "C" {
 int __real_shmget(key_t key, std::size_t size, int flags);
 void* __real_shmat(int shmid, const void* address, int flags);
 ssize_t __real_read(int fd, void* buffer, std::size_t size);
+int __real_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes);
 
 int __wrap_shmget(key_t key, std::size_t size, int flags) {
     return faults::shmget.strikes() ? -1 : __real_shmget(key, size, flags);
@@ -44,6 +47,10 @@ ssize_t __wrap_read(int fd, void* buffer, std::size_t size) {
     const ssize_t length = __real_read(fd, buffer, cut ? static_cast<std::size_t>(faults::shortRead) : size);
     faults::shortRead = -1;
     return length;
+}
+
+int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
+    return faults::mutexInit.strikes() ? errno : __real_pthread_mutex_init(mutex, attributes);
 }
 
 } // extern "C"

@@ -15,6 +15,7 @@ struct Fault {
 extern Fault shmget;
 extern Fault shmat;
 extern Fault read;
+extern Fault mutexInit; /**< pthread_mutex_init(), which returns its error */
 
 /** The next read() transfers only so many bytes; -1: as many as asked for. */
 extern int shortRead;

@@ -112,6 +112,17 @@ TEST_F(GetMpuParams, DeletingRemovesTheSegment) {
     EXPECT_TRUE(errno == EINVAL || errno == EIDRM) << errno;
 }
 
+TEST_F(GetMpuParams, ADetachedBlockIsStillThere) {
+    const int shmid = makeBlock(15);
+    const MPU_PARAMS_t* const block = MPU_getMpuParams(key);
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(MPU_detachMpuParams(block), 0);
+    EXPECT_EQ(attachedSegments(), 0);
+    EXPECT_EQ(segmentNow(), shmid);
+    EXPECT_EQ(MPU_detachMpuParams(block), -1);
+    EXPECT_EQ(errno, EINVAL);
+}
+
 TEST_F(GetMpuParams, ADeletedBlockStaysWithThoseWhoHaveIt) {
     const int shmid = makeBlock(15);
     const MPU_PARAMS_t* const block = MPU_getMpuParams(key);
