@@ -33,13 +33,17 @@ bool readInteger(const CHAR_t* text, int base, std::uint64_t* number, const CHAR
     return after != text;
 }
 
+void reportTooLarge(const CHAR_t* value, std::uint64_t stored) {
+    std::fprintf(stderr, "+++ Warning: Number out of range in configuration file - %s\n    Using %" PRIu64 "\n", value,
+                 stored);
+}
+
 /** Stores the low bits of `number` that T has, and says so when they are not all. */
 template <typename T>
 void putNumber(const CHAR_t* value, std::uint64_t number, U8_t* at) {
     const auto stored = static_cast<T>(number);
     if (stored != number) {
-        std::fprintf(stderr, "+++ Warning: Number out of range in configuration file - %s\n    Using %" PRIu64 "\n",
-                     value, static_cast<std::uint64_t>(stored));
+        reportTooLarge(value, stored);
     }
     put(at, stored);
 }
@@ -98,7 +102,11 @@ void storeAdapters(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
         reportNoNumber(value);
         return;
     }
-    putNumber<U32_t>(value, (upper << 16) | (lower & 0xFFFF), at);
+    const auto stored = static_cast<U32_t>((upper << 16) | (lower & 0xFFFF));
+    if (upper > 0xFFFF || lower > 0xFFFF) {
+        reportTooLarge(value, stored);
+    }
+    put(at, stored);
 }
 
 /* ------------------------------------------------------------------------------------- parts, separated */

@@ -77,6 +77,7 @@ TEST(NonxmlValues, ANumberTooLargeForItsFieldKeepsItsLowBits) {
     EXPECT_EQ(bits32.word(8), 5U);
     EXPECT_EQ(read("SystemMemorySize = 4g").err, tooLarge("4g", "0"));
     EXPECT_EQ(read("Adapter = 0x10002/3").err, tooLarge("0x10002/3", "131075"));
+    EXPECT_EQ(read("Adapter = 1/65538").err, tooLarge("1/65538", "65538"));
 }
 
 TEST(NonxmlValues, WideIntegersLieHighWordFirst) {
@@ -217,6 +218,17 @@ TEST(NonxmlValues, ATypeThatDoesNotExistStoresNothing) {
     const Result result = store(tag, "1");
     EXPECT_EQ(result.err, "+++ Internal error parsing configuration file - 12\n");
     EXPECT_TRUE(result.zeroOutside(0, 0));
+}
+
+TEST(NonxmlValues, TheTablesHaveTheWidthsTheyShareWithOtherReaders) {
+    EXPECT_EQ(sizeof(NonXML_s::type), 1U);
+    EXPECT_EQ(sizeof(NonXML_s::offset), 2U);
+    EXPECT_EQ(sizeof(NonXML_s::size), 2U);
+    EXPECT_EQ(sizeof(NonXML_s::count), 1U);
+    EXPECT_EQ(sizeof(NonXML_Enums_t::value), 4U);
+    EXPECT_EQ(sizeof(NonXML_Flag_t::mask), 4U);
+    EXPECT_EQ(sizeof(nonXML_Tables), sizeof(nonXML_Tables.batteryPolicy) + sizeof(nonXML_Tables.tagList))
+        << "the policies run straight into the keys";
 }
 
 TEST(NonxmlValues, TheTypesHaveTheirNumbers) {
