@@ -6,7 +6,11 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <new>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -56,16 +60,76 @@ void checkImage(const std::string& path) {
     }
 }
 
-/** Tells the library's block creator where the contents come from. */
-void chooseSource(const std::string& config, const std::string& image) {
+/** Tells the library's block creator where the contents come from; returns the file's name. */
+const std::string& chooseSource(const std::string& config, const std::string& image) {
     if (config.empty()) {
         checkImage(image);
         unsetenv("NONXML_FILE");
         setenv("CONFIG_FILE", image.c_str(), 1);
-    } else {
-        (void)openInput(config);
-        setenv("NONXML_FILE", config.c_str(), 1);
+        return image;
     }
+    (void)openInput(config);
+    setenv("NONXML_FILE", config.c_str(), 1);
+    return config;
+}
+
+/** What the library reports while `action` runs, instead of standard error. */
+std::string reportsOf(const std::function<void()>& action) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    FILE* const terminal = stderr;
+    stderr = open_memstream(&text, &size);
+    if (stderr == nullptr) {
+        stderr = terminal;
+        throw std::bad_alloc();
+    }
+    action();
+    (void)std::fclose(stderr);
+    stderr = terminal;
+    const std::string reports(text, size);
+    std::free(text);
+    return reports;
+}
+
+/** The same words with one blank for every run of white space. */
+std::string onOneLine(const std::string& text) {
+    std::istringstream words(text);
+    std::string line;
+    for (std::string word; words >> word;) {
+        line += (line.empty() ? "" : " ") + word;
+    }
+    return line;
+}
+
+/** What is wrong with a text file that does not give the version, with the lines that it may have been meant in. */
+ToolError versionFailure(const std::string& source, U32_t version, const std::string& reports) {
+    std::string message =
+        source + " gives version " + std::to_string(version) +
+        ", which every process refuses: expected a line \"Version = " + std::to_string(MPU_K_PARAMS_VERSION) + "\"";
+    if (!reports.empty()) {
+        message += "; the reader's first complaint: " + onOneLine(reports.substr(0, reports.find('\n')));
+    }
+    return failure(message);
+}
+
+/**
+ * Makes a block without a key from the source and throws it away, so that an older block goes only for a good one.
+ * Returns what the reader reports about single lines.
+ */
+std::string tryOut(const std::string& source) {
+    S32_t shmid = -1;
+    MPU_PARAMS_t* block = nullptr;
+    const std::string reports = reportsOf([&] { block = MPU_createMpuParams(&shmid, IPC_PRIVATE); });
+    if (block == nullptr) {
+        throw failure("no parameter block can be created from " + source + ": " + onOneLine(reports));
+    }
+    const U32_t version = block->version;
+    (void)MPU_detachMpuParams(block);
+    (void)MPU_deleteMpuParams(shmid);
+    if (version != MPU_K_PARAMS_VERSION) {
+        throw versionFailure(source, version, reports);
+    }
+    return reports;
 }
 
 /* --------------------------------------------------------------------------------------------------- show */
@@ -116,6 +180,20 @@ MPU_PARAMS_t readBlock(int key) {
 
 /* -------------------------------------------------------------------------------------------------- image */
 
+/** The file that `path` leads to, which need not exist. What is no regular file must not be replaced by one. */
+std::string regularFile(const std::string& path) {
+    struct stat status = {};
+    if (stat(path.c_str(), &status) < 0) {
+        return path; // making the file beside it tells what is wrong, if anything is
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw failure("cannot write " + path + ": not a regular file");
+    }
+    std::error_code error; // none is to be expected: the file has just been seen
+    const std::string target = std::filesystem::canonical(path, error).string();
+    return error ? path : target;
+}
+
 /** A new file beside `path` that takes its place when it is complete, and vanishes when it is not. */
 class Replacement {
 public:
@@ -160,21 +238,19 @@ private:
 } // namespace
 
 void createBlock(int key, const std::string& config, const std::string& image) {
-    chooseSource(config, image);
+    const std::string& source = chooseSource(config, image);
+    const bool older = checkReplaceable(key);
+    const std::string warnings = tryOut(source);
     S32_t shmid = -1;
-    MPU_PARAMS_t* const block = MPU_createMpuParams(&shmid, key);
+    MPU_PARAMS_t* block = nullptr;
+    const std::string reports = reportsOf([&] { block = MPU_createMpuParams(&shmid, key); });
     if (block == nullptr) {
-        throw failure("no parameter block was created with key " + describeKey(key));
+        throw failure("no parameter block was created with key " + describeKey(key) + ": " + onOneLine(reports));
     }
-    const U32_t version = block->version;
-    (void)shmdt(block);
-    if (version != MPU_K_PARAMS_VERSION) {
-        (void)MPU_deleteMpuParams(shmid);
-        throw failure(config + " gives version " + std::to_string(version) +
-                      ", which every process refuses: expected a line \"Version = " +
-                      std::to_string(MPU_K_PARAMS_VERSION) + "\"");
-    }
-    std::printf("created parameter block %s, segment %d\n", describeKey(key).c_str(), shmid);
+    (void)MPU_detachMpuParams(block);
+    std::fputs(warnings.c_str(), stderr);
+    std::printf("created parameter block %s, segment %d%s\n", describeKey(key).c_str(), shmid,
+                older ? ", in place of an older one" : "");
 }
 
 void showBlock(int key) {
@@ -207,7 +283,7 @@ void setFields(int key, std::span<const std::string> assignments) {
 void writeImage(int key, const std::string& path) {
     MPU_PARAMS_t params = readBlock(key);
     MPU_swapMpuParams(&params);
-    Replacement(path).write(&params, sizeof(params));
+    Replacement(regularFile(path)).write(&params, sizeof(params));
 }
 
 void deleteBlock(int key) {

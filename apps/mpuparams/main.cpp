@@ -1,5 +1,7 @@
 /** Creates, shows, changes and deletes the platform's shared parameter block. */
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cstdio>
 #include <functional>
@@ -43,15 +45,22 @@ CLI::App* addCommand(CLI::App& app, Options_t& options, const char* name, const 
     return command;
 }
 
+std::string checkFileName(const std::string& name) {
+    return name.empty() ? "expected the name of a file" : "";
+}
+
 void addCreate(CLI::App& app, Options_t& options) {
     CLI::App* const command =
         addCommand(app, options, "create", "Create the block; an older one of that key is replaced",
                    "mpuparams create --key 0x1234 --config examples/quadra.conf",
                    [&options](int key) { createBlock(key, options.config, options.image); });
     CLI::Option_group* const source = command->add_option_group("source", "Where the contents come from");
-    source->add_option("-c,--config", options.config, "Text configuration file")->type_name("FILE");
+    source->add_option("-c,--config", options.config, "Text configuration file")
+        ->type_name("FILE")
+        ->check(checkFileName);
     source->add_option("-i,--image", options.image, "Binary image of 744 bytes in network byte order")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(checkFileName);
     source->require_option(1);
 }
 
@@ -77,12 +86,35 @@ void addImage(CLI::App& app, Options_t& options) {
     CLI::App* const command = addCommand(app, options, "image", "Write the block as a binary image",
                                          "mpuparams image --key 0x1234 configMpu.bin",
                                          [&options](int key) { writeImage(key, options.file); });
-    command->add_option("file", options.file, "File that is written or replaced")->required()->type_name("FILE");
+    command->add_option("file", options.file, "File that is written or replaced")
+        ->required()
+        ->type_name("FILE")
+        ->check(checkFileName);
 }
 
-int report(int status, const std::string& message) {
+/** One line, whatever the names and values in the message hold. */
+int report(int status, std::string message) {
+    std::ranges::replace_if(
+        message, [](unsigned char c) { return std::iscntrl(c) != 0; }, '?');
     std::fprintf(stderr, "mpuparams: %s\n", message.c_str());
     return status;
+}
+
+/** The command, which comes first. Nothing, when help is asked for instead. */
+std::string findCommand(const CLI::App& app, int argc, char** argv) {
+    const std::string first = argc < 2 ? "" : argv[1];
+    if (first == "-h" || first == "--help") {
+        return "";
+    }
+    std::string known;
+    for (const CLI::App* command : app.get_subcommands(nullptr)) {
+        if (command->get_name() == first) {
+            return first;
+        }
+        known += (known.empty() ? "" : ", ") + command->get_name();
+    }
+    throw usageError((argc < 2 ? "no command" : "\"" + first + "\" is no command") + ": expected one of " + known +
+                     "; see mpuparams --help");
 }
 
 int runTool(int argc, char** argv) {
@@ -98,16 +130,20 @@ int runTool(int argc, char** argv) {
     addImage(app, options);
     (void)addCommand(app, options, "delete", "Remove the block; processes that have it attached keep it",
                      "mpuparams delete --key 0x1234", deleteBlock);
+    std::string command;
     try {
+        command = findCommand(app, argc, argv);
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
         return app.exit(help);
     } catch (const CLI::ParseError& error) {
-        return report(EXIT_USAGE, std::string(error.what()) + "; see mpuparams --help");
+        return report(EXIT_USAGE, std::string(error.what()) + "; see mpuparams " + command + " --help");
     } catch (const ToolError& error) {
         return report(error.status(), error.what());
     }
-    return std::fflush(stdout) == 0 ? 0 : report(EXIT_FAILED, "cannot write to standard output");
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0
+               ? 0
+               : report(EXIT_FAILED, "cannot write to standard output");
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include "tool_error.h"
 
@@ -14,20 +15,50 @@ std::string describeKey(int key) {
     return text;
 }
 
-int findSegment(int key, int mode) {
-    const int shmid = shmget(key, sizeof(MPU_PARAMS_t), mode);
-    if (shmid >= 0) {
-        return shmid;
-    }
-    switch (errno) {
-    case ENOENT:
-        throw failure("no parameter block with key " + describeKey(key) + "; \"mpuparams create\" makes one");
-    case EINVAL:
-        throw failure("the segment with key " + describeKey(key) + " is no parameter block: it is smaller than " +
-                      std::to_string(sizeof(MPU_PARAMS_t)) + " bytes");
-    default:
+namespace {
+
+struct shmid_ds stateOf(int key, int shmid) {
+    struct shmid_ds state = {};
+    if (shmctl(shmid, IPC_STAT, &state) < 0) {
         throw failure("cannot open the parameter block with key " + describeKey(key) + ": " + std::strerror(errno));
     }
+    return state;
+}
+
+} // namespace
+
+int findSegment(int key, int mode) {
+    const int shmid = shmget(key, 0, mode);
+    if (shmid < 0) {
+        switch (errno) {
+        case ENOENT:
+            throw failure("no parameter block with key " + describeKey(key) + "; \"mpuparams create\" makes one");
+        case EACCES:
+            throw failure("no permission for the parameter block with key " + describeKey(key) +
+                          "; only its owner and root have it");
+        default:
+            throw failure("cannot open the parameter block with key " + describeKey(key) + ": " + std::strerror(errno));
+        }
+    }
+    // Any other program may have the key: what is not one of these blocks is neither read nor removed.
+    const std::size_t size = stateOf(key, shmid).shm_segsz;
+    if (size != sizeof(MPU_PARAMS_t)) {
+        throw failure("the segment with key " + describeKey(key) + " is no parameter block: it has " +
+                      std::to_string(size) + " bytes, expected " + std::to_string(sizeof(MPU_PARAMS_t)));
+    }
+    return shmid;
+}
+
+bool checkReplaceable(int key) {
+    if (shmget(key, 0, 0) < 0 && errno == ENOENT) {
+        return false;
+    }
+    const auto owner = stateOf(key, findSegment(key, 0600)).shm_perm.uid;
+    if (geteuid() != 0 && geteuid() != owner) {
+        throw failure("cannot replace the parameter block with key " + describeKey(key) + ": it belongs to user " +
+                      std::to_string(owner));
+    }
+    return true;
 }
 
 AttachedBlock::AttachedBlock(int key, Access access)

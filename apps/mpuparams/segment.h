@@ -28,8 +28,14 @@ private:
     void* address_;
 };
 
-/** Id of the block's segment, with permissions as of `mode`; throws a failure when there is none or it is too small. */
+/** Id of the block's segment, with permissions as of `mode`; throws a failure if none, or one of another size. */
 [[nodiscard]] int findSegment(int key, int mode);
+
+/**
+ * Whether there is a block of that key. Throws a failure when its segment is no parameter block, or is not ours to
+ * remove.
+ */
+[[nodiscard]] bool checkReplaceable(int key);
 
 /** The key as people know it: "4660 (0x00001234)". */
 [[nodiscard]] std::string describeKey(int key);

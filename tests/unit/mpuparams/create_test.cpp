@@ -1,5 +1,6 @@
 /** Creating and deleting a block. */
 #include <filesystem>
+#include <sys/ipc.h>
 #include <sys/shm.h>
 
 #include "tool.h"
@@ -51,8 +52,9 @@ TEST_F(Create, AnOlderBlockIsReplacedWithANotice) {
     createFrom("Slot = 1\n");
     const Result result = tool("create", {"--config", writeFile("b.conf", "Version = 15\nNumberOfPorts = 4\n")});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "\nError opening the MPU shared memory area.\n"
-                          "Shared segment already existed.\nIt has successfully been removed and recreated.\n\n");
+    EXPECT_EQ(result.out, "created parameter block " + keyText() + ", segment " + std::to_string(segmentNow()) +
+                              ", in place of an older one\n");
+    EXPECT_EQ(result.err, "");
     EXPECT_EQ(shown("slotId"), "0");
     EXPECT_EQ(shown("numPorts"), "4");
 }
@@ -101,16 +103,51 @@ TEST_F(Create, AnImageOfAnotherVersionLeavesTheOlderBlock) {
     EXPECT_EQ(shown("slotId"), "5");
 }
 
-TEST_F(Create, ASegmentOfSomebodyElseStays) {
-    makeSegment(std::string(100, 'x'));
-    const int foreign = segmentNow();
-    const Result result = tool("create", {"--config", writeFile("a.conf", "Version = 15\n")});
+TEST_F(Create, ATextFileWithoutTheVersionLeavesTheOlderBlock) {
+    createFrom("Slot = 5\n");
+    const int older = segmentNow();
+    const std::string path = writeFile("b.conf", "Slot = 3\nVerison = 15\nBanana\n");
+    EXPECT_REFUSED(tool("create", {"--config", path}), 2,
+                   path +
+                       " gives version 0, which every process refuses: expected a line \"Version = 15\"; the reader's "
+                       "first complaint: +++ Warning: Unrecognized option in configuration file: Verison");
+    EXPECT_EQ(segmentNow(), older);
+    EXPECT_EQ(shown("slotId"), "5");
+}
+
+TEST_F(Create, AFileThatIsNoTextAtAllIsRefusedInOneLine) {
+    std::string bytes;
+    for (int i = 0; i < 2000; ++i) {
+        bytes += static_cast<char>(i * 7);
+        bytes += i % 3 == 0 ? '\n' : '\x1B';
+    }
+    const Result result = tool("create", {"--config", writeFile("a.conf", bytes)});
     EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(result.err, "\nError opening the MPU shared memory area.\n"
-                          "Shared segment already exists (key=" +
-                              keyText() + ").\n" + "mpuparams: no parameter block was created with key " + keyText() +
-                              "\n");
-    EXPECT_EQ(segmentNow(), foreign);
+    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1);
+    EXPECT_EQ(result.err.find('\x1B'), std::string::npos);
+    EXPECT_EQ(segmentNow(), -1);
+}
+
+TEST_F(Create, ASegmentOfAnotherSizeIsSomebodyElsesAndStays) {
+    const std::string config = writeFile("a.conf", "Version = 15\n");
+    const std::string image = writeFile("image", std::string("\0\0\0\x0F", 4) + std::string(740, '\0'));
+    for (const std::size_t size : {100U, 743U, 745U, 8192U}) {
+        makeSegment(std::string(size, 'x'));
+        const int foreign = segmentNow();
+        const std::string message = "the segment with key " + keyText() + " is no parameter block: it has " +
+                                    std::to_string(size) + " bytes, expected 744";
+        EXPECT_REFUSED(tool("create", {"--config", config}), 2, message);
+        EXPECT_REFUSED(tool("create", {"--image", image}), 2, message);
+        EXPECT_EQ(segmentNow(), foreign);
+        EXPECT_EQ(shmctl(foreign, IPC_RMID, nullptr), 0);
+    }
+}
+
+TEST_F(Create, NeitherFileIsNamedByNothing) {
+    EXPECT_REFUSED(tool("create", {"--config", ""}), 1,
+                   "--config: expected the name of a file; see mpuparams create --help");
+    EXPECT_REFUSED(tool("create", {"--image", ""}), 1,
+                   "--image: expected the name of a file; see mpuparams create --help");
 }
 
 TEST_F(Create, TheEnvironmentDoesNotChooseTheSource) {
@@ -136,11 +173,16 @@ TEST_F(Delete, WhatIsNotThereCannotBeDeleted) {
     EXPECT_REFUSED(tool("delete"), 2, "no parameter block with key " + keyText() + "; \"mpuparams create\" makes one");
 }
 
-TEST_F(Delete, ASegmentTooSmallIsNoParameterBlock) {
-    makeSegment(std::string(743, 'x'));
-    EXPECT_REFUSED(tool("delete"), 2,
-                   "the segment with key " + keyText() + " is no parameter block: it is smaller than 744 bytes");
-    EXPECT_NE(segmentNow(), -1);
+TEST_F(Delete, ASegmentOfAnotherSizeIsNoParameterBlock) {
+    for (const std::size_t size : {743U, 745U}) {
+        makeSegment(std::string(size, 'x'));
+        const int foreign = segmentNow();
+        EXPECT_REFUSED(tool("delete"), 2,
+                       "the segment with key " + keyText() + " is no parameter block: it has " + std::to_string(size) +
+                           " bytes, expected 744");
+        EXPECT_EQ(segmentNow(), foreign);
+        EXPECT_EQ(shmctl(foreign, IPC_RMID, nullptr), 0);
+    }
 }
 
 TEST_F(Delete, ABlockOfAnotherReleaseCanBeDeleted) {

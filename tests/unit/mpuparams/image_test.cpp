@@ -57,8 +57,30 @@ TEST_F(Image, AFileThatCannotBeWrittenLeavesNothing) {
     EXPECT_REFUSED(tool("image", {folder + "/none/image"}), 2,
                    "cannot write " + folder + "/none/image: No such file or directory");
     ASSERT_EQ(mkdir((folder + "/sub").c_str(), 0700), 0);
-    EXPECT_REFUSED(tool("image", {folder + "/sub"}), 2, "cannot write " + folder + "/sub: Is a directory");
+    EXPECT_REFUSED(tool("image", {folder + "/sub"}), 2, "cannot write " + folder + "/sub: not a regular file");
     EXPECT_EQ(filesInFolder(), files + 1);
+}
+
+TEST_F(Image, WhatIsNoRegularFileIsNotReplacedByOne) {
+    createFrom("");
+    const std::string path = folder + "/pipe";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_REFUSED(tool("image", {path}), 2, "cannot write " + path + ": not a regular file");
+    struct stat status = {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
+
+TEST_F(Image, ALinkStaysAndTheFileItLeadsToIsReplaced) {
+    createFrom("");
+    const std::string path = writeFile("image", "old");
+    const std::string link = folder + "/link";
+    ASSERT_EQ(symlink(path.c_str(), link.c_str()), 0);
+    EXPECT_EQ(tool("image", {link}).status, 0);
+    struct stat status = {};
+    ASSERT_EQ(lstat(link.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
+    EXPECT_EQ(readFile(path).size(), 744U);
 }
 
 TEST_F(Image, WithoutABlock) {

@@ -1,4 +1,5 @@
 /** Showing a block. */
+#include <cstring>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -186,8 +187,11 @@ TEST_F(Show, ABlockOfAnotherVersion) {
     EXPECT_REFUSED(tool("show"), 2, "the parameter block with key " + keyText() + " has version 0, expected 15");
 }
 
-TEST_F(Show, ASegmentTooSmallIsNoParameterBlock) {
-    makeSegment(std::string(743, '\0'));
+TEST_F(Show, ASegmentOfAnotherSizeIsNoParameterBlock) {
+    std::string bytes(745, '\0');
+    const std::uint32_t version = 15;
+    std::memcpy(bytes.data(), &version, sizeof(version));
+    makeSegment(bytes);
     EXPECT_REFUSED(tool("show"), 2,
-                   "the segment with key " + keyText() + " is no parameter block: it is smaller than 744 bytes");
+                   "the segment with key " + keyText() + " is no parameter block: it has 745 bytes, expected 744");
 }

@@ -1,5 +1,6 @@
 /** The command line itself. */
 #include <algorithm>
+#include <regex>
 
 #include "tool.h"
 
@@ -31,24 +32,119 @@ TEST_F(Usage, AKeyIsDecimalOrHexadecimalFrom100On) {
 TEST_F(Usage, WhatIsMissingOrUnknownIsSaidInOneLine) {
     const std::string file = writeFile("a.conf", "Version = 15\n");
     const std::vector<std::vector<std::string>> wrong = {
-        {},
-        {"frobnicate"},
         {"show"},
         {"show", "--key="},
         {"show", "--key", "100", "--colour"},
         {"show", "--key", "100", "surplus"},
         {"create", "--key", "100"},
         {"create", "--key", "100", "--config", file, "--image", file},
+        {"create", "--key", "100", "--config", file, "--config", file},
         {"set", "--key", "100"},
         {"image", "--key", "100"},
     };
     for (const auto& arguments : wrong) {
         const Result result = run(arguments);
-        const std::string what = arguments.empty() ? "(nothing)" : arguments.front();
+        const std::string& what = arguments.front();
         EXPECT_EQ(result.status, 1) << what;
         EXPECT_EQ(result.out, "") << what;
         EXPECT_TRUE(result.err.starts_with("mpuparams: ")) << result.err;
-        EXPECT_TRUE(result.err.ends_with("see mpuparams --help\n")) << result.err;
+        EXPECT_TRUE(result.err.ends_with("; see mpuparams " + what + " --help\n")) << result.err;
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    }
+}
+
+TEST_F(Usage, TheCommandComesFirst) {
+    const std::string expected = ": expected one of create, show, set, image, delete; see mpuparams --help";
+    EXPECT_REFUSED(run({}), 1, "no command" + expected);
+    EXPECT_REFUSED(run({"frobnicate"}), 1, "\"frobnicate\" is no command" + expected);
+    EXPECT_REFUSED(run({"--key", "100", "show"}), 1, "\"--key\" is no command" + expected);
+}
+
+TEST_F(Usage, AMessageStaysOnOneLineWhateverItNames) {
+    EXPECT_REFUSED(run({"show", "--key", "1\n2"}), 1,
+                   "key \"1?2\": expected a decimal or 0x hexadecimal number from 100 to 2147483647");
+    EXPECT_REFUSED(tool("create", {"--config", "/no\nsuch\x1B"}), 2,
+                   "cannot read /no?such?: No such file or directory");
+}
+
+TEST_F(Usage, TheManualPageNamesEveryKeyFlagAndValueOfTheTextFile) {
+    const std::string page = readFile(MANUAL_PAGE);
+    for (const std::string name : {"Version",
+                                   "Flags",
+                                   "Slot",
+                                   "iCharMode",
+                                   "NumberOfPorts",
+                                   "IssIpAddress",
+                                   "NumberOfBusses",
+                                   "NumberOfAdapters",
+                                   "BatteryMgtPolicy",
+                                   "MpuSoftwareVersion",
+                                   "Q4xFirmwareVersion",
+                                   "AsicDeviceId",
+                                   "PciVendorId",
+                                   "AsicRevision",
+                                   "HaccMode",
+                                   "ChassisType",
+                                   "SerialValue",
+                                   "OUINumber",
+                                   "ProductIdString",
+                                   "BoardRevNumber",
+                                   "SystemMemorySize",
+                                   "BufferMemorySize",
+                                   "HaccStartingIpAddress",
+                                   "HaccNetmask",
+                                   "MgtPortIpAddress",
+                                   "MgtPortNetmask",
+                                   "SerialNumber",
+                                   "ChassisSerialNumber",
+                                   "MacAddress",
+                                   "MmsgDirectory",
+                                   "NvramDirectory",
+                                   "LogDirectory",
+                                   "portConfiguration",
+                                   "VendorId",
+                                   "ProductId",
+                                   "RevisionLevel",
+                                   "Bus",
+                                   "Adapter",
+                                   "OtherBladePresent",
+                                   "RestartRecovery",
+                                   "BatterySafe",
+                                   "CacheValid",
+                                   "ResetAsserted",
+                                   "BatteryPresent",
+                                   "DisableBreakpoint",
+                                   "InitializeDrives",
+                                   "DisableTimeouts",
+                                   "ClearPersistence",
+                                   "MgtPortNotInited",
+                                   "ReduceEvents",
+                                   "CmapTracingEnabled",
+                                   "CmapHaTracingEnabled",
+                                   "RcpComplete",
+                                   "Driver",
+                                   "ISS",
+                                   "StubServer",
+                                   "StubClient",
+                                   "StandAlone",
+                                   "DualSim",
+                                   "eBlade",
+                                   "Default",
+                                   "None",
+                                   "Xyratex2U12ATX",
+                                   "Quadra",
+                                   "Chenbro3U16ATX",
+                                   "Vsc055",
+                                   "W83782d",
+                                   "1gige",
+                                   "10gige",
+                                   "True",
+                                   "False",
+                                   "Unknown",
+                                   "Ignore",
+                                   "WriteThrough",
+                                   "Quiesce",
+                                   "UPSPresent"}) {
+        EXPECT_TRUE(std::regex_search(page, std::regex("\\b" + name + "\\b"))) << name;
     }
 }
