@@ -239,7 +239,10 @@ private:
 
 void createBlock(int key, const std::string& config, const std::string& image) {
     const std::string& source = chooseSource(config, image);
-    const bool older = checkReplaceable(key);
+    const bool older = shmget(key, 0, 0) >= 0 || errno != ENOENT;
+    if (older) {
+        (void)findRemovable(key);
+    }
     const std::string warnings = tryOut(source);
     S32_t shmid = -1;
     MPU_PARAMS_t* block = nullptr;
@@ -287,7 +290,7 @@ void writeImage(int key, const std::string& path) {
 }
 
 void deleteBlock(int key) {
-    if (MPU_deleteMpuParams(findSegment(key, 0)) < 0) {
+    if (MPU_deleteMpuParams(findRemovable(key)) < 0) {
         throw failure("cannot delete the parameter block with key " + describeKey(key) + ": " + std::strerror(errno));
     }
 }

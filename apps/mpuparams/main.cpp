@@ -62,6 +62,7 @@ void addCreate(CLI::App& app, Options_t& options) {
         ->type_name("FILE")
         ->check(checkFileName);
     source->require_option(1);
+    command->footer("The manual page mpuparams(8) lists the keys of the text file.\n" + command->get_footer());
 }
 
 void addShow(CLI::App& app, Options_t& options) {

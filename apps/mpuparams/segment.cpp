@@ -49,16 +49,14 @@ int findSegment(int key, int mode) {
     return shmid;
 }
 
-bool checkReplaceable(int key) {
-    if (shmget(key, 0, 0) < 0 && errno == ENOENT) {
-        return false;
+int findRemovable(int key) {
+    const int shmid = findSegment(key, 0600);
+    const struct ipc_perm permissions = stateOf(key, shmid).shm_perm;
+    if (geteuid() != 0 && geteuid() != permissions.uid && geteuid() != permissions.cuid) {
+        throw failure("the parameter block with key " + describeKey(key) + " belongs to user " +
+                      std::to_string(permissions.uid) + "; only its owner and root can remove it");
     }
-    const auto owner = stateOf(key, findSegment(key, 0600)).shm_perm.uid;
-    if (geteuid() != 0 && geteuid() != owner) {
-        throw failure("cannot replace the parameter block with key " + describeKey(key) + ": it belongs to user " +
-                      std::to_string(owner));
-    }
-    return true;
+    return shmid;
 }
 
 AttachedBlock::AttachedBlock(int key, Access access)

@@ -31,11 +31,8 @@ private:
 /** Id of the block's segment, with permissions as of `mode`; throws a failure if none, or one of another size. */
 [[nodiscard]] int findSegment(int key, int mode);
 
-/**
- * Whether there is a block of that key. Throws a failure when its segment is no parameter block, or is not ours to
- * remove.
- */
-[[nodiscard]] bool checkReplaceable(int key);
+/** Id of the block's segment when this process may remove it; throws a failure as findSegment(), or if it may not. */
+[[nodiscard]] int findRemovable(int key);
 
 /** The key as people know it: "4660 (0x00001234)". */
 [[nodiscard]] std::string describeKey(int key);
