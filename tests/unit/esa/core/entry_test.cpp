@@ -1,6 +1,7 @@
 /** The process' entry: its arguments, what it prints, and the way into the main loop. */
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -191,6 +192,25 @@ TEST_F(Entry, MissingBlockIsReportedOnStandardErrorAndEndsWithThree) {
     EXPECT_EQ(outcome.out, STARTED);
     EXPECT_THAT(outcome.err, testing::EndsWith("\nesa: Unable to share parameters.esa: Giving up."));
     EXPECT_THAT(systemCalls.calls, ElementsAre("shmget 4660 744"));
+}
+
+TEST_F(Started, BlockThatCannotBeAttachedEndsWithThree) {
+    systemCalls.attachError = ENOMEM;
+    const Outcome outcome = start({"esa", std::to_string(key)});
+    systemCalls.attachError = 0;
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_EQ(outcome.err, "Error mapping the MPU shared memory area to virtual memory.\n   Cannot allocate memory\n"
+                           "esa: Unable to share parameters.esa: Giving up.");
+    EXPECT_THAT(systemCalls.sends, IsEmpty());
+}
+
+TEST_F(Started, TraceLogThatCannotBeOpenedIsReportedAndTheAdapterStarts) {
+    std::filesystem::remove(directory + "/log");
+    block->flags = 0x01000080;
+    EXPECT_EXIT(runUntilPass(2), testing::ExitedWithCode(42),
+                "TRACE_openLog: Failed to open logfile .*/log/esa_01.log So We are going print all log messages on to "
+                "stdout.*esaDebug set to TRUE");
+    EXPECT_EQ(received().size(), 364U);
 }
 
 TEST_F(Started, GoesThroughEveryStepIntoTheLoop) {

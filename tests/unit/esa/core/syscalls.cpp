@@ -50,7 +50,9 @@ int __real_connect(int fd, const sockaddr* address, socklen_t length);
 int REAL_SETSOCKOPT(int fd, int level, int name, const void* value, socklen_t length);
 int REAL_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, timeval* timeout);
 ssize_t __real_recv(int fd, void* buffer, size_t size, int flags);
+ssize_t __real_send(int fd, const void* bytes, size_t size, int flags);
 int __real_shmget(key_t key, size_t size, int flags);
+void* __real_shmat(int shmid, const void* address, int flags);
 int __real_open64(const char* path, int flags, ...);
 
 int __wrap_socket(int domain, int type, int protocol) {
@@ -102,6 +104,24 @@ ssize_t __wrap_recv(int fd, void* buffer, size_t size, int flags) {
 int __wrap_shmget(key_t key, size_t size, int flags) {
     note("shmget %d %u", static_cast<int>(key), static_cast<unsigned>(size));
     return systemCalls.noSegments ? fail(ENOENT) : __real_shmget(key, size, flags);
+}
+
+ssize_t __wrap_send(int fd, const void* bytes, size_t size, int flags) {
+    char call[32];
+    (void)std::snprintf(call, sizeof(call), "%u 0x%x", static_cast<unsigned>(size), static_cast<unsigned>(flags));
+    systemCalls.sends.emplace_back(call);
+    if (systemCalls.sendError != 0) {
+        return fail(systemCalls.sendError);
+    }
+    return __real_send(fd, bytes, size - static_cast<size_t>(systemCalls.sendShortage), flags);
+}
+
+void* __wrap_shmat(int shmid, const void* address, int flags) {
+    if (systemCalls.attachError != 0) {
+        errno = systemCalls.attachError;
+        return reinterpret_cast<void*>(-1);
+    }
+    return __real_shmat(shmid, address, flags);
 }
 
 int __wrap_open64(const char* path, int flags, ...) {
