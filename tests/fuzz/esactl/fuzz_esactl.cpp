@@ -10,6 +10,7 @@
 #include "events.h"
 #include "fuzz_input.h"
 #include "health.h"
+#include "read_back.h"
 #include "render_json.h"
 #include "render_prometheus.h"
 #include "render_text.h"
@@ -21,6 +22,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using fuzz::require;
+using fuzz::requireJson;
 
 bool isPrintable(const std::string& text) {
     return std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; });
@@ -29,13 +31,6 @@ bool isPrintable(const std::string& text) {
 void requireLines(const std::vector<std::string>& lines) {
     require(!lines.empty());
     require(std::ranges::all_of(lines, isPrintable));
-}
-
-/** The document survives being printed and read again. */
-void requireJson(const Json& document) {
-    for (const int indent : {-1, 2}) {
-        require(Json::parse(jsonText(document, indent), nullptr, false) == document);
-    }
 }
 
 std::size_t skipWord(const std::string& line, std::size_t at) {
