@@ -112,6 +112,23 @@ TEST_F(CmapParams, ASegmentThatCannotBeTakenStays) {
     EXPECT_EQ(segmentNow(), foreign);
 }
 
+TEST_F(CmapParams, AnOlderSegmentThatCannotBeRemovedStays) {
+    const int older = makeSegment(52, 0xEE);
+    faults::shmctl.error = EPERM;
+    EXPECT_EQ(create(), "CMAP shared memory segment already exists " + keyText(key) + ".\n");
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(shmid, -1);
+    EXPECT_EQ(segmentNow(), older);
+}
+
+TEST_F(CmapParams, DeletingThatIsRefusedFailsAndTheSegmentStays) {
+    const int made = makeSegment(52, 0);
+    faults::shmctl.error = EPERM;
+    EXPECT_EQ(MPU_deleteCmapParams(made), -1);
+    EXPECT_EQ(errno, EPERM);
+    EXPECT_EQ(segmentNow(), made);
+}
+
 TEST_F(CmapParams, AnyOtherCreationErrorIsReported) {
     faults::shmget.error = ENOSPC;
     EXPECT_EQ(create(), "\nError creating the CMAP shared memory area.\n   No space left on device\n");

@@ -149,6 +149,18 @@ TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenStays) {
     EXPECT_EQ(segmentNow(), foreign);
 }
 
+TEST_F(CreateMpuParams, AnOlderSegmentThatCannotBeRemovedStays) {
+    const int older = makeSegment(744, 0xEE);
+    useText("Version = 15\n");
+    faults::shmctl.error = EPERM;
+    EXPECT_EQ(create(),
+              "\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(shmid, -1);
+    EXPECT_EQ(segmentNow(), older);
+    EXPECT_EQ(attachedSegments(), 0);
+}
+
 TEST_F(CreateMpuParams, ASegmentThatCannotBeMadeAnewIsReported) {
     (void)makeSegment(744, 0xEE);
     useText("Version = 15\n");

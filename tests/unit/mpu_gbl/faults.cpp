@@ -3,12 +3,14 @@
 #include <cerrno>
 #include <cstddef>
 #include <pthread.h>
+#include <sys/shm.h>
 #include <sys/types.h>
 
 namespace faults {
 
 Fault shmget;
 Fault shmat;
+Fault shmctl;
 Fault read;
 Fault mutexInit;
 int shortRead = -1;
@@ -24,10 +26,20 @@ bool Fault::strikes() {
 
 } // namespace faults
 
+// It has another name where a long has 32 bits and the segment's times 64.
+#if __SIZEOF_LONG__ == 8
+#define REAL_SHMCTL __real_shmctl
+#define WRAP_SHMCTL __wrap_shmctl
+#else
+#define REAL_SHMCTL __real___shmctl64
+#define WRAP_SHMCTL __wrap___shmctl64
+#endif
+
 extern "C" {
 
 int __real_shmget(key_t key, std::size_t size, int flags);
 void* __real_shmat(int shmid, const void* address, int flags);
+int REAL_SHMCTL(int shmid, int command, shmid_ds* state);
 ssize_t __real_read(int fd, void* buffer, std::size_t size);
 int __real_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes);
 
@@ -37,6 +49,10 @@ int __wrap_shmget(key_t key, std::size_t size, int flags) {
 
 void* __wrap_shmat(int shmid, const void* address, int flags) {
     return faults::shmat.strikes() ? reinterpret_cast<void*>(-1) : __real_shmat(shmid, address, flags);
+}
+
+int WRAP_SHMCTL(int shmid, int command, shmid_ds* state) {
+    return faults::shmctl.strikes() ? -1 : REAL_SHMCTL(shmid, command, state);
 }
 
 ssize_t __wrap_read(int fd, void* buffer, std::size_t size) {

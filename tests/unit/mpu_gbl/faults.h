@@ -14,6 +14,7 @@ struct Fault {
 
 extern Fault shmget;
 extern Fault shmat;
+extern Fault shmctl;
 extern Fault read;
 extern Fault mutexInit; /**< pthread_mutex_init(), which returns its error */
 
