@@ -81,6 +81,13 @@ TEST_F(CmapParams, GettingTheBlockIsNoMatterOfItsVersion) {
     EXPECT_EQ(MPU_getCmapParams(key)->version, 9U);
 }
 
+TEST_F(CmapParams, TheSegmentIsLookedUpForEverybodysUse) {
+    (void)makeSegment(52, 0);
+    (void)get();
+    EXPECT_EQ(faults::asked.size, 52U);
+    EXPECT_EQ(faults::asked.flags, 0666);
+}
+
 TEST_F(CmapParams, AKeyWithoutASegmentIsReported) {
     EXPECT_EQ(get(), "Error opening the CMAP shared memory area.\n   No such file or directory\n");
     EXPECT_EQ(block, nullptr);

@@ -13,6 +13,7 @@ Fault shmat;
 Fault shmctl;
 Fault read;
 Fault mutexInit;
+Asked asked;
 int shortRead = -1;
 
 bool Fault::strikes() {
@@ -44,6 +45,7 @@ ssize_t __real_read(int fd, void* buffer, std::size_t size);
 int __real_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes);
 
 int __wrap_shmget(key_t key, std::size_t size, int flags) {
+    faults::asked = {size, flags};
     return faults::shmget.strikes() ? -1 : __real_shmget(key, size, flags);
 }
 

@@ -1,6 +1,8 @@
 /** System calls of the library that fail when a test wants it. */
 #pragma once
 
+#include <cstddef>
+
 namespace faults {
 
 /** A call that is let through `passes` times and then fails once with `error`; 0: never. */
@@ -17,6 +19,13 @@ extern Fault shmat;
 extern Fault shmctl;
 extern Fault read;
 extern Fault mutexInit; /**< pthread_mutex_init(), which returns its error */
+
+/** What shmget() was asked for last. */
+struct Asked {
+    std::size_t size = 0;
+    int flags = 0;
+};
+extern Asked asked;
 
 /** The next read() transfers only so many bytes; -1: as many as asked for. */
 extern int shortRead;

@@ -46,6 +46,13 @@ TEST_F(GetMpuParams, TheSegmentIdMayBeLeftOut) {
     EXPECT_EQ(block->flags, 0x80U);
 }
 
+TEST_F(GetMpuParams, TheSegmentIsLookedUpWithItsOwnersReadPermission) {
+    (void)makeBlock(15);
+    ASSERT_NE(MPU_getMpuParams(key), nullptr);
+    EXPECT_EQ(faults::asked.size, 744U);
+    EXPECT_EQ(faults::asked.flags, 0400);
+}
+
 TEST_F(GetMpuParams, TheBlockIsAttachedReadOnly) {
     (void)makeBlock(15);
     const MPU_PARAMS_t* const block = MPU_getMpuParams(key);

@@ -56,3 +56,8 @@ TEST(MpuSemaphore, EndingItTwiceEndsTheProcess) {
     EXPECT_EXIT((void)mpuSemaphore_Done(&semaphore), testing::ExitedWithCode(0x09),
                 "mpuSemaphore_Done\\(\\): done failure\\.\n");
 }
+
+TEST(MpuSemaphore, ItsFailuresHaveTheirOwnStatus) {
+    EXPECT_EQ(MPU_K_BUGCHECK_SEMAPHORE_INIT, 0x40000008U);
+    EXPECT_EQ(MPU_K_BUGCHECK_SEMAPHORE_DONE, 0x40000009U);
+}
