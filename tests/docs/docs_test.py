@@ -22,7 +22,7 @@ import transcript  # noqa: E402
 # Why a line is not run here.
 PICTURE = "no command"
 MACHINE = "shown: needs a real machine"
-ITSELF = "shown: runs the tests"
+ITSELF = "what ./test begins with, or is"
 PACKAGE = "run by tests/package"
 RUN = "run by run_test.py"
 # How a line is run.
@@ -39,9 +39,10 @@ LINES = {
         "$ export PATH=...": SESSION,
     },
     "docs/operations.md": {
-        "cmake --preset release && cmake --build build/release": PACKAGE,
-        "(cd build/release && cpack -G DEB)": PACKAGE,
-        "cmake --install build/release": PACKAGE,
+        "scripts/packages build package": ITSELF,
+        "cmake --preset release -B build/package -DESA_TESTS=OFF && cmake --build build/package": ITSELF,
+        "(cd build/package && cpack -G DEB)": PACKAGE,
+        "cmake --install build/package": PACKAGE,
         "systemctl enable --now msm esa-params esa": MACHINE,
         "mpuparams set --key 0x64 flags+=CmapTracingEnabled": LIVE,
         "systemctl restart esa": MACHINE,

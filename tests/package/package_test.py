@@ -304,8 +304,9 @@ class PackageTest(unittest.TestCase):
             environment = {**os.environ, "PATH": self.stand_ins(root) + ":" + os.environ["PATH"]}
             output(*dpkg, "-i", deb, env=environment)
             calls = self.calls(root)
-            self.assertIn("systemd-sysusers", calls[0])
-            self.assertIn("systemd-tmpfiles --create", calls[1])
+            self.assertEqual(f"systemd-sysusers --root={root} esa.conf", calls[0])
+            self.assertEqual(f"systemd-tmpfiles --root={root} --create esa.conf", calls[1])
+            self.assertEqual(2, len(calls), "the services of the running system are left alone")
             settings = os.path.join(root, "etc/esa/mpu.conf")
             with open(settings, "a", encoding="utf-8") as file:
                 file.write("# by hand\n")
