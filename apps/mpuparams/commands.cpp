@@ -86,7 +86,7 @@ std::string reportsOf(const std::function<void()>& action) {
     action();
     (void)std::fclose(stderr);
     stderr = terminal;
-    const std::string reports(text, size);
+    std::string reports(text, size);
     std::free(text);
     return reports;
 }
@@ -119,7 +119,7 @@ ToolError versionFailure(const std::string& source, U32_t version, const std::st
 std::string tryOut(const std::string& source) {
     S32_t shmid = -1;
     MPU_PARAMS_t* block = nullptr;
-    const std::string reports = reportsOf([&] { block = MPU_createMpuParams(&shmid, IPC_PRIVATE); });
+    std::string reports = reportsOf([&] { block = MPU_createMpuParams(&shmid, IPC_PRIVATE); });
     if (block == nullptr) {
         throw failure("no parameter block can be created from " + source + ": " + onOneLine(reports));
     }

@@ -103,7 +103,7 @@ int report(int status, std::string message) {
 
 /** The command, which comes first. Nothing, when help is asked for instead. */
 std::string findCommand(const CLI::App& app, int argc, char** argv) {
-    const std::string first = argc < 2 ? "" : argv[1];
+    std::string first = argc < 2 ? "" : argv[1];
     if (first == "-h" || first == "--help") {
         return "";
     }
