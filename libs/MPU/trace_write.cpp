@@ -50,13 +50,13 @@ std::string_view currentText() {
 /** A line that is put together first and then reaches the stream, and the file, in one piece. */
 struct Line {
     CHAR_t buffer[PREFIX_SIZE + TRC_K_INFO_SIZE + 1];
-    TraceText prefix{buffer, PREFIX_SIZE - 1};
+    TraceText preBuf{buffer, PREFIX_SIZE - 1};
 
     void finishAndWrite(std::string_view text) {
-        TraceText rest(buffer + prefix.length(), static_cast<U32_t>(sizeof buffer) - prefix.length());
+        TraceText rest(buffer + preBuf.length(), static_cast<U32_t>(sizeof buffer) - preBuf.length());
         rest.add(text);
         rest.add("\n");
-        (void)std::fwrite(buffer, 1, prefix.length() + rest.length(), traceStream());
+        (void)std::fwrite(buffer, 1, preBuf.length() + rest.length(), traceStream());
         (void)std::fflush(traceStream());
     }
 };
@@ -65,16 +65,16 @@ void writeCallLine(std::string_view direction) {
     traceCountLine();
     const U16_t level = currentLevel();
     Line line;
-    addStamp(line.prefix, level);
+    addStamp(line.preBuf, level);
     if ((level & TRC_K_FILE) != 0) {
-        line.prefix.addName(traceData.fileName);
-        line.prefix.add(":");
-        line.prefix.addNumber(traceData.lineNumber);
-        line.prefix.add(":");
+        line.preBuf.addName(traceData.fileName);
+        line.preBuf.add(":");
+        line.preBuf.addNumber(traceData.lineNumber);
+        line.preBuf.add(":");
     }
-    line.prefix.add(direction);
-    line.prefix.addName(traceData.funcName);
-    line.prefix.add(": ");
+    line.preBuf.add(direction);
+    line.preBuf.addName(traceData.funcName);
+    line.preBuf.add(": ");
     line.finishAndWrite(currentText());
     (void)mpuMutex_Unlock(&traceData.lock);
 }
@@ -115,7 +115,7 @@ void writeBytes(const U8_t* bytes, U32_t length) {
     writeBufferedDump();
 }
 
-/** Ends the text that vsnprintf() has put into the buffer; `length` is its result. */
+/** Ends the text that has been printed into the buffer; `length` is the result of vsnprintf() or snprintf(). */
 void endText(int length) {
     traceData.infoBufLen = length < 0 ? 0 : std::min(static_cast<U32_t>(length), TRC_K_INFO_SIZE - 1);
     traceData.infoBuf[traceData.infoBufLen] = '\0';
@@ -155,11 +155,11 @@ S32_t TRACE__logInfo(BOOLEAN write, BOOLEAN bugCheck) {
     if (write != 0) {
         const U16_t level = currentLevel();
         Line line;
-        addStamp(line.prefix, level);
+        addStamp(line.preBuf, level);
         if (bugCheck != 0) {
-            line.prefix.add("TRACE LOG BUG-CHECK AT: ");
+            line.preBuf.add("TRACE LOG BUG-CHECK AT: ");
         }
-        addPlace(line.prefix, level, ":  ");
+        addPlace(line.preBuf, level, ":  ");
         line.finishAndWrite(currentText());
     }
     if (bugCheck != 0) {
@@ -170,10 +170,10 @@ S32_t TRACE__logInfo(BOOLEAN write, BOOLEAN bugCheck) {
 
 void TRACE__logDump(const void* buffer, U32_t length) {
     traceCountLine();
-    CHAR_t text[PREFIX_SIZE];
-    TraceText prefix(text, PREFIX_SIZE - 1);
+    CHAR_t preBuf[PREFIX_SIZE];
+    TraceText prefix(preBuf, PREFIX_SIZE - 1);
     addPlace(prefix, currentLevel(), ": ");
-    (void)std::fwrite(text, 1, prefix.length(), traceStream());
+    (void)std::fwrite(preBuf, 1, prefix.length(), traceStream());
     const U32_t room = std::min(traceData.infoBufLen, TRC_K_INFO_SIZE);
     (void)std::fwrite(traceData.infoBuf, 1, strnlen(traceData.infoBuf, room), traceStream());
     writeBytes(static_cast<const U8_t*>(buffer), length);
@@ -221,13 +221,13 @@ void TRACE__dump(const CHAR_t* file, const CHAR_t* function, U32_t line, const C
 void TRACE__enter(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* text) {
     const ErrnoKeeper keeper;
     traceBeginCall(module, file, function, line);
-    (void)std::snprintf(traceData.infoBuf, sizeof traceData.infoBuf, "%s", text);
+    endText(std::snprintf(traceData.infoBuf, sizeof traceData.infoBuf, "%s", text));
     TRACE__logEnter();
 }
 
 void TRACE__return(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* text) {
     const ErrnoKeeper keeper;
     traceBeginCall(module, file, function, line);
-    (void)std::snprintf(traceData.infoBuf, sizeof traceData.infoBuf, "%s", text);
+    endText(std::snprintf(traceData.infoBuf, sizeof traceData.infoBuf, "%s", text));
     TRACE__logReturn();
 }

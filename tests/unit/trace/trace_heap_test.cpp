@@ -6,6 +6,7 @@
 namespace {
 
 unsigned long allocations = 0;
+bool nextCallocFails = false;
 
 } // namespace
 
@@ -22,6 +23,10 @@ void* malloc(std::size_t size) {
 
 void* calloc(std::size_t count, std::size_t size) {
     ++allocations;
+    if (nextCallocFails) {
+        nextCallocFails = false;
+        return nullptr;
+    }
     return __libc_calloc(count, size);
 }
 
@@ -57,6 +62,17 @@ TEST_F(TraceHeap, LinesAndDumpsTakeNoMemory) {
         EXPECT_EQ(allocations, afterInit);
         TRACE__done();
     }
+}
+
+TEST_F(TraceHeap, WithoutMemoryForTheModulesThereIsNoneAndNothingIsTraced) {
+    nextCallocFails = true;
+    init();
+    EXPECT_FALSE(nextCallocFails);
+    EXPECT_EQ(traceData.numModLevels, 0);
+    TRACE_INFO("not written");
+    EXPECT_EQ(log(), "");
+    TRACE__info("", "", 1, "whoever calls the writer himself has his line");
+    EXPECT_EQ(log(), "whoever calls the writer himself has his line\n");
 }
 
 } // namespace

@@ -1,4 +1,6 @@
 /** Modules and their level words. */
+#include <cerrno>
+
 #include <unistd.h>
 
 #include "trace_fixture.h"
@@ -32,6 +34,14 @@ TEST_F(TraceLevel, StartsAt0AndIsStoredPerModule) {
     EXPECT_EQ(TRACE__getTraceLevel(2), 0xFFFF);
     EXPECT_EQ(traceData.numModLevels, 3);
     EXPECT_EQ(traceData.modLevels[2], 0xFFFF);
+}
+
+TEST_F(TraceLevel, IsSetAndReadWithoutTheLock) {
+    init();
+    wrapped.mutexLockError = EBUSY; // whoever takes the lock now ends the process
+    EXPECT_EQ(TRACE__setTraceLevel(0, 0x1234), 0);
+    EXPECT_EQ(TRACE__getTraceLevel(0), 0x1234);
+    wrapped.mutexLockError = 0;
 }
 
 TEST_F(TraceLevel, ModuleNamesAreCopies) {

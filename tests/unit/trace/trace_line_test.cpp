@@ -1,5 +1,9 @@
 /** Information, entry and exit lines. */
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <functional>
+#include <iterator>
 #include <ostream>
 
 #include "trace_fixture.h"
@@ -69,6 +73,44 @@ TEST_P(TracePrefix, OfAnEntryLine) {
 TEST_P(TracePrefix, OfAnExitLine) {
     TRACE__return(0, "fan.cpp", "doIt", 1234, "text");
     EXPECT_EQ(log(), GetParam().leave);
+}
+
+TEST_F(TraceLine, PrefixFollowsTheLevelWordOfTheCallsModule) {
+    TRACE__done();
+    const char* const names[] = {"DDLM", "CEE"};
+    TRACE__init(&params, "esa_%02d.log", 2, names);
+    (void)TRACE__setTraceLevel(1, 0x2000);
+    TRACE__enter(1, "fan.cpp", "doIt", 1, "text");
+    TRACE__return(1, "fan.cpp", "doIt", 2, "text");
+    TRACE__enter(0, "fan.cpp", "doIt", 3, "text");
+    EXPECT_EQ(mpuMutex_Get(&traceData.lock), 0);
+    traceData.moduleIndex = 1;
+    EXPECT_EQ(TRACE__logInfo(1, 0), 0);
+    EXPECT_EQ(mpuMutex_Get(&traceData.lock), 0);
+    traceData.moduleIndex = 1;
+    TRACE__logDump("", 0);
+    EXPECT_EQ(log(), "fan.cpp:1:ENTERING into func: doIt: text\n"
+                     "fan.cpp:2:EXITING from func: doIt: text\n"
+                     "ENTERING into func: doIt: text\n"
+                     "fan.cpp:3:  text\n"
+                     "fan.cpp:3: text\n");
+}
+
+TEST_F(TraceLine, InformationLinesAndDumpsFollowTheWordOfModule0) {
+    TRACE__done();
+    const char* const names[] = {"DDLM", "CEE"};
+    TRACE__init(&params, "esa_%02d.log", 2, names);
+    (void)TRACE__setTraceLevel(1, 0xFFFF);
+    TRACE_INFO("text");
+    TRACE_DUMP("label", "", 0);
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(TraceLine, TextThatCannotBeFormattedIsEmpty) {
+    TRACE__info("", "", 1, "before");
+    TRACE__info("", "", 1, "%ls", L"\x4E2D"); // the C locale has no such character
+    EXPECT_EQ(traceData.infoBufLen, 0U);
+    EXPECT_EQ(log(), "before\n\n");
 }
 
 TEST_F(TraceLine, NamesAreCutTo32Characters) {
@@ -155,6 +197,15 @@ TEST_F(TraceLine, CallFillsTheCurrentCallFieldsAndReleasesTheLock) {
     EXPECT_EQ(pthread_mutex_unlock(&traceData.lock), 0);
 }
 
+TEST_F(TraceLine, LengthOfAnEntryOrExitTextIsKeptToo) {
+    TRACE__enter(0, "", "", 1, "four");
+    EXPECT_EQ(traceData.infoBufLen, 4U);
+    TRACE__return(0, "", "", 1, "seven77");
+    EXPECT_EQ(traceData.infoBufLen, 7U);
+    TRACE__enter(0, "", "", 1, std::string(3000, 'e').c_str());
+    EXPECT_EQ(traceData.infoBufLen, 1023U);
+}
+
 TEST_F(TraceLine, WithoutTheWriteFlagALineIsCountedButNotWritten) {
     EXPECT_EQ(mpuMutex_Get(&traceData.lock), 0);
     EXPECT_EQ(TRACE__logInfo(0, 0), 0);
@@ -181,7 +232,33 @@ TEST_F(TraceLine, CallLeavesErrnoAlone) {
     TRACE__info("", "", 1, "a");
     TRACE__dump("", "", 1, "a", "", 0);
     TRACE__enter(0, "", "", 1, "a");
+    TRACE__return(0, "", "", 1, "a");
     EXPECT_EQ(errno, EPERM);
+}
+
+TEST(TraceData, FieldsAreInOrder) {
+    const std::size_t offsets[] = {
+        offsetof(TRACE_DATA_t, lock),
+        offsetof(TRACE_DATA_t, infoBuf),
+        offsetof(TRACE_DATA_t, fd),
+        offsetof(TRACE_DATA_t, fileName),
+        offsetof(TRACE_DATA_t, funcName),
+        offsetof(TRACE_DATA_t, modNames),
+        offsetof(TRACE_DATA_t, modLevels),
+        offsetof(TRACE_DATA_t, mpuParams),
+        offsetof(TRACE_DATA_t, logWriteCount),
+        offsetof(TRACE_DATA_t, infoBufLen),
+        offsetof(TRACE_DATA_t, lineNumber),
+        offsetof(TRACE_DATA_t, log_to_file),
+        offsetof(TRACE_DATA_t, logNameProto),
+        offsetof(TRACE_DATA_t, moduleIndex),
+        offsetof(TRACE_DATA_t, logInstanceNumber),
+        offsetof(TRACE_DATA_t, numModLevels),
+    };
+    EXPECT_EQ(offsets[0], 0U);
+    EXPECT_TRUE(std::ranges::is_sorted(offsets, std::ranges::less_equal()));
+    EXPECT_EQ(sizeof traceData.infoBuf, 1024U);
+    EXPECT_EQ(sizeof traceData.logNameProto, 192U);
 }
 
 TEST_F(TraceLine, WriteErrorsAreIgnored) {

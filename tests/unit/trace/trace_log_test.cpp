@@ -1,5 +1,6 @@
 /** Log files: names, opening, the size check, redirection, the end. */
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <ostream>
@@ -81,6 +82,22 @@ TEST_F(TraceLog, PatternIsCutTo192Bytes) {
     EXPECT_EQ(traceData.logNameProto, whole.substr(0, 191));
 }
 
+TEST_F(TraceLog, NameIsCutTo192BytesAfterTheNumberIsIn) {
+    init();
+    (void)std::snprintf(traceData.logNameProto, sizeof traceData.logNameProto, "/dir/%%300dx");
+    char name[193];
+    name[192] = '#';
+    TRACE__getLogName(name);
+    EXPECT_EQ(std::string(name), "/dir/" + std::string(186, ' '));
+    EXPECT_EQ(name[192], '#');
+}
+
+TEST_F(TraceLog, PatternWithoutADirectoryIsAPatternToo) {
+    init();
+    (void)std::strcpy(traceData.logNameProto, "esa_%02d.log");
+    EXPECT_EQ(logName(), "esa_01.log");
+}
+
 TEST_F(TraceLog, InstanceNumberWrapsFrom255To0) {
     init();
     for (int i = 2; i <= 255; ++i) {
@@ -142,6 +159,11 @@ TEST_P(TraceToStandardError, WritesThereFromTheStart) {
         EXPECT_EQ(traceData.log_to_file, 0U);
         write("line");
         TRACE__dump("", "", 1, "dump", "", 0);
+        EXPECT_EQ(traceData.logWriteCount, 2U);
+        traceData.logWriteCount = 99999;
+        TRACE_checkLog();
+        EXPECT_EQ(traceData.logWriteCount, 0U);
+        EXPECT_EQ(traceData.logInstanceNumber, 1);
         _exit(testing::Test::HasFailure() ? 1 : 0);
     });
     EXPECT_EQ(child.exitStatus, 0);
@@ -247,6 +269,14 @@ TEST_P(TraceSizeCheckOf, ThatLineGoesToTheNextFile) {
     EXPECT_EQ(log("esa_02.log"), GetParam().text);
 }
 
+TEST_F(TraceSizeCheck, LooksAtTheFileOfTheLogsName) {
+    std::filesystem::rename(path("esa_01.log"), path("moved"));
+    std::ofstream(path("esa_01.log")) << "another file";
+    ASSERT_EQ(truncate(path("esa_01.log").c_str(), 2000000000), 0);
+    TRACE_checkLog();
+    EXPECT_EQ(logName(), directory + "/esa_02.log");
+}
+
 TEST_F(TraceSizeCheck, OfADeletedLogChangesNothing) {
     ASSERT_EQ(unlink(path("esa_01.log").c_str()), 0);
     TRACE_checkLog();
@@ -263,6 +293,35 @@ TEST_F(TraceLog, DoneClosesTheFileAndTracesNothingMore) {
     TRACE_INFO("nothing");
     EXPECT_EQ(log(), "last\n");
     EXPECT_EQ(logName(), "<stderr>");
+}
+
+int lowestFreeDescriptor() {
+    const int fd = dup(STDERR_FILENO);
+    (void)close(fd);
+    return fd;
+}
+
+TEST_F(TraceLog, NoFileStaysOpen) {
+    const int before = lowestFreeDescriptor();
+    init();
+    EXPECT_GT(lowestFreeDescriptor(), before);
+    TRACE_openLog();
+    TRACE__redirect(&params, "other_%d.log");
+    TRACE__redirect(nullptr, nullptr);
+    EXPECT_EQ(lowestFreeDescriptor(), before);
+    TRACE__redirect(&params, "other_%d.log");
+    TRACE__done();
+    EXPECT_EQ(lowestFreeDescriptor(), before);
+}
+
+TEST_F(TraceLog, RedirectAndDoneFlushTheFile) {
+    init();
+    EXPECT_GT(std::fputs("buffered", traceData.fd), 0);
+    TRACE__redirect(&params, "other_%02d.log");
+    EXPECT_EQ(log(), "buffered");
+    EXPECT_GT(std::fputs("buffered", traceData.fd), 0);
+    TRACE__done();
+    EXPECT_EQ(log("other_01.log"), "buffered");
 }
 
 TEST_F(TraceLog, DoneLeavesStandardErrorOpen) {

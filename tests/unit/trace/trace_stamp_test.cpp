@@ -1,4 +1,5 @@
 /** Time stamps. */
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 
@@ -56,6 +57,15 @@ TEST_F(TraceStamp, GoesOnWorkingAfter2038) {
     EXPECT_EQ(stamp(), "Dec 31 23:59:59");
 }
 
+TEST_F(TraceStamp, OfATimeBeyondTheCalendarIsEmpty) {
+    wrapped.now = INT64_MAX;
+    EXPECT_EQ(stamp(), "");
+    init();
+    (void)TRACE__setTraceLevel(0, 0x8010);
+    TRACE_INFO("text");
+    EXPECT_EQ(log(), "  text\n");
+}
+
 TEST_F(TraceStamp, OfALineIsThatOfItsSecond) {
     init();
     (void)TRACE__setTraceLevel(0, 0x8010);
@@ -77,6 +87,20 @@ TEST_F(TraceStamp, IsLocalTimeAndFollowsTheChangeToSummerTime) {
     wrapped.now += 1;
     TRACE_INFO("summer");
     EXPECT_EQ(log(), "Mar 26 01:59:59  winter\nMar 26 03:00:00  summer\n");
+}
+
+TEST_F(TraceStamp, ZoneIsNotLoadedAgainWhenTheSystemNamesNone) {
+    wrapped.linkIsSet = true;
+    wrapped.link = "/usr/share/zoneinfo/Europe/Berlin";
+    init();
+    (void)TRACE__setTraceLevel(0, 0x8010);
+    const int atStart = wrapped.zoneLoads;
+    wrapped.link = "";
+    TRACE_INFO("a");
+    wrapped.link = "/usr/share/zoneinfo/Europe/Berlin";
+    wrapped.now += 1;
+    TRACE_INFO("b");
+    EXPECT_EQ(wrapped.zoneLoads, atStart);
 }
 
 TEST_F(TraceStamp, ZoneIsLoadedAgainWhenTheSystemsZoneChangesAndOnlyThen) {
