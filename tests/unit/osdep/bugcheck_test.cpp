@@ -61,6 +61,8 @@ void dumpOneLine() {
 const MutexFailure MUTEX_FAILURES[] = {
     {"Init", &WrappedCalls::mutexInitError, [] { (void)mpuMutex_Init(&mutex); }, 4, INIT_TEXT},
     {"InitShared", &WrappedCalls::mutexInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
+    {"SharedAttributes", &WrappedCalls::attributesInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
+    {"Sharing", &WrappedCalls::sharingError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
     {"Done", &WrappedCalls::mutexDestroyError, [] { (void)mpuMutex_Done(&mutex); }, 5, DONE_TEXT},
     {"Get", &WrappedCalls::mutexLockError, [] { (void)mpuMutex_Get(&mutex); }, 6, GET_TEXT},
     {"Unlock", &WrappedCalls::mutexUnlockError, [] { (void)mpuMutex_Unlock(&mutex); }, 7, UNLOCK_TEXT},

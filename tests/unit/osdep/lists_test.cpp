@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <functional>
 #include <ostream>
 #include <set>
 #include <thread>
@@ -30,6 +31,7 @@ struct Form {
     bool (*isEmpty)(const LIST_t*);
     const char* headText;
     const char* tailText;
+    int yields; /**< of an operation that finds the spin lock taken and gets it at the third try */
 };
 
 void PrintTo(const Form& test, std::ostream* out) {
@@ -45,7 +47,8 @@ const Form PLAIN = {"Plain",
                     MPU_remove_from_list_tail,
                     MPU_list_mt,
                     "Listhead is not orphanized",
-                    "Listhead is Not Orphanized"};
+                    "Listhead is Not Orphanized",
+                    0};
 const Form SAFE = {"Safe",
                    MPU_init_listhead_safe,
                    MPU_insert_on_list_head_safe,
@@ -55,7 +58,8 @@ const Form SAFE = {"Safe",
                    MPU_remove_from_list_tail_safe,
                    MPU_list_mt_safe,
                    "Listhead is not Orphanized",
-                   " Listhead is not Orphanized"};
+                   " Listhead is not Orphanized",
+                   3};
 
 class Lists : public testing::TestWithParam<Form> {
 protected:
@@ -166,6 +170,36 @@ TEST_P(Lists, InsertAtTailOfAnElementOnAListEndsTheProcess) {
     EXPECT_EQ(child.out, list.tailText);
 }
 
+TEST_P(Lists, AnElementWithOneLinkElsewhereIsNotOrphaned) {
+    for (const bool forward : {true, false}) {
+        (forward ? elements[0].flink : elements[0].blink) = &elements[1];
+        (forward ? elements[0].blink : elements[0].flink) = &elements[0];
+        EXPECT_EQ(runInChild([&] { list.insertHead(&head, &elements[0]); }).out, list.headText);
+        EXPECT_EQ(runInChild([&] { list.insertTail(&head, &elements[0]); }).out, list.tailText);
+    }
+}
+
+TEST_P(Lists, OnlyTheSafeFormWaitsForTheSpinLock) {
+    LIST_t* element = &elements[0];
+    const std::function<void()> operations[] = {
+        [&] { list.initHead(&head); },   [&] { list.insertHead(&head, element); },
+        [&] { list.remove(element); },   [&] { list.insertTail(&head, element); },
+        [&] { list.removeHead(&head); }, [&] { list.removeTail(&head); },
+        [&] { list.isEmpty(&head); },
+    };
+    for (const auto& operation : operations) {
+        wrapped.yields = 0;
+        wrapped.lockFreeAfter = 3;
+        wrapped.lock = &spinlock;
+        spinlock = 0;
+        operation();
+        EXPECT_EQ(wrapped.yields, list.yields) << &operation - operations;
+        EXPECT_EQ(spinlock, list.yields == 0 ? 0U : 1U) << &operation - operations;
+    }
+    wrapped.lock = nullptr;
+    spinlock = 1;
+}
+
 TEST(SafeLists, FailingInsertLeavesTheSpinLockFree) {
     const ChildResult child = runInChild([] {
         static LIST_t head;
@@ -241,6 +275,18 @@ TEST(SpinLock, StartsFreeIsTakenAndGivenBack) {
     EXPECT_EQ(spinlock, 0U);
     mpuSpinLock_Release(&spinlock);
     EXPECT_EQ(spinlock, 1U);
+}
+
+TEST(SpinLock, YieldsTheProcessorAfterEachFailure) {
+    U32_t own = 1;
+    wrapped.lock = &own;
+    wrapped.lockFreeAfter = 5;
+    mpuSpinLock_Get(&own);
+    EXPECT_EQ(wrapped.yields, 0);
+    mpuSpinLock_Get(&own);
+    EXPECT_EQ(wrapped.yields, 5);
+    EXPECT_EQ(own, 0U);
+    wrapped.lock = nullptr;
 }
 
 TEST(SpinLock, WaitsUntilTheHolderGivesItBack) {

@@ -1,9 +1,11 @@
+#include <csetjmp>
 #include <csignal>
 #include <cstring>
 #include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -140,19 +142,30 @@ TEST(FatalSignals, FaultingAddressIsInTheRecord) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(information.si_addr), 0x1238U);
 }
 
-TEST(FatalSignals, RegistersOfTheInterruptedCodeAreInTheRecord) {
-    ChildResult child = runInChild([] {
-        siginfo_t information;
-        std::memset(&information, 0x11, sizeof information);
-        ucontext_t context;
-        std::memset(&context, 0x22, sizeof context);
+siginfo_t allOnes() {
+    siginfo_t information;
+    std::memset(&information, 0x11, sizeof information);
+    return information;
+}
+
+/** A context whose registers are all 0x33 and whose other bytes are 0x22. */
+ucontext_t allThrees() {
+    ucontext_t context;
+    std::memset(&context, 0x22, sizeof context);
 #if defined(__powerpc__)
-        static mcontext_t registers;
-        std::memset(&registers, 0x33, sizeof registers);
-        context.uc_mcontext.uc_regs = &registers;
+    static mcontext_t registers;
+    std::memset(&registers, 0x33, sizeof registers);
+    context.uc_mcontext.uc_regs = &registers;
 #else
-        std::memset(&context.uc_mcontext, 0x33, sizeof context.uc_mcontext);
+    std::memset(&context.uc_mcontext, 0x33, sizeof context.uc_mcontext);
 #endif
+    return context;
+}
+
+TEST(FatalSignals, RegistersOfTheInterruptedCodeAreInTheRecord) {
+    const ChildResult child = runInChild([] {
+        siginfo_t information = allOnes();
+        ucontext_t context = allThrees();
         catchEvent(SIGILL, &information, &context);
     });
     EXPECT_EQ(child.signal, SIGABRT);
@@ -168,6 +181,68 @@ TEST(FatalSignals, MissingInformationAndContextLeaveZeros) {
     ASSERT_TRUE(child.event.has_value());
     EXPECT_EQ(child.event->header, expectedHeader());
     EXPECT_EQ(child.event->body, std::string(344, '\0'));
+}
+
+TEST(FatalSignals, InformationAndContextAreCopiedEachWhenItIsGiven) {
+    const ChildResult onlyInformation = runInChild([] {
+        siginfo_t information = allOnes();
+        catchEvent(SIGILL, &information, nullptr);
+    });
+    ASSERT_TRUE(onlyInformation.event.has_value());
+    EXPECT_EQ(onlyInformation.event->body, std::string(128, '\x11') + std::string(216, '\0'));
+    const ChildResult onlyContext = runInChild([] {
+        ucontext_t context = allThrees();
+        catchEvent(SIGILL, nullptr, &context);
+    });
+    ASSERT_TRUE(onlyContext.event.has_value());
+    EXPECT_EQ(onlyContext.event->body, std::string(128, '\0') + std::string(176, '\x33') + std::string(40, '\0'));
+}
+
+sigjmp_buf pastTheFirstAbort;
+
+TEST(FatalSignals, NothingOfAnEarlierSignalIsInTheRecord) {
+    const ChildResult child = runInChild([] {
+        (void)std::signal(SIGABRT, [](int) { siglongjmp(pastTheFirstAbort, 1); });
+        if (sigsetjmp(pastTheFirstAbort, 1) == 0) {
+            siginfo_t information = allOnes();
+            ucontext_t context = allThrees();
+            catchEvent(SIGILL, &information, &context);
+        }
+        (void)std::signal(SIGABRT, SIG_DFL);
+        catchEvent(SIGILL, nullptr, nullptr);
+    });
+    EXPECT_EQ(child.signal, SIGABRT);
+    ASSERT_TRUE(child.event.has_value());
+    EXPECT_EQ(child.event->header, expectedHeader());
+    EXPECT_EQ(child.event->body, std::string(344, '\0'));
+}
+
+/** Signals are caught, then one comes, in a process whose command line is out of reach. */
+void signalWithout(const std::function<void()>& takeAway, const std::function<void()>& giveBack) {
+    const ChildResult child = runInChild([&] {
+        takeAway();
+        handleUnexpectedSignals();
+        giveBack();
+        (void)std::printf("%d", static_cast<int>(getpid()));
+        (void)std::fflush(stdout);
+        (void)raise(SIGTERM);
+    });
+    EXPECT_EQ(child.signal, SIGABRT);
+    EXPECT_EQ(child.err, "");
+    ASSERT_TRUE(child.event.has_value());
+    EXPECT_EQ(std::to_string(bigEndian32(child.event->body, 320)), child.out);
+    EXPECT_EQ(child.event->body.substr(324), std::string(20, '\0'));
+}
+
+TEST(FatalSignals, ProcessNameIsEmptyWhenTheCommandLineCannotBeOpened) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    signalWithout([&] { (void)setrlimit(RLIMIT_NOFILE, &none); }, [&] { (void)setrlimit(RLIMIT_NOFILE, &before); });
+}
+
+TEST(FatalSignals, ProcessNameIsEmptyWhenTheCommandLineCannotBeRead) {
+    signalWithout([] { wrapped.readFails = true; }, [] { wrapped.readFails = false; });
 }
 
 TEST(FatalSignals, RecordGoesOutWithTheAttachedParameterBlock) {

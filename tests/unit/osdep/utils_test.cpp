@@ -105,6 +105,10 @@ TEST(VersionRecord, HoldsThisRelease) {
 }
 
 TEST(VersionRecord, HasItsFieldsInOrderAndSize) {
+    EXPECT_EQ(offsetof(Version_Structure_t, major), 0U);
+    EXPECT_EQ(offsetof(Version_Structure_t, minor), 2U);
+    EXPECT_EQ(offsetof(Version_Structure_t, maintenance), 4U);
+    EXPECT_EQ(offsetof(Version_Structure_t, build), 6U);
     EXPECT_EQ(offsetof(Version_Structure_t, string), 8U);
     EXPECT_EQ(offsetof(Version_Structure_t, ID), 40U);
     EXPECT_EQ(offsetof(Version_Structure_t, build_time), 104U);
@@ -126,6 +130,13 @@ TEST(VersionRecord, FullStringJoinsNumberAccountAndTime) {
     (void)std::strcpy(Version.ID, "builder");
     (void)std::strcpy(Version.build_time, "Oct  2 2006 13:51:16");
     EXPECT_STREQ(VersionFullString(), "1.3.0.24 | builder | Oct  2 2006 13:51:16");
+}
+
+TEST(VersionRecord, FullStringIsInTheSameBufferEachTime) {
+    const CHAR_t* const first = VersionFullString();
+    Version.build = 25;
+    EXPECT_EQ(VersionFullString(), first);
+    EXPECT_EQ(std::string(first).substr(0, 11), "1.3.0.25 | ");
 }
 
 TEST(VersionRecord, FullStringHoldsTheLongestAccount) {

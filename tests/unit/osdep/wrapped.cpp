@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 
 WrappedCalls wrapped;
@@ -17,6 +18,10 @@ int __real_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t*
 int __real_pthread_mutex_destroy(pthread_mutex_t* mutex);
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
+int __real_pthread_mutexattr_init(pthread_mutexattr_t* attributes);
+int __real_pthread_mutexattr_setpshared(pthread_mutexattr_t* attributes, int shared);
+int __real_sched_yield();
+ssize_t __real_read(int fd, void* buffer, size_t size);
 int __real_sigaction(int signal, const struct sigaction* action, struct sigaction* old);
 ssize_t __real_readlink(const char* path, char* buffer, size_t size);
 void __real_tzset();
@@ -36,6 +41,30 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
 
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
     return wrapped.mutexUnlockError != 0 ? wrapped.mutexUnlockError : __real_pthread_mutex_unlock(mutex);
+}
+
+int __wrap_pthread_mutexattr_init(pthread_mutexattr_t* attributes) {
+    const int error = __real_pthread_mutexattr_init(attributes);
+    return wrapped.attributesInitError != 0 ? wrapped.attributesInitError : error;
+}
+
+int __wrap_pthread_mutexattr_setpshared(pthread_mutexattr_t* attributes, int shared) {
+    return wrapped.sharingError != 0 ? wrapped.sharingError : __real_pthread_mutexattr_setpshared(attributes, shared);
+}
+
+int __wrap_sched_yield() {
+    if (wrapped.lock != nullptr && ++wrapped.yields == wrapped.lockFreeAfter) {
+        *wrapped.lock = 1;
+    }
+    return __real_sched_yield();
+}
+
+ssize_t __wrap_read(int fd, void* buffer, size_t size) {
+    if (wrapped.readFails) {
+        errno = EIO;
+        return -1;
+    }
+    return __real_read(fd, buffer, size);
 }
 
 int __wrap_sigaction(int signal, const struct sigaction* action, struct sigaction* old) {
