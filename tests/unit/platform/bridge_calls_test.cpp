@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <functional>
+#include <tuple>
 #include <vector>
 
 #include <fcntl.h>
@@ -15,23 +16,11 @@
 #include <unistd.h>
 
 #include "platform.h"
+#include "wrapped_calls.h"
 
 namespace {
 
 using Bytes = std::vector<U8_t>;
-
-} // namespace
-
-extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier): names that the linker's --wrap gives
-ssize_t __real_write(int fd, const void* bytes, size_t count);
-ssize_t __wrap_write(int fd, const void* bytes, size_t count);
-int __real_poll(pollfd* fds, nfds_t count, int timeout);
-int __wrap_poll(pollfd* fds, nfds_t count, int timeout);
-// NOLINTEND(bugprone-reserved-identifier)
-}
-
-namespace {
 
 struct Line {
     Line() {
@@ -39,10 +28,20 @@ struct Line {
         cfmakeraw(&raw);
         raw.c_cc[VMIN] = 1;
         EXPECT_EQ(openpty(&far, &fd, nullptr, &raw, nullptr), 0);
-        current = this;
+        onWrite = [this](int to, const void* bytes, std::size_t count) {
+            return to == fd ? take(bytes, count) : __real_write(to, bytes, count);
+        };
+        onPoll = [this](pollfd* fds, nfds_t count, int timeout) {
+            if (fds->fd == fd && beforePoll) {
+                beforePoll(timeout);
+            }
+            return __real_poll(fds, count, timeout);
+        };
     }
     ~Line() {
-        current = nullptr;
+        onPoll = nullptr;
+        onRead = nullptr;
+        onWrite = nullptr;
         close(fd);
         close(far);
     }
@@ -53,7 +52,7 @@ struct Line {
         EXPECT_EQ(__real_write(far, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
 
-    ssize_t onWrite(const void* bytes, size_t count) {
+    ssize_t take(const void* bytes, size_t count) {
         const auto* first = static_cast<const U8_t*>(bytes);
         writes.emplace_back(first, first + count);
         return afterWrite ? afterWrite(writes.size(), count) : static_cast<ssize_t>(count);
@@ -64,28 +63,7 @@ struct Line {
     std::vector<Bytes> writes; /**< one entry per call; nothing of them reaches the far end */
     std::function<ssize_t(std::size_t callNumber, std::size_t count)> afterWrite;
     std::function<void(int timeoutMs)> beforePoll;
-    static Line* current;
 };
-
-Line* Line::current = nullptr;
-
-} // namespace
-
-ssize_t __wrap_write(int fd, const void* bytes, size_t count) {
-    if (Line::current != nullptr && Line::current->fd == fd) {
-        return Line::current->onWrite(bytes, count);
-    }
-    return __real_write(fd, bytes, count);
-}
-
-int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
-    if (Line::current != nullptr && Line::current->fd == fds->fd && Line::current->beforePoll) {
-        Line::current->beforePoll(timeout);
-    }
-    return __real_poll(fds, count, timeout);
-}
-
-namespace {
 
 TEST(BridgeCalls, ARequestGoesOutInOneWrite) {
     Line line;
@@ -181,6 +159,86 @@ TEST(BridgeCalls, AFarEndThatNeverStopsDoesNotHoldTheTransferUp) {
     EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
     EXPECT_EQ(errno, EPROTO);
     EXPECT_EQ(line.writes.size(), 1U);
+}
+
+TEST(BridgeCalls, AWaitThatASignalOrAClockEndsEarlyGoesOn) {
+    Line line;
+    int waits = 0;
+    onPoll = [&](pollfd* fds, nfds_t count, int timeout) {
+        if (timeout > 0 && ++waits < 3) { // the clearing of the line does not wait
+            errno = EINTR;
+            return waits == 1 ? -1 : 0;
+        }
+        if (waits == 3) {
+            line.answer({0x41, 0x22});
+        }
+        return __real_poll(fds, count, timeout);
+    };
+    U8_t data = 0;
+    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
+    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(line.writes.size(), 1U);
+}
+
+TEST(BridgeCalls, AWaitThatFailsFailsTheTransfer) {
+    Line line;
+    onPoll = [](pollfd*, nfds_t, int) {
+        errno = ENOMEM;
+        return -1;
+    };
+    U8_t data = 0;
+    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
+    EXPECT_EQ(errno, ENOMEM);
+}
+
+TEST(BridgeCalls, ALineInErrorWithoutInputFailsTheTransfer) {
+    Line line;
+    onPoll = [](pollfd* fds, nfds_t, int) {
+        fds->revents = POLLERR;
+        return 1;
+    };
+    U8_t data = 0;
+    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
+    EXPECT_EQ(errno, EIO);
+}
+
+/** The reply is on the line; its reads go as `onRead` says. */
+int readWithReply(Line& line, U8_t* data) {
+    line.afterWrite = [&](std::size_t, std::size_t count) {
+        line.answer({0x41, 0x22});
+        return static_cast<ssize_t>(count);
+    };
+    return read_i2c_data(line.fd, 0x4C, 0x00, data, 1);
+}
+
+TEST(BridgeCalls, AReadThatASignalStopsOrThatComesTooEarlyIsMadeAgain) {
+    Line line;
+    std::vector<int> errors{EINTR, EAGAIN};
+    onRead = [&](int fd, void* bytes, std::size_t count) -> ssize_t {
+        if (errors.empty()) {
+            return __real_read(fd, bytes, count);
+        }
+        errno = errors.front();
+        errors.erase(errors.begin());
+        return -1;
+    };
+    U8_t data = 0;
+    EXPECT_EQ(readWithReply(line, &data), 1);
+    EXPECT_EQ(data, 0x22);
+    EXPECT_TRUE(errors.empty());
+}
+
+TEST(BridgeCalls, AReadThatFailsOrGivesNothingFailsTheTransfer) {
+    for (const auto& [result, error, seen] : {std::tuple<ssize_t, int, int>{-1, EBADMSG, EBADMSG}, {0, 0, EIO}}) {
+        Line line;
+        onRead = [&, result = result, error = error](int, void*, std::size_t) {
+            errno = error;
+            return result;
+        };
+        U8_t data = 0;
+        EXPECT_EQ(readWithReply(line, &data), -1);
+        EXPECT_EQ(errno, seen);
+    }
 }
 
 TEST(BridgeCalls, ADescriptorThatDoesNotBlockWillDo) {
