@@ -66,6 +66,10 @@ function(esa_test name)
   if(ARG_PROGRAMS)
     add_dependencies(${name} ${ARG_PROGRAMS})
   endif()
+  if(CMAKE_CXX_FLAGS MATCHES "--coverage")
+    target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/keep_counts.cpp)
+    target_link_options(${name} PRIVATE -Wl,--wrap=_exit)
+  endif()
   gtest_discover_tests(${name}
     TEST_PREFIX ${name}.
     DISCOVERY_MODE PRE_TEST

@@ -1,0 +1,26 @@
+/** For coverage builds: a process that aborts or leaves by _exit() would lose what it has counted, so it saves that. */
+#include <csignal>
+
+extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): names that the compiler's and the linker's options give
+void __gcov_dump();
+[[noreturn]] void __real__exit(int status);
+[[noreturn]] void __wrap__exit(int status);
+// NOLINTEND(bugprone-reserved-identifier)
+}
+
+void __wrap__exit(int status) {
+    __gcov_dump();
+    __real__exit(status);
+}
+
+namespace {
+
+/** abort() raises its signal once more when the handler returns, and then it is deadly. */
+void saveCounts(int /*signal*/) {
+    __gcov_dump();
+}
+
+[[maybe_unused]] const auto installed = std::signal(SIGABRT, saveCounts);
+
+} // namespace
