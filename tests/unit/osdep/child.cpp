@@ -68,6 +68,9 @@ extern "C" void altEventLogM(const EmpEvLogHeader_t* record, const MPU_PARAMS_t*
         return;
     }
     std::rewind(eventFile);
+    if (ftruncate(fileno(eventFile), 0) != 0) {
+        std::abort();
+    }
     const auto pointer = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(params));
     for (int shift = 56; shift >= 0; shift -= 8) {
         (void)std::fputc(static_cast<int>((pointer >> shift) & 0xFF), eventFile);

@@ -1,4 +1,5 @@
 /** The bug check: a last line, an event record, the end of the process. */
+#include <csetjmp>
 #include <csignal>
 #include <ostream>
 
@@ -49,6 +50,33 @@ TEST_F(TraceBugCheck, LineHasTheWholePrefix) {
     (void)TRACE__setTraceLevel(0, 0xE000);
     (void)bugCheck("esafan.cpp", "esaFanCheck", 77, "text");
     EXPECT_EQ(log(), "Oct  2 13:51:16  TRACE LOG BUG-CHECK AT: esafan.cpp:esaFanCheck:77:  text\n");
+}
+
+TEST_F(TraceBugCheck, LongestPrefixIsWhole) {
+    (void)TRACE__setTraceLevel(0, 0xE000);
+    (void)bugCheck("f2345678901234567890123456789012x", "g2345678901234567890123456789012x", 2147483647, "text");
+    EXPECT_EQ(log(), "Oct  2 13:51:16  TRACE LOG BUG-CHECK AT: "
+                     "f2345678901234567890123456789012:g2345678901234567890123456789012:2147483647:  text\n");
+}
+
+sigjmp_buf pastTheFirstAbort;
+
+TEST_F(TraceBugCheck, NothingOfAnEarlierOneIsInTheRecord) {
+    const ChildResult child = runInChild([] {
+        (void)std::signal(SIGABRT, [](int) { siglongjmp(pastTheFirstAbort, 1); });
+        if (sigsetjmp(pastTheFirstAbort, 1) == 0) {
+            TRACE__infoBugCheck("some_file.cpp", "someFunction", 77, "%200d", 7);
+        }
+        (void)std::signal(SIGABRT, SIG_DFL);
+        traceData.fileName = "a.cpp"; // the lock is still held
+        traceData.funcName = "f";
+        traceData.lineNumber = 1;
+        traceData.infoBuf[0] = '\0';
+        (void)TRACE__logInfo(0, 1);
+    });
+    EXPECT_EQ(child.signal, SIGABRT);
+    ASSERT_TRUE(child.event.has_value());
+    EXPECT_EQ(child.event->body, bytes({0, 1}) + filled(std::string("a\0f", 3), 30) + filled("BUG CHECK: \n", 13));
 }
 
 TEST_F(TraceBugCheck, MacroNamesTheCaller) {
