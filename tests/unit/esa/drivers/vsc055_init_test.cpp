@@ -85,6 +85,15 @@ Lines transfersOf(const ChassisCase& chassis) {
 
 } // namespace
 
+TEST_F(Vsc055Init, RowsNameTheirChassis) {
+    EXPECT_STREQ(quadraChassis.typeName, "VORAN_E_CHASSIS_TELMA_QUADRA");
+    EXPECT_STREQ(vsc055Chassis.typeName, "VORAN_E_CHASSIS_VORAN_VSC055");
+    for (const Chassis_t* row : {&quadraChassis, &vsc055Chassis}) {
+        EXPECT_STREQ(row->initDoneText, "Finish initializing for the Vsc055 based Enclosure.");
+        EXPECT_STREQ(row->initFailedText, "Initializing for the Vsc055 based Enclosure fails.");
+    }
+}
+
 TEST_F(Vsc055Init, TransfersInOrderAndTheStateTheyLeave) {
     for (const ChassisCase& chassis : CHASSIS) {
         SCOPED_TRACE(chassis.type);
