@@ -90,30 +90,10 @@ class PairFault : public DriverTest, public testing::WithParamInterface<Case> {
 protected:
     PairFault() : chassis(*GetParam().chassis), situation(*GetParam().situation), model(chassis) { trace(false); }
 
-    static void show(const PolledChassis& chassis, const PolledInputs& inputs) {
-        fakeBus.values.clear();
-        for (const auto& [place, value] : chassis.registers) {
-            fakeBus.set(place.first, place.second, value);
-        }
-        const std::vector<int>& degrees = chassis.temperatures.at(inputs.temperatures);
-        std::size_t sensor = 0;
-        unsigned fan = 0;
-        for (const PolledElement& element : chassis.elements) {
-            const bool bad = element.kind == 'F' ? (inputs.stoppedFans >> fan++ & 1) != 0 : inputs.suppliesBad;
-            const int value = element.kind == 'T' ? degrees[sensor++] : bad ? element.bad : element.good;
-            U8_t& shown = fakeBus.values[{element.address, element.reg}]; // two inputs can share a register
-            shown = static_cast<U8_t>(shown | value);
-        }
-    }
-
     /** Initialises the chassis and polls it until its loads have settled. */
     void initialise() {
         startCold(chassis.type);
-        if (chassis.type == 3 || chassis.type == 5) {
-            const U8_t sensors[] = {0x4C, 0x4B, 0x4A};
-            esaControl.i2cAddressVsc055 = 0x41;
-            std::memcpy(esaControl.i2cAddressLM75, sensors, sizeof(sensors));
-        }
+        recordAddresses(chassis);
         show(chassis, ALL_WELL);
         ASSERT_EQ(esaChassis()->init(), 0);
         for (int i = 0; i < 4; ++i) {

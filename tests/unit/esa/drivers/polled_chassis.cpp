@@ -1,5 +1,10 @@
 #include "polled_chassis.h"
 
+#include <cstring>
+
+#include "esamain.h"
+#include "fake_platform.h"
+
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -151,3 +156,27 @@ PolledChassis chenbro() {
 
 const std::vector<PolledChassis> polledChassis = {xyratex(), vsc055(3, "Quadra", 3), chenbro(), vsc055(5, "Vsc055", 2),
                                                   w83782d()};
+
+void show(const PolledChassis& chassis, const PolledInputs& inputs) {
+    fakeBus.values.clear();
+    for (const auto& [place, value] : chassis.registers) {
+        fakeBus.set(place.first, place.second, value);
+    }
+    const std::vector<int>& degrees = chassis.temperatures.at(inputs.temperatures);
+    std::size_t sensor = 0;
+    unsigned fan = 0;
+    for (const PolledElement& element : chassis.elements) {
+        const bool bad = element.kind == 'F' ? (inputs.stoppedFans >> fan++ & 1) != 0 : inputs.suppliesBad;
+        const int value = element.kind == 'T' ? degrees[sensor++] : bad ? element.bad : element.good;
+        U8_t& shown = fakeBus.values[{element.address, element.reg}]; // two inputs can share a register
+        shown = static_cast<U8_t>(shown | value);
+    }
+}
+
+void recordAddresses(const PolledChassis& chassis) {
+    if (chassis.type == 3 || chassis.type == 5) {
+        const U8_t sensors[] = {0x4C, 0x4B, 0x4A};
+        esaControl.i2cAddressVsc055 = 0x41;
+        std::memcpy(esaControl.i2cAddressLM75, sensors, sizeof(sensors));
+    }
+}
