@@ -22,7 +22,8 @@ import transcript  # noqa: E402
 # Why a line is not run here.
 PICTURE = "no command"
 MACHINE = "shown: needs a real machine"
-ITSELF = "what ./test begins with, or is"
+ITSELF = "shown: runs the tests"
+BUILD = "shown: ./test installs and builds the same, and the tests as well"
 PACKAGE = "run by tests/package"
 RUN = "run by run_test.py"
 # How a line is run.
@@ -39,8 +40,8 @@ LINES = {
         "$ export PATH=...": SESSION,
     },
     "docs/operations.md": {
-        "scripts/packages build package": ITSELF,
-        "cmake --preset release -B build/package -DESA_TESTS=OFF && cmake --build build/package": ITSELF,
+        "scripts/packages build package": BUILD,
+        "cmake --preset release -B build/package -DESA_TESTS=OFF && cmake --build build/package": BUILD,
         "(cd build/package && cpack -G DEB)": PACKAGE,
         "cmake --install build/package": PACKAGE,
         "systemctl enable --now msm esa-params esa": MACHINE,
