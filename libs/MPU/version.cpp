@@ -13,8 +13,7 @@ Version_Structure_t Version = {
     .string = "Version " TEXT(ESA_VERSION_MAJOR) "." TEXT(ESA_VERSION_MINOR) "." TEXT(ESA_VERSION_MAINTENANCE) "." TEXT(
         ESA_VERSION_BUILD),
     .ID = ESA_BUILD_ACCOUNT,
-    // The compiler takes both from SOURCE_DATE_EPOCH when a build is to be repeated bit for bit.
-    .build_time = __DATE__ " " __TIME__,
+    .build_time = ESA_BUILD_TIME,
 };
 
 const CHAR_t* VersionFullString() {
