@@ -92,7 +92,7 @@ inline constexpr std::uint32_t SEND_BUFFER_ADDRESS = 0x5E4DB0F5;
 
 class Adapter {
 public:
-    explicit Adapter(World& world) : world(world) {}
+    explicit Adapter(World& livedIn) : world(livedIn) {}
 
     State state;
 
@@ -112,6 +112,8 @@ public:
     void esaFault(const char* function, const std::string& message);
     /** Sends the first `length` bytes of esaWorkSpace; reports a critical error in the name of `function` otherwise. */
     long sendWorkSpace(std::size_t length, const char* function);
+    /** The debugging entry point: an SES command to the adapter itself. Nothing in a life calls it. */
+    long esaTestMsg(std::uint8_t commandType, std::uint8_t pageCode);
 
     /** A line, or a dump, of the trace log, when the level word asks for it. printf's format. */
     [[gnu::format(printf, 3, 4)]] void trace(const char* function, const char* format, ...);
@@ -192,6 +194,21 @@ public:
 private:
     World& world;
     bool tracing = false; /**< bit 0x10 of the level word */
+
+    // --- process ---
+    Parameters parameters; /**< the attached block, without its flags */
+
+    void sendStartupNotice();
+    void waitForRcp();
+    void initChassis();
+    /** A header of 64 bytes, still queued; the bytes that no peek saw are zero. */
+    Bytes peekHeader();
+    void receiveMessage();
+    /** The reply to the SEND DIAGNOSTIC in `esaInMsg`: GOOD, or CHECK CONDITION with its sense data. */
+    void answerSendDiagnostic(std::uint8_t statusCode);
+    void dispatchReceiveDiagnostic();
+    void dispatchSendDiagnostic();
+    void traceControlBlock();
 };
 
 } // namespace model
