@@ -121,10 +121,14 @@ public:
 
     /** Answers a RECEIVE DIAGNOSTIC RESULTS in `esaInMsg`: page, or sense data (framing and error replies included). */
     void esaSendStatus();
+    /** The reply to the command in `esaInMsg`, SEND or RECEIVE DIAGNOSTIC, with its outcome given. */
+    void esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
+                       std::uint8_t ascq);
     /** Builds page 1 or 2 in `esaWorkSpace` from offset 65; its whole message length, 0 when nothing is to be sent. */
     std::size_t buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
-    /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg`. */
+    /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg` and answers it. */
     void processControlPage();
+    void esaProcEncContPage();
     int esaManageCompositeFault(std::uint32_t cause, int status);
     int esaSendCompositeFaultMmsgToStartup(int status);
     int esaSendEmailNotificationMmsgToStartup();
