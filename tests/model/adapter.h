@@ -162,7 +162,9 @@ public:
     std::uint8_t esaVsc055ReadAlarmState();
     std::int16_t lm75ReadTemperature(std::uint8_t address);
 
+    void winbondFanLoadPwm(std::uint8_t address, std::uint8_t backplane, std::uint8_t fan, std::uint8_t duty);
     int esaW83782dFanReadSpeed(std::uint8_t address, std::uint8_t fan, std::uint16_t& rpm);
+    /** Always goes to `i2cAddressW83782d`, whatever `address` says. */
     void esaW83782dFanLoadPwm(std::uint8_t address, std::uint8_t fan, std::uint8_t duty);
     std::int16_t esaW83782dReadTemperature(std::uint8_t address, std::uint8_t sensor);
     int esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address);
@@ -170,6 +172,7 @@ public:
     std::uint8_t esaW83782dReadAlarmState(std::uint8_t address);
 
     int xyratexIsDrivePresent(int drive);
+    int xyratexReadDrivePresence();
     int xyratexSetDriveFaultLED(int drive);
     int xyratexClearDriveFaultLED(int drive);
     int xyratexReadPowerRedundancyFailStatus();
@@ -188,8 +191,21 @@ public:
     int chenbroReadPowerVoltageToleranceStatus();
     void chenbroSetAlarmState(std::uint32_t alarm);
     std::uint8_t chenbroReadAlarmState();
+    void chenbroReadWinbondRegisters();
 
 private:
+    // What the drivers share; `function` is the operation that the trace lines belong to.
+
+    /** Event and cause of a bus that does not answer at start-up; gives BUS_UNUSABLE. */
+    int reportBusFault();
+    void sendPowerSupplyEvent(std::uint8_t eventType);
+    /** Writes the ports' directions and reads them back; the code of the first failed read-back. */
+    int setVsc055Directions(const char* function, std::uint8_t address);
+    /** The fourteen limits of one chip; FAILED at the first failed write. */
+    int setWinbondVoltageLimits(const char* function, std::uint8_t address, std::uint8_t backplane);
+    /** What a poll makes of a voltage check's result, on chassis with W83782D chips. */
+    void judgeWinbondVoltages(const char* function, int result);
+
     World& world;
     bool tracing = false; /**< bit 0x10 of the level word */
 };
