@@ -52,14 +52,14 @@ struct Step {
 };
 
 /** How attaching the parameter block goes. */
-enum class Attach { OK, ABSENT, UNMAPPABLE, OTHER_VERSION };
+enum class Attach { POSSIBLE, ABSENT, UNMAPPABLE, OTHER_VERSION };
 
 inline constexpr std::uint32_t TRACING = 0x01000000;
 inline constexpr std::uint32_t RCP_COMPLETE = 0x80;
 
 struct Life {
     std::vector<std::string> arguments = {"/usr/sbin/esa", "1234"};
-    Attach attach = Attach::OK;
+    Attach attach = Attach::POSSIBLE;
     std::uint8_t chassis = 5;
     std::uint32_t flags = TRACING;
     unsigned rcp = 0; /**< sleeps until RCP_COMPLETE is raised */

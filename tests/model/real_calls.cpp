@@ -16,7 +16,7 @@ namespace model {
 namespace {
 
 SimulatedWorld* world = nullptr;
-Attach attach = Attach::OK;
+Attach attach = Attach::POSSIBLE;
 bool isAttaching = false;
 
 /** Carries out a call of the world; the life's end does not come back. */

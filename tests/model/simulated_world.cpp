@@ -146,7 +146,7 @@ void SimulatedWorld::takeSnapshot() {
 }
 
 std::optional<Parameters> SimulatedWorld::attachParameters(long key) {
-    const bool attached = life.attach == Attach::OK;
+    const bool attached = life.attach == Attach::POSSIBLE;
     note(Entry::SYSTEM, text("attach %ld -> %s", key, attached ? "attached" : "none"));
     return attached ? std::optional(Parameters{life.directory, "/log", life.chassis}) : std::nullopt;
 }
