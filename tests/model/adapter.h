@@ -128,8 +128,7 @@ public:
                        std::uint8_t ascq);
     /** Builds page 1 or 2 in `esaWorkSpace` from offset 65; its whole message length, 0 when nothing is to be sent. */
     std::size_t buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
-    /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg` and answers it. */
-    void processControlPage();
+    /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg`. */
     void esaProcEncContPage();
     int esaManageCompositeFault(std::uint32_t cause, int status);
     int esaSendCompositeFaultMmsgToStartup(int status);
@@ -224,8 +223,6 @@ private:
     /** A header of 64 bytes, still queued; the bytes that no peek saw are zero. */
     Bytes peekHeader();
     void receiveMessage();
-    /** The reply to the SEND DIAGNOSTIC in `esaInMsg`: GOOD, or CHECK CONDITION with its sense data. */
-    void answerSendDiagnostic(std::uint8_t statusCode);
     void dispatchReceiveDiagnostic();
     void dispatchSendDiagnostic();
     void traceControlBlock();

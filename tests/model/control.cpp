@@ -248,12 +248,4 @@ void Adapter::esaProcEncContPage() {
     alarms(*this, alarmList);
 }
 
-void Adapter::processControlPage() {
-    esaProcEncContPage();
-    if (state.esaInMsg[16] == VOLUME_MANAGER)
-        trace("esaProcMmsgMsg", "Rx Drive Fault LED SES msg from VM. No returning Status msg.");
-    else
-        esaSendStatus(0, 0, 0, 0, 0);
-}
-
 } // namespace model

@@ -3,6 +3,7 @@
 
 #include "adapter.h"
 #include "octets.h"
+#include "outgoing.h"
 
 namespace model {
 
@@ -14,18 +15,6 @@ constexpr std::uint32_t SEND_DIAGNOSTIC = 29;
 /** The adapter's endpoint 33 in one of the two recipient bitmaps: bit 1 of the second word. */
 bool namesAdapter(std::span<const std::uint8_t> message, std::size_t bitmap) {
     return (octets::number(message, bitmap + 4, 4) & 0x2) != 0;
-}
-
-/** Everything a message of the adapter's own starts from; the pad at 19 is nobody's. */
-void clearHeader(std::span<std::uint8_t> message) {
-    octets::put(message, 0, 4, SEND_BUFFER_ADDRESS);
-    octets::put(message, 4, 4, SEND_BUFFER_ADDRESS);
-    octets::put(message, 8, 1, 14);
-    octets::put(message, 9, 1, 1);
-    std::ranges::fill(message.subspan(10, 6), std::uint8_t{0});
-    octets::put(message, 16, 1, 16);
-    octets::put(message, 17, 2, 0);
-    std::ranges::fill(message.subspan(20, 44), std::uint8_t{0});
 }
 
 /** Endpoint e is bit (e mod 32) of word (e div 32); there are two words. */
@@ -98,43 +87,21 @@ void Adapter::dispatchSendDiagnostic() {
 
     if (octets::number(state.esaInMsg, 68, 2) == 0) { // no parameter list
         const bool pageFormat = (state.esaInMsg[65] & 0x08) != 0;
-        answerSendDiagnostic(pageFormat ? 2 : 0);
+        if (pageFormat)
+            esaSendStatus(2, 0, 5, 0x24, 0); // ILLEGAL REQUEST, INVALID FIELD IN CDB
+        else
+            esaSendStatus(0, 0, 0, 0, 0);
         return;
     }
     if (pageCode != 2) {
         trace(F, "Un-supported SES Page [%d].", pageCode);
         return;
     }
-    processControlPage();
+    esaProcEncContPage();
     if (state.esaInMsg[16] == 20)
         trace(F, "Rx Drive Fault LED SES msg from VM. No returning Status msg.");
     else
-        answerSendDiagnostic(0);
-}
-
-void Adapter::answerSendDiagnostic(std::uint8_t statusCode) {
-    const std::span<const std::uint8_t> request = state.esaInMsg;
-    const std::span<std::uint8_t> reply = state.esaWorkSpace;
-    clearHeader(reply);
-    std::ranges::copy(request.subspan(12, 4), reply.subspan(12, 4).begin()); // protocol and type
-    octets::put(reply, 16, 1, 33);
-    octets::put(reply, 17, 1, 0x40);
-    addressTo(reply, request[16]);
-    std::ranges::copy(request.subspan(40, 4), reply.subspan(40, 4).begin()); // handle
-    octets::put(reply, 36, 4, statusCode);
-    octets::put(reply, 64, 1, statusCode);
-    std::size_t length = 68; // three bytes behind the status byte are whatever the buffer holds
-    if (statusCode == 2) {
-        std::ranges::fill(reply.subspan(65, 24), std::uint8_t{0});
-        octets::put(reply, 65, 1, 0xE0);      // response code 0x70, not valid
-        octets::put(reply, 65 + 2, 1, 0x50);  // ILLEGAL REQUEST
-        octets::put(reply, 65 + 16, 1, 0x24); // INVALID FIELD IN CDB
-        length = 92;                          // sense data ends at 89
-    }
-    octets::put(reply, 10, 2, static_cast<std::uint32_t>(length));
-    trace("esaSendStatus", "Send out a Diagnostic Page.");
-    printMessage(reply);
-    sendWorkSpace(length, "esaSndDiagPage()");
+        esaSendStatus(0, 0, 0, 0, 0);
 }
 
 long Adapter::esaTestMsg(std::uint8_t commandType, std::uint8_t pageCode) {

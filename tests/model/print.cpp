@@ -35,10 +35,10 @@ std::string value(Message message, std::size_t start, const Row& row) {
     return text;
 }
 
-/** A label fills up to its column; one that is longer has one blank. */
+/** A label fills up to its column; one that is longer has one blank, or none. */
 std::string line(const Group& group, const Row& row, Message message, std::size_t start, std::size_t index) {
     std::string label = std::string(group.prefix) + row.label;
-    label.resize(label.size() < group.column ? group.column - 1 : label.size() + 1, ' ');
+    label.resize(std::max(group.column - 1, label.size() + (row.tight ? 0 : 1)), ' ');
     if (const std::size_t place = label.find("%d"); place != std::string::npos)
         label.replace(place, 2, std::to_string(index));
     return label + "= [" + value(message, start, row) + "]";

@@ -18,6 +18,7 @@ struct Row {
     std::size_t width = 1;
     std::uint32_t mask = 0xFFFFFFFF;
     Form form = DECIMAL;
+    bool tight = false; /**< no blank before "=" when the label fills its column */
 };
 
 struct Group {
@@ -216,7 +217,7 @@ inline const Lists STATUS_LISTS = {{
        {"rqstMute", 3, 1, 0x01}}}},
 }};
 
-/** The device's doNotRemove and deviceOff are not shown; overall words are decimal here. */
+/** The device's doNotRemove and deviceOff are not shown; overall words are decimal here, in their elements' column. */
 inline const Lists CONTROL_LISTS = {{
     {{"Device ", 27, {{"overallControl", 0, 4}}},
      {"Device [%d] ",
@@ -236,7 +237,7 @@ inline const Lists CONTROL_LISTS = {{
        {"reserved5", 3, 1, 0x03}}}},
     {{"PowerSupply ", 32, {{"overallControl", 0, 4}}},
      {"PowerSupply [%d] ",
-      33,
+      32,
       {{"commonControl", 0},
        {"reserved1", 1, 1, 0xFE},
        {"rqstIdent", 1, 1, 0x01},
@@ -247,7 +248,7 @@ inline const Lists CONTROL_LISTS = {{
        {"rsvd", 3, 1, 0x01}}}},
     {{"Cooling ", 33, {{"overallControl", 0, 4}}},
      {"Cooling [%d] ",
-      34,
+      33,
       {{"commonControl", 0},
        {"reserved1", 1, 1, 0xFE},
        {"rqstIdent", 1, 1, 0x01},
@@ -259,8 +260,8 @@ inline const Lists CONTROL_LISTS = {{
        {"rsvd", 3, 1, 0x01}}}},
     {{"Audible Alarm ", 32, {{"overallControl", 0, 4}}},
      {"Audible Alarm [%d] ",
-      33,
-      {{"commonControl", 0},
+      32,
+      {{"commonControl", 0, 1, 0xFFFFFFFF, DECIMAL, true},
        {"reserved1", 1, 1, 0xFE},
        {"rqstIdent", 1, 1, 0x01},
        {"reserved2", 2},

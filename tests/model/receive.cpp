@@ -11,9 +11,10 @@ namespace {
 constexpr std::size_t HEADER = 64;
 constexpr std::size_t LENGTH_FIELD_END = 12; /**< a peek of so many bytes saw the length field */
 constexpr std::size_t LARGEST_MESSAGE = 4064;
-constexpr std::size_t KEPT_BYTES = 73; /**< a message's first bytes stay in the buffer, the page code at 72 included */
+constexpr std::size_t DRAIN = 512; /**< bytes of a message too long that go at a time */
 constexpr int PEEK_AND_WAIT_ALL = 0x102;
 constexpr std::uint64_t PAUSE = 1000; /**< microseconds */
+constexpr std::uint64_t PAUSE_WHEN_CLOSED = 100'000;
 
 void copyToFront(std::span<std::uint8_t> buffer, const Bytes& data) {
     std::copy_n(data.begin(), std::min(data.size(), buffer.size()), buffer.begin());
@@ -34,39 +35,29 @@ void Adapter::mainLoopPass() {
 
 Bytes Adapter::peekHeader() {
     Bytes header(HEADER, 0);
+    // Each peek sees the front of the queue again, so that only the latest counts.
     std::size_t seen = 0;
     for (;;) {
-        std::size_t counted = 0;
-        std::size_t longest = 0;
-        while (counted < HEADER) {
-            const ReceiveResult answer = world.receive(state.socketFdMSM, HEADER - counted, PEEK_AND_WAIT_ALL);
-            if (answer.result < 0) {
-                dump("main", "tmpMMCH  =", std::span(header).first(seen));
-                esaFault("main()", "Linux recv function fails, MSG_PEEK readSize = [" + std::to_string(answer.result) +
-                                       "] is wrong");
-                continue;
-            }
-            if (answer.result == 0) {
-                world.sleep(PAUSE);
-                continue;
-            }
+        const ReceiveResult answer = world.receive(state.socketFdMSM, HEADER, PEEK_AND_WAIT_ALL);
+        if (answer.result < 0) {
+            dump("main", "tmpMMCH  =", std::span(header).first(seen));
+            esaFault("main()",
+                     "Linux recv function fails, MSG_PEEK readSize = [" + std::to_string(answer.result) + "] is wrong");
+        } else {
             copyToFront(header, answer.data);
-            counted += static_cast<std::size_t>(answer.result);
-            longest = std::max(longest, static_cast<std::size_t>(answer.result));
-            seen = std::max(seen, longest);
+            seen = static_cast<std::size_t>(answer.result);
+            if (seen == HEADER || (seen >= LENGTH_FIELD_END && octets::number(header, 10, 2) <= seen))
+                return header;
         }
-        // The same front of the queue was counted more than once unless a single peek saw all there is to see.
-        if (longest >= HEADER || (longest >= LENGTH_FIELD_END && octets::number(header, 10, 2) <= longest))
-            return header;
-        world.sleep(PAUSE);
+        world.sleep(answer.result == 0 ? PAUSE_WHEN_CLOSED : PAUSE);
     }
 }
 
 void Adapter::receiveMessage() {
     const Bytes header = peekHeader();
     const std::size_t announced = octets::number(header, 10, 2);
-    if (announced < HEADER)
-        copyToFront(state.esaInMsg, header);
+    // What is judged, and shown when the rest fails, is this message, even when less than a header is taken.
+    copyToFront(state.esaInMsg, header);
     // A message of no length at all would stay in front of the queue for ever: its header goes.
     const std::size_t wanted = announced == 0 ? HEADER : announced;
     const std::size_t kept = std::min(wanted, LARGEST_MESSAGE);
@@ -74,24 +65,20 @@ void Adapter::receiveMessage() {
     std::size_t total = 0;
     while (total < wanted) {
         const bool drain = total >= kept;
-        const std::size_t ask = drain ? std::min(wanted - total, LARGEST_MESSAGE) : kept - total;
+        const std::size_t ask = drain ? std::min(wanted - total, DRAIN) : kept - total;
         const ReceiveResult answer = world.receive(state.socketFdMSM, ask, 0);
         if (answer.result < 0) {
             dump("main", "esaMMSG =", std::span(state.esaInMsg).first(std::min(total, kept)));
             esaFault("main()", "Linux recv function fails, mmsg_length readSize = [" + std::to_string(answer.result) +
                                    "] is wrong");
-            continue;
-        }
-        if (answer.result == 0) {
-            world.sleep(PAUSE);
-            continue;
-        }
-        if (!drain)
+        } else if (announced != 0 && !drain) {
             copyToFront(state.esaInMsg, answer.data);
-        total += static_cast<std::size_t>(answer.result);
+        }
+        if (answer.result <= 0)
+            world.sleep(answer.result == 0 ? PAUSE_WHEN_CLOSED : PAUSE);
+        else
+            total += static_cast<std::size_t>(answer.result);
     }
-    const std::size_t end = std::min(std::max(announced, KEPT_BYTES), LARGEST_MESSAGE);
-    std::ranges::fill(std::span(state.esaInMsg).subspan(end), std::uint8_t{0});
 }
 
 } // namespace model
