@@ -126,8 +126,8 @@ public:
     /** The reply to the command in `esaInMsg`, SEND or RECEIVE DIAGNOSTIC, with its outcome given. */
     void esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
                        std::uint8_t ascq);
-    /** Builds page 1 or 2 in `esaWorkSpace` from offset 65; its whole message length, 0 when nothing is to be sent. */
-    std::size_t buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
+    /** Page 1 or 2; empty when nothing is to be sent. What has to be said to others on the way is sent. */
+    Bytes buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
     /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg`. */
     void esaProcEncContPage();
     int esaManageCompositeFault(std::uint32_t cause, int status);

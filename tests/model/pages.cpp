@@ -11,6 +11,7 @@ namespace {
 
 constexpr const char* FUNCTION = "esaSendStatus";
 constexpr std::size_t PAGE = 65;
+constexpr std::size_t LARGEST_PAGE = 156; /**< with as many elements as there can be; zeros follow a shorter one */
 
 /** Header and status byte of the reply to the command in `esaInMsg`; a recipient above 63 has no bit. */
 void startReply(State& state, std::uint8_t statusCode) {
@@ -28,15 +29,13 @@ void startReply(State& state, std::uint8_t statusCode) {
     message[64] = statusCode;
 }
 
-/** Length of the message with it. */
-std::size_t putSense(State& state, std::uint8_t senseKey, std::uint8_t asc, std::uint8_t ascq) {
-    std::array<std::uint8_t, 24> sense{};
+Bytes senseData(std::uint8_t senseKey, std::uint8_t asc, std::uint8_t ascq) {
+    Bytes sense(24);
     sense[0] = 0xE0;
     sense[2] = static_cast<std::uint8_t>(senseKey << 4);
     sense[16] = asc;
     sense[17] = ascq;
-    std::ranges::copy(sense, state.esaWorkSpace.begin() + PAGE);
-    return 92;
+    return sense;
 }
 
 Bytes configurationPage(const State& state) {
@@ -345,13 +344,11 @@ Bytes statusPage(Adapter& adapter) {
 
 } // namespace
 
-std::size_t Adapter::buildPage(std::uint8_t pageCode, std::uint32_t allocationLength) {
-    const Bytes page = pageCode == 1 ? configurationPage(state) : statusPage(*this);
-    std::ranges::copy(page, state.esaWorkSpace.begin() + PAGE);
+Bytes Adapter::buildPage(std::uint8_t pageCode, std::uint32_t allocationLength) {
     if (pageCode == 2)
-        return PAGE + page.size() - 1;
+        return statusPage(*this);
     const std::size_t types = state.elementTypeMaxNumber;
-    return allocationLength < 4 * types + 48 ? 0 : 4 * types + 112;
+    return allocationLength < 4 * types + 48 ? Bytes() : configurationPage(state);
 }
 
 void Adapter::esaSendStatus() {
@@ -363,19 +360,26 @@ void Adapter::esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std:
                             std::uint8_t ascq) {
     const std::uint32_t command = wordAt(state.esaInMsg, 12) & 0xFFFFFF;
     const std::uint32_t allocationLength = wordAt(state.esaInMsg, 68) >> 16;
-    const bool page = command == 28 && statusCode == 0 && (pageCode == 1 || pageCode == 2);
-    std::size_t length = page ? buildPage(pageCode, allocationLength) : 0;
-    startReply(state, statusCode);
-    if (command != 28 && command != 29)
+    Bytes payload;
+    std::size_t length = 0;
+    if (command != 28 && command != 29) {
         trace(FUNCTION, "Un-supported SES Command [%d].", static_cast<int>(command));
-    else if (statusCode == 2)
-        length = putSense(state, senseKey, asc, ascq);
-    else if (statusCode == 0 && command == 29)
+    } else if (statusCode == 2) {
+        payload = senseData(senseKey, asc, ascq);
+        length = 92;
+    } else if (statusCode == 0 && command == 29) {
         length = 68;
-    else if (statusCode == 0 && pageCode > 2)
+    } else if (statusCode == 0 && pageCode > 2) {
         trace(FUNCTION, "Un-supported SES Page [%d].", pageCode);
+    } else if (statusCode == 0 && pageCode != 0) {
+        payload = buildPage(pageCode, allocationLength);
+        length = payload.empty() ? 0 : PAGE + payload.size() - 1; // pages go out one byte short
+    }
     if (length == 0)
         return;
+    startReply(state, statusCode);
+    payload.resize(LARGEST_PAGE);
+    std::ranges::copy(payload, state.esaWorkSpace.begin() + PAGE);
     putHalf(state.esaWorkSpace, 10, length);
     trace(FUNCTION, "Send out a Diagnostic Page.");
     printMessage(state.esaWorkSpace);

@@ -217,7 +217,7 @@ void loadPercent(Adapter& adapter, std::uint8_t fan, std::uint8_t percent) {
 }
 
 /** The adapter's own wording for a poll without any reading. */
-constexpr const char* NO_READING_TEXT = "No temperature sensor has a reading. Fan policy is skipped.";
+constexpr const char* NO_READING_TEXT = "No temperature sensor gave a reading, fan loads and average stay as they are.";
 
 /** False, with the old average kept, when no sensor has a reading: nobody knows then what the fans should do. */
 bool takeAverage(Adapter& adapter, const char* function) {

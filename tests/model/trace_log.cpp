@@ -98,7 +98,7 @@ void hideAddressInDump(std::string& text, std::uint32_t address) {
     }
     const std::string own = hex8(address);
     for (const std::size_t at : {start + firstLine.size(), start + firstLine.size() + own.size()}) {
-        if (text.compare(at, own.size(), own) == 0) {
+        if (at < text.size() && text.compare(at, own.size(), own) == 0) {
             text.replace(at, own.size(), hex8(SEND_BUFFER_ADDRESS));
         }
     }

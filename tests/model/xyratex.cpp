@@ -78,6 +78,7 @@ int Adapter::xyratexClearDriveFaultLED(int drive) {
 int Adapter::xyratexIsDrivePresent(int drive) {
     const std::optional<Slot> slot = slotOf(drive);
     if (!slot) {
+        trace("xyratexIsDrivePresent", "Un-supported Drive Number = [%d]", drive);
         return FAILED;
     }
     std::uint8_t port = 0;
