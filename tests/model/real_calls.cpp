@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <utility>
 
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -18,6 +19,7 @@ namespace {
 SimulatedWorld* world = nullptr;
 Attach attach = Attach::POSSIBLE;
 bool isAttaching = false;
+std::function<void(bool)> waitedForReal;
 
 /** Carries out a call of the world; the life's end does not come back. */
 template <typename Act>
@@ -55,6 +57,10 @@ SimulatedWorld& currentWorld() {
 
 bool attaching() {
     return isAttaching;
+}
+
+void waitForReal(std::function<void(bool readable)> waited) {
+    waitedForReal = std::move(waited);
 }
 
 } // namespace model
@@ -119,6 +125,11 @@ int WRAP_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, ti
     const SelectResult result = inWorld([&](World& w) {
         return w.select(fd, static_cast<std::uint32_t>(timeout->tv_sec), static_cast<std::uint32_t>(timeout->tv_usec));
     });
+    if (waitedForReal) {
+        const int ready = REAL_SELECT(count, reads, writes, exceptions, timeout);
+        waitedForReal(ready > 0);
+        return ready;
+    }
     FD_ZERO(reads);
     if (result.readable) {
         FD_SET(fd, reads);

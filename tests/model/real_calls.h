@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 
 #include "life.h"
 #include "mpu_gbl.h"
@@ -22,6 +23,12 @@ public:
 SimulatedWorld& currentWorld();
 /** Whether the library is about to attach the parameter block. */
 bool attaching();
+
+/**
+ * The adapter's waits from now on are the system's own, in real time, on the life's socket; the world only counts them.
+ * `waited` hears of each that is over. An empty function gives the waits back to the world.
+ */
+void waitForReal(std::function<void(bool readable)> waited);
 
 /* What the calls need of the adapter's side. */
 

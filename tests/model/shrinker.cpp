@@ -15,6 +15,7 @@ public:
         while (before != toText(life) && left > 0) {
             before = toText(life);
             dropSteps();
+            joinSteps();
             plainCircumstances();
             for (std::size_t i = 0; i < life.steps.size(); ++i) {
                 simplify(i);
@@ -46,6 +47,22 @@ private:
                 if (!take(std::move(candidate))) {
                     at += size;
                 }
+            }
+        }
+    }
+
+    /** Two passes, or two pieces, that follow each other are one. */
+    void joinSteps() {
+        for (std::size_t at = 0; at + 1 < life.steps.size();) {
+            const Step& second = life.steps[at + 1];
+            Life candidate = life;
+            Step& first = candidate.steps[at];
+            first.count += second.kind == Step::PASS ? second.count : 0;
+            first.bytes.insert(first.bytes.end(), second.bytes.begin(), second.bytes.end());
+            candidate.steps.erase(candidate.steps.begin() + static_cast<std::ptrdiff_t>(at) + 1);
+            const bool alike = first.kind == second.kind && (first.kind == Step::PASS || first.kind == Step::PUT);
+            if (!alike || !take(std::move(candidate))) {
+                ++at;
             }
         }
     }

@@ -12,6 +12,7 @@ constexpr std::size_t MOST_CALLS = 50000;
 constexpr unsigned WHOLE_DEVICE = 0xFFFF;
 constexpr int PEEK = 0x02;
 constexpr int LEAST_UNSELECTABLE = 1024;
+constexpr std::size_t LONGEST_FUNCTION = 32; /**< what the log shows of a name */
 
 constexpr std::size_t RECORD_HEADER = 152;
 constexpr std::size_t FILE_FIELD = 64;
@@ -295,7 +296,7 @@ void SimulatedWorld::trace(std::string_view function, std::string_view piece) {
     } else if (startsWith(piece, LINE_LINE)) {
         line = std::string(LINE_LINE) + "<line>";
     }
-    stream.push_back({Entry::TRACE, std::move(line), std::string(function)});
+    stream.push_back({Entry::TRACE, std::move(line), std::string(function.substr(0, LONGEST_FUNCTION))});
 }
 
 } // namespace model
