@@ -48,6 +48,13 @@ void bytes(Lines& lines, const std::string& name, std::span<const std::uint8_t> 
     lines.push_back(line);
 }
 
+/** Without the zeros at its end, of which a buffer has mostly many. */
+std::span<const std::uint8_t> filled(std::span<const std::uint8_t> buffer) {
+    while (!buffer.empty() && buffer.back() == 0)
+        buffer = buffer.first(buffer.size() - 1);
+    return buffer;
+}
+
 template <std::size_t N>
 void elements(Lines& lines, const char* name, const std::array<Element, N>& records) {
     std::string line = std::string(name) + " =";
@@ -109,7 +116,7 @@ std::vector<std::string> describe(const State& s) {
     number(lines, "alarmState", s.alarmState);
     number(lines, "compositeFaultStatus", s.compositeFaultStatus);
     number(lines, "esaDebug", s.esaDebug);
-    bytes(lines, "esaInMsg", s.esaInMsg);
+    bytes(lines, "esaInMsg", filled(s.esaInMsg));
     bytes(lines, "vsc055GPD", s.vsc055GPD);
     bytes(lines, "vsc055DDP", s.vsc055DDP);
     bytes(lines, "vsc055FSC", s.vsc055FSC);

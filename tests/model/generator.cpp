@@ -14,15 +14,15 @@ constexpr unsigned MOST_PASSES = 60;
 constexpr unsigned TRANSFERS_AT_ONCE = 60;
 
 /** Degrees at and beside every threshold. */
-constexpr std::initializer_list<std::uint8_t> DEGREES = {0,  1,  2,  25, 26, 30, 31, 32, 34, 35,  36,   37,   38,  39,
-                                                         40, 44, 45, 46, 50, 54, 55, 56, 59, 60,  61,   62,   90,  100,
-                                                         127, 128, 201, 254, 255};
+constexpr std::initializer_list<std::uint8_t> DEGREES = {0,  1,  2,  25, 26, 30,  31,  32,  34,  35,  36,
+                                                         37, 38, 39, 40, 44, 45,  46,  50,  54,  55,  56,
+                                                         59, 60, 61, 62, 90, 100, 127, 128, 201, 254, 255};
 /** Tachometer counts: no pulses, overflow, speeds at 2000 RPM with each divisor, speeds that do not fit 16 bits. */
-constexpr std::initializer_list<std::uint8_t> TACHOMETER = {0,  1,   2,   3,   9,   10,  17,  18,  19,  74,
-                                                            75, 100, 128, 149, 150, 151, 152, 168, 169, 254, 255};
+constexpr std::initializer_list<std::uint8_t> TACHOMETER = {0,   1,   2,   3,   9,   10,  17,  18,  19,  74, 75,
+                                                            100, 128, 149, 150, 151, 152, 168, 169, 254, 255};
 /** Counts of the judged rails at their limits. */
-constexpr std::initializer_list<std::uint8_t> RAILS = {0,   1,   167, 168, 177, 178, 186, 197,
-                                                       204, 205, 217, 218, 254, 255};
+constexpr std::initializer_list<std::uint8_t> RAILS = {0,   1,   167, 168, 177, 178, 186,
+                                                       197, 204, 205, 217, 218, 254, 255};
 
 /** Builds one life. */
 class Biography {
@@ -54,9 +54,16 @@ private:
         }
         if (random.chance(4)) {
             using Arguments = std::vector<std::string>;
-            life.arguments = random.pick<Arguments>({{"esa"}, {"/a/esa", "99"}, {"esa/", "100"}, {"esa", "abc"},
-                                                     {"/esa", "0x64"}, {"esa", "0143"}, {"esa", "0144", "1"},
-                                                     {"esa", "-200"}, {"esa", "2147483647"}, {"esa", "100x"}});
+            life.arguments = random.pick<Arguments>({{"esa"},
+                                                     {"/a/esa", "99"},
+                                                     {"esa/", "100"},
+                                                     {"esa", "abc"},
+                                                     {"/esa", "0x64"},
+                                                     {"esa", "0143"},
+                                                     {"esa", "0144", "1"},
+                                                     {"esa", "-200"},
+                                                     {"esa", "2147483647"},
+                                                     {"esa", "100x"}});
         }
         if (random.chance(8)) {
             life.socketFd = random.pick({0, 3, 1023, 1024, 70000});
@@ -157,9 +164,9 @@ private:
         case Chip::MONITOR:
             return reg == 0x27 ? random.pick(DEGREES) : reg >= 0x28 ? random.pick(TACHOMETER) : random.pick(RAILS);
         case Chip::CONTROLLER:
-            return reg >= 0x30                      ? random.pick(TACHOMETER)
-                   : random.chance(60)              ? static_cast<std::uint8_t>(~(1U << random.below(8)))
-                                                    : random.byte();
+            return reg >= 0x30         ? random.pick(TACHOMETER)
+                   : random.chance(60) ? static_cast<std::uint8_t>(~(1U << random.below(8)))
+                                       : random.byte();
         case Chip::NONE:
             break;
         }
@@ -184,8 +191,8 @@ private:
         }
         const bool alike = random.chance(50);
         for (const auto& [otherAddress, otherReg] : book.read) {
-            const bool sameKind = chipAt(otherAddress) == chipAt(address) &&
-                                  (otherReg == reg || (reg >= 0x28 && otherReg >= 0x28));
+            const bool sameKind =
+                chipAt(otherAddress) == chipAt(address) && (otherReg == reg || (reg >= 0x28 && otherReg >= 0x28));
             if (sameKind && random.chance(80)) {
                 add(setRegister(otherAddress, otherReg, alike ? value : valueFor(otherAddress, otherReg)));
             }
@@ -219,8 +226,15 @@ private:
         if (random.chance(75)) {
             return {false, -1};
         }
-        return random.pick<Outcome>({{false, 0}, {false, -2}, {false, -5}, {true, -1}, {true, 1}, {false, 255},
-                                     {false, -256}, {false, -65536}, {false, 0x7FFFFFFF}});
+        return random.pick<Outcome>({{false, 0},
+                                     {false, -2},
+                                     {false, -5},
+                                     {true, -1},
+                                     {true, 1},
+                                     {false, 255},
+                                     {false, -256},
+                                     {false, -65536},
+                                     {false, 0x7FFFFFFF}});
     }
 
     void failingTransfers() {
@@ -259,8 +273,15 @@ private:
             return random.pick<Outcome>({{false, 0}, {false, 1}, {false, 2}, {false, -2}});
         }
         if (call == Call::RECEIVE || call == Call::SEND) {
-            return random.pick<Outcome>({{false, 0}, {false, 1}, {false, -2}, {true, -1}, {true, -8}, {true, -256},
-                                         {true, 256}, {true, 1}, {true, -65536}});
+            return random.pick<Outcome>({{false, 0},
+                                         {false, 1},
+                                         {false, -2},
+                                         {true, -1},
+                                         {true, -8},
+                                         {true, -256},
+                                         {true, 256},
+                                         {true, 1},
+                                         {true, -65536}});
         }
         return random.pick<Outcome>({{false, -2}, {false, 0}, {false, 1}, {false, -256}});
     }

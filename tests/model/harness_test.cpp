@@ -154,7 +154,8 @@ TEST(LifeText, LongRunsAreCountedAndCommentsMeanNothing) {
     EXPECT_EQ(toHex(Bytes(8, 0xAB)), "abababababababab");
     EXPECT_EQ(toHex(Bytes(9, 0xAB)), "ab*9");
     std::string error;
-    const auto life = lifeFromText("# a case\nchassis 4\n\nput 01 00*3 02 # late\ndead-register 28 5b asked-1\n", error);
+    const auto life =
+        lifeFromText("# a case\nchassis 4\n\nput 01 00*3 02 # late\ndead-register 28 5b asked-1\n", error);
     ASSERT_TRUE(life.has_value());
     EXPECT_EQ(life->chassis, 4);
     EXPECT_EQ(stepsOf(*life), "put 0100000002\ndead-register 28 5b asked-1\n");
@@ -170,20 +171,23 @@ TEST(LifeText, WhatIsNoLifeIsRefusedWithItsLine) {
 }
 
 TEST(World, WaitsAreTimedOutUntilSomethingArrives) {
-    EXPECT_THAT(diary({pass(2), put({1, 2}), pass()}, [](World& world) {
-                    for (;;) {
-                        (void)world.select(4, 1, 0);
-                    }
-                }),
-                ElementsAre("select 4 1.000000 -> 0", "select 4 1.000000 -> 0", "select 4 1.000000 -> 1 readable", "end"));
+    EXPECT_THAT(
+        diary({pass(2), put({1, 2}), pass()},
+              [](World& world) {
+                  for (;;) {
+                      (void)world.select(4, 1, 0);
+                  }
+              }),
+        ElementsAre("select 4 1.000000 -> 0", "select 4 1.000000 -> 0", "select 4 1.000000 -> 1 readable", "end"));
 }
 
 TEST(World, AReadWaitsForAllThatItWantsAndAPeekTakesNothing) {
-    EXPECT_THAT(diary({put({1, 2}), pass(), put({3}), pass()}, [](World& world) {
-                    EXPECT_EQ(world.receive(4, 64, 0x102).data, Bytes({1, 2}));
-                    EXPECT_EQ(world.receive(4, 3, 0).data, Bytes({1, 2, 3}));
-                    (void)world.receive(4, 1, 0);
-                }),
+    EXPECT_THAT(diary({put({1, 2}), pass(), put({3}), pass()},
+                      [](World& world) {
+                          EXPECT_EQ(world.receive(4, 64, 0x102).data, Bytes({1, 2}));
+                          EXPECT_EQ(world.receive(4, 3, 0).data, Bytes({1, 2, 3}));
+                          (void)world.receive(4, 1, 0);
+                      }),
                 ElementsAre("recv 4 64 flags 0x102 -> 2", "recv 4 3 flags 0x0 -> 3", "end"));
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t LONGEST_PLAIN_RUN = 8;
 
-constexpr std::array<const char*, 9> CALLS = {"socket", "connect", "open", "select", "recv",
+constexpr std::array<const char*, 9> CALLS = {"socket", "connect", "open",  "select", "recv",
                                               "send",   "read",    "write", "i2c"};
 constexpr std::array<const char*, 4> ATTACHES = {"ok", "absent", "unmappable", "version"};
 
@@ -205,8 +205,8 @@ std::string toText(const Step& step) {
     case Step::REGISTER:
         return "register " + place(step) + " " + hex(step.value, "%02x");
     case Step::FAIL:
-        return std::string("fail ") + CALLS.at(static_cast<std::size_t>(step.call)) + " " +
-               std::to_string(step.count) + " " + toText(step.outcome);
+        return std::string("fail ") + CALLS.at(static_cast<std::size_t>(step.call)) + " " + std::to_string(step.count) +
+               " " + toText(step.outcome);
     case Step::DEAD:
         return (step.reg ? "dead-register " : "dead ") + place(step) + " " + toText(step.outcome);
     case Step::HEAL:

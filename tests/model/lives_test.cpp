@@ -21,7 +21,8 @@ unsigned livesOfATest() {
     return asked != nullptr ? static_cast<unsigned>(std::atoi(asked)) : ESA_LIVES_OF_A_TEST;
 }
 
-/** How the life differs on the two sides, shrunk, as a reader and lifeFromText() understand it; empty when it does not. */
+/** How the life differs on the two sides, shrunk, as a reader and lifeFromText() understand it; empty when it does not.
+ */
 std::string shortestDifference(const Life& life) {
     if (!compare(life, liveModel, liveReal)) {
         return "";

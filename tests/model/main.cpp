@@ -114,8 +114,8 @@ int live(const Options& options, const Side& expected) {
     const auto start = std::chrono::steady_clock::now();
     const double processor = processorSeconds();
     const std::chrono::duration<double> limit(options.seconds);
-    for (std::uint64_t seed = options.first;
-         lives < options.count && std::chrono::steady_clock::now() - start < limit; ++seed) {
+    for (std::uint64_t seed = options.first; lives < options.count && std::chrono::steady_clock::now() - start < limit;
+         ++seed) {
         const Life life = generator.life(seed);
         const std::vector<Entry> foretold = streamOf(life, expected), found = streamOf(life, liveReal);
         ++lives;

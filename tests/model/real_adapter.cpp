@@ -75,8 +75,8 @@ private:
         return stream;
     }
 
-    static inline FILE* const out = unbuffered(
-        streamTo<[](std::string_view piece) { currentWorld().standardOutput(piece); }>());
+    static inline FILE* const out =
+        unbuffered(streamTo<[](std::string_view piece) { currentWorld().standardOutput(piece); }>());
     static inline FILE* const error = unbuffered(streamTo<[](std::string_view piece) {
         if (!attaching()) { // how the library words its own reports is not the adapter's
             currentWorld().standardError(piece);

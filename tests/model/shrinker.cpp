@@ -8,7 +8,8 @@ namespace {
 
 class Shrinker {
 public:
-    Shrinker(Life theLife, const Fails& theFails, unsigned most) : life(std::move(theLife)), fails(theFails), left(most) {}
+    Shrinker(Life theLife, const Fails& theFails, unsigned most)
+        : life(std::move(theLife)), fails(theFails), left(most) {}
 
     Life shrink() {
         std::string before;

@@ -231,8 +231,8 @@ ReceiveResult SimulatedWorld::receive(int fd, std::size_t length, int receiveFla
         waitForBytes(peek ? 1 : length);
         result = received(length, peek);
     }
-    note(Entry::SYSTEM, text("recv %d %zu flags 0x%x -> %ld", fd, length, static_cast<unsigned>(receiveFlags),
-                             result.result));
+    note(Entry::SYSTEM,
+         text("recv %d %zu flags 0x%x -> %ld", fd, length, static_cast<unsigned>(receiveFlags), result.result));
     return result;
 }
 

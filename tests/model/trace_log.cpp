@@ -23,7 +23,7 @@ bool hasStamp(std::string_view piece) {
         return false;
     }
     for (std::size_t i = 0; i < STAMP.size(); ++i) {
-        const bool matches = STAMP[i] == '9' ? isDigit(piece[i]) || (i == 4 && piece[i] == ' ')
+        const bool matches = STAMP[i] == '9'                      ? isDigit(piece[i]) || (i == 4 && piece[i] == ' ')
                              : STAMP[i] == ' ' || STAMP[i] == ':' ? piece[i] == STAMP[i]
                                                                   : std::isalpha(static_cast<unsigned char>(piece[i]));
         if (!matches) {

@@ -14,8 +14,8 @@ struct TracePiece {
 
 /**
  * One piece as it came into the log: a line of information with its time stamp, or a dump. Stamp, line number and the
- * line's end go; addresses of a dump are counted from its first byte. What does not look like a piece comes back whole, with
- * the function "?".
+ * line's end go; addresses of a dump are counted from its first byte. What does not look like a piece comes back whole,
+ * with the function "?".
  */
 TracePiece takeApart(std::string_view piece);
 
