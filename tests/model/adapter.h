@@ -83,7 +83,7 @@ struct State {
 
 /**
  * The remembered state as one "name = value" line a field, arrays in one line, numbers in hex ("%x"), bytes as hex
- * pairs. Without esaWorkSpace, whose content nobody outside can see.
+ * pairs, esaInMsg without the zeros at its end. Without esaWorkSpace, whose content nobody outside can see.
  */
 std::vector<std::string> describe(const State& state);
 

@@ -22,8 +22,9 @@ std::size_t after(std::size_t list, std::size_t count) {
 void store(const State& state, std::size_t list, std::size_t count, std::uint32_t& overall,
            std::span<Element> records) {
     overall = wordAt(state.esaInMsg, list);
-    for (std::size_t i = 0; i < count; i++)
+    for (std::size_t i = 0; i < count; i++) {
         std::copy_n(state.esaInMsg.begin() + static_cast<std::ptrdiff_t>(after(list, i)), 4, records[i].begin());
+    }
 }
 
 /** Whether the list asks for action, and this record of it too. */
@@ -64,8 +65,9 @@ void devices(Adapter& adapter) {
         state.driveFaultLedStatus0 ^= bit;
         changed = true;
     }
-    if (!changed)
+    if (!changed) {
         return;
+    }
     Bytes data = adapter.eventData();
     Adapter::setWord(data, 4, state.deviceMaxNumber);
     Adapter::setWord(data, 24, state.driveFaultLedStatus0);
@@ -75,10 +77,11 @@ void devices(Adapter& adapter) {
 void indicateSupplyFault(Adapter& adapter, bool fault) {
     switch (adapter.state.enclosureType) {
     case 2:
-        if (fault)
+        if (fault) {
             adapter.xyratexClearPsuOkLED();
-        else
+        } else {
             adapter.xyratexSetPsuOkLED();
+        }
         break;
     case 3:
     case 5:
@@ -101,8 +104,9 @@ void powerSupplies(Adapter& adapter, std::size_t list) {
         // A request to Startup that fails shows the later records as they were.
         Element& record = state.powerSupplyElementControl[i];
         std::copy_n(state.esaInMsg.begin() + static_cast<std::ptrdiff_t>(after(list, i)), 4, record.begin());
-        if (!selected(state.powerSupplyElementControlOverall, record))
+        if (!selected(state.powerSupplyElementControlOverall, record)) {
             continue;
+        }
         const bool fault = (record[3] & 0x02) != 0;
         const bool dark = (state.powerSupplyStatus & 0x4) != 0;
         if (fault != dark) {
@@ -114,8 +118,9 @@ void powerSupplies(Adapter& adapter, std::size_t list) {
         state.powerSupplyStatus ^= 0x4;
         changed = true;
     }
-    if (!changed)
+    if (!changed) {
         return;
+    }
     Bytes data = adapter.eventData();
     Adapter::setWord(data, 8, state.powerSupplyMaxNumber);
     Adapter::setWord(data, 32, state.powerSupplyStatus);
@@ -157,8 +162,9 @@ void cooling(Adapter& adapter, std::size_t list) {
     store(state, list, state.coolingMaxNumber, state.coolingElementControlOverall, state.coolingElementControl);
     for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
         const Element& record = state.coolingElementControl[fan];
-        if (!selected(state.coolingElementControlOverall, record))
+        if (!selected(state.coolingElementControlOverall, record)) {
             continue;
+        }
         const bool on = (record[3] & 0x04) != 0;
         adapter.trace(FUNCTION, "Turn %s Fan [%d].", on ? "On" : "Off", fan);
         switchFan(adapter, fan, on);
@@ -218,14 +224,16 @@ void alarms(Adapter& adapter, std::size_t list) {
           state.audibleAlarmElementControl);
     for (std::size_t i = 0; i < state.audibleAlarmMaxNumber; i++) {
         const Element& record = state.audibleAlarmElementControl[i];
-        if (!selected(state.audibleAlarmElementControlOverall, record))
+        if (!selected(state.audibleAlarmElementControlOverall, record)) {
             continue;
-        if ((record[3] & 0x02) != 0)
+        }
+        if ((record[3] & 0x02) != 0) {
             mute(adapter);
-        else if ((record[3] & 0xC0) != 0)
+        } else if ((record[3] & 0xC0) != 0) {
             sound(adapter, true);
-        else if ((record[3] & 0x30) != 0)
+        } else if ((record[3] & 0x30) != 0) {
             sound(adapter, false);
+        }
     }
 }
 

@@ -14,9 +14,9 @@ template <typename Number>
 std::string hex(Number value) {
     std::string digits;
     auto rest = static_cast<std::uint32_t>(static_cast<std::make_unsigned_t<Number>>(value));
-    do
+    do {
         digits.insert(digits.begin(), "0123456789abcdef"[rest & 0xF]);
-    while ((rest >>= 4) != 0);
+    } while ((rest >>= 4) != 0);
     return digits;
 }
 
@@ -36,8 +36,9 @@ void number(Lines& lines, const char* name, Number value) {
 template <typename Number, std::size_t N>
 void numbers(Lines& lines, const char* name, const std::array<Number, N>& values) {
     std::string line = std::string(name) + " =";
-    for (const Number value : values)
+    for (const Number value : values) {
         line += ' ' + hex(value);
+    }
     lines.push_back(line);
 }
 
@@ -50,16 +51,18 @@ void bytes(Lines& lines, const std::string& name, std::span<const std::uint8_t> 
 
 /** Without the zeros at its end, of which a buffer has mostly many. */
 std::span<const std::uint8_t> filled(std::span<const std::uint8_t> buffer) {
-    while (!buffer.empty() && buffer.back() == 0)
+    while (!buffer.empty() && buffer.back() == 0) {
         buffer = buffer.first(buffer.size() - 1);
+    }
     return buffer;
 }
 
 template <std::size_t N>
 void elements(Lines& lines, const char* name, const std::array<Element, N>& records) {
     std::string line = std::string(name) + " =";
-    for (const Element& record : records)
+    for (const Element& record : records) {
         append(line, record);
+    }
     lines.push_back(line);
 }
 
@@ -121,8 +124,9 @@ std::vector<std::string> describe(const State& s) {
     bytes(lines, "vsc055DDP", s.vsc055DDP);
     bytes(lines, "vsc055FSC", s.vsc055FSC);
     bytes(lines, "vsc055PWMC", s.vsc055PWMC);
-    for (std::size_t i = 0; i < s.winbond.size(); ++i)
+    for (std::size_t i = 0; i < s.winbond.size(); ++i) {
         bytes(lines, "winbond[" + std::to_string(i) + "]", s.winbond[i]);
+    }
     number(lines, "selectTimeoutSec", s.selectTimeoutSec);
     number(lines, "selectTimeoutUsec", s.selectTimeoutUsec);
     number(lines, "pollTimeoutSec", s.pollTimeoutSec);

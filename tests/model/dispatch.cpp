@@ -19,8 +19,9 @@ bool namesAdapter(std::span<const std::uint8_t> message, std::size_t bitmap) {
 
 /** Endpoint e is bit (e mod 32) of word (e div 32); there are two words. */
 void addressTo(std::span<std::uint8_t> message, std::uint32_t endpoint) {
-    if (endpoint < 64)
+    if (endpoint < 64) {
         octets::put(message, 20 + 4 * (endpoint / 32), 4, 1U << endpoint % 32);
+    }
     octets::put(message, 18, 1, endpoint);
 }
 
@@ -64,19 +65,21 @@ void Adapter::esaProcMmsgMsg() {
         return;
     }
     const std::uint32_t type = octets::number(message, 13, 3);
-    if (type == RECEIVE_DIAGNOSTIC)
+    if (type == RECEIVE_DIAGNOSTIC) {
         dispatchReceiveDiagnostic();
-    else if (type == SEND_DIAGNOSTIC)
+    } else if (type == SEND_DIAGNOSTIC) {
         dispatchSendDiagnostic();
-    else
+    } else {
         trace(F, "Un-supported SES Command [%d].", static_cast<int>(type));
+    }
 }
 
 void Adapter::dispatchReceiveDiagnostic() {
     trace("esaProcMmsgMsg", "ESA receives RCV DIAG Cmd.");
     const std::uint32_t allocationLength = octets::number(state.esaInMsg, 68, 2);
-    if (state.esaInMsg[64] == RECEIVE_DIAGNOSTIC && allocationLength != 0)
+    if (state.esaInMsg[64] == RECEIVE_DIAGNOSTIC && allocationLength != 0) {
         esaSendStatus();
+    }
 }
 
 void Adapter::dispatchSendDiagnostic() {
@@ -87,10 +90,11 @@ void Adapter::dispatchSendDiagnostic() {
 
     if (octets::number(state.esaInMsg, 68, 2) == 0) { // no parameter list
         const bool pageFormat = (state.esaInMsg[65] & 0x08) != 0;
-        if (pageFormat)
+        if (pageFormat) {
             esaSendStatus(2, 0, 5, 0x24, 0); // ILLEGAL REQUEST, INVALID FIELD IN CDB
-        else
+        } else {
             esaSendStatus(0, 0, 0, 0, 0);
+        }
         return;
     }
     if (pageCode != 2) {
@@ -98,10 +102,11 @@ void Adapter::dispatchSendDiagnostic() {
         return;
     }
     esaProcEncContPage();
-    if (state.esaInMsg[16] == 20)
+    if (state.esaInMsg[16] == 20) {
         trace(F, "Rx Drive Fault LED SES msg from VM. No returning Status msg.");
-    else
+    } else {
         esaSendStatus(0, 0, 0, 0, 0);
+    }
 }
 
 long Adapter::esaTestMsg(std::uint8_t commandType, std::uint8_t pageCode) {

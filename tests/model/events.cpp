@@ -61,11 +61,13 @@ void Adapter::esaTemperatureEventLog() {
         const int sensor = static_cast<int>(i);
         const int degrees = state.temperatureSensor[i];
         std::uint32_t& reported = state.temperatureReportStatus[i];
-        if (degrees == 32767)
+        if (degrees == 32767) {
             continue;
+        }
         if (degrees <= 35) {
-            if (reported == 0)
+            if (reported == 0) {
                 continue;
+            }
             trace(function, "temperatureReportStatus[%d] reset all Temperature Events.", sensor);
             reported = 0;
             sendTemperature(*this, i, 1, 1);

@@ -45,8 +45,9 @@ Bytes bufferRecord(std::uint32_t evId, std::span<const std::uint8_t> buffer) {
 template <std::size_t N>
 Bytes flat(const std::array<Element, N>& elements) {
     Bytes bytes;
-    for (const Element& element : elements)
+    for (const Element& element : elements) {
         bytes.insert(bytes.end(), element.begin(), element.end());
+    }
     return bytes;
 }
 
@@ -130,10 +131,12 @@ Bytes infoRecord(const State& s) {
         {473, bytesOf(s.vsc055PWMC)},
     };
     Bytes record = logRecord(2, 500);
-    for (const WordRow& row : words)
+    for (const WordRow& row : words) {
         octets::put(record, LOG_HEADER + row.offset, row.width, row.value);
-    for (const BytesRow& row : arrays)
+    }
+    for (const BytesRow& row : arrays) {
         std::ranges::copy(row.value, record.begin() + static_cast<long>(LOG_HEADER + row.offset));
+    }
     return record;
 }
 
@@ -191,10 +194,12 @@ void Adapter::traceControlBlock() {
     dump(F, "esaControl.coolingElementOnOff  =", s.coolingElementOnOff);
     trace(F, "esaControl.fanFaultStatus                    = [0x%x]", s.fanFaultStatus);
 
-    for (unsigned i = 0; i < 4; ++i)
+    for (unsigned i = 0; i < 4; ++i) {
         trace(F, "esaControl.temperatureSensor[%d]         = %d", decimal(i), s.temperatureSensor[i]);
-    for (unsigned i = 0; i < 4; ++i)
+    }
+    for (unsigned i = 0; i < 4; ++i) {
         trace(F, "esaControl.temperatureReportStatus[%d]   = %d", decimal(i), decimal(s.temperatureReportStatus[i]));
+    }
 
     trace(F, "esaControl.audibleAlarmElementControlOverall = [%d]", decimal(s.audibleAlarmElementControlOverall));
     dump(F, "esaControl.audibleAlarmElementControl  =", flat(s.audibleAlarmElementControl));

@@ -2,24 +2,20 @@
 #pragma once
 
 #include "adapter.h"
+#include "octets.h"
 
 namespace model {
 
 inline std::uint32_t wordAt(std::span<const std::uint8_t> bytes, std::size_t offset) {
-    std::uint32_t word = 0;
-    for (std::size_t i = 0; i < 4; i++)
-        word = word << 8 | bytes[offset + i];
-    return word;
+    return octets::number(bytes, offset, 4);
 }
 
 inline void putWord(std::span<std::uint8_t> bytes, std::size_t offset, std::uint32_t word) {
-    for (std::size_t i = 0; i < 4; i++)
-        bytes[offset + i] = static_cast<std::uint8_t>(word >> (24 - 8 * i));
+    octets::put(bytes, offset, 4, word);
 }
 
 inline void putHalf(std::span<std::uint8_t> bytes, std::size_t offset, std::size_t half) {
-    bytes[offset] = static_cast<std::uint8_t>(half >> 8);
-    bytes[offset + 1] = static_cast<std::uint8_t>(half);
+    octets::put(bytes, offset, 2, static_cast<std::uint32_t>(half));
 }
 
 /** All 64 bytes but byte 19, which nobody writes. */
@@ -33,8 +29,9 @@ inline void clearHeader(std::span<std::uint8_t> message) {
     message[16] = 16;
     message[17] = 0;
     message[18] = 0;
-    for (std::size_t offset = 20; offset < 64; offset += 4)
+    for (std::size_t offset = 20; offset < 64; offset += 4) {
         putWord(message, offset, 0);
+    }
 }
 
 /** A header of the adapter's own request: its length, `protocol` in the upper byte and type of `opcode`, one recipient.

@@ -1,4 +1,4 @@
-/** Replies to SES commands: framing, sense data, the configuration page and the enclosure status page. */
+/** The configuration page and the enclosure status page, with what reading the enclosure brings about. */
 #include "adapter.h"
 
 #include <algorithm>
@@ -10,33 +10,6 @@ namespace model {
 namespace {
 
 constexpr const char* FUNCTION = "esaSendStatus";
-constexpr std::size_t PAGE = 65;
-constexpr std::size_t LARGEST_PAGE = 156; /**< with as many elements as there can be; zeros follow a shorter one */
-
-/** Header and status byte of the reply to the command in `esaInMsg`; a recipient above 63 has no bit. */
-void startReply(State& state, std::uint8_t statusCode) {
-    const std::span<std::uint8_t> message = state.esaWorkSpace;
-    const std::uint8_t asker = state.esaInMsg[16];
-    clearHeader(message);
-    std::copy_n(state.esaInMsg.begin() + 12, 4, message.begin() + 12);
-    message[16] = 33;
-    message[17] = 0x40;
-    message[18] = asker;
-    if (asker < 64)
-        putWord(message, asker < 32 ? 20 : 24, 1U << (asker % 32));
-    putWord(message, 36, statusCode);
-    std::copy_n(state.esaInMsg.begin() + 40, 4, message.begin() + 40);
-    message[64] = statusCode;
-}
-
-Bytes senseData(std::uint8_t senseKey, std::uint8_t asc, std::uint8_t ascq) {
-    Bytes sense(24);
-    sense[0] = 0xE0;
-    sense[2] = static_cast<std::uint8_t>(senseKey << 4);
-    sense[16] = asc;
-    sense[17] = ascq;
-    return sense;
-}
 
 Bytes configurationPage(const State& state) {
     const std::size_t types = state.elementTypeMaxNumber;
@@ -49,8 +22,9 @@ Bytes configurationPage(const State& state) {
     page[8] = 0x20;
     page[10] = state.elementTypeMaxNumber;
     page[11] = 36;
-    for (std::size_t i = 0; i < 5; i++)
+    for (std::size_t i = 0; i < 5; i++) {
         page.insert(page.end(), {TYPES[i], counts[i], 0, 0});
+    }
     return page;
 }
 
@@ -79,8 +53,9 @@ struct Supply {
 
 /** True when the bit of `powerSupplyStatus` was not as `good` has it and now is. */
 bool remember(State& state, std::uint32_t bit, bool good) {
-    if (((state.powerSupplyStatus & bit) != 0) == good)
+    if (((state.powerSupplyStatus & bit) != 0) == good) {
         return false;
+    }
     state.powerSupplyStatus ^= bit;
     return true;
 }
@@ -88,11 +63,13 @@ bool remember(State& state, std::uint32_t bit, bool good) {
 /** An alarm in REMIND ends with the redundancy fault that it reminds of. */
 void endReminder(Adapter& adapter) {
     State& state = adapter.state;
-    if (adapter.xyratexReadAlarmstate() != 2)
+    if (adapter.xyratexReadAlarmstate() != 2) {
         return;
+    }
     adapter.xyratexSetAlarmState(0);
-    if (state.alarmState == 0)
+    if (state.alarmState == 0) {
         return;
+    }
     state.alarmState = 0;
     Bytes data = adapter.eventData();
     Adapter::setWord(data, 20, state.audibleAlarmMaxNumber);
@@ -121,14 +98,15 @@ void xyratexVoltage(Adapter& adapter, Supply& supply) {
     State& state = adapter.state;
     const bool wasGood = (state.powerSupplyStatus & 0x1) != 0;
     supply.acFail = adapter.xyratexReadPowerVoltageStatus() != OK;
-    if (supply.acFail && wasGood)
+    if (supply.acFail && wasGood) {
         adapter.xyratexClearPsuOkLED();
-    else if (supply.acFail)
+    } else if (supply.acFail) {
         adapter.trace(FUNCTION, "PSU OK LED already [OFF].");
-    else if (!wasGood)
+    } else if (!wasGood) {
         adapter.xyratexSetPsuOkLED();
-    else
+    } else {
         adapter.trace(FUNCTION, "PSU OK LED already [ON].");
+    }
     supply.changed |= remember(state, 0x1, !supply.acFail);
 }
 
@@ -137,8 +115,9 @@ void judge(Adapter& adapter, Supply& supply, std::uint32_t bit, int reading, con
     supply.bad = reading != OK;
     adapter.esaManageCompositeFault(bit, supply.bad ? FAILED : OK);
     supply.changed = remember(adapter.state, bit, !supply.bad);
-    if (!supply.changed)
+    if (!supply.changed) {
         adapter.trace(FUNCTION, "%s", supply.bad ? "Power Redundancy Status already [NOT OK]." : alreadyGood);
+    }
     supply.indicated = (adapter.state.compositeFaultStatus & bit) != 0;
 }
 
@@ -185,8 +164,9 @@ void powerSupplies(Adapter& adapter, Bytes& page) {
         append(page, {supply.bad ? std::uint8_t{5} : std::uint8_t{1}, 0, 0, static_cast<std::uint8_t>(flags)});
         changed |= supply.changed;
     }
-    if (!changed)
+    if (!changed) {
         return;
+    }
     Bytes data = adapter.eventData();
     Adapter::setWord(data, 8, state.powerSupplyMaxNumber);
     Adapter::setWord(data, 32, state.powerSupplyStatus);
@@ -215,10 +195,11 @@ void followFanLed(Adapter& adapter) {
         adapter.trace(FUNCTION, "FAN Fail LED already [%s].", lit ? "ON" : "OFF");
         return;
     }
-    if (wanted)
+    if (wanted) {
         adapter.xyratexSetFanFailLED();
-    else
+    } else {
         adapter.xyratexClearFanFailLED();
+    }
     adapter.trace(FUNCTION, "Turn [%s] FAN Fail LED.", wanted ? "ON" : "OFF");
 }
 
@@ -226,8 +207,9 @@ void followFanLed(Adapter& adapter) {
 bool markFan(Adapter& adapter, std::uint8_t fan, bool slow) {
     const std::uint32_t bit = 1U << fan;
     const bool changed = ((adapter.state.fanFaultStatus & bit) != 0) != slow;
-    if (changed)
+    if (changed) {
         adapter.state.fanFaultStatus ^= bit;
+    }
     adapter.trace(FUNCTION, "%s %s on Fan [%d].", changed ? "Now marking" : "Already marked", slow ? "Fault" : "OK",
                   fan);
     followFanLed(adapter);
@@ -246,8 +228,9 @@ void cooling(Adapter& adapter, Bytes& page) {
             adapter.trace(FUNCTION, "Fan [%d] has RPM [%d] divided by a factor of 10.", fan, rpm);
             record[1] = static_cast<std::uint8_t>((rpm / 2560 & 3) << 6);
             record[2] = static_cast<std::uint8_t>(rpm / 10);
-            if (record[1] == 0 && record[2] == 0)
+            if (record[1] == 0 && record[2] == 0) {
                 record[3] = 0x08;
+            }
             if (state.enclosureType == 2) {
                 changed |= markFan(adapter, fan, rpm <= 2000);
                 record[3] |= rpm <= 2000 ? 0x02 : 0;
@@ -256,8 +239,9 @@ void cooling(Adapter& adapter, Bytes& page) {
         record[3] = static_cast<std::uint8_t>(record[3] | (state.coolingElementControl[fan][3] & 0x04));
         append(page, record);
     }
-    if (!changed)
+    if (!changed) {
         return;
+    }
     Bytes data = adapter.eventData();
     Adapter::setWord(data, 12, state.coolingMaxNumber);
     Adapter::setWord(data, 36, state.fanFaultStatus);
@@ -282,14 +266,16 @@ void refreshTemperatures(Adapter& adapter) {
         break;
     case 4: {
         constexpr std::uint8_t BACKPLANES[] = {0x28, 0x2A, 0x2C, 0x30};
-        for (std::size_t k = 0; k < 4; k++)
+        for (std::size_t k = 0; k < 4; k++) {
             state.temperatureSensor[k] = adapter.esaW83782dReadTemperature(BACKPLANES[k], 0);
+        }
         break;
     }
     case 6:
-        for (std::size_t k = 0; k < sensors; k++)
+        for (std::size_t k = 0; k < sensors; k++) {
             state.temperatureSensor[k] =
                 adapter.esaW83782dReadTemperature(state.i2cAddressW83782d, static_cast<std::uint8_t>(k));
+        }
         break;
     default:
         break;
@@ -297,22 +283,26 @@ void refreshTemperatures(Adapter& adapter) {
 }
 
 Element temperatureRecord(int degrees) {
-    if (degrees == 32767)
+    if (degrees == 32767) {
         return {};
+    }
     int flags = 0;
-    if (degrees > 55)
+    if (degrees > 55) {
         flags = degrees > 60 ? 0x30 : 0x20;
-    else if (degrees < 1)
+    } else if (degrees < 1) {
         flags = degrees < 0 ? 0xC0 : 0x80;
+    }
     return {0, 0, static_cast<std::uint8_t>(degrees + 20), static_cast<std::uint8_t>(flags)};
 }
 
 bool muted(Adapter& adapter, const Element& control) {
     const State& state = adapter.state;
-    if (state.enclosureType == 2)
+    if (state.enclosureType == 2) {
         return adapter.xyratexReadAlarmstate() == 0;
-    if (state.enclosureType >= 3 && state.enclosureType <= 6)
+    }
+    if (state.enclosureType >= 3 && state.enclosureType <= 6) {
         return state.alarmState == 0;
+    }
     return (control[3] & 0x02) != 0;
 }
 
@@ -335,8 +325,9 @@ Bytes statusPage(Adapter& adapter) {
     cooling(adapter, page);
     refreshTemperatures(adapter);
     append(page, {});
-    for (std::size_t k = 0; k < state.temperatureSensorMaxNumber; k++)
+    for (std::size_t k = 0; k < state.temperatureSensorMaxNumber; k++) {
         append(page, temperatureRecord(state.temperatureSensor[k]));
+    }
     alarms(adapter, page);
     putHalf(page, 2, page.size() - 4);
     return page;
@@ -345,45 +336,11 @@ Bytes statusPage(Adapter& adapter) {
 } // namespace
 
 Bytes Adapter::buildPage(std::uint8_t pageCode, std::uint32_t allocationLength) {
-    if (pageCode == 2)
+    if (pageCode == 2) {
         return statusPage(*this);
+    }
     const std::size_t types = state.elementTypeMaxNumber;
     return allocationLength < 4 * types + 48 ? Bytes() : configurationPage(state);
-}
-
-void Adapter::esaSendStatus() {
-    const bool pageCodeValid = (state.esaInMsg[65] & 0x80) != 0;
-    esaSendStatus(0, pageCodeValid ? state.esaInMsg[66] : state.pageCodeInRecentSndDiagCmd, 0, 0, 0);
-}
-
-void Adapter::esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
-                            std::uint8_t ascq) {
-    const std::uint32_t command = wordAt(state.esaInMsg, 12) & 0xFFFFFF;
-    const std::uint32_t allocationLength = wordAt(state.esaInMsg, 68) >> 16;
-    Bytes payload;
-    std::size_t length = 0;
-    if (command != 28 && command != 29) {
-        trace(FUNCTION, "Un-supported SES Command [%d].", static_cast<int>(command));
-    } else if (statusCode == 2) {
-        payload = senseData(senseKey, asc, ascq);
-        length = 92;
-    } else if (statusCode == 0 && command == 29) {
-        length = 68;
-    } else if (statusCode == 0 && pageCode > 2) {
-        trace(FUNCTION, "Un-supported SES Page [%d].", pageCode);
-    } else if (statusCode == 0 && pageCode != 0) {
-        payload = buildPage(pageCode, allocationLength);
-        length = payload.empty() ? 0 : PAGE + payload.size() - 1; // pages go out one byte short
-    }
-    if (length == 0)
-        return;
-    startReply(state, statusCode);
-    payload.resize(LARGEST_PAGE);
-    std::ranges::copy(payload, state.esaWorkSpace.begin() + PAGE);
-    putHalf(state.esaWorkSpace, 10, length);
-    trace(FUNCTION, "Send out a Diagnostic Page.");
-    printMessage(state.esaWorkSpace);
-    sendWorkSpace(length, "esaSndDiagPage()");
 }
 
 } // namespace model

@@ -45,12 +45,14 @@ int clearCause(Adapter& adapter, std::uint32_t cause) {
     State& state = adapter.state;
     adapter.trace("esaManageCompositeFault", "Clear the current Fault bit [0x%x].", cause);
     state.compositeFaultStatus &= ~cause;
-    if ((state.compositeFaultStatus & LED_ON) == 0 || (state.compositeFaultStatus & ALL_CAUSES) != 0)
+    if ((state.compositeFaultStatus & LED_ON) == 0 || (state.compositeFaultStatus & ALL_CAUSES) != 0) {
         return OK;
+    }
     state.compositeFaultStatus &= ~LED_ON;
     const int result = adapter.esaSendCompositeFaultMmsgToStartup(OK);
-    if (state.alarmState != 3)
+    if (state.alarmState != 3) {
         moveAlarm(adapter, 3);
+    }
     return result;
 }
 
@@ -63,8 +65,9 @@ int setCause(Adapter& adapter, std::uint32_t cause) {
         adapter.trace(function, "Turn on the Composite Fault LED.");
         state.compositeFaultStatus |= LED_ON;
         adapter.esaSendCompositeFaultMmsgToStartup(FAILED);
-        if (state.alarmState == 3)
+        if (state.alarmState == 3) {
             moveAlarm(adapter, 1);
+        }
     } else {
         adapter.trace(function, "The Composite Fault LED is currently ON for other Faults.");
     }
@@ -84,13 +87,15 @@ int Adapter::esaManageCompositeFault(std::uint32_t cause, int status) {
     const int outcome = status & 0xFF;
     if ((state.compositeFaultStatus & cause) != 0) {
         trace(function, "This Fault bit [0x%x] exists currently.", cause);
-        if (outcome == 0)
+        if (outcome == 0) {
             return clearCause(*this, cause);
+        }
         trace(function, "The Fault bit [0x%x] is already set.", cause);
     } else {
         trace(function, "This Fault bit [0x%x] does NOT exist currently.", cause);
-        if (outcome == 0xFF)
+        if (outcome == 0xFF) {
             return setCause(*this, cause);
+        }
         trace(function, "The Fault bit [0x%x] is already clear.", cause);
     }
     return OK;
@@ -145,8 +150,9 @@ int Adapter::esaReadFanFailStatus() {
     int result = OK;
     bool changed = false;
     for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
-        if (state.enclosureType < 2 || state.enclosureType > 6)
+        if (state.enclosureType < 2 || state.enclosureType > 6) {
             return FAILED;
+        }
         const std::uint32_t speed = speedOf(*this, fan);
         const std::uint32_t bit = 1U << fan;
         const bool marked = (state.fanFaultStatus & bit) != 0;
@@ -225,8 +231,9 @@ bool takeAverage(Adapter& adapter, const char* function) {
     std::int16_t sum = 0;
     int count = 0;
     for (std::size_t i = 0; i < state.temperatureSensorMaxNumber; i++) {
-        if (state.temperatureSensor[i] == 32767)
+        if (state.temperatureSensor[i] == 32767) {
             continue;
+        }
         sum = static_cast<std::int16_t>(sum + state.temperatureSensor[i]);
         count++;
     }
@@ -255,8 +262,9 @@ void stepFan(Adapter& adapter, const char* function, std::span<const Step> steps
         return;
     }
     const std::uint8_t wanted = average >= step->upAt ? step->up : average <= step->downAt ? step->down : percent;
-    if (wanted == percent)
+    if (wanted == percent) {
         return;
+    }
     load(adapter, fan, wanted);
     percent = wanted;
     adapter.trace(function, "Temperature = [%d], Fan [%d] set to %d percent PWM", average, fan, wanted);
@@ -266,13 +274,15 @@ void stepFan(Adapter& adapter, const char* function, std::span<const Step> steps
 
 void Adapter::esaTemperatureFanPolicy() {
     const char* const function = "esaTemperatureFanPolicy";
-    if (state.enclosureType < 2 || state.enclosureType > 6)
+    if (state.enclosureType < 2 || state.enclosureType > 6) {
         return;
+    }
     const std::uint8_t fans = state.enclosureType == 2 ? std::uint8_t{2} : state.coolingMaxNumber;
     if (state.fanFaultStatus != 0) {
         for (std::uint8_t fan = 0; fan < fans; fan++) {
-            if (state.fanPwmLoad[fan] == 100)
+            if (state.fanPwmLoad[fan] == 100) {
                 continue;
+            }
             trace(function, "At least 1 Fan Fault, FanFaultStatus = [0x%x]", state.fanFaultStatus);
             trace(function, "Fan [%d] sets to 100 percent PWM Load", fan);
             loadPercent(*this, fan, 100);
@@ -280,23 +290,28 @@ void Adapter::esaTemperatureFanPolicy() {
         }
         return;
     }
-    if (!takeAverage(*this, function))
+    if (!takeAverage(*this, function)) {
         return;
-    for (std::uint8_t fan = 0; fan < fans; fan++)
+    }
+    for (std::uint8_t fan = 0; fan < fans; fan++) {
         stepFan(*this, function, FOUR_STEPS, loadPercent, fan);
+    }
 }
 
 void Adapter::esaVsc055TemperatureFanPolicy() {
     const char* const function = "esaVsc055TemperatureFanPolicy";
-    if (!takeAverage(*this, function))
+    if (!takeAverage(*this, function)) {
         return;
-    for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++)
+    }
+    for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
         stepFan(*this, function, VSC055_STEPS, loadVsc055, fan);
+    }
 }
 
 int Adapter::esaTemperatureOverheatCheck() {
-    if (state.temperatureSensorAverage <= 60)
+    if (state.temperatureSensorAverage <= 60) {
         return esaManageCompositeFault(0x8, OK);
+    }
     trace("esaTemperatureOverheatCheck", "Temperature average over 60 degrees!");
     esaManageCompositeFault(0x8, FAILED);
     Bytes data = eventData();

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "adapter.h"
-#include "octets.h"
+#include "outgoing.h"
 
 namespace model {
 
@@ -92,24 +92,13 @@ int Adapter::main(const std::vector<std::string>& arguments) {
     initChassis();
     state.selectTimeoutSec = 1;
     state.selectTimeoutUsec = 0;
-    for (;;)
+    for (;;) {
         mainLoopPass();
+    }
 }
 
 void Adapter::sendStartupNotice() {
-    std::span<std::uint8_t> message = state.esaWorkSpace;
-    octets::put(message, 0, 4, SEND_BUFFER_ADDRESS);
-    octets::put(message, 4, 4, SEND_BUFFER_ADDRESS);
-    octets::put(message, 8, 1, 14);
-    octets::put(message, 9, 1, 1);
-    octets::put(message, 10, 2, 64);
-    octets::put(message, 12, 1, 12); // protocol of Startup
-    octets::put(message, 13, 3, 1);  // initialisation is complete
-    octets::put(message, 16, 1, 33);
-    octets::put(message, 17, 1, 0);
-    octets::put(message, 18, 1, 0);
-    std::ranges::fill(message.subspan(20, 44), std::uint8_t{0});
-    octets::put(message, 20, 4, 0x00040000); // to Startup, endpoint 18
+    putRequestHeader(state.esaWorkSpace, 64, 0x0C000001, 0x00040000); // initialisation is complete; to Startup
     sendWorkSpace(64, "main()");
 }
 
@@ -129,10 +118,11 @@ void Adapter::waitForRcp() {
 void Adapter::initChassis() {
     if (hasDriver(state.enclosureType)) {
         const InitRow& row = INIT[state.enclosureType - 2];
-        if ((this->*row.init)() == 0)
+        if ((this->*row.init)() == 0) {
             trace("main", "Finish initializing for the %s Enclosure.", row.name);
-        else
+        } else {
             trace("main", "Initializing for the %s Enclosure fails.", row.name);
+        }
         return;
     }
     Bytes data = eventData();
@@ -155,12 +145,14 @@ void Adapter::esaInit() {
     state.sesTypeDescriptorList = {1, 2, 3, 4, 6};
 
     state.socketFdMSM = world.socket();
-    if (state.socketFdMSM < 0)
+    if (state.socketFdMSM < 0) {
         esaFault("esaInit()", "Linux socket function fails for ESA socket!");
+    }
     // The address holds 108 characters and always ends in a zero.
     state.socketPath = (parameters.mmsgDirectory + "/esadapter").substr(0, 107);
-    if (world.connect(state.socketFdMSM, state.socketPath, 110) < 0)
+    if (world.connect(state.socketFdMSM, state.socketPath, 110) < 0) {
         esaFault("esaInit()", "Linux connect function fails for MSM/ESA socket!");
+    }
     trace("esaInit", "Enclosure Services Adapter connects to MSM with socket [%d]", state.socketFdMSM);
 
     state.i2cFileFd = world.openI2c("/dev/enc-0");
@@ -185,23 +177,26 @@ void Adapter::esaProcessPollTimeout() {
         state.pollTimeoutUsec = static_cast<std::uint32_t>((left - pass) % 1'000'000);
         return;
     }
-    if (state.i2cConnected == 1 && hasDriver(state.enclosureType))
+    if (state.i2cConnected == 1 && hasDriver(state.enclosureType)) {
         (this->*POLL[state.enclosureType - 2])();
+    }
     state.pollTimeoutSec = 10;
     state.pollTimeoutUsec = 0;
 }
 
 int Adapter::esaReadI2CData(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> data) {
-    if (state.i2cConnected == 0)
+    if (state.i2cConnected == 0) {
         return BUS_UNUSABLE;
+    }
     const I2cResult answer = world.readI2c(state.i2cFileFd, address, reg, static_cast<int>(data.size()));
     std::copy_n(answer.data.begin(), std::min(answer.data.size(), data.size()), data.begin());
     return answer.result == -1 ? FAILED : OK;
 }
 
 int Adapter::esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
-    if (state.i2cConnected == 0)
+    if (state.i2cConnected == 0) {
         return BUS_UNUSABLE;
+    }
     return world.writeI2c(state.i2cFileFd, address, reg, data) == -1 ? FAILED : OK;
 }
 

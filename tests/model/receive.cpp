@@ -24,8 +24,9 @@ void copyToFront(std::span<std::uint8_t> buffer, const Bytes& data) {
 
 void Adapter::mainLoopPass() {
     const SelectResult answer = world.select(state.socketFdMSM, state.selectTimeoutSec, state.selectTimeoutUsec);
-    if (answer.result == -1)
+    if (answer.result == -1) {
         esaFault("main()", "Linux select function fails");
+    }
     if (answer.result != -1 && answer.readable && state.socketFdMSM >= 0) {
         receiveMessage();
         esaProcMmsgMsg();
@@ -46,8 +47,9 @@ Bytes Adapter::peekHeader() {
         } else {
             copyToFront(header, answer.data);
             seen = static_cast<std::size_t>(answer.result);
-            if (seen == HEADER || (seen >= LENGTH_FIELD_END && octets::number(header, 10, 2) <= seen))
+            if (seen == HEADER || (seen >= LENGTH_FIELD_END && octets::number(header, 10, 2) <= seen)) {
                 return header;
+            }
         }
         world.sleep(answer.result == 0 ? PAUSE_WHEN_CLOSED : PAUSE);
     }
@@ -74,10 +76,11 @@ void Adapter::receiveMessage() {
         } else if (announced != 0 && !drain) {
             copyToFront(state.esaInMsg, answer.data);
         }
-        if (answer.result <= 0)
+        if (answer.result <= 0) {
             world.sleep(answer.result == 0 ? PAUSE_WHEN_CLOSED : PAUSE);
-        else
+        } else {
             total += static_cast<std::size_t>(answer.result);
+        }
     }
 }
 

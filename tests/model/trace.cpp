@@ -6,8 +6,9 @@
 namespace model {
 
 void Adapter::trace(const char* function, const char* format, ...) {
-    if (!tracing)
+    if (!tracing) {
         return;
+    }
     char text[1024]; // longer text is cut
     va_list arguments;
     va_start(arguments, format);
@@ -17,8 +18,9 @@ void Adapter::trace(const char* function, const char* format, ...) {
 }
 
 void Adapter::dump(const char* function, const std::string& label, std::span<const std::uint8_t> bytes) {
-    if (!tracing)
+    if (!tracing) {
         return;
+    }
     std::string text = label;
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         char piece[16];
@@ -36,8 +38,9 @@ void Adapter::dump(const char* function, const std::string& label, std::span<con
 
 long Adapter::sendWorkSpace(std::size_t length, const char* function) {
     const long sent = world.send(state.socketFdMSM, std::span(state.esaWorkSpace).first(length), 0);
-    if (sent != static_cast<long>(length))
+    if (sent != static_cast<long>(length)) {
         esaFault(function, "Linux send function fails, sendSize = [" + std::to_string(length) + "] is wrong");
+    }
     return sent;
 }
 
