@@ -82,8 +82,8 @@ struct State {
 };
 
 /**
- * The remembered state as one "name = value" line a field, arrays in one line, numbers in hex ("%x"), bytes as hex pairs. Without
- * esaWorkSpace, whose content nobody outside can see.
+ * The remembered state as one "name = value" line a field, arrays in one line, numbers in hex ("%x"), bytes as hex
+ * pairs, esaInMsg without the zeros at its end. Without esaWorkSpace, whose content nobody outside can see.
  */
 std::vector<std::string> describe(const State& state);
 
@@ -92,7 +92,7 @@ inline constexpr std::uint32_t SEND_BUFFER_ADDRESS = 0x5E4DB0F5;
 
 class Adapter {
 public:
-    explicit Adapter(World& world) : world(world) {}
+    explicit Adapter(World& livedIn) : world(livedIn) {}
 
     State state;
 
@@ -112,6 +112,8 @@ public:
     void esaFault(const char* function, const std::string& message);
     /** Sends the first `length` bytes of esaWorkSpace; reports a critical error in the name of `function` otherwise. */
     long sendWorkSpace(std::size_t length, const char* function);
+    /** The debugging entry point: an SES command to the adapter itself. Nothing in a life calls it. */
+    long esaTestMsg(std::uint8_t commandType, std::uint8_t pageCode);
 
     /** A line, or a dump, of the trace log, when the level word asks for it. printf's format. */
     [[gnu::format(printf, 3, 4)]] void trace(const char* function, const char* format, ...);
@@ -121,10 +123,13 @@ public:
 
     /** Answers a RECEIVE DIAGNOSTIC RESULTS in `esaInMsg`: page, or sense data (framing and error replies included). */
     void esaSendStatus();
-    /** Builds page 1 or 2 in `esaWorkSpace` from offset 65; its whole message length, 0 when nothing is to be sent. */
-    std::size_t buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
+    /** The reply to the command in `esaInMsg`, SEND or RECEIVE DIAGNOSTIC, with its outcome given. */
+    void esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
+                       std::uint8_t ascq);
+    /** Page 1 or 2; empty when nothing is to be sent. What has to be said to others on the way is sent. */
+    Bytes buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
     /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg`. */
-    void processControlPage();
+    void esaProcEncContPage();
     int esaManageCompositeFault(std::uint32_t cause, int status);
     int esaSendCompositeFaultMmsgToStartup(int status);
     int esaSendEmailNotificationMmsgToStartup();
@@ -162,7 +167,9 @@ public:
     std::uint8_t esaVsc055ReadAlarmState();
     std::int16_t lm75ReadTemperature(std::uint8_t address);
 
+    void winbondFanLoadPwm(std::uint8_t address, std::uint8_t backplane, std::uint8_t fan, std::uint8_t duty);
     int esaW83782dFanReadSpeed(std::uint8_t address, std::uint8_t fan, std::uint16_t& rpm);
+    /** Always goes to `i2cAddressW83782d`, whatever `address` says. */
     void esaW83782dFanLoadPwm(std::uint8_t address, std::uint8_t fan, std::uint8_t duty);
     std::int16_t esaW83782dReadTemperature(std::uint8_t address, std::uint8_t sensor);
     int esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address);
@@ -170,6 +177,7 @@ public:
     std::uint8_t esaW83782dReadAlarmState(std::uint8_t address);
 
     int xyratexIsDrivePresent(int drive);
+    int xyratexReadDrivePresence();
     int xyratexSetDriveFaultLED(int drive);
     int xyratexClearDriveFaultLED(int drive);
     int xyratexReadPowerRedundancyFailStatus();
@@ -188,10 +196,36 @@ public:
     int chenbroReadPowerVoltageToleranceStatus();
     void chenbroSetAlarmState(std::uint32_t alarm);
     std::uint8_t chenbroReadAlarmState();
+    void chenbroReadWinbondRegisters();
 
 private:
+    // What the drivers share; `function` is the operation that the trace lines belong to.
+
+    /** Event and cause of a bus that does not answer at start-up; gives BUS_UNUSABLE. */
+    int reportBusFault();
+    void sendPowerSupplyEvent(std::uint8_t eventType);
+    /** Writes the ports' directions and reads them back; the code of the first failed read-back. */
+    int setVsc055Directions(const char* function, std::uint8_t address);
+    /** The fourteen limits of one chip; FAILED at the first failed write. */
+    int setWinbondVoltageLimits(const char* function, std::uint8_t address, std::uint8_t backplane);
+    /** What a poll makes of a voltage check's result, on chassis with W83782D chips. */
+    void judgeWinbondVoltages(const char* function, int result);
+
     World& world;
     bool tracing = false; /**< bit 0x10 of the level word */
+
+    // --- process ---
+    Parameters parameters; /**< the attached block, without its flags */
+
+    void sendStartupNotice();
+    void waitForRcp();
+    void initChassis();
+    /** A header of 64 bytes, still queued; the bytes that no peek saw are zero. */
+    Bytes peekHeader();
+    void receiveMessage();
+    void dispatchReceiveDiagnostic();
+    void dispatchSendDiagnostic();
+    void traceControlBlock();
 };
 
 } // namespace model

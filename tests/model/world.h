@@ -29,7 +29,8 @@ struct SelectResult {
     bool readable = false;
 };
 
-/** What `recv` answers: its result, and the bytes it put into the buffer (as many as the result, none when negative). */
+/** What `recv` answers: its result, and the bytes it put into the buffer (as many as the result, none when negative).
+ */
 struct ReceiveResult {
     long result = 0;
     Bytes data;
