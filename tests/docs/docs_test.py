@@ -58,7 +58,7 @@ LINES = {
         "17 read 0x41 0x04 1 [80] ack...": PICTURE,
     },
     "docs/serial-i2c-bridge.md": {
-        "stty -F /dev/ttyS1 115200 raw -echo -crtscts min 1 time 0...": BRIDGE,
+        "stty -F /dev/ttyS1 115200 raw -echo -crtscts clocal min 1 time 0...": BRIDGE,
     },
     "docs/wire-formats.md": {
         "0000  ...": PICTURE,
