@@ -47,14 +47,21 @@ install(TARGETS platform mpu
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/esa FILES_MATCHING PATTERN *.h)
 
+# What all units give up. It stands in one file and is written into each, since a unit cannot include a file.
+file(READ ${packaging}/hardening.conf HARDENING)
+string(STRIP "${HARDENING}" HARDENING)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${packaging}/hardening.conf)
 install_configured(esa.service lib/systemd/system esa.service)
 install_configured(esa-params.service lib/systemd/system esa-params.service)
 install_configured(msm.service lib/systemd/system msm.service)
 install_configured(esa.default ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default esa)
 install_configured(mpu.conf ${CMAKE_INSTALL_FULL_SYSCONFDIR}/esa mpu.conf)
+configure_file(${packaging}/esa-prepare ${staged}/esa-prepare @ONLY)
+install(PROGRAMS ${staged}/esa-prepare DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/esa)
 configure_file(${packaging}/esa-foreground ${staged}/esa-foreground @ONLY)
 install(PROGRAMS ${staged}/esa-foreground DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(FILES ${packaging}/60-esa.rules DESTINATION lib/udev/rules.d)
+install(FILES ${packaging}/esa.modules-load.conf DESTINATION lib/modules-load.d RENAME esa.conf)
 install(FILES ${packaging}/esa.tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME esa.conf)
 install(FILES ${packaging}/esa.sysusers.conf DESTINATION lib/sysusers.d RENAME esa.conf)
 

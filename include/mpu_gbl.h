@@ -169,7 +169,8 @@ MPU_PARAMS_OFFSET(adapters, 736);
 
 /**
  * Attaches the parameter block of `key` read-only. Returns the block, or nullptr after a report on standard error
- * when there is no such segment, it cannot be mapped, or its version is not MPU_K_PARAMS_VERSION.
+ * when there is no such segment, it cannot be mapped, or its version is not MPU_K_PARAMS_VERSION. A segment whose owner
+ * or maker is neither root nor this process's effective user is one that cannot be opened (EACCES).
  */
 [[nodiscard]] const MPU_PARAMS_t* MPU_getMpuParams(int key);
 

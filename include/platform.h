@@ -13,7 +13,9 @@ extern "C" {
 /**
  * Reads `length` bytes (1 to 255) that follow register `regAddr` of the device at 7-bit address `i2cAddr` on the
  * bus that `fd` has open. Returns `length`, or -1 when the transfer fails; `data` is then undefined. May block for
- * as long as the bus does.
+ * as long as the bus does. This system's library fails at once while the bus does not answer, locks /dev/enc-0
+ * against a second master, and opens it again under the same number when it has gone. Transfers that return are the
+ * process's heartbeat for the service manager.
  */
 int read_i2c_data(int fd, U8_t i2cAddr, U8_t regAddr, U8_t* data, int length);
 

@@ -1,20 +1,60 @@
 #include "sim/bridge.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace encsim {
 namespace {
 
-constexpr std::uint8_t kRead = 0x52;
-constexpr std::uint8_t kWrite = 0x57;
+/// What the first byte of a frame says about it.
+struct Kind {
+    std::uint8_t first;
+    bool read;
+    bool numbered;
+    std::size_t head; // bytes before the data, or of the whole frame; a request's last three: device, register, length
+};
+
+constexpr Kind kKinds[] = {
+    {0x48, false, true, 2}, // greeting: the number
+    {0x52, true, false, 4}, {0x57, false, false, 4}, {0x72, true, true, 5}, {0x77, false, true, 5},
+};
+
+constexpr std::uint8_t kGreetingAnswer = 0x68;
 constexpr std::uint8_t kDone = 0x41;
 constexpr std::uint8_t kNotAcknowledged = 0x4E;
+constexpr std::uint8_t kNumberedDone = 0x61;
+constexpr std::uint8_t kNumberedNotAcknowledged = 0x6E;
 
-constexpr std::size_t kHead = 4; // operation, device, register, length
+constexpr std::size_t kGreeting = 2;
 
-bool headIsValid(const std::vector<std::uint8_t>& head) {
-    const bool operation = head[0] == kRead || head[0] == kWrite;
-    const bool address = head.size() < 2 || head[1] < 0x80;
-    const bool length = head.size() < kHead || head[3] != 0;
-    return operation && address && length;
+const Kind* kindOf(const std::vector<std::uint8_t>& frame) {
+    const auto* const kind =
+        std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& one) { return one.first == frame[0]; });
+    return kind == std::end(kKinds) ? nullptr : kind;
+}
+
+/// Whether what there is of the frame can become one.
+bool isPossible(const std::vector<std::uint8_t>& frame) {
+    const Kind* const kind = kindOf(frame);
+    if (kind == nullptr) {
+        return false;
+    }
+    if (kind->numbered && frame.size() >= 2 && frame[1] < 0x80) {
+        return false;
+    }
+    if (kind->head == kGreeting) {
+        return true;
+    }
+    const bool address = frame.size() < kind->head - 2 || frame[kind->head - 3] < 0x80;
+    const bool length = frame.size() < kind->head || frame[kind->head - 1] != 0;
+    return address && length;
+}
+
+/// Bytes of the whole frame, as far as what there is of it tells.
+std::size_t lengthOf(const std::vector<std::uint8_t>& frame) {
+    const Kind& kind = *kindOf(frame);
+    const bool data = kind.head != kGreeting && !kind.read && frame.size() >= kind.head;
+    return kind.head + (data ? frame[kind.head - 1] : 0);
 }
 
 } // namespace
@@ -42,30 +82,41 @@ void Bridge::take(std::uint8_t byte, std::vector<std::uint8_t>& answer) {
         return;
     }
     request_.push_back(byte);
-    if (request_.size() <= kHead && !headIsValid(request_)) {
+    if (!isPossible(request_)) {
         junk_ = true;
         request_.clear();
         return;
     }
-    const std::size_t data = request_.size() >= kHead && request_[0] == kWrite ? request_[3] : 0;
-    if (request_.size() == kHead + data) {
+    if (request_.size() == lengthOf(request_)) {
         run(answer);
         request_.clear();
     }
 }
 
 void Bridge::run(std::vector<std::uint8_t>& answer) {
-    const std::uint8_t address = request_[1];
-    const std::uint8_t reg = request_[2];
+    const Kind& kind = *kindOf(request_);
+    if (kind.head == kGreeting) {
+        answer.insert(answer.end(), {kGreetingAnswer, request_[1]});
+        return;
+    }
+    const std::uint8_t address = request_[kind.head - 3];
+    const std::uint8_t reg = request_[kind.head - 2];
     std::vector<std::uint8_t> data;
     bool done = false;
-    if (request_[0] == kRead) {
-        data.resize(request_[3]);
+    if (kind.read) {
+        data.resize(request_[kind.head - 1]);
         done = bus_.read(address, reg, data);
     } else {
-        done = bus_.write(address, reg, std::span<const std::uint8_t>(request_).subspan(kHead));
+        done = bus_.write(address, reg, std::span<const std::uint8_t>(request_).subspan(kind.head));
     }
-    answer.push_back(done ? kDone : kNotAcknowledged);
+    if (kind.numbered) {
+        answer.insert(answer.end(), {done ? kNumberedDone : kNumberedNotAcknowledged, request_[1]});
+    } else {
+        answer.push_back(done ? kDone : kNotAcknowledged);
+    }
+    if (done && kind.numbered) {
+        answer.push_back(static_cast<std::uint8_t>(data.size()));
+    }
     if (done) {
         answer.insert(answer.end(), data.begin(), data.end());
     }

@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 #include "mpu_gbl_private.h"
 #include "wire.h"
@@ -30,6 +32,29 @@ void* mpuAttachSegment(S32_t shmid, int flags) {
     return reinterpret_cast<std::intptr_t>(address) == -1 ? nullptr : address;
 }
 
+namespace {
+
+/**
+ * Whoever owns or made a segment can change it at any time, and hand its ownership on as well: the block says where
+ * this process connects and what it writes to, so both have to be root or this process's own user.
+ */
+bool isTrusted(S32_t shmid) {
+    struct shmid_ds state = {};
+    if (shmctl(shmid, IPC_STAT, &state) < 0) {
+        return false;
+    }
+    const uid_t self = geteuid();
+    for (const uid_t user : {state.shm_perm.uid, state.shm_perm.cuid}) {
+        if (user != 0 && user != self) {
+            errno = EACCES;
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
 const MPU_PARAMS_t* MPU_getMpuParams(int key) {
     S32_t shmid = -1;
     return MPU_getMpuParamsAndShmid(&shmid, key);
@@ -37,6 +62,9 @@ const MPU_PARAMS_t* MPU_getMpuParams(int key) {
 
 const MPU_PARAMS_t* MPU_getMpuParamsAndShmid(S32_t* shmid, int key) {
     *shmid = shmget(key, sizeof(MPU_PARAMS_t), 0400);
+    if (*shmid >= 0 && !isTrusted(*shmid)) {
+        *shmid = -1;
+    }
     if (*shmid < 0) {
         mpuReportFailure("Error opening the MPU shared memory area.\n");
         return nullptr;

@@ -3,7 +3,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "trace_private.h"
 
@@ -68,6 +70,24 @@ void addNumberedName(TraceText& out, const CHAR_t* pattern, U32_t number) {
             out.add({pattern++, 1});
         }
     }
+}
+
+/**
+ * Opens `path` for writing, emptied; nullptr when it cannot be had or is anything but a regular file of one name.
+ * Neither a link nor a pipe that stands in the log's place may be followed, waited for or written to.
+ */
+FILE* openOwnFile(const CHAR_t* path) {
+    const int fd = open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0640);
+    struct stat status = {};
+    FILE* file = nullptr;
+    if (fd >= 0 && fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink <= 1 &&
+        ftruncate(fd, 0) == 0) {
+        file = fdopen(fd, "w");
+    }
+    if (fd >= 0 && file == nullptr) {
+        (void)close(fd);
+    }
+    return file;
 }
 
 /** Lays the level words, the name pointers and the names into one block. Without memory, tracing stays off. */
@@ -152,7 +172,7 @@ void TRACE_openLog() {
     if (traceData.log_to_file != 0) {
         CHAR_t path[TRC_K_LOG_NAME_SIZE];
         TRACE__getLogName(path);
-        traceData.fd = std::fopen(path, "w");
+        traceData.fd = openOwnFile(path);
         if (traceData.fd != nullptr) {
             (void)std::setvbuf(traceData.fd, streamBuffer, _IOFBF, sizeof streamBuffer);
             return;

@@ -9,11 +9,15 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
+#include <span>
 #include <string_view>
 
-#include <fcntl.h>
 #include <unistd.h>
 
+#include "esa_evl.h"
+#include "journal.h"
+#include "log_file.h"
+#include "mmsg.h"
 #include "platform.h"
 
 namespace {
@@ -59,44 +63,64 @@ char* putRecord(char* at, const EmpEvLogHeader_t& record) {
     return putText(at, "\"}\n");
 }
 
-/** Opens the event log for appending; -1 when there is no block or the file cannot be had. */
-int openLog(const MPU_PARAMS_t* params) {
+/** The last resort: there is nobody left to tell that it fails. */
+void writeToStandardError(std::string_view line) {
+    while (!line.empty()) {
+        const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+        if (written > 0) {
+            line.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            return;
+        }
+    }
+}
+
+/** Appends the line to the event log of the block's directory; false when there is no block or it cannot be kept. */
+bool keepLine(std::span<CHAR_t> line, const MPU_PARAMS_t* params) {
     if (params == nullptr || params->logDirectory[0] == '\0') {
-        return -1;
+        return false;
     }
     char path[sizeof(params->logDirectory) + LOG_FILE.size() + 1];
     char* end = putText(path, {params->logDirectory, strnlen(params->logDirectory, sizeof(params->logDirectory))});
     end = putText(end, LOG_FILE);
     *end = '\0';
-    return open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644);
-}
-
-/** A line goes out in one write, so that those of several processes do not mix; only a full disk breaks one up. */
-bool writeLine(int fd, std::string_view line) {
-    while (!line.empty()) {
-        const ssize_t written = write(fd, line.data(), line.size());
-        if (written > 0) {
-            line.remove_prefix(static_cast<std::size_t>(written));
-        } else if (written == 0 || errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
+    return logFileAppend(path, line);
 }
 
 /** Appends the record, whose body has at most CAPACITY bytes, to the log; to standard error when that fails. */
 template <std::size_t CAPACITY>
 [[gnu::noinline]] void append(const EmpEvLogHeader_t& record, const MPU_PARAMS_t* params) {
-    char text[LINE_K_FRAME + 2 * CAPACITY];
-    const char* end = putRecord(text, record);
-    const std::string_view line{text, static_cast<std::size_t>(end - text)};
-    const int fd = openLog(params);
-    if (fd < 0 || !writeLine(fd, line)) {
-        (void)writeLine(STDERR_FILENO, line); // the last resort; there is nobody left to tell
+    char text[1 + LINE_K_FRAME + 2 * CAPACITY];
+    const char* end = putRecord(text + 1, record);
+    const std::span<CHAR_t> line{text + 1, static_cast<std::size_t>(end - text - 1)};
+    if (!keepLine(line, params)) {
+        writeToStandardError({line.data(), line.size()});
     }
-    if (fd >= 0) {
-        close(fd);
+}
+
+std::string_view textOf(const U8_t* bytes, std::size_t size) {
+    const auto* text = reinterpret_cast<const CHAR_t*>(bytes);
+    return {text, strnlen(text, size)};
+}
+
+/** A record that says why the process ends is put into the journal, where people look first. */
+void tellJournal(const EmpEvLogHeader_t& record) {
+    const auto* body = reinterpret_cast<const U8_t*>(&record) + sizeof(record);
+    if (record.evSource != MMSG_E_EPID_ES_ADAPTERMP || record.evId != ESA_E_ID_ES_ADAPTERMP_BUGCHECK_ERROR_MSG ||
+        record.evStructLength != sizeof(EsaErrorMsg_t)) {
+        return;
     }
+    const auto& error = *reinterpret_cast<const EsaErrorMsg_t*>(body);
+    char number[10];
+    const char* end = std::to_chars(number, number + sizeof(number), U32_t{error.esaLineNumber}).ptr;
+    journalLine({"esa: critical error in ",
+                 textOf(error.esaFunctionName, sizeof(error.esaFunctionName)),
+                 " (",
+                 textOf(error.esaFileName, sizeof(error.esaFileName)),
+                 ":",
+                 {number, static_cast<std::size_t>(end - number)},
+                 "): ",
+                 textOf(error.esaErrorMsg, sizeof(error.esaErrorMsg))});
 }
 
 } // namespace
@@ -110,6 +134,7 @@ void altEventLogM(const EmpEvLogHeader_t* record, const MPU_PARAMS_t* params) {
     } else {
         append<BODY_MAX>(*record, params);
     }
+    tellJournal(*record);
     errno = callersErrno;
 }
 

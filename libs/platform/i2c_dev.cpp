@@ -75,8 +75,15 @@ int smbusWrite(int fd, U8_t i2cAddr, U8_t regAddr, const U8_t* data, U8_t length
     return length;
 }
 
-constexpr I2cBus_t COMBINED_BUS{combinedRead, combinedWrite};
-constexpr I2cBus_t SMBUS{smbusRead, smbusWrite};
+/* The kernel keeps the bus adapter in step and shares it out; there is nothing to set up or to forget. */
+bool takeOver(int) {
+    return true;
+}
+
+void begin() {}
+
+constexpr I2cBus_t COMBINED_BUS{"I2C", takeOver, begin, combinedRead, combinedWrite};
+constexpr I2cBus_t SMBUS{"SMBus", takeOver, begin, smbusRead, smbusWrite};
 
 } // namespace
 

@@ -44,7 +44,12 @@ LINES = {
         "cmake --preset release -B build/package -DESA_TESTS=OFF && cmake --build build/package": BUILD,
         "(cd build/package && cpack -G DEB)": PACKAGE,
         "cmake --install build/package": PACKAGE,
+        "ldconfig && systemd-sysusers esa.conf && systemd-tmpfiles --create esa.conf && modprobe i2c-dev": MACHINE,
+        "systemctl daemon-reload && udevadm control --reload && udevadm trigger": MACHINE,
         "systemctl enable --now msm esa-params esa": MACHINE,
+        "[Unit]...": PICTURE,
+        "systemctl daemon-reload": MACHINE,
+        "systemctl add-wants switch.service esa.service": MACHINE,
         "mpuparams set --key 0x64 flags+=CmapTracingEnabled": LIVE,
         "systemctl restart esa": MACHINE,
     },
@@ -58,7 +63,7 @@ LINES = {
         "17 read 0x41 0x04 1 [80] ack...": PICTURE,
     },
     "docs/serial-i2c-bridge.md": {
-        "stty -F /dev/ttyS1 115200 raw -echo -crtscts min 1 time 0...": BRIDGE,
+        "stty -F /dev/ttyS1 115200 raw -echo -crtscts clocal min 1 time 0...": BRIDGE,
     },
     "docs/wire-formats.md": {
         "0000  ...": PICTURE,

@@ -39,12 +39,14 @@ FILES = """
 /usr/include/esa/trace.h
 /usr/include/esa/version.h
 /usr/include/esa/wire.h
+/usr/lib/modules-load.d/esa.conf
 /usr/lib/systemd/system/esa-params.service
 /usr/lib/systemd/system/esa.service
 /usr/lib/systemd/system/msm.service
 /usr/lib/sysusers.d/esa.conf
 /usr/lib/tmpfiles.d/esa.conf
 /usr/lib/udev/rules.d/60-esa.rules
+/usr/libexec/esa/esa-prepare
 /usr/sbin/esa
 /usr/sbin/esa-foreground
 /usr/sbin/msm
@@ -127,8 +129,9 @@ class PackageTest(unittest.TestCase):
             text = read("/usr/lib/systemd/system/" + unit)
             self.assertNotIn("@", text.replace("@system-service", "").replace("@privileged", "").replace(
                 "@resources", ""))
-            for path in re.findall(r"(?:ExecStart|ExecStop|EnvironmentFile|exec|--config)[= ](/\S+)", text):
-                if not path.startswith("/bin/"):
+            for path in re.findall(r"(?:Exec\w+=|EnvironmentFile=|exec |--config )-?(/\S+)", text):
+                # The fail-safe program may be another product's, or none: the unit goes on without it.
+                if not path.startswith("/bin/") and not path.endswith("/esafailsafe"):
                     self.assertTrue(os.path.exists(installed(path)), f"{unit} names {path}")
 
     # -------------------------------------------------------------------------------------- the programs
@@ -189,7 +192,7 @@ class PackageTest(unittest.TestCase):
             defaults = os.path.join(work, "defaults")
             with open(defaults, "w", encoding="utf-8") as file:
                 file.write(read("/etc/default/esa").replace("ESA_CHASSIS=\n", "ESA_CHASSIS=VSC055\n"))
-            here = programs(ESA_DEFAULTS=defaults, ESA_CONFIG=self.config(work))
+            here = programs(ESA_DEFAULTS=defaults, ESA_CONFIG=self.config(work), ESA_USER="")
             here.start(stack, os.path.join(work, "msm.out"), "msm", "--directory", "/run/esa")
             here.start(stack, os.path.join(work, "encsim.out"), "encsim", "--chassis", "vsc055")
             for name in ("msm.out", "encsim.out"):
@@ -225,11 +228,154 @@ class PackageTest(unittest.TestCase):
     # ----------------------------------------------------------------------------------------- the units
 
     def test_unit_rating_is_at_most_1_5(self):
-        text = output("systemd-analyze", "security", "--offline=true", "--threshold=15", "--no-pager",
-                      installed("/usr/lib/systemd/system/esa.service"))
-        rating = re.search(r"Overall exposure level for esa.service: ([0-9.]+)", text)
-        self.assertIsNotNone(rating, text)
-        self.assertLessEqual(float(rating.group(1)), 1.5)
+        for unit in UNITS:
+            text = output("systemd-analyze", "security", "--offline=true", "--threshold=15", "--no-pager",
+                          installed("/usr/lib/systemd/system/" + unit))
+            rating = re.search(rf"Overall exposure level for {unit}: ([0-9.]+)", text)
+            self.assertIsNotNone(rating, text)
+            self.assertLessEqual(float(rating.group(1)), 1.5, unit)
+
+    def test_units_hold_together(self):
+        def settings(unit):
+            return read("/usr/lib/systemd/system/" + unit).splitlines()
+
+        adapter = settings("esa.service")
+        for line in ("PartOf=msm.service", "StartLimitIntervalSec=0", "Restart=always", "NotifyAccess=main",
+                     "OOMScoreAdjust=-900", "ExecStopPost=-/usr/sbin/esafailsafe ${ESA_KEY}",
+                     "WantedBy=multi-user.target msm.service", "RestartPreventExitStatus=1 2"):
+            self.assertIn(line, adapter)
+        asked = [line for line in adapter if re.match("(Wants|Requires|BindsTo|Upholds|WatchdogSec)=", line)]
+        self.assertEqual([], asked, "what is disabled stays out, and an adapter without a bus is left alone")
+        self.assertIn("WantedBy=multi-user.target esa.service", settings("esa-params.service"))
+        self.assertFalse([line for line in settings("esa-params.service") if line.startswith(("ExecStop", "RemainAfter"))])
+        self.assertIn("Restart=always", settings("msm.service"))
+        self.assertNotIn("PrivateUsers=yes", settings("msm.service"), "the switch tells its users apart")
+
+    def test_block_that_is_there_is_kept(self):
+        """The condition of esa-params.service: 0 lets it create the block, 1 does not."""
+        command = re.search(r"^ExecCondition=/bin/sh -c '(.*)'$", read("/usr/lib/systemd/system/esa-params.service"), re.M)
+        script = command.group(1).replace("/usr/bin/", installed("/usr/bin/"))
+        environment = {**os.environ, "ESA_KEY": "0x64", "LD_LIBRARY_PATH": installed(LIBDIR)}
+
+        def condition():
+            return subprocess.run(["/bin/sh", "-c", script], env=environment, check=False).returncode
+
+        with stage.prepared() as stack:
+            self.assertEqual(0, condition())
+            created = programs().run("mpuparams", "create", "--key", "0x64", "--config", installed("/etc/esa/mpu.conf"))
+            stack.callback(programs().run, "mpuparams", "delete", "--key", "0x64")
+            self.assertEqual(0, created.returncode, created.stderr)
+            self.assertEqual(1, condition())
+
+    # ------------------------------------------------------------------------------ around the adapter's start
+
+    @contextlib.contextmanager
+    def prepare(self, chassis):
+        """A function that runs esa-prepare with a block of the chassis, and the folder of the logs."""
+        with stage.prepared(), tempfile.TemporaryDirectory() as work, contextlib.ExitStack() as stack:
+            here = programs(ESA_KEY="0x64", ESA_BUS=os.path.join(work, "enc-0"))
+            created = here.run("mpuparams", "create", "--key", "0x64", "--config", self.config(work))
+            self.assertEqual(0, created.returncode, created.stderr)
+            stack.callback(here.run, "mpuparams", "delete", "--key", "0x64")
+            here.run("mpuparams", "set", "--key", "0x64", "chassisType=" + chassis)
+            os.mkdir(os.path.join(work, "log"))
+
+            def run(*arguments, **environment):
+                return subprocess.run([installed("/usr/libexec/esa/esa-prepare"), *arguments], text=True, capture_output=True,
+                                      check=True, env={**here.environment, **environment}).stdout
+
+            yield run, work
+
+    def test_prepare_keeps_the_logs_of_the_last_ten_lives(self):
+        with self.prepare("None") as (run, work):
+            log = os.path.join(work, "log", "esa_01.log")
+            for life in range(12):
+                with open(log, "w", encoding="utf-8") as file:
+                    file.write(f"life {life}\n")
+                run("start")
+                self.assertFalse(os.path.exists(log))
+                for kept in glob.glob(os.path.join(work, "log", "before-2*")):
+                    # As if a day had passed: names go by the second.
+                    os.rename(kept, kept.replace("before-2", f"before-1{life:02}"))
+            kept = sorted(glob.glob(os.path.join(work, "log", "before-*-esa_01.log")))
+            self.assertLessEqual(len(kept), 11)
+            texts = [open(name, encoding="utf-8").read() for name in kept]
+            self.assertEqual([f"life {life}\n" for life in range(12)][-len(kept):], texts)
+            run("start")
+            self.assertEqual(10, len(glob.glob(os.path.join(work, "log", "before-*"))))
+
+    def test_prepare_leaves_empty_logs_links_and_the_event_log_alone(self):
+        with self.prepare("None") as (run, work):
+            logs = os.path.join(work, "log")
+            open(os.path.join(logs, "esa_01.log"), "w", encoding="utf-8").close()
+            os.symlink("/etc/passwd", os.path.join(logs, "esa_02.log"))
+            with open(os.path.join(logs, "altevents.jsonl"), "w", encoding="utf-8") as file:
+                file.write("{}\n")
+            run("start")
+            self.assertEqual(["altevents.jsonl", "esa_01.log", "esa_02.log"], sorted(os.listdir(logs)))
+
+    def test_prepare_keeps_the_end_of_a_long_log(self):
+        with self.prepare("None") as (run, work):
+            with open(os.path.join(work, "log", "esa_01.log"), "wb") as file:
+                file.truncate(20 * 1024 * 1024)
+                file.seek(0, os.SEEK_END)
+                file.write(b"the end\n")
+            run("start")
+            (kept,) = glob.glob(os.path.join(work, "log", "before-*"))
+            self.assertEqual(16 * 1024 * 1024, os.path.getsize(kept))
+            with open(kept, "rb") as file:
+                file.seek(-8, os.SEEK_END)
+                self.assertEqual(b"the end\n", file.read())
+
+    def test_prepare_waits_for_the_bus_and_not_for_ever(self):
+        with self.prepare("VSC055") as (run, work):
+            self.assertIn("is not there: the adapter starts without an enclosure", run("start", ESA_BUS_SECONDS="1"))
+            open(os.path.join(work, "enc-0"), "w", encoding="utf-8").close()
+            self.assertEqual("", run("start"))
+        with self.prepare("None") as (run, work):
+            self.assertEqual("", run("start"), "there is no bus to wait for")
+
+    def test_prepare_ends_an_adapter_whose_bus_comes_late(self):
+        with self.prepare("VSC055") as (run, work):
+            adapter = subprocess.Popen(["sleep", "60"])
+            try:
+                # The one that watches must not hold the start up: it gets no pipe of ours.
+                subprocess.run(["sh", "-c", '"$0" watch "$1" >"$2"', installed("/usr/libexec/esa/esa-prepare"),
+                                str(adapter.pid), os.path.join(work, "said")], check=True, timeout=20,
+                               env={**programs(ESA_KEY="0x64").environment, "ESA_BUS": os.path.join(work, "enc-0")})
+                self.assertIsNone(adapter.poll())
+                open(os.path.join(work, "enc-0"), "w", encoding="utf-8").close()
+                self.assertEqual(-15, adapter.wait(20))
+            finally:
+                adapter.kill()
+                adapter.wait()
+
+    def test_foreground_drops_root(self):
+        with tempfile.TemporaryDirectory() as work:
+            stand_ins = os.path.join(work, "bin")
+            os.mkdir(stand_ins)
+            for name, text in (("id", 'case "$*" in -u) echo 0 ;; "-g esa") echo 987 ;; esa) ;; *) exit 1 ;; esac'),
+                               ("chown", f'echo "chown $*" >>{work}/calls'),
+                               ("setpriv", f'echo "setpriv $* as [$ESA_USER]" >>{work}/calls')):
+                path = os.path.join(stand_ins, name)
+                with open(path, "w", encoding="utf-8") as file:
+                    file.write("#!/bin/sh\n" + text + "\n")
+                os.chmod(path, 0o755)
+            config = os.path.join(work, "mpu.conf")
+            with open(config, "w", encoding="utf-8") as file:
+                file.write(f"Version = 15\nMmsgDirectory = {work}/run\nLogDirectory = {work}/log\n")
+            script = installed("/usr/sbin/esa-foreground")
+            environment = {**os.environ, "PATH": stand_ins + ":" + os.environ["PATH"], "ESA_CONFIG": config,
+                           "ESA_DEFAULTS": "/nonexistent"}
+            output(script, env=environment)
+            with open(os.path.join(work, "calls"), encoding="utf-8") as file:
+                self.assertEqual([f"chown esa: {work}/run", f"chown esa: {work}/log",
+                                  "setpriv --reuid=esa --regid=987 --init-groups --no-new-privs --inh-caps=-all "
+                                  f"--bounding-set=-all {script} as []"], file.read().splitlines())
+            refused = subprocess.run([script], env={**environment, "ESA_USER": "nobody-of-that-name"}, text=True,
+                                     capture_output=True, check=False)
+            self.assertEqual(1, refused.returncode)
+            self.assertIn("there is no user nobody-of-that-name to run as", refused.stderr)
 
     def test_units_are_well_formed(self):
         paths = [installed("/usr/lib/systemd/system/" + unit) for unit in UNITS]
@@ -316,16 +462,35 @@ class PackageTest(unittest.TestCase):
             output(*dpkg, "-r", "esa", env=environment)
             self.assertFalse(os.path.exists(os.path.join(root, "usr/sbin/esa")))
             self.assertTrue(os.path.exists(settings))
+            wants = os.path.join(root, "etc/systemd/system/multi-user.target.wants")
+            os.makedirs(wants)
+            for unit in ("esa.service", "esa-params.service", "msm.service", "other.service"):
+                os.symlink("/usr/lib/systemd/system/" + unit, os.path.join(wants, unit))
             output(*dpkg, "-P", "esa", env=environment)
+            self.assertEqual(["other.service"], os.listdir(wants), "no link is left to what is gone")
             self.assertFalse(os.path.exists(settings))
             self.assertTrue(os.path.exists(log))
+
+    def test_deb_restarts_what_runs_after_an_upgrade(self):
+        with stage.prepared(), tempfile.TemporaryDirectory() as work:
+            if not stage.is_own():
+                self.skipTest("the services of this machine would be meant")
+            os.makedirs("/run/systemd/system")
+            environment = {**os.environ, "PATH": self.stand_ins(work) + ":" + os.environ["PATH"]}
+            script = os.path.join(SOURCE, "packaging", "debian", "postinst")
+            output("sh", script, "configure", env=environment)
+            self.assertNotIn("systemctl try-restart msm.service esa.service", self.calls(work))
+            output("sh", script, "configure", "1.2", env=environment)
+            calls = self.calls(work)
+            self.assertIn("systemctl try-restart msm.service esa.service", calls)
+            self.assertLess(calls.index("systemctl daemon-reload"), calls.index("systemctl try-restart msm.service esa.service"))
 
     @staticmethod
     def stand_ins(root):
         """Programs that note their command line instead of changing the machine's users and units."""
         folder = os.path.join(root, "stand-ins")
         os.mkdir(folder)
-        for name in ("systemd-sysusers", "systemd-tmpfiles", "systemctl", "useradd"):
+        for name in ("systemd-sysusers", "systemd-tmpfiles", "systemctl", "udevadm", "useradd"):
             path = os.path.join(folder, name)
             with open(path, "w", encoding="utf-8") as file:
                 file.write(f'#!/bin/sh\necho "{name} $*" >> "{root}/calls"\n')

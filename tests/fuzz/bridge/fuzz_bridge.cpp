@@ -1,12 +1,14 @@
 /**
  * Transfers over the serial I2C bridge while the line does what the input says. A transfer gives its length or -1 with
- * the cause in errno, sends one request, takes no byte that is not its reply's, and ends within its time.
+ * the cause in errno, sends one request at most, takes no byte that is not its reply's, and ends within its time.
  */
 #include <cerrno>
 #include <pty.h>
 #include <termios.h>
 
+#include "bus_health.h"
 #include "fuzz_input.h"
+#include "i2c_bridge.h"
 #include "platform.h"
 #include "scripted_line.h"
 
@@ -15,8 +17,9 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using fuzz::require;
 
-// Old input is thrown away for 100 ms at most, the reply has 500 ms, and the line may babble for another 100 ms.
-constexpr std::uint64_t LONGEST_MS = 100 + 500 + 100 + 20;
+// Three greetings, each after old input that is thrown away for 100 ms at most, with 400 ms of what is no answer and
+// the 150 ms after it; then old input again, and the reply has 500 ms.
+constexpr std::uint64_t LONGEST_MS = 3 * (100 + 400 + 150) + 100 + 500 + 20;
 
 int lineFd = -1;
 
@@ -45,13 +48,33 @@ Bytes dataOf(const Transfer& transfer) {
     return data;
 }
 
-Bytes requestOf(const Transfer& transfer, const Bytes& data) {
+bool isNumbered(const Bytes& request) {
+    return !request.empty() && (request[0] == 0x72 || request[0] == 0x77);
+}
+
+/** The request as it has to be, numbered as `sent` is. */
+Bytes requestOf(const Transfer& transfer, const Bytes& data, const Bytes& sent) {
     Bytes request{static_cast<std::uint8_t>(transfer.reads ? 0x52 : 0x57), transfer.address, transfer.reg,
                   static_cast<std::uint8_t>(transfer.length)};
+    if (isNumbered(sent)) {
+        require(sent.size() >= 2 && sent[1] >= 0x80);
+        request[0] = transfer.reads ? 0x72 : 0x77;
+        request.insert(request.begin() + 1, sent[1]);
+    }
     if (!transfer.reads) {
         request.insert(request.end(), data.begin(), data.end());
     }
     return request;
+}
+
+/** What came last is the reply with the request's number, its length and its data. */
+void requireNumberedSuccess(const Transfer& transfer, const ScriptedLine& line, const Bytes& data) {
+    Bytes reply{0x61, line.sent[1], static_cast<std::uint8_t>(transfer.reads ? transfer.length : 0)};
+    if (transfer.reads) {
+        reply.insert(reply.end(), data.begin(), data.end());
+    }
+    require(line.received.size() >= reply.size());
+    require(std::equal(reply.rbegin(), reply.rend(), line.received.rbegin()));
 }
 
 void requireSuccess(const Transfer& transfer, const Bytes& received, const Bytes& data) {
@@ -62,8 +85,15 @@ void requireSuccess(const Transfer& transfer, const Bytes& received, const Bytes
 
 void requireFailure(const ScriptedLine& line, int cause) {
     require(cause != 0 && cause != EINTR && cause != EAGAIN);
+    if (line.writes == 0) { // no answer to a greeting, or a line that is asked once a second
+        require(cause != ENXIO && cause != EPROTO);
+        return;
+    }
     if (cause == ETIMEDOUT) {
         require(line.timeMs - line.requestMs >= 500); // a reply that comes later is thrown away
+        return;
+    }
+    if (isNumbered(line.sent)) {
         return;
     }
     const int status = line.received.empty() ? -1 : line.received[0];
@@ -73,7 +103,7 @@ void requireFailure(const ScriptedLine& line, int cause) {
 
 void carryOut(const Transfer& transfer, ScriptedLine& line) {
     Bytes data = dataOf(transfer);
-    const Bytes request = requestOf(transfer, data);
+    const Bytes written = data;
     const std::uint64_t start = line.timeMs;
     line.newTransfer();
     errno = 0;
@@ -86,10 +116,11 @@ void carryOut(const Transfer& transfer, ScriptedLine& line) {
         require(result == -1 && cause == EINVAL && line.writes == 0);
         return;
     }
-    require(line.writes <= 1 && (line.writes == 0 || line.sent == request));
+    require(line.writes <= 1 && (line.writes == 0 || line.sent == requestOf(transfer, written, line.sent)));
     if (result == transfer.length) {
         require(line.writes == 1);
-        requireSuccess(transfer, line.received, data);
+        isNumbered(line.sent) ? requireNumberedSuccess(transfer, line, data)
+                              : requireSuccess(transfer, line.received, data);
     } else {
         require(result == -1);
         requireFailure(line, cause);
@@ -111,6 +142,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int i = 0; i < 3; ++i) {
         transfers.emplace_back(input);
     }
+    I2C_BRIDGE.begin();
+    busForgetHealth();
     ScriptedLine line(lineFd, input);
     for (const Transfer& transfer : transfers) {
         carryOut(transfer, line);

@@ -41,11 +41,11 @@ public:
     /** Forgets the last transfer; what it left on the line stays there. */
     void newTransfer();
 
-    std::vector<std::uint8_t> sent;     /**< every byte of this transfer's writes */
-    unsigned writes = 0;                /**< writes that were taken */
-    std::vector<std::uint8_t> received; /**< read since this transfer's write */
+    std::vector<std::uint8_t> sent;     /**< every byte of this transfer's requests */
+    unsigned writes = 0;                /**< requests that were taken */
+    std::vector<std::uint8_t> received; /**< read since this transfer's request */
     std::uint64_t timeMs = 1000;
-    std::uint64_t requestMs = 0; /**< when the last write was taken */
+    std::uint64_t requestMs = 0; /**< when the last request was taken */
 
     static ScriptedLine* current;
 

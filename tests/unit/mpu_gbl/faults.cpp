@@ -14,6 +14,7 @@ Fault shmctl;
 Fault read;
 Fault mutexInit;
 Asked asked;
+Users users;
 int shortRead = -1;
 
 bool Fault::strikes() {
@@ -54,7 +55,12 @@ void* __wrap_shmat(int shmid, const void* address, int flags) {
 }
 
 int WRAP_SHMCTL(int shmid, int command, shmid_ds* state) {
-    return faults::shmctl.strikes() ? -1 : REAL_SHMCTL(shmid, command, state);
+    const int result = faults::shmctl.strikes() ? -1 : REAL_SHMCTL(shmid, command, state);
+    if (result >= 0 && command == IPC_STAT && faults::users.set) {
+        state->shm_perm.uid = faults::users.owner;
+        state->shm_perm.cuid = faults::users.maker;
+    }
+    return result;
 }
 
 ssize_t __wrap_read(int fd, void* buffer, std::size_t size) {

@@ -27,6 +27,14 @@ struct Asked {
 };
 extern Asked asked;
 
+/** Who owns and who has made every segment, as shmctl() tells it; the truth while unset. */
+struct Users {
+    bool set = false;
+    unsigned owner = 0;
+    unsigned maker = 0;
+};
+extern Users users;
+
 /** The next read() transfers only so many bytes; -1: as many as asked for. */
 extern int shortRead;
 

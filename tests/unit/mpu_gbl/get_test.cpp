@@ -3,6 +3,7 @@
 #include <cstring>
 #include <gmock/gmock.h>
 #include <sys/ipc.h>
+#include <unistd.h>
 
 #include "faults.h"
 #include "mpu_gbl.h"
@@ -96,6 +97,47 @@ TEST_F(GetMpuParams, ASegmentThatCannotBeAttachedIsReported) {
               "Error mapping the MPU shared memory area to virtual memory.\n   Cannot allocate memory\n");
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(shmid, made);
+}
+
+TEST_F(GetMpuParams, ABlockOfRootOrOfThisUserIsAttached) {
+    (void)makeBlock(15);
+    const unsigned self = geteuid();
+    for (const faults::Users& users :
+         {faults::Users{true, 0, 0}, {true, self, self}, {true, self, 0}, {true, 0, self}}) {
+        faults::users = users;
+        EXPECT_NE(MPU_getMpuParams(key), nullptr) << users.owner << ' ' << users.maker;
+    }
+    faults::users = {};
+}
+
+TEST_F(GetMpuParams, ABlockThatSomebodyElseOwnsOrHasMadeIsReportedAsOneThatCannotBeOpened) {
+    (void)makeBlock(15);
+    const unsigned self = geteuid();
+    const unsigned other = self + 4711;
+    for (const faults::Users& users : {faults::Users{true, other, other},
+                                       {true, self, other},
+                                       {true, 0, other},
+                                       {true, other, self},
+                                       {true, other, 0}}) {
+        faults::users = users;
+        S32_t shmid = 5;
+        const MPU_PARAMS_t* block = nullptr;
+        EXPECT_EQ(errorsOf([&] { block = MPU_getMpuParamsAndShmid(&shmid, key); }),
+                  "Error opening the MPU shared memory area.\n   Permission denied\n");
+        EXPECT_EQ(block, nullptr);
+        EXPECT_EQ(shmid, -1);
+        EXPECT_EQ(attachedSegments(), 0);
+    }
+    faults::users = {};
+}
+
+TEST_F(GetMpuParams, ABlockWhoseOwnerCannotBeLearntIsReportedAsOneThatCannotBeOpened) {
+    (void)makeBlock(15);
+    faults::shmctl.error = EIDRM;
+    const MPU_PARAMS_t* block = nullptr;
+    EXPECT_EQ(errorsOf([&] { block = MPU_getMpuParams(key); }),
+              "Error opening the MPU shared memory area.\n   Identifier removed\n");
+    EXPECT_EQ(block, nullptr);
 }
 
 TEST_F(GetMpuParams, AnotherVersionIsDetachedAndRefused) {

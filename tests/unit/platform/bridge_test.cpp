@@ -169,6 +169,38 @@ TEST(BridgeFailure, InputLeftOverFromATimedOutTransferIsThrownAway) {
     EXPECT_EQ(peer.received(), (Bytes{0x52, 0x4C, 0x00, 0x01, 0x52, 0x4B, 0x00, 0x01, 0x57, 0x4B, 0x01, 0x01, 0x22}));
 }
 
+TEST(BridgeFailure, AReplyThatComesAt530MillisecondsIsNotTheNextRequestsNorThatOfAnyLaterOne) {
+    ScriptedPeer peer(
+        {{4, {{530, {0x41, 0x11}}}}, {4, {{0, {0x41, 0x22}}}}, {4, {{0, {0x41, 0x33}}}}, {4, {{0, {0x41, 0x44}}}}});
+    U8_t data = 0;
+    EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), -1);
+    for (U8_t expected : Bytes{0x22, 0x33, 0x44}) {
+        EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), 1);
+        EXPECT_EQ(data, expected);
+    }
+}
+
+TEST(BridgeFailure, ALineThatTimedOutThreeTimesFailsFastAndIsTriedOnceASecond) {
+    ScriptedPeer peer({{4, {}}, {4, {}}, {4, {}}, {4, {{0, {0x41, 0x22}}}}, {4, {{0, {0x41, 0x33}}}}});
+    U8_t data = 0;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x00, &data, 1), -1);
+        EXPECT_EQ(errno, ETIMEDOUT);
+    }
+    EXPECT_LT(millisecondsOf([&] {
+                  for (int i = 0; i < 100; ++i) {
+                      EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x00, &data, 1), -1);
+                      EXPECT_EQ(errno, ETIMEDOUT);
+                  }
+              }),
+              400);
+    usleep(1000000);
+    EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x00, &data, 1), 1);
+    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x00, &data, 1), 1);
+    EXPECT_EQ(data, 0x33);
+}
+
 TEST(BridgeFailure, MoreStrayInputThanOneReadTakesIsThrownAway) {
     ScriptedPeer peer({{4, {}}, {4, {{0, {0x41, 0x22}}}}});
     U8_t data = 0;

@@ -93,6 +93,20 @@ TEST_F(EventLogCalls, WriteThatFailsAfterAPartSendsTheWholeLineToStandardError) 
     EXPECT_EQ(withoutTime(onStandardError), LINE);
 }
 
+TEST_F(EventLogCalls, AfterAFullDiskTheLogGoesOnWithAWholeLine) {
+    toFile = [](int callNumber, int fd, const void* bytes, std::size_t count) -> ssize_t {
+        if (callNumber == 2) {
+            errno = ENOSPC;
+            return -1;
+        }
+        return __real_write(fd, bytes, callNumber == 1 ? 20 : count);
+    };
+    logOne();
+    EXPECT_EQ(std::filesystem::file_size(directory + "/altevents.jsonl"), 0U) << "the piece has been taken back";
+    logOne();
+    EXPECT_EQ(inTheFile(), LINE);
+}
+
 TEST_F(EventLogCalls, WriteThatTakesNothingIsNotRepeated) {
     toFile = [](int callNumber, int, const void*, std::size_t count) -> ssize_t {
         errno = EINTR; // of an earlier call: it says nothing about this one

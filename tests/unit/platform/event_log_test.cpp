@@ -17,6 +17,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -241,9 +242,116 @@ TEST_F(EventLog, WhenTheFileCannotBeOpenedTheLineGoesToStandardError) {
     EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
 }
 
-TEST_F(EventLog, WhenTheDiskIsFullTheLineGoesToStandardError) {
+TEST_F(EventLog, ALinkInTheFilesPlaceIsNotFollowed) {
+    std::ofstream(directory / "victim") << "precious\n";
+    fs::create_symlink(directory / "victim", directory / "altevents.jsonl");
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    fs::remove(directory / "altevents.jsonl");
+    fs::create_hard_link(directory / "victim", directory / "altevents.jsonl");
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    EXPECT_EQ(contentOf(directory / "victim"), "precious\n");
+}
+
+TEST_F(EventLog, APipeOrADeviceInTheFilesPlaceHoldsNobodyUp) {
+    ASSERT_EQ(mkfifo((directory / "altevents.jsonl").c_str(), 0600), 0);
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    fs::remove(directory / "altevents.jsonl");
     fs::create_symlink("/dev/full", directory / "altevents.jsonl");
     EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+}
+
+fs::perms permissionsOf(const fs::path& file) {
+    return fs::status(file).permissions();
+}
+
+TEST_F(EventLog, IsNotReadableForEverybody) {
+    const mode_t before = umask(0);
+    altEventLogM(SMALL.get(), &params);
+    umask(before);
+    EXPECT_EQ(static_cast<unsigned>(permissionsOf(directory / "altevents.jsonl")), 0640U);
+    fs::permissions(directory / "altevents.jsonl", static_cast<fs::perms>(0644));
+    altEventLogM(SMALL.get(), &params);
+    EXPECT_EQ(static_cast<unsigned>(permissionsOf(directory / "altevents.jsonl")), 0640U);
+}
+
+TEST_F(EventLog, BehindAPieceOfALineTheNextBeginsOnALineOfItsOwn) {
+    std::ofstream(directory / "altevents.jsonl") << "{\"tim";
+    altEventLogM(SMALL.get(), &params);
+    altEventLogM(SMALL.get(), &params);
+    EXPECT_EQ(contentOf(directory / "altevents.jsonl").substr(0, 7), "{\"tim\n{");
+    fs::resize_file(directory / "altevents.jsonl", 0);
+    altEventLogM(SMALL.get(), &params);
+    EXPECT_EQ(log(), SMALL_LINE);
+}
+
+TEST_F(EventLog, IsTurnedOverBeforeItGrowsBeyond4MiBAndKeepsFiveOlderOnes) {
+    const std::vector<U8_t> body(60000, 0x11);
+    for (int i = 0; i < 34 * 8; ++i) {
+        altEventLogM(Record(7, 33, 1, 3, 1, body).get(), &params);
+    }
+    std::size_t lines = 0;
+    for (const char* name : {"altevents.jsonl", "altevents.jsonl.1", "altevents.jsonl.2", "altevents.jsonl.3",
+                             "altevents.jsonl.4", "altevents.jsonl.5"}) {
+        const std::string text = contentOf(directory / name);
+        EXPECT_LE(text.size(), 4194304U) << name;
+        EXPECT_EQ(text.back(), '\n') << name;
+        lines += static_cast<std::size_t>(std::ranges::count(text, '\n'));
+    }
+    EXPECT_FALSE(fs::exists(directory / "altevents.jsonl.6"));
+    EXPECT_EQ(lines, 204U) << "six full files of 34 lines";
+}
+
+TEST_F(EventLog, NoLineOfSeveralProcessesIsLostWhenTheLogIsTurnedOver) {
+    std::vector<pid_t> children;
+    const std::vector<U8_t> body(60000, 0x11);
+    for (int process = 0; process < 3; ++process) {
+        const pid_t child = fork();
+        if (child == 0) {
+            for (int i = 0; i < 40; ++i) {
+                altEventLogM(Record(static_cast<U16_t>(process * 100 + i), 33, 1, 3, 1, body).get(), &params);
+            }
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+    }
+    std::map<std::string, int> ids;
+    for (const auto& file : fs::directory_iterator(directory)) {
+        std::istringstream text(contentOf(file.path()));
+        for (std::string line; std::getline(text, line);) {
+            ++ids[line.substr(line.find("evId"), 12)];
+        }
+    }
+    EXPECT_EQ(ids.size(), 120U);
+}
+
+TEST_F(EventLog, ACriticalErrorIsOneReadableLineInTheJournal) {
+    std::vector<U8_t> body(196, 0);
+    const std::string file = "esainit.cpp";
+    const std::string function(64, 'f');
+    const std::string message = "Linux connect function fails for MSM/ESA socket!";
+    std::copy(file.begin(), file.end(), body.begin());
+    std::copy(function.begin(), function.end(), body.begin() + 64);
+    body[131] = 88;
+    std::copy(message.begin(), message.end(), body.begin() + 132);
+    const Record error(1, 33, 3, 3, 1, body);
+    unsetenv("JOURNAL_STREAM");
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(error.get(), &params); }), "");
+    setenv("JOURNAL_STREAM", "8:1234", 1);
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(error.get(), &params); }),
+              "esa: critical error in " + function +
+                  " (esainit.cpp:88): Linux connect function fails for MSM/ESA socket!\n");
+    EXPECT_EQ(standardErrorOf([&] {
+                  altEventLogM(SMALL.get(), &params);
+                  altEventLogM(Record(2, 33, 3, 3, 1, body).get(), &params);
+                  altEventLogM(Record(1, 23, 3, 3, 1, body).get(), &params);
+                  altEventLogM(Record(1, 33, 3, 3, 1, {}).get(), &params);
+              }),
+              "");
+    unsetenv("JOURNAL_STREAM");
 }
 
 TEST_F(EventLog, LeavesTheCallersErrnoAlone) {

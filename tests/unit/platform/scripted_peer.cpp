@@ -82,6 +82,14 @@ bool ScriptedPeer::takeRequest(std::size_t length) {
         if (!takeByte(REQUEST_PATIENCE_MS)) {
             return false;
         }
+        // A bridge without numbers lets a greeting (48 and a number) pass where a request may begin.
+        if (i == 0 && received_.back() == 0x48) {
+            if (!takeByte(REQUEST_PATIENCE_MS)) {
+                return false;
+            }
+            received_.resize(received_.size() - 2);
+            --i;
+        }
     }
     return true;
 }

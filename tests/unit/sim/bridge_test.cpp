@@ -44,6 +44,34 @@ TEST_F(BridgeTest, UnacknowledgedTransfersAreAnsweredSo) {
     EXPECT_EQ(send("52 41 98 02"), "4e");
 }
 
+TEST_F(BridgeTest, GreetingIsAnsweredWithItsNumber) {
+    EXPECT_EQ(send("48 80"), "68 80");
+    EXPECT_EQ(send("48 ff 52 41 98 01"), "68 ff 41 3f");
+    EXPECT_EQ(bus.counts().total, 1u);
+}
+
+TEST_F(BridgeTest, NumberedRepliesRepeatTheNumberAndSayTheirLength) {
+    EXPECT_EQ(send("72 81 41 98 01"), "61 81 01 3f");
+    EXPECT_EQ(send("77 82 41 98 01 2f"), "61 82 00");
+    EXPECT_EQ(send("72 83 41 98 01"), "61 83 01 2f");
+    EXPECT_EQ(send("72 84 62 98 01"), "6e 84");
+    EXPECT_EQ(send("77 85 62 98 01 00"), "6e 85");
+}
+
+TEST_F(BridgeTest, BothKindsOfRequestsMayAlternate) {
+    EXPECT_EQ(send("72 81 41 98 01 52 41 98 01 48 90 72 82 62 98 01"), "61 81 01 3f 41 3f 68 90 6e 82");
+}
+
+TEST_F(BridgeTest, LongestNumberedRequestIsTakenWhole) {
+    std::string request = "77 ff 41 98 ff";
+    for (int i = 0; i < 255; ++i) {
+        request += " 72";
+    }
+    EXPECT_EQ(send(request), "6e ff"); // the register takes one byte only
+    EXPECT_EQ(bus.remembered().back().length, 255u);
+    EXPECT_EQ(send("52 41 98 01"), "41 3f");
+}
+
 TEST_F(BridgeTest, RequestMayComeByteByByte) {
     EXPECT_EQ(send("57"), "");
     EXPECT_EQ(send("41", 50ms), "");
@@ -83,12 +111,13 @@ TEST_F(BridgeTest, IncompleteRequestIsKeptFor99Ms) {
 }
 
 TEST_F(BridgeTest, JunkSwallowsEverythingUntilSilence) {
-    for (const char* const junk : {"00", "51 41 98 01", "52 80", "52 41 98 00", "57 41 98 00"}) {
+    for (const char* const junk :
+         {"00", "51 41 98 01", "52 80", "52 41 98 00", "57 41 98 00", "48 7f", "72 00", "72 81 80", "77 81 41 98 00"}) {
         EXPECT_EQ(send(junk, 200ms), "") << junk;
         EXPECT_EQ(send("52 41 98 01", 99ms), "") << junk;
         EXPECT_EQ(send("52 41 98 01", 100ms), "41 3f") << junk;
     }
-    EXPECT_EQ(bus.counts().total, 5u);
+    EXPECT_EQ(bus.counts().total, 9u);
 }
 
 TEST_F(BridgeTest, SilentLineAnswersNothingAndReachesNoChip) {

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <ostream>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "trace_fixture.h"
@@ -132,6 +133,42 @@ TEST_F(TraceLog, ThatCannotBeOpenedSendsEverythingToStandardError) {
                              "/missing/esa_01.log So We are going print all log messages on to stdout"
                              "line\nnot retried\n");
     EXPECT_EQ(child.out, "");
+}
+
+TEST_F(TraceLog, IsOpenedNeitherThroughALinkNorAsAPipe) {
+    const std::string path = directory + "/esa_01.log";
+    std::ofstream(directory + "/victim") << "precious";
+    const auto expectRefused = [&](const char* what) {
+        const ChildResult child = runInChild([&] {
+            init();
+            write("line");
+            _exit(0);
+        });
+        EXPECT_EQ(child.exitStatus, 0) << what;
+        EXPECT_EQ(child.err, "TRACE_openLog: Failed to open logfile " + path +
+                                 " So We are going print all log messages on to stdoutline\n")
+            << what;
+        std::filesystem::remove(path);
+    };
+    std::filesystem::create_symlink(directory + "/victim", path);
+    expectRefused("a link");
+    std::filesystem::create_hard_link(directory + "/victim", path);
+    expectRefused("a second name");
+    std::filesystem::create_symlink("/dev/full", path);
+    expectRefused("a link to a device");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    expectRefused("a pipe that nobody reads");
+    EXPECT_EQ(std::filesystem::file_size(directory + "/victim"), 8U);
+}
+
+TEST_F(TraceLog, IsNotReadableForEverybodyAndStartsEmpty) {
+    std::ofstream(directory + "/esa_01.log") << "of the life before";
+    const mode_t before = umask(0);
+    init();
+    TRACE_openLog();
+    umask(before);
+    EXPECT_EQ(log("esa_01.log"), "");
+    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(directory + "/esa_02.log").permissions()), 0640U);
 }
 
 struct NoFileCase {

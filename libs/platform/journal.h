@@ -1,0 +1,11 @@
+/** Lines for the system's journal. */
+#pragma once
+
+#include <initializer_list>
+#include <string_view>
+
+/**
+ * Writes the pieces as one line to standard error where that is the journal (the service manager then sets
+ * JOURNAL_STREAM), and nothing anywhere else: what else a process prints is its own. Safe in a signal handler.
+ */
+void journalLine(std::initializer_list<std::string_view> pieces);

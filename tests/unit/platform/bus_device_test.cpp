@@ -1,0 +1,316 @@
+/** The enclosure's bus under its name: taken for us alone, and found again when it has gone. */
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "platform.h"
+#include "wrapped_calls.h"
+
+namespace {
+
+using Bytes = std::vector<U8_t>;
+
+/** A bridge without numbers at a pseudo-terminal: every read is answered with `value`. */
+struct Bridge {
+    explicit Bridge(U8_t answer) : value(answer) {
+        termios settings{};
+        cfmakeraw(&settings);
+        settings.c_cflag |= HUPCL;
+        int slave = -1;
+        char name[64];
+        EXPECT_EQ(openpty(&far, &slave, name, &settings, nullptr), 0);
+        near = slave;
+        path = name;
+    }
+    ~Bridge() {
+        close(near);
+        close(far);
+    }
+    Bridge(const Bridge&) = delete;
+    Bridge& operator=(const Bridge&) = delete;
+
+    int far = -1;
+    int near = -1; /**< keeps the line open while nobody uses it */
+    std::string path;
+    U8_t value;
+    bool silent = false;
+    int requests = 0;
+};
+
+dev_t deviceOf(int fd) {
+    struct stat node {};
+    EXPECT_EQ(fstat(fd, &node), 0);
+    return node.st_rdev;
+}
+
+dev_t deviceOf(const std::string& path) {
+    struct stat node {};
+    EXPECT_EQ(stat(path.c_str(), &node), 0);
+    return node.st_rdev;
+}
+
+/** /dev/enc-0 is the link `name`, and the line's far end is `bridge`. */
+class BusDevice : public testing::Test {
+protected:
+    BusDevice() {
+        std::string pattern = testing::TempDir() + "/bus.XXXXXX";
+        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
+        folder = pattern;
+        name = folder + "/enc-0";
+        onOpen = [this](const char* path, int flags, mode_t mode) {
+            if (std::string(path) != "/dev/enc-0") {
+                return __real_open64(path, flags, mode);
+            }
+            opened += (flags & O_PATH) == 0 ? 1 : 0;
+            lastFlags = (flags & O_PATH) == 0 ? flags : lastFlags;
+            return __real_open64(name.c_str(), flags, mode);
+        };
+        onWrite = [this](int to, const void* bytes, std::size_t count) {
+            return to == fd ? take(static_cast<const U8_t*>(bytes), count) : __real_write(to, bytes, count);
+        };
+        plug(0x11);
+        fd = __real_open64(name.c_str(), O_RDWR | O_NOCTTY);
+        EXPECT_GE(fd, 0);
+    }
+    ~BusDevice() override {
+        onOpen = nullptr;
+        onWrite = nullptr;
+        close(fd);
+        std::filesystem::remove_all(folder);
+    }
+
+    ssize_t take(const U8_t* bytes, std::size_t count) {
+        if (bytes[0] != 0x52) {
+            return static_cast<ssize_t>(count);
+        }
+        if (bridge == nullptr || deviceOf(fd) != deviceOf(bridge->near)) {
+            errno = EIO;
+            return -1;
+        }
+        ++bridge->requests;
+        const Bytes reply{0x41, bridge->value};
+        if (!bridge->silent) {
+            EXPECT_EQ(__real_write(bridge->far, reply.data(), 2), 2);
+        }
+        return static_cast<ssize_t>(count);
+    }
+
+    void plug(U8_t value) {
+        auto fresh = std::make_unique<Bridge>(value);
+        unlink(name.c_str());
+        EXPECT_EQ(symlink(fresh->path.c_str(), name.c_str()), 0);
+        older = std::move(bridge);
+        bridge = std::move(fresh);
+    }
+
+    void unplug() {
+        unlink(name.c_str());
+        bridge.reset();
+    }
+
+    /** One byte over the bus; -1 when the transfer fails. */
+    int transfer() {
+        U8_t data = 0;
+        return read_i2c_data(fd, 0x4C, 0x00, &data, 1) == 1 ? data : -1;
+    }
+
+    static void wait(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
+
+    std::string folder;
+    std::string name;
+    std::unique_ptr<Bridge> bridge;
+    std::unique_ptr<Bridge> older; /**< the one before stays open */
+    int fd = -1;
+    int opened = 0; /**< times the library has opened the device */
+    int lastFlags = 0;
+};
+
+TEST_F(BusDevice, IsUsedAsItWasOpenedWhileItLives) {
+    EXPECT_EQ(transfer(), 0x11);
+    EXPECT_EQ(transfer(), 0x11);
+    EXPECT_EQ(opened, 0);
+}
+
+TEST_F(BusDevice, ALineThatHungUpIsOpenedAgainUnderTheSameNumber) {
+    ASSERT_EQ(transfer(), 0x11);
+    unplug();
+    EXPECT_EQ(transfer(), -1);
+    plug(0x22);
+    EXPECT_EQ(transfer(), 0x22);
+    EXPECT_EQ(deviceOf(fd), deviceOf(name));
+    EXPECT_EQ(opened, 1);
+    EXPECT_NE(lastFlags & O_NONBLOCK, 0) << "a line without a carrier must not hold the process";
+    EXPECT_NE(lastFlags & O_NOCTTY, 0);
+}
+
+TEST_F(BusDevice, ADeviceThatHasGoneIsLetGoAndLookedForOnceASecond) {
+    ASSERT_EQ(transfer(), 0x11);
+    unplug();
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(deviceOf(fd), makedev(1, 3)) << "/dev/null keeps the number";
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(transfer(), -1);
+        EXPECT_EQ(errno, ENODEV);
+    }
+    EXPECT_EQ(opened, 1);
+    wait(1000);
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(opened, 2);
+    plug(0x33);
+    wait(1000);
+    EXPECT_EQ(transfer(), 0x33);
+}
+
+TEST_F(BusDevice, ADeviceMadeAnewIsUsedThoughTheOldOneIsStillThere) {
+    ASSERT_EQ(transfer(), 0x11);
+    bridge->silent = true;
+    plug(0x22);
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(transfer(), 0x22);
+    EXPECT_EQ(deviceOf(fd), deviceOf(name));
+}
+
+TEST_F(BusDevice, ADeviceThatOnlyTimesOutIsNotOpenedAgain) {
+    ASSERT_EQ(transfer(), 0x11);
+    bridge->silent = true;
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(opened, 0);
+    bridge->silent = false;
+    EXPECT_EQ(transfer(), 0x11);
+}
+
+TEST_F(BusDevice, ALineThatHungUpBeforeTheFirstTransferIsLookedForByItsName) {
+    unplug();
+    plug(0x22);
+    EXPECT_EQ(transfer(), 0x22);
+}
+
+TEST_F(BusDevice, AnotherLineThanTheBusIsLeftAsItIs) {
+    auto other = std::make_unique<Bridge>(0x55);
+    close(fd);
+    fd = __real_open64(other->path.c_str(), O_RDWR | O_NOCTTY);
+    bridge.swap(other);
+    EXPECT_EQ(transfer(), 0x55);
+    bridge.reset();
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(opened, 0);
+}
+
+/** Another process's hold on the device. */
+class Holder {
+public:
+    explicit Holder(const std::string& path) : fd_(__real_open64(path.c_str(), O_RDWR | O_NOCTTY)) {
+        struct flock whole {};
+        whole.l_type = F_WRLCK;
+        EXPECT_EQ(fcntl(fd_, F_OFD_SETLK, &whole), 0);
+    }
+    ~Holder() { release(); }
+    Holder(const Holder&) = delete;
+    Holder& operator=(const Holder&) = delete;
+    void release() {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+        fd_ = -1;
+    }
+
+private:
+    int fd_;
+};
+
+TEST_F(BusDevice, ASecondMasterIsRefusedAfterThreeSecondsAndSendsNothing) {
+    Holder first(name);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2900));
+    const auto refused = std::chrono::steady_clock::now();
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_LT(std::chrono::steady_clock::now() - refused, std::chrono::milliseconds(500)) << "it waits only once";
+    EXPECT_EQ(bridge->requests, 0);
+    first.release();
+    wait(1000);
+    EXPECT_EQ(transfer(), 0x11);
+}
+
+TEST_F(BusDevice, ASecondMasterWaitsForItsTurn) {
+    Holder first(name);
+    std::thread leaving([&] {
+        wait(300);
+        first.release();
+    });
+    EXPECT_EQ(transfer(), 0x11);
+    leaving.join();
+}
+
+TEST_F(BusDevice, IsLockedFromTheFirstTransferToTheClosing) {
+    ASSERT_EQ(transfer(), 0x11);
+    const int second = __real_open64(name.c_str(), O_RDWR | O_NOCTTY);
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    EXPECT_EQ(fcntl(second, F_OFD_SETLK, &whole), -1);
+    EXPECT_TRUE(errno == EAGAIN || errno == EACCES);
+    close(fd);
+    fd = -1;
+    EXPECT_EQ(fcntl(second, F_OFD_SETLK, &whole), 0);
+    close(second);
+}
+
+TEST_F(BusDevice, ATerminalThatSomebodyTypesAtIsRefusedUntilItIsSetRaw) {
+    for (const tcflag_t flag : {tcflag_t{ICANON}, tcflag_t{ISIG}}) {
+        plug(0x44);
+        close(fd);
+        fd = __real_open64(name.c_str(), O_RDWR | O_NOCTTY);
+        termios settings{};
+        ASSERT_EQ(tcgetattr(fd, &settings), 0);
+        settings.c_lflag |= flag;
+        ASSERT_EQ(tcsetattr(fd, TCSANOW, &settings), 0);
+        EXPECT_EQ(transfer(), -1);
+        EXPECT_EQ(errno, EPERM);
+        EXPECT_EQ(bridge->requests, 0);
+        termios after{};
+        ASSERT_EQ(tcgetattr(fd, &after), 0);
+        EXPECT_EQ(after.c_lflag & flag, flag) << "its settings are not ours to change";
+        cfmakeraw(&settings);
+        ASSERT_EQ(tcsetattr(fd, TCSANOW, &settings), 0);
+        wait(1000);
+        EXPECT_EQ(transfer(), 0x44);
+    }
+}
+
+TEST_F(BusDevice, ARawLineIsSetToNeedNoCarrierAndNeverToHoldTheProcess) {
+    termios before{};
+    ASSERT_EQ(tcgetattr(fd, &before), 0);
+    before.c_lflag |= ECHO;
+    before.c_cflag &= ~tcflag_t{CLOCAL};
+    before.c_cflag |= CRTSCTS;
+    ASSERT_EQ(tcsetattr(fd, TCSANOW, &before), 0);
+    ASSERT_EQ(transfer(), 0x11);
+    termios after{};
+    ASSERT_EQ(tcgetattr(fd, &after), 0);
+    EXPECT_NE(after.c_cflag & CLOCAL, 0U);
+    EXPECT_EQ(after.c_cflag & CRTSCTS, 0U);
+    EXPECT_EQ(after.c_lflag & ECHO, 0U);
+    EXPECT_EQ(cfgetospeed(&after), cfgetospeed(&before));
+    EXPECT_NE(fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
+}
+
+} // namespace

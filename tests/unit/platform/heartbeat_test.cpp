@@ -1,0 +1,191 @@
+/** What the service manager hears: datagrams at the socket that NOTIFY_SOCKET names. */
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/shm.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "heartbeat.h"
+#include "platform.h"
+#include "tapped_line.h"
+
+namespace {
+
+/** The manager's end: a datagram socket named by NOTIFY_SOCKET. */
+class Heartbeat : public testing::Test {
+protected:
+    Heartbeat() {
+        unsetenv("ESA_KEY");
+        std::string pattern = testing::TempDir() + "/notify.XXXXXX";
+        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
+        folder = pattern;
+    }
+    ~Heartbeat() override {
+        close(manager);
+        unlink((folder + "/s").c_str());
+        rmdir(folder.c_str());
+        unsetenv("NOTIFY_SOCKET");
+        unsetenv("ESA_KEY");
+        if (block >= 0) {
+            (void)shmctl(block, IPC_RMID, nullptr);
+        }
+    }
+
+    void listenAt(const std::string& name) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path, name.data(), name.size());
+        if (name[0] == '@') {
+            address.sun_path[0] = '\0';
+        }
+        manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+        ASSERT_EQ(bind(manager, reinterpret_cast<sockaddr*>(&address),
+                       static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size())),
+                  0);
+        ASSERT_EQ(setenv("NOTIFY_SOCKET", name.c_str(), 1), 0);
+    }
+
+    /** The next datagram, "T" for a time of the last minute; empty when there is none. */
+    [[nodiscard]] std::string heard() const {
+        char bytes[1024];
+        const ssize_t count = recv(manager, bytes, sizeof(bytes), 0);
+        std::string text(bytes, count > 0 ? static_cast<std::size_t>(count) : 0);
+        const std::size_t at = text.find("transfer ");
+        if (at == std::string::npos) {
+            return text;
+        }
+        std::tm time{};
+        const char* end = strptime(text.c_str() + at + 9, "%Y-%m-%dT%H:%M:%SZ", &time);
+        EXPECT_NE(end, nullptr) << text;
+        const time_t then = timegm(&time);
+        EXPECT_GE(then, std::time(nullptr) - 60);
+        EXPECT_LE(then, std::time(nullptr));
+        return text.substr(0, at + 9) + "T" + (end == nullptr ? "" : end);
+    }
+
+    void makeBlock(U8_t chassis) {
+        const int key = 0x52000000 | (getpid() & 0xFFFFFF);
+        block = shmget(key, 744, 0600 | IPC_CREAT | IPC_EXCL);
+        ASSERT_GE(block, 0);
+        auto* bytes = static_cast<U8_t*>(shmat(block, nullptr, 0));
+        bytes[71] = chassis;
+        (void)shmdt(bytes);
+        ASSERT_EQ(setenv("ESA_KEY", std::to_string(key).c_str(), 1), 0);
+    }
+
+    std::string folder;
+    int manager = -1;
+    int block = -1;
+};
+
+TEST_F(Heartbeat, TheFirstCompletedTransferArmsTheWatchdogAndSaysWhatIsManaged) {
+    listenAt(folder + "/s");
+    makeBlock(5);
+    heartbeatBeat("serial bridge", true);
+    EXPECT_EQ(heard(), "WATCHDOG_USEC=45000000\nWATCHDOG=1\n"
+                       "STATUS=VSC055 enclosure on /dev/enc-0 (serial bridge), last transfer T");
+    EXPECT_EQ(heard(), "");
+}
+
+TEST_F(Heartbeat, TransfersFeedItOnceASecond) {
+    listenAt(folder + "/s");
+    heartbeatBeat("I2C", true);
+    (void)heard();
+    for (int i = 0; i < 100; ++i) {
+        heartbeatBeat("I2C", true);
+    }
+    EXPECT_EQ(heard(), "");
+    usleep(1010000);
+    heartbeatBeat("I2C", true);
+    EXPECT_EQ(heard(), "WATCHDOG=1\nSTATUS=unknown enclosure on /dev/enc-0 (I2C), last transfer T");
+    EXPECT_EQ(heard(), "");
+}
+
+TEST_F(Heartbeat, TransfersThatFailNeverArmIt) {
+    listenAt(folder + "/s");
+    heartbeatBeat("I2C", false);
+    usleep(1010000);
+    heartbeatBeat("I2C", false);
+    EXPECT_EQ(heard(), "");
+}
+
+TEST_F(Heartbeat, OnceArmedItIsFedByTransfersThatFailToo) {
+    listenAt(folder + "/s");
+    heartbeatBeat("I2C", true);
+    (void)heard();
+    usleep(1010000);
+    heartbeatBeat("gone", false);
+    EXPECT_EQ(heard(), "WATCHDOG=1\nSTATUS=unknown enclosure on /dev/enc-0 (gone), last transfer T");
+}
+
+TEST_F(Heartbeat, EveryChassisHasItsName) {
+    listenAt(folder + "/s");
+    makeBlock(4);
+    heartbeatBeat("SMBus", true);
+    EXPECT_NE(heard().find("STATUS=Chenbro 3U16 enclosure on /dev/enc-0 (SMBus), last"), std::string::npos);
+}
+
+TEST_F(Heartbeat, ASocketInTheAbstractSpaceWillDo) {
+    listenAt("@esa-heartbeat-" + std::to_string(getpid()));
+    heartbeatBeat("I2C", true);
+    EXPECT_NE(heard(), "");
+}
+
+/** Number of descriptors that a beat opens with NOTIFY_SOCKET as it is. */
+int openedByABeat() {
+    const int before = dup(STDERR_FILENO);
+    close(before);
+    heartbeatBeat("I2C", true);
+    const int after = dup(STDERR_FILENO);
+    close(after);
+    return after - before;
+}
+
+TEST_F(Heartbeat, WithoutAManagerNothingIsOpened) {
+    unsetenv("NOTIFY_SOCKET");
+    EXPECT_EQ(openedByABeat(), 0);
+}
+
+TEST_F(Heartbeat, ANameThatIsNoSocketsIsNoManager) {
+    ASSERT_EQ(setenv("NOTIFY_SOCKET", "run/notify", 1), 0);
+    EXPECT_EQ(openedByABeat(), 0);
+}
+
+TEST_F(Heartbeat, AManagerThatIsGoneDoesNoHarm) {
+    listenAt(folder + "/s");
+    unlink((folder + "/s").c_str());
+    errno = EMLINK;
+    heartbeatBeat("I2C", true);
+    EXPECT_EQ(errno, EMLINK);
+}
+
+TEST_F(Heartbeat, ABusyManagerIsArmedByALaterOne) {
+    listenAt(folder + "/s");
+    const std::string there = folder + "/s";
+    ASSERT_EQ(rename(there.c_str(), (there + "x").c_str()), 0);
+    heartbeatBeat("I2C", true);
+    ASSERT_EQ(rename((there + "x").c_str(), there.c_str()), 0);
+    usleep(1010000);
+    heartbeatBeat("I2C", true);
+    EXPECT_EQ(heard().substr(0, 23), "WATCHDOG_USEC=45000000\n");
+}
+
+TEST_F(Heartbeat, ComesWithATransferOverTheBus) {
+    listenAt(folder + "/s");
+    TappedLine line;
+    line.afterWrite = [&](std::size_t, std::size_t count) {
+        line.answer({0x41, 0x22});
+        return static_cast<ssize_t>(count);
+    };
+    U8_t data = 0;
+    ASSERT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
+    EXPECT_EQ(heard().substr(0, 34), "WATCHDOG_USEC=45000000\nWATCHDOG=1\n");
+}
+
+} // namespace
