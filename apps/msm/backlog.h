@@ -1,10 +1,9 @@
-/** Letters that wait, each sender's in its own row: nobody's crowd pushes another's out. */
+/** Letters that wait, each connection's in a row of its own: nobody's crowd pushes another's out. */
 #pragma once
 
 #include <cstddef>
 #include <deque>
 #include <map>
-#include <optional>
 
 #include "letter.h"
 
@@ -13,26 +12,28 @@ public:
     void push(LetterPtr_t letter);
     bool empty() const { return count_ == 0; }
     std::size_t count() const { return count_; }
-    std::size_t count(Place_t place) const;
+    /** Letters of one connection. */
+    std::size_t count(std::uint64_t connection) const;
+    /** Letters of all connections of one process. */
+    std::size_t count(const Visitor_t& visitor) const;
     /** Bytes of all messages. */
     std::size_t bytes() const { return bytes_; }
 
     /**
-     * Who gives way when there is too much: the peer's place with the most waiting, and another endpoint's only when
+     * Who gives way when there is too much: the peer's connection with the most waiting, and another endpoint's only when
      * no peer's letter waits, so that no number of peers costs the adapter an event. The backlog is not empty.
      */
-    Place_t heaviest() const;
-    Place_t mostNumerous() const;
-    LetterPtr_t takeOldest(Place_t place);
-    LetterPtr_t takeNewest(Place_t place);
+    std::uint64_t heaviest() const;
+    std::uint64_t mostNumerous() const;
+    LetterPtr_t takeOldest(std::uint64_t connection);
+    LetterPtr_t takeNewest(std::uint64_t connection);
     /** The letter that came first of all. */
     LetterPtr_t takeOldest();
 
-    /** Places that have letters waiting, with the oldest of each: `visit(place, letter)`. */
-    template <typename Visit>
-    void forEachRow(Visit visit) const {
-        for (const auto& [place, row] : rows_) {
-            visit(place, *row.letters.front().letter);
+    /** Visits each row: `visit(origin, number of letters)`. */
+    template <typename Visit> void forEachRow(Visit visit) const {
+        for (const auto& [connection, row] : rows_) {
+            visit(row.letters.front().letter->origin, row.letters.size());
         }
     }
 
@@ -45,13 +46,13 @@ private:
         std::deque<Entry_t> letters; /**< never empty */
         std::size_t bytes = 0;
     };
-    using Rows_t = std::map<Place_t, Row_t>;
+    using Rows_t = std::map<std::uint64_t, Row_t>;
 
-    template <typename Weight>
-    Place_t first(Weight weight) const;
+    template <typename Weight> std::uint64_t first(Weight weight) const;
     LetterPtr_t take(Rows_t::iterator row, bool oldest);
 
-    Rows_t rows_;
+    Rows_t rows_; /**< by number of the connection */
+    std::map<Visitor_t, std::size_t> visitors_;
     std::size_t count_ = 0;
     std::size_t bytes_ = 0;
     std::uint64_t next_ = 0;

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <chrono>
+#include <compare>
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <sys/types.h>
 #include <vector>
 
 #include "mmsg.h"
@@ -21,14 +23,24 @@ struct Arrival_t {
     std::chrono::system_clock::time_point wall; /**< what a record of the message would show */
 };
 
-/** Where a connection sits: numbers are given out again, lowest first. See Places_t. */
-using Place_t = U8_t;
+/** Process at the other end of a connection. */
+struct Visitor_t {
+    uid_t user;
+    pid_t process;
+    auto operator<=>(const Visitor_t&) const = default;
+};
+
+/** Whom a message came from; what is shared out evenly is shared out by these. */
+struct Origin_t {
+    std::uint64_t connection; /**< number that no other connection of this switch has had */
+    Visitor_t visitor;
+};
 
 /** A message that waits. Its bytes are those that arrived; the rest never leaves the switch. */
 struct Letter_t {
     std::vector<U8_t> bytes;
-    U8_t sender;   /**< endpoint id of the connection it came from */
-    Place_t place; /**< that connection's place: what is shared out evenly is shared out by places */
+    U8_t sender; /**< endpoint id of the connection it came from */
+    Origin_t origin;
     Arrival_t arrival;
 };
 
@@ -37,18 +49,18 @@ using LetterPtr_t = std::shared_ptr<const Letter_t>;
 /** A message that has just been cut out of its stream; becomes a letter only when somebody has to wait for it. */
 class Parcel_t {
 public:
-    Parcel_t(std::span<const U8_t> bytes, U8_t sender, Place_t place, const Arrival_t& arrival)
-        : bytes_(bytes), sender_(sender), place_(place), arrival_(arrival) {}
+    Parcel_t(std::span<const U8_t> bytes, U8_t sender, const Origin_t& origin, const Arrival_t& arrival)
+        : bytes_(bytes), sender_(sender), origin_(origin), arrival_(arrival) {}
 
     std::span<const U8_t> bytes() const { return bytes_; }
     U8_t sender() const { return sender_; }
-    Place_t place() const { return place_; }
+    const Origin_t& origin() const { return origin_; }
     const Arrival_t& arrival() const { return arrival_; }
     /** One copy, however many wait for it. */
     const LetterPtr_t& letter() const {
         if (!letter_) {
             letter_ = std::make_shared<const Letter_t>(
-                Letter_t{std::vector<U8_t>(bytes_.begin(), bytes_.end()), sender_, place_, arrival_});
+                Letter_t{std::vector<U8_t>(bytes_.begin(), bytes_.end()), sender_, origin_, arrival_});
         }
         return letter_;
     }
@@ -56,7 +68,7 @@ public:
 private:
     std::span<const U8_t> bytes_;
     U8_t sender_;
-    Place_t place_;
+    Origin_t origin_;
     Arrival_t arrival_;
     mutable LetterPtr_t letter_;
 };

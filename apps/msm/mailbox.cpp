@@ -1,14 +1,15 @@
 #include "mailbox.h"
 
 #include <algorithm>
+#include <tuple>
 
-bool Mailbox_t::isOpen(Place_t place, MsmClock_t::time_point now) const {
-    return empty() && (pace_ == nullptr || pace_->allowance(place, now) >= 1);
+bool Mailbox_t::isOpen(const Origin_t& origin, MsmClock_t::time_point now) const {
+    return empty() && (pace_ == nullptr || pace_->allows(origin.visitor, now));
 }
 
-void Mailbox_t::passed(Place_t place, MsmClock_t::time_point now) {
+void Mailbox_t::passed(const Origin_t& origin, MsmClock_t::time_point now) {
     if (pace_ != nullptr) {
-        pace_->spend(place, now);
+        pace_->spend(origin.visitor, now);
     }
 }
 
@@ -21,25 +22,33 @@ std::size_t Mailbox_t::push(const LetterPtr_t& letter) {
 }
 
 LetterPtr_t Mailbox_t::next(MsmClock_t::time_point now) {
-    const std::optional<Place_t> place = choose(now);
-    if (!place) {
+    const std::optional<Origin_t> origin = choose(now);
+    if (!origin) {
         return nullptr;
     }
-    last_ = *place;
-    passed(*place, now);
-    return waiting_.takeOldest(*place);
+    last_ = origin->connection;
+    passed(*origin, now);
+    return waiting_.takeOldest(last_);
 }
 
-/** The place with the most allowance; of equals the next behind the last one, in a circle. */
-std::optional<Place_t> Mailbox_t::choose(MsmClock_t::time_point now) const {
-    std::optional<Place_t> best;
-    double most = 0;
-    const auto distance = [this](Place_t place) { return static_cast<Place_t>(place - last_ - 1); };
-    waiting_.forEachRow([&](Place_t place, const Letter_t&) {
-        const double allowance = pace_ == nullptr ? 1 : pace_->allowance(place, now);
-        if (allowance >= 1 && (!best || allowance > most || (allowance == most && distance(place) < distance(*best)))) {
-            best = place;
-            most = allowance;
+std::optional<Origin_t> Mailbox_t::choose(MsmClock_t::time_point now) const {
+    using Rank_t = std::tuple<MsmClock_t::time_point, MsmClock_t::time_point, std::size_t, std::uint64_t>;
+    std::optional<Origin_t> best;
+    Rank_t lowest;
+    waiting_.forEachRow([&](const Origin_t& origin, std::size_t letters) {
+        // The next connection behind the last one, in a circle.
+        const std::uint64_t distance = origin.connection - last_ - 1;
+        Rank_t rank{{}, {}, 0, distance};
+        if (pace_ != nullptr) {
+            if (!pace_->allows(origin.visitor, now)) {
+                return;
+            }
+            const auto [user, process] = pace_->lastTurns(origin.visitor, now);
+            rank = {user, process, letters, distance};
+        }
+        if (!best || rank < lowest) {
+            best = origin;
+            lowest = rank;
         }
     });
     return best;
@@ -50,7 +59,8 @@ MsmClock_t::time_point Mailbox_t::ready(MsmClock_t::time_point now) const {
         return now;
     }
     MsmClock_t::time_point earliest = MsmClock_t::time_point::max();
-    waiting_.forEachRow(
-        [&](Place_t place, const Letter_t&) { earliest = std::min(earliest, pace_->ready(place, now)); });
+    waiting_.forEachRow([&](const Origin_t& origin, std::size_t) {
+        earliest = std::min(earliest, pace_->ready(origin.visitor, now));
+    });
     return earliest;
 }

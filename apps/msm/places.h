@@ -13,11 +13,8 @@
 /** The sockets. */
 enum class Door_e : U8_t { ADAPTER, STARTUP, EVENTLOG, VOLMGR, PEER, ASK };
 
-/** Process at the other end of a connection. */
-struct Visitor_t {
-    uid_t user;
-    pid_t process;
-};
+/** Where a connection sits: numbers are given out again, lowest first. */
+using Place_t = U8_t;
 
 /** Connections that share one of the sockets `startup`, `eventlog` and `volmgr` at most. */
 inline constexpr unsigned MSM_K_SHARING = 32;

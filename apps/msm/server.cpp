@@ -22,6 +22,9 @@ constexpr auto BUSY_SHARE = 500us;
 /** How soon a sender that was held back is looked at again. */
 constexpr auto HELD_INTERVAL = 20ms;
 constexpr auto LOG_INTERVAL = 50ms;
+/** Connections that one process may make; more are closed at once, which costs less than a place that is left again. */
+constexpr double ARRIVALS_A_SECOND = 100;
+constexpr double ARRIVALS_AT_ONCE = 400;
 constexpr rlim_t DESCRIPTORS = 1024;
 
 volatile std::sig_atomic_t stopRequested = 0;
@@ -67,7 +70,7 @@ void raiseDescriptorLimit() {
 Server_t::Server_t(const MsmOptions_t& options)
     : options_(options), journal_(options.log, options.quiet),
       router_(options.queueLimit, std::chrono::seconds(options.keepSeconds)),
-      places_(!options.askDirectory.empty(), options.perUser), adapterPace_(options.rate) {}
+      places_(!options.askDirectory.empty(), options.perUser), adapterPace_(options.rate), arrivals_(ARRIVALS_A_SECOND, ARRIVALS_AT_ONCE) {}
 
 Server_t::~Server_t() {
     for (const auto& connection : connections_) {

@@ -63,13 +63,16 @@ private:
         HELD,  /**< its next message is for the adapter, who has enough of its messages for now */
     };
     struct Connection_t {
-        Connection_t(int socket, U8_t id, Door_e through, Place_t seat, const Mailbox_t& mailbox)
-            : descriptor(socket), endpoint(id), door(through), place(seat), mail(mailbox) {}
+        Connection_t(int socket, Door_e through, const Admission_t& admission, const Origin_t& from,
+                     const Mailbox_t& mailbox)
+            : descriptor(socket), endpoint(admission.endpoint), door(through), place(*admission.place), origin(from),
+              mail(mailbox) {}
 
         int descriptor;
         U8_t endpoint;
         Door_e door;
         Place_t place;
+        Origin_t origin;
         Mailbox_t mail;
         OutStream_t out{MMSG_K_MAX_SIZE}; /**< the rest of a message that the kernel has taken a part of */
         InStream_t in;
@@ -107,7 +110,8 @@ private:
     void reap(Door_e door);
     void leave(Connection_t& connection);
     void vacate(const Connection_t& connection);
-    void welcome(int descriptor, Door_e door, const Admission_t& admission);
+    bool isTooHasty(const Visitor_t& visitor);
+    void welcome(int descriptor, Door_e door, const Admission_t& admission, const Visitor_t& visitor);
     void greet(Connection_t& peer);
     void handOver(Connection_t& connection);
 
@@ -131,12 +135,15 @@ private:
     Router_t router_;
     Places_t places_;
     Pace_t adapterPace_;
+    Buckets_t arrivals_; /**< how often a process may connect */
     SocketDirectory_t sockets_;
     SocketDirectory_t questions_;
     std::vector<std::unique_ptr<Connection_t>> connections_; /**< by descriptor */
     std::deque<int> fresh_;
     std::deque<int> busy_;
     std::deque<int> held_;
+    std::uint64_t arrived_ = 0;     /**< connections so far */
+    std::uint64_t hasty_ = 0;       /**< connections that came too quickly after each other */
     std::size_t leaving_ = 0;       /**< connections without a place */
     std::uint64_t unaddressed_ = 0; /**< messages that were for nobody */
     int adapter_ = -1;              /**< the adapter's descriptor, -1 while there is none */

@@ -12,8 +12,13 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/** Messages of one sender that wait for the adapter before the sender has to wait itself. */
-constexpr std::size_t ADAPTER_SHARE = 64;
+/**
+ * Messages that wait for the adapter before their sender has to wait itself: of one connection, of all connections of
+ * one process; and how many a connection may have in any case, so that it need not suffer for the process' others.
+ */
+constexpr std::size_t CONNECTION_SHARE = 64;
+constexpr std::size_t PROCESS_SHARE = 256;
+constexpr std::size_t OWN_SHARE = 4;
 /** An adapter that has taken nothing for so long holds up no sender: it loses messages as everybody else does. */
 constexpr auto ADAPTER_PATIENCE = 1s;
 /** A perishable message that has waited so long for a connected receiver: longer than the adapter's start takes. */
@@ -32,7 +37,13 @@ bool isQuestion(std::span<const U8_t> message) {
 /** Whether the sender's next message has to wait because the adapter has enough of its messages. */
 bool Server_t::mustWait(const Connection_t& sender, std::span<const U8_t> message) {
     const Connection_t* there = adapter();
-    if (there == nullptr || &sender == there || there->mail.count(sender.place) < ADAPTER_SHARE) {
+    if (there == nullptr || &sender == there) {
+        return false;
+    }
+    const Backlog_t& waiting = there->mail.waiting();
+    const std::size_t own = waiting.count(sender.origin.connection);
+    const bool isCrowd = waiting.count(sender.origin.visitor) >= PROCESS_SHARE;
+    if (own < OWN_SHARE || (own < CONNECTION_SHARE && !isCrowd)) {
         return false;
     }
     const bool isForAdapter = (recipientsOf(wireAt<MMCH_t>(message.data())) & endpointSet(there->endpoint)) != 0;
@@ -43,7 +54,7 @@ void Server_t::switchMessage(Connection_t& sender, std::span<const U8_t> message
     if (isRefused(sender, message)) {
         return;
     }
-    const Parcel_t parcel(message, sender.endpoint, sender.place, sender.arrival);
+    const Parcel_t parcel(message, sender.endpoint, sender.origin, sender.arrival);
     const Routing_t& routing = router_.route(parcel);
     if (journal_.isTracing()) {
         journal_.trace(describeMessage(message, sender.endpoint, routing));
@@ -98,8 +109,8 @@ void Server_t::reportLoss(Connection_t& receiver, std::size_t count) {
 }
 
 void Server_t::deliver(Connection_t& receiver, const Parcel_t& message) {
-    if (!receiver.waitsToWrite && receiver.mail.isOpen(message.place(), now_) && takesMore(receiver)) {
-        receiver.mail.passed(message.place(), now_);
+    if (!receiver.waitsToWrite && receiver.mail.isOpen(message.origin(), now_) && takesMore(receiver)) {
+        receiver.mail.passed(message.origin(), now_);
         (void)sendNow(receiver, message.bytes());
         return;
     }

@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 namespace {
 
 /** Connections taken from one socket before others have their turn. */
-constexpr unsigned ACCEPTS = 64;
+constexpr unsigned ACCEPTS = 256;
 constexpr auto ACCEPT_PAUSE = 100ms;
 /** Connections that have left with more than a few messages unswitched. */
 constexpr std::size_t LEAVING = 16;
@@ -75,6 +75,10 @@ void Server_t::admit(int descriptor, const Listener_t& listener) {
     socklen_t size = sizeof peer;
     (void)::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size);
     const Visitor_t visitor{peer.uid, peer.pid};
+    if (isTooHasty(visitor)) {
+        (void)::close(descriptor);
+        return;
+    }
     reap(listener.door);
     if (listener.door == Door_e::ADAPTER && !mayBeAdapter(visitor)) {
         refuse(descriptor, listener.door, "user " + std::to_string(visitor.user) + " is not the adapter's");
@@ -95,7 +99,22 @@ void Server_t::admit(int descriptor, const Listener_t& listener) {
         refuse(descriptor, listener.door, std::strerror(errno));
         return;
     }
-    welcome(descriptor, listener.door, admission);
+    welcome(descriptor, listener.door, admission, visitor);
+}
+
+/** Whether the process has made too many connections; those are closed without further ado. */
+bool Server_t::isTooHasty(const Visitor_t& visitor) {
+    Bucket_t& bucket = arrivals_.of(visitor, now_);
+    if (bucket.level(now_) >= 1) {
+        bucket.takeOne(now_);
+        return false;
+    }
+    if (isWorthNotice(++hasty_)) {
+        journal_.notice(Notice_e::REFUSED, "process " + std::to_string(visitor.process) + " of user " +
+                                               std::to_string(visitor.user) +
+                                               " connects too often: closed, " + std::to_string(hasty_) + " so far");
+    }
+    return true;
 }
 
 /** Its name is worth more than another: fan and alarm of a peer's request follow from it, and it is there only once. */
@@ -163,7 +182,7 @@ void Server_t::vacate(const Connection_t& connection) {
     }
 }
 
-void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission) {
+void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission, const Visitor_t& visitor) {
     const auto index = static_cast<std::size_t>(descriptor);
     if (connections_.size() <= index) {
         connections_.resize(index + 1);
@@ -173,8 +192,8 @@ void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission
     (void)::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &buffer, sizeof buffer);
     // Room for a whole queue: what was kept while nobody was there must not get lost at the moment of connection.
     const std::size_t limit = std::max(MSM_K_OUTPUT_LIMIT, options_.queueLimit * MMSG_K_MAX_SIZE);
-    connections_[index].reset(new Connection_t(descriptor, admission.endpoint, door, *admission.place,
-                                               Mailbox_t(limit, isAdapter ? &adapterPace_ : nullptr)));
+    connections_[index] = std::make_unique<Connection_t>(descriptor, door, admission, Origin_t{++arrived_, visitor},
+                                                         Mailbox_t(limit, isAdapter ? &adapterPace_ : nullptr));
     Connection_t& connection = *connections_[index];
     connection.taken = now_;
     adapter_ = isAdapter ? descriptor : adapter_;

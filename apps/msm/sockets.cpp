@@ -12,6 +12,9 @@
 
 namespace {
 
+/** Connections that wait to be taken: few, since a newcomer waits behind all of a storm's. */
+constexpr int BACKLOG = 256;
+
 std::string failure(const std::string& what) {
     return what + ": " + std::strerror(errno);
 }
@@ -142,7 +145,7 @@ std::string SocketDirectory_t::listenOn(const std::string& path, Door_e door, st
     }
     listeners_.push_back({descriptor, door, path});
     renewSpares();
-    return ::listen(descriptor, SOMAXCONN) == 0 ? std::string() : failure("cannot listen on " + path);
+    return ::listen(descriptor, BACKLOG) == 0 ? std::string() : failure("cannot listen on " + path);
 }
 
 bool SocketDirectory_t::useSpare(Listener_t& listener) {

@@ -109,7 +109,7 @@ void requireRouting(const Routing_t& routing, const Router_t& router) {
 void switchMessage(Router_t& router, std::uint8_t sender, std::span<const std::uint8_t> framed, const Bytes& expected) {
     const Bytes message(framed.begin(), framed.end()); // exactly its size: no read beyond it goes unseen
     require(message == expected);
-    const Routing_t& routing = router.route(Parcel_t(message, sender, sender, {}));
+    const Routing_t& routing = router.route(Parcel_t(message, sender, {sender, {}}, {}));
     requireRouting(routing, router);
     const std::string line = describeMessage(message, sender, routing);
     require(std::ranges::all_of(line, [](char c) { return c >= 0x20 && c < 0x7F; }));

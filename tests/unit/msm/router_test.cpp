@@ -21,9 +21,9 @@ using namespace std::chrono_literals;
 
 constexpr MsmClock_t::time_point START = MsmClock_t::time_point(1000s);
 
-/** A message as it came from the connection at `place`, `seconds` after the start; its sender is its requestor. */
-Parcel_t parcel(const Bytes& bytes, Place_t place = 0, int seconds = 0) {
-    return {bytes, bytes.at(16), place, {START + std::chrono::seconds(seconds), {}}};
+/** A message as it came from a connection, `seconds` after the start; its sender is its requestor. */
+Parcel_t parcel(const Bytes& bytes, std::uint64_t connection = 0, int seconds = 0) {
+    return {bytes, bytes.at(16), {connection, {0, 1}}, {START + std::chrono::seconds(seconds), {}}};
 }
 
 /** Routes with sender and time of no importance. */
@@ -208,13 +208,14 @@ TEST(RouterTest, AKeptMessageHasItsTimeOfArrivalAndItsSender) {
     Router_t router(4);
     const std::chrono::system_clock::time_point wall(1234567s);
     const Bytes bytes = messageTo({27}, 33, 1);
-    (void)router.route(Parcel_t(bytes, 33, 9, {START + 5s, wall}));
+    (void)router.route(Parcel_t(bytes, 33, {9, {1000, 77}}, {START + 5s, wall}));
     const std::vector<LetterPtr_t> queue = router.takeQueue(27, START + 9s);
     ASSERT_EQ(queue.size(), 1U);
     EXPECT_EQ(queue[0]->arrival.steady, START + 5s);
     EXPECT_EQ(queue[0]->arrival.wall, wall);
     EXPECT_EQ(queue[0]->sender, 33);
-    EXPECT_EQ(queue[0]->place, 9);
+    EXPECT_EQ(queue[0]->origin.connection, 9U);
+    EXPECT_EQ(queue[0]->origin.visitor.user, 1000U);
 }
 
 } // namespace
