@@ -41,7 +41,7 @@ unsigned InStream_t::announcedLength() const {
     return wireAt<be16_t>(&bytes_[begin_ + LENGTH_OFFSET]);
 }
 
-Frame_e InStream_t::next(std::span<const U8_t>& message) {
+Frame_e InStream_t::front(std::span<const U8_t>& message) const {
     if (pending() < LENGTH_END) {
         return Frame_e::INCOMPLETE;
     }
@@ -53,8 +53,15 @@ Frame_e InStream_t::next(std::span<const U8_t>& message) {
         return Frame_e::INCOMPLETE;
     }
     message = std::span<const U8_t>(&bytes_[begin_], length);
-    begin_ += length;
     return Frame_e::MESSAGE;
+}
+
+Frame_e InStream_t::next(std::span<const U8_t>& message) {
+    const Frame_e found = front(message);
+    if (found == Frame_e::MESSAGE) {
+        begin_ += message.size();
+    }
+    return found;
 }
 
 Send_e OutStream_t::send(int socket, std::span<const U8_t> message) {

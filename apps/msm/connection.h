@@ -22,7 +22,9 @@ public:
     std::span<U8_t> space();
     /** `count` bytes have been written to space(). */
     void filled(std::size_t count) { end_ += count; }
-    /** Cuts off the next message. A bad length shows as soon as its two bytes are here. */
+    /** Looks at the next message. A bad length shows as soon as its two bytes are here. */
+    Frame_e front(std::span<const U8_t>& message) const;
+    /** Cuts off the next message. */
     Frame_e next(std::span<const U8_t>& message);
     /** Bytes of a message that has not arrived in full. */
     std::size_t pending() const { return end_ - begin_; }
@@ -30,7 +32,7 @@ public:
     unsigned announcedLength() const;
 
 private:
-    std::array<U8_t, 65536> bytes_;
+    std::array<U8_t, 16384> bytes_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
 };

@@ -22,7 +22,12 @@ EndpointSet_t recipientsOf(const MMCH_t& header) {
     return setOf(header.recipient_loc_bm) | setOf(header.recipient_ob_bm);
 }
 
-Router_t::Router_t(std::size_t queueLimit) : queueLimit_(queueLimit) {}
+bool isPerishable(U8_t endpoint, std::span<const U8_t> message) {
+    return endpoint == MMSG_E_EPID_ES_ADAPTERMP ||
+           wireAt<MMCH_t>(message.data()).opcode.request.protocol == MMSG_E_PROTOCOL_SHUTDOWN;
+}
+
+Router_t::Router_t(std::size_t queueLimit, MsmClock_t::duration age) : queueLimit_(queueLimit), age_(age) {}
 
 void Router_t::attach(U8_t endpoint, int connection) {
     endpoints_[endpoint].connections.push_back(connection);
@@ -32,18 +37,9 @@ void Router_t::detach(U8_t endpoint, int connection) {
     std::erase(endpoints_[endpoint].connections, connection);
 }
 
-std::optional<U8_t> Router_t::lowestFreePeer() const {
-    for (U8_t endpoint = MSM_K_FIRST_PEER; endpoint <= MSM_K_LAST_PEER; ++endpoint) {
-        if (connectionCount(endpoint) == 0) {
-            return endpoint;
-        }
-    }
-    return std::nullopt;
-}
-
-const Routing_t& Router_t::route(std::span<const U8_t> message) {
+const Routing_t& Router_t::route(const Parcel_t& message) {
     routing_.connections.clear();
-    routing_.named = recipientsOf(wireAt<MMCH_t>(message.data()));
+    routing_.named = recipientsOf(wireAt<MMCH_t>(message.bytes().data()));
     routing_.queued = routing_.displaced = routing_.dropped = 0;
     for (EndpointSet_t rest = routing_.named; rest != 0; rest &= rest - 1) {
         const U8_t endpoint = firstEndpoint(rest);
@@ -59,17 +55,27 @@ const Routing_t& Router_t::route(std::span<const U8_t> message) {
     return routing_;
 }
 
-void Router_t::keep(U8_t endpoint, std::span<const U8_t> message) {
+void Router_t::keep(U8_t endpoint, const Parcel_t& message) {
     Endpoint_t& here = endpoints_[endpoint];
-    if (here.queue.size() == queueLimit_) {
-        here.queue.pop_front();
+    here.queue.push(message.letter());
+    if (here.queue.count() > queueLimit_) {
+        (void)here.queue.takeOldest(here.queue.mostNumerous());
         ++here.lost;
         routing_.displaced |= endpointSet(endpoint);
     }
-    here.queue.emplace_back(message.begin(), message.end());
     routing_.queued |= endpointSet(endpoint);
 }
 
-std::deque<Router_t::Message_t> Router_t::takeQueue(U8_t endpoint) {
-    return std::exchange(endpoints_[endpoint].queue, {});
+std::vector<LetterPtr_t> Router_t::takeQueue(U8_t endpoint, MsmClock_t::time_point now) {
+    Endpoint_t& here = endpoints_[endpoint];
+    std::vector<LetterPtr_t> kept;
+    while (!here.queue.empty()) {
+        LetterPtr_t letter = here.queue.takeOldest();
+        if (isPerishable(endpoint, letter->bytes) && now - letter->arrival.steady > age_) {
+            ++here.expired;
+        } else {
+            kept.push_back(std::move(letter));
+        }
+    }
+    return kept;
 }

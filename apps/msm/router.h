@@ -5,19 +5,15 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <span>
 #include <vector>
 
+#include "backlog.h"
 #include "mmsg.h"
 
 /** Ids that a recipient bitmap has a bit for. */
 inline constexpr unsigned MSM_K_ENDPOINTS = 64;
-/** Ids that connections to the `peer` socket are given. */
-inline constexpr U8_t MSM_K_FIRST_PEER = 34;
-inline constexpr U8_t MSM_K_LAST_PEER = 63;
-
 /** A socket that stands for one endpoint id. */
 struct MsmNamedEndpoint_t {
     const char* name; /**< socket's file name */
@@ -55,13 +51,20 @@ struct Routing_t {
     EndpointSet_t dropped;        /**< nobody connected and nobody expected */
 };
 
+/**
+ * Whether a message for the endpoint does harm when it comes late: what the adapter is asked to do, and a request to
+ * shut down, which its sender repeats while it holds. Reports lose nothing by waiting.
+ */
+bool isPerishable(U8_t endpoint, std::span<const U8_t> message);
+
 /** The endpoint table. Connections are known by a number of the caller's (a descriptor). */
 class Router_t {
 public:
-    using Message_t = std::vector<U8_t>;
-
-    /** Keeps at most `queueLimit` (1 or more) messages per named endpoint that nobody is connected to. */
-    explicit Router_t(std::size_t queueLimit);
+    /**
+     * Keeps at most `queueLimit` (1 or more) messages per named endpoint that nobody is connected to, perishable ones
+     * for at most `age`.
+     */
+    explicit Router_t(std::size_t queueLimit, MsmClock_t::duration age = MsmClock_t::duration::max());
 
     /** Adds a connection to an endpoint (0 to 63); an endpoint may have several. */
     void attach(U8_t endpoint, int connection);
@@ -69,30 +72,33 @@ public:
     void detach(U8_t endpoint, int connection);
     std::size_t connectionCount(U8_t endpoint) const { return endpoints_[endpoint].connections.size(); }
 
-    /** The lowest peer id that nobody holds; nothing when all are taken. */
-    std::optional<U8_t> lowestFreePeer() const;
-
     /**
      * Decides where a whole message (its length checked: at least a header) goes, and keeps it for the named endpoints
-     * that nobody is connected to. The result is valid until the next call.
+     * that nobody is connected to. A full queue loses the oldest message of whoever has the most in it. The result is
+     * valid until the next call.
      */
-    const Routing_t& route(std::span<const U8_t> message);
+    const Routing_t& route(const Parcel_t& message);
 
-    /** Hands over what was kept for an endpoint, oldest first; the queue is empty afterwards. */
-    std::deque<Message_t> takeQueue(U8_t endpoint);
+    /** Hands over what was kept for an endpoint, oldest first, without what is too old; the queue is empty afterwards.
+     */
+    std::vector<LetterPtr_t> takeQueue(U8_t endpoint, MsmClock_t::time_point now);
     /** Messages that the endpoint's full queue has lost so far. */
     std::uint64_t lostFromQueue(U8_t endpoint) const { return endpoints_[endpoint].lost; }
+    /** Messages that have been kept for the endpoint for too long so far. */
+    std::uint64_t expired(U8_t endpoint) const { return endpoints_[endpoint].expired; }
 
 private:
     struct Endpoint_t {
         std::vector<int> connections;
-        std::deque<Message_t> queue;
+        Backlog_t queue;
         std::uint64_t lost = 0;
+        std::uint64_t expired = 0;
     };
 
-    void keep(U8_t endpoint, std::span<const U8_t> message);
+    void keep(U8_t endpoint, const Parcel_t& message);
 
     std::size_t queueLimit_;
+    MsmClock_t::duration age_;
     std::array<Endpoint_t, MSM_K_ENDPOINTS> endpoints_;
     Routing_t routing_{};
 };

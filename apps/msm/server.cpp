@@ -1,50 +1,76 @@
 #include "server.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cerrno>
-#include <cstdio>
+#include <csignal>
 #include <cstring>
-#include <ctime>
-#include <poll.h>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "decode.h"
 #include "names.h"
+
+using namespace std::chrono_literals;
 
 namespace {
 
 constexpr U32_t GONE_EVENTS = EPOLLRDHUP | EPOLLHUP | EPOLLERR;
+/** Turns in a row before the switch looks for connections that have something new. */
+constexpr auto BUSY_SHARE = 500us;
+/** How soon a sender that was held back is looked at again. */
+constexpr auto HELD_INTERVAL = 20ms;
+constexpr auto LOG_INTERVAL = 50ms;
+/** Connections that one process may make; more are closed at once, which costs less than a place that is left again. */
+constexpr double ARRIVALS_A_SECOND = 100;
+constexpr double ARRIVALS_AT_ONCE = 400;
+constexpr rlim_t DESCRIPTORS = 1024;
 
 volatile std::sig_atomic_t stopRequested = 0;
+volatile int stopEvent = -1;
 
 void requestStop(int) {
+    const int saved = errno;
+    const std::uint64_t one = 1;
     stopRequested = 1;
+    if (::write(stopEvent, &one, sizeof one) != sizeof one) {
+        // Full: it has been told already.
+    }
+    errno = saved;
 }
 
-/** Notices of a loss that goes on come at 1, 2, 4, 8 ... messages: a flood must not become a flood of lines. */
-bool isWorthNotice(std::uint64_t count) {
-    return std::has_single_bit(count);
+/**
+ * The signals stay deliverable at any time, and the wait ends by the event: a switch that is never idle would not look
+ * at signals that are held back but while it waits.
+ */
+void watchSignals() {
+    sigset_t stopSignals;
+    (void)sigemptyset(&stopSignals);
+    struct sigaction action {};
+    action.sa_handler = requestStop;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : {SIGINT, SIGTERM}) {
+        (void)sigaddset(&stopSignals, signal);
+        (void)::sigaction(signal, &action, nullptr);
+    }
+    (void)::sigprocmask(SIG_UNBLOCK, &stopSignals, nullptr);
 }
 
-/** "12:34:56.789", local time. */
-std::string timeOfDay() {
-    timespec now{};
-    (void)::clock_gettime(CLOCK_REALTIME, &now);
-    tm parts{};
-    (void)::localtime_r(&now.tv_sec, &parts);
-    std::array<char, 32> text{};
-    const std::size_t length = std::strftime(text.data(), text.size(), "%H:%M:%S", &parts);
-    (void)std::snprintf(text.data() + length, text.size() - length, ".%03ld", static_cast<long>(now.tv_nsec / 1000000));
-    return text.data();
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < DESCRIPTORS) {
+        limit.rlim_cur = std::min(limit.rlim_max, DESCRIPTORS);
+        (void)::setrlimit(RLIMIT_NOFILE, &limit);
+    }
 }
 
 } // namespace
 
-Server_t::Server_t(const MsmOptions_t& options) : options_(options), router_(options.queueLimit) {}
+Server_t::Server_t(const MsmOptions_t& options)
+    : options_(options), journal_(options.log, options.quiet),
+      router_(options.queueLimit, std::chrono::seconds(options.keepSeconds)),
+      places_(!options.askDirectory.empty(), options.perUser), adapterPace_(options.rate), arrivals_(ARRIVALS_A_SECOND, ARRIVALS_AT_ONCE) {}
 
 Server_t::~Server_t() {
     for (const auto& connection : connections_) {
@@ -52,244 +78,217 @@ Server_t::~Server_t() {
             (void)::close(connection->descriptor);
         }
     }
-    if (epoll_ >= 0) {
-        (void)::close(epoll_);
+    for (const int descriptor : {epoll_, signals_}) {
+        if (descriptor >= 0) {
+            (void)::close(descriptor);
+        }
     }
 }
 
 std::string Server_t::open() {
-    sigset_t stopSignals;
-    (void)sigemptyset(&stopSignals);
-    struct sigaction action {};
-    action.sa_handler = requestStop;
-    for (const int signal : {SIGINT, SIGTERM}) {
-        (void)sigaddset(&stopSignals, signal);
-        (void)::sigaction(signal, &action, nullptr);
-    }
-    // Delivered only inside the wait, so that none can slip in between the look at the flag and the wait.
-    (void)::sigprocmask(SIG_BLOCK, &stopSignals, &waitMask_);
-    (void)sigdelset(&waitMask_, SIGINT);
-    (void)sigdelset(&waitMask_, SIGTERM);
-
+    raiseDescriptorLimit();
     epoll_ = ::epoll_create1(EPOLL_CLOEXEC);
-    if (std::string error = sockets_.open(options_.directory); !error.empty()) {
+    signals_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    stopEvent = signals_;
+    watchSignals();
+    journal_.open();
+    if (!watch(signals_, EPOLL_CTL_ADD, EPOLLIN)) {
+        return std::string("cannot wait for signals: ") + std::strerror(errno);
+    }
+    std::string error = sockets_.open(options_.directory);
+    if (error.empty() && !options_.askDirectory.empty()) {
+        error = questions_.openForQuestions(options_.askDirectory);
+    }
+    if (!error.empty()) {
         return error;
     }
-    for (const Listener_t& listener : sockets_.listeners()) {
-        if (!watch(listener.descriptor, EPOLL_CTL_ADD, EPOLLIN)) {
-            return std::string("cannot wait for connections: ") + std::strerror(errno);
-        }
+    if (!listen(sockets_) || !listen(questions_)) {
+        return std::string("cannot wait for connections: ") + std::strerror(errno);
     }
-    if (!options_.quiet) {
-        print("ready: listening in " + options_.directory);
-    }
+    journal_.ready("ready: listening in " + options_.directory +
+                   (options_.askDirectory.empty() ? "" : ", for questions in " + options_.askDirectory));
     return {};
+}
+
+bool Server_t::listen(SocketDirectory_t& sockets) {
+    return std::ranges::all_of(sockets.listeners(), [this](const Listener_t& listener) {
+        return watch(listener.descriptor, EPOLL_CTL_ADD, EPOLLIN);
+    });
 }
 
 std::string Server_t::run() {
-    std::array<epoll_event, MSM_K_CONNECTIONS * 2> events;
+    std::array<epoll_event, 512> events;
     while (stopRequested == 0) {
-        const int count = ::epoll_pwait(epoll_, events.data(), static_cast<int>(events.size()), -1, &waitMask_);
+        const int count = ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), timeout());
         if (count < 0 && errno != EINTR) {
             return std::string("cannot wait for messages: ") + std::strerror(errno);
         }
+        now_ = MsmClock_t::now();
         const std::span<const epoll_event> ready(events.data(), static_cast<std::size_t>(std::max(count, 0)));
-        // First, so that a message reaches those who had connected before it was sent.
-        for (const epoll_event& event : ready) {
-            if (const Listener_t* listener = findListener(event.data.fd)) {
-                acceptFrom(*listener);
-            }
-        }
+        bool isAcceptDue = now_ >= acceptAgain_;
         for (const epoll_event& event : ready) {
             if (Connection_t* connection = find(event.data.fd)) {
-                serve(*connection, event.events);
+                note(*connection, event.events);
+            } else {
+                isAcceptDue = true;
             }
         }
+        // Before the turns, so that a message reaches those who had connected before it was sent.
+        if (isAcceptDue) {
+            acceptAll();
+        }
+        release();
+        serveTurns();
+        if (Connection_t* there = adapter(); there != nullptr && !there->waitsToWrite) {
+            pump(*there);
+        }
+        journal_.flush();
     }
     return {};
 }
 
-void Server_t::acceptFrom(const Listener_t& listener) {
-    for (;;) {
-        const int descriptor = ::accept4(listener.descriptor, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-        if (descriptor < 0) {
-            return;
-        }
-        admit(descriptor, listener);
+/** Milliseconds until something is due, -1 when nothing is. */
+int Server_t::timeout() {
+    if (!fresh_.empty() || !busy_.empty()) {
+        return 0;
     }
+    const MsmClock_t::time_point never = MsmClock_t::time_point::max();
+    const MsmClock_t::time_point now = MsmClock_t::now();
+    MsmClock_t::time_point due = acceptAgain_;
+    if (const Connection_t* there = adapter(); there != nullptr && !there->mail.empty() && !there->waitsToWrite) {
+        due = std::min(due, there->mail.ready(now));
+    }
+    if (!held_.empty()) {
+        due = std::min(due, now + HELD_INTERVAL);
+    }
+    if (journal_.isWaiting()) {
+        due = std::min(due, now + LOG_INTERVAL);
+    }
+    if (due == never) {
+        return -1;
+    }
+    return due <= now ? 0 : static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(due - now).count());
 }
 
-/** Takes leave of connections whose peer has closed already: their places are free for whoever comes. */
-void Server_t::reap(const Listener_t& listener) {
-    std::vector<pollfd> places;
-    for (const auto& connection : connections_) {
-        if (connection && std::min(connection->endpoint, MSM_K_FIRST_PEER) == listener.endpoint) {
-            places.push_back({connection->descriptor, POLLRDHUP, 0});
-        }
-    }
-    (void)::poll(places.data(), places.size(), 0);
-    for (const pollfd& place : places) {
-        if (place.revents != 0) {
-            receive(*find(place.fd), true);
-        }
-    }
-}
-
-void Server_t::admit(int descriptor, const Listener_t& listener) {
-    reap(listener);
-    const bool isPeer = listener.endpoint == MSM_K_FIRST_PEER;
-    const std::optional<U8_t> endpoint = isPeer ? router_.lowestFreePeer() : std::optional<U8_t>(listener.endpoint);
-    std::string refusal;
-    if (!endpoint) {
-        refusal = "peer refused: ids 34 to 63 are all taken";
-    } else if (*endpoint == MMSG_E_EPID_ES_ADAPTERMP && router_.connectionCount(*endpoint) != 0) {
-        refusal = endpointName(*endpoint) + " refused: another adapter is connected";
-    } else if (connectionCount_ == MSM_K_CONNECTIONS || !watch(descriptor, EPOLL_CTL_ADD, EPOLLIN | EPOLLRDHUP)) {
-        refusal = endpointName(*endpoint) + " refused: too many connections";
-    }
-    if (!refusal.empty()) {
-        (void)::close(descriptor);
-        notice(refusal);
-        return;
-    }
-    welcome(descriptor, *endpoint);
-}
-
-void Server_t::welcome(int descriptor, U8_t endpoint) {
-    const auto place = static_cast<std::size_t>(descriptor);
-    if (connections_.size() <= place) {
-        connections_.resize(place + 1);
-    }
-    // Room for a whole queue: what was kept while nobody was there must not get lost at the moment of connection.
-    const std::size_t limit = std::max(MSM_K_OUTPUT_LIMIT, options_.queueLimit * MMSG_K_MAX_SIZE);
-    connections_[place].reset(new Connection_t{descriptor, endpoint, {}, OutStream_t(limit)});
-    ++connectionCount_;
-    router_.attach(endpoint, descriptor);
-    trace(endpointName(endpoint) + " connected");
-    Connection_t& connection = *connections_[place];
-    if (endpoint >= MSM_K_FIRST_PEER) {
-        greet(connection);
-    }
-    for (const Router_t::Message_t& message : router_.takeQueue(endpoint)) {
-        deliver(connection, message);
-    }
-}
-
-void Server_t::greet(Connection_t& peer) {
-    MMCH_t greeting;
-    wireClear(greeting);
-    greeting.message_type = MSG_E_TYPE_MMSG;
-    greeting.mmch_version = MMCH_K_VERSION;
-    greeting.mmsg_length = MMSG_K_HEADER_SIZE;
-    greeting.requestor = MMSG_E_EPID_MSMMP;
-    greeting.dest_ep = peer.endpoint;
-    mmsgAddRecipient(greeting.recipient_loc_bm, peer.endpoint);
-    deliver(peer, std::span(reinterpret_cast<const U8_t*>(&greeting), sizeof greeting));
-}
-
-void Server_t::serve(Connection_t& connection, U32_t events) {
-    if ((events & EPOLLOUT) != 0 && connection.out.flush(connection.descriptor) != Send_e::BUFFERED) {
-        (void)watch(connection.descriptor, EPOLL_CTL_MOD, EPOLLIN | EPOLLRDHUP);
+void Server_t::note(Connection_t& connection, U32_t events) {
+    if ((events & EPOLLOUT) != 0 && connection.waitsToWrite) {
+        pump(connection);
     }
     if ((events & (EPOLLIN | GONE_EVENTS)) != 0) {
-        receive(connection, (events & GONE_EVENTS) != 0);
+        connection.isReadable = true;
+        connection.hasHungUp = connection.hasHungUp || (events & GONE_EVENTS) != 0;
+        if (connection.queue == Queue_e::NONE) {
+            enqueue(connection, Queue_e::FRESH);
+        }
     }
 }
 
-/** One recv a turn keeps the peers even; from a peer that has gone everything is taken at once. */
-void Server_t::receive(Connection_t& connection, bool toTheEnd) {
-    do {
-        const std::span<U8_t> space = connection.in.space();
-        const ssize_t count = ::recv(connection.descriptor, space.data(), space.size(), MSG_DONTWAIT);
-        if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
-            return;
-        }
-        if (count <= 0) {
-            const std::size_t rest = connection.in.pending();
-            disconnect(connection, rest == 0
-                                       ? "disconnected"
-                                       : "disconnected inside a message, " + std::to_string(rest) + " bytes lost");
-            return;
-        }
-        connection.in.filled(static_cast<std::size_t>(count));
-        if (!switchMessages(connection)) {
-            return;
-        }
-    } while (toTheEnd);
+void Server_t::enqueue(Connection_t& connection, Queue_e queue) {
+    connection.queue = queue;
+    if (queue == Queue_e::FRESH) {
+        fresh_.push_back(connection.descriptor);
+    } else if (queue == Queue_e::BUSY) {
+        busy_.push_back(connection.descriptor);
+    } else if (queue == Queue_e::HELD) {
+        held_.push_back(connection.descriptor);
+    }
 }
 
-/** False when the sender had to be dropped. */
-bool Server_t::switchMessages(Connection_t& sender) {
-    for (;;) {
+void Server_t::serveTurns() {
+    while (!fresh_.empty()) {
+        takeTurn(fresh_);
+    }
+    while (!busy_.empty() && MsmClock_t::now() - now_ < BUSY_SHARE) {
+        takeTurn(busy_);
+    }
+}
+
+void Server_t::takeTurn(std::deque<int>& queue) {
+    const int descriptor = queue.front();
+    queue.pop_front();
+    Connection_t& connection = *find(descriptor);
+    connection.queue = Queue_e::NONE;
+    if (const Queue_e next = turn(connection); next != Queue_e::NONE) {
+        enqueue(connection, next);
+    }
+}
+
+/** Lets go on who was held back and need not be any more. */
+void Server_t::release() {
+    for (std::size_t left = held_.size(); left != 0; --left) {
+        Connection_t& connection = *find(held_.front());
+        held_.pop_front();
         std::span<const U8_t> message;
-        switch (sender.in.next(message)) {
-        case Frame_e::MESSAGE:
-            switchMessage(sender, message);
-            break;
-        case Frame_e::INCOMPLETE:
-            return true;
-        case Frame_e::NONSENSE:
-            const std::string line = endpointName(sender.endpoint) + " closed: announces a message of " +
-                                     std::to_string(sender.in.announcedLength()) + " bytes, 64 to 4064 are possible";
-            notice(line);
-            disconnect(sender, "disconnected");
-            return false;
-        }
+        const bool isWhole = connection.in.front(message) == Frame_e::MESSAGE;
+        enqueue(connection, isWhole && mustWait(connection, message) ? Queue_e::HELD : Queue_e::BUSY);
     }
 }
 
-void Server_t::switchMessage(const Connection_t& sender, std::span<const U8_t> message) {
-    const Routing_t& routing = router_.route(message);
-    if (options_.log) {
-        print(describeMessage(message, sender.endpoint, routing));
+/** One message, and one recv at most; where the connection waits for its next turn. NONE as well when it has gone. */
+Server_t::Queue_e Server_t::turn(Connection_t& connection) {
+    std::span<const U8_t> message;
+    Frame_e found = connection.in.front(message);
+    if (found == Frame_e::INCOMPLETE && connection.isReadable) {
+        if (!receive(connection)) {
+            return Queue_e::NONE;
+        }
+        found = connection.in.front(message);
     }
-    for (const int descriptor : routing.connections) {
-        deliver(*connections_[static_cast<std::size_t>(descriptor)], message);
+    if (found == Frame_e::NONSENSE) {
+        journal_.notice(Notice_e::NONSENSE, endpointName(connection.endpoint) + " closed: announces a message of " +
+                                                std::to_string(connection.in.announcedLength()) +
+                                                " bytes, 64 to 4064 are possible");
+        disconnect(connection, "disconnected");
+        return Queue_e::NONE;
     }
-    reportLosses(routing);
+    if (found == Frame_e::MESSAGE) {
+        if (mustWait(connection, message)) {
+            return Queue_e::HELD;
+        }
+        (void)connection.in.next(message);
+        switchMessage(connection, message);
+        found = connection.in.front(message);
+    }
+    return found == Frame_e::INCOMPLETE && !connection.isReadable ? Queue_e::NONE : Queue_e::BUSY;
 }
 
-void Server_t::reportLosses(const Routing_t& routing) {
-    if (routing.named == 0 && isWorthNotice(++unaddressed_)) {
-        notice("message for nobody dropped, " + std::to_string(unaddressed_) + " so far");
+/** False when the connection was at its end, and is gone. */
+bool Server_t::receive(Connection_t& connection) {
+    const std::span<U8_t> space = connection.in.space();
+    const ssize_t count = ::recv(connection.descriptor, space.data(), space.size(), MSG_DONTWAIT);
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        connection.isReadable = errno == EINTR;
+        return true;
     }
-    for (EndpointSet_t rest = routing.displaced; rest != 0; rest &= rest - 1) {
-        const U8_t endpoint = firstEndpoint(rest);
-        const std::uint64_t lost = router_.lostFromQueue(endpoint);
-        if (isWorthNotice(lost)) {
-            notice("queue of " + endpointName(endpoint) + " full: oldest message dropped, " + std::to_string(lost) +
-                   " so far");
-        }
+    if (count <= 0) {
+        const std::size_t rest = connection.in.pending();
+        disconnect(connection, rest == 0 ? "disconnected"
+                                         : "disconnected inside a message, " + std::to_string(rest) + " bytes lost");
+        return false;
     }
-}
-
-void Server_t::deliver(Connection_t& receiver, std::span<const U8_t> message) {
-    const bool wasWaiting = receiver.out.waiting() != 0;
-    switch (receiver.out.send(receiver.descriptor, message)) {
-    case Send_e::BUFFERED:
-        if (!wasWaiting) {
-            (void)watch(receiver.descriptor, EPOLL_CTL_MOD, EPOLLIN | EPOLLRDHUP | EPOLLOUT);
-        }
-        break;
-    case Send_e::DROPPED:
-        if (isWorthNotice(++receiver.lost)) {
-            notice(endpointName(receiver.endpoint) + " reads too slowly: message dropped, " +
-                   std::to_string(receiver.lost) + " so far");
-        }
-        break;
-    case Send_e::SENT:
-    case Send_e::GONE: // its end of stream follows and takes it off the table
-        break;
-    }
+    // Less than there was room for means that the kernel has no more, but the end has still to be fetched.
+    connection.isReadable = connection.hasHungUp || static_cast<std::size_t>(count) == space.size();
+    connection.in.filled(static_cast<std::size_t>(count));
+    connection.arrival = {now_, std::chrono::system_clock::now()};
+    return true;
 }
 
 /** The connection is gone afterwards. */
 void Server_t::disconnect(Connection_t& connection, const std::string& why) {
-    trace(endpointName(connection.endpoint) + " " + why);
-    router_.detach(connection.endpoint, connection.descriptor);
-    (void)::close(connection.descriptor);
-    --connectionCount_;
-    connections_[static_cast<std::size_t>(connection.descriptor)].reset();
+    journal_.trace(endpointName(connection.endpoint) + " " + why);
+    const int descriptor = connection.descriptor;
+    if (connection.hasPlace) {
+        vacate(connection);
+    } else {
+        --leaving_;
+    }
+    for (std::deque<int>* queue : {&fresh_, &busy_, &held_}) {
+        (void)std::erase(*queue, descriptor);
+    }
+    (void)::close(descriptor);
+    connections_[static_cast<std::size_t>(descriptor)].reset();
+    sockets_.renewSpares();
+    questions_.renewSpares();
 }
 
 Server_t::Connection_t* Server_t::find(int descriptor) {
@@ -297,11 +296,9 @@ Server_t::Connection_t* Server_t::find(int descriptor) {
     return place < connections_.size() ? connections_[place].get() : nullptr;
 }
 
-const Listener_t* Server_t::findListener(int descriptor) const {
-    const std::vector<Listener_t>& all = sockets_.listeners();
-    const auto found = std::find_if(
-        all.begin(), all.end(), [descriptor](const Listener_t& listener) { return listener.descriptor == descriptor; });
-    return found == all.end() ? nullptr : &*found;
+/** The adapter's connection, null while there is none. */
+Server_t::Connection_t* Server_t::adapter() {
+    return adapter_ < 0 ? nullptr : find(adapter_);
 }
 
 bool Server_t::watch(int descriptor, int operation, U32_t events) const {
@@ -309,22 +306,4 @@ bool Server_t::watch(int descriptor, int operation, U32_t events) const {
     event.events = events;
     event.data.fd = descriptor;
     return ::epoll_ctl(epoll_, operation, descriptor, &event) == 0;
-}
-
-void Server_t::print(std::string_view line) const {
-    const std::string text = options_.log ? timeOfDay().append(" ").append(line) : std::string(line);
-    (void)std::printf("%s\n", text.c_str());
-    (void)std::fflush(stdout);
-}
-
-void Server_t::trace(std::string_view line) const {
-    if (options_.log) {
-        print(line);
-    }
-}
-
-void Server_t::notice(std::string_view line) const {
-    if (!options_.quiet || options_.log) {
-        print(line);
-    }
 }

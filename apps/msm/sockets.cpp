@@ -1,5 +1,6 @@
 #include "sockets.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -10,6 +11,9 @@
 #include <unistd.h>
 
 namespace {
+
+/** Connections that wait to be taken: few, since a newcomer waits behind all of a storm's. */
+constexpr int BACKLOG = 256;
 
 std::string failure(const std::string& what) {
     return what + ": " + std::strerror(errno);
@@ -49,33 +53,72 @@ std::string makeRoom(const std::string& path, const sockaddr_un& address) {
 } // namespace
 
 SocketDirectory_t::~SocketDirectory_t() {
-    for (const Listener_t& listener : listeners_) {
+    for (Listener_t& listener : listeners_) {
         (void)::unlink(listener.path.c_str());
         (void)::close(listener.descriptor);
+        (void)useSpare(listener);
     }
     if (lock_ >= 0) {
+        (void)::unlink(lockPath_.c_str());
         (void)::close(lock_);
     }
 }
 
 std::string SocketDirectory_t::open(const std::string& directory) {
-    lock_ = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (lock_ < 0) {
-        return failure("cannot open directory " + directory);
+    if (std::string error = lock(directory); !error.empty()) {
+        return error;
     }
-    if (::flock(lock_, LOCK_EX | LOCK_NB) != 0) {
-        return errno == EWOULDBLOCK ? "a switch is running in " + directory + " already"
-                                    : failure("cannot lock " + directory);
-    }
-    for (const MsmNamedEndpoint_t& named : MSM_K_NAMED_ENDPOINTS) {
-        if (std::string error = listenOn(directory + '/' + named.name, named.endpoint); !error.empty()) {
+    constexpr std::array<Door_e, 4> DOORS = {Door_e::ADAPTER, Door_e::STARTUP, Door_e::EVENTLOG, Door_e::VOLMGR};
+    for (std::size_t i = 0; i < DOORS.size(); ++i) {
+        const std::string path = directory + '/' + MSM_K_NAMED_ENDPOINTS[i].name;
+        if (std::string error = listenOn(path, DOORS[i], std::nullopt); !error.empty()) {
             return error;
         }
     }
-    return listenOn(directory + '/' + MSM_K_PEER_SOCKET, MSM_K_FIRST_PEER);
+    return listenOn(directory + '/' + MSM_K_PEER_SOCKET, Door_e::PEER, std::nullopt);
 }
 
-std::string SocketDirectory_t::listenOn(const std::string& path, U8_t endpoint) {
+std::string SocketDirectory_t::openForQuestions(const std::string& directory) {
+    constexpr mode_t EVERYBODY = 0666;
+    std::string error = lock(directory);
+    return error.empty() ? listenOn(directory + '/' + MSM_K_PEER_SOCKET, Door_e::ASK, EVERYBODY) : error;
+}
+
+std::string SocketDirectory_t::lock(const std::string& directory) {
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0) {
+        return failure("cannot open directory " + directory);
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        return "cannot open directory " + directory + ": " + std::strerror(ENOTDIR);
+    }
+    owner_ = status.st_uid;
+    const std::string path = directory + '/' + MSM_K_LOCK_FILE;
+    // Another try when a switch that was just ending has removed the file between our opening and locking it.
+    for (int tries = 0; tries < 100; ++tries) {
+        const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+        if (file < 0) {
+            return failure("cannot open the lock file " + path);
+        }
+        if (::flock(file, LOCK_EX | LOCK_NB) != 0) {
+            std::string error = errno == EWOULDBLOCK ? "a switch is running in " + directory + " already"
+                                                     : failure("cannot lock " + path);
+            (void)::close(file);
+            return error;
+        }
+        struct stat named {};
+        if (::fstat(file, &status) == 0 && ::lstat(path.c_str(), &named) == 0 && named.st_ino == status.st_ino &&
+            named.st_dev == status.st_dev) {
+            lock_ = file;
+            lockPath_ = path;
+            return {};
+        }
+        (void)::close(file);
+    }
+    return "cannot lock " + path + ": it is removed again and again";
+}
+
+std::string SocketDirectory_t::listenOn(const std::string& path, Door_e door, std::optional<mode_t> mode) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
@@ -89,11 +132,35 @@ std::string SocketDirectory_t::listenOn(const std::string& path, U8_t endpoint) 
     if (descriptor < 0) {
         return failure("cannot create a socket");
     }
-    if (::bind(descriptor, generic(address), sizeof address) != 0) {
-        std::string error = failure("cannot create " + path);
-        (void)::close(descriptor);
-        return error;
+    const mode_t mask = mode ? ::umask(static_cast<mode_t>(~*mode & 0777)) : 0;
+    const bool isBound = ::bind(descriptor, generic(address), sizeof address) == 0;
+    const int reason = errno;
+    if (mode) {
+        (void)::umask(mask);
     }
-    listeners_.push_back({descriptor, endpoint, path});
-    return ::listen(descriptor, SOMAXCONN) == 0 ? std::string() : failure("cannot listen on " + path);
+    if (!isBound) {
+        (void)::close(descriptor);
+        errno = reason;
+        return failure("cannot create " + path);
+    }
+    listeners_.push_back({descriptor, door, path});
+    renewSpares();
+    return ::listen(descriptor, BACKLOG) == 0 ? std::string() : failure("cannot listen on " + path);
+}
+
+bool SocketDirectory_t::useSpare(Listener_t& listener) {
+    if (listener.spare < 0) {
+        return false;
+    }
+    (void)::close(listener.spare);
+    listener.spare = -1;
+    return true;
+}
+
+void SocketDirectory_t::renewSpares() {
+    for (Listener_t& listener : listeners_) {
+        if (listener.spare < 0) {
+            listener.spare = ::fcntl(listener.descriptor, F_DUPFD_CLOEXEC, 0);
+        }
+    }
 }

@@ -109,7 +109,7 @@ void requireRouting(const Routing_t& routing, const Router_t& router) {
 void switchMessage(Router_t& router, std::uint8_t sender, std::span<const std::uint8_t> framed, const Bytes& expected) {
     const Bytes message(framed.begin(), framed.end()); // exactly its size: no read beyond it goes unseen
     require(message == expected);
-    const Routing_t& routing = router.route(message);
+    const Routing_t& routing = router.route(Parcel_t(message, sender, {sender, {}}, {}));
     requireRouting(routing, router);
     const std::string line = describeMessage(message, sender, routing);
     require(std::ranges::all_of(line, [](char c) { return c >= 0x20 && c < 0x7F; }));
@@ -198,7 +198,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     feed(in, router, sender, input.all(), pieceSize);
     finish();
     for (const std::uint8_t endpoint : std::to_array<std::uint8_t>({18, 20, 27, 33})) {
-        require(router.takeQueue(endpoint).size() <= 1U + present / 32U && router.takeQueue(endpoint).empty());
+        require(router.takeQueue(endpoint, {}).size() <= 1U + present / 32U && router.takeQueue(endpoint, {}).empty());
     }
     receivers = nullptr;
     return 0;

@@ -37,7 +37,7 @@ Bytes& at(Bytes& bytes, std::size_t recordOffset, std::uint32_t value) {
 std::string line(const Bytes& bytes, std::uint8_t sender) {
     Router_t router(1);
     router.attach(18, 3);
-    return describeMessage(bytes, sender, router.route(bytes));
+    return describeMessage(bytes, sender, router.route(Parcel_t(bytes, sender, {}, {})));
 }
 
 TEST(DecodeLineTest, SaysWhoToWhomHowLongAndWhat) {

@@ -17,7 +17,29 @@ constexpr std::uint64_t bit(unsigned endpoint) {
     return std::uint64_t{1} << endpoint;
 }
 
-std::vector<std::uint32_t> handles(const std::deque<Router_t::Message_t>& queue) {
+using namespace std::chrono_literals;
+
+constexpr MsmClock_t::time_point START = MsmClock_t::time_point(1000s);
+
+/** A message as it came from a connection, `seconds` after the start; its sender is its requestor. */
+Parcel_t parcel(const Bytes& bytes, std::uint64_t connection = 0, int seconds = 0) {
+    return {bytes, bytes.at(16), {connection, {0, 1}}, {START + std::chrono::seconds(seconds), {}}};
+}
+
+/** Routes with sender and time of no importance. */
+const Routing_t& route(Router_t& router, const Bytes& bytes) {
+    return router.route(parcel(bytes));
+}
+
+std::vector<Bytes> taken(Router_t& router, std::uint8_t endpoint, int seconds = 0) {
+    std::vector<Bytes> all;
+    for (const LetterPtr_t& letter : router.takeQueue(endpoint, START + std::chrono::seconds(seconds))) {
+        all.push_back(letter->bytes);
+    }
+    return all;
+}
+
+std::vector<std::uint32_t> handles(const std::vector<Bytes>& queue) {
     std::vector<std::uint32_t> all;
     for (const Bytes& message : queue) {
         all.push_back(msmtest::get32(message, 40));
@@ -43,7 +65,7 @@ TEST(RouterTest, AMessageGoesToEveryConnectedEndpointNamed) {
     router.attach(33, 5);
     router.attach(18, 6);
     router.attach(34, 7);
-    const Routing_t& routing = router.route(messageTo({33, 34}, 18, 1));
+    const Routing_t& routing = route(router, messageTo({33, 34}, 18, 1));
     EXPECT_THAT(routing.connections, UnorderedElementsAre(5, 7));
     EXPECT_EQ(routing.named, bit(33) | bit(34));
     EXPECT_EQ(routing.queued, 0U);
@@ -55,34 +77,34 @@ TEST(RouterTest, NamedInBothBitmapsMeansOneCopy) {
     router.attach(27, 9);
     Bytes bytes = messageTo({27}, 33, 1);
     msmtest::name(bytes, 27, 28);
-    EXPECT_THAT(router.route(bytes).connections, ElementsAre(9));
+    EXPECT_THAT(route(router, bytes).connections, ElementsAre(9));
 }
 
 TEST(RouterTest, TheSecondBitmapAloneRoutesToo) {
     Router_t router(4);
     router.attach(33, 9);
     Bytes bytes = msmtest::message(18, 1);
-    EXPECT_THAT(router.route(msmtest::name(bytes, 33, 28)).connections, ElementsAre(9));
+    EXPECT_THAT(route(router, msmtest::name(bytes, 33, 28)).connections, ElementsAre(9));
 }
 
 TEST(RouterTest, EveryConnectionOfAnEndpointGetsACopy) {
     Router_t router(4);
     router.attach(27, 9);
     router.attach(27, 10);
-    EXPECT_THAT(router.route(messageTo({27}, 33, 1)).connections, UnorderedElementsAre(9, 10));
+    EXPECT_THAT(route(router, messageTo({27}, 33, 1)).connections, UnorderedElementsAre(9, 10));
     router.detach(27, 9);
-    EXPECT_THAT(router.route(messageTo({27}, 33, 2)).connections, ElementsAre(10));
+    EXPECT_THAT(route(router, messageTo({27}, 33, 2)).connections, ElementsAre(10));
 }
 
 TEST(RouterTest, EachNamedEndpointKeepsMessagesWhileNobodyIsConnected) {
     for (const std::uint8_t endpoint : std::initializer_list<std::uint8_t>{18, 20, 27, 33}) {
         Router_t router(4);
         const Bytes bytes = messageTo({endpoint}, 34, 7);
-        const Routing_t& routing = router.route(bytes);
+        const Routing_t& routing = route(router, bytes);
         EXPECT_EQ(routing.queued, bit(endpoint));
         EXPECT_EQ(routing.dropped, 0U);
-        EXPECT_THAT(router.takeQueue(endpoint), ElementsAre(bytes));
-        EXPECT_THAT(router.takeQueue(endpoint), IsEmpty());
+        EXPECT_THAT(taken(router, endpoint), ElementsAre(bytes));
+        EXPECT_THAT(taken(router, endpoint), IsEmpty());
     }
 }
 
@@ -92,59 +114,108 @@ TEST(RouterTest, NoOtherEndpointKeepsMessages) {
             continue;
         }
         Router_t router(4);
-        EXPECT_EQ(router.route(messageTo({endpoint}, 33, 7)).dropped, bit(endpoint));
-        EXPECT_THAT(router.takeQueue(endpoint), IsEmpty());
+        EXPECT_EQ(route(router, messageTo({endpoint}, 33, 7)).dropped, bit(endpoint));
+        EXPECT_THAT(taken(router, endpoint), IsEmpty());
     }
 }
 
 TEST(RouterTest, AFullQueueLosesItsOldestMessage) {
     Router_t router(3);
     for (std::uint32_t handle = 1; handle <= 3; ++handle) {
-        EXPECT_EQ(router.route(messageTo({27}, 33, handle)).displaced, 0U);
+        EXPECT_EQ(route(router, messageTo({27}, 33, handle)).displaced, 0U);
     }
     EXPECT_EQ(router.lostFromQueue(27), 0U);
-    EXPECT_EQ(router.route(messageTo({27}, 33, 4)).displaced, bit(27));
-    EXPECT_EQ(router.route(messageTo({27}, 33, 5)).displaced, bit(27));
+    EXPECT_EQ(route(router, messageTo({27}, 33, 4)).displaced, bit(27));
+    EXPECT_EQ(route(router, messageTo({27}, 33, 5)).displaced, bit(27));
     EXPECT_EQ(router.lostFromQueue(27), 2U);
     EXPECT_EQ(router.lostFromQueue(18), 0U);
-    EXPECT_THAT(handles(router.takeQueue(27)), ElementsAre(3, 4, 5));
+    EXPECT_THAT(handles(taken(router, 27)), ElementsAre(3, 4, 5));
 }
 
 TEST(RouterTest, TheQueuesOfTwoEndpointsAreTheirOwn) {
     Router_t router(1);
-    (void)router.route(messageTo({18}, 33, 1));
-    (void)router.route(messageTo({27}, 33, 2));
-    EXPECT_THAT(handles(router.takeQueue(18)), ElementsAre(1));
-    EXPECT_THAT(handles(router.takeQueue(27)), ElementsAre(2));
+    (void)route(router, messageTo({18}, 33, 1));
+    (void)route(router, messageTo({27}, 33, 2));
+    EXPECT_THAT(handles(taken(router, 18)), ElementsAre(1));
+    EXPECT_THAT(handles(taken(router, 27)), ElementsAre(2));
 }
 
 TEST(RouterTest, MessagesAreKeptAgainAfterTheLastConnectionHasGone) {
     Router_t router(4);
     router.attach(33, 5);
-    (void)router.route(messageTo({33}, 34, 1));
+    (void)route(router, messageTo({33}, 34, 1));
     router.detach(33, 5);
-    (void)router.route(messageTo({33}, 34, 2));
-    EXPECT_THAT(handles(router.takeQueue(33)), ElementsAre(2));
+    (void)route(router, messageTo({33}, 34, 2));
+    EXPECT_THAT(handles(taken(router, 33)), ElementsAre(2));
 }
 
 TEST(RouterTest, NobodyNamedIsNeitherQueuedNorDelivered) {
     Router_t router(4);
     router.attach(33, 5);
-    const Routing_t& routing = router.route(msmtest::message(34, 1));
+    const Routing_t& routing = route(router, msmtest::message(34, 1));
     EXPECT_EQ(routing.named, 0U);
     EXPECT_THAT(routing.connections, IsEmpty());
 }
 
-TEST(RouterTest, PeersGetTheLowestFreeIdFrom34To63) {
+Bytes shutdownRequest(std::uint32_t handle) {
+    Bytes bytes = messageTo({18}, 33, handle);
+    bytes[12] = 13;
+    return bytes;
+}
+
+TEST(RouterTest, TheSenderWithTheMostGivesWayInAFullQueue) {
     Router_t router(4);
-    for (std::uint8_t id = 34; id <= 63; ++id) {
-        ASSERT_EQ(router.lowestFreePeer(), id);
-        router.attach(id, 100 + id);
+    (void)router.route(parcel(messageTo({27}, 40, 1), 6));
+    for (std::uint32_t handle = 2; handle <= 9; ++handle) {
+        (void)router.route(parcel(messageTo({27}, 41, handle), 7));
     }
-    EXPECT_EQ(router.lowestFreePeer(), std::nullopt);
-    router.detach(50, 150);
-    router.detach(41, 141);
-    EXPECT_EQ(router.lowestFreePeer(), 41);
+    EXPECT_THAT(handles(taken(router, 27)), ElementsAre(1, 7, 8, 9));
+    EXPECT_EQ(router.lostFromQueue(27), 5U);
+}
+
+TEST(RouterTest, PeersGiveWayToTheAdapterHoweverFewMessagesEachHas) {
+    Router_t router(4);
+    for (std::uint32_t handle = 1; handle <= 4; ++handle) {
+        (void)router.route(parcel(messageTo({27}, 33, handle), 0));
+    }
+    for (std::uint8_t peer = 34; peer < 64; ++peer) {
+        (void)router.route(parcel(messageTo({27}, peer, 100), peer));
+    }
+    EXPECT_THAT(handles(taken(router, 27)), ElementsAre(1, 2, 3, 4));
+}
+
+TEST(RouterTest, WhatTheAdapterIsAskedToDoIsNotKeptBeyondItsAge) {
+    Router_t router(4, 60s);
+    (void)router.route(parcel(messageTo({33}, 34, 1), 1, 0));
+    (void)router.route(parcel(messageTo({33}, 34, 2), 1, 1));
+    (void)router.route(parcel(messageTo({33}, 34, 3), 1, 61));
+    EXPECT_THAT(handles(taken(router, 33, 61)), ElementsAre(2, 3));
+    EXPECT_EQ(router.expired(33), 1U);
+}
+
+TEST(RouterTest, RequestsToShutDownGrowOldAndReportsDoNot) {
+    Router_t router(4, 60s);
+    (void)router.route(parcel(shutdownRequest(1)));
+    (void)router.route(parcel(messageTo({18, 20, 27}, 33, 2)));
+    EXPECT_THAT(handles(taken(router, 18, 86400)), ElementsAre(2));
+    EXPECT_THAT(handles(taken(router, 20, 86400)), ElementsAre(2));
+    EXPECT_THAT(handles(taken(router, 27, 86400)), ElementsAre(2));
+    EXPECT_EQ(router.expired(18), 1U);
+    EXPECT_EQ(router.expired(27), 0U);
+}
+
+TEST(RouterTest, AKeptMessageHasItsTimeOfArrivalAndItsSender) {
+    Router_t router(4);
+    const std::chrono::system_clock::time_point wall(1234567s);
+    const Bytes bytes = messageTo({27}, 33, 1);
+    (void)router.route(Parcel_t(bytes, 33, {9, {1000, 77}}, {START + 5s, wall}));
+    const std::vector<LetterPtr_t> queue = router.takeQueue(27, START + 9s);
+    ASSERT_EQ(queue.size(), 1U);
+    EXPECT_EQ(queue[0]->arrival.steady, START + 5s);
+    EXPECT_EQ(queue[0]->arrival.wall, wall);
+    EXPECT_EQ(queue[0]->sender, 33);
+    EXPECT_EQ(queue[0]->origin.connection, 9U);
+    EXPECT_EQ(queue[0]->origin.visitor.user, 1000U);
 }
 
 } // namespace

@@ -57,14 +57,25 @@ TEST_F(SwitchTest, TheMessageTypeIsNotTheSwitchsBusiness) {
     EXPECT_EQ(peer->receive(), bytes);
 }
 
-TEST_F(SwitchTest, ASenderThatNamesAnotherRequestorIsSwitchedUnchanged) {
+TEST_F(SwitchTest, NobodySendsInTheNameOfAnother) {
     start();
     std::uint8_t id = 0;
     const auto peer = connectPeer(id);
+    const auto startup = connect("startup");
     const auto adapter = connect("esadapter");
-    const Bytes bytes = messageTo({33}, 20, 1);
-    ASSERT_TRUE(peer->send(bytes));
-    EXPECT_EQ(adapter->receive(), bytes);
+    ASSERT_TRUE(peer->send(messageTo({33}, 20, 1)));
+    ASSERT_TRUE(peer->send(messageTo({33}, 35, 2)));
+    ASSERT_TRUE(peer->send(messageTo({33}, 33, 3)));
+    ASSERT_TRUE(startup->send(messageTo({33}, 20, 4)));
+    ASSERT_TRUE(peer->send(messageTo({33}, 34, 5)));
+    EXPECT_EQ(adapter->receiveHandle(), 5);
+    ASSERT_TRUE(startup->send(messageTo({33}, 18, 6)));
+    EXPECT_EQ(adapter->receiveHandle(), 6);
+    EXPECT_TRUE(process().waitForOut("startup(18) sends in the name of volmgr(20): message refused, 1 so far\n",
+                                     msmtest::PATIENCE));
+    EXPECT_TRUE(process().waitForOut("peer(34) sends in the name of volmgr(20): message refused, 1 so far\n"
+                                     "peer(34) sends in the name of peer(35): message refused, 2 so far\n",
+                                     msmtest::PATIENCE));
 }
 
 TEST_F(SwitchTest, ASenderThatLeavesInsideAMessageHarmsNobody) {

@@ -102,7 +102,7 @@ TEST_F(SwitchTest, TwoConnectionsToOneEndpointGetACopyEach) {
 }
 
 TEST_F(SwitchTest, WhatCameBeforeTheAdapterIsDeliveredToItInOrder) {
-    start();
+    start({"--rate", "0"});
     std::uint8_t id = 0;
     const auto peer = connectPeer(id);
     for (std::uint32_t handle = 0; handle < 256; ++handle) {
@@ -235,13 +235,15 @@ TEST_F(SwitchTest, TheLogHasALineForEachMessageAndConnection) {
     (void)logUntil("startup(18) disconnected\n");
     const auto peer = connectPeer(id);
     ASSERT_TRUE(peer->send(messageTo({18}, 20, 0)));
+    ASSERT_TRUE(peer->send(messageTo({18}, 34, 0)));
     ASSERT_TRUE(peer->send(Bytes(10, 0)));
     peer->close();
     EXPECT_THAT(logUntil("bytes lost"),
                 ElementsAre("ready: listening in " + directory(), "esadapter(33) connected", "startup(18) connected",
                             "esadapter(33) -> startup(18): 64 bytes, startup/change-led-color: composite fault LED on",
                             "startup(18) disconnected", "peer(34) connected",
-                            "volmgr(20) sent by peer(34) -> startup(18) queued: 64 bytes, default/type 0",
+                            "peer(34) sends in the name of volmgr(20): message refused: 64 bytes, default/type 0",
+                            "peer(34) -> startup(18) queued: 64 bytes, default/type 0",
                             "peer(34) disconnected inside a message, 10 bytes lost"));
 }
 
