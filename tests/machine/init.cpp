@@ -6,6 +6,7 @@
  *   run PROGRAM ARGUMENT...         runs it to its end
  *   keep NAME PROGRAM ARGUMENT...   starts it; what it prints goes to /tmp/NAME.out
  *   link TARGET PATH                makes a symbolic link
+ *   wait PATH                       until something of that name exists, ten seconds at most
  *   raw DEVICE                      makes a serial port raw, 115200 baud, for as long as the machine runs
  *   relay PATH                      listens at a UNIX socket; the bytes of whoever connects go over the port "switch"
  *   end NAME SIGNAL                 sends a signal to what `keep` has started and waits for its end
@@ -177,6 +178,13 @@ Answer_t processId(const Words& words) {
     return {.status = 0, .out = std::to_string(pid), .err = {}};
 }
 
+Answer_t waitFor(const Words& words) {
+    for (int i = 0; i < 1000 && access(words[1].c_str(), F_OK) != 0; ++i) {
+        usleep(10000);
+    }
+    return access(words[1].c_str(), F_OK) == 0 ? Answer_t{} : failed(words[1]);
+}
+
 Answer_t makeLink(const Words& words) {
     (void)unlink(words[2].c_str());
     return symlink(words[1].c_str(), words[2].c_str()) == 0 ? Answer_t{} : failed(words[2]);
@@ -267,8 +275,9 @@ struct Command_t {
 };
 
 constexpr Command_t COMMANDS[] = {
-    {"run", 2, run}, {"keep", 3, keep},     {"link", 3, makeLink}, {"raw", 2, makeRaw},       {"relay", 2, relay},
-    {"end", 3, end}, {"pid", 2, processId}, {"read", 2, readFile}, {"terminal", 2, terminal}, {"off", 1, switchOff},
+    {"run", 2, run},       {"keep", 3, keep},         {"link", 3, makeLink}, {"raw", 2, makeRaw},
+    {"relay", 2, relay},   {"wait", 2, waitFor},      {"end", 3, end},       {"pid", 2, processId},
+    {"read", 2, readFile}, {"terminal", 2, terminal}, {"off", 1, switchOff},
 };
 
 Answer_t execute(const std::string& line) {

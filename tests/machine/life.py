@@ -75,6 +75,9 @@ class Simulator:
         self.peer.settimeout(PATIENCE)
         self.peer.connect(path)
 
+    def close(self):
+        self.peer.close()
+
     def __call__(self, line):
         self.peer.sendall(line.encode() + b"\n")
         reply = b""
@@ -191,7 +194,11 @@ class Life:
 
 
 def stripped_trace(text):
-    """Trace lines without what is different at each run: time stamps, and addresses of memory."""
+    """Trace lines without what differs from run to run: time stamps, addresses, the number of a descriptor, and how
+    often the adapter was asked for the page that makes it pass the time."""
     text = re.sub(r"(?m)^[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d  ", "", text)
     text = re.sub(r"(?m)^0x[0-9A-F]{8}: ", "0x: ", text)
-    return text
+    text = re.sub(r"connects to MSM with socket \[\d+\]", "connects to MSM", text)
+    parts = re.split(r"(?m)^(?=\w+:\d+:  Receive a MMSG)", text)
+    idle = max(set(parts), key=parts.count)
+    return "".join(part.removeprefix(idle) for part in parts)

@@ -61,6 +61,7 @@ def table(chassis_type, switch, device, key=0x64):
         f"run /usr/bin/mpuparams create --key {key} --config /etc/esa/mpu.conf",
         f"run /usr/bin/mpuparams set --key {key} chassisType={chassis_type} flags+=RcpComplete",
         switch,
+        "wait /run/esa/esadapter",
         f"keep esa /usr/sbin/esa {key}",
     ]
     return "\n".join(([f"raw {device}"] if "tty" in device else []) + lines) + "\n"
@@ -92,7 +93,7 @@ def ramdisk(work, chassis_type, switch, device="/dev/i2c-1"):
 def command(work, disk, bus, serial=None, console="file"):
     """The emulator's command line. `bus` is the simulator's socket, None for none; `serial` a line of the host."""
     with open(os.path.join(WORK, "kernel.path"), encoding="utf-8") as file:
-        kernel = file.read().strip()
+        kernel = os.path.join(SOURCE, file.read().strip())
     words = ["nice", "qemu-system-ppc", "-M", "ppce500" + (",memory-backend=mem" if bus else ""), "-cpu", "e500mc",
              "-m", "256", "-display", "none", "-monitor", "none", "-nic", "none", "-no-reboot",
              "-kernel", kernel, "-initrd", disk, "-append", "console=ttyS0 quiet",

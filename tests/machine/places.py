@@ -95,7 +95,8 @@ def native(chassis):
         with open(config, "w", encoding="utf-8") as file:
             file.write(machine.CONFIG.replace("/run/esa", work).replace("/var/log/esa", work))
         key = str(0x45000000 + os.getpid())
-        subprocess.run([program("mpuparams"), "create", "--key", key, "--config", config], check=True)
+        subprocess.run([program("mpuparams"), "create", "--key", key, "--config", config], check=True,
+                       stdout=subprocess.DEVNULL)
         stack.callback(subprocess.run, [program("mpuparams"), "delete", "--key", key], check=False)
         subprocess.run([program("mpuparams"), "set", "--key", key, f"chassisType={CHASSIS[chassis][0]}",
                         "flags+=RcpComplete"], check=True, stdout=subprocess.DEVNULL)
@@ -105,6 +106,7 @@ def native(chassis):
         connection = server.accept()[0]
         stack.callback(connection.close)
         simulator = life.Simulator(control)
+        stack.callback(simulator.close)
         lived = live(chassis, connection, simulator)
         events = os.path.join(work, "altevents.jsonl")
         return Record(lived, simulator("log 10000"), read(os.path.join(work, "esa_01.log")),
@@ -123,6 +125,7 @@ def booted(chassis, switch, serial=False, frozen=True):
         disk = machine.ramdisk(work, CHASSIS[chassis][0], switch, "/dev/ttyS1" if serial else "/dev/i2c-1")
         run = machine.Machine(stack, work, disk, bus, os.path.realpath(link) if serial else None)
         simulator = life.Simulator(control)
+        stack.callback(simulator.close)
         if not frozen:
             simulator("thaw")
         try:
