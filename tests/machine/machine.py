@@ -77,11 +77,12 @@ CmapTracingEnabled
 """
 
 
-def ramdisk(work, chassis_type, switch, device="/dev/i2c-1"):
-    """The archives of one machine, one behind the other; their path."""
+def ramdisk(work, chassis_type, switch, device="/dev/i2c-1", more=""):
+    """The archives of one machine, one behind the other; their path. `more` is added to the table of its init."""
     path = os.path.join(work, "ramdisk")
     overlay = os.path.join(work, "overlay")
-    make_overlay(overlay, {"etc/machine.tab": table(chassis_type, switch, device), "etc/esa/mpu.conf": CONFIG})
+    make_overlay(overlay, {"etc/machine.tab": table(chassis_type, switch, device) + more,
+                           "etc/esa/mpu.conf": CONFIG})
     with open(path, "wb") as out:
         for part in (os.path.join(WORK, "root.gz"), overlay):
             with open(part, "rb") as file:
@@ -90,7 +91,7 @@ def ramdisk(work, chassis_type, switch, device="/dev/i2c-1"):
     return path
 
 
-def command(work, disk, bus, serial=None, console="file"):
+def command(work, disk, bus, serial=None, console="file", ports=("agent", "switch")):
     """The emulator's command line. `bus` is the simulator's socket, None for none; `serial` a line of the host."""
     with open(os.path.join(WORK, "kernel.path"), encoding="utf-8") as file:
         kernel = os.path.join(SOURCE, file.read().strip())
@@ -103,7 +104,7 @@ def command(work, disk, bus, serial=None, console="file"):
     if serial:
         words += ["-chardev", f"serial,path={serial},id=line", "-serial", "chardev:line"]
     words += ["-device", "virtio-serial-pci"]
-    for name in ("agent", "switch"):
+    for name in ports:
         words += ["-chardev", f"socket,path={os.path.join(work, name)},id={name}",
                   "-device", f"virtserialport,chardev={name},name={name}"]
     if bus:
