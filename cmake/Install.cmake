@@ -100,6 +100,10 @@ With it come the operator's command line, a development message switch and an
 enclosure simulator.")
 # The processor that the programs are for; the library's dependencies can be looked up on that kind of system only.
 if(CMAKE_CROSSCOMPILING)
+  # A system without Debian's package manager unpacks the tar file at its root.
+  list(APPEND CPACK_GENERATOR TGZ)
+  set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY OFF)
+  set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}_${PROJECT_VERSION}_${CMAKE_SYSTEM_PROCESSOR})
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
   set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
 else()

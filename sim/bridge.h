@@ -2,13 +2,14 @@
 // The far end of the serial I2C bridge: bytes of the line in, transfers on the bus, bytes of the answer out.
 
 #include "sim/bus.h"
+#include "sim/line.h"
 
 #include <chrono>
 #include <vector>
 
 namespace encsim {
 
-class Bridge {
+class Bridge : public Silenceable {
 public:
     using Clock = std::chrono::steady_clock;
 
@@ -21,9 +22,9 @@ public:
     /// everything up to the next silence junk; junk is never answered.
     std::vector<std::uint8_t> feed(std::span<const std::uint8_t> bytes, Clock::time_point now);
 
-    /// While silent the line takes everything and answers nothing; nothing reaches the bus.
-    void setSilent(bool silent);
-    bool silent() const { return silent_; }
+    /// While silent the line takes everything.
+    void setSilent(bool silent) override;
+    bool silent() const override { return silent_; }
 
 private:
     void take(std::uint8_t byte, std::vector<std::uint8_t>& answer);

@@ -5,18 +5,40 @@
 
 namespace encsim {
 
-std::string describe(const Transfer& transfer) {
-    char head[64];
-    std::snprintf(head, sizeof head, "%llu %s 0x%02x 0x%02x %u [", static_cast<unsigned long long>(transfer.number),
-                  transfer.read ? "read" : "write", unsigned{transfer.address}, unsigned{transfer.reg},
-                  transfer.length);
-    std::string text = head;
-    for (std::size_t i = 0; i < transfer.data.size(); ++i) {
+namespace {
+
+std::string inBrackets(std::span<const std::uint8_t> bytes) {
+    std::string text = "[";
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
         char byte[4];
-        std::snprintf(byte, sizeof byte, "%s%02x", i == 0 ? "" : " ", unsigned{transfer.data[i]});
+        std::snprintf(byte, sizeof byte, "%s%02x", i == 0 ? "" : " ", unsigned{bytes[i]});
         text += byte;
     }
-    return text + (transfer.acknowledged ? "] ack" : "] nack");
+    return text + "]";
+}
+
+const char* outcome(bool acknowledged) {
+    return acknowledged ? " ack" : " nack";
+}
+
+std::string describe(const Message_t& message) {
+    char head[16];
+    std::snprintf(head, sizeof head, "%s 0x%02x ", message.read ? "read" : "write", unsigned{message.address});
+    return head + inBrackets(message.data) + outcome(message.acknowledged);
+}
+
+} // namespace
+
+std::string describe(const Transfer& transfer) {
+    char head[64];
+    std::snprintf(head, sizeof head, "%llu %s 0x%02x 0x%02x %u ", static_cast<unsigned long long>(transfer.number),
+                  transfer.read ? "read" : "write", unsigned{transfer.address}, unsigned{transfer.reg},
+                  transfer.length);
+    std::string text = head + inBrackets(transfer.data) + outcome(transfer.acknowledged);
+    for (const Message_t& message : transfer.messages) {
+        text += (&message == &transfer.messages.front() ? " = " : ", ") + describe(message);
+    }
+    return text;
 }
 
 Device* Bus::device(std::uint8_t address) const {
@@ -46,7 +68,8 @@ bool Bus::read(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> o
             .reg = reg,
             .length = static_cast<unsigned>(out.size()),
             .data = std::move(bytes),
-            .acknowledged = acknowledged});
+            .acknowledged = acknowledged,
+            .messages = {}});
     return acknowledged;
 }
 
@@ -58,13 +81,95 @@ bool Bus::write(std::uint8_t address, std::uint8_t reg, std::span<const std::uin
             .reg = reg,
             .length = static_cast<unsigned>(data.size()),
             .data = {data.begin(), data.end()},
-            .acknowledged = acknowledged});
+            .acknowledged = acknowledged,
+            .messages = {}});
     return acknowledged;
 }
 
-void Bus::failNext(unsigned count, unsigned skip) {
+bool Bus::transfer(std::span<Message_t> messages) {
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        Message_t& message = messages[i];
+        Message_t* const next = i + 1 < messages.size() ? &messages[i + 1] : nullptr;
+        if (message.read) {
+            readOn(message);
+        } else if (message.data.size() == 1 && next != nullptr && next->read && next->address == message.address) {
+            readRegister(message, *next);
+            ++i;
+        } else {
+            writeRegister(message);
+        }
+        if (!messages[i].acknowledged) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void Bus::readRegister(Message_t& select, Message_t& wanted) {
+    const std::uint8_t address = select.address;
+    const std::uint8_t reg = select.data[0];
+    Device* const target = begin(address);
+    std::vector<std::uint8_t> bytes(wanted.data.size());
+    select.acknowledged = target != nullptr ? target->width(reg) != 0 : refused_ && failSecond_;
+    wanted.acknowledged = target != nullptr && (bytes.empty() || target->read(reg, bytes));
+    if (!wanted.acknowledged) {
+        bytes.clear();
+    }
+    pointers_[address] = reg;
+    const auto length = static_cast<unsigned>(wanted.data.size());
+    wanted.data = bytes;
+    finish({.read = true,
+            .address = address,
+            .reg = reg,
+            .length = length,
+            .data = std::move(bytes),
+            .acknowledged = wanted.acknowledged,
+            .messages = select.acknowledged ? std::vector{select, wanted} : std::vector{select}});
+}
+
+/* Without a register, as from a program that has set it in an earlier transfer, or asks whether anybody is there. */
+void Bus::readOn(Message_t& wanted) {
+    const std::uint8_t reg = pointers_[wanted.address];
+    Device* const target = begin(wanted.address);
+    const auto length = static_cast<unsigned>(wanted.data.size());
+    wanted.acknowledged = target != nullptr && (length == 0 || target->read(reg, wanted.data));
+    if (!wanted.acknowledged) {
+        wanted.data.clear();
+    }
+    finish({.read = true,
+            .address = wanted.address,
+            .reg = reg,
+            .length = length,
+            .data = wanted.data,
+            .acknowledged = wanted.acknowledged,
+            .messages = {wanted}});
+}
+
+void Bus::writeRegister(Message_t& message) {
+    if (!message.data.empty()) {
+        pointers_[message.address] = message.data[0];
+    }
+    const std::uint8_t reg = pointers_[message.address];
+    const auto data = std::span<const std::uint8_t>(message.data).subspan(message.data.empty() ? 0 : 1);
+    Device* const target = begin(message.address);
+    if (data.empty()) {
+        message.acknowledged = target != nullptr && (message.data.empty() || target->width(reg) != 0);
+    } else {
+        message.acknowledged = target != nullptr && target->write(reg, data);
+    }
+    finish({.read = false,
+            .address = message.address,
+            .reg = reg,
+            .length = static_cast<unsigned>(data.size()),
+            .data = {data.begin(), data.end()},
+            .acknowledged = message.acknowledged,
+            .messages = {message}});
+}
+
+void Bus::failNext(unsigned count, unsigned skip, bool atSecondMessage) {
     failures_ = count;
     skip_ = count == 0 ? 0 : skip;
+    failSecond_ = atSecondMessage;
 }
 
 void Bus::setSilent(std::uint8_t address, bool silent) {
@@ -76,10 +181,12 @@ void Bus::setSilent(std::uint8_t address, bool silent) {
 }
 
 Device* Bus::begin(std::uint8_t address) {
+    refused_ = false;
     if (failures_ != 0 && skip_ != 0) {
         --skip_;
     } else if (failures_ != 0) {
         --failures_;
+        refused_ = true;
         return nullptr;
     }
     return silent(address) ? nullptr : device(address);

@@ -14,6 +14,14 @@
 
 namespace encsim {
 
+/// One message of a transfer as a kernel gives it: between two messages the bus sees a repeated start.
+struct Message_t {
+    std::uint8_t address = 0;
+    bool read = false;
+    std::vector<std::uint8_t> data; // to be written; for a read as many as are wanted, and what was read
+    bool acknowledged = false;
+};
+
 struct Transfer {
     std::uint64_t number = 0; // from 1
     bool read = false;
@@ -22,9 +30,11 @@ struct Transfer {
     unsigned length = 0;
     std::vector<std::uint8_t> data; // written, or read; empty for a read that was not acknowledged
     bool acknowledged = false;
+    std::vector<Message_t> messages; // of which it was made; empty behind the serial bridge, which knows none
 };
 
 /// "17 read 0x41 0x04 1 [80] ack": number, direction, address, register, length, bytes, outcome.
+/// Where there are messages they follow: " = write 0x41 [04] ack, read 0x41 [80] ack".
 std::string describe(const Transfer& transfer);
 
 struct TransferCounts {
@@ -44,9 +54,13 @@ public:
     bool read(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> out);
     bool write(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data);
 
-    /// After `skip` more transfers the next `count` are not acknowledged, whoever they are for. Replaces an earlier
-    /// order; 0 ends it.
-    void failNext(unsigned count, unsigned skip);
+    /// The messages of one transfer, to the first that is not acknowledged; each then tells what became of it. True
+    /// when all of them were. A register written and then read is one transfer in the record.
+    bool transfer(std::span<Message_t> messages);
+
+    /// After `skip` more transfers the next `count` are not acknowledged, whoever they are for: the first message, or
+    /// the second of those that have one. Replaces an earlier order; 0 ends it.
+    void failNext(unsigned count, unsigned skip, bool atSecondMessage = false);
     unsigned failuresLeft() const { return failures_; }
     unsigned skipLeft() const { return skip_; }
 
@@ -66,11 +80,17 @@ private:
     /// The device that answers the transfer now starting; null when an injected fault or an empty address lets it fail.
     Device* begin(std::uint8_t address);
     void finish(Transfer transfer);
+    void readRegister(Message_t& select, Message_t& wanted);
+    void readOn(Message_t& wanted);
+    void writeRegister(Message_t& message);
 
     std::map<std::uint8_t, std::shared_ptr<Device>> devices_;
     std::set<std::uint8_t> silent_;
     unsigned failures_ = 0;
     unsigned skip_ = 0;
+    bool failSecond_ = false;
+    bool refused_ = false;                          // the transfer now going on fails by order
+    std::map<std::uint8_t, std::uint8_t> pointers_; // the register that a device was last told of
     std::uint64_t number_ = 0;
     TransferCounts counts_;
     std::deque<Transfer> remembered_;

@@ -167,17 +167,19 @@ std::string bus(Control& control, const Arguments& arguments) {
         busOf(control).failNext(0, 0);
         return {};
     }
-    const bool skips = arguments.size() == 4 && arguments.word(2) == "skip";
-    if (arguments.word(0) != "fail" || !(arguments.size() == 2 || skips)) {
-        throw Refused("usage: bus fail N [skip M], or: bus ok");
+    const bool second = arguments.size() > 2 && arguments.word(arguments.size() - 1) == "second";
+    const std::size_t words = arguments.size() - (second ? 1 : 0);
+    const bool skips = words == 4 && arguments.word(2) == "skip";
+    if (arguments.word(0) != "fail" || !(words == 2 || skips)) {
+        throw Refused("usage: bus fail N [skip M] [second], or: bus ok");
     }
     const unsigned count = arguments.whole(1, "number of transfers", 0, 1000000);
-    busOf(control).failNext(count, skips ? arguments.whole(3, "number to skip", 0, 1000000) : 0);
+    busOf(control).failNext(count, skips ? arguments.whole(3, "number to skip", 0, 1000000) : 0, second);
     return {};
 }
 
 std::string line(Control& control, const Arguments& arguments) {
-    control.bridge().setSilent(arguments.either(0, "silent", "ok"));
+    control.line().setSilent(arguments.either(0, "silent", "ok"));
     return {};
 }
 
@@ -297,7 +299,7 @@ constexpr Command kCommands[] = {
     {"temp", 2, 2, "temp N C", temp},
     {"volt", 3, 3, "volt N vcore|vinr0|3.3|5|12|-12|-5 VOLTS|ok", volt},
     {"chip", 2, 2, "chip ADDRESS silent|ok", chip},
-    {"bus", 1, 4, "bus fail N [skip M], or: bus ok", bus},
+    {"bus", 1, 5, "bus fail N [skip M] [second], or: bus ok", bus},
     {"line", 1, 1, "line silent|ok", line},
     {"alarm", 1, 2, "alarm STATE, alarm auto on|off, or alarm remind-after SECONDS", alarm},
     {"reg", 2, 3, "reg ADDRESS REGISTER [VALUE|free]", reg},

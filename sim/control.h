@@ -1,8 +1,8 @@
 #pragma once
 // The commands that change and show the world while the simulator runs.
 
-#include "sim/bridge.h"
 #include "sim/enclosure.h"
+#include "sim/line.h"
 
 #include <string>
 #include <string_view>
@@ -11,7 +11,7 @@ namespace encsim {
 
 class Control {
 public:
-    Control(Enclosure& enclosure, Bridge& bridge) : enclosure_(enclosure), bridge_(bridge) {}
+    Control(Enclosure& enclosure, Silenceable& line) : enclosure_(enclosure), line_(line) {}
 
     /// Carries out one command line. The reply is whole lines; the last is "ok", or "error: " and what would be right.
     /// An empty line is answered "ok". A refused command has changed nothing.
@@ -28,12 +28,12 @@ public:
 
     Enclosure& enclosure() { return enclosure_; }
     const Enclosure& enclosure() const { return enclosure_; }
-    Bridge& bridge() { return bridge_; }
-    const Bridge& bridge() const { return bridge_; }
+    Silenceable& line() { return line_; }
+    const Silenceable& line() const { return line_; }
 
 private:
     Enclosure& enclosure_;
-    Bridge& bridge_;
+    Silenceable& line_;
     bool quit_ = false;
     bool logging_ = false;
     double speed_ = 1.0;

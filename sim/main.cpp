@@ -1,7 +1,9 @@
-// encsim: a simulated enclosure behind a serial I2C bridge on a pseudo-terminal.
+// encsim: a simulated enclosure behind a serial I2C bridge on a pseudo-terminal, or as a virtual machine's I2C bus.
 
+#include "sim/bridge_line.h"
 #include "sim/client.h"
 #include "sim/server.h"
+#include "sim/vhost_line.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,6 +16,7 @@ namespace {
 struct Options {
     std::string chassis;
     std::string link = "/dev/enc-0";
+    std::string vhostUser;
     std::string control;
     std::string command;
     double speed = 1.0;
@@ -24,7 +27,10 @@ struct Options {
 void declare(CLI::App& app, Options& options) {
     CLI::Option* const chassis = app.add_option("--chassis", options.chassis, "the enclosure to be")
                                      ->check(CLI::IsMember(encsim::chassisNames()));
-    app.add_option("--link", options.link, "link made to the line")->capture_default_str();
+    CLI::Option* const link = app.add_option("--link", options.link, "link made to the line")->capture_default_str();
+    app.add_option("--vhost-user", options.vhostUser,
+                   "be the I2C bus of a virtual machine whose emulator connects here")
+        ->excludes(link);
     CLI::Option* const control = app.add_option("--control", options.control, "UNIX socket for commands");
     app.add_option("--send", options.command, "give the simulator that runs at --control this command, print its reply")
         ->needs(control)
@@ -36,32 +42,40 @@ void declare(CLI::App& app, Options& options) {
     app.add_flag("--quiet", options.quiet, "print \"ready\" and nothing else");
 }
 
+std::unique_ptr<encsim::Line> makeLine(const Options& options, encsim::Bus& bus) {
+    if (options.vhostUser.empty()) {
+        return std::make_unique<encsim::BridgeLine>(bus, options.link);
+    }
+    return std::make_unique<encsim::VhostLine>(bus, options.vhostUser);
+}
+
 void run(const Options& options) {
     encsim::Server::catchSignals();
     const std::unique_ptr<encsim::Enclosure> enclosure = encsim::makeEnclosure(options.chassis);
     enclosure->setFrozen(options.frozen);
-    encsim::Bridge bridge(enclosure->bus());
-    encsim::Control control(*enclosure, bridge);
+    const std::unique_ptr<encsim::Line> line = makeLine(options, enclosure->bus());
+    encsim::Control control(*enclosure, line->silenceable());
     control.setSpeed(options.speed);
 
-    encsim::Pty line(options.link);
     std::optional<encsim::Listener> listener;
     if (!options.control.empty()) {
         listener.emplace(options.control);
     }
     if (!options.quiet) {
-        std::printf("%s enclosure at %s (%s); commands here%s%s, \"help\" lists them\n", options.chassis.c_str(),
-                    line.link().c_str(), line.device().c_str(), listener ? " and at " : "", options.control.c_str());
+        std::printf("%s enclosure at %s; commands here%s%s, \"help\" lists them\n", options.chassis.c_str(),
+                    line->place().c_str(), listener ? " and at " : "", options.control.c_str());
     }
     std::puts("ready");
     std::fflush(stdout);
-    encsim::Server(control, line, listener ? &*listener : nullptr).run();
+    encsim::Server(control, *line, listener ? &*listener : nullptr).run();
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Simulated enclosure: chips, wiring and physics behind a serial I2C bridge.", "encsim");
+    CLI::App app(
+        "Simulated enclosure: chips, wiring and physics behind a serial I2C bridge or as a virtual machine's bus.",
+        "encsim");
     Options options;
     declare(app, options);
     try {

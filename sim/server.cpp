@@ -1,16 +1,11 @@
 #include "sim/server.h"
 
-#include "sim/unix_socket.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
-#include <fcntl.h>
 #include <poll.h>
-#include <stdexcept>
-#include <sys/stat.h>
+#include <sys/socket.h>
 
 namespace encsim {
 namespace {
@@ -26,22 +21,6 @@ extern "C" void stop(int) {
     stopping = 1;
 }
 
-/// Removes a socket that a simulator which has died left behind; a file of another kind stays.
-void clearStale(const sockaddr_un& address) {
-    struct stat there {};
-    if (lstat(address.sun_path, &there) != 0 || !S_ISSOCK(there.st_mode)) {
-        return;
-    }
-    const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (connect(probe.get(), generic(address), sizeof address) == 0) {
-        throw std::runtime_error(std::string("another process serves ") + address.sun_path +
-                                 "; stop it or give another --control");
-    }
-    if (errno == ECONNREFUSED) {
-        unlink(address.sun_path);
-    }
-}
-
 /// Carries out every whole line of `text` and removes it; the replies, one after another.
 std::string runLines(Control& control, std::string& text) {
     std::string replies;
@@ -53,20 +32,6 @@ std::string runLines(Control& control, std::string& text) {
 }
 
 } // namespace
-
-Listener::Listener(std::string path) : path_(std::move(path)) {
-    const sockaddr_un address = socketAddress(path_);
-    clearStale(address);
-    fd_ = Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (fd_.get() < 0 || bind(fd_.get(), generic(address), sizeof address) != 0 || listen(fd_.get(), 8) != 0) {
-        throw std::runtime_error("cannot listen at " + path_ + ": " + std::strerror(errno) +
-                                 "; give another --control");
-    }
-}
-
-Listener::~Listener() {
-    unlink(path_.c_str());
-}
 
 void Server::catchSignals() {
     struct sigaction action {};
@@ -89,9 +54,10 @@ void Server::run() {
     sigset_t none;
     sigemptyset(&none);
     while (stopping == 0 && !control_.quitRequested()) {
-        std::vector<pollfd> watched = {{line_.fd(), POLLIN, 0},
-                                       {terminalOpen_ ? STDIN_FILENO : -1, POLLIN, 0},
-                                       {listener_ != nullptr ? listener_->fd() : -1, POLLIN, 0}};
+        std::vector<pollfd> watched = line_.watched();
+        const std::size_t terminal = watched.size();
+        watched.push_back({terminalOpen_ ? STDIN_FILENO : -1, POLLIN, 0});
+        watched.push_back({listener_ != nullptr ? listener_->fd() : -1, POLLIN, 0});
         for (const Peer& peer : peers_) {
             watched.push_back({peer.fd.get(), static_cast<short>(peer.out.empty() ? POLLIN : POLLIN | POLLOUT), 0});
         }
@@ -100,41 +66,27 @@ void Server::run() {
         if (ready <= 0) {
             continue;
         }
-        if (watched[0].revents != 0) {
-            serveLine();
-        }
-        if (watched[1].revents != 0) {
+        line_.serve(std::span(watched).first(terminal));
+        printTransfers();
+        if (watched[terminal].revents != 0) {
             serveTerminal();
         }
-        std::size_t at = 3;
+        std::size_t at = terminal + 2;
         for (Peer& peer : peers_) {
             servePeer(peer, watched[at++].revents);
         }
         peers_.remove_if([](const Peer& peer) { return peer.closing; });
-        if (watched[2].revents != 0) {
+        if (watched[terminal + 1].revents != 0) {
             acceptPeer();
         }
     }
 }
 
 void Server::passTime() {
-    const auto now = Bridge::Clock::now();
-    const std::chrono::duration<double> passed = std::min<Bridge::Clock::duration>(now - last_, kLongestPause);
+    const auto now = Clock::now();
+    const std::chrono::duration<double> passed = std::min<Clock::duration>(now - last_, kLongestPause);
     last_ = now;
     control_.enclosure().advance(passed.count() * control_.speed());
-}
-
-void Server::serveLine() {
-    std::uint8_t bytes[4096];
-    const ssize_t count = read(line_.fd(), bytes, sizeof bytes);
-    if (count <= 0) {
-        return;
-    }
-    const auto answer =
-        control_.bridge().feed(std::span(bytes).first(static_cast<std::size_t>(count)), Bridge::Clock::now());
-    // A line nobody reads from loses what does not fit, as a serial line does.
-    (void)!write(line_.fd(), answer.data(), answer.size());
-    printTransfers();
 }
 
 void Server::serveTerminal() {

@@ -1,35 +1,20 @@
 #pragma once
-// The one loop: bridge line, control socket, terminal, passing time.
+// The one loop: line, control socket, terminal, passing time.
 
 #include "sim/control.h"
-#include "sim/descriptor.h"
-#include "sim/pty.h"
+#include "sim/line.h"
+#include "sim/listener.h"
 
+#include <chrono>
 #include <list>
 #include <string>
 
 namespace encsim {
 
-/// A UNIX stream socket that listens at a path, and removes it at the end.
-class Listener {
-public:
-    /// A socket nobody answers at any more is replaced. Throws std::runtime_error when the path is taken otherwise.
-    explicit Listener(std::string path);
-    ~Listener();
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-
-    int fd() const { return fd_.get(); }
-
-private:
-    std::string path_;
-    Descriptor fd_;
-};
-
 class Server {
 public:
     /// `listener` may be null: no control socket.
-    Server(Control& control, Pty& line, const Listener* listener)
+    Server(Control& control, Line& line, const Listener* listener)
         : control_(control), line_(line), listener_(listener) {}
 
     /// Runs until the command "quit", SIGINT or SIGTERM; catchSignals() must have been called before.
@@ -39,6 +24,8 @@ public:
     static void catchSignals();
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     struct Peer {
         Descriptor fd;
         std::string in, out;
@@ -46,7 +33,6 @@ private:
     };
 
     void passTime();
-    void serveLine();
     void serveTerminal();
     void acceptPeer();
     void servePeer(Peer& peer, short events);
@@ -54,13 +40,13 @@ private:
     void printTransfers();
 
     Control& control_;
-    Pty& line_;
+    Line& line_;
     const Listener* listener_;
     std::list<Peer> peers_;
     std::string terminal_;
     bool terminalOpen_ = true;
     std::uint64_t printed_ = 0;
-    Bridge::Clock::time_point last_ = Bridge::Clock::now();
+    Clock::time_point last_ = Clock::now();
 };
 
 } // namespace encsim

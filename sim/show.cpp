@@ -102,7 +102,7 @@ json busJson(const Control& control) {
             silent.push_back(hexByte(address));
         }
     }
-    return {{"line", control.bridge().silent() ? "silent" : "ok"},
+    return {{"line", control.line().silent() ? "silent" : "ok"},
             {"silent", silent},
             {"failNext", bus.failuresLeft()},
             {"failSkip", bus.skipLeft()}};

@@ -5,6 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <stdio_ext.h>
+#include <unistd.h>
+
 #include "trace_private.h"
 
 namespace {
@@ -47,6 +50,23 @@ std::string_view currentText() {
     return {traceData.infoBuf, strnlen(traceData.infoBuf, sizeof traceData.infoBuf - 1)};
 }
 
+/** Whether nothing of an earlier line waits in the stream: one that could not be written stays there. */
+bool isFlushed(FILE* stream) {
+    return __fpending(stream) == 0;
+}
+
+/** Puts a whole line into the file. The stream is passed by where that cannot change the order of the bytes. */
+void writeLine(const CHAR_t* line, std::size_t length) {
+    FILE* stream = traceStream();
+    const int fd = isFlushed(stream) ? fileno(stream) : -1;
+    const ssize_t written = fd < 0 ? 0 : write(fd, line, length);
+    const std::size_t done = written < 0 ? 0 : static_cast<std::size_t>(written);
+    if (done < length) {
+        (void)std::fwrite(line + done, 1, length - done, stream);
+        (void)std::fflush(stream);
+    }
+}
+
 /** A line that is put together first and then reaches the stream, and the file, in one piece. */
 struct Line {
     CHAR_t buffer[PREFIX_SIZE + TRC_K_INFO_SIZE + 1];
@@ -56,8 +76,7 @@ struct Line {
         TraceText rest(buffer + preBuf.length(), static_cast<U32_t>(sizeof buffer) - preBuf.length());
         rest.add(text);
         rest.add("\n");
-        (void)std::fwrite(buffer, 1, preBuf.length() + rest.length(), traceStream());
-        (void)std::fflush(traceStream());
+        writeLine(buffer, preBuf.length() + rest.length());
     }
 };
 
@@ -195,7 +214,7 @@ void TRACE__info(const CHAR_t* file, const CHAR_t* function, U32_t line, const C
     traceBeginCall(0, file, function, line);
     va_list args;
     va_start(args, format);
-    endText(std::vsnprintf(traceData.infoBuf, sizeof traceData.infoBuf, format, args));
+    endText(traceFormat(traceData.infoBuf, sizeof traceData.infoBuf, format, args));
     va_end(args);
     (void)TRACE__logInfo(1, 0);
 }
@@ -204,7 +223,7 @@ void TRACE__infoBugCheck(const CHAR_t* file, const CHAR_t* function, U32_t line,
     traceBeginCall(0, file, function, line);
     va_list args;
     va_start(args, format);
-    endText(std::vsnprintf(traceData.infoBuf, sizeof traceData.infoBuf, format, args));
+    endText(traceFormat(traceData.infoBuf, sizeof traceData.infoBuf, format, args));
     va_end(args);
     (void)TRACE__logInfo(1, 1);
     std::abort(); // never reached: the bug check has ended the process

@@ -2,6 +2,8 @@
 
 #include "sim/control.h"
 
+#include "sim/bridge.h"
+
 #include "hex.h"
 
 #include <gmock/gmock.h>
@@ -149,6 +151,23 @@ TEST(Control, BusFailsTheOrderedTransfers) {
     EXPECT_EQ(rig("bus fail 9"), "ok\n");
     EXPECT_EQ(rig("bus ok"), "ok\n");
     EXPECT_EQ(rig.read(0x41, 0x10), "ff");
+}
+
+TEST(Control, BusFailsAtTheSecondMessage) {
+    Rig rig("vsc055");
+    EXPECT_EQ(rig("bus fail 1 skip 1 second"), "ok\n");
+    const auto transfer = [&rig] {
+        Message_t messages[] = {{0x41, false, {0x10}, false}, {0x41, true, {0}, false}};
+        (void)rig.enclosure->bus().transfer(messages);
+        return std::pair(messages[0].acknowledged, messages[1].acknowledged);
+    };
+    EXPECT_EQ(transfer(), std::pair(true, true));
+    EXPECT_EQ(transfer(), std::pair(true, false));
+    EXPECT_EQ(transfer(), std::pair(true, true));
+    EXPECT_EQ(rig("bus fail 1 second"), "ok\n");
+    EXPECT_EQ(transfer(), std::pair(true, false));
+    EXPECT_EQ(rig("bus fail 1"), "ok\n");
+    EXPECT_EQ(transfer(), std::pair(false, false));
 }
 
 TEST(Control, LineGoesSilent) {
@@ -336,9 +355,9 @@ TEST(Control, RefusalsSayWhatWouldBeRightAndChangeNothing) {
         {"sensor 0 set", "error: \"set\" takes one value after it\n"},
         {"sensor 0 set 126", "error: temperature is \"126\"; it must be a number from -55 to 125\n"},
         {"volt 0 5 5", "error: this chassis has no voltage monitor\n"},
-        {"bus fail", "error: usage: bus fail N [skip M], or: bus ok\n"},
-        {"bus fail 1 skip", "error: usage: bus fail N [skip M], or: bus ok\n"},
-        {"bus break 1", "error: usage: bus fail N [skip M], or: bus ok\n"},
+        {"bus fail", "error: usage: bus fail N [skip M] [second], or: bus ok\n"},
+        {"bus fail 1 skip", "error: usage: bus fail N [skip M] [second], or: bus ok\n"},
+        {"bus break 1", "error: usage: bus fail N [skip M] [second], or: bus ok\n"},
         {"line dead", "error: \"dead\" must be \"silent\" or \"ok\"\n"},
         {"speed 0", "error: speed is \"0\"; it must be a number from 0.01 to 1000\n"},
         {"show --xml", "error: \"--xml\" must be --json, or nothing\n"},

@@ -1,0 +1,152 @@
+#include "sim/virtio_i2c.h"
+
+#include <algorithm>
+
+namespace encsim {
+namespace {
+
+constexpr std::size_t HEADER = 8; /* le16 address shifted left by one, le16 zero, le32 flags */
+constexpr unsigned FAIL_NEXT = 1;
+constexpr unsigned READ = 2;
+
+constexpr std::uint8_t DONE = 0;
+constexpr std::uint8_t FAILED = 1;
+
+/** Far more than any register of the chips takes; a request for more is refused. */
+constexpr std::size_t LARGEST_MESSAGE = 4096;
+
+struct Request_t {
+    Chain_t chain;
+    bool more = false;  /**< the next request belongs to the same transfer */
+    bool valid = false; /**< a message for the bus */
+    Message_t message;
+};
+
+std::uint64_t sizeOf(const auto& buffers) {
+    std::uint64_t size = 0;
+    for (const auto& buffer : buffers) {
+        size += buffer.size();
+    }
+    return size;
+}
+
+/** The readable bytes, however they are cut into buffers; empty when there are more than any request has. */
+std::vector<std::uint8_t> gathered(const Chain_t& chain) {
+    std::vector<std::uint8_t> all;
+    if (sizeOf(chain.readable) <= HEADER + LARGEST_MESSAGE) {
+        for (const auto& buffer : chain.readable) {
+            all.insert(all.end(), buffer.begin(), buffer.end());
+        }
+    }
+    return all;
+}
+
+Request_t decode(Chain_t chain) {
+    Request_t request{.chain = std::move(chain), .more = false, .valid = false, .message = {}};
+    const std::uint64_t room = sizeOf(request.chain.writable);
+    if (!request.chain.valid || room == 0 || room > LARGEST_MESSAGE + 1) {
+        return request;
+    }
+    const std::vector<std::uint8_t> bytes = gathered(request.chain);
+    if (bytes.size() < HEADER) {
+        return request;
+    }
+    const unsigned address = bytes[0] | bytes[1] << 8;
+    const unsigned flags = bytes[4] | bytes[5] << 8 | bytes[6] << 16 | unsigned{bytes[7]} << 24;
+    const bool read = (flags & READ) != 0;
+    request.more = (flags & FAIL_NEXT) != 0;
+    request.valid = address <= 0xFE && address % 2 == 0 && (read ? bytes.size() == HEADER : room == 1);
+    request.message.address = static_cast<std::uint8_t>(address >> 1);
+    request.message.read = read;
+    request.message.data.assign(bytes.begin() + HEADER, bytes.end());
+    if (read && request.valid) {
+        request.message.data.resize(static_cast<std::size_t>(room - 1));
+    }
+    return request;
+}
+
+/** The status is the last of the writable bytes. */
+void setStatus(const Chain_t& chain, std::uint8_t status) {
+    const auto last = std::find_if(chain.writable.rbegin(), chain.writable.rend(),
+                                   [](const auto& buffer) { return !buffer.empty(); });
+    if (last != chain.writable.rend()) {
+        last->back() = status;
+    }
+}
+
+void setData(const Chain_t& chain, std::span<const std::uint8_t> bytes) {
+    for (const std::span<std::uint8_t> buffer : chain.writable) {
+        const std::size_t count = std::min(buffer.size(), bytes.size());
+        std::copy_n(bytes.begin(), count, buffer.begin());
+        bytes = bytes.subspan(count);
+    }
+}
+
+/** Writes data and status; how many of the writable bytes hold what the device says, counted from the first. */
+std::uint32_t answer(const Request_t& request) {
+    const bool done = request.valid && request.message.acknowledged;
+    if (done && request.message.read) {
+        setData(request.chain, request.message.data);
+    }
+    setStatus(request.chain, done ? DONE : FAILED);
+    return done ? static_cast<std::uint32_t>(sizeOf(request.chain.writable)) : 0;
+}
+
+using Transfer_t = std::vector<Request_t>;
+
+/** Takes the next transfer; nothing when none waits. One that is cut off is taken only when `allThere`. */
+Transfer_t takeTransfer(Virtqueue& queue, bool allThere) {
+    Transfer_t requests;
+    do {
+        auto chain = queue.peek(static_cast<unsigned>(requests.size()));
+        if (!chain && !allThere) {
+            return {};
+        }
+        if (!chain) {
+            break;
+        }
+        requests.push_back(decode(std::move(*chain)));
+    } while (requests.back().more);
+    queue.take(static_cast<unsigned>(requests.size()));
+    return requests;
+}
+
+void takeTransfers(Virtqueue& queue, std::vector<Transfer_t>& all, bool allThere) {
+    for (Transfer_t one = takeTransfer(queue, allThere); !one.empty(); one = takeTransfer(queue, allThere)) {
+        all.push_back(std::move(one));
+    }
+}
+
+void carryOut(Transfer_t& requests, Bus& bus) {
+    if (!std::all_of(requests.begin(), requests.end(), [](const Request_t& request) { return request.valid; })) {
+        return;
+    }
+    std::vector<Message_t> messages;
+    for (const Request_t& request : requests) {
+        messages.push_back(request.message);
+    }
+    (void)bus.transfer(messages); // each message tells of itself
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+        requests[i].message = messages[i];
+    }
+}
+
+} // namespace
+
+bool serveRequests(Virtqueue& queue, Bus& bus) {
+    /* Nothing is given back before the driver knows of what it shall tell next. It adds no message of its next
+       transfer before this one is given back, so it tells of each transfer, and when the transfer is whole. */
+    std::vector<Transfer_t> transfers;
+    takeTransfers(queue, transfers, true);
+    queue.askForNotification();
+    takeTransfers(queue, transfers, false);
+    for (Transfer_t& transfer : transfers) {
+        carryOut(transfer, bus);
+        for (const Request_t& request : transfer) {
+            queue.push(request.chain, answer(request));
+        }
+    }
+    return !transfers.empty();
+}
+
+} // namespace encsim

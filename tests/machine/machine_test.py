@@ -1,0 +1,176 @@
+#!/usr/bin/env python3
+"""The package for the product's processor in the product's kind of machine, on a real kernel's I2C bus.
+
+The same life is lived by this machine's own build, over the serial bridge; what was to be seen of both is compared.
+"""
+
+import json
+import os
+import re
+import time
+import unittest
+
+import life
+import machine
+import places
+
+natives = {}
+
+
+def native(chassis):
+    if chassis not in natives:
+        natives[chassis] = places.native(chassis)
+    return natives[chassis]
+
+
+def messages_of(transfer):
+    """The messages that a transfer of the adapter is made of, as the simulator writes them, all acknowledged."""
+    _, kind, address, register, _, data = re.fullmatch(r"(\d+) (read|write) (\S+) 0x(..) (\d+) \[(.*)\] ack",
+                                                       transfer).groups()
+    if kind == "write":
+        return f"write {address} [{register} {data}] ack"
+    return f"write {address} [{register}] ack, read {address} [{data}] ack"
+
+
+def kind_of(message):
+    """A word for a message of the adapter."""
+    protocol, kind = message[12], life.word(message, 12) & 0xFFFFFF
+    if protocol == 8:
+        return f"event {message[214] << 8 | message[215]}/{message[211]}"
+    return {(12, 14): "led", (12, 16): "email", (13, 1): "shutdown", (12, 1): "init"}.get((protocol, kind), "reply")
+
+
+def step(record, name):
+    """The kinds of messages that the adapter sent in one step of its life."""
+    kinds, inside = [], False
+    for what, content in record.seen:
+        if what == "step":
+            inside = content == name.encode()
+        elif inside and what == "from":
+            kinds.append(kind_of(content))
+    return kinds
+
+
+class LifeTest(unittest.TestCase):
+    maxDiff = 2000
+
+    def same(self, here, there):
+        self.assertEqual([text for text, _ in here.seen], [text for text, _ in there.seen])
+        for at, (one, other) in enumerate(zip(here.seen, there.seen)):
+            self.assertEqual((one[0], one[1].hex()), (other[0], other[1].hex()), f"message {at}")
+        self.assertEqual(here.transfers(), there.transfers())
+        self.assertEqual(here.events, there.events)
+        self.assertEqual(here.trace.splitlines(), there.trace.splitlines())
+
+    def lived(self, record):
+        """What every chassis does in its life, said without a comparison."""
+        self.assertEqual(["init", "reply"], step(record, "start"))
+        self.assertEqual(["reply", "reply"], step(record, "healthy"))
+        self.assertEqual(["event 7/2", "led", "email", "reply"], step(record, "a fan stalls"))
+        self.assertEqual(["event 7/2", "led", "reply"], step(record, "the fan turns again"))
+        self.assertIn("event 6/2", step(record, "a supply fails"))
+        self.assertIn("event 6/1", step(record, "the supply is well again"))
+        self.assertIn("event 8/2", step(record, "warm"))
+        self.assertEqual(2, step(record, "too hot: shut down").count("shutdown"))
+        self.assertIn("event 8/1", step(record, "cool again"))
+        self.assertEqual(["event 5/2", "reply", "reply"], step(record, "LEDs of three drives"))
+        self.assertIn("led", step(record, "the bus is back"))
+
+    def on_the_kernels_bus(self, chassis):
+        there = places.in_machine(chassis)
+        self.same(native(chassis), there)
+        self.lived(there)
+        self.assertEqual(0, there.unaligned, "accesses that the kernel had to mend")
+        failed = 0
+        for line in there.log:
+            transfer, messages = line.split(" = ")
+            if transfer.endswith(" ack"):
+                self.assertEqual(messages_of(transfer), messages)
+            else:
+                failed += 1
+        self.assertGreater(failed, 2)
+        middle = [line for line in there.log if re.search(r" = write \S+ \[..\] ack, read \S+ \[\] nack$", line)]
+        self.assertEqual(1, len(middle), "a read that nobody acknowledged behind the repeated start")
+
+    def test_vsc055_lives_on_the_kernels_bus_as_behind_the_bridge(self):
+        self.on_the_kernels_bus("vsc055")
+
+    def test_quadra_lives_on_the_kernels_bus_as_behind_the_bridge(self):
+        self.on_the_kernels_bus("quadra")
+
+    def test_xyratex_lives_on_the_kernels_bus_as_behind_the_bridge(self):
+        self.on_the_kernels_bus("xyratex")
+
+    def test_chenbro_lives_on_the_kernels_bus_as_behind_the_bridge(self):
+        self.on_the_kernels_bus("chenbro")
+
+    def test_w83782d_lives_on_the_kernels_bus_as_behind_the_bridge(self):
+        self.on_the_kernels_bus("w83782d")
+
+    def test_vsc055_lives_on_a_serial_port_as_on_a_pseudo_terminal(self):
+        there = places.in_machine("vsc055", serial=True)
+        self.same(native("vsc055"), there)
+        self.lived(there)
+
+
+class ProductTest(unittest.TestCase):
+    """The installed package, started by the machine's init, with its own switch and the operator's tool."""
+
+    @staticmethod
+    def esactl(run, words):
+        status, out, err = run.do("run /usr/bin/esactl --timeout 60 " + words)
+        return status, out.decode(), err.decode()
+
+    def status(self, run):
+        # The exit status tells the health of the enclosure, except for its lowest bits.
+        status, out, err = self.esactl(run, "status --json")
+        self.assertEqual(0, status & 7, err)
+        return json.loads(out)
+
+    def test_every_chassis_shows_its_elements(self):
+        for chassis in places.CHASSIS:
+            with self.subTest(chassis), places.booted(chassis, machine.SWITCH) as (run, simulator):
+                shown = self.status(run)
+                world = json.loads(simulator("show --json"))
+                self.assertEqual(len(world["drives"]), len(shown["drives"]))
+                self.assertEqual(len(world["fans"]), len(shown["fans"]))
+                self.assertEqual(len(world["supplies"]), len(shown["power_supplies"]))
+                self.assertEqual([True] * len(shown["fans"]), [fan["running"] for fan in shown["fans"]])
+
+    def test_operator_lights_a_led_and_sees_a_fan_stall(self):
+        with places.booted("vsc055", machine.SWITCH) as (run, simulator):
+            self.status(run)
+            self.assertEqual(0, self.esactl(run, "led 3 on")[0])
+            lit = [drive["index"] for drive in json.loads(simulator("show --json"))["drives"] if drive["led"]]
+            self.assertEqual([3], lit)
+            simulator("fan 1 stall")
+            turning = [fan["running"] for fan in self.status(run)["fans"]]
+            self.assertEqual([True, False, True], turning)
+
+    def test_bus_that_answers_nothing_for_a_while_is_waited_for(self):
+        with places.booted("vsc055", machine.SWITCH) as (run, simulator):
+            before = self.status(run)
+            simulator("line silent")
+            simulator("transfers reset")
+            time.sleep(3)
+            self.assertEqual("total 0", simulator("transfers")[:7])
+            simulator("line ok")
+            after = self.status(run)
+            self.assertEqual(before["fans"], after["fans"])
+            self.assertNotEqual("0", run.output("pid esa"))
+
+    def test_memory_and_stack(self):
+        with places.booted("vsc055", machine.SWITCH) as (run, _):
+            self.status(run)
+            for name in ("esa", "msm"):
+                status = run.read(f"/proc/{run.output('pid ' + name)}/status")
+                resident = int(re.search(r"VmRSS:\s+(\d+) kB", status).group(1))
+                print(f"\nresident memory of {name}: {resident} kB")
+            maps = run.read(f"/proc/{run.output('pid esa')}/smaps")
+            stack = int(re.search(r"\[stack\]\n(?:.*\n)*?Rss:\s+(\d+) kB", maps).group(1))
+            print(f"stack that the adapter has touched: {stack} kB")
+            self.assertLessEqual(stack, 16)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,145 @@
+"""Where a life is lived: on this machine, or in the product's kind of machine."""
+
+import contextlib
+import json
+import os
+import socket
+import subprocess
+import tempfile
+import time
+
+import life
+import machine
+
+PATIENCE = 120
+
+# Type of the parameter block; what the status page lists: drives, supplies, fans, temperature records.
+CHASSIS = {
+    "vsc055": (5, {"drives": 16, "supplies": 2, "fans": 3, "records": 3}),
+    "quadra": (3, {"drives": 16, "supplies": 3, "fans": 3, "records": 3}),
+    "xyratex": (2, {"drives": 12, "supplies": 2, "fans": 8, "records": 2}),
+    "chenbro": (4, {"drives": 16, "supplies": 3, "fans": 6, "records": 4}),
+    "w83782d": (6, {"drives": 16, "supplies": 2, "fans": 3, "records": 3}),
+}
+KEY = 0x64
+
+
+def program(name):
+    return os.path.join(os.environ["ESA_PROGRAM_DIR"], name)
+
+
+@contextlib.contextmanager
+def started(words, ready, log, **options):
+    """A program that runs as long as the block; it is ready when `ready` is in its output, the file `log`."""
+    with open(log, "wb") as out:
+        process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=out, stderr=subprocess.STDOUT, **options)
+    try:
+        end = time.monotonic() + PATIENCE
+        while ready and ready not in read(log):
+            if process.poll() is not None or time.monotonic() > end:
+                raise RuntimeError(f"{words[0]} does not start: {read(log)}")
+            time.sleep(0.02)
+        yield process
+    finally:
+        process.terminate()
+        process.wait()
+
+
+def read(path):
+    with open(path, encoding="utf-8", errors="replace") as file:
+        return file.read()
+
+
+class Record:
+    """All that was to be seen of a life."""
+
+    def __init__(self, lived, log, trace, events):
+        self.seen = lived.seen
+        self.log = log.splitlines()
+        self.trace = life.stripped_trace(trace)
+        self.events = [{key: value for key, value in json.loads(line).items() if key != "time"}
+                       for line in events.splitlines()]
+
+    def transfers(self):
+        """The simulator's log without the kernel's messages, which the serial bridge has none of."""
+        return [line.split(" = ")[0] for line in self.log]
+
+
+def counts_of(chassis, simulator):
+    world = json.loads(simulator("show --json"))
+    return {**CHASSIS[chassis][1], "sensors": len(world["sensors"])}
+
+
+def live(chassis, connection, simulator):
+    lived = life.Life(connection, simulator)
+    lived.live(counts_of(chassis, simulator))
+    return lived
+
+
+def simulated(chassis, work, *where):
+    control = os.path.join(work, "control")
+    return control, started([program("encsim"), "--chassis", chassis, "--frozen", "--control", control, *where],
+                            "ready\n", os.path.join(work, "encsim.out"))
+
+
+def native(chassis):
+    """The adapter of this machine's own build, over the serial bridge on a pseudo-terminal."""
+    with contextlib.ExitStack() as stack:
+        work = stack.enter_context(tempfile.TemporaryDirectory(prefix="esa-native."))
+        link = os.path.join(work, "enc-0")
+        control, running = simulated(chassis, work, "--link", link)
+        stack.enter_context(running)
+        server = machine.listener(os.path.join(work, "esadapter"))
+        stack.callback(server.close)
+        config = os.path.join(work, "mpu.conf")
+        with open(config, "w", encoding="utf-8") as file:
+            file.write(machine.CONFIG.replace("/run/esa", work).replace("/var/log/esa", work))
+        key = str(0x45000000 + os.getpid())
+        subprocess.run([program("mpuparams"), "create", "--key", key, "--config", config], check=True,
+                       stdout=subprocess.DEVNULL)
+        stack.callback(subprocess.run, [program("mpuparams"), "delete", "--key", key], check=False)
+        subprocess.run([program("mpuparams"), "set", "--key", key, f"chassisType={CHASSIS[chassis][0]}",
+                        "flags+=RcpComplete"], check=True, stdout=subprocess.DEVNULL)
+        own_dev = os.path.join(machine.SOURCE, "tests", "system", "own_dev")
+        stack.enter_context(started([own_dev, os.path.join(work, "dev"), link, program("esa"), key], "",
+                                    os.path.join(work, "esa.out")))
+        connection = server.accept()[0]
+        stack.callback(connection.close)
+        simulator = life.Simulator(control)
+        stack.callback(simulator.close)
+        lived = live(chassis, connection, simulator)
+        events = os.path.join(work, "altevents.jsonl")
+        return Record(lived, simulator("log 10000"), read(os.path.join(work, "esa_01.log")),
+                      read(events) if os.path.exists(events) else "")
+
+
+@contextlib.contextmanager
+def booted(chassis, switch, serial=False, frozen=True):
+    """A machine with the chassis on its kernel's I2C bus, or behind its second serial port, and the simulator."""
+    with contextlib.ExitStack() as stack:
+        work = stack.enter_context(tempfile.TemporaryDirectory(prefix="esa-machine."))
+        bus = None if serial else os.path.join(work, "bus")
+        link = os.path.join(work, "enc-0")
+        control, running = simulated(chassis, work, *(["--link", link] if serial else ["--vhost-user", bus]))
+        stack.enter_context(running)
+        disk = machine.ramdisk(work, CHASSIS[chassis][0], switch, "/dev/ttyS1" if serial else "/dev/i2c-1")
+        run = machine.Machine(stack, work, disk, bus, os.path.realpath(link) if serial else None)
+        simulator = life.Simulator(control)
+        stack.callback(simulator.close)
+        if not frozen:
+            simulator("thaw")
+        try:
+            yield run, simulator
+        except (EOFError, TimeoutError) as error:
+            raise RuntimeError(f"{error}; the machine's console:\n{run.said()}") from error
+
+
+def in_machine(chassis, serial=False):
+    """The adapter of the package in the machine; the switch's end is held here."""
+    with booted(chassis, machine.RELAY, serial) as (run, simulator):
+        lived = live(chassis, run.switch, simulator)
+        status, events, _ = run.do("read /var/log/esa/altevents.jsonl")
+        record = Record(lived, simulator("log 10000"), run.read("/var/log/esa/esa_01.log"),
+                        events.decode() if status == 0 else "")
+        record.unaligned = int(run.read("/sys/kernel/debug/powerpc/emulated_instructions/unaligned"), 0)
+        return record
