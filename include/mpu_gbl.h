@@ -174,8 +174,8 @@ MPU_PARAMS_OFFSET(adapters, 736);
  */
 [[nodiscard]] const MPU_PARAMS_t* MPU_getMpuParams(int key);
 
-/** The same, and stores the segment's id in `*shmid` (-1 when there is none). */
-[[nodiscard]] const MPU_PARAMS_t* MPU_getMpuParamsAndShmid(S32_t* shmid, int key);
+/** The same, and stores the segment's id in `*pShmid` (-1 when there is none). */
+[[nodiscard]] const MPU_PARAMS_t* MPU_getMpuParamsAndShmid(S32_t* pShmid, int key);
 
 /** Detaches a block that this process got or created; returns shmdt's result (0, or -1 with errno set). */
 int MPU_detachMpuParams(const MPU_PARAMS_t* params);
@@ -186,12 +186,12 @@ int MPU_deleteMpuParams(S32_t shmid);
 /**
  * Creates the parameter block of `key` (an older one of that key is replaced) and fills it from the text file
  * that the environment names in NONXML_FILE, or else from a binary image in network byte order: CONFIG_FILE, or
- * configMpu.bin in PROJDIR. Stores the segment's id in `*shmid`. Returns the attached block, or nullptr after a
- * report on standard error; nothing is left behind then, and `*shmid` is -1 if a segment had been made.
+ * configMpu.bin in PROJDIR. Stores the segment's id in `*pShmid`. Returns the attached block, or nullptr after a
+ * report on standard error; nothing is left behind then, and `*pShmid` is -1 if a segment had been made.
  *
  * A text file decides about every field, `version` included: what it does not name is 0.
  */
-[[nodiscard]] MPU_PARAMS_t* MPU_createMpuParams(S32_t* shmid, int key);
+[[nodiscard]] MPU_PARAMS_t* MPU_createMpuParams(S32_t* pShmid, int key);
 
 /**
  * Turns every integer of the block from network byte order into the host's, or back: it is its own inverse. Bytes
@@ -245,15 +245,15 @@ inline MPU_MUTEX_t* MPU_cmapMutex(CmapParams_t* params) {
 /** Attaches the CMAP block of `key`, whatever its version. Returns nullptr after a report on standard error. */
 [[nodiscard]] CmapParams_t* MPU_getCmapParams(int key);
 
-/** The same, and stores the segment's id in `*shmid` (-1 when there is none). */
-[[nodiscard]] CmapParams_t* MPU_getCmapParamsAndShmid(S32_t* shmid, int key);
+/** The same, and stores the segment's id in `*pShmid` (-1 when there is none). */
+[[nodiscard]] CmapParams_t* MPU_getCmapParamsAndShmid(S32_t* pShmid, int key);
 
 /**
  * Creates the CMAP block of `key` (an older one is replaced): all zero but the version, the semaphore at 0, the
- * mutex free, both usable by every process. Stores the segment's id in `*shmid`. Returns the attached block, or
+ * mutex free, both usable by every process. Stores the segment's id in `*pShmid`. Returns the attached block, or
  * nullptr after a report on standard error, with no segment left behind.
  */
-[[nodiscard]] CmapParams_t* MPU_createCmapParams(S32_t* shmid, int key);
+[[nodiscard]] CmapParams_t* MPU_createCmapParams(S32_t* pShmid, int key);
 
 /** Detaches a CMAP block that this process got or created; returns shmdt's result (0, or -1 with errno set). */
 int MPU_detachCmapParams(const CmapParams_t* params);

@@ -1,16 +1,17 @@
 #include "cli.h"
 
-#include <CLI/CLI.hpp>
-#include <cstdio>
 #include <cstdlib>
 
+#include "command_line.h"
 #include "commands.h"
+#include "errors.h"
 #include "output.h"
+#include "render_json.h"
 #include "render_prometheus.h"
 
 namespace {
 
-using Command = int (*)(const Options&);
+using Run_t = int (*)(const Options_t&);
 
 constexpr const char* EXIT_STATUS_HELP =
     "Exit status, bits that add up: 1 usage, 2 no switch or no answer in time, 4 refused,\n"
@@ -19,102 +20,159 @@ constexpr const char* EXIT_STATUS_HELP =
     "\n"
     "Example: esactl status --json | jq .state";
 
+constexpr CliRange_t<double> TIMEOUT_SECONDS{0.01, 86400.0};
+constexpr CliRange_t<double> INTERVAL_SECONDS{0.1, 86400.0};
+
 std::string defaultDirectory() {
-    const char* fromEnvironment = std::getenv("ESA_MMSG_DIRECTORY");
+    const char* const fromEnvironment = std::getenv("ESA_MMSG_DIRECTORY");
     return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "/run/esa";
 }
 
 /** Options that every command takes, before its name or after it. */
-void addCommonOptions(CLI::App& app, Options& options) {
-    app.add_option("--directory", options.directory,
-                   "Directory of the switch's sockets (or ESA_MMSG_DIRECTORY; else /run/esa)")
-        ->type_name("DIR");
-    app.add_option("--timeout", options.timeoutSeconds, "How long to wait for an answer, in seconds (default 5)")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.01, 86400.0));
-    app.add_flag("--json", options.jsonFlag, "Print JSON, on errors too");
+std::vector<CliOption_t> commonOptions(Options_t& options) {
+    return {
+        {.name = "--directory",
+         .description = "Directory of the switch's sockets (or ESA_MMSG_DIRECTORY; else /run/esa)",
+         .target = &options.directory,
+         .type = "DIR"},
+        {.name = "--timeout",
+         .description = "How long to wait for an answer, in seconds (default 5)",
+         .target = &options.timeoutSeconds,
+         .type = "SECONDS",
+         .range = TIMEOUT_SECONDS},
+        {.name = "--json", .description = "Print JSON, on errors too", .target = &options.jsonFlag},
+    };
 }
 
-struct Commands {
-    CLI::App& app;
-    Options& options;
-    Command chosen = nullptr;
+CliOption_t element(Options_t& options, const char* name, const char* description) {
+    return {.name = name, .description = description, .target = &options.element, .type = "", .required = true};
+}
 
-    CLI::App& add(const char* name, const char* description, const char* examples, Command command) {
-        CLI::App& sub = *app.add_subcommand(name, description);
-        addCommonOptions(sub, options);
-        sub.footer(std::string("Example: ") + examples);
-        sub.callback([this, command] { chosen = command; });
-        return sub;
-    }
+CliOption_t request(Options_t& options, std::vector<std::string> choices) {
+    return {.name = "STATE",
+            .description = "What to ask for",
+            .target = &options.request,
+            .type = "",
+            .required = true,
+            .choices = std::move(choices)};
+}
 
-    void addElement(CLI::App& sub, const char* name, const char* description) {
-        sub.add_option(name, options.element, description)->required()->type_name("");
-    }
+CliOption_t everyEvent(Options_t& options) {
+    return {.name = "--all", .description = "Repeats of a lasting condition too", .target = &options.everyEvent};
+}
 
-    void addRequest(CLI::App& sub, const char* name, std::vector<std::string> choices) {
-        sub.add_option(name, options.request, "What to ask for")
-            ->required()
-            ->type_name("")
-            ->check(CLI::IsMember(std::move(choices)));
-    }
+CliOption_t count(Options_t& options) {
+    return {.name = "--count",
+            .description = "End after so many events (events) or views (watch)",
+            .target = &options.count,
+            .type = "N",
+            .range = CliRange_t<unsigned>{1, 1000000000}};
+}
+
+/** A command as the program's list has it, and what runs it. */
+struct Command_t {
+    CliCommand_t line;
+    Run_t run;
 };
 
-void addQueries(Commands& commands) {
-    Options& options = commands.options;
-    CLI::App& status =
-        commands.add("status", "State of the enclosure and of every element; health in the exit status",
-                     "esactl status --format prometheus --output /var/lib/node_exporter/esa.prom", statusCommand);
-    status.add_option("--format", options.format, "text, json or prometheus")
-        ->type_name("FORMAT")
-        ->check(CLI::IsMember(std::vector<std::string>{"text", "json", "prometheus"}));
-    status.add_option("--output", options.output, "Replace FILE, all at once, instead of printing")->type_name("FILE");
-    commands.add("config", "What the enclosure consists of", "esactl config --json", configCommand);
+std::vector<Command_t> queries(Options_t& options) {
+    return {
+        {{"status",
+          "State of the enclosure and of every element; health in the exit status",
+          "esactl status --format prometheus --output /var/lib/node_exporter/esa.prom",
+          {{.name = "--format",
+            .description = "text, json or prometheus",
+            .target = &options.format,
+            .type = "FORMAT",
+            .choices = {"text", "json", "prometheus"}},
+           {.name = "--output",
+            .description = "Replace FILE, all at once, instead of printing",
+            .target = &options.output,
+            .type = "FILE"}}},
+         statusCommand},
+        {{"config", "What the enclosure consists of", "esactl config --json", {}}, configCommand},
+    };
 }
 
-void addControls(Commands& commands) {
-    CLI::App& led = commands.add("led", "Switch a drive slot's fault LED, or all of them; the slot may be empty",
-                                 "esactl led slot03 on", ledCommand);
-    commands.addElement(led, "SLOT", "Slot address from 0, as 3 or slot03; or all");
-    commands.addRequest(led, "STATE", {"on", "off"});
-    CLI::App& fan = commands.add("fan", "Switch a fan to full speed or off (some chassis switch a whole bank)",
-                                 "esactl fan fan1 on", fanCommand);
-    commands.addElement(fan, "FAN", "Fan, as 1 or fan1");
-    commands.addRequest(fan, "STATE", {"on", "off"});
-    CLI::App& psu = commands.add("psu", "Switch a power supply's fault indication on (fail) or off (ok)",
-                                 "esactl psu psu0 ok", supplyCommand);
-    commands.addElement(psu, "SUPPLY", "Supply, as 0 or psu0");
-    commands.addRequest(psu, "STATE", {"fail", "ok"});
-    CLI::App& alarm = commands.add("alarm", "Silence or sound the audible alarm", "esactl alarm mute", alarmCommand);
-    commands.addRequest(alarm, "STATE", {"mute", "fault", "critical"});
+std::vector<Command_t> changes(Options_t& options) {
+    return {
+        {{"led",
+          "Switch a drive slot's fault LED, or all of them; the slot may be empty",
+          "esactl led slot03 on",
+          {element(options, "SLOT", "Slot address from 0, as 3 or slot03; or all"), request(options, {"on", "off"})}},
+         ledCommand},
+        {{"fan",
+          "Switch a fan to full speed or off (some chassis switch a whole bank)",
+          "esactl fan fan1 on",
+          {element(options, "FAN", "Fan, as 1 or fan1"), request(options, {"on", "off"})}},
+         fanCommand},
+        {{"psu",
+          "Switch a power supply's fault indication on (fail) or off (ok)",
+          "esactl psu psu0 ok",
+          {element(options, "SUPPLY", "Supply, as 0 or psu0"), request(options, {"fail", "ok"})}},
+         supplyCommand},
+        {{"alarm",
+          "Silence or sound the audible alarm",
+          "esactl alarm mute",
+          {request(options, {"mute", "fault", "critical"})}},
+         alarmCommand},
+    };
 }
 
-void addStreams(Commands& commands) {
-    Options& options = commands.options;
-    CLI::App& events = commands.add("events", "Events as the event manager gets them, for --timeout seconds",
-                                    "esactl events --follow --json", eventsCommand);
-    events.add_flag("--follow", options.follow, "Go on until interrupted");
-    events.add_flag("--startup", options.startup, "Requests to Startup too");
-    CLI::App& watch = commands.add("watch", "Live view of status and events; q or Ctrl-C ends it",
-                                   "esactl watch --interval 5", watchCommand);
-    watch.add_option("--interval", options.intervalSeconds, "Seconds between two looks (default 2)")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 86400.0));
-    for (CLI::App* sub : {&events, &watch}) {
-        sub->add_flag("--all", options.everyEvent, "Repeats of a lasting condition too");
-        sub->add_option("--count", options.count, "End after so many events (events) or views (watch)")
-            ->type_name("N")
-            ->check(CLI::Range(1U, 1000000000U));
+std::vector<Command_t> streams(Options_t& options) {
+    return {
+        {{"events",
+          "Events as the event manager gets them, for --timeout seconds",
+          "esactl events --follow --json",
+          {{.name = "--follow", .description = "Go on until interrupted", .target = &options.follow},
+           {.name = "--startup", .description = "Requests to Startup too", .target = &options.startup},
+           everyEvent(options),
+           count(options)}},
+         eventsCommand},
+        {{"watch",
+          "Live view of status and events; q or Ctrl-C ends it",
+          "esactl watch --interval 5",
+          {{.name = "--interval",
+            .description = "Seconds between two looks (default 2)",
+            .target = &options.intervalSeconds,
+            .type = "SECONDS",
+            .range = INTERVAL_SECONDS},
+           everyEvent(options),
+           count(options)}},
+         watchCommand},
+    };
+}
+
+std::vector<Command_t> raw(Options_t& options) {
+    return {
+        {{"raw",
+          "Send a control page given as hex, or ask for a page; print the reply",
+          "esactl raw --page 2",
+          {{.name = "HEX",
+            .description = "Bytes of the page, as 02 00 00 08 or 02000008; '' for an empty list",
+            .target = &options.hex,
+            .type = ""},
+           {.name = "--page",
+            .description = "Page code to ask for",
+            .target = &options.page,
+            .type = "N",
+            .range = CliRange_t<int>{0, 255}}}},
+         rawCommand},
+    };
+}
+
+/** All commands in the order of the help; each with the common options before its own. */
+std::vector<Command_t> allCommands(Options_t& options) {
+    std::vector<Command_t> commands;
+    for (const auto& part : {queries(options), changes(options), streams(options), raw(options)}) {
+        commands.insert(commands.end(), part.begin(), part.end());
     }
-}
-
-void addRaw(Commands& commands) {
-    Options& options = commands.options;
-    CLI::App& raw = commands.add("raw", "Send a control page given as hex, or ask for a page; print the reply",
-                                 "esactl raw --page 2", rawCommand);
-    raw.add_option("HEX", options.hex, "Bytes of the page, as 02 00 00 08 or 02000008; '' for an empty list")
-        ->type_name("");
-    raw.add_option("--page", options.page, "Page code to ask for")->type_name("N")->check(CLI::Range(0, 255));
+    const std::vector<CliOption_t> common = commonOptions(options);
+    for (Command_t& command : commands) {
+        command.line.footer = "Example: " + command.line.footer;
+        command.line.options.insert(command.line.options.begin(), common.begin(), common.end());
+    }
+    return commands;
 }
 
 /** Whether JSON was asked for; errors of the command line itself need to know before it is understood. */
@@ -129,26 +187,20 @@ bool wantsJson(int argc, const char* const* argv) {
     return false;
 }
 
-std::string oneLine(std::string text) {
-    for (char& c : text) {
-        c = c == '\n' || c == '\r' ? ' ' : c;
-    }
-    text.erase(text.find_last_not_of(' ') + 1);
-    return text;
-}
-
-int reportError(const ToolError& error, bool json) {
-    std::fprintf(stderr, "esactl: %s\n", oneLine(error.what()).c_str());
+int report(const ToolError_t& error, bool json) {
+    const int exitStatus = reportError("esactl", error.exitStatus(), error.what());
     if (json) {
-        const std::string line = jsonText(errorJson(error), -1) + "\n";
-        (void)std::fwrite(line.data(), 1, line.size(), stdout);
-        (void)std::fflush(stdout); // standard error has said it already
+        try {
+            printJsonLine(errorJson(error));
+        } catch (const ToolError_t&) {
+            return exitStatus; // standard error has said it already
+        }
     }
-    return error.exitStatus();
+    return exitStatus;
 }
 
 /** A fleet's watch must see that this enclosure cannot be asked, instead of its last state for ever. */
-void publishDown(const Options& options) {
+void publishDown(const Options_t& options) {
     if (options.output.empty()) {
         printText(prometheusDownText());
     } else {
@@ -156,45 +208,49 @@ void publishDown(const Options& options) {
     }
 }
 
-int run(const Commands& commands) {
+int runCommand(Run_t run, const Options_t& options) {
     try {
-        return commands.chosen(commands.options);
-    } catch (const ToolError& error) {
+        return run(options);
+    } catch (const ToolError_t& error) {
         const bool unknown = (error.exitStatus() & (ESACTL_K_EXIT_NO_ANSWER | ESACTL_K_EXIT_REFUSED)) != 0;
-        if (unknown && commands.options.prometheus()) {
-            publishDown(commands.options);
+        if (unknown && options.prometheus()) {
+            publishDown(options);
         }
         throw;
     }
 }
 
+int parseAndRun(int argc, const char* const* argv) {
+    Options_t options;
+    options.directory = defaultDirectory();
+    const std::vector<Command_t> commands = allCommands(options);
+    CliProgram_t program{.name = "esactl",
+                         .description = "Talks to the enclosure services adapter through the message switch.",
+                         .footer = EXIT_STATUS_HELP,
+                         .version = std::string("esactl ") + ESACTL_VERSION,
+                         .options = commonOptions(options)};
+    for (const Command_t& command : commands) {
+        program.commands.push_back(command.line);
+    }
+    const CliResult_t result = parseCommandLine(program, argc, argv);
+    if (result.exitStatus) {
+        return *result.exitStatus;
+    }
+    if (!result.error.empty()) {
+        throw usageError(result.error + "; see esactl --help");
+    }
+    return runCommand(commands[result.command].run, options);
+}
+
 } // namespace
 
 int esactlMain(int argc, const char* const* argv) {
-    CLI::App app{"Talks to the enclosure services adapter through the message switch.", "esactl"};
-    Options options;
-    options.directory = defaultDirectory();
-    app.require_subcommand(1);
-    app.set_version_flag("--version", std::string("esactl ") + ESACTL_VERSION);
-    app.footer(EXIT_STATUS_HELP);
-    addCommonOptions(app, options);
-    Commands commands{app, options};
-    addQueries(commands);
-    addControls(commands);
-    addStreams(commands);
-    addRaw(commands);
     const bool json = wantsJson(argc, argv);
     try {
-        app.parse(argc, argv);
-        return run(commands);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error); // help or version
-        }
-        return reportError(usageError(std::string(error.what()) + "; see esactl --help"), json);
-    } catch (const ToolError& error) {
-        return reportError(error, json);
+        return parseAndRun(argc, argv);
+    } catch (const ToolError_t& error) {
+        return report(error, json);
     } catch (const std::exception& error) {
-        return reportError({"internal", ESACTL_K_EXIT_NO_ANSWER, error.what()}, json);
+        return report(internalError(error.what()), json);
     }
 }

@@ -1,15 +1,17 @@
-// events: the stream that the event manager sees.
+/** events: the stream that the event manager sees. */
 #include <cstdio>
 
 #include "commands.h"
 #include "event_source.h"
 #include "interrupt.h"
 #include "output.h"
+#include "render_json.h"
 #include "render_text.h"
+#include "stop_signal.h"
 
 namespace {
 
-void printEvent(const EventNews& news, const Options& options, const Palette& palette) {
+void printEvent(const EventNews_t& news, const Options_t& options, const Palette_t& palette) {
     if (options.json()) {
         printJsonLine(eventJson(news.event, news.repeats, news.time));
     } else {
@@ -18,17 +20,17 @@ void printEvent(const EventNews& news, const Options& options, const Palette& pa
 }
 
 /** Prints events until `deadline` or until `options.count` of them; the number printed. */
-unsigned printUntil(EventSource& source, const Options& options, Deadline deadline) {
-    const Palette palette = standardOutputPalette();
+unsigned printUntil(EventSource_t& source, const Options_t& options, Deadline_t deadline) {
+    const Palette_t palette = standardOutputPalette();
     unsigned printed = 0;
     for (;;) {
-        for (const EventNews& news : source.take()) {
+        for (const EventNews_t& news : source.take()) {
             printEvent(news, options, palette);
             if (++printed == options.count) {
                 return printed;
             }
         }
-        if (Clock::now() >= deadline) {
+        if (Clock_t::now() >= deadline) {
             return printed;
         }
         waitReadable(source.fds(), deadline);
@@ -37,15 +39,15 @@ unsigned printUntil(EventSource& source, const Options& options, Deadline deadli
 
 } // namespace
 
-int eventsCommand(const Options& options) {
-    interruptInstall();
-    EventSource source(options.directory, options.startup, options.everyEvent);
-    const Deadline deadline = options.follow ? Deadline::max() : Clock::now() + options.timeout();
+int eventsCommand(const Options_t& options) {
+    stopSignalInstall();
+    EventSource_t source(options.directory, options.startup, options.everyEvent);
+    const Deadline_t deadline = options.follow ? Deadline_t::max() : Clock_t::now() + options.timeout();
     try {
         if (printUntil(source, options, deadline) == 0 && !options.json()) {
             std::fprintf(stderr, "esactl: no event within %g s; use --follow to wait on\n", options.timeoutSeconds);
         }
-    } catch (const Interrupted&) {
+    } catch (const Interrupted_t&) {
         return 0; // how --follow is meant to end
     }
     return 0;

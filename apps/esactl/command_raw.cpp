@@ -1,33 +1,23 @@
-// raw: pages as bytes, for whoever debugs the wire.
+/** raw: pages as bytes, for whoever debugs the wire. */
 #include <cstdio>
 
 #include "commands.h"
+#include "errors.h"
+#include "hex.h"
 #include "output.h"
+#include "render_json.h"
 #include "render_text.h"
 
 namespace {
 
-int digitValue(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    const char lower = static_cast<char>(c | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-std::vector<U8_t> parseHex(const std::vector<std::string>& words) {
+std::vector<U8_t> bytesOf(const std::vector<std::string>& words) {
     std::vector<U8_t> bytes;
     for (const std::string& word : words) {
         if (word.size() % 2 != 0) {
             throw usageError("'" + word + "' has an odd number of hex digits; give two for each byte");
         }
-        for (std::size_t i = 0; i < word.size(); i += 2) {
-            const int high = digitValue(word[i]);
-            const int low = digitValue(word[i + 1]);
-            if (high < 0 || low < 0) {
-                throw usageError("'" + word + "' is not hex; give bytes as in 02 00 00 08 or 02000008");
-            }
-            bytes.push_back(static_cast<U8_t>(high * 16 + low));
+        if (!parseHex(word, &bytes)) {
+            throw usageError("'" + word + "' is not hex; give bytes as in 02 00 00 08 or 02000008");
         }
     }
     return bytes;
@@ -48,36 +38,26 @@ std::vector<std::string> hexLines(const std::vector<U8_t>& bytes) {
     return lines;
 }
 
-std::string hexText(const std::vector<U8_t>& bytes) {
-    std::string text;
-    char piece[4];
-    for (U8_t byte : bytes) {
-        std::snprintf(piece, sizeof piece, "%02x", byte);
-        text += piece;
-    }
-    return text;
-}
-
 /** What a reply holds, spelt out; empty and null for a page that there is no decoder for. */
-struct Spelt {
+struct Spelt_t {
     std::vector<std::string> lines;
-    Json json;
+    Json_t json;
 };
 
-Spelt spellOut(SesClient& client, int page, const SesReply& reply) {
+Spelt_t spellOut(SesClient_t& client, int page, const SesReply_t& reply) {
     if (page == 1) {
-        const Decoded<Configuration> configuration = decodeConfigurationPage(reply.payload);
+        const Decoded_t<Configuration_t> configuration = decodeConfigurationPage(reply.payload);
         if (configuration.value) {
             return {configurationLines(*configuration.value), configurationJson(*configuration.value)};
         }
         return {{"not decoded: " + configuration.error}, nullptr};
     }
     if (page == 2) {
-        const Configuration configuration = fetchConfiguration(client); // page 2 does not say how it is laid out
-        const Decoded<EnclosureStatus> status = decodeStatusPage(reply.payload, configuration);
+        const Configuration_t configuration = fetchConfiguration(client); // page 2 does not say how it is laid out
+        const Decoded_t<EnclosureStatus_t> status = decodeStatusPage(reply.payload, configuration);
         if (status.value) {
-            const Enclosure enclosure{configuration, *status.value};
-            const Health health = assessHealth(*status.value);
+            const Enclosure_t enclosure{configuration, *status.value};
+            const Health_t health = assessHealth(*status.value);
             return {statusLines(enclosure, health, standardOutputPalette()), statusJson(enclosure, health, timeText())};
         }
         return {{"not decoded: " + status.error}, nullptr};
@@ -85,13 +65,13 @@ Spelt spellOut(SesClient& client, int page, const SesReply& reply) {
     return {};
 }
 
-void printReply(const Options& options, const SesReply& reply, const Spelt& spelt) {
+void printReply(const Options_t& options, const SesReply_t& reply, const Spelt_t& spelt) {
     if (options.json()) {
-        Json document = newDocument("esactl.raw");
-        document["status"] = reply.statusCode;
-        document["return_code"] = reply.returnCode;
-        document["payload_hex"] = hexText(reply.payload);
-        document["decoded"] = spelt.json;
+        Json_t document = newDocument("esactl.raw");
+        document.set("status", reply.statusCode);
+        document.set("return_code", reply.returnCode);
+        document.set("payload_hex", hexText(reply.payload));
+        document.set("decoded", spelt.json);
         printJson(document);
         return;
     }
@@ -107,17 +87,17 @@ void printReply(const Options& options, const SesReply& reply, const Spelt& spel
 
 } // namespace
 
-int rawCommand(const Options& options) {
+int rawCommand(const Options_t& options) {
     const bool asks = options.page >= 0;
     if (asks == !options.hex.empty()) {
         throw usageError("raw needs either a control page as hex or --page N, not both");
     }
-    const std::vector<U8_t> page = parseHex(options.hex);
-    SesClient client(options.directory, options.timeout());
-    const SesReply reply =
+    const std::vector<U8_t> page = bytesOf(options.hex);
+    SesClient_t client(options.directory, options.timeout());
+    const SesReply_t reply =
         asks ? client.receiveDiagnostic(static_cast<U8_t>(options.page)) : client.sendDiagnostic(page);
     requireGood(reply, asks ? "the request" : "the control page");
-    const Spelt spelt = asks ? spellOut(client, options.page, reply) : Spelt{};
+    const Spelt_t spelt = asks ? spellOut(client, options.page, reply) : Spelt_t{};
     printReply(options, reply, spelt);
     return 0;
 }

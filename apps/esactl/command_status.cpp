@@ -1,19 +1,20 @@
-// status and config: what the adapter knows.
+/** status and config: what the adapter knows. */
 #include "commands.h"
 #include "output.h"
+#include "render_json.h"
 #include "render_prometheus.h"
 #include "render_text.h"
 
 namespace {
 
-std::string statusText(const Options& options, const Enclosure& enclosure, const Health& health) {
+std::string statusText(const Options_t& options, const Enclosure_t& enclosure, const Health_t& health) {
     if (options.json()) {
-        return jsonText(statusJson(enclosure, health, timeText()), 2) + "\n";
+        return statusJson(enclosure, health, timeText()).text(2) + "\n";
     }
     if (options.prometheus()) {
         return prometheusText(enclosure, health);
     }
-    const Palette palette = options.output.empty() ? standardOutputPalette() : Palette{};
+    const Palette_t palette = options.output.empty() ? standardOutputPalette() : Palette_t{};
     std::string text;
     for (const std::string& line : statusLines(enclosure, health, palette)) {
         text += line + "\n";
@@ -23,10 +24,10 @@ std::string statusText(const Options& options, const Enclosure& enclosure, const
 
 } // namespace
 
-int statusCommand(const Options& options) {
-    SesClient client(options.directory, options.timeout());
-    const Enclosure enclosure = fetchEnclosure(client);
-    const Health health = assessHealth(enclosure.status);
+int statusCommand(const Options_t& options) {
+    SesClient_t client(options.directory, options.timeout());
+    const Enclosure_t enclosure = fetchEnclosure(client);
+    const Health_t health = assessHealth(enclosure.status);
     const std::string text = statusText(options, enclosure, health);
     if (options.output.empty()) {
         printText(text);
@@ -36,9 +37,9 @@ int statusCommand(const Options& options) {
     return health.exitStatus;
 }
 
-int configCommand(const Options& options) {
-    SesClient client(options.directory, options.timeout());
-    const Configuration configuration = fetchConfiguration(client);
+int configCommand(const Options_t& options) {
+    SesClient_t client(options.directory, options.timeout());
+    const Configuration_t configuration = fetchConfiguration(client);
     if (options.json()) {
         printJson(configurationJson(configuration));
     } else {

@@ -1,52 +1,54 @@
-// watch: the status view and the latest events, redrawn; or both as a stream of JSON lines.
+/** watch: the status view and the latest events, redrawn; or both as a stream of JSON lines. */
 #include <deque>
 
 #include "commands.h"
 #include "interrupt.h"
 #include "live_source.h"
 #include "output.h"
+#include "render_json.h"
 #include "render_text.h"
+#include "stop_signal.h"
 #include "watch_screen.h"
 
 namespace {
 
 /** Where a watch shows what it learns. */
-class View {
+class View_t {
 public:
-    virtual ~View() = default;
-    virtual void showStatus(const Enclosure& enclosure, const Health& health) = 0;
-    virtual void showError(const ToolError& error) = 0;
-    virtual void showEvents(const std::vector<EventNews>& news) = 0;
+    virtual ~View_t() = default;
+    virtual void showStatus(const Enclosure_t& enclosure, const Health_t& health) = 0;
+    virtual void showError(const ToolError_t& error) = 0;
+    virtual void showEvents(const std::vector<EventNews_t>& news) = 0;
     /** Everything of this look has been shown. */
     virtual void endOfLook() = 0;
 };
 
-class JsonView : public View {
+class JsonView_t : public View_t {
 public:
-    void showStatus(const Enclosure& enclosure, const Health& health) override {
+    void showStatus(const Enclosure_t& enclosure, const Health_t& health) override {
         printJsonLine(statusJson(enclosure, health, timeText()));
     }
-    void showError(const ToolError& error) override { printJsonLine(errorJson(error)); }
-    void showEvents(const std::vector<EventNews>& all) override {
-        for (const EventNews& news : all) {
+    void showError(const ToolError_t& error) override { printJsonLine(errorJson(error)); }
+    void showEvents(const std::vector<EventNews_t>& all) override {
+        for (const EventNews_t& news : all) {
             printJsonLine(eventJson(news.event, news.repeats, news.time));
         }
     }
     void endOfLook() override {}
 };
 
-class ScreenView : public View {
+class ScreenView_t : public View_t {
 public:
-    void showStatus(const Enclosure& enclosure, const Health& health) override {
+    void showStatus(const Enclosure_t& enclosure, const Health_t& health) override {
         status_ = statusLines(enclosure, health, palette_);
     }
 
-    void showError(const ToolError& error) override {
+    void showError(const ToolError_t& error) override {
         status_ = {"Enclosure " + palette_.paint("NOT REACHED", CONDITION_E_FAULT) + ": " + error.what()};
     }
 
-    void showEvents(const std::vector<EventNews>& all) override {
-        for (const EventNews& news : all) {
+    void showEvents(const std::vector<EventNews_t>& all) override {
+        for (const EventNews_t& news : all) {
             history_.push_back(eventLine(news.event, news.repeats, news.time, palette_));
         }
         constexpr std::size_t KEPT = 200;
@@ -76,18 +78,18 @@ private:
         return lines;
     }
 
-    Palette palette_ = standardOutputPalette();
-    WatchScreen screen_;
+    Palette_t palette_ = standardOutputPalette();
+    WatchScreen_t screen_;
     std::vector<std::string> status_;
     std::deque<std::string> history_;
 };
 
-void look(LiveSource& source, View& view) {
+void look(LiveSource_t& source, View_t& view) {
     // A ToolError of the view itself means that nobody can see it any more and ends the watch.
-    std::optional<Enclosure> enclosure;
+    std::optional<Enclosure_t> enclosure;
     try {
         enclosure = source.fetch();
-    } catch (const ToolError& error) {
+    } catch (const ToolError_t& error) {
         view.showError(error);
     }
     if (enclosure) {
@@ -97,16 +99,16 @@ void look(LiveSource& source, View& view) {
     view.endOfLook();
 }
 
-void watchUntilInterrupted(LiveSource& source, View& view, const Options& options) {
+void watchUntilInterrupted(LiveSource_t& source, View_t& view, const Options_t& options) {
     const auto interval = std::chrono::milliseconds(static_cast<long long>(options.intervalSeconds * 1000.0));
     view.showEvents(source.takeEvents()); // listen before asking: asking makes the adapter report what it finds
     for (unsigned looks = 0;;) {
-        const Deadline next = Clock::now() + interval;
+        const Deadline_t next = Clock_t::now() + interval;
         look(source, view);
         if (++looks == options.count) {
             return;
         }
-        while (Clock::now() < next) {
+        while (Clock_t::now() < next) {
             waitReadable(source.fds(), next);
             view.showEvents(source.takeEvents());
         }
@@ -115,14 +117,14 @@ void watchUntilInterrupted(LiveSource& source, View& view, const Options& option
 
 } // namespace
 
-int watchCommand(const Options& options) {
-    interruptInstall();
-    LiveSource source(options);
-    const std::unique_ptr<View> view =
-        options.json() ? std::unique_ptr<View>(new JsonView) : std::unique_ptr<View>(new ScreenView);
+int watchCommand(const Options_t& options) {
+    stopSignalInstall();
+    LiveSource_t source(options);
+    const std::unique_ptr<View_t> view =
+        options.json() ? std::unique_ptr<View_t>(new JsonView_t) : std::unique_ptr<View_t>(new ScreenView_t);
     try {
         watchUntilInterrupted(source, *view, options);
-    } catch (const Interrupted&) {
+    } catch (const Interrupted_t&) {
         return 0; // how a live view is meant to end
     }
     return 0;

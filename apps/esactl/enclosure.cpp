@@ -1,24 +1,24 @@
 #include "enclosure.h"
 
-#include "tool_error.h"
+#include "errors.h"
 
-Configuration fetchConfiguration(SesClient& client) {
-    const SesReply reply = client.receiveDiagnostic(1);
+Configuration_t fetchConfiguration(SesClient_t& client) {
+    const SesReply_t reply = client.receiveDiagnostic(1);
     requireGood(reply, "the request for page 1");
-    Decoded<Configuration> decoded = decodeConfigurationPage(reply.payload);
+    Decoded_t<Configuration_t> decoded = decodeConfigurationPage(reply.payload);
     if (!decoded.value) {
         throw badAnswerError("the adapter's configuration makes no sense: " + decoded.error);
     }
     return *decoded.value;
 }
 
-Enclosure fetchEnclosure(SesClient& client) {
+Enclosure_t fetchEnclosure(SesClient_t& client) {
     std::string error;
     for (int attempt = 0; attempt < 2; ++attempt) {
-        Configuration configuration = fetchConfiguration(client);
-        const SesReply reply = client.receiveDiagnostic(2);
+        Configuration_t configuration = fetchConfiguration(client);
+        const SesReply_t reply = client.receiveDiagnostic(2);
         requireGood(reply, "the request for page 2");
-        Decoded<EnclosureStatus> decoded = decodeStatusPage(reply.payload, configuration);
+        Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(reply.payload, configuration);
         if (decoded.value) {
             return {std::move(configuration), std::move(*decoded.value)};
         }

@@ -2,14 +2,14 @@
 
 #include "render_json.h"
 
-EventSource::EventSource(const std::string& directory, bool startup, bool everyEvent) : everyEvent_(everyEvent) {
-    connections_.push_back(std::make_unique<SwitchConnection>(directory, "eventlog"));
+EventSource_t::EventSource_t(const std::string& directory, bool startup, bool everyEvent) : everyEvent_(everyEvent) {
+    connections_.push_back(std::make_unique<SwitchConnection_t>(directory, "eventlog"));
     if (startup) {
-        connections_.push_back(std::make_unique<SwitchConnection>(directory, "startup"));
+        connections_.push_back(std::make_unique<SwitchConnection_t>(directory, "startup"));
     }
 }
 
-std::vector<int> EventSource::fds() const {
+std::vector<int> EventSource_t::fds() const {
     std::vector<int> fds;
     for (const auto& connection : connections_) {
         fds.push_back(connection->fd());
@@ -17,15 +17,15 @@ std::vector<int> EventSource::fds() const {
     return fds;
 }
 
-std::vector<EventNews> EventSource::take() {
-    std::vector<EventNews> news;
+std::vector<EventNews_t> EventSource_t::take() {
+    std::vector<EventNews_t> news;
     try {
         for (const auto& connection : connections_) {
-            while (const std::optional<Message> message = connection->receiveQueued()) {
+            while (const std::optional<Message_t> message = connection->receiveQueued()) {
                 addNews(news, *message);
             }
         }
-    } catch (const ToolError&) {
+    } catch (const ToolError_t&) {
         if (news.empty()) {
             throw;
         }
@@ -34,12 +34,12 @@ std::vector<EventNews> EventSource::take() {
     return news;
 }
 
-void EventSource::addNews(std::vector<EventNews>& news, const Message& message) {
-    const std::optional<Event> event = decodeEvent(message);
+void EventSource_t::addNews(std::vector<EventNews_t>& news, const Message_t& message) {
+    const std::optional<Event_t> event = decodeEvent(message);
     if (!event) {
         return;
     }
-    const std::optional<unsigned> repeats = everyEvent_ ? 0U : filter_.news(*event, Clock::now());
+    const std::optional<unsigned> repeats = everyEvent_ ? 0U : filter_.news(*event, Clock_t::now());
     if (repeats) {
         news.push_back({*event, *repeats, timeText()});
     }

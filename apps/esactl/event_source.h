@@ -6,16 +6,16 @@
 #include "events.h"
 #include "options.h"
 
-struct EventNews {
-    Event event;
+struct EventNews_t {
+    Event_t event;
     unsigned repeats; /**< repeats of its kind that were held back before it */
     std::string time; /**< when it arrived, UTC */
 };
 
-class EventSource {
+class EventSource_t {
 public:
     /** Connects. `startup`: Startup's requests too. `everyEvent`: repeats too. Throws as SwitchConnection. */
-    EventSource(const std::string& directory, bool startup, bool everyEvent);
+    EventSource_t(const std::string& directory, bool startup, bool everyEvent);
 
     /** Descriptors to wait on. */
     std::vector<int> fds() const;
@@ -24,12 +24,12 @@ public:
      * What has come since the last call, in order of arrival on each connection; never blocks. Throws as
      * SwitchConnection::receive() does, once everything that came before is handed over.
      */
-    std::vector<EventNews> take();
+    std::vector<EventNews_t> take();
 
 private:
-    void addNews(std::vector<EventNews>& news, const Message& message);
+    void addNews(std::vector<EventNews_t>& news, const Message_t& message);
 
-    std::vector<std::unique_ptr<SwitchConnection>> connections_;
-    RepeatFilter filter_;
+    std::vector<std::unique_ptr<SwitchConnection_t>> connections_;
+    RepeatFilter_t filter_;
     bool everyEvent_;
 };

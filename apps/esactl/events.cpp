@@ -2,21 +2,18 @@
 
 #include <array>
 
+#include "chassis_list.h"
 #include "esa_evl.h"
 #include "health.h"
 #include "names.h"
 #include "startup.h"
+#include "words.h"
 
 namespace {
 
-using Describe = void (*)(Event&, const EsaEventData_t&);
+using Describe_t = void (*)(Event_t&, const EsaEventData_t&);
 
-struct EventKind {
-    const char* name;
-    Describe describe;
-};
-
-void addNumber(Event& event, const char* name, long value) {
+void addNumber(Event_t& event, const char* name, long value) {
     event.numbers.emplace_back(name, value);
 }
 
@@ -38,7 +35,7 @@ std::vector<std::string> namesOfBits(U32_t word, std::string (*name)(unsigned)) 
     return names;
 }
 
-void describeLeds(Event& event, const EsaEventData_t& data) {
+void describeLeds(Event_t& event, const EsaEventData_t& data) {
     addNumber(event, "drives", data.numberOfDrive);
     addNumber(event, "fault_led_bits", data.driveFaultLedStatus0);
     event.elements = namesOfBits(data.driveFaultLedStatus0, slotName);
@@ -46,31 +43,29 @@ void describeLeds(Event& event, const EsaEventData_t& data) {
         event.elements.empty() ? "all drive fault LEDs are off" : "drive fault LED on: " + join(event.elements);
 }
 
-// What each chassis watches: the others' bits of the status word carry nothing there.
 constexpr U32_t VOLTAGE_GOOD = 0x1;
 constexpr U32_t REDUNDANCY_GOOD = 0x2;
-constexpr std::array<U32_t, 7> SUPPLY_BITS{
-    0, 0, VOLTAGE_GOOD | REDUNDANCY_GOOD, REDUNDANCY_GOOD, VOLTAGE_GOOD, REDUNDANCY_GOOD, VOLTAGE_GOOD};
 
-void describeSupplies(Event& event, const EsaEventData_t& data) {
+void describeSupplies(Event_t& event, const EsaEventData_t& data) {
     const U32_t status = data.powerSupplyStatus;
     addNumber(event, "power_supplies", data.numberOfPowerSupply);
     addNumber(event, "power_supply_bits", status);
-    const U32_t watched = event.chassis < SUPPLY_BITS.size() ? SUPPLY_BITS[event.chassis] : 0U;
-    const auto add = [&](U32_t bit, const char* what) {
-        if ((watched & bit) != 0) {
+    // The bits that a chassis does not watch carry nothing there.
+    const auto add = [&](bool watched, U32_t bit, const char* what) {
+        if (watched) {
             event.text += (event.text.empty() ? "power supplies: " : ", ") + std::string(what) +
                           ((status & bit) != 0 ? " ok" : " lost");
         }
     };
-    add(VOLTAGE_GOOD, "voltage");
-    add(REDUNDANCY_GOOD, "redundancy");
+    const ChassisFacts_t* const chassis = findChassis(event.chassis);
+    add(chassis != nullptr && chassis->watchesVoltage, VOLTAGE_GOOD, "voltage");
+    add(chassis != nullptr && chassis->watchesRedundancy, REDUNDANCY_GOOD, "redundancy");
     if (event.text.empty()) {
         event.text = "power supply status changed";
     }
 }
 
-void describeFans(Event& event, const EsaEventData_t& data) {
+void describeFans(Event_t& event, const EsaEventData_t& data) {
     addNumber(event, "fans", data.numberOfFan);
     addNumber(event, "fan_fault_bits", data.fanFaultStatus);
     event.elements = namesOfBits(data.fanFaultStatus, fanName);
@@ -79,8 +74,7 @@ void describeFans(Event& event, const EsaEventData_t& data) {
     event.text += std::to_string(HEALTH_K_FAN_MINIMUM_RPM) + " RPM";
 }
 
-void describeTemperature(Event& event, const EsaEventData_t& data) {
-    constexpr std::array LIMITS{0, 35, 35, 45, 55};
+void describeTemperature(Event_t& event, const EsaEventData_t& data) {
     const U32_t band = data.temperatureStatus;
     const long celsius = static_cast<S16_t>(U16_t{data.temperature});
     addNumber(event, "temperature_sensors", data.numberOfTemperatureSensor);
@@ -90,22 +84,20 @@ void describeTemperature(Event& event, const EsaEventData_t& data) {
     const std::string sensor = sensorName(data.temperatureSensorPosition);
     event.elements = {sensor};
     event.text = sensor + " at " + std::to_string(celsius) + " C";
-    if (band >= ESA_E_EVENT_TEMPERATURE_BELOW_35_DEGREES && band < LIMITS.size()) {
-        const bool below = band == ESA_E_EVENT_TEMPERATURE_BELOW_35_DEGREES;
-        event.text += (below ? " is back at or under " : " is over ") + std::to_string(LIMITS[band]) + " C";
+    if (const TemperatureBand_t* const limit = findTemperatureBand(band)) {
+        event.text += (limit->below ? " is back at or under " : " is over ") + std::to_string(limit->celsius) + " C";
     }
 }
 
-void describeAlarm(Event& event, const EsaEventData_t& data) {
-    constexpr std::array STATES{"idle", "fault", "remind", "mute", "critical"};
+void describeAlarm(Event_t& event, const EsaEventData_t& data) {
     const U32_t state = data.alarmState;
     addNumber(event, "alarms", data.numberOfAlarm);
     addNumber(event, "alarm_state", state);
     event.text =
-        "alarm state is " + (state < STATES.size() ? STATES[state] : "invalid (" + std::to_string(state) + ")");
+        "alarm state is " + (isAlarmState(state) ? alarmStateName(state) : "invalid (" + std::to_string(state) + ")");
 }
 
-void describeInformation(Event& event, const EsaEventData_t& data) {
+void describeInformation(Event_t& event, const EsaEventData_t& data) {
     addNumber(event, "information", data.information);
     if (data.information == ESA_E_EVENT_INFO_REQUEST_ORDERLY_SHUTDOWN) {
         event.text = "average temperature is over 60 C: orderly shutdown requested";
@@ -116,44 +108,34 @@ void describeInformation(Event& event, const EsaEventData_t& data) {
     }
 }
 
-constexpr unsigned FIRST_KIND = ESA_E_ID_ES_ADAPTERMP_DRIVE_FAULT_LED_STATUS;
-constexpr std::array<EventKind, 6> KINDS{{
-    {"drive-fault-led-status", describeLeds},
-    {"power-supply-status", describeSupplies},
-    {"fan-fault-status", describeFans},
-    {"temperature-sensor-status", describeTemperature},
-    {"alarm-status", describeAlarm},
-    {"information", describeInformation},
-}};
+/** The events that report on the enclosure, by id from this one on. */
+constexpr unsigned FIRST_DESCRIBED = ESA_E_ID_ES_ADAPTERMP_DRIVE_FAULT_LED_STATUS;
+constexpr std::array<Describe_t, 6> DESCRIPTIONS{describeLeds,        describeSupplies, describeFans,
+                                                 describeTemperature, describeAlarm,    describeInformation};
 
-const char* severityName(U8_t type) {
-    constexpr std::array NAMES{"unknown", "information", "warning", "error"};
-    return type < NAMES.size() ? NAMES[type] : NAMES[0];
-}
-
-std::optional<Event> decodeRecord(const Message& message) {
+std::optional<Event_t> decodeRecord(const Message_t& message) {
     if (message.size() < sizeof(MMCH_t) + sizeof(EsaEvent_t)) {
         return std::nullopt;
     }
     const auto& record = wireAt<EsaEvent_t>(message.data() + sizeof(MMCH_t));
-    Event event;
+    Event_t event;
     event.id = record.evLogHeader.evId;
-    event.severity = severityName(record.evLogHeader.evType);
+    const U8_t type = record.evLogHeader.evType;
+    event.severity = isEventType(type) ? eventTypeName(type) : "unknown";
     event.chassis = record.evData.enclosureType;
     event.chassisName = chassisName(event.chassis);
-    if (event.id < FIRST_KIND || event.id >= FIRST_KIND + KINDS.size()) {
+    if (event.id < FIRST_DESCRIBED || event.id >= FIRST_DESCRIBED + DESCRIPTIONS.size()) {
         event.name = "unknown";
         event.text = "event " + std::to_string(event.id);
         return event;
     }
-    const EventKind& kind = KINDS[event.id - FIRST_KIND];
-    event.name = kind.name;
-    kind.describe(event, record.evData);
+    event.name = stableName(eventName(record.evLogHeader.evId));
+    DESCRIPTIONS[event.id - FIRST_DESCRIBED](event, record.evData);
     return event;
 }
 
-std::optional<Event> decodeStartupRequest(const MMCH_t& header) {
-    Event event;
+std::optional<Event_t> decodeStartupRequest(const MMCH_t& header) {
+    Event_t event;
     event.startup = true;
     event.id = header.opcode.request.type;
     event.severity = "information";
@@ -188,7 +170,7 @@ std::optional<Event> decodeStartupRequest(const MMCH_t& header) {
 
 } // namespace
 
-std::optional<Event> decodeEvent(const Message& message) {
+std::optional<Event_t> decodeEvent(const Message_t& message) {
     if (message.size() < sizeof(MMCH_t)) {
         return std::nullopt;
     }
@@ -207,7 +189,7 @@ std::optional<Event> decodeEvent(const Message& message) {
     }
 }
 
-std::optional<unsigned> RepeatFilter::news(const Event& event, Clock::time_point now) {
+std::optional<unsigned> RepeatFilter_t::news(const Event_t& event, Clock_t::time_point now) {
     constexpr auto SAME_INCIDENT = std::chrono::seconds(60);
     // Everything else is sent on a change only, even when its text reads the same.
     const bool sentOnEveryPoll = event.name == "information" || event.name == "orderly-shutdown";
@@ -215,7 +197,7 @@ std::optional<unsigned> RepeatFilter::news(const Event& event, Clock::time_point
         return 0U;
     }
     const auto [entry, fresh] = seen_.try_emplace(event.name);
-    Seen& seen = entry->second;
+    Seen_t& seen = entry->second;
     const bool repeat = !fresh && seen.text == event.text && now - seen.last < SAME_INCIDENT;
     seen.last = now;
     if (repeat) {
@@ -227,6 +209,6 @@ std::optional<unsigned> RepeatFilter::news(const Event& event, Clock::time_point
 }
 
 const char* chassisName(unsigned chassis) {
-    constexpr std::array NAMES{"unknown", "none", "xyratex", "quadra", "chenbro", "vsc055", "w83782d"};
-    return chassis < NAMES.size() ? NAMES[chassis] : NAMES[0];
+    const ChassisFacts_t* const facts = findChassis(chassis);
+    return facts != nullptr ? facts->name : "unknown";
 }

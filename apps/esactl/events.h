@@ -11,7 +11,7 @@
 #include "switch_client.h"
 
 /** One report or request. Everything that a program may want is in `fields`, everything for people in `text`. */
-struct Event {
+struct Event_t {
     bool startup = false;                              /**< a request to Startup, else an event record */
     unsigned id = 0;                                   /**< event id, or request type */
     std::string name;                                  /**< stable, such as "fan-fault-status" */
@@ -24,24 +24,24 @@ struct Event {
 };
 
 /** Decodes a message as the event manager or Startup gets it; nothing when it is neither. Any bytes are safe. */
-std::optional<Event> decodeEvent(const Message& message);
+std::optional<Event_t> decodeEvent(const Message_t& message);
 
 /**
  * Tells news from repeats. The adapter reports an overheated enclosure, and asks for the shutdown, anew on every poll
  * for as long as it lasts; such an event that says the same as the one before, within a minute of it, is a repeat.
  */
-class RepeatFilter {
+class RepeatFilter_t {
 public:
     /** The number of repeats held back since the last news of this kind, when `event` is news; nothing for a repeat. */
-    std::optional<unsigned> news(const Event& event, Clock::time_point now);
+    std::optional<unsigned> news(const Event_t& event, Clock_t::time_point now);
 
 private:
-    struct Seen {
+    struct Seen_t {
         std::string text;
-        Clock::time_point last;
+        Clock_t::time_point last;
         unsigned repeats = 0;
     };
-    std::map<std::string, Seen> seen_;
+    std::map<std::string, Seen_t> seen_;
 };
 
 /** Short name of a chassis value, such as "xyratex". */

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "errors.h"
 #include "names.h"
 #include "ses_mesgs.h"
-#include "tool_error.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ Condition_e codeCondition(U8_t code) {
     }
 }
 
-std::string supplyProblem(const PowerSupply& supply) {
+std::string supplyProblem(const PowerSupply_t& supply) {
     std::string text;
     const auto add = [&](bool present, const char* what) {
         if (present) {
@@ -35,7 +35,7 @@ std::string supplyProblem(const PowerSupply& supply) {
     return text.empty() ? "marked faulty" : text;
 }
 
-std::string fanProblem(const Fan& fan) {
+std::string fanProblem(const Fan_t& fan) {
     const std::string limit = std::to_string(HEALTH_K_FAN_MINIMUM_RPM) + " RPM";
     if (!fan.rpm) {
         return "gives no speed reading and counts as stopped (limit " + limit + ")";
@@ -50,7 +50,7 @@ std::string fanProblem(const Fan& fan) {
     return "at " + speed + " is marked faulty (limit " + limit + ")";
 }
 
-std::string sensorProblem(const TemperatureSensor& sensor) {
+std::string sensorProblem(const TemperatureSensor_t& sensor) {
     if (!sensor.celsius) {
         return "gives no reading";
     }
@@ -74,7 +74,7 @@ std::string sensorProblem(const TemperatureSensor& sensor) {
 }
 
 /** Notes one element's problem, if it has one. `alsoWarning`: a missing reading or a broken warning limit beside it. */
-void note(Health& health, const std::string& element, Condition_e condition, const std::string& text,
+void note(Health_t& health, const std::string& element, Condition_e condition, const std::string& text,
           bool alsoWarning = false) {
     if (condition != CONDITION_E_WARNING && condition != CONDITION_E_FAULT) {
         return;
@@ -104,25 +104,25 @@ const char* conditionName(Condition_e condition) {
     return NAMES[condition];
 }
 
-Condition_e driveCondition(const DriveSlot& drive) {
+Condition_e driveCondition(const DriveSlot_t& drive) {
     if (drive.code == SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED) {
         return CONDITION_E_ABSENT;
     }
     return drive.faultSensed ? CONDITION_E_FAULT : codeCondition(drive.code);
 }
 
-Condition_e supplyCondition(const PowerSupply& supply) {
+Condition_e supplyCondition(const PowerSupply_t& supply) {
     const bool bad = supply.fail || supply.acFail || supply.dcFail || supply.off ||
                      supply.code == SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED;
     return bad ? CONDITION_E_FAULT : codeCondition(supply.code);
 }
 
-Condition_e fanCondition(const Fan& fan) {
+Condition_e fanCondition(const Fan_t& fan) {
     const bool bad = fan.fail || !fan.rpm || *fan.rpm < HEALTH_K_FAN_MINIMUM_RPM;
     return bad ? CONDITION_E_FAULT : codeCondition(fan.code);
 }
 
-Condition_e sensorCondition(const TemperatureSensor& sensor) {
+Condition_e sensorCondition(const TemperatureSensor_t& sensor) {
     if (sensor.overFailure || sensor.underFailure) {
         return CONDITION_E_FAULT;
     }
@@ -132,26 +132,26 @@ Condition_e sensorCondition(const TemperatureSensor& sensor) {
     return codeCondition(sensor.code);
 }
 
-bool supplyFailRequested(const PowerSupply& supply) {
+bool supplyFailRequested(const PowerSupply_t& supply) {
     return supply.fail && supply.code == SES_E_ELEMENT_STATUS_CODE_OK && !supply.acFail;
 }
 
-Health assessHealth(const EnclosureStatus& status) {
-    Health health;
-    forEach(status.drives, [&](unsigned i, const DriveSlot& drive) {
+Health_t assessHealth(const EnclosureStatus_t& status) {
+    Health_t health;
+    forEach(status.drives, [&](unsigned i, const DriveSlot_t& drive) {
         note(health, slotName(i), driveCondition(drive), "reports a drive fault");
     });
-    forEach(status.supplies, [&](unsigned i, const PowerSupply& supply) {
+    forEach(status.supplies, [&](unsigned i, const PowerSupply_t& supply) {
         note(health, supplyName(i), supplyCondition(supply), supplyProblem(supply));
     });
-    forEach(status.fans, [&](unsigned i, const Fan& fan) {
+    forEach(status.fans, [&](unsigned i, const Fan_t& fan) {
         note(health, fanName(i), fanCondition(fan), fanProblem(fan), !fan.rpm);
     });
-    forEach(status.sensors, [&](unsigned i, const TemperatureSensor& sensor) {
+    forEach(status.sensors, [&](unsigned i, const TemperatureSensor_t& sensor) {
         note(health, sensorName(i), sensorCondition(sensor), sensorProblem(sensor),
              sensor.overWarning || sensor.underWarning);
     });
     std::stable_sort(health.problems.begin(), health.problems.end(),
-                     [](const Problem& a, const Problem& b) { return a.condition > b.condition; });
+                     [](const Problem_t& a, const Problem_t& b) { return a.condition > b.condition; });
     return health;
 }

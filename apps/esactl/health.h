@@ -23,26 +23,26 @@ enum Condition_e {
 /** "ok", "absent", "warning" or "fault". */
 const char* conditionName(Condition_e condition);
 
-Condition_e driveCondition(const DriveSlot& drive);
-Condition_e supplyCondition(const PowerSupply& supply);
+Condition_e driveCondition(const DriveSlot_t& drive);
+Condition_e supplyCondition(const PowerSupply_t& supply);
 /** A fan without a reading is a fault: the adapter itself counts it as stopped. */
-Condition_e fanCondition(const Fan& fan);
+Condition_e fanCondition(const Fan_t& fan);
 /** A sensor without a reading is a warning. */
-Condition_e sensorCondition(const TemperatureSensor& sensor);
+Condition_e sensorCondition(const TemperatureSensor_t& sensor);
 
 /** Whether a supply's fault indication was switched on by a command. False too where its own failure hides that. */
-bool supplyFailRequested(const PowerSupply& supply);
+bool supplyFailRequested(const PowerSupply_t& supply);
 
-struct Problem {
+struct Problem_t {
     std::string element; /**< such as "fan1" */
     Condition_e condition;
     std::string text; /**< with the value and the limit it breaks, such as "fan1 at 1500 RPM is under ..." */
 };
 
-struct Health {
+struct Health_t {
     Condition_e overall = CONDITION_E_OK;
-    std::vector<Problem> problems; /**< faults first */
-    int exitStatus = 0;            /**< ESACTL_K_EXIT_FAULT and ESACTL_K_EXIT_WARNING bits */
+    std::vector<Problem_t> problems; /**< faults first */
+    int exitStatus = 0;              /**< ESACTL_K_EXIT_FAULT and ESACTL_K_EXIT_WARNING bits */
 };
 
-Health assessHealth(const EnclosureStatus& status);
+Health_t assessHealth(const EnclosureStatus_t& status);

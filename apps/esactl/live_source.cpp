@@ -1,31 +1,31 @@
 #include "live_source.h"
 
-#include "tool_error.h"
+#include "errors.h"
 
-Enclosure LiveSource::fetch() {
+Enclosure_t LiveSource_t::fetch() {
     try {
         if (!client_) {
-            client_ = std::make_unique<SesClient>(options_.directory, options_.timeout());
+            client_ = std::make_unique<SesClient_t>(options_.directory, options_.timeout());
         }
         return fetchEnclosure(*client_);
-    } catch (const ToolError&) {
+    } catch (const ToolError_t&) {
         client_.reset();
         throw;
     }
 }
 
-std::vector<EventNews> LiveSource::takeEvents() {
+std::vector<EventNews_t> LiveSource_t::takeEvents() {
     try {
         if (!events_) {
-            events_ = std::make_unique<EventSource>(options_.directory, true, options_.everyEvent);
+            events_ = std::make_unique<EventSource_t>(options_.directory, true, options_.everyEvent);
         }
         return events_->take();
-    } catch (const ToolError&) {
+    } catch (const ToolError_t&) {
         events_.reset(); // whoever asks for the status is told that the switch is gone
         return {};
     }
 }
 
-std::vector<int> LiveSource::fds() const {
+std::vector<int> LiveSource_t::fds() const {
     return events_ ? events_->fds() : std::vector<int>{};
 }

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "tool_error.h"
+#include "errors.h"
 
 std::string slotName(unsigned slot) {
     char text[16];

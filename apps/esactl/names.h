@@ -11,7 +11,7 @@ std::string sensorName(unsigned index); /**< "temp0" */
 std::string alarmName(unsigned index);  /**< "alarm0" */
 
 /**
- * The number of the element that the user named `text`: "3", or "slot3" or "slot03" for prefix "slot". Throws ToolError
- * "usage" when it is neither, or when the enclosure has only `count` such elements.
+ * The number of the element that the user named `text`: "3", or "slot3" or "slot03" for prefix "slot". Throws
+ * ToolError_t "usage" when it is neither, or when the enclosure has only `count` such elements.
  */
 unsigned parseElement(const std::string& prefix, const std::string& text, unsigned count);

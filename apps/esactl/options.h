@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-struct Options {
+struct Options_t {
     /* Every command. */
     std::string directory;
     double timeoutSeconds = 5;

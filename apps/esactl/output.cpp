@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "errors.h"
+
 void printText(const std::string& text) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
         throw outputError(std::string("cannot write the result: ") + std::strerror(errno));
@@ -20,12 +22,12 @@ void printLines(const std::vector<std::string>& lines) {
     printText(text);
 }
 
-void printJson(const Json& document) {
-    printText(jsonText(document, 2) + "\n");
+void printJson(const Json_t& document) {
+    printText(document.text(2) + "\n");
 }
 
-void printJsonLine(const Json& document) {
-    printText(jsonText(document, -1) + "\n");
+void printJsonLine(const Json_t& document) {
+    printText(document.text(-1) + "\n");
 }
 
 void replaceFile(const std::string& path, const std::string& text) {

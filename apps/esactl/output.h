@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "render_json.h"
+#include "json.h"
 
-/** Prints and flushes. Throws ToolError "output" when standard output cannot take it. */
+/** Prints and flushes. Throws ToolError_t "output" when standard output cannot take it. */
 void printText(const std::string& text);
 void printLines(const std::vector<std::string>& lines);
-void printJson(const Json& document);     /**< indented, over several lines */
-void printJsonLine(const Json& document); /**< on one line */
+void printJson(const Json_t& document);     /**< indented, over several lines */
+void printJsonLine(const Json_t& document); /**< on one line */
 
-/** Puts `text` in the place of `path` at once, so that nobody reads half of it. Throws ToolError "output". */
+/** Puts `text` in the place of `path` at once, so that nobody reads half of it. Throws ToolError_t "output". */
 void replaceFile(const std::string& path, const std::string& text);

@@ -34,20 +34,20 @@ T recordAt(std::span<const U8_t> bytes) {
     return record;
 }
 
-DriveSlot decodeDrive(std::span<const U8_t> bytes) {
+DriveSlot_t decodeDrive(std::span<const U8_t> bytes) {
     const auto record = recordAt<DeviceElementStat_t>(bytes);
     return {record.commonStatus, record.faultReqstd != 0, record.faultSensed != 0};
 }
 
-PowerSupply decodeSupply(std::span<const U8_t> bytes) {
+PowerSupply_t decodeSupply(std::span<const U8_t> bytes) {
     const auto record = recordAt<PowerSupplyElementStat_t>(bytes);
     return {record.commonStatus, record.dcFail != 0,   record.acFail != 0,
             record.off != 0,     record.rqstedOn != 0, record.fail != 0};
 }
 
-Fan decodeFan(std::span<const U8_t> bytes) {
+Fan_t decodeFan(std::span<const U8_t> bytes) {
     const auto record = recordAt<CoolingElementStat_t>(bytes);
-    Fan fan;
+    Fan_t fan;
     fan.code = record.commonStatus;
     fan.off = record.off != 0;
     fan.speedCode = record.actualSpeedCode;
@@ -61,9 +61,9 @@ Fan decodeFan(std::span<const U8_t> bytes) {
     return fan;
 }
 
-TemperatureSensor decodeSensor(std::span<const U8_t> bytes) {
+TemperatureSensor_t decodeSensor(std::span<const U8_t> bytes) {
     const auto record = recordAt<TemperatureSensorElementStat_t>(bytes);
-    TemperatureSensor sensor;
+    TemperatureSensor_t sensor;
     sensor.code = record.commonStatus;
     sensor.underWarning = record.utWarning != 0;
     sensor.underFailure = record.utFailure != 0;
@@ -78,17 +78,17 @@ TemperatureSensor decodeSensor(std::span<const U8_t> bytes) {
     return sensor;
 }
 
-Alarm decodeAlarm(std::span<const U8_t> bytes) {
+Alarm_t decodeAlarm(std::span<const U8_t> bytes) {
     const auto record = recordAt<AudibleAlarmElementStat_t>(bytes);
-    Alarm alarm{record.commonStatus, std::nullopt};
+    Alarm_t alarm{record.commonStatus, std::nullopt};
     if (bytes.size() >= RECORD_SIZE) {
-        alarm.tones = AlarmTones{record.unrecov != 0, record.crit != 0,  record.nonCrit != 0, record.info != 0,
-                                 record.remind != 0,  record.muted != 0, record.rqstMute != 0};
+        alarm.tones = AlarmTones_t{record.unrecov != 0, record.crit != 0,  record.nonCrit != 0, record.info != 0,
+                                   record.remind != 0,  record.muted != 0, record.rqstMute != 0};
     }
     return alarm;
 }
 
-void decodeElement(EnclosureStatus& status, U8_t type, std::span<const U8_t> bytes) {
+void decodeElement(EnclosureStatus_t& status, U8_t type, std::span<const U8_t> bytes) {
     switch (type) {
     case SES_K_ELEMENT_TYPE_DEVICE:
         status.drives.push_back(decodeDrive(bytes));
@@ -110,9 +110,9 @@ void decodeElement(EnclosureStatus& status, U8_t type, std::span<const U8_t> byt
     }
 }
 
-std::size_t statusPageSize(const Configuration& configuration) {
+std::size_t statusPageSize(const Configuration_t& configuration) {
     std::size_t size = sizeof(EncStatDiagPageHdr_t);
-    for (const ElementGroup& group : configuration.groups) {
+    for (const ElementGroup_t& group : configuration.groups) {
         size += RECORD_SIZE * (1U + group.count);
     }
     return size;
@@ -120,15 +120,15 @@ std::size_t statusPageSize(const Configuration& configuration) {
 
 } // namespace
 
-unsigned Configuration::count(U8_t type) const {
+unsigned Configuration_t::count(U8_t type) const {
     unsigned total = 0;
-    for (const ElementGroup& group : groups) {
+    for (const ElementGroup_t& group : groups) {
         total += group.type == type ? group.count : 0U;
     }
     return total;
 }
 
-Decoded<Configuration> decodeConfigurationPage(std::span<const U8_t> page) {
+Decoded_t<Configuration_t> decodeConfigurationPage(std::span<const U8_t> page) {
     constexpr std::size_t FIXED_SIZE = sizeof(ConfDiagPageHdr_t) + sizeof(EnclosureDescHdr_t);
     if (page.size() < FIXED_SIZE) {
         return {{}, lengthError("page 1", page.size(), FIXED_SIZE)};
@@ -142,7 +142,7 @@ Decoded<Configuration> decodeConfigurationPage(std::span<const U8_t> page) {
     if (header.pageLength + 4U != wanted || page.size() + BYTES_NOT_SENT < wanted) {
         return {{}, lengthError("page 1", std::min<std::size_t>(header.pageLength + 4U, page.size()), wanted)};
     }
-    Configuration configuration;
+    Configuration_t configuration;
     configuration.subEnclosures = header.numberSubEnclosure;
     configuration.generation = header.generationCode;
     configuration.processes = enclosure.numberESProcesses;
@@ -157,7 +157,7 @@ Decoded<Configuration> decodeConfigurationPage(std::span<const U8_t> page) {
     return {configuration, {}};
 }
 
-Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page, const Configuration& configuration) {
+Decoded_t<EnclosureStatus_t> decodeStatusPage(std::span<const U8_t> page, const Configuration_t& configuration) {
     const std::size_t wanted = statusPageSize(configuration);
     if (page.size() < sizeof(EncStatDiagPageHdr_t)) {
         return {{}, lengthError("page 2", page.size(), wanted)};
@@ -169,7 +169,7 @@ Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page, const Conf
     if (header.pageLength + 4U != wanted || page.size() + BYTES_NOT_SENT < wanted) {
         return {{}, lengthError("page 2", std::min<std::size_t>(header.pageLength + 4U, page.size()), wanted)};
     }
-    EnclosureStatus status;
+    EnclosureStatus_t status;
     status.unrecov = header.unrecov != 0;
     status.crit = header.crit != 0;
     status.nonCrit = header.nonCrit != 0;
@@ -177,7 +177,7 @@ Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page, const Conf
     status.invop = header.invop != 0;
     status.generation = header.generationCode;
     std::size_t offset = sizeof(EncStatDiagPageHdr_t);
-    for (const ElementGroup& group : configuration.groups) {
+    for (const ElementGroup_t& group : configuration.groups) {
         if (group.type == SES_K_ELEMENT_TYPE_AUDIBLE_ALARM && offset + 3 < page.size()) {
             status.alarmOverall = page[offset + 3];
         }
@@ -187,7 +187,7 @@ Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page, const Conf
             decodeElement(status, group.type, page.subspan(offset, size));
         }
     }
-    for (Fan& fan : status.fans) {
+    for (Fan_t& fan : status.fans) {
         if (fan.rpm) {
             fan.rpm = fanSpeedRpm(*fan.rpm, configuration);
         }
@@ -195,8 +195,8 @@ Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page, const Conf
     return {status, {}};
 }
 
-Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page) {
-    Configuration largest;
+Decoded_t<EnclosureStatus_t> decodeStatusPage(std::span<const U8_t> page) {
+    Configuration_t largest;
     largest.groups = {{1, 16}, {2, 3}, {3, 8}, {4, 4}, {6, 1}};
     return decodeStatusPage(page, largest);
 }

@@ -11,19 +11,19 @@
 
 /** A value, or the reason why there is none (one line, for people). */
 template <typename T>
-struct Decoded {
+struct Decoded_t {
     std::optional<T> value;
     std::string error;
 };
 
 /** One type descriptor of the configuration page: so many elements of one kind, in the order of the other pages. */
-struct ElementGroup {
+struct ElementGroup_t {
     U8_t type;  /**< 1 device, 2 power supply, 3 cooling, 4 temperature sensor, 6 audible alarm */
     U8_t count; /**< number of elements */
 };
 
 /** Page 1. */
-struct Configuration {
+struct Configuration_t {
     U8_t subEnclosures = 0;
     U32_t generation = 0;
     U8_t processes = 0; /**< enclosure services processes */
@@ -31,7 +31,7 @@ struct Configuration {
     std::string vendor; /**< printable characters only, without trailing blanks; here and below */
     std::string product;
     std::string revision;
-    std::vector<ElementGroup> groups;
+    std::vector<ElementGroup_t> groups;
 
     /** Number of elements of `type`, 0 when the enclosure has none. */
     unsigned count(U8_t type) const;
@@ -39,13 +39,13 @@ struct Configuration {
 
 /* Elements of page 2. `code` is the status code: 1 OK, 5 not installed; 0 where the adapter gives none. */
 
-struct DriveSlot {
+struct DriveSlot_t {
     U8_t code = 0;
     bool faultRequested = false; /**< the slot's fault LED has been asked for */
     bool faultSensed = false;
 };
 
-struct PowerSupply {
+struct PowerSupply_t {
     U8_t code = 0;
     bool dcFail = false;
     bool acFail = false;
@@ -54,7 +54,7 @@ struct PowerSupply {
     bool fail = false;
 };
 
-struct Fan {
+struct Fan_t {
     U8_t code = 0;
     std::optional<unsigned> rpm; /**< in steps of 10; 0 when it stands still; nothing when it could not be read */
     bool off = false;
@@ -63,7 +63,7 @@ struct Fan {
     bool fail = false; /**< only one chassis sets it */
 };
 
-struct TemperatureSensor {
+struct TemperatureSensor_t {
     U8_t code = 0;
     std::optional<int> celsius; /**< nothing when there is no reading */
     bool underWarning = false;
@@ -72,7 +72,7 @@ struct TemperatureSensor {
     bool overFailure = false;
 };
 
-struct AlarmTones {
+struct AlarmTones_t {
     bool unrecov = false;
     bool crit = false;
     bool nonCrit = false;
@@ -82,25 +82,25 @@ struct AlarmTones {
     bool requestedMute = false;
 };
 
-struct Alarm {
+struct Alarm_t {
     U8_t code = 0;
     /** The adapter's reply stops one byte before the end of the page, so the last alarm's byte never arrives. */
-    std::optional<AlarmTones> tones;
+    std::optional<AlarmTones_t> tones;
 };
 
 /** Page 2. */
-struct EnclosureStatus {
+struct EnclosureStatus_t {
     bool unrecov = false;
     bool crit = false;
     bool nonCrit = false;
     bool info = false;
     bool invop = false;
     U32_t generation = 0;
-    std::vector<DriveSlot> drives;
-    std::vector<PowerSupply> supplies;
-    std::vector<Fan> fans;
-    std::vector<TemperatureSensor> sensors;
-    std::vector<Alarm> alarms;
+    std::vector<DriveSlot_t> drives;
+    std::vector<PowerSupply_t> supplies;
+    std::vector<Fan_t> fans;
+    std::vector<TemperatureSensor_t> sensors;
+    std::vector<Alarm_t> alarms;
     U8_t alarmOverall = 0; /**< last byte of the alarm list's overall word */
 };
 
@@ -108,16 +108,16 @@ struct EnclosureStatus {
  * Decodes page 1 as it comes in a reply (from the page code on, its last byte missing or not). Any bytes are safe;
  * an error when they are not a whole page 1.
  */
-Decoded<Configuration> decodeConfigurationPage(std::span<const U8_t> page);
+Decoded_t<Configuration_t> decodeConfigurationPage(std::span<const U8_t> page);
 
 /**
  * Decodes page 2, whose lists are laid out as `configuration` says; same promises. An error when the page's length is
  * not that of this configuration.
  */
-Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page, const Configuration& configuration);
+Decoded_t<EnclosureStatus_t> decodeStatusPage(std::span<const U8_t> page, const Configuration_t& configuration);
 
 /** Same, with the lists of the largest enclosure (16 slots, 3 supplies, 8 fans, 4 sensors, 1 alarm). */
-Decoded<EnclosureStatus> decodeStatusPage(std::span<const U8_t> page);
+Decoded_t<EnclosureStatus_t> decodeStatusPage(std::span<const U8_t> page);
 
 /** Short name of a status code, such as "ok" or "not-installed". */
 const char* elementStatusName(U8_t code);

@@ -5,9 +5,9 @@
 namespace {
 
 /** Collects the samples of one metric under its HELP and TYPE lines; a metric without a sample is left out whole. */
-class Metric {
+class Metric_t {
 public:
-    Metric(std::string& out, const char* name, const char* help) : out_(out), name_(name) {
+    Metric_t(std::string& out, const char* name, const char* help) : out_(out), name_(name) {
         head_ = "# HELP " + name_ + " " + help + "\n# TYPE " + name_ + " gauge\n";
     }
 
@@ -34,7 +34,7 @@ std::string label(const std::string& key, const std::string& value) {
 template <typename Elements, typename Value>
 void elementMetric(std::string& out, const char* name, const char* help, const char* key,
                    std::string (*elementName)(unsigned), const Elements& elements, Value&& value) {
-    Metric metric(out, name, help);
+    Metric_t metric(out, name, help);
     unsigned index = 0;
     for (const auto& element : elements) {
         if (const std::optional<long> sample = value(element)) {
@@ -48,47 +48,48 @@ std::optional<long> truth(bool value) {
     return value ? 1 : 0;
 }
 
-void overallMetrics(std::string& out, const Configuration& configuration, const Health& health) {
-    Metric(out, "esa_up", "Whether the enclosure services adapter answered.").sample("", 1);
-    Metric(out, "esa_enclosure_info", "Identity of the enclosure.")
+void overallMetrics(std::string& out, const Configuration_t& configuration, const Health_t& health) {
+    Metric_t(out, "esa_up", "Whether the enclosure services adapter answered.").sample("", 1);
+    Metric_t(out, "esa_enclosure_info", "Identity of the enclosure.")
         .sample(label("vendor", configuration.vendor) + "," + label("product", configuration.product) + "," +
                     label("revision", configuration.revision),
                 1);
-    Metric state(out, "esa_enclosure_state", "State of the enclosure: 1 for the state it is in, 0 for the others.");
+    Metric_t state(out, "esa_enclosure_state", "State of the enclosure: 1 for the state it is in, 0 for the others.");
     for (Condition_e condition : {CONDITION_E_OK, CONDITION_E_WARNING, CONDITION_E_FAULT}) {
         state.sample(label("state", conditionName(condition)), health.overall == condition ? 1 : 0);
     }
 }
 
-void driveMetrics(std::string& out, const std::vector<DriveSlot>& drives) {
+void driveMetrics(std::string& out, const std::vector<DriveSlot_t>& drives) {
     elementMetric(out, "esa_drive_present", "Whether the slot holds a drive.", "slot", slotName, drives,
-                  [](const DriveSlot& drive) { return truth(driveCondition(drive) != CONDITION_E_ABSENT); });
+                  [](const DriveSlot_t& drive) { return truth(driveCondition(drive) != CONDITION_E_ABSENT); });
     elementMetric(out, "esa_drive_fault_led_on", "Whether the slot's fault LED has been asked for.", "slot", slotName,
-                  drives, [](const DriveSlot& drive) { return truth(drive.faultRequested); });
+                  drives, [](const DriveSlot_t& drive) { return truth(drive.faultRequested); });
 }
 
-void supplyMetrics(std::string& out, const std::vector<PowerSupply>& supplies) {
+void supplyMetrics(std::string& out, const std::vector<PowerSupply_t>& supplies) {
     elementMetric(out, "esa_power_supply_healthy", "Whether the power supply is without fault.", "supply", supplyName,
-                  supplies, [](const PowerSupply& supply) { return truth(supplyCondition(supply) == CONDITION_E_OK); });
+                  supplies,
+                  [](const PowerSupply_t& supply) { return truth(supplyCondition(supply) == CONDITION_E_OK); });
     elementMetric(out, "esa_power_supply_input_failed", "Whether the supply's input or voltage has failed.", "supply",
-                  supplyName, supplies, [](const PowerSupply& supply) { return truth(supply.acFail); });
+                  supplyName, supplies, [](const PowerSupply_t& supply) { return truth(supply.acFail); });
 }
 
-void fanMetrics(std::string& out, const std::vector<Fan>& fans) {
+void fanMetrics(std::string& out, const std::vector<Fan_t>& fans) {
     elementMetric(out, "esa_fan_healthy", "Whether the fan is without fault.", "fan", fanName, fans,
-                  [](const Fan& fan) { return truth(fanCondition(fan) == CONDITION_E_OK); });
+                  [](const Fan_t& fan) { return truth(fanCondition(fan) == CONDITION_E_OK); });
     elementMetric(out, "esa_fan_speed_rpm", "Speed of the fan in revolutions per minute.", "fan", fanName, fans,
-                  [](const Fan& fan) { return fan.rpm ? std::optional<long>(*fan.rpm) : std::nullopt; });
+                  [](const Fan_t& fan) { return fan.rpm ? std::optional<long>(*fan.rpm) : std::nullopt; });
     elementMetric(out, "esa_fan_speed_minimum_rpm", "Speed under which the fan is in fault.", "fan", fanName, fans,
-                  [](const Fan&) { return std::optional<long>(HEALTH_K_FAN_MINIMUM_RPM); });
+                  [](const Fan_t&) { return std::optional<long>(HEALTH_K_FAN_MINIMUM_RPM); });
 }
 
-void temperatureMetrics(std::string& out, const std::vector<TemperatureSensor>& sensors) {
+void temperatureMetrics(std::string& out, const std::vector<TemperatureSensor_t>& sensors) {
     elementMetric(out, "esa_temperature_celsius", "Temperature in degrees Celsius.", "sensor", sensorName, sensors,
-                  [](const TemperatureSensor& sensor) {
+                  [](const TemperatureSensor_t& sensor) {
                       return sensor.celsius ? std::optional<long>(*sensor.celsius) : std::nullopt;
                   });
-    Metric limits(out, "esa_temperature_limit_celsius", "Temperature limits in degrees Celsius.");
+    Metric_t limits(out, "esa_temperature_limit_celsius", "Temperature limits in degrees Celsius.");
     constexpr std::array<std::pair<const char*, int>, 4> LIMITS{{{"low_failure", HEALTH_K_LOW_FAILURE_CELSIUS},
                                                                  {"low_warning", HEALTH_K_LOW_WARNING_CELSIUS},
                                                                  {"high_warning", HEALTH_K_HIGH_WARNING_CELSIUS},
@@ -102,21 +103,21 @@ void temperatureMetrics(std::string& out, const std::vector<TemperatureSensor>& 
 
 } // namespace
 
-std::string prometheusText(const Enclosure& enclosure, const Health& health) {
+std::string prometheusText(const Enclosure_t& enclosure, const Health_t& health) {
     std::string out;
-    const EnclosureStatus& status = enclosure.status;
+    const EnclosureStatus_t& status = enclosure.status;
     overallMetrics(out, enclosure.configuration, health);
     driveMetrics(out, status.drives);
     supplyMetrics(out, status.supplies);
     fanMetrics(out, status.fans);
     temperatureMetrics(out, status.sensors);
     elementMetric(out, "esa_alarm_muted", "Whether the audible alarm is silent.", "alarm", alarmName, status.alarms,
-                  [](const Alarm& alarm) { return alarm.tones ? truth(alarm.tones->muted) : std::nullopt; });
+                  [](const Alarm_t& alarm) { return alarm.tones ? truth(alarm.tones->muted) : std::nullopt; });
     return out;
 }
 
 std::string prometheusDownText() {
     std::string out;
-    Metric(out, "esa_up", "Whether the enclosure services adapter answered.").sample("", 0);
+    Metric_t(out, "esa_up", "Whether the enclosure services adapter answered.").sample("", 0);
     return out;
 }

@@ -7,7 +7,7 @@
 #include "health.h"
 
 /** Every metric of an enclosure that answered. A reading that is missing has no sample. */
-std::string prometheusText(const Enclosure& enclosure, const Health& health);
+std::string prometheusText(const Enclosure_t& enclosure, const Health_t& health);
 
 /** What is published when the adapter could not be asked: esa_up 0 and nothing else. */
 std::string prometheusDownText();

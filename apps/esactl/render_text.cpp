@@ -34,19 +34,19 @@ std::string upper(const char* text) {
 }
 
 /** "ok", or in capitals when something is wrong, padded to a column. */
-std::string stateWord(Condition_e condition, const Palette& palette) {
+std::string stateWord(Condition_e condition, const Palette_t& palette) {
     constexpr std::size_t WIDTH = 9;
     const bool wrong = condition == CONDITION_E_WARNING || condition == CONDITION_E_FAULT;
     const std::string word = wrong ? upper(conditionName(condition)) : conditionName(condition);
     return palette.paint(word, condition) + std::string(WIDTH - word.size(), ' ');
 }
 
-std::string overallLine(const Health& health, const Palette& palette) {
+std::string overallLine(const Health_t& health, const Palette_t& palette) {
     const std::string word = upper(conditionName(health.overall));
     std::string line = "Enclosure " + palette.paint(word, health.overall);
     std::size_t width = std::strlen("Enclosure ") + word.size();
     std::size_t shown = 0;
-    for (const Problem& problem : health.problems) {
+    for (const Problem_t& problem : health.problems) {
         const std::string part = (shown == 0 ? ": " : "; ") + problem.text;
         constexpr std::size_t ROOM_FOR_REST = 14; // "; and 16 more"
         const std::size_t reserved = shown + 1 == health.problems.size() ? 0 : ROOM_FOR_REST;
@@ -63,7 +63,7 @@ std::string overallLine(const Health& health, const Palette& palette) {
     return line;
 }
 
-std::string driveCell(unsigned slot, const DriveSlot& drive, const Palette& palette) {
+std::string driveCell(unsigned slot, const DriveSlot_t& drive, const Palette_t& palette) {
     constexpr std::size_t WIDTH = 17;
     const char* const led = drive.faultRequested ? "LED" : "";
     const Condition_e condition = driveCondition(drive);
@@ -73,7 +73,7 @@ std::string driveCell(unsigned slot, const DriveSlot& drive, const Palette& pale
            std::string(WIDTH - std::min(plain.size(), WIDTH), ' ');
 }
 
-void addDrives(std::vector<std::string>& lines, const std::vector<DriveSlot>& drives, const Palette& palette) {
+void addDrives(std::vector<std::string>& lines, const std::vector<DriveSlot_t>& drives, const Palette_t& palette) {
     std::string label = "Drives";
     std::string row;
     for (unsigned slot = 0; slot < drives.size(); ++slot) {
@@ -86,14 +86,14 @@ void addDrives(std::vector<std::string>& lines, const std::vector<DriveSlot>& dr
     }
 }
 
-std::string supplyDetail(const PowerSupply& supply) {
+std::string supplyDetail(const PowerSupply_t& supply) {
     std::string text = elementStatusName(supply.code);
     text += supply.acFail ? ", input or voltage failed" : "";
     text += supplyFailRequested(supply) ? ", fault indication on by command" : "";
     return text;
 }
 
-std::string fanDetail(const Fan& fan) {
+std::string fanDetail(const Fan_t& fan) {
     char text[96];
     if (!fan.rpm) {
         std::snprintf(text, sizeof text, "  no reading  (limit %u RPM)", HEALTH_K_FAN_MINIMUM_RPM);
@@ -103,7 +103,7 @@ std::string fanDetail(const Fan& fan) {
     return text;
 }
 
-std::string sensorDetail(const TemperatureSensor& sensor) {
+std::string sensorDetail(const TemperatureSensor_t& sensor) {
     char text[96];
     char reading[16] = "no reading";
     if (sensor.celsius) {
@@ -115,7 +115,7 @@ std::string sensorDetail(const TemperatureSensor& sensor) {
     return text;
 }
 
-std::string alarmDetail(const Alarm& alarm) {
+std::string alarmDetail(const Alarm_t& alarm) {
     if (!alarm.tones) {
         return "state not reported by the adapter";
     }
@@ -132,7 +132,7 @@ std::string alarmDetail(const Alarm& alarm) {
 
 template <typename Elements, typename Detail>
 void addElements(std::vector<std::string>& lines, std::string label, const Elements& elements,
-                 std::string (*name)(unsigned), const Palette& palette,
+                 std::string (*name)(unsigned), const Palette_t& palette,
                  Condition_e (*condition)(typename Elements::const_reference), Detail&& detail) {
     unsigned index = 0;
     for (const auto& element : elements) {
@@ -143,20 +143,20 @@ void addElements(std::vector<std::string>& lines, std::string label, const Eleme
 
 } // namespace
 
-std::string Palette::paint(const std::string& text, Condition_e condition) const {
+std::string Palette_t::paint(const std::string& text, Condition_e condition) const {
     constexpr const char* COLOURS[] = {"\033[32m", "\033[2m", "\033[33m", "\033[1;31m"};
     return enabled ? COLOURS[condition] + text + "\033[0m" : text;
 }
 
-Palette standardOutputPalette() {
+Palette_t standardOutputPalette() {
     const char* noColor = std::getenv("NO_COLOR");
     const char* terminal = std::getenv("TERM");
     const bool dumb = terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
     return {isatty(STDOUT_FILENO) != 0 && !dumb && (noColor == nullptr || *noColor == '\0')};
 }
 
-std::vector<std::string> statusLines(const Enclosure& enclosure, const Health& health, const Palette& palette) {
-    const EnclosureStatus& status = enclosure.status;
+std::vector<std::string> statusLines(const Enclosure_t& enclosure, const Health_t& health, const Palette_t& palette) {
+    const EnclosureStatus_t& status = enclosure.status;
     std::vector<std::string> lines{overallLine(health, palette)};
     addDrives(lines, status.drives, palette);
     addElements(lines, "Supplies", status.supplies, supplyName, palette, supplyCondition, supplyDetail);
@@ -169,7 +169,7 @@ std::vector<std::string> statusLines(const Enclosure& enclosure, const Health& h
     return lines;
 }
 
-std::vector<std::string> configurationLines(const Configuration& configuration) {
+std::vector<std::string> configurationLines(const Configuration_t& configuration) {
     std::vector<std::string> lines;
     const auto add = [&](const char* label, const std::string& text) {
         lines.push_back(padded(label, LABEL_WIDTH) + (text.empty() ? "-" : text));
@@ -194,7 +194,7 @@ std::vector<std::string> configurationLines(const Configuration& configuration) 
     return lines;
 }
 
-std::string eventLine(const Event& event, unsigned repeats, const std::string& time, const Palette& palette) {
+std::string eventLine(const Event_t& event, unsigned repeats, const std::string& time, const Palette_t& palette) {
     Condition_e condition = CONDITION_E_OK;
     if (event.severity == "warning") {
         condition = CONDITION_E_WARNING;

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <unistd.h>
 
+#include "errors.h"
 #include "ses_mesgs.h"
-#include "tool_error.h"
 
 namespace {
 
@@ -13,8 +13,8 @@ constexpr std::size_t COMMAND_MESSAGE_SIZE = sizeof(MMCH_t) + 8;
 // Larger than any page the adapter can fit into a message.
 constexpr U16_t ALLOCATION_LENGTH = MMSG_K_MAX_SIZE;
 
-Message newRequest(U8_t requestor, U8_t operationCode, std::size_t size) {
-    Message message(size, 0);
+Message_t newRequest(U8_t requestor, U8_t operationCode, std::size_t size) {
+    Message_t message(size, 0);
     MMCH_t& header = wireAt<MMCH_t>(message.data());
     header.message_type = MSG_E_TYPE_MMSG;
     header.mmch_version = MMCH_K_VERSION;
@@ -33,11 +33,11 @@ bool answers(const MMCH_t& reply, const MMCH_t& request) {
            reply.opcode.whole == request.opcode.whole && reply.handle == request.handle;
 }
 
-SesReply decodeReply(const Message& message) {
+SesReply_t decodeReply(const Message_t& message) {
     if (message.size() <= sizeof(MMCH_t)) {
         throw badAnswerError("the adapter's reply ends before its status byte");
     }
-    SesReply reply;
+    SesReply_t reply;
     reply.returnCode = messageHeader(message).return_code;
     reply.statusCode = message[sizeof(MMCH_t)];
     reply.payload.assign(message.begin() + sizeof(MMCH_t) + 1, message.end());
@@ -46,14 +46,14 @@ SesReply decodeReply(const Message& message) {
 
 } // namespace
 
-SesClient::SesClient(const std::string& directory, std::chrono::milliseconds timeout)
-    : timeout_(timeout), peer_(directory, Clock::now() + timeout),
+SesClient_t::SesClient_t(const std::string& directory, std::chrono::milliseconds timeout)
+    : timeout_(timeout), peer_(directory, Clock_t::now() + timeout),
       // A reply to a process that had this endpoint id before us must not pass for ours.
       handle_((static_cast<U32_t>(getpid()) << 12) ^
-              static_cast<U32_t>(Clock::now().time_since_epoch() / std::chrono::microseconds(1))) {}
+              static_cast<U32_t>(Clock_t::now().time_since_epoch() / std::chrono::microseconds(1))) {}
 
-SesReply SesClient::receiveDiagnostic(U8_t page) {
-    Message message = newRequest(peer_.endpointId(), SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND, COMMAND_MESSAGE_SIZE);
+SesReply_t SesClient_t::receiveDiagnostic(U8_t page) {
+    Message_t message = newRequest(peer_.endpointId(), SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND, COMMAND_MESSAGE_SIZE);
     auto& command = wireAt<RcvDiagResCommand_t>(message.data() + sizeof(MMCH_t));
     command.pcv = 1;
     command.pageCode = page;
@@ -64,12 +64,13 @@ SesReply SesClient::receiveDiagnostic(U8_t page) {
                              : "the adapter answers pages 1 and 2 only");
 }
 
-SesReply SesClient::sendDiagnostic(std::span<const U8_t> page) {
+SesReply_t SesClient_t::sendDiagnostic(std::span<const U8_t> page) {
     if (page.size() > SES_K_MAX_CONTROL_PAGE) {
         throw usageError("a page of " + std::to_string(page.size()) + " bytes does not fit into a message; at most " +
                          std::to_string(SES_K_MAX_CONTROL_PAGE) + " do");
     }
-    Message message = newRequest(peer_.endpointId(), SES_K_SEND_DIAGNOSTIC_COMMAND, COMMAND_MESSAGE_SIZE + page.size());
+    Message_t message =
+        newRequest(peer_.endpointId(), SES_K_SEND_DIAGNOSTIC_COMMAND, COMMAND_MESSAGE_SIZE + page.size());
     auto& command = wireAt<SndDiagCommand_t>(message.data() + sizeof(MMCH_t));
     command.pf = 1;
     command.parameterListLength = static_cast<U16_t>(page.size());
@@ -78,12 +79,12 @@ SesReply SesClient::sendDiagnostic(std::span<const U8_t> page) {
                     "it may still be carried out; only page 2 is ever answered");
 }
 
-SesReply SesClient::exchange(Message request, const std::string& what, const std::string& hint) {
+SesReply_t SesClient_t::exchange(Message_t request, const std::string& what, const std::string& hint) {
     MMCH_t& header = wireAt<MMCH_t>(request.data());
     header.handle = ++handle_;
-    const Deadline deadline = Clock::now() + timeout_;
+    const Deadline_t deadline = Clock_t::now() + timeout_;
     peer_.connection().send(request);
-    while (const std::optional<Message> message = peer_.connection().receive(deadline)) {
+    while (const std::optional<Message_t> message = peer_.connection().receive(deadline)) {
         if (answers(messageHeader(*message), header)) {
             return decodeReply(*message);
         }
@@ -93,7 +94,7 @@ SesReply SesClient::exchange(Message request, const std::string& what, const std
     throw noAnswerError("no answer to " + what + " within " + seconds + " s; " + hint);
 }
 
-void requireGood(const SesReply& reply, const std::string& what) {
+void requireGood(const SesReply_t& reply, const std::string& what) {
     if (reply.statusCode == SES_K_SCSI_STATUS_CODE_GOOD && reply.returnCode == SES_K_SCSI_STATUS_CODE_GOOD) {
         return;
     }

@@ -6,36 +6,36 @@
 #include "switch_client.h"
 
 /** The adapter's answer to one command. */
-struct SesReply {
+struct SesReply_t {
     U8_t statusCode = 0;       /**< 0 GOOD, 2 CHECK CONDITION */
     U32_t returnCode = 0;      /**< of the header */
     std::vector<U8_t> payload; /**< what follows the status byte: a page or sense data */
 };
 
-class SesClient {
+class SesClient_t {
 public:
     /** Connects as a peer; `timeout` also limits each later exchange. Throws as PeerConnection does. */
-    SesClient(const std::string& directory, std::chrono::milliseconds timeout);
+    SesClient_t(const std::string& directory, std::chrono::milliseconds timeout);
 
     /**
-     * RECEIVE DIAGNOSTIC RESULTS for `page`. Throws ToolError "no-answer" when no reply to this very request came in
+     * RECEIVE DIAGNOSTIC RESULTS for `page`. Throws ToolError_t "no-answer" when no reply to this very request came in
      * time (the adapter passes over pages that it lacks in silence), "bad-answer" when the reply holds no status.
      */
-    SesReply receiveDiagnostic(U8_t page);
+    SesReply_t receiveDiagnostic(U8_t page);
 
     /** SEND DIAGNOSTIC of `page` in page format; an empty page is sent as an empty parameter list. Throws as above. */
-    SesReply sendDiagnostic(std::span<const U8_t> page);
+    SesReply_t sendDiagnostic(std::span<const U8_t> page);
 
 private:
-    SesReply exchange(Message request, const std::string& what, const std::string& hint);
+    SesReply_t exchange(Message_t request, const std::string& what, const std::string& hint);
 
     std::chrono::milliseconds timeout_;
-    PeerConnection peer_;
+    PeerConnection_t peer_;
     U32_t handle_;
 };
 
 /** Longest page that a SEND DIAGNOSTIC message can carry. */
 inline constexpr std::size_t SES_K_MAX_CONTROL_PAGE = MMSG_K_MAX_SIZE - 72;
 
-/** Throws ToolError "refused", with the sense data spelt out, unless the reply is GOOD. */
-void requireGood(const SesReply& reply, const std::string& what);
+/** Throws ToolError_t "refused", with the sense data spelt out, unless the reply is GOOD. */
+void requireGood(const SesReply_t& reply, const std::string& what);

@@ -7,62 +7,59 @@
 #include <string>
 #include <vector>
 
-#include "mmsg.h"
+#include "unix_stream.h"
 
-/** One whole message, header included; at least 64 bytes and as long as its mmsg_length says. */
-using Message = std::vector<U8_t>;
-using Clock = std::chrono::steady_clock;
-using Deadline = Clock::time_point;
+using Clock_t = std::chrono::steady_clock;
+using Deadline_t = Clock_t::time_point;
 
-inline const MMCH_t& messageHeader(const Message& message) {
+inline const MMCH_t& messageHeader(const Message_t& message) {
     return wireAt<MMCH_t>(message.data());
 }
 
-class SwitchConnection {
+class SwitchConnection_t {
 public:
     /**
-     * Connects to the switch's socket `name` in `directory`. Throws ToolError "no-switch" when nobody listens there
+     * Connects to the switch's socket `name` in `directory`. Throws ToolError_t "no-switch" when nobody listens there
      * and "usage" when the path is too long for a socket address.
      */
-    SwitchConnection(const std::string& directory, const std::string& name);
-    ~SwitchConnection();
-    SwitchConnection(const SwitchConnection&) = delete;
-    SwitchConnection& operator=(const SwitchConnection&) = delete;
+    SwitchConnection_t(const std::string& directory, const std::string& name);
+    ~SwitchConnection_t();
+    SwitchConnection_t(const SwitchConnection_t&) = delete;
+    SwitchConnection_t& operator=(const SwitchConnection_t&) = delete;
 
     int fd() const { return fd_; }
 
-    /** Sends a whole message. Throws ToolError "no-switch" when the switch has gone away. */
+    /** Sends a whole message. Throws ToolError_t "no-switch" when the switch has gone away. */
     void send(std::span<const U8_t> message);
 
     /**
-     * Waits for the next message, at most until `deadline`; nothing when none came. Throws ToolError "no-switch" when
+     * Waits for the next message, at most until `deadline`; nothing when none came. Throws ToolError_t "no-switch" when
      * the switch closed the connection, "bad-answer" when the stream makes no sense any more, and Interrupted.
      */
-    std::optional<Message> receive(Deadline deadline);
+    std::optional<Message_t> receive(Deadline_t deadline);
 
     /** The next message that is here already; reads what the socket holds and never blocks. Throws as receive(). */
-    std::optional<Message> receiveQueued();
+    std::optional<Message_t> receiveQueued();
 
 private:
-    std::optional<Message> takeBuffered();
-    bool readAvailable();
+    std::optional<Message_t> takeBuffered();
 
     std::string path_;
     int fd_ = -1;
-    std::vector<U8_t> buffer_;
+    MessageReader_t reader_;
 };
 
 /** Waits until one of `fds` is readable, a stop is asked for (throws Interrupted) or `deadline` has passed. */
-void waitReadable(std::span<const int> fds, Deadline deadline);
+void waitReadable(std::span<const int> fds, Deadline_t deadline);
 
 /** Connects as a peer and takes the greeting that names the endpoint id the switch has given to this connection. */
-class PeerConnection {
+class PeerConnection_t {
 public:
-    PeerConnection(const std::string& directory, Deadline deadline);
-    SwitchConnection& connection() { return connection_; }
+    PeerConnection_t(const std::string& directory, Deadline_t deadline);
+    SwitchConnection_t& connection() { return connection_; }
     U8_t endpointId() const { return endpointId_; }
 
 private:
-    SwitchConnection connection_;
+    SwitchConnection_t connection_;
     U8_t endpointId_;
 };

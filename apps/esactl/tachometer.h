@@ -9,4 +9,4 @@
  * standing still: a lesser value is a left-over. Enclosures are told apart by their element counts; in one that is not
  * known `reported` is taken as it is.
  */
-unsigned fanSpeedRpm(unsigned reported, const Configuration& configuration);
+unsigned fanSpeedRpm(unsigned reported, const Configuration_t& configuration);

@@ -22,7 +22,7 @@ winsize terminalSize() {
 
 } // namespace
 
-WatchScreen::WatchScreen() {
+WatchScreen_t::WatchScreen_t() {
     if (isatty(STDOUT_FILENO) == 0 || isatty(STDIN_FILENO) == 0 || tcgetattr(STDIN_FILENO, &saved_) != 0) {
         return;
     }
@@ -34,7 +34,7 @@ WatchScreen::WatchScreen() {
     printText("\033[?1049h\033[?25l"); // another screen, no cursor
 }
 
-WatchScreen::~WatchScreen() {
+WatchScreen_t::~WatchScreen_t() {
     if (!interactive_) {
         return;
     }
@@ -44,11 +44,11 @@ WatchScreen::~WatchScreen() {
     (void)!write(STDOUT_FILENO, RESTORE, sizeof RESTORE - 1); // nothing left to do when even this fails
 }
 
-std::size_t WatchScreen::height() const {
+std::size_t WatchScreen_t::height() const {
     return interactive_ ? terminalSize().ws_row : DEFAULT_HEIGHT;
 }
 
-void WatchScreen::draw(const std::vector<std::string>& lines) {
+void WatchScreen_t::draw(const std::vector<std::string>& lines) {
     if (!interactive_) {
         printLines(lines);
         printText("\n");

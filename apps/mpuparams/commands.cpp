@@ -8,7 +8,6 @@
 #include <fstream>
 #include <functional>
 #include <new>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -16,9 +15,10 @@
 #include <unistd.h>
 
 #include "edit.h"
+#include "errors.h"
 #include "fields.h"
+#include "json.h"
 #include "segment.h"
-#include "tool_error.h"
 #include "values.h"
 
 namespace {
@@ -102,7 +102,7 @@ std::string onOneLine(const std::string& text) {
 }
 
 /** What is wrong with a text file that does not give the version, with the lines that it may have been meant in. */
-ToolError versionFailure(const std::string& source, U32_t version, const std::string& reports) {
+ToolError_t versionFailure(const std::string& source, U32_t version, const std::string& reports) {
     std::string message =
         source + " gives version " + std::to_string(version) +
         ", which every process refuses: expected a line \"Version = " + std::to_string(MPU_K_PARAMS_VERSION) + "\"";
@@ -134,48 +134,46 @@ std::string tryOut(const std::string& source) {
 
 /* --------------------------------------------------------------------------------------------------- show */
 
-using Json = nlohmann::ordered_json;
-
-Json jsonFlags(U32_t flags) {
-    Json names = Json::array();
+Json_t jsonFlags(U32_t flags) {
+    Json_t names = Json_t::array();
     for (const Named_t& flag : flagNames()) {
         if ((flags & flag.value) != 0) {
-            names.push_back(flag.name);
+            names.add(flag.name);
         }
     }
-    return {{"value", flags}, {"names", names}};
+    return Json_t::object({{"value", flags}, {"names", names}});
 }
 
-Json jsonValue(const Field_t& field, const U8_t* at) {
+Json_t jsonValue(const Field_t& field, const U8_t* at) {
     switch (field.kind) {
-    case Kind::Integer:
-    case Kind::Size:
+    case Kind_e::INTEGER:
+    case Kind_e::SIZE:
         return loadInteger(at, field.size);
-    case Kind::Flags:
+    case Kind_e::FLAGS:
         return jsonFlags(loadInteger(at, field.size));
-    case Kind::Name: {
+    case Kind_e::NAME: {
         const Named_t* const named = findValue(field.names, *at);
-        return {{"value", *at}, {"name", named == nullptr ? Json(nullptr) : Json(named->name)}};
+        return Json_t::object({{"value", *at}, {"name", named == nullptr ? Json_t() : Json_t(named->name)}});
     }
     default:
         return formatValue(field, at);
     }
 }
 
-Json jsonField(const Field_t& field, const U8_t* block) {
+Json_t jsonField(const Field_t& field, const U8_t* block) {
     if (field.count == 1) {
         return jsonValue(field, block + field.offset);
     }
-    Json elements = Json::array();
+    Json_t elements = Json_t::array();
     for (std::size_t i = 0; i < field.count; ++i) {
-        elements.push_back(jsonValue(field, block + field.offset + i * field.size));
+        elements.add(jsonValue(field, block + field.offset + i * field.size));
     }
     return elements;
 }
 
 /** A copy of the block, so that what is shown is of one moment. */
 MPU_PARAMS_t readBlock(int key) {
-    return AttachedBlock(key, AttachedBlock::Access::Read).params();
+    return AttachedBlock_t(key, AttachedBlock_t::Access_e::READ).params();
 }
 
 /* -------------------------------------------------------------------------------------------------- image */
@@ -195,22 +193,22 @@ std::string regularFile(const std::string& path) {
 }
 
 /** A new file beside `path` that takes its place when it is complete, and vanishes when it is not. */
-class Replacement {
+class Replacement_t {
 public:
-    explicit Replacement(const std::string& path) : path_(path), temporary_(path + ".XXXXXX") {
+    explicit Replacement_t(const std::string& path) : path_(path), temporary_(path + ".XXXXXX") {
         descriptor_ = mkstemp(temporary_.data());
         if (descriptor_ < 0) {
             fail();
         }
     }
-    ~Replacement() {
+    ~Replacement_t() {
         if (descriptor_ >= 0) {
             (void)close(descriptor_);
             (void)unlink(temporary_.c_str());
         }
     }
-    Replacement(const Replacement&) = delete;
-    Replacement& operator=(const Replacement&) = delete;
+    Replacement_t(const Replacement_t&) = delete;
+    Replacement_t& operator=(const Replacement_t&) = delete;
 
     void write(const void* bytes, std::size_t size) {
         const mode_t mask = umask(0);
@@ -269,24 +267,24 @@ void showBlock(int key) {
 
 void showBlockJson(int key) {
     const MPU_PARAMS_t params = readBlock(key);
-    Json fields;
+    Json_t fields = Json_t::object();
     for (const Field_t& field : allFields()) {
-        fields[std::string(field.name)] = jsonField(field, reinterpret_cast<const U8_t*>(&params));
+        fields.set(std::string(field.name), jsonField(field, reinterpret_cast<const U8_t*>(&params)));
     }
-    const Json document = {{"version", JSON_FORMAT_VERSION}, {"key", key}, {"params", fields}};
-    std::printf("%s\n", document.dump(2).c_str());
+    const Json_t document = Json_t::object({{"version", JSON_FORMAT_VERSION}, {"key", key}, {"params", fields}});
+    std::printf("%s\n", document.text(2).c_str());
 }
 
 void setFields(int key, std::span<const std::string> assignments) {
     const std::vector<Edit_t> edits = parseEdits(assignments);
-    AttachedBlock block(key, AttachedBlock::Access::Write);
+    AttachedBlock_t block(key, AttachedBlock_t::Access_e::WRITE);
     applyEdits(edits, block.bytes());
 }
 
 void writeImage(int key, const std::string& path) {
     MPU_PARAMS_t params = readBlock(key);
     MPU_swapMpuParams(&params);
-    Replacement(regularFile(path)).write(&params, sizeof(params));
+    Replacement_t(regularFile(path)).write(&params, sizeof(params));
 }
 
 void deleteBlock(int key) {

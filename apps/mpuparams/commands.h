@@ -1,4 +1,4 @@
-/** The commands of this tool. Each throws ToolError when it cannot do what it was asked for. */
+/** The commands of this tool. Each throws ToolError_t when it cannot do what it was asked for. */
 #pragma once
 
 #include <span>

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <atomic>
 
+#include "errors.h"
 #include "fields.h"
-#include "tool_error.h"
 #include "values.h"
 
 namespace {
@@ -75,7 +75,7 @@ Edit_t parseEdit(const std::string& text) {
     const Assignment_t parts = splitAssignment(text);
     const Field_t& field = findField(parts.field);
     const std::size_t element = findElement(field, parts);
-    if (field.kind == Kind::Flags) {
+    if (field.kind == Kind_e::FLAGS) {
         return parseFlagsEdit(parts, text);
     }
     if (parts.operation != '=') {

@@ -1,19 +1,23 @@
 #include "fields.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <vector>
 
-#include "tool_error.h"
+#include "chassis_list.h"
+#include "errors.h"
 
 namespace {
 
-// The text file knows the first three; all six can be given to a live block.
-constexpr Named_t CHASSIS[] = {
-    {"None", VORAN_E_CHASSIS_NONE},           {"Xyratex2U12ATX", VORAN_E_CHASSIS_XYRATEX_2U12ATX},
-    {"Quadra", VORAN_E_CHASSIS_TELMA_QUADRA}, {"Chenbro3U16ATX", VORAN_E_CHASSIS_CHENBRO_3U16ATX},
-    {"Vsc055", VORAN_E_CHASSIS_VORAN_VSC055}, {"W83782d", VORAN_E_CHASSIS_VORAN_W83782D},
-};
+/** All chassis can be given to a live block; its text file knows the first three. */
+constexpr auto CHASSIS = [] {
+    std::array<Named_t, CHASSIS_LIST.size()> names{};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        names[i] = {CHASSIS_LIST[i].blockName, CHASSIS_LIST[i].type};
+    }
+    return names;
+}();
 
 /** A table of the text file without the nameless entry at its end. */
 template <std::size_t N>
@@ -23,58 +27,58 @@ constexpr std::span<const Named_t> namesOf(const Named_t (&table)[N]) {
 
 #define AT(field) offsetof(MPU_PARAMS_t, field)
 constexpr Field_t FIELDS[] = {
-    {"version", Kind::Integer, AT(version), 4, 1},
-    {"flags", Kind::Flags, AT(flags), 4, 1},
-    {"slotId", Kind::Integer, AT(slotId), 4, 1},
-    {"bladeType", Kind::Integer, AT(bladeType), 1, 1},
-    {"disklineMode", Kind::Integer, AT(disklineMode), 1, 1},
-    {"iCharMode", Kind::Name, AT(iCharMode), 1, 1, namesOf(iCharMode)},
-    {"numPorts", Kind::Integer, AT(numPorts), 1, 1},
-    {"regBlockOffset", Kind::Wide, AT(regBlockOffset), 8, 1},
-    {"regBlockSize", Kind::Wide, AT(regBlockSize), 8, 1},
-    {"otherPresentOffset", Kind::Integer, AT(otherPresentOffset), 2, 1},
-    {"otherPresentBlock", Kind::Integer, AT(otherPresentBlock), 1, 1},
-    {"otherPresentBit", Kind::Integer, AT(otherPresentBit), 1, 1},
-    {"resetOtherOffset", Kind::Integer, AT(resetOtherOffset), 2, 1},
-    {"resetOtherBlock", Kind::Integer, AT(resetOtherBlock), 1, 1},
-    {"resetOtherBit", Kind::Integer, AT(resetOtherBit), 1, 1},
-    {"issIpAddress", Kind::Ip, AT(issIpAddress), 4, 1},
-    {"numBusses", Kind::Integer, AT(numBusses), 1, 1},
-    {"numAdapters", Kind::Integer, AT(numAdapters), 1, 1},
-    {"batteryMgtPolicy", Kind::Name, AT(batteryMgtPolicy), 1, 1, nonXML_Tables.batteryPolicy},
-    {"_pad1", Kind::Integer, AT(_pad1), 1, 1},
-    {"mpuVer", Kind::Version, AT(mpuVer), 8, 1},
-    {"q4xVer", Kind::Version, AT(q4xVer), 8, 1},
-    {"asicDeviceId", Kind::Integer, AT(asicDeviceId), 2, 1},
-    {"pciVendorId", Kind::Integer, AT(pciVendorId), 2, 1},
-    {"asicRevision", Kind::Integer, AT(asicRevision), 2, 1},
-    {"haccMode", Kind::Name, AT(haccMode), 1, 1, namesOf(haccMode)},
-    {"chassisType", Kind::Name, AT(chassisType), 1, 1, CHASSIS},
-    {"serialNo", Kind::Integer, AT(serialNo), 4, 1},
-    {"shmKey", Kind::Integer, AT(shmKey), 4, 1},
-    {"ouiNo", Kind::Integer, AT(ouiNo), 4, 1},
-    {"mfgProductIdStr", Kind::Blank, AT(mfgProductIdStr), 4, 1},
-    {"mfgBoardRevStr", Kind::Blank, AT(mfgBoardRevStr), 4, 1},
-    {"_pad2", Kind::Integer, AT(_pad2), 1, 4},
-    {"smSize", Kind::Size, AT(smSize), 4, 1},
-    {"bmSize", Kind::Size, AT(bmSize), 4, 1},
-    {"haccStartingIpAddress", Kind::Ip, AT(haccStartingIpAddress), 4, 1},
-    {"haccNetmask", Kind::Ip, AT(haccNetmask), 4, 1},
-    {"mgtPortIpAddress", Kind::Ip, AT(mgtPortIpAddress), 4, 1},
-    {"mgtPortNetmask", Kind::Ip, AT(mgtPortNetmask), 4, 1},
-    {"serialStr", Kind::Text, AT(serialStr), 64, 1},
-    {"chassisSN", Kind::Text, AT(chassisSN), 64, 1},
-    {"macAddress", Kind::Mac, AT(macAddress), 8, 8},
-    {"mmsgDirectory", Kind::Path, AT(mmsgDirectory), 128, 1},
-    {"nvramDirectory", Kind::Path, AT(nvramDirectory), 128, 1},
-    {"logDirectory", Kind::Path, AT(logDirectory), 128, 1},
-    {"portConfig", Kind::Name, AT(portConfig), 1, 8, namesOf(portConfig)},
-    {"vendorId", Kind::Blank, AT(vendorId), 8, 1},
-    {"productId", Kind::Blank, AT(productId), 16, 1},
-    {"revisionLvl", Kind::Blank, AT(revisionLvl), 4, 1},
-    {"bus", Kind::Name, AT(bus), 1, 2, namesOf(trueFalse)},
-    {"_pad3", Kind::Integer, AT(_pad3), 1, 2},
-    {"adapters", Kind::Adapter, AT(adapters), 4, 2},
+    {"version", Kind_e::INTEGER, AT(version), 4, 1},
+    {"flags", Kind_e::FLAGS, AT(flags), 4, 1},
+    {"slotId", Kind_e::INTEGER, AT(slotId), 4, 1},
+    {"bladeType", Kind_e::INTEGER, AT(bladeType), 1, 1},
+    {"disklineMode", Kind_e::INTEGER, AT(disklineMode), 1, 1},
+    {"iCharMode", Kind_e::NAME, AT(iCharMode), 1, 1, namesOf(iCharMode)},
+    {"numPorts", Kind_e::INTEGER, AT(numPorts), 1, 1},
+    {"regBlockOffset", Kind_e::WIDE, AT(regBlockOffset), 8, 1},
+    {"regBlockSize", Kind_e::WIDE, AT(regBlockSize), 8, 1},
+    {"otherPresentOffset", Kind_e::INTEGER, AT(otherPresentOffset), 2, 1},
+    {"otherPresentBlock", Kind_e::INTEGER, AT(otherPresentBlock), 1, 1},
+    {"otherPresentBit", Kind_e::INTEGER, AT(otherPresentBit), 1, 1},
+    {"resetOtherOffset", Kind_e::INTEGER, AT(resetOtherOffset), 2, 1},
+    {"resetOtherBlock", Kind_e::INTEGER, AT(resetOtherBlock), 1, 1},
+    {"resetOtherBit", Kind_e::INTEGER, AT(resetOtherBit), 1, 1},
+    {"issIpAddress", Kind_e::IP, AT(issIpAddress), 4, 1},
+    {"numBusses", Kind_e::INTEGER, AT(numBusses), 1, 1},
+    {"numAdapters", Kind_e::INTEGER, AT(numAdapters), 1, 1},
+    {"batteryMgtPolicy", Kind_e::NAME, AT(batteryMgtPolicy), 1, 1, nonXML_Tables.batteryPolicy},
+    {"_pad1", Kind_e::INTEGER, AT(_pad1), 1, 1},
+    {"mpuVer", Kind_e::VERSION, AT(mpuVer), 8, 1},
+    {"q4xVer", Kind_e::VERSION, AT(q4xVer), 8, 1},
+    {"asicDeviceId", Kind_e::INTEGER, AT(asicDeviceId), 2, 1},
+    {"pciVendorId", Kind_e::INTEGER, AT(pciVendorId), 2, 1},
+    {"asicRevision", Kind_e::INTEGER, AT(asicRevision), 2, 1},
+    {"haccMode", Kind_e::NAME, AT(haccMode), 1, 1, namesOf(haccMode)},
+    {"chassisType", Kind_e::NAME, AT(chassisType), 1, 1, CHASSIS},
+    {"serialNo", Kind_e::INTEGER, AT(serialNo), 4, 1},
+    {"shmKey", Kind_e::INTEGER, AT(shmKey), 4, 1},
+    {"ouiNo", Kind_e::INTEGER, AT(ouiNo), 4, 1},
+    {"mfgProductIdStr", Kind_e::BLANK, AT(mfgProductIdStr), 4, 1},
+    {"mfgBoardRevStr", Kind_e::BLANK, AT(mfgBoardRevStr), 4, 1},
+    {"_pad2", Kind_e::INTEGER, AT(_pad2), 1, 4},
+    {"smSize", Kind_e::SIZE, AT(smSize), 4, 1},
+    {"bmSize", Kind_e::SIZE, AT(bmSize), 4, 1},
+    {"haccStartingIpAddress", Kind_e::IP, AT(haccStartingIpAddress), 4, 1},
+    {"haccNetmask", Kind_e::IP, AT(haccNetmask), 4, 1},
+    {"mgtPortIpAddress", Kind_e::IP, AT(mgtPortIpAddress), 4, 1},
+    {"mgtPortNetmask", Kind_e::IP, AT(mgtPortNetmask), 4, 1},
+    {"serialStr", Kind_e::TEXT, AT(serialStr), 64, 1},
+    {"chassisSN", Kind_e::TEXT, AT(chassisSN), 64, 1},
+    {"macAddress", Kind_e::MAC, AT(macAddress), 8, 8},
+    {"mmsgDirectory", Kind_e::PATH, AT(mmsgDirectory), 128, 1},
+    {"nvramDirectory", Kind_e::PATH, AT(nvramDirectory), 128, 1},
+    {"logDirectory", Kind_e::PATH, AT(logDirectory), 128, 1},
+    {"portConfig", Kind_e::NAME, AT(portConfig), 1, 8, namesOf(portConfig)},
+    {"vendorId", Kind_e::BLANK, AT(vendorId), 8, 1},
+    {"productId", Kind_e::BLANK, AT(productId), 16, 1},
+    {"revisionLvl", Kind_e::BLANK, AT(revisionLvl), 4, 1},
+    {"bus", Kind_e::NAME, AT(bus), 1, 2, namesOf(trueFalse)},
+    {"_pad3", Kind_e::INTEGER, AT(_pad3), 1, 2},
+    {"adapters", Kind_e::ADAPTER, AT(adapters), 4, 2},
 };
 #undef AT
 

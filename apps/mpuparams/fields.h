@@ -10,19 +10,19 @@
 #include "nonxml.h"
 
 /** How a field is written and read by a person. */
-enum class Kind {
-    Integer, /**< 1, 2 or 4 bytes: decimal, or 0x and hexadecimal */
-    Size,    /**< bytes of memory, or units of k, m or g */
-    Wide,    /**< 64 bits in two words, the high one first */
-    Flags,   /**< names of flags and a number for what has no name */
-    Name,    /**< a byte that has names */
-    Ip,      /**< a.b.c.d */
-    Version, /**< major.minor.maintenance.build */
-    Mac,     /**< six hexadecimal bytes separated by ":" */
-    Adapter, /**< upper/lower half of the word */
-    Text,    /**< ends at the first zero byte or with the field */
-    Path,    /**< Text that always keeps its zero byte */
-    Blank,   /**< filled with blanks */
+enum class Kind_e {
+    INTEGER, /**< 1, 2 or 4 bytes: decimal, or 0x and hexadecimal */
+    SIZE,    /**< bytes of memory, or units of k, m or g */
+    WIDE,    /**< 64 bits in two words, the high one first */
+    FLAGS,   /**< names of flags and a number for what has no name */
+    NAME,    /**< a byte that has names */
+    IP,      /**< a.b.c.d */
+    VERSION, /**< major.minor.maintenance.build */
+    MAC,     /**< six hexadecimal bytes separated by ":" */
+    ADAPTER, /**< upper/lower half of the word */
+    TEXT,    /**< ends at the first zero byte or with the field */
+    PATH,    /**< Text that always keeps its zero byte */
+    BLANK,   /**< filled with blanks */
 };
 
 /** A name of a byte's value or of a flag; the text configuration file knows them by the same names. */
@@ -30,7 +30,7 @@ using Named_t = NonXML_Enums_t;
 
 struct Field_t {
     std::string_view name;
-    Kind kind;
+    Kind_e kind;
     std::size_t offset;
     std::size_t size;  /**< bytes of one element */
     std::size_t count; /**< elements; 1: no index */

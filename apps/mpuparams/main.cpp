@@ -1,14 +1,12 @@
 /** Creates, shows, changes and deletes the platform's shared parameter block. */
-#include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cctype>
 #include <climits>
 #include <cstdio>
 #include <functional>
 
+#include "command_line.h"
 #include "commands.h"
+#include "errors.h"
 #include "segment.h"
-#include "tool_error.h"
 #include "values.h"
 
 namespace {
@@ -34,85 +32,105 @@ int parseKey(const std::string& text) {
     return static_cast<int>(key);
 }
 
-CLI::App* addCommand(CLI::App& app, Options_t& options, const char* name, const char* description, const char* example,
-                     std::function<void(int)> run) {
-    CLI::App* const command = app.add_subcommand(name, description);
-    command->add_option("-k,--key", options.key, "Key of the segment: 100 or more, decimal or 0x hexadecimal")
-        ->required()
-        ->type_name("KEY");
-    command->footer(std::string("Example: ") + example);
-    command->final_callback([&options, run = std::move(run)] { run(parseKey(options.key)); });
-    return command;
+/** A command as the program's list has it, and what runs it. */
+struct Command_t {
+    CliCommand_t line;
+    std::function<void(int key)> run;
+};
+
+Command_t createCommand(Options_t& options) {
+    return {{.name = "create",
+             .description = "Create the block; an older one of that key is replaced",
+             .footer = "The manual page mpuparams(8) lists the keys of the text file.\n"
+                       "Example: mpuparams create --key 0x1234 --config examples/quadra.conf",
+             .options = {},
+             .choice = CliChoice_t{.name = "source",
+                                   .description = "Where the contents come from",
+                                   .options = {{.name = "-c,--config",
+                                                .description = "Text configuration file",
+                                                .target = &options.config,
+                                                .type = "FILE",
+                                                .isFileName = true},
+                                               {.name = "-i,--image",
+                                                .description = "Binary image of 744 bytes in network byte order",
+                                                .target = &options.image,
+                                                .type = "FILE",
+                                                .isFileName = true}}}},
+            [&options](int key) { createBlock(key, options.config, options.image); }};
 }
 
-std::string checkFileName(const std::string& name) {
-    return name.empty() ? "expected the name of a file" : "";
+Command_t showCommand(Options_t& options) {
+    return {{.name = "show",
+             .description = "Print every field of the block",
+             .footer = "Example: mpuparams show --key 0x1234 --json",
+             .options = {{.name = "-j,--json",
+                          .description = "One JSON object: \"version\" of this format (1), \"key\", and the fields in "
+                                         "\"params\"",
+                          .target = &options.json}}},
+            [&options](int key) { options.json ? showBlockJson(key) : showBlock(key); }};
 }
 
-void addCreate(CLI::App& app, Options_t& options) {
-    CLI::App* const command =
-        addCommand(app, options, "create", "Create the block; an older one of that key is replaced",
-                   "mpuparams create --key 0x1234 --config examples/quadra.conf",
-                   [&options](int key) { createBlock(key, options.config, options.image); });
-    CLI::Option_group* const source = command->add_option_group("source", "Where the contents come from");
-    source->add_option("-c,--config", options.config, "Text configuration file")
-        ->type_name("FILE")
-        ->check(checkFileName);
-    source->add_option("-i,--image", options.image, "Binary image of 744 bytes in network byte order")
-        ->type_name("FILE")
-        ->check(checkFileName);
-    source->require_option(1);
-    command->footer("The manual page mpuparams(8) lists the keys of the text file.\n" + command->get_footer());
+Command_t setCommand(Options_t& options) {
+    return {{.name = "set",
+             .description = "Change fields of a live block: all assignments, or none if one is wrong",
+             .footer = "Example: mpuparams set --key 0x1234 chassisType=Chenbro3U16ATX flags+=RcpComplete "
+                       "macAddress[1]=00:17:34:01:02:03",
+             .options = {{.name = "assignments",
+                          .description = "Fields are named as \"show\" names them",
+                          .target = &options.assignments,
+                          .type = "FIELD=VALUE",
+                          .required = true}}},
+            [&options](int key) { setFields(key, options.assignments); }};
 }
 
-void addShow(CLI::App& app, Options_t& options) {
-    CLI::App* const command =
-        addCommand(app, options, "show", "Print every field of the block", "mpuparams show --key 0x1234 --json",
-                   [&options](int key) { options.json ? showBlockJson(key) : showBlock(key); });
-    command->add_flag("-j,--json", options.json,
-                      "One JSON object: \"version\" of this format (1), \"key\", and the fields in \"params\"");
+Command_t imageCommand(Options_t& options) {
+    return {{.name = "image",
+             .description = "Write the block as a binary image",
+             .footer = "Example: mpuparams image --key 0x1234 configMpu.bin",
+             .options = {{.name = "file",
+                          .description = "File that is written or replaced",
+                          .target = &options.file,
+                          .type = "FILE",
+                          .required = true,
+                          .isFileName = true}}},
+            [&options](int key) { writeImage(key, options.file); }};
 }
 
-void addSet(CLI::App& app, Options_t& options) {
-    CLI::App* const command = addCommand(
-        app, options, "set", "Change fields of a live block: all assignments, or none if one is wrong",
-        "mpuparams set --key 0x1234 chassisType=Chenbro3U16ATX flags+=RcpComplete macAddress[1]=00:17:34:01:02:03",
-        [&options](int key) { setFields(key, options.assignments); });
-    command->add_option("assignments", options.assignments, "Fields are named as \"show\" names them")
-        ->required()
-        ->type_name("FIELD=VALUE");
+Command_t deleteCommand() {
+    return {{.name = "delete",
+             .description = "Remove the block; processes that have it attached keep it",
+             .footer = "Example: mpuparams delete --key 0x1234",
+             .options = {}},
+            deleteBlock};
 }
 
-void addImage(CLI::App& app, Options_t& options) {
-    CLI::App* const command = addCommand(app, options, "image", "Write the block as a binary image",
-                                         "mpuparams image --key 0x1234 configMpu.bin",
-                                         [&options](int key) { writeImage(key, options.file); });
-    command->add_option("file", options.file, "File that is written or replaced")
-        ->required()
-        ->type_name("FILE")
-        ->check(checkFileName);
-}
-
-/** One line, whatever the names and values in the message hold. */
-int report(int status, std::string message) {
-    std::ranges::replace_if(
-        message, [](unsigned char c) { return std::iscntrl(c) != 0; }, '?');
-    std::fprintf(stderr, "mpuparams: %s\n", message.c_str());
-    return status;
+/** In the order of the help; each with the key before its own options. */
+std::vector<Command_t> allCommands(Options_t& options) {
+    std::vector<Command_t> commands{createCommand(options), showCommand(options), setCommand(options),
+                                    imageCommand(options), deleteCommand()};
+    for (Command_t& command : commands) {
+        command.line.options.insert(command.line.options.begin(),
+                                    {.name = "-k,--key",
+                                     .description = "Key of the segment: 100 or more, decimal or 0x hexadecimal",
+                                     .target = &options.key,
+                                     .type = "KEY",
+                                     .required = true});
+    }
+    return commands;
 }
 
 /** The command, which comes first. Nothing, when help is asked for instead. */
-std::string findCommand(const CLI::App& app, int argc, char** argv) {
-    std::string first = argc < 2 ? "" : argv[1];
+std::string findCommand(const std::vector<Command_t>& commands, int argc, char** argv) {
+    const std::string first = argc < 2 ? "" : argv[1];
     if (first == "-h" || first == "--help") {
         return "";
     }
     std::string known;
-    for (const CLI::App* command : app.get_subcommands(nullptr)) {
-        if (command->get_name() == first) {
+    for (const Command_t& command : commands) {
+        if (command.line.name == first) {
             return first;
         }
-        known += (known.empty() ? "" : ", ") + command->get_name();
+        known += (known.empty() ? "" : ", ") + command.line.name;
     }
     throw usageError((argc < 2 ? "no command" : "\"" + first + "\" is no command") + ": expected one of " + known +
                      "; see mpuparams --help");
@@ -120,31 +138,28 @@ std::string findCommand(const CLI::App& app, int argc, char** argv) {
 
 int runTool(int argc, char** argv) {
     Options_t options;
-    CLI::App app("Creates, shows, changes and deletes the shared parameter block of the management processes.",
-                 "mpuparams");
-    app.require_subcommand(1);
-    app.footer("Exit status: 0 done, 1 wrong command line, 2 the operation failed.\n"
-               "Example: mpuparams create --key 0x1234 --config examples/quadra.conf");
-    addCreate(app, options);
-    addShow(app, options);
-    addSet(app, options);
-    addImage(app, options);
-    (void)addCommand(app, options, "delete", "Remove the block; processes that have it attached keep it",
-                     "mpuparams delete --key 0x1234", deleteBlock);
-    std::string command;
-    try {
-        command = findCommand(app, argc, argv);
-        app.parse(argc, argv);
-    } catch (const CLI::Success& help) {
-        return app.exit(help);
-    } catch (const CLI::ParseError& error) {
-        return report(EXIT_USAGE, std::string(error.what()) + "; see mpuparams " + command + " --help");
-    } catch (const ToolError& error) {
-        return report(error.status(), error.what());
+    const std::vector<Command_t> commands = allCommands(options);
+    CliProgram_t program{
+        .name = "mpuparams",
+        .description = "Creates, shows, changes and deletes the shared parameter block of the management processes.",
+        .footer = "Exit status: 0 done, 1 wrong command line, 2 the operation failed.\n"
+                  "Example: mpuparams create --key 0x1234 --config examples/quadra.conf"};
+    for (const Command_t& command : commands) {
+        program.commands.push_back(command.line);
     }
-    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0
-               ? 0
-               : report(EXIT_FAILED, "cannot write to standard output");
+    const std::string command = findCommand(commands, argc, argv);
+    const CliResult_t result = parseCommandLine(program, argc, argv);
+    if (result.exitStatus) {
+        return *result.exitStatus;
+    }
+    if (!result.error.empty()) {
+        throw usageError(result.error + "; see mpuparams " + command + " --help");
+    }
+    commands[result.command].run(parseKey(options.key));
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw failure("cannot write to standard output");
+    }
+    return 0;
 }
 
 } // namespace
@@ -152,6 +167,8 @@ int runTool(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return runTool(argc, argv);
+    } catch (const ToolError_t& error) {
+        return reportError("mpuparams", error.exitStatus(), error.what());
     } catch (...) {
         std::fputs("mpuparams: out of memory\n", stderr); // whatever else can go wrong has been reported
         return EXIT_FAILED;

@@ -7,7 +7,7 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
-#include "tool_error.h"
+#include "errors.h"
 
 std::string describeKey(int key) {
     char text[32];
@@ -59,9 +59,9 @@ int findRemovable(int key) {
     return shmid;
 }
 
-AttachedBlock::AttachedBlock(int key, Access access)
-    : address_(shmat(findSegment(key, access == Access::Write ? 0600 : 0400), nullptr,
-                     access == Access::Write ? 0 : SHM_RDONLY)) {
+AttachedBlock_t::AttachedBlock_t(int key, Access_e access)
+    : address_(shmat(findSegment(key, access == Access_e::WRITE ? 0600 : 0400), nullptr,
+                     access == Access_e::WRITE ? 0 : SHM_RDONLY)) {
     if (reinterpret_cast<std::intptr_t>(address_) == -1) {
         throw failure("cannot attach the parameter block with key " + describeKey(key) + ": " + std::strerror(errno));
     }
@@ -73,6 +73,6 @@ AttachedBlock::AttachedBlock(int key, Access access)
     }
 }
 
-AttachedBlock::~AttachedBlock() {
+AttachedBlock_t::~AttachedBlock_t() {
     (void)shmdt(address_);
 }

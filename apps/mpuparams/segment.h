@@ -9,15 +9,15 @@
 inline constexpr int LEAST_KEY = 100;
 
 /** An attached block of this release's version; detached at the end. */
-class AttachedBlock {
+class AttachedBlock_t {
 public:
-    enum class Access { Read, Write };
+    enum class Access_e { READ, WRITE };
 
     /** Throws a failure that says what is wrong with the segment of `key`. */
-    AttachedBlock(int key, Access access);
-    ~AttachedBlock();
-    AttachedBlock(const AttachedBlock&) = delete;
-    AttachedBlock& operator=(const AttachedBlock&) = delete;
+    AttachedBlock_t(int key, Access_e access);
+    ~AttachedBlock_t();
+    AttachedBlock_t(const AttachedBlock_t&) = delete;
+    AttachedBlock_t& operator=(const AttachedBlock_t&) = delete;
 
     [[nodiscard]] const MPU_PARAMS_t& params() const { return *static_cast<const MPU_PARAMS_t*>(address_); }
 

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "tool_error.h"
+#include "chassis_list.h"
+#include "errors.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ std::string printable(std::string_view text) {
 
 std::string formatText(const Field_t& field, const U8_t* at) {
     std::string_view text(reinterpret_cast<const char*>(at), field.size);
-    if (field.kind == Kind::Blank) {
+    if (field.kind == Kind_e::BLANK) {
         text = text.substr(0, text.find_last_not_of(std::string_view(" \0", 2)) + 1);
     } else {
         text = text.substr(0, text.find('\0'));
@@ -139,16 +140,30 @@ std::string parseWide(std::string_view text, const std::string& what) {
     return bytesOf(static_cast<U32_t>(number >> 32)) + bytesOf(static_cast<U32_t>(number));
 }
 
+/** A chassis by either of its names, or by its number: an adapter knows no others. */
+std::string parseChassis(const Field_t& field, std::string_view text, const std::string& what) {
+    std::uint64_t number = 0;
+    const ChassisFacts_t* chassis = findChassis(text);
+    if (chassis == nullptr && parseNumber(text, 0xFF, &number)) {
+        chassis = findChassis(static_cast<unsigned>(number));
+    }
+    if (chassis == nullptr) {
+        refuse(what, listNames(field.names) + ", or a number from " + std::to_string(CHASSIS_LIST.front().type) +
+                         " to " + std::to_string(CHASSIS_LIST.back().type));
+    }
+    return bytesOf(static_cast<U8_t>(chassis->type));
+}
+
 std::string parseName(const Field_t& field, std::string_view text, const std::string& what) {
-    // An adapter knows no other chassis than the six; the other bytes are the platform's to extend.
-    const bool closed = field.offset == offsetof(MPU_PARAMS_t, chassisType);
+    if (field.offset == offsetof(MPU_PARAMS_t, chassisType)) {
+        return parseChassis(field, text, what);
+    }
     const Named_t* const named = findName(field.names, text);
     std::uint64_t number = 0;
     if (named != nullptr) {
         number = named->value;
-    } else if (!parseNumber(text, 0xFF, &number) ||
-               (closed && findValue(field.names, static_cast<U32_t>(number)) == nullptr)) {
-        refuse(what, listNames(field.names) + ", or a number from " + (closed ? "1 to 6" : "0 to 255"));
+    } else if (!parseNumber(text, 0xFF, &number)) {
+        refuse(what, listNames(field.names) + ", or a number from 0 to 255");
     }
     return bytesOf(static_cast<U8_t>(number));
 }
@@ -194,12 +209,12 @@ std::string parseAdapter(std::string_view text, const std::string& what) {
 }
 
 std::string parseText(const Field_t& field, std::string_view text, const std::string& what) {
-    const std::size_t most = field.kind == Kind::Path ? field.size - 1 : field.size;
+    const std::size_t most = field.kind == Kind_e::PATH ? field.size - 1 : field.size;
     if (text.size() > most) {
         refuse(what, "at most " + std::to_string(most) + " characters, got " + std::to_string(text.size()));
     }
     std::string bytes(text);
-    bytes.resize(field.size, field.kind == Kind::Blank ? ' ' : '\0');
+    bytes.resize(field.size, field.kind == Kind_e::BLANK ? ' ' : '\0');
     return bytes;
 }
 
@@ -225,27 +240,27 @@ std::string formatFlags(U32_t flags, std::string_view separator) {
 
 std::string formatValue(const Field_t& field, const U8_t* at) {
     switch (field.kind) {
-    case Kind::Integer:
-    case Kind::Size:
+    case Kind_e::INTEGER:
+    case Kind_e::SIZE:
         return std::to_string(loadInteger(at, field.size));
-    case Kind::Wide:
+    case Kind_e::WIDE:
         return print("0x%08X%08X", load<U32_t>(at), load<U32_t>(at + 4));
-    case Kind::Flags:
+    case Kind_e::FLAGS:
         return print("0x%08X (", load<U32_t>(at)) + formatFlags(load<U32_t>(at), ", ") + ")";
-    case Kind::Name:
+    case Kind_e::NAME:
         return formatName(field, at);
-    case Kind::Ip:
+    case Kind_e::IP:
         return print("%u.%u.%u.%u", load<U32_t>(at) >> 24, (load<U32_t>(at) >> 16) & 0xFF,
                      (load<U32_t>(at) >> 8) & 0xFF, load<U32_t>(at) & 0xFF);
-    case Kind::Version:
+    case Kind_e::VERSION:
         return formatVersion(at);
-    case Kind::Mac:
+    case Kind_e::MAC:
         return formatMac(at);
-    case Kind::Adapter:
+    case Kind_e::ADAPTER:
         return print("%u/%u", load<U32_t>(at) >> 16, load<U32_t>(at) & 0xFFFF);
-    case Kind::Text:
-    case Kind::Path:
-    case Kind::Blank:
+    case Kind_e::TEXT:
+    case Kind_e::PATH:
+    case Kind_e::BLANK:
         return formatText(field, at);
     }
     return {};
@@ -253,27 +268,27 @@ std::string formatValue(const Field_t& field, const U8_t* at) {
 
 std::string parseValue(const Field_t& field, std::string_view text, const std::string& what) {
     switch (field.kind) {
-    case Kind::Integer:
+    case Kind_e::INTEGER:
         return parseInteger(field, text, what);
-    case Kind::Size:
+    case Kind_e::SIZE:
         return parseSize(text, what);
-    case Kind::Wide:
+    case Kind_e::WIDE:
         return parseWide(text, what);
-    case Kind::Flags:
+    case Kind_e::FLAGS:
         return bytesOf(parseFlags(text, what));
-    case Kind::Name:
+    case Kind_e::NAME:
         return parseName(field, text, what);
-    case Kind::Ip:
+    case Kind_e::IP:
         return parseIp(text, what);
-    case Kind::Version:
+    case Kind_e::VERSION:
         return parseVersion(text, what);
-    case Kind::Mac:
+    case Kind_e::MAC:
         return parseMac(text, what);
-    case Kind::Adapter:
+    case Kind_e::ADAPTER:
         return parseAdapter(text, what);
-    case Kind::Text:
-    case Kind::Path:
-    case Kind::Blank:
+    case Kind_e::TEXT:
+    case Kind_e::PATH:
+    case Kind_e::BLANK:
         return parseText(field, text, what);
     }
     return {};

@@ -6,9 +6,9 @@
 
 #include "emp_mesgs.h"
 #include "esa_evl.h"
-#include "names.h"
 #include "ses_mesgs.h"
 #include "startup.h"
+#include "words.h"
 
 namespace {
 
@@ -77,7 +77,8 @@ std::string eventText(Bytes_t payload) {
     const EsaEvent_t& event = wireAt<EsaEvent_t>(payload.data());
     const U16_t eventId = event.evLogHeader.evId;
     std::string text = eventName(eventId) + format(" (event %u), ", unsigned{eventId}) +
-                       eventTypeName(event.evLogHeader.evType) + ", chassis " + chassisName(event.evData.enclosureType);
+                       eventTypeName(event.evLogHeader.evType) + ", chassis " +
+                       chassisTitle(event.evData.enclosureType);
     const std::string fields = eventFields(eventId, event.evData);
     return fields.empty() ? text : text + ": " + fields;
 }

@@ -95,13 +95,13 @@ CmapParams_t* MPU_getCmapParams(int key) {
     return MPU_getCmapParamsAndShmid(&shmid, key);
 }
 
-CmapParams_t* MPU_getCmapParamsAndShmid(S32_t* shmid, int key) {
-    *shmid = shmget(key, sizeof(CmapParams_t), CMAP_MODE);
-    if (*shmid < 0) {
+CmapParams_t* MPU_getCmapParamsAndShmid(S32_t* pShmid, int key) {
+    *pShmid = shmget(key, sizeof(CmapParams_t), CMAP_MODE);
+    if (*pShmid < 0) {
         mpuReportFailure("Error opening the CMAP shared memory area.\n");
         return nullptr;
     }
-    auto* const block = static_cast<CmapParams_t*>(mpuAttachSegment(*shmid, 0));
+    auto* const block = static_cast<CmapParams_t*>(mpuAttachSegment(*pShmid, 0));
     if (block == nullptr) {
         mpuReportFailure("Error mapping the CMAP shared memory area to virtual memory.\n");
         return nullptr;
@@ -109,16 +109,16 @@ CmapParams_t* MPU_getCmapParamsAndShmid(S32_t* shmid, int key) {
     return block;
 }
 
-CmapParams_t* MPU_createCmapParams(S32_t* shmid, int key) {
-    *shmid = createSegment(key);
-    if (*shmid < 0) {
+CmapParams_t* MPU_createCmapParams(S32_t* pShmid, int key) {
+    *pShmid = createSegment(key);
+    if (*pShmid < 0) {
         return nullptr;
     }
-    auto* const block = static_cast<CmapParams_t*>(mpuAttachSegment(*shmid, 0));
+    auto* const block = static_cast<CmapParams_t*>(mpuAttachSegment(*pShmid, 0));
     if (block == nullptr) {
         mpuReportFailure("Failed to attached CMAP shared memory segment.\n");
-        (void)shmctl(*shmid, IPC_RMID, nullptr); // nobody may find a segment that was never filled
-        *shmid = -1;
+        (void)shmctl(*pShmid, IPC_RMID, nullptr); // nobody may find a segment that was never filled
+        *pShmid = -1;
         return nullptr;
     }
     std::memset(block, 0, sizeof(*block));

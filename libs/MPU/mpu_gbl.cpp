@@ -60,16 +60,16 @@ const MPU_PARAMS_t* MPU_getMpuParams(int key) {
     return MPU_getMpuParamsAndShmid(&shmid, key);
 }
 
-const MPU_PARAMS_t* MPU_getMpuParamsAndShmid(S32_t* shmid, int key) {
-    *shmid = shmget(key, sizeof(MPU_PARAMS_t), 0400);
-    if (*shmid >= 0 && !isTrusted(*shmid)) {
-        *shmid = -1;
+const MPU_PARAMS_t* MPU_getMpuParamsAndShmid(S32_t* pShmid, int key) {
+    *pShmid = shmget(key, sizeof(MPU_PARAMS_t), 0400);
+    if (*pShmid >= 0 && !isTrusted(*pShmid)) {
+        *pShmid = -1;
     }
-    if (*shmid < 0) {
+    if (*pShmid < 0) {
         mpuReportFailure("Error opening the MPU shared memory area.\n");
         return nullptr;
     }
-    auto* const block = static_cast<MPU_PARAMS_t*>(mpuAttachSegment(*shmid, SHM_RDONLY));
+    auto* const block = static_cast<MPU_PARAMS_t*>(mpuAttachSegment(*pShmid, SHM_RDONLY));
     if (block == nullptr) {
         mpuReportFailure("Error mapping the MPU shared memory area to virtual memory.\n");
         return nullptr;

@@ -144,8 +144,8 @@ bool fill(const Source_t& source, MPU_PARAMS_t* block) {
 }
 
 /** Attaches and fills the new segment. On failure it is neither attached nor there any more. */
-MPU_PARAMS_t* attachAndFill(const Source_t& source, S32_t* shmid) {
-    auto* const block = static_cast<MPU_PARAMS_t*>(mpuAttachSegment(*shmid, 0));
+MPU_PARAMS_t* attachAndFill(const Source_t& source, S32_t* pShmid) {
+    auto* const block = static_cast<MPU_PARAMS_t*>(mpuAttachSegment(*pShmid, 0));
     if (block == nullptr) {
         std::fprintf(stderr, "\nError mapping the MPU shared memory area to virtual memory.\n");
     } else {
@@ -156,20 +156,20 @@ MPU_PARAMS_t* attachAndFill(const Source_t& source, S32_t* shmid) {
         mpuParamsBlock = nullptr;
         shmdt(block);
     }
-    (void)MPU_deleteMpuParams(*shmid); // the reason has been reported; nothing more can be done about the segment
-    *shmid = -1;
+    (void)MPU_deleteMpuParams(*pShmid); // the reason has been reported; nothing more can be done about the segment
+    *pShmid = -1;
     return nullptr;
 }
 
 } // namespace
 
-MPU_PARAMS_t* MPU_createMpuParams(S32_t* shmid, int key) {
+MPU_PARAMS_t* MPU_createMpuParams(S32_t* pShmid, int key) {
     Source_t source;
     if (!openSource(&source)) {
         return nullptr;
     }
-    *shmid = createSegment(key);
-    MPU_PARAMS_t* const block = *shmid < 0 ? nullptr : attachAndFill(source, shmid);
+    *pShmid = createSegment(key);
+    MPU_PARAMS_t* const block = *pShmid < 0 ? nullptr : attachAndFill(source, pShmid);
     closeSource(&source);
     return block;
 }

@@ -1,7 +1,6 @@
 /** Values of the text configuration file: one conversion a type. */
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cinttypes>
 #include <cstdlib>
 #include <cstring>
@@ -19,18 +18,14 @@ void put(U8_t* at, T value) {
     std::memcpy(at, &value, sizeof(value));
 }
 
-void reportNoNumber(const CHAR_t* value) {
-    std::fprintf(stderr, "+++ Warning: Unrecognized number in configuration file - %s\n", value);
-}
-
 /* ----------------------------------------------------------------------------------------------- integers */
 
-/** The integer that `text` starts with; `*end` is what follows it. False when there is none. */
-bool readInteger(const CHAR_t* text, int base, std::uint64_t* number, const CHAR_t** end) {
+/** The integer that `text` starts with, a sign before it or not: 0 when there is none. `*end` is what follows it. */
+std::uint64_t readInteger(const CHAR_t* text, int base, const CHAR_t** end) {
     CHAR_t* after = nullptr;
-    *number = std::strtoull(text, &after, base);
+    const std::uint64_t number = std::strtoull(text, &after, base);
     *end = after;
-    return after != text;
+    return number;
 }
 
 void reportTooLarge(const CHAR_t* value, std::uint64_t stored) {
@@ -50,22 +45,13 @@ void putNumber(const CHAR_t* value, std::uint64_t number, U8_t* at) {
 
 template <typename T>
 void storeInteger(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
-    std::uint64_t number = 0;
     const CHAR_t* end = nullptr;
-    if (!readInteger(value, 0, &number, &end)) {
-        reportNoNumber(value);
-        return;
-    }
-    putNumber<T>(value, number, at);
+    putNumber<T>(value, readInteger(value, 0, &end), at);
 }
 
 void storeU64(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
-    std::uint64_t number = 0;
     const CHAR_t* end = nullptr;
-    if (!readInteger(value, 0, &number, &end)) {
-        reportNoNumber(value);
-        return;
-    }
+    const std::uint64_t number = readInteger(value, 0, &end);
     put(at, static_cast<U32_t>(number >> 32));
     put(at + sizeof(U32_t), static_cast<U32_t>(number));
 }
@@ -84,24 +70,16 @@ int unitShift(CHAR_t unit) {
 }
 
 void storeSize(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
-    std::uint64_t number = 0;
     const CHAR_t* end = nullptr;
-    if (!readInteger(value, 10, &number, &end)) {
-        reportNoNumber(value);
-        return;
-    }
+    const std::uint64_t number = readInteger(value, 10, &end);
     putNumber<U32_t>(value, number << unitShift(*end), at);
 }
 
 void storeAdapters(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
-    std::uint64_t upper = 0;
-    std::uint64_t lower = 0;
     const CHAR_t* end = nullptr;
-    if (!readInteger(value, 0, &upper, &end) || *(end = nonXmlSkipBlanks(end)) != '/' ||
-        !readInteger(end + 1, 0, &lower, &end)) {
-        reportNoNumber(value);
-        return;
-    }
+    const std::uint64_t upper = readInteger(value, 0, &end);
+    end = nonXmlSkipBlanks(end);
+    const std::uint64_t lower = *end == '/' ? readInteger(end + 1, 0, &end) : 0;
     const auto stored = static_cast<U32_t>((upper << 16) | (lower & 0xFFFF));
     if (upper > 0xFFFF || lower > 0xFFFF) {
         reportTooLarge(value, stored);
@@ -125,18 +103,7 @@ bool takePart(const CHAR_t** text, CHAR_t separator, U32_t* part) {
     return true;
 }
 
-bool startsWithDigit(const CHAR_t* value) {
-    if (std::isdigit(static_cast<unsigned char>(*value)) == 0) {
-        reportNoNumber(value);
-        return false;
-    }
-    return true;
-}
-
 void storeMacAddress(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
-    if (!startsWithDigit(value)) {
-        return;
-    }
     for (std::size_t i = 0; i < sizeof(MAC_ADDRESS_t::mac); ++i) {
         U32_t part = 0;
         (void)takePart(&value, ':', &part); // a missing part is 0
@@ -145,9 +112,6 @@ void storeMacAddress(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
 }
 
 void storeIpAddress(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
-    if (!startsWithDigit(value)) {
-        return;
-    }
     U32_t address = 0;
     for (int i = 0; i < 4; ++i) {
         U32_t part = 0;
@@ -161,9 +125,6 @@ void storeVersion(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
     // The third number of a release's name is its build; maintenance releases are not told apart in this file.
     static constexpr std::size_t FIELDS[] = {offsetof(VORAN_VER_t, major), offsetof(VORAN_VER_t, minor),
                                              offsetof(VORAN_VER_t, buildNum)};
-    if (!startsWithDigit(value)) {
-        return;
-    }
     for (const std::size_t field : FIELDS) {
         U32_t part = 0;
         if (takePart(&value, '.', &part)) {
@@ -231,11 +192,13 @@ bool takeIndex(const NonXML_s& tag, const CHAR_t** value, std::size_t* element) 
     if (minus == nullptr) {
         return true;
     }
-    const auto result = std::from_chars(*value, minus, *element, 10);
-    if (result.ec == std::errc::result_out_of_range || *element > tag.count) {
+    const CHAR_t* end = nullptr;
+    const std::uint64_t number = readInteger(*value, 10, &end);
+    if (number > tag.count) {
         std::fprintf(stderr, "Error: Array index out of range for %s\n", tag.name);
         return false;
     }
+    *element = static_cast<std::size_t>(number);
     *value = nonXmlSkipBlanks(minus + 1);
     return true;
 }

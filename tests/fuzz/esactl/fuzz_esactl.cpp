@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <string>
 
-#include "control.h"
+#include "control_page.h"
 #include "enclosure.h"
+#include "errors.h"
 #include "events.h"
 #include "fuzz_input.h"
 #include "health.h"
@@ -16,11 +17,10 @@
 #include "render_text.h"
 #include "scripted_switch.h"
 #include "ses_client.h"
-#include "tool_error.h"
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using Bytes_t = std::vector<std::uint8_t>;
 using fuzz::require;
 using fuzz::requireJson;
 
@@ -78,43 +78,43 @@ void requireMetrics(const std::string& text) {
     }
 }
 
-void showConfiguration(const Configuration& configuration) {
+void showConfiguration(const Configuration_t& configuration) {
     requireLines(configurationLines(configuration));
     requireJson(configurationJson(configuration));
 }
 
-void showEnclosure(const Enclosure& enclosure) {
-    const Health health = assessHealth(enclosure.status);
+void showEnclosure(const Enclosure_t& enclosure) {
+    const Health_t health = assessHealth(enclosure.status);
     require((health.overall == CONDITION_E_OK) == (health.exitStatus == 0));
     requireLines(statusLines(enclosure, health, {}));
     requireJson(statusJson(enclosure, health, "2026-01-01T00:00:00Z"));
     requireMetrics(prometheusText(enclosure, health));
     try {
-        const std::vector<U8_t> page = encodeControlPage(currentControls(enclosure.status));
+        const std::vector<U8_t> page = encodeControlPage(controlPageOf(enclosure.status));
         require(page.size() <= 4064 - 72);
-    } catch (const ToolError& error) {
+    } catch (const ToolError_t& error) {
         require(isPrintable(error.what()));
     }
 }
 
-void decodePages(const Bytes& first, const Bytes& second) {
-    const Decoded<Configuration> configuration = decodeConfigurationPage(first);
+void decodePages(const Bytes_t& first, const Bytes_t& second) {
+    const Decoded_t<Configuration_t> configuration = decodeConfigurationPage(first);
     require(configuration.value.has_value() == configuration.error.empty());
     require(isPrintable(configuration.error));
     if (configuration.value) {
         showConfiguration(*configuration.value);
     }
-    const Decoded<EnclosureStatus> status =
+    const Decoded_t<EnclosureStatus_t> status =
         configuration.value ? decodeStatusPage(second, *configuration.value) : decodeStatusPage(second);
     require(status.value.has_value() == status.error.empty());
     require(isPrintable(status.error));
     if (status.value) {
-        showEnclosure({configuration.value.value_or(Configuration{}), *status.value});
+        showEnclosure({configuration.value.value_or(Configuration_t{}), *status.value});
     }
 }
 
 /** Sets what a page must have for its decoder to go on, and cuts off the byte that never arrives if asked to. */
-Bytes fitted(Bytes page, std::uint8_t code, std::size_t size, bool whole) {
+Bytes_t fitted(Bytes_t page, std::uint8_t code, std::size_t size, bool whole) {
     page.resize(size);
     page[0] = code;
     page[2] = static_cast<std::uint8_t>((size - 4) >> 8);
@@ -128,7 +128,7 @@ Bytes fitted(Bytes page, std::uint8_t code, std::size_t size, bool whole) {
 void decodeFittedPages(fuzz::Input& input) {
     const std::uint8_t flags = input.byte();
     const std::size_t groups = flags % 8;
-    Bytes first = input.bytes(48 + 4 * groups);
+    Bytes_t first = input.bytes(48 + 4 * groups);
     first.resize(48 + 4 * groups);
     first[10] = static_cast<std::uint8_t>(groups);
     std::size_t size = 8;
@@ -143,10 +143,10 @@ void decodeFittedPages(fuzz::Input& input) {
 }
 
 void decodeMessages(fuzz::Input& input) {
-    RepeatFilter filter;
-    Deadline now{};
+    RepeatFilter_t filter;
+    Deadline_t now{};
     while (!input.empty()) {
-        const std::optional<Event> event = decodeEvent(input.bytes(input.word() % 512));
+        const std::optional<Event_t> event = decodeEvent(input.bytes(input.word() % 512));
         if (!event) {
             continue;
         }
@@ -160,14 +160,14 @@ void decodeMessages(fuzz::Input& input) {
 
 /** The fetching of a status, and a control page after it, over a connection whose far end says what it likes. */
 void converse(fuzz::Input& input) {
-    ScriptedSwitch far(input);
+    ScriptedSwitch_t far(input);
     try {
-        SesClient client("/nowhere", std::chrono::minutes(1));
-        const Enclosure enclosure = fetchEnclosure(client);
+        SesClient_t client("/nowhere", std::chrono::minutes(1));
+        const Enclosure_t enclosure = fetchEnclosure(client);
         showConfiguration(enclosure.configuration);
         showEnclosure(enclosure);
-        requireGood(client.sendDiagnostic(encodeControlPage(currentControls(enclosure.status))), "the control page");
-    } catch (const ToolError& error) {
+        requireGood(client.sendDiagnostic(encodeControlPage(controlPageOf(enclosure.status))), "the control page");
+    } catch (const ToolError_t& error) {
         require(isPrintable(error.what()));
         requireJson(errorJson(error));
     }
@@ -179,7 +179,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::Input input(data, size);
     switch (input.byte() % 4) {
     case 0: {
-        const Bytes first = input.bytes(input.word());
+        const Bytes_t first = input.bytes(input.word());
         decodePages(first, input.all());
         break;
     }

@@ -6,6 +6,6 @@
 namespace fuzz {
 
 /** The document survives being printed, on one line or indented, and read again. */
-void requireJson(const Json& document);
+void requireJson(const Json_t& document);
 
 } // namespace fuzz

@@ -4,20 +4,20 @@
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using Bytes_t = std::vector<std::uint8_t>;
 
 constexpr std::uint8_t WELL_FORMED = 0x01;
 constexpr std::size_t HEADER = 64;
 
-ScriptedSwitch* current = nullptr;
+ScriptedSwitch_t* current = nullptr;
 
-void put16(Bytes& message, std::size_t offset, std::size_t value) {
+void put16(Bytes_t& message, std::size_t offset, std::size_t value) {
     message[offset] = static_cast<std::uint8_t>(value >> 8);
     message[offset + 1] = static_cast<std::uint8_t>(value);
 }
 
-Bytes greeting(std::uint8_t endpoint) {
-    Bytes message(HEADER);
+Bytes_t greeting(std::uint8_t endpoint) {
+    Bytes_t message(HEADER);
     message[8] = 14;
     message[9] = 1;
     put16(message, 10, HEADER);
@@ -27,8 +27,8 @@ Bytes greeting(std::uint8_t endpoint) {
 }
 
 /** `payload` as the adapter's reply to `request`: opcode and handle are those of the request. */
-Bytes reply(std::span<const std::uint8_t> request, const Bytes& payload) {
-    Bytes message(HEADER);
+Bytes_t reply(std::span<const std::uint8_t> request, const Bytes_t& payload) {
+    Bytes_t message(HEADER);
     std::copy_n(request.begin() + 12, 4, message.begin() + 12);
     std::copy_n(request.begin() + 40, 4, message.begin() + 40);
     put16(message, 10, HEADER + payload.size());
@@ -40,26 +40,26 @@ Bytes reply(std::span<const std::uint8_t> request, const Bytes& payload) {
 
 } // namespace
 
-ScriptedSwitch::ScriptedSwitch(fuzz::Input& input) : input_(input), pieceLimit_(1U + input.byte() * 16U) {
+ScriptedSwitch_t::ScriptedSwitch_t(fuzz::Input& input) : input_(input), pieceLimit_(1U + input.byte() * 16U) {
     const std::uint8_t flags = input_.byte();
     waiting_ = (flags & WELL_FORMED) != 0 ? greeting(input_.byte()) : input_.bytes(input_.word());
     current = this;
 }
 
-ScriptedSwitch::~ScriptedSwitch() {
+ScriptedSwitch_t::~ScriptedSwitch_t() {
     current = nullptr;
 }
 
-void ScriptedSwitch::request(std::span<const std::uint8_t> message) {
+void ScriptedSwitch_t::request(std::span<const std::uint8_t> message) {
     fuzz::require(message.size() >= HEADER && message.size() <= 4064);
     fuzz::require(std::size_t{message[10]} * 256 + message[11] == message.size());
     const std::uint8_t flags = input_.byte();
-    const Bytes bytes = input_.bytes(input_.word());
-    const Bytes answer = (flags & WELL_FORMED) != 0 ? reply(message, bytes) : bytes;
+    const Bytes_t bytes = input_.bytes(input_.word());
+    const Bytes_t answer = (flags & WELL_FORMED) != 0 ? reply(message, bytes) : bytes;
     waiting_.insert(waiting_.end(), answer.begin(), answer.end());
 }
 
-std::size_t ScriptedSwitch::read(std::span<std::uint8_t> space) {
+std::size_t ScriptedSwitch_t::read(std::span<std::uint8_t> space) {
     const std::size_t count = std::min({space.size(), waiting_.size(), pieceLimit_});
     std::copy_n(waiting_.begin(), count, space.begin());
     waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(count));

@@ -7,12 +7,12 @@
  * While one of these lives, every connection of the process leads to it. The input holds the greeting, then one answer
  * for each request: flags, a length of two bytes and the bytes that are sent. Behind the last one the switch closes.
  */
-class ScriptedSwitch {
+class ScriptedSwitch_t {
 public:
-    explicit ScriptedSwitch(fuzz::Input& input);
-    ~ScriptedSwitch();
-    ScriptedSwitch(const ScriptedSwitch&) = delete;
-    ScriptedSwitch& operator=(const ScriptedSwitch&) = delete;
+    explicit ScriptedSwitch_t(fuzz::Input& input);
+    ~ScriptedSwitch_t();
+    ScriptedSwitch_t(const ScriptedSwitch_t&) = delete;
+    ScriptedSwitch_t& operator=(const ScriptedSwitch_t&) = delete;
 
     /** A request has arrived: its answer, if there is one, can be read from now on. */
     void request(std::span<const std::uint8_t> message);

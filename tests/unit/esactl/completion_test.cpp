@@ -1,4 +1,4 @@
-// The bash completion, asked as the shell asks it.
+/** The bash completion, asked as the shell asks it. */
 #include <gtest/gtest.h>
 
 #include "fake_switch.h"
@@ -33,7 +33,7 @@ protected:
         return result.out;
     }
 
-    FakeSwitch net_;
+    FakeSwitch_t net_;
 };
 
 TEST_F(Completion, Commands) {

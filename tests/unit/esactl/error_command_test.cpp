@@ -1,31 +1,30 @@
-// Every way to fail: exit status, one line on standard error, and a JSON document where JSON was asked for.
+/** Every way to fail: exit status, one line on standard error, and a JSON document where JSON was asked for. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "fake_switch.h"
+#include "json_value.h"
 
 namespace {
 
-using nlohmann::json;
 using testing::HasSubstr;
-using Args = std::vector<std::string>;
+using testsupport::JsonValue_t;
+using Args_t = std::vector<std::string>;
 
 void expectError(const testsupport::RunResult& result, int exitStatus, const std::string& code,
                  const std::string& text) {
     EXPECT_EQ(result.ending.exitCode, exitStatus);
     EXPECT_THAT(result.err, HasSubstr(text));
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-    const json document = json::parse(result.out, nullptr, false);
-    ASSERT_FALSE(document.is_discarded()) << result.out;
+    const JsonValue_t document = JsonValue_t::parse(result.out);
     EXPECT_EQ(document["schema"], "esactl.error");
     EXPECT_EQ(document["version"], 1);
     EXPECT_EQ(document["error"]["code"], code);
     EXPECT_EQ(document["error"]["exit_status"], exitStatus);
-    EXPECT_THAT(document["error"]["text"].get<std::string>(), HasSubstr(text));
+    EXPECT_THAT(document["error"]["text"].text(), HasSubstr(text));
 }
 
-testsupport::RunResult esactl(const Args& args) {
+testsupport::RunResult esactl(const Args_t& args) {
     return testsupport::run(testsupport::programCommand("esactl", args));
 }
 
@@ -57,22 +56,22 @@ TEST(Errors, UsageTextThatIsNotUtf8StillGivesValidJson) {
 }
 
 TEST(Errors, NoSwitchIsTwo) {
-    for (const Args& args : {Args{"status"},
-                             {"config"},
-                             {"led", "0", "on"},
-                             {"fan", "0", "on"},
-                             {"psu", "0", "ok"},
-                             {"alarm", "mute"},
-                             {"events"},
-                             {"raw", "--page", "1"}}) {
-        Args all{"--directory", "/nonexistent", "--json"};
+    for (const Args_t& args : {Args_t{"status"},
+                               {"config"},
+                               {"led", "0", "on"},
+                               {"fan", "0", "on"},
+                               {"psu", "0", "ok"},
+                               {"alarm", "mute"},
+                               {"events"},
+                               {"raw", "--page", "1"}}) {
+        Args_t all{"--directory", "/nonexistent", "--json"};
         all.insert(all.end(), args.begin(), args.end());
         expectError(esactl(all), 2, "no-switch", "no switch at '/nonexistent/");
     }
 }
 
 TEST(Errors, NoAnswerWithinTheTimeoutIsTwo) {
-    FakeSwitch net; // never answers
+    FakeSwitch_t net; // never answers
     const auto start = std::chrono::steady_clock::now();
     expectError(net.esactl({"--timeout", "0.3", "status", "--json"}), 2, "no-answer",
                 "no answer to the request for page 1 within 0.3 s");
@@ -82,24 +81,24 @@ TEST(Errors, NoAnswerWithinTheTimeoutIsTwo) {
 }
 
 TEST(Errors, NoGreetingIsTwo) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.greeting.clear();
     expectError(net.esactl({"--timeout", "0.3", "status", "--json"}), 2, "no-answer", "no endpoint id in time");
 }
 
 TEST(Errors, GreetingThatGivesNoPeerIdIsTwo) {
     for (const U8_t id : {U8_t{33}, U8_t{64}}) {
-        FakeSwitch net;
+        FakeSwitch_t net;
         net.greeting[18] = id;
         expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "from 34 to 63");
     }
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.greeting[16] = 17; // not from the switch
     expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "greeting");
 }
 
 TEST(Errors, LastPeerIdIsTaken) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
     net.greeting[18] = 63;
     EXPECT_EQ(net.esactl({"status"}).ending.exitCode, 0);
@@ -107,17 +106,17 @@ TEST(Errors, LastPeerIdIsTaken) {
 }
 
 TEST(Errors, SwitchThatGoesAwayIsTwo) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.hangUp = true;
     const testsupport::RunResult result = net.esactl({"status", "--json"});
     EXPECT_EQ(result.ending.exitCode, 2);
-    EXPECT_EQ(json::parse(result.out)["error"]["code"], "no-switch");
+    EXPECT_EQ(JsonValue_t::parse(result.out)["error"]["code"], "no-switch");
 }
 
 TEST(Errors, MessageShorterThanItsHeaderIsTwo) {
-    FakeSwitch net;
-    net.script = [](const Bytes& request) -> std::vector<Bytes> {
-        Bytes message = responseTo(request, 0, {});
+    FakeSwitch_t net;
+    net.script = [](const Bytes_t& request) -> std::vector<Bytes_t> {
+        Bytes_t message = responseTo(request, 0, {});
         message[10] = 0;
         message[11] = 63;
         return {message};
@@ -126,9 +125,9 @@ TEST(Errors, MessageShorterThanItsHeaderIsTwo) {
 }
 
 TEST(Errors, ReplyWithoutAStatusIsTwo) {
-    FakeSwitch net;
-    net.script = [](const Bytes& request) -> std::vector<Bytes> {
-        Bytes message = responseTo(request, 0, {});
+    FakeSwitch_t net;
+    net.script = [](const Bytes_t& request) -> std::vector<Bytes_t> {
+        Bytes_t message = responseTo(request, 0, {});
         message.resize(64);
         message[11] = 64;
         return {message};
@@ -137,17 +136,17 @@ TEST(Errors, ReplyWithoutAStatusIsTwo) {
 }
 
 TEST(Errors, PagesThatMakeNoSenseAreTwo) {
-    FakeSwitch net;
-    net.serve(Bytes(10, 0), healthyBackplaneStatus());
+    FakeSwitch_t net;
+    net.serve(Bytes_t(10, 0), healthyBackplaneStatus());
     expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "configuration makes no sense");
     net.serve(smallConfiguration(), healthyBackplaneStatus());
     expectError(net.esactl({"status", "--json"}), 2, "bad-answer", "status makes no sense");
 }
 
 TEST(Errors, CheckConditionIsFourWithItsSenseData) {
-    FakeSwitch net;
-    net.script = [](const Bytes& request) -> std::vector<Bytes> {
-        const Bytes sense = fromHex("e0 00 50 00 00 00 00 00 00 00 00 00 00 00 00 00 24 00 00 00 00 00 00 00");
+    FakeSwitch_t net;
+    net.script = [](const Bytes_t& request) -> std::vector<Bytes_t> {
+        const Bytes_t sense = fromHex("e0 00 50 00 00 00 00 00 00 00 00 00 00 00 00 00 24 00 00 00 00 00 00 00");
         return {responseTo(request, 2, sense)};
     };
     expectError(net.esactl({"status", "--json"}), 4, "refused",
@@ -155,17 +154,17 @@ TEST(Errors, CheckConditionIsFourWithItsSenseData) {
 }
 
 TEST(Errors, RefusedControlPageIsFour) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
-    const FakeSwitch::Script asks = net.script;
-    net.script = [asks](const Bytes& request) -> std::vector<Bytes> {
-        return request[15] == 29 ? std::vector<Bytes>{responseTo(request, 2, Bytes(27, 0))} : asks(request);
+    const FakeSwitch_t::Script_t asks = net.script;
+    net.script = [asks](const Bytes_t& request) -> std::vector<Bytes_t> {
+        return request[15] == 29 ? std::vector<Bytes_t>{responseTo(request, 2, Bytes_t(27, 0))} : asks(request);
     };
     expectError(net.esactl({"led", "0", "on", "--json"}), 4, "refused", "the control page was refused");
 }
 
 TEST(Errors, ElementThatIsNotThereIsUsageAndChangesNothing) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
     expectError(net.esactl({"led", "2", "on", "--json"}), 1, "usage",
                 "there is no slot02; this enclosure has slot00 to slot01");

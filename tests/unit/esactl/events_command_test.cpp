@@ -1,64 +1,55 @@
-// esactl events and watch, the real program against a scripted switch.
+/** esactl events and watch, the real program against a scripted switch. */
 #include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "fake_switch.h"
+#include "json_value.h"
 
 namespace {
 
-using nlohmann::json;
 using testing::HasSubstr;
 using testing::Not;
+using testsupport::JsonValue_t;
 
 const std::string FAN1_FAULT = "05000000 00000000 00000000 00000003 00000000 00000000 00000000 00000000 00000000 "
                                "00000002";
 const std::string OVERHEAT = "05000000 00000000 00000000 00000000 00000000 00000000 00000000 00000000 00000000 "
                              "00000000 00000000 00000000 00000000 00000000 00000001";
 
-std::vector<json> linesOf(const std::string& text) {
-    std::vector<json> documents;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        documents.push_back(json::parse(line));
-    }
-    return documents;
-}
-
 TEST(EventsCommand, OneJsonLinePerEvent) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT), eventMessage(7, 2, "05")};
     const testsupport::RunResult result = net.esactl({"events", "--json", "--count", "2"});
     EXPECT_EQ(result.ending.exitCode, 0);
-    std::vector<json> events = linesOf(result.out);
+    const std::vector<JsonValue_t> events = JsonValue_t::parseLines(result.out);
     ASSERT_EQ(events.size(), 2U);
-    EXPECT_THAT(events[0]["time"].get<std::string>(), testing::MatchesRegex("....-..-..T..:..:..Z"));
-    events[0].erase("time");
-    EXPECT_EQ(events[0], json::parse(R"({"schema":"esactl.event","version":1,"id":7,"name":"fan-fault-status",
+    EXPECT_THAT(events[0]["time"].text(), testing::MatchesRegex("....-..-..T..:..:..Z"));
+    EXPECT_EQ(events[0].without("time"),
+              JsonValue_t::parse(R"({"schema":"esactl.event","version":1,"id":7,"name":"fan-fault-status",
         "severity":"warning","chassis":5,"chassis_name":"vsc055","elements":["fan1"],
         "data":{"fans":3,"fan_fault_bits":2},"repeats_held_back":0,
         "text":"fan1 marked faulty, under the limit of 2000 RPM"})"));
-    EXPECT_EQ(events[1]["elements"], json::array());
+    EXPECT_EQ(events[1]["elements"], JsonValue_t::parse("[]"));
 }
 
 TEST(EventsCommand, StartupRequestsOnlyWhenAskedFor) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.queued["startup"] = {startupMessage(12, 14, 2, 2), startupMessage(13, 1, 0, 1)};
     EXPECT_EQ(net.esactl({"events", "--json", "--timeout", "0.3"}).out, "");
-    const std::vector<json> requests = linesOf(net.esactl({"events", "--startup", "--json", "--count", "2"}).out);
+    const std::vector<JsonValue_t> requests =
+        JsonValue_t::parseLines(net.esactl({"events", "--startup", "--json", "--count", "2"}).out);
     ASSERT_EQ(requests.size(), 2U);
     EXPECT_EQ(requests[0]["schema"], "esactl.startup");
     EXPECT_EQ(requests[0]["name"], "composite-fault-led");
-    EXPECT_EQ(requests[0]["data"], json::parse(R"({"led":2,"on":1})"));
+    EXPECT_EQ(requests[0]["data"], JsonValue_t::parse(R"({"led":2,"on":1})"));
     EXPECT_EQ(requests[1]["name"], "orderly-shutdown");
     EXPECT_FALSE(requests[1].contains("chassis"));
 }
 
 TEST(EventsCommand, OneEventPerFaultUnlessAllAreWanted) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.queued["eventlog"] = {3, eventMessage(10, 3, OVERHEAT)};
     const testsupport::RunResult once = net.esactl({"events", "--timeout", "0.5"});
     EXPECT_EQ(std::count(once.out.begin(), once.out.end(), '\n'), 1) << once.out;
@@ -68,7 +59,7 @@ TEST(EventsCommand, OneEventPerFaultUnlessAllAreWanted) {
 }
 
 TEST(EventsCommand, EndsAfterTheTimeoutWithoutFollow) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     const testsupport::RunResult result = net.esactl({"events", "--timeout", "0.3"});
     EXPECT_EQ(result.ending.exitCode, 0);
     EXPECT_EQ(result.out, "");
@@ -76,7 +67,7 @@ TEST(EventsCommand, EndsAfterTheTimeoutWithoutFollow) {
 }
 
 TEST(EventsCommand, FollowGoesOnUntilInterruptedAndEndsWell) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
     testsupport::Process follower(testsupport::programCommand(
         "esactl", {"--directory", net.directory(), "--timeout", "0.1", "events", "--follow"}));
@@ -89,19 +80,19 @@ TEST(EventsCommand, FollowGoesOnUntilInterruptedAndEndsWell) {
 }
 
 TEST(EventsCommand, FollowEndsWithTwoWhenTheSwitchGoesAway) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
     net.hangUp = true;
     const testsupport::RunResult result = net.esactl({"events", "--follow", "--json"});
     EXPECT_EQ(result.ending.exitCode, 2);
-    const std::vector<json> lines = linesOf(result.out);
+    const std::vector<JsonValue_t> lines = JsonValue_t::parseLines(result.out);
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[0]["id"], 7);
     EXPECT_EQ(lines[1]["error"]["code"], "no-switch");
 }
 
 TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminal) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), faultyBackplaneStatus());
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
     net.queued["startup"] = {startupMessage(12, 14, 2, 2)};
@@ -115,7 +106,7 @@ TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminal) {
 }
 
 TEST(WatchCommand, GoesOnWhileTheAdapterIsSilent) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     const testsupport::RunResult result =
         net.esactl({"--timeout", "0.2", "watch", "--interval", "0.1", "--count", "2"});
     EXPECT_EQ(result.ending.exitCode, 0);
@@ -123,25 +114,26 @@ TEST(WatchCommand, GoesOnWhileTheAdapterIsSilent) {
 }
 
 TEST(WatchCommand, JsonIsAStreamOfDocuments) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
     const testsupport::RunResult result = net.esactl({"watch", "--json", "--interval", "0.2", "--count", "2"});
     std::map<std::string, int> documents;
-    for (const json& document : linesOf(result.out)) {
-        ++documents[document["schema"].get<std::string>()];
+    for (const JsonValue_t& document : JsonValue_t::parseLines(result.out)) {
+        ++documents[document["schema"].text()];
     }
     EXPECT_EQ(documents["esactl.status"], 2);
     EXPECT_EQ(documents["esactl.event"], 1);
     net.script = nullptr;
     net.queued.clear();
-    const std::vector<json> silent = linesOf(net.esactl({"--timeout", "0.2", "watch", "--json", "--count", "1"}).out);
+    const std::vector<JsonValue_t> silent =
+        JsonValue_t::parseLines(net.esactl({"--timeout", "0.2", "watch", "--json", "--count", "1"}).out);
     ASSERT_FALSE(silent.empty());
     EXPECT_EQ(silent.back()["error"]["code"], "no-answer");
 }
 
 TEST(WatchCommand, EndsOnInterrupt) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
     testsupport::Process watch(testsupport::programCommand("esactl", {"--directory", net.directory(), "watch"}));
     ASSERT_TRUE(watch.waitForOut("Enclosure OK", std::chrono::seconds(30)));

@@ -9,13 +9,13 @@ namespace {
 using testing::ElementsAre;
 using testing::Pair;
 
-Event decoded(const Bytes& message) {
-    const std::optional<Event> event = decodeEvent(message);
+Event_t decoded(const Bytes_t& message) {
+    const std::optional<Event_t> event = decodeEvent(message);
     EXPECT_TRUE(event);
-    return event.value_or(Event{});
+    return event.value_or(Event_t{});
 }
 
-std::string textOf(const Bytes& message) {
+std::string textOf(const Bytes_t& message) {
     return decoded(message).text;
 }
 
@@ -24,7 +24,7 @@ std::string textOf(const Bytes& message) {
 const std::string NO_COUNTS = "00000000 00000000 00000000 00000000 00000000 ";
 
 TEST(Events, DriveFaultLeds) {
-    const Event event = decoded(eventMessage(5, 2, "05000000 00000010 00000000 00000000 00000000 00000000 00008009"));
+    const Event_t event = decoded(eventMessage(5, 2, "05000000 00000010 00000000 00000000 00000000 00000000 00008009"));
     EXPECT_EQ(event.name, "drive-fault-led-status");
     EXPECT_EQ(event.severity, "warning");
     EXPECT_EQ(event.chassisName, "vsc055");
@@ -49,7 +49,7 @@ TEST(Events, PowerSupplyBitsAreReadAsTheChassisMeansThem) {
 
 TEST(Events, FanFaults) {
     const std::string before = "05000000 " + NO_COUNTS + "00000000 00000000 00000000 ";
-    const Event event = decoded(eventMessage(7, 2, before + "00000005"));
+    const Event_t event = decoded(eventMessage(7, 2, before + "00000005"));
     EXPECT_EQ(event.name, "fan-fault-status");
     EXPECT_THAT(event.elements, ElementsAre("fan0", "fan2"));
     EXPECT_EQ(event.text, "fan0, fan2 marked faulty, under the limit of 2000 RPM");
@@ -111,19 +111,19 @@ TEST(Events, StartupRequests) {
 TEST(Events, OtherMessagesAreNoEvents) {
     EXPECT_FALSE(decodeEvent(startupMessage(18, 28, 0, 0)));
     EXPECT_FALSE(decodeEvent(startupMessage(13, 2, 0, 0)));
-    Bytes response = startupMessage(12, 14, 2, 2);
+    Bytes_t response = startupMessage(12, 14, 2, 2);
     response[17] = 0x40;
     EXPECT_FALSE(decodeEvent(response));
-    Bytes inquiry = eventMessage(7, 2, "05");
+    Bytes_t inquiry = eventMessage(7, 2, "05");
     inquiry[15] = 2;
     EXPECT_FALSE(decodeEvent(inquiry));
-    EXPECT_FALSE(decodeEvent(Bytes(63, 0)));
+    EXPECT_FALSE(decodeEvent(Bytes_t(63, 0)));
 }
 
 TEST(Events, EveryTruncationIsSafe) {
-    const Bytes whole = eventMessage(8, 1, "05");
+    const Bytes_t whole = eventMessage(8, 1, "05");
     for (std::size_t size = 0; size < whole.size(); ++size) {
-        EXPECT_FALSE(decodeEvent(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)))) << size;
+        EXPECT_FALSE(decodeEvent(Bytes_t(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)))) << size;
     }
 }
 
@@ -131,12 +131,12 @@ class RepeatFilterTest : public testing::Test {
 protected:
     RepeatFilterTest() : overheat_(decoded(eventMessage(10, 3, "05000000 " + NO_COUNTS + NO_COUNTS + OVERHEAT))) {}
 
-    Clock::time_point at(int seconds) const { return start_ + std::chrono::seconds(seconds); }
+    Clock_t::time_point at(int seconds) const { return start_ + std::chrono::seconds(seconds); }
 
     static constexpr const char* OVERHEAT = "00000000 00000000 00000000 00000001";
-    Event overheat_;
-    Clock::time_point start_ = Clock::now();
-    RepeatFilter filter_;
+    Event_t overheat_;
+    Clock_t::time_point start_ = Clock_t::now();
+    RepeatFilter_t filter_;
 };
 
 TEST_F(RepeatFilterTest, OverheatReportedOnEveryPollIsOneEvent) {
@@ -155,17 +155,17 @@ TEST_F(RepeatFilterTest, TheNextOverheatIsNewsAndTellsOfTheRepeats) {
 }
 
 TEST_F(RepeatFilterTest, ShutdownRequestsRepeatOnTheirOwn) {
-    const Event shutdown = decoded(startupMessage(13, 1, 0, 1));
+    const Event_t shutdown = decoded(startupMessage(13, 1, 0, 1));
     EXPECT_EQ(filter_.news(overheat_, at(0)), 0U);
     EXPECT_EQ(filter_.news(shutdown, at(0)), 0U);
     EXPECT_EQ(filter_.news(shutdown, at(11)), std::nullopt);
 }
 
 TEST_F(RepeatFilterTest, WhatIsSentOnAChangeOnlyIsAlwaysNews) {
-    const Event email = decoded(startupMessage(12, 16, 0, 0));
+    const Event_t email = decoded(startupMessage(12, 16, 0, 0));
     EXPECT_EQ(filter_.news(email, at(0)), 0U);
     EXPECT_EQ(filter_.news(email, at(1)), 0U);
-    const Event supply = decoded(eventMessage(6, 2, "05"));
+    const Event_t supply = decoded(eventMessage(6, 2, "05"));
     EXPECT_EQ(filter_.news(supply, at(0)), 0U);
     EXPECT_EQ(filter_.news(supply, at(1)), 0U);
 }

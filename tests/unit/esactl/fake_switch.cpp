@@ -12,7 +12,7 @@
 
 namespace {
 
-void sendAll(int fd, const Bytes& bytes) {
+void sendAll(int fd, const Bytes_t& bytes) {
     std::size_t sent = 0;
     while (sent < bytes.size()) {
         const ssize_t n = send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
@@ -48,8 +48,8 @@ std::string newDirectory() {
 
 } // namespace
 
-Bytes responseTo(const Bytes& request, U8_t status, const Bytes& payload) {
-    Bytes message(65, 0);
+Bytes_t responseTo(const Bytes_t& request, U8_t status, const Bytes_t& payload) {
+    Bytes_t message(65, 0);
     message[8] = 14;
     message[9] = 1;
     std::copy(request.begin() + 12, request.begin() + 16, message.begin() + 12);
@@ -65,7 +65,7 @@ Bytes responseTo(const Bytes& request, U8_t status, const Bytes& payload) {
     return message;
 }
 
-FakeSwitch::FakeSwitch() : greeting(64, 0), directory_(newDirectory()) {
+FakeSwitch_t::FakeSwitch_t() : greeting(64, 0), directory_(newDirectory()) {
     greeting[8] = 14;
     greeting[9] = 1;
     greeting[11] = 64;
@@ -77,7 +77,7 @@ FakeSwitch::FakeSwitch() : greeting(64, 0), directory_(newDirectory()) {
     thread_ = std::thread([this] { run(); });
 }
 
-FakeSwitch::~FakeSwitch() {
+FakeSwitch_t::~FakeSwitch_t() {
     stop_ = true;
     thread_.join();
     for (int connection : connections_) {
@@ -89,29 +89,29 @@ FakeSwitch::~FakeSwitch() {
     std::filesystem::remove_all(directory_);
 }
 
-void FakeSwitch::serve(const Bytes& configuration, const Bytes& status) {
-    script = [configuration, status](const Bytes& request) -> std::vector<Bytes> {
+void FakeSwitch_t::serve(const Bytes_t& configuration, const Bytes_t& status) {
+    script = [configuration, status](const Bytes_t& request) -> std::vector<Bytes_t> {
         if (request[15] == 29) {
-            return {responseTo(request, 0, Bytes(3, 0))};
+            return {responseTo(request, 0, Bytes_t(3, 0))};
         }
         return {responseTo(request, 0, request[66] == 1 ? configuration : status)};
     };
 }
 
-std::vector<Bytes> FakeSwitch::requests(U8_t type) {
+std::vector<Bytes_t> FakeSwitch_t::requests(U8_t type) {
     const std::lock_guard lock(mutex_);
-    std::vector<Bytes> found;
+    std::vector<Bytes_t> found;
     std::copy_if(received_.begin(), received_.end(), std::back_inserter(found),
-                 [type](const Bytes& request) { return request[15] == type; });
+                 [type](const Bytes_t& request) { return request[15] == type; });
     return found;
 }
 
-testsupport::RunResult FakeSwitch::esactl(std::vector<std::string> args) {
+testsupport::RunResult FakeSwitch_t::esactl(std::vector<std::string> args) {
     args.insert(args.begin(), {"--directory", directory_});
     return testsupport::run(testsupport::programCommand("esactl", args));
 }
 
-void FakeSwitch::run() {
+void FakeSwitch_t::run() {
     while (!stop_) {
         std::vector<pollfd> fds;
         for (const auto& [fd, name] : listeners_) {
@@ -137,7 +137,7 @@ void FakeSwitch::run() {
             if (listener->second == "peer") {
                 sendAll(connection, greeting);
             }
-            for (const Bytes& message : queued[listener->second]) {
+            for (const Bytes_t& message : queued[listener->second]) {
                 sendAll(connection, message);
             }
             if (hangUp) {
@@ -149,8 +149,8 @@ void FakeSwitch::run() {
     }
 }
 
-bool FakeSwitch::take(int connection) {
-    Bytes request(64);
+bool FakeSwitch_t::take(int connection) {
+    Bytes_t request(64);
     if (!receiveAll(connection, request.data(), 64)) {
         return false;
     }
@@ -163,7 +163,7 @@ bool FakeSwitch::take(int connection) {
         received_.push_back(request);
     }
     if (script) {
-        for (const Bytes& message : script(request)) {
+        for (const Bytes_t& message : script(request)) {
             sendAll(connection, message);
         }
     }

@@ -12,32 +12,32 @@
 #include "sample_pages.h"
 
 /** A whole response to `request` as the adapter frames it: status byte, then `payload`. */
-Bytes responseTo(const Bytes& request, U8_t status, const Bytes& payload);
+Bytes_t responseTo(const Bytes_t& request, U8_t status, const Bytes_t& payload);
 
-class FakeSwitch {
+class FakeSwitch_t {
 public:
     /** Messages to send when this request comes. */
-    using Script = std::function<std::vector<Bytes>(const Bytes& request)>;
+    using Script_t = std::function<std::vector<Bytes_t>(const Bytes_t& request)>;
 
     /** Serves in a new directory of its own. */
-    FakeSwitch();
-    ~FakeSwitch();
-    FakeSwitch(const FakeSwitch&) = delete;
-    FakeSwitch& operator=(const FakeSwitch&) = delete;
+    FakeSwitch_t();
+    ~FakeSwitch_t();
+    FakeSwitch_t(const FakeSwitch_t&) = delete;
+    FakeSwitch_t& operator=(const FakeSwitch_t&) = delete;
 
     const std::string& directory() const { return directory_; }
 
     /* To be set before a program connects. */
-    Script script;
-    Bytes greeting;                                   /**< names endpoint 34 */
-    std::map<std::string, std::vector<Bytes>> queued; /**< by socket name: sent to whoever connects there */
-    bool hangUp = false;                              /**< close each connection after what was queued for it */
+    Script_t script;
+    Bytes_t greeting;                                   /**< names endpoint 34 */
+    std::map<std::string, std::vector<Bytes_t>> queued; /**< by socket name: sent to whoever connects there */
+    bool hangUp = false;                                /**< close each connection after what was queued for it */
 
     /** The adapter of an enclosure with these pages, which takes every control page. */
-    void serve(const Bytes& configuration, const Bytes& status);
+    void serve(const Bytes_t& configuration, const Bytes_t& status);
 
     /** Requests of the type (28 or 29) that came so far. */
-    std::vector<Bytes> requests(U8_t type);
+    std::vector<Bytes_t> requests(U8_t type);
 
     /** Runs esactl against this switch. */
     testsupport::RunResult esactl(std::vector<std::string> args);
@@ -50,7 +50,7 @@ private:
     std::map<int, std::string> listeners_;
     std::vector<int> connections_;
     std::mutex mutex_;
-    std::vector<Bytes> received_;
+    std::vector<Bytes_t> received_;
     std::atomic<bool> stop_{false};
     std::thread thread_;
 };

@@ -5,15 +5,15 @@
 
 namespace {
 
-Fan fanAt(std::optional<unsigned> rpm) {
-    Fan fan;
+Fan_t fanAt(std::optional<unsigned> rpm) {
+    Fan_t fan;
     fan.rpm = rpm;
     fan.off = rpm == 0U;
     return fan;
 }
 
-TemperatureSensor sensorAt(std::optional<int> celsius) {
-    TemperatureSensor sensor;
+TemperatureSensor_t sensorAt(std::optional<int> celsius) {
+    TemperatureSensor_t sensor;
     sensor.celsius = celsius;
     sensor.overWarning = celsius && *celsius > 55;
     sensor.overFailure = celsius && *celsius > 60;
@@ -22,8 +22,8 @@ TemperatureSensor sensorAt(std::optional<int> celsius) {
     return sensor;
 }
 
-PowerSupply supplyWith(U8_t code, bool fail, bool acFail = false) {
-    PowerSupply supply;
+PowerSupply_t supplyWith(U8_t code, bool fail, bool acFail = false) {
+    PowerSupply_t supply;
     supply.code = code;
     supply.fail = fail;
     supply.acFail = acFail;
@@ -35,26 +35,26 @@ struct Verdict {
     std::string text;
 };
 
-Verdict verdictOf(const EnclosureStatus& status) {
-    const Health health = assessHealth(status);
+Verdict verdictOf(const EnclosureStatus_t& status) {
+    const Health_t health = assessHealth(status);
     EXPECT_LE(health.problems.size(), 1U);
     return {health.exitStatus, health.problems.empty() ? "" : health.problems[0].text};
 }
 
-Verdict fanVerdict(const Fan& fan) {
-    EnclosureStatus status;
+Verdict fanVerdict(const Fan_t& fan) {
+    EnclosureStatus_t status;
     status.fans = {fan};
     return verdictOf(status);
 }
 
 Verdict sensorVerdict(std::optional<int> celsius) {
-    EnclosureStatus status;
+    EnclosureStatus_t status;
     status.sensors = {sensorAt(celsius)};
     return verdictOf(status);
 }
 
-Verdict supplyVerdict(const PowerSupply& supply) {
-    EnclosureStatus status;
+Verdict supplyVerdict(const PowerSupply_t& supply) {
+    EnclosureStatus_t status;
     status.supplies = {supply};
     return verdictOf(status);
 }
@@ -77,7 +77,7 @@ TEST(Health, FanWithoutReadingIsAFaultAndAMissingReading) {
 }
 
 TEST(Health, FanMarkedByItsChassisIsAFaultAtAnySpeed) {
-    Fan fan = fanAt(2000);
+    Fan_t fan = fanAt(2000);
     fan.fail = true;
     EXPECT_EQ(fanVerdict(fan).exitStatus, 8);
     EXPECT_EQ(fanVerdict(fan).text, "fan0 at 2000 RPM is marked faulty (limit 2000 RPM)");
@@ -119,24 +119,24 @@ TEST(Health, FailRequestIsTakenAsSeenOnlyWhereNoFailureHidesIt) {
 }
 
 TEST(Health, EmptySlotAndLitLedAreNoProblem) {
-    EnclosureStatus status;
-    status.drives = {DriveSlot{5, false, false}, DriveSlot{1, true, false}};
+    EnclosureStatus_t status;
+    status.drives = {DriveSlot_t{5, false, false}, DriveSlot_t{1, true, false}};
     EXPECT_EQ(assessHealth(status).exitStatus, 0);
     EXPECT_EQ(assessHealth(status).overall, CONDITION_E_OK);
     EXPECT_EQ(driveCondition(status.drives[0]), CONDITION_E_ABSENT);
 }
 
 TEST(Health, UnknownAlarmIsNoProblem) {
-    EnclosureStatus status;
-    status.alarms = {Alarm{}};
+    EnclosureStatus_t status;
+    status.alarms = {Alarm_t{}};
     EXPECT_EQ(assessHealth(status).exitStatus, 0);
 }
 
 TEST(Health, FaultsComeBeforeWarningsAndBitsAddUp) {
-    EnclosureStatus status;
+    EnclosureStatus_t status;
     status.sensors = {sensorAt(30), sensorAt(57)};
     status.fans = {fanAt(3000), fanAt(1000)};
-    const Health health = assessHealth(status);
+    const Health_t health = assessHealth(status);
     EXPECT_EQ(health.exitStatus, 24);
     EXPECT_EQ(health.overall, CONDITION_E_FAULT);
     ASSERT_EQ(health.problems.size(), 2U);
@@ -145,14 +145,14 @@ TEST(Health, FaultsComeBeforeWarningsAndBitsAddUp) {
 }
 
 TEST(Health, ElementStatusCodesOfOtherEnclosuresCount) {
-    EnclosureStatus status;
-    status.drives = {DriveSlot{2, false, false}};
+    EnclosureStatus_t status;
+    status.drives = {DriveSlot_t{2, false, false}};
     EXPECT_EQ(assessHealth(status).exitStatus, 8);
-    status.drives = {DriveSlot{3, false, false}};
+    status.drives = {DriveSlot_t{3, false, false}};
     EXPECT_EQ(assessHealth(status).exitStatus, 16);
-    status.drives = {DriveSlot{4, false, false}};
+    status.drives = {DriveSlot_t{4, false, false}};
     EXPECT_EQ(assessHealth(status).exitStatus, 8);
-    status.drives = {DriveSlot{1, false, true}};
+    status.drives = {DriveSlot_t{1, false, true}};
     EXPECT_EQ(assessHealth(status).exitStatus, 8);
 }
 

@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
+#include "errors.h"
 #include "names.h"
-#include "tool_error.h"
 
 namespace {
 
 std::string refusalOf(const std::string& prefix, const std::string& text, unsigned count) {
     try {
         (void)parseElement(prefix, text, count);
-    } catch (const ToolError& error) {
+    } catch (const ToolError_t& error) {
         EXPECT_EQ(error.exitStatus(), 1);
         return error.what();
     }

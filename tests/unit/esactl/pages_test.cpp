@@ -5,39 +5,39 @@
 
 namespace {
 
-Configuration configurationOf(const Bytes& page) {
-    const Decoded<Configuration> decoded = decodeConfigurationPage(page);
+Configuration_t configurationOf(const Bytes_t& page) {
+    const Decoded_t<Configuration_t> decoded = decodeConfigurationPage(page);
     EXPECT_TRUE(decoded.value) << decoded.error;
-    return decoded.value.value_or(Configuration{});
+    return decoded.value.value_or(Configuration_t{});
 }
 
-EnclosureStatus statusOf(const Bytes& page, const Bytes& configuration) {
-    const Decoded<EnclosureStatus> decoded = decodeStatusPage(page, configurationOf(configuration));
+EnclosureStatus_t statusOf(const Bytes_t& page, const Bytes_t& configuration) {
+    const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configurationOf(configuration));
     EXPECT_TRUE(decoded.value) << decoded.error;
-    return decoded.value.value_or(EnclosureStatus{});
+    return decoded.value.value_or(EnclosureStatus_t{});
 }
 
 /** The one fan of a page whose cooling record is `record`. */
-Fan fanOf(const std::string& record) {
-    Configuration one;
+Fan_t fanOf(const std::string& record) {
+    Configuration_t one;
     one.groups = {{3, 1}};
-    const Decoded<EnclosureStatus> decoded =
+    const Decoded_t<EnclosureStatus_t> decoded =
         decodeStatusPage(fromHex("02 00 00 0c 00 00 00 00 00 00 00 00" + record), one);
     EXPECT_TRUE(decoded.value) << decoded.error;
-    return decoded.value ? decoded.value->fans.at(0) : Fan{};
+    return decoded.value ? decoded.value->fans.at(0) : Fan_t{};
 }
 
-TemperatureSensor sensorOf(const std::string& record) {
-    Configuration one;
+TemperatureSensor_t sensorOf(const std::string& record) {
+    Configuration_t one;
     one.groups = {{4, 1}};
-    const Decoded<EnclosureStatus> decoded =
+    const Decoded_t<EnclosureStatus_t> decoded =
         decodeStatusPage(fromHex("02 00 00 0c 00 00 00 00 00 00 00 00" + record), one);
     EXPECT_TRUE(decoded.value) << decoded.error;
-    return decoded.value ? decoded.value->sensors.at(0) : TemperatureSensor{};
+    return decoded.value ? decoded.value->sensors.at(0) : TemperatureSensor_t{};
 }
 
 TEST(ConfigurationPage, DecodesThePageThatLacksItsLastByte) {
-    const Configuration configuration = configurationOf(smallConfiguration());
+    const Configuration_t configuration = configurationOf(smallConfiguration());
     EXPECT_EQ(configuration.generation, 7U);
     EXPECT_EQ(configuration.processes, 1);
     EXPECT_EQ(configuration.logicalId, (std::array<U8_t, 8>{0x50, 0, 0, 1, 2, 3, 4, 5}));
@@ -54,37 +54,37 @@ TEST(ConfigurationPage, DecodesThePageThatLacksItsLastByte) {
 }
 
 TEST(ConfigurationPage, DecodesThePageThatIsWhole) {
-    Bytes page = smallConfiguration();
+    Bytes_t page = smallConfiguration();
     page.push_back(0);
     EXPECT_EQ(configurationOf(page).count(6), 1U);
 }
 
 TEST(ConfigurationPage, EmptyTextsAreEmpty) {
-    const Configuration configuration = configurationOf(backplaneConfiguration());
+    const Configuration_t configuration = configurationOf(backplaneConfiguration());
     EXPECT_EQ(configuration.vendor, "");
     EXPECT_EQ(configuration.product, "");
     EXPECT_EQ(configuration.revision, "");
 }
 
 TEST(ConfigurationPage, UnprintableVendorBytesNeverReachTheTerminal) {
-    Bytes page = smallConfiguration();
+    Bytes_t page = smallConfiguration();
     page[20] = 0x1B;
     page[21] = 0xFF;
     EXPECT_EQ(configurationOf(page).vendor, "??ME");
 }
 
 TEST(ConfigurationPage, EveryTruncationIsRefused) {
-    const Bytes page = smallConfiguration();
+    const Bytes_t page = smallConfiguration();
     for (std::size_t size = 0; size < page.size(); ++size) {
-        const Bytes cut(page.begin(), page.begin() + static_cast<std::ptrdiff_t>(size));
-        const Decoded<Configuration> decoded = decodeConfigurationPage(cut);
+        const Bytes_t cut(page.begin(), page.begin() + static_cast<std::ptrdiff_t>(size));
+        const Decoded_t<Configuration_t> decoded = decodeConfigurationPage(cut);
         EXPECT_FALSE(decoded.value) << size;
         EXPECT_NE(decoded.error, "") << size;
     }
 }
 
 TEST(ConfigurationPage, WrongPageCodeAndWrongCountAreRefused) {
-    Bytes page = smallConfiguration();
+    Bytes_t page = smallConfiguration();
     page[0] = 2;
     EXPECT_EQ(decodeConfigurationPage(page).error, "page code is 2 where 1 was asked for");
     page = smallConfiguration();
@@ -96,7 +96,7 @@ TEST(ConfigurationPage, WrongPageCodeAndWrongCountAreRefused) {
 }
 
 TEST(StatusPage, DecodesEveryElementOfAHealthyBackplane) {
-    const EnclosureStatus status = statusOf(healthyBackplaneStatus(), backplaneConfiguration());
+    const EnclosureStatus_t status = statusOf(healthyBackplaneStatus(), backplaneConfiguration());
     ASSERT_EQ(status.drives.size(), 16U);
     ASSERT_EQ(status.supplies.size(), 3U);
     ASSERT_EQ(status.fans.size(), 3U);
@@ -111,7 +111,7 @@ TEST(StatusPage, DecodesEveryElementOfAHealthyBackplane) {
 }
 
 TEST(StatusPage, DecodesFaultsInTheirPlaces) {
-    const EnclosureStatus status = statusOf(faultyBackplaneStatus(), backplaneConfiguration());
+    const EnclosureStatus_t status = statusOf(faultyBackplaneStatus(), backplaneConfiguration());
     EXPECT_TRUE(status.drives[3].faultRequested);
     EXPECT_FALSE(status.drives[2].faultRequested);
     EXPECT_EQ(status.drives[5].code, 5);
@@ -132,11 +132,11 @@ TEST(StatusPage, TheAlarmByteThatNeverArrivesIsUnknown) {
 }
 
 TEST(StatusPage, TheAlarmByteOfAWholePageIsDecoded) {
-    Bytes page = smallStatus();
+    Bytes_t page = smallStatus();
     page.push_back(0x6B);
-    const EnclosureStatus status = statusOf(page, smallConfiguration());
+    const EnclosureStatus_t status = statusOf(page, smallConfiguration());
     ASSERT_TRUE(status.alarms.at(0).tones);
-    const AlarmTones& tones = *status.alarms[0].tones;
+    const AlarmTones_t& tones = *status.alarms[0].tones;
     EXPECT_FALSE(tones.unrecov);
     EXPECT_TRUE(tones.crit);
     EXPECT_TRUE(tones.nonCrit);
@@ -157,15 +157,15 @@ TEST(StatusPage, FanSpeedIsTenBitsOfTenRpm) {
 
 /** The speed that is shown for `record` in an enclosure with these counts. */
 unsigned speedIn(U8_t drives, U8_t supplies, U8_t fans, U8_t sensors, U8_t msb, U8_t lsb) {
-    Configuration configuration;
+    Configuration_t configuration;
     configuration.groups = {{1, drives}, {2, supplies}, {3, fans}, {4, sensors}};
-    Bytes page(8U + 16U + 4U * (drives + supplies + fans + sensors), 0);
+    Bytes_t page(8U + 16U + 4U * (drives + supplies + fans + sensors), 0);
     page[0] = 2;
     page[3] = static_cast<U8_t>(page.size() - 4);
     const std::size_t record = 8U + 4U * (drives + 1U) + 4U * (supplies + 1U) + 4U;
     page[record + 1] = msb;
     page[record + 2] = lsb;
-    const Decoded<EnclosureStatus> decoded = decodeStatusPage(page, configuration);
+    const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configuration);
     EXPECT_TRUE(decoded.value) << decoded.error;
     return decoded.value ? decoded.value->fans.at(0).rpm.value_or(0) : 0;
 }
@@ -217,10 +217,10 @@ TEST(StatusPage, TemperatureByteZeroIsAReadingOnlyWithFlags) {
 }
 
 TEST(StatusPage, EveryTruncationIsRefused) {
-    const Configuration configuration = configurationOf(smallConfiguration());
-    const Bytes page = smallStatus();
+    const Configuration_t configuration = configurationOf(smallConfiguration());
+    const Bytes_t page = smallStatus();
     for (std::size_t size = 0; size < page.size(); ++size) {
-        const Bytes cut(page.begin(), page.begin() + static_cast<std::ptrdiff_t>(size));
+        const Bytes_t cut(page.begin(), page.begin() + static_cast<std::ptrdiff_t>(size));
         EXPECT_FALSE(decodeStatusPage(cut, configuration).value) << size;
     }
 }
@@ -228,18 +228,18 @@ TEST(StatusPage, EveryTruncationIsRefused) {
 TEST(StatusPage, PageOfAnotherConfigurationIsRefused) {
     EXPECT_FALSE(decodeStatusPage(smallStatus(), configurationOf(backplaneConfiguration())).value);
     EXPECT_FALSE(decodeStatusPage(healthyBackplaneStatus(), configurationOf(smallConfiguration())).value);
-    Bytes page = smallStatus();
+    Bytes_t page = smallStatus();
     page[0] = 1;
     EXPECT_EQ(decodeStatusPage(page, configurationOf(smallConfiguration())).error,
               "page code is 1 where 2 was asked for");
 }
 
 TEST(StatusPage, HostileConfigurationNeverReadsPastThePage) {
-    Configuration hostile;
+    Configuration_t hostile;
     for (unsigned type = 0; type < 256; ++type) {
         hostile.groups.push_back({static_cast<U8_t>(type), 255});
     }
-    Bytes page = smallStatus();
+    Bytes_t page = smallStatus();
     page[2] = 0xFF;
     page[3] = 0xFF;
     EXPECT_FALSE(decodeStatusPage(page, hostile).value);
@@ -248,19 +248,19 @@ TEST(StatusPage, HostileConfigurationNeverReadsPastThePage) {
 }
 
 TEST(StatusPage, EveryByteValueAnywhereIsSafe) {
-    const Configuration configuration = configurationOf(smallConfiguration());
+    const Configuration_t configuration = configurationOf(smallConfiguration());
     for (std::size_t i = 0; i < smallStatus().size(); ++i) {
         for (unsigned value = 0; value < 256; ++value) {
-            Bytes page = smallStatus();
+            Bytes_t page = smallStatus();
             page[i] = static_cast<U8_t>(value);
-            const Decoded<EnclosureStatus> decoded = decodeStatusPage(page, configuration);
+            const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configuration);
             EXPECT_NE(decoded.value.has_value(), !decoded.error.empty());
         }
     }
 }
 
 TEST(StatusPage, LargestEnclosureNeedsNoConfiguration) {
-    Bytes page(8 + 4 * (32 + 5) - 1, 0);
+    Bytes_t page(8 + 4 * (32 + 5) - 1, 0);
     page[0] = 2;
     page[3] = 152;
     EXPECT_TRUE(decodeStatusPage(page).value);

@@ -1,4 +1,4 @@
-// esactl status --format prometheus: the text whole, the format's own rules, and promtool where it is installed.
+/** esactl status --format prometheus: the text whole, the format's own rules, and promtool where it is installed. */
 #include <array>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -82,7 +82,7 @@ TEST(Prometheus, TheCheckerSeesWhatIsWrong) {
 }
 
 TEST(Prometheus, TheWholeText) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
     const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus"});
     EXPECT_EQ(result.ending.exitCode, 0);
@@ -141,7 +141,7 @@ esa_temperature_limit_celsius{sensor="temp1",limit="high_failure"} 60
 }
 
 TEST(Prometheus, MissingReadingsHaveNoSample) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), faultyBackplaneStatus());
     const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus"});
     EXPECT_EQ(result.ending.exitCode, 24);
@@ -154,10 +154,10 @@ TEST(Prometheus, MissingReadingsHaveNoSample) {
 }
 
 TEST(Prometheus, KeepsTheFormatsRules) {
-    FakeSwitch net;
-    Bytes whole = smallStatus();
+    FakeSwitch_t net;
+    Bytes_t whole = smallStatus();
     whole.push_back(0x02);
-    for (const Bytes& status : {smallStatus(), whole}) {
+    for (const Bytes_t& status : {smallStatus(), whole}) {
         net.serve(smallConfiguration(), status);
         EXPECT_EQ(formatError(net.esactl({"status", "--format", "prometheus"}).out), "");
     }
@@ -166,7 +166,7 @@ TEST(Prometheus, KeepsTheFormatsRules) {
 }
 
 TEST(Prometheus, WhoCannotBeAskedIsDown) {
-    FakeSwitch net; // never answers
+    FakeSwitch_t net; // never answers
     const testsupport::RunResult result = net.esactl({"--timeout", "0.2", "status", "--format", "prometheus"});
     EXPECT_EQ(result.ending.exitCode, 2);
     EXPECT_EQ(result.out, "# HELP esa_up Whether the enclosure services adapter answered.\n"
@@ -181,7 +181,7 @@ std::string fileText(const std::string& path) {
 }
 
 TEST(Prometheus, OutputFileIsReplacedWhole) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
     const std::string path = net.directory() + "/esa.prom";
     std::ofstream(path) << "old";
@@ -196,7 +196,7 @@ TEST(Prometheus, OutputFileIsReplacedWhole) {
 }
 
 TEST(Prometheus, OutputFileThatCannotBeWrittenIsSaid) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
     const testsupport::RunResult result =
         net.esactl({"status", "--format", "prometheus", "--output", net.directory() + "/none/esa.prom"});
@@ -208,8 +208,8 @@ TEST(Prometheus, PromtoolFindsNothingToSay) {
     if (testsupport::run({"sh", "-c", "command -v promtool"}).ending.exitCode != 0) {
         GTEST_SKIP() << "promtool is not installed (Debian package prometheus)";
     }
-    FakeSwitch net;
-    Bytes whole = smallStatus();
+    FakeSwitch_t net;
+    Bytes_t whole = smallStatus();
     whole.push_back(0x02);
     net.serve(smallConfiguration(), whole);
     testsupport::Process promtool({"promtool", "check", "metrics"}, {{}, {}, {}, false});

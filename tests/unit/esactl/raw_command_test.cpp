@@ -1,19 +1,19 @@
-// esactl raw: bytes out, bytes in.
+/** esactl raw: bytes out, bytes in. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "fake_switch.h"
+#include "json_value.h"
 
 namespace {
 
-using nlohmann::json;
 using testing::HasSubstr;
+using testsupport::JsonValue_t;
 
 class RawCommand : public testing::Test {
 protected:
     RawCommand() { net_.serve(smallConfiguration(), smallStatus()); }
-    FakeSwitch net_;
+    FakeSwitch_t net_;
 };
 
 TEST_F(RawCommand, PageAsHexAndDecoded) {
@@ -28,7 +28,7 @@ TEST_F(RawCommand, PageAsHexAndDecoded) {
 }
 
 TEST_F(RawCommand, PageAsJson) {
-    const json document = json::parse(net_.esactl({"raw", "--page", "1", "--json"}).out);
+    const JsonValue_t document = JsonValue_t::parse(net_.esactl({"raw", "--page", "1", "--json"}).out);
     EXPECT_EQ(document["schema"], "esactl.raw");
     EXPECT_EQ(document["status"], 0);
     EXPECT_EQ(document["return_code"], 0);
@@ -41,8 +41,8 @@ TEST_F(RawCommand, PageThatCannotBeDecodedIsStillPrinted) {
     const testsupport::RunResult result = net_.esactl({"raw", "--page", "1"});
     EXPECT_EQ(result.ending.exitCode, 0);
     EXPECT_THAT(result.out, HasSubstr("0000  01 02 03\nnot decoded: page 1 has 3 bytes"));
-    const json document = json::parse(net_.esactl({"raw", "--page", "1", "--json"}).out);
-    EXPECT_TRUE(document["decoded"].is_null());
+    const JsonValue_t document = JsonValue_t::parse(net_.esactl({"raw", "--page", "1", "--json"}).out);
+    EXPECT_TRUE(document["decoded"].isNull());
 }
 
 TEST_F(RawCommand, PageWithoutADecoder) {
@@ -62,7 +62,7 @@ TEST_F(RawCommand, PageThatIsNeverAnsweredSaysWhichAre) {
 TEST_F(RawCommand, HexIsSentAsItIs) {
     const testsupport::RunResult result = net_.esactl({"raw", "02", "00", "00Ff"});
     EXPECT_EQ(result.ending.exitCode, 0);
-    const std::vector<Bytes> requests = net_.requests(29);
+    const std::vector<Bytes_t> requests = net_.requests(29);
     ASSERT_EQ(requests.size(), 1U);
     EXPECT_EQ(toHex(requests[0]).substr(2 * 64), "1d08000000040000"
                                                  "020000ff");
@@ -71,7 +71,7 @@ TEST_F(RawCommand, HexIsSentAsItIs) {
 
 TEST_F(RawCommand, EmptyPageIsAnEmptyParameterList) {
     EXPECT_EQ(net_.esactl({"raw", ""}).ending.exitCode, 0);
-    const std::vector<Bytes> requests = net_.requests(29);
+    const std::vector<Bytes_t> requests = net_.requests(29);
     ASSERT_EQ(requests.size(), 1U);
     EXPECT_EQ(toHex(requests[0]).substr(2 * 64), "1d08000000000000");
 }

@@ -11,12 +11,12 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-Enclosure enclosureOf(const Bytes& configurationPage, const Bytes& statusPage) {
-    const Configuration configuration = decodeConfigurationPage(configurationPage).value.value_or(Configuration{});
-    return {configuration, decodeStatusPage(statusPage, configuration).value.value_or(EnclosureStatus{})};
+Enclosure_t enclosureOf(const Bytes_t& configurationPage, const Bytes_t& statusPage) {
+    const Configuration_t configuration = decodeConfigurationPage(configurationPage).value.value_or(Configuration_t{});
+    return {configuration, decodeStatusPage(statusPage, configuration).value.value_or(EnclosureStatus_t{})};
 }
 
-std::vector<std::string> linesOf(const Enclosure& enclosure, const Palette& palette = {}) {
+std::vector<std::string> linesOf(const Enclosure_t& enclosure, const Palette_t& palette = {}) {
     return statusLines(enclosure, assessHealth(enclosure.status), palette);
 }
 
@@ -51,15 +51,15 @@ TEST(StatusText, FaultyBackplane) {
 }
 
 TEST(StatusText, OneProblemIsTheOverallLine) {
-    Enclosure enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
+    Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
     enclosure.status.fans[1].rpm = 1500;
     EXPECT_EQ(linesOf(enclosure)[0], "Enclosure FAULT: fan1 at 1500 RPM is under its limit of 2000 RPM");
 }
 
 TEST(StatusText, TheLargestEnclosureFitsOneScreen) {
-    Enclosure enclosure;
-    enclosure.status.drives.assign(16, DriveSlot{5, true, false});
-    enclosure.status.supplies.assign(3, PowerSupply{5, true, true, true, true, true});
+    Enclosure_t enclosure;
+    enclosure.status.drives.assign(16, DriveSlot_t{5, true, false});
+    enclosure.status.supplies.assign(3, PowerSupply_t{5, true, true, true, true, true});
     enclosure.status.fans.resize(8);
     enclosure.status.sensors.resize(4);
     enclosure.status.alarms.resize(1);
@@ -73,9 +73,9 @@ TEST(StatusText, TheLargestEnclosureFitsOneScreen) {
 }
 
 TEST(StatusText, ColourAddsNothingButEscapes) {
-    const Enclosure enclosure = enclosureOf(backplaneConfiguration(), faultyBackplaneStatus());
+    const Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), faultyBackplaneStatus());
     const std::vector<std::string> plain = linesOf(enclosure);
-    const std::vector<std::string> coloured = linesOf(enclosure, Palette{true});
+    const std::vector<std::string> coloured = linesOf(enclosure, Palette_t{true});
     ASSERT_EQ(plain.size(), coloured.size());
     EXPECT_THAT(coloured[0], HasSubstr("\033[1;31mFAULT\033[0m"));
     for (std::size_t i = 0; i < plain.size(); ++i) {
@@ -92,13 +92,13 @@ TEST(StatusText, ColourAddsNothingButEscapes) {
 }
 
 TEST(StatusText, AlarmThatArrives) {
-    Enclosure enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
-    enclosure.status.alarms[0].tones = AlarmTones{false, true, false, false, false, false, true};
+    Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
+    enclosure.status.alarms[0].tones = AlarmTones_t{false, true, false, false, false, false, true};
     EXPECT_EQ(linesOf(enclosure).back(), "Alarm       alarm0 not silent, mute requested, critical requested");
 }
 
 TEST(ConfigText, NamesTheElements) {
-    EXPECT_THAT(configurationLines(decodeConfigurationPage(smallConfiguration()).value.value_or(Configuration{})),
+    EXPECT_THAT(configurationLines(decodeConfigurationPage(smallConfiguration()).value.value_or(Configuration_t{})),
                 ElementsAre("Vendor      ACME", "Product     Shelf \"2\"", "Revision    0102", "Generation  7",
                             "Drives      2  (slot00 to slot01)", "Supplies    1  (psu0)",
                             "Fans        2  (fan0 to fan1)", "Temperature 2  (temp0 to temp1)",
@@ -106,7 +106,7 @@ TEST(ConfigText, NamesTheElements) {
 }
 
 TEST(EventText, RepeatsAreTold) {
-    Event event;
+    Event_t event;
     event.severity = "warning";
     event.text = "fan1 stands still";
     EXPECT_EQ(eventLine(event, 0, "12:00", {}), "12:00 warning     fan1 stands still");

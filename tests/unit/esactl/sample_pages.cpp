@@ -1,20 +1,20 @@
 #include "sample_pages.h"
 
-Bytes fromHex(const std::string& text) {
+Bytes_t fromHex(const std::string& text) {
     std::string digits;
     for (char c : text) {
         if (c != ' ' && c != '\n') {
             digits += c;
         }
     }
-    Bytes bytes;
+    Bytes_t bytes;
     for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
         bytes.push_back(static_cast<U8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
     }
     return bytes;
 }
 
-std::string toHex(const Bytes& bytes) {
+std::string toHex(const Bytes_t& bytes) {
     const char* const digits = "0123456789abcdef";
     std::string text;
     for (U8_t byte : bytes) {
@@ -24,14 +24,14 @@ std::string toHex(const Bytes& bytes) {
     return text;
 }
 
-Bytes backplaneConfiguration() {
+Bytes_t backplaneConfiguration() {
     return fromHex("01 00 00 40 00 00 00 00"
                    "20 00 05 24 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
                    "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
                    "01 10 00 00 02 03 00 00 03 03 00 00 04 03 00 00 06 01 00");
 }
 
-Bytes healthyBackplaneStatus() {
+Bytes_t healthyBackplaneStatus() {
     return fromHex("02 00 00 80 00 00 00 00"
                    "00 00 00 00"
                    "01 00 00 00 01 01 00 00 01 02 00 00 01 03 00 00"
@@ -48,7 +48,7 @@ Bytes healthyBackplaneStatus() {
                    "00 00 00");
 }
 
-Bytes faultyBackplaneStatus() {
+Bytes_t faultyBackplaneStatus() {
     return fromHex("02 00 00 80 00 00 00 00"
                    "00 00 00 00"
                    "01 00 00 00 01 01 00 00 01 02 00 00 01 03 00 04"
@@ -65,7 +65,7 @@ Bytes faultyBackplaneStatus() {
                    "00 00 00");
 }
 
-Bytes smallConfiguration() {
+Bytes_t smallConfiguration() {
     return fromHex("01 00 00 40 00 00 00 07"
                    "20 00 05 24 50 00 00 01 02 03 04 05"
                    "41 43 4d 45 20 20 20 20"
@@ -74,7 +74,7 @@ Bytes smallConfiguration() {
                    "01 02 00 00 02 01 00 00 03 02 00 00 04 02 00 00 06 01 00");
 }
 
-Bytes smallStatus() {
+Bytes_t smallStatus() {
     return fromHex("02 00 00 38 00 00 00 07"
                    "00 00 00 00 01 00 00 00 01 01 00 04"
                    "00 00 00 00 01 00 00 05"
@@ -83,8 +83,8 @@ Bytes smallStatus() {
                    "00 00 00 20 20 00 00");
 }
 
-Bytes eventMessage(U8_t id, U8_t type, const std::string& body) {
-    Bytes message(300, 0);
+Bytes_t eventMessage(U8_t id, U8_t type, const std::string& body) {
+    Bytes_t message(300, 0);
     message[8] = 14;
     message[9] = 1;
     message[10] = 0x01; // 300
@@ -97,15 +97,15 @@ Bytes eventMessage(U8_t id, U8_t type, const std::string& body) {
     message[64 + 148] = 3;
     message[64 + 149] = 1;
     message[64 + 151] = id;
-    const Bytes record = fromHex(body);
+    const Bytes_t record = fromHex(body);
     for (std::size_t i = 0; i < record.size(); ++i) {
         message[216 + i] = record[i];
     }
     return message;
 }
 
-Bytes startupMessage(U8_t protocol, U8_t type, U8_t generalUse1, U8_t generalUse2) {
-    Bytes message(64, 0);
+Bytes_t startupMessage(U8_t protocol, U8_t type, U8_t generalUse1, U8_t generalUse2) {
+    Bytes_t message(64, 0);
     message[8] = 14;
     message[9] = 1;
     message[11] = 64;

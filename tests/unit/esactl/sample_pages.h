@@ -6,28 +6,28 @@
 
 #include "basetypes.h"
 
-using Bytes = std::vector<U8_t>;
+using Bytes_t = std::vector<U8_t>;
 
 /** The bytes that `text` names, two digits each; blanks are passed over. */
-Bytes fromHex(const std::string& text);
+Bytes_t fromHex(const std::string& text);
 
 /** Lower-case hex without blanks. */
-std::string toHex(const Bytes& bytes);
+std::string toHex(const Bytes_t& bytes);
 
 /* A backplane with 16 slots, 3 supplies, 3 fans, 3 sensors and an alarm. Both pages lack their last byte, as on the
  * wire. */
-Bytes backplaneConfiguration();
-Bytes healthyBackplaneStatus();
+Bytes_t backplaneConfiguration();
+Bytes_t healthyBackplaneStatus();
 
 /** Slot 3 lit, slot 5 empty; supply 1 failed; fan 0 at 1500 RPM, fan 1 unread; sensors at 57 C, 61 C and unread. */
-Bytes faultyBackplaneStatus();
+Bytes_t faultyBackplaneStatus();
 
 /* A small enclosure: 2 slots, 1 supply, 2 fans, 2 sensors, 1 alarm; all well; slot 1 lit. */
-Bytes smallConfiguration();
-Bytes smallStatus();
+Bytes_t smallConfiguration();
+Bytes_t smallStatus();
 
 /** An event message as the event manager gets it; `body` is hex, padded with zeros to 84 bytes. */
-Bytes eventMessage(U8_t id, U8_t type, const std::string& body);
+Bytes_t eventMessage(U8_t id, U8_t type, const std::string& body);
 
 /** A bare request to Startup. */
-Bytes startupMessage(U8_t protocol, U8_t type, U8_t generalUse1, U8_t generalUse2);
+Bytes_t startupMessage(U8_t protocol, U8_t type, U8_t generalUse1, U8_t generalUse2);

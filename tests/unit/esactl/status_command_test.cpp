@@ -1,27 +1,27 @@
-// esactl status and config, the real program against a scripted switch.
+/** esactl status and config, the real program against a scripted switch. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "fake_switch.h"
+#include "json_value.h"
 
 namespace {
 
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
+using testsupport::JsonValue_t;
 
 TEST(StatusCommand, AsksForBothPagesInTheAdaptersFormat) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
     ASSERT_EQ(net.esactl({"status"}).ending.exitCode, 0);
-    const std::vector<Bytes> requests = net.requests(28);
+    const std::vector<Bytes_t> requests = net.requests(28);
     ASSERT_EQ(requests.size(), 2U);
     for (std::size_t i = 0; i < 2; ++i) {
-        const Bytes& request = requests[i];
-        const Bytes handle(request.begin() + 40, request.begin() + 44);
+        const Bytes_t& request = requests[i];
+        const Bytes_t handle(request.begin() + 40, request.begin() + 44);
         EXPECT_EQ(toHex(request),
                   "0000000000000000" // links
                   "0e01004812"       // type, version, 72 bytes, protocol
@@ -40,15 +40,15 @@ TEST(StatusCommand, AsksForBothPagesInTheAdaptersFormat) {
 }
 
 TEST(StatusCommand, HealthIsInTheExitStatus) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
     EXPECT_EQ(net.esactl({"status"}).ending.exitCode, 0);
-    Bytes hot = healthyBackplaneStatus();
+    Bytes_t hot = healthyBackplaneStatus();
     hot[8 + 68 + 16 + 16 + 4 + 2] = 76; // sensor 0 at 56 C
     hot[8 + 68 + 16 + 16 + 4 + 3] = 0x20;
     net.serve(backplaneConfiguration(), hot);
     EXPECT_EQ(net.esactl({"status"}).ending.exitCode, 16);
-    Bytes slow = healthyBackplaneStatus();
+    Bytes_t slow = healthyBackplaneStatus();
     slow[8 + 68 + 16 + 4 + 1] = 0;
     slow[8 + 68 + 16 + 4 + 2] = 199; // fan 0 at 1990 RPM
     net.serve(backplaneConfiguration(), slow);
@@ -58,7 +58,7 @@ TEST(StatusCommand, HealthIsInTheExitStatus) {
 }
 
 TEST(StatusCommand, TextHasNoColourWithoutATerminal) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), faultyBackplaneStatus());
     const testsupport::RunResult result = net.esactl({"status"});
     EXPECT_THAT(result.out, StartsWith("Enclosure FAULT: psu1 "));
@@ -67,47 +67,47 @@ TEST(StatusCommand, TextHasNoColourWithoutATerminal) {
 }
 
 TEST(StatusCommand, JsonHasItsSchemaAndNullForEveryMissingReading) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), faultyBackplaneStatus());
-    const json status = json::parse(net.esactl({"status", "--json"}).out);
+    const JsonValue_t status = JsonValue_t::parse(net.esactl({"status", "--json"}).out);
     EXPECT_EQ(status["schema"], "esactl.status");
     EXPECT_EQ(status["version"], 1);
-    EXPECT_THAT(status["time"].get<std::string>(), testing::MatchesRegex("....-..-..T..:..:..Z"));
+    EXPECT_THAT(status["time"].text(), testing::MatchesRegex("....-..-..T..:..:..Z"));
     EXPECT_EQ(status["state"], "fault");
     EXPECT_EQ(status["exit_status"], 24);
     EXPECT_EQ(status["problems"].size(), 6U);
     EXPECT_EQ(status["problems"][0]["element"], "psu1");
     EXPECT_EQ(status["drives"].size(), 16U);
-    EXPECT_EQ(status["drives"][3], json::parse(R"({"name":"slot03","slot":3,"state":"ok","status":"ok",
+    EXPECT_EQ(status["drives"][3], JsonValue_t::parse(R"({"name":"slot03","slot":3,"state":"ok","status":"ok",
         "present":true,"fault_led":true})"));
-    EXPECT_EQ(status["drives"][5], json::parse(R"({"name":"slot05","slot":5,"state":"absent",
+    EXPECT_EQ(status["drives"][5], JsonValue_t::parse(R"({"name":"slot05","slot":5,"state":"absent",
         "status":"not-installed","present":false,"fault_led":false})"));
-    EXPECT_EQ(status["power_supplies"][1], json::parse(R"({"name":"psu1","index":1,"state":"fault",
+    EXPECT_EQ(status["power_supplies"][1], JsonValue_t::parse(R"({"name":"psu1","index":1,"state":"fault",
         "status":"not-installed","fail":true,"ac_fail":false,"requested_on":false,"requested_fail":false})"));
-    EXPECT_EQ(status["fans"][0], json::parse(R"({"name":"fan0","index":0,"state":"fault","rpm":1500,
+    EXPECT_EQ(status["fans"][0], JsonValue_t::parse(R"({"name":"fan0","index":0,"state":"fault","rpm":1500,
         "minimum_rpm":2000,"running":true,"fail":false,"requested_on":false})"));
-    EXPECT_EQ(status["fans"][1], json::parse(R"({"name":"fan1","index":1,"state":"fault","rpm":null,
+    EXPECT_EQ(status["fans"][1], JsonValue_t::parse(R"({"name":"fan1","index":1,"state":"fault","rpm":null,
         "minimum_rpm":2000,"running":null,"fail":false,"requested_on":false})"));
-    EXPECT_EQ(status["temperatures"][1], json::parse(R"({"name":"temp1","index":1,"state":"fault","celsius":61,
+    EXPECT_EQ(status["temperatures"][1], JsonValue_t::parse(R"({"name":"temp1","index":1,"state":"fault","celsius":61,
         "limits":{"low_failure":0,"low_warning":1,"high_warning":55,"high_failure":60}})"));
-    EXPECT_TRUE(status["temperatures"][2]["celsius"].is_null());
-    EXPECT_EQ(status["alarms"][0], json::parse(R"({"name":"alarm0","index":0,"muted":null,"requested":
+    EXPECT_TRUE(status["temperatures"][2]["celsius"].isNull());
+    EXPECT_EQ(status["alarms"][0], JsonValue_t::parse(R"({"name":"alarm0","index":0,"muted":null,"requested":
         {"mute":null,"remind":null,"information":null,"noncritical":null,"critical":null,"unrecoverable":null}})"));
 }
 
 TEST(StatusCommand, JsonFlagAndFormatJsonAreTheSameBeforeAndAfterTheCommand) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
     for (const std::vector<std::string>& args : {std::vector<std::string>{"--json", "status"},
                                                  {"status", "--json"},
                                                  {"status", "--format", "json"},
                                                  {"status", "--format", "prometheus", "--json"}}) {
-        EXPECT_EQ(json::parse(net.esactl(args).out)["state"], "ok");
+        EXPECT_EQ(JsonValue_t::parse(net.esactl(args).out)["state"], "ok");
     }
 }
 
 TEST(StatusCommand, TheEnvironmentNamesTheDirectoryAndTheOptionWins) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
     testsupport::StartOptions options;
     options.environment["ESA_MMSG_DIRECTORY"] = net.directory();
@@ -120,16 +120,16 @@ TEST(StatusCommand, TheEnvironmentNamesTheDirectoryAndTheOptionWins) {
 }
 
 TEST(StatusCommand, MessagesThatAreNotTheAnswerArePassedOver) {
-    FakeSwitch net;
-    net.script = [](const Bytes& request) -> std::vector<Bytes> {
-        const Bytes& page = request[66] == 1 ? backplaneConfiguration() : healthyBackplaneStatus();
-        Bytes otherHandle = responseTo(request, 2, faultyBackplaneStatus());
+    FakeSwitch_t net;
+    net.script = [](const Bytes_t& request) -> std::vector<Bytes_t> {
+        const Bytes_t& page = request[66] == 1 ? backplaneConfiguration() : healthyBackplaneStatus();
+        Bytes_t otherHandle = responseTo(request, 2, faultyBackplaneStatus());
         otherHandle[43] = static_cast<U8_t>(otherHandle[43] ^ 1);
-        Bytes otherSender = responseTo(request, 2, faultyBackplaneStatus());
+        Bytes_t otherSender = responseTo(request, 2, faultyBackplaneStatus());
         otherSender[16] = 20;
-        Bytes noResponse = responseTo(request, 2, faultyBackplaneStatus());
+        Bytes_t noResponse = responseTo(request, 2, faultyBackplaneStatus());
         noResponse[17] = 0;
-        Bytes otherType = responseTo(request, 2, faultyBackplaneStatus());
+        Bytes_t otherType = responseTo(request, 2, faultyBackplaneStatus());
         otherType[15] = 29;
         return {
             otherHandle, otherSender, noResponse, otherType, eventMessage(7, 2, "05"), responseTo(request, 0, page)};
@@ -138,12 +138,12 @@ TEST(StatusCommand, MessagesThatAreNotTheAnswerArePassedOver) {
 }
 
 TEST(StatusCommand, PagesOfTwoConfigurationsAreAskedForAgain) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     int asked = 0;
-    net.script = [&asked](const Bytes& request) -> std::vector<Bytes> {
+    net.script = [&asked](const Bytes_t& request) -> std::vector<Bytes_t> {
         // The adapter learns its chassis between the first two requests.
         const bool early = asked++ == 0;
-        const Bytes configuration = early ? smallConfiguration() : backplaneConfiguration();
+        const Bytes_t configuration = early ? smallConfiguration() : backplaneConfiguration();
         return {responseTo(request, 0, request[66] == 1 ? configuration : healthyBackplaneStatus())};
     };
     EXPECT_EQ(net.esactl({"status"}).ending.exitCode, 0);
@@ -151,11 +151,12 @@ TEST(StatusCommand, PagesOfTwoConfigurationsAreAskedForAgain) {
 }
 
 TEST(ConfigCommand, TextAndJson) {
-    FakeSwitch net;
+    FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
     EXPECT_THAT(net.esactl({"config"}).out, HasSubstr("Fans        2  (fan0 to fan1)\n"));
-    EXPECT_EQ(json::parse(net.esactl({"config", "--json"}).out),
-              json::parse(R"({"schema":"esactl.config","version":1,"generation":7,"sub_enclosures":0,"processes":1,
+    EXPECT_EQ(
+        JsonValue_t::parse(net.esactl({"config", "--json"}).out),
+        JsonValue_t::parse(R"({"schema":"esactl.config","version":1,"generation":7,"sub_enclosures":0,"processes":1,
                   "logical_id":"5000000102030405","vendor":"ACME","product":"Shelf \"2\"","revision":"0102",
                   "drives":2,"power_supplies":1,"fans":2,"temperatures":2,"alarms":1})"));
 }

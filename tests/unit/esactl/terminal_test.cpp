@@ -1,4 +1,4 @@
-// What esactl does on a terminal; script(1) provides one.
+/** What esactl does on a terminal; script(1) provides one. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -34,7 +34,7 @@ protected:
         return process.out();
     }
 
-    FakeSwitch net_;
+    FakeSwitch_t net_;
     testsupport::StartOptions options_;
 };
 

@@ -9,7 +9,7 @@ using Create = ToolTest;
 using Delete = ToolTest;
 
 TEST_F(Create, FromATextFile) {
-    const Result result = tool("create", {"--config", writeFile("a.conf", "Version = 15\nSlot = 3\n")});
+    const Result_t result = tool("create", {"--config", writeFile("a.conf", "Version = 15\nSlot = 3\n")});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, "created parameter block " + keyText() + ", segment " + std::to_string(segmentNow()) + "\n");
@@ -39,7 +39,7 @@ TEST_F(Create, EveryExampleIsReadWithoutAComplaint) {
     }
     EXPECT_EQ(files, std::size(examples));
     for (const auto& example : examples) {
-        const Result result = tool("create", {"--config", std::string(EXAMPLES "/") + example.file});
+        const Result_t result = tool("create", {"--config", std::string(EXAMPLES "/") + example.file});
         EXPECT_EQ(result.status, 0) << example.file;
         EXPECT_EQ(result.err, "") << example.file;
         EXPECT_EQ(shown("chassisType"), example.chassis);
@@ -50,7 +50,7 @@ TEST_F(Create, EveryExampleIsReadWithoutAComplaint) {
 
 TEST_F(Create, AnOlderBlockIsReplacedWithANotice) {
     createFrom("Slot = 1\n");
-    const Result result = tool("create", {"--config", writeFile("b.conf", "Version = 15\nNumberOfPorts = 4\n")});
+    const Result_t result = tool("create", {"--config", writeFile("b.conf", "Version = 15\nNumberOfPorts = 4\n")});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "created parameter block " + keyText() + ", segment " + std::to_string(segmentNow()) +
                               ", in place of an older one\n");
@@ -60,7 +60,7 @@ TEST_F(Create, AnOlderBlockIsReplacedWithANotice) {
 }
 
 TEST_F(Create, ABadLineIsReportedAndTheRestIsRead) {
-    const Result result = tool("create", {"--config", writeFile("a.conf", "Version = 15\nBanana\nSlot = 3\n")});
+    const Result_t result = tool("create", {"--config", writeFile("a.conf", "Version = 15\nBanana\nSlot = 3\n")});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "+++ Warning: Unrecognized flag in configuration file: Banana\n");
     EXPECT_EQ(shown("slotId"), "3");
@@ -121,7 +121,7 @@ TEST_F(Create, AFileThatIsNoTextAtAllIsRefusedInOneLine) {
         bytes += static_cast<char>(i * 7);
         bytes += i % 3 == 0 ? '\n' : '\x1B';
     }
-    const Result result = tool("create", {"--config", writeFile("a.conf", bytes)});
+    const Result_t result = tool("create", {"--config", writeFile("a.conf", bytes)});
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.err.find('\n'), result.err.size() - 1);
     EXPECT_EQ(result.err.find('\x1B'), std::string::npos);
@@ -162,7 +162,7 @@ TEST_F(Create, TheEnvironmentDoesNotChooseTheSource) {
 
 TEST_F(Delete, RemovesTheSegment) {
     createFrom("");
-    const Result result = tool("delete");
+    const Result_t result = tool("delete");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "");

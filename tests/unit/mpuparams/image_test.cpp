@@ -11,7 +11,7 @@ TEST_F(Image, HoldsTheBlockInNetworkByteOrder) {
         "Slot = 0x01020304\nAsicDeviceId = 0x0506\nChassisType = Quadra\nIssIpAddress = 1.2.3.4\n"
         "MpuSoftwareVersion = 1.3.24\nSerialNumber = SN\nMacAddress = 1:2:3:4:5:6\nAdapter = 1-2/3\nCacheValid\n");
     const std::string path = folder + "/image";
-    const Result result = tool("image", {path});
+    const Result_t result = tool("image", {path});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out + result.err, "");
     std::string expected(744, '\0');

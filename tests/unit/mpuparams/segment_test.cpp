@@ -7,7 +7,7 @@
 #include <sys/types.h>
 
 #include "tool.h"
-#include "tool_error.h"
+#include "errors.h"
 
 namespace {
 
@@ -48,8 +48,8 @@ protected:
     static std::string refusalOf(Action action) {
         try {
             action();
-        } catch (const ToolError& error) {
-            EXPECT_EQ(error.status(), 2);
+        } catch (const ToolError_t& error) {
+            EXPECT_EQ(error.exitStatus(), 2);
             return error.what();
         }
         return "";
@@ -69,7 +69,7 @@ TEST_F(Segment, WhoHasNoPermissionIsToldWhoHas) {
         "no permission for the parameter block with key " + keyText() + "; only its owner and root have it";
     EXPECT_EQ(refusalOf([&] { (void)findSegment(key, 0400); }), message);
     EXPECT_EQ(refusalOf([&] { (void)findRemovable(key); }), message);
-    EXPECT_EQ(refusalOf([&] { const AttachedBlock block(key, AttachedBlock::Access::Write); }), message);
+    EXPECT_EQ(refusalOf([&] { const AttachedBlock_t block(key, AttachedBlock_t::Access_e::WRITE); }), message);
 }
 
 TEST_F(Segment, ABlockThatAnyoneMayWriteIsStillItsOwnersToRemove) {

@@ -78,7 +78,7 @@ TEST_F(Set, EveryField) {
     for (const auto& c : cases) {
         assignments.emplace_back(c.assignment);
     }
-    const Result result = tool("set", assignments);
+    const Result_t result = tool("set", assignments);
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out + result.err, "");
     for (const auto& c : cases) {
@@ -92,6 +92,28 @@ TEST_F(Set, FieldNamesAreMatchedWithoutRegardToCase) {
     createFrom("");
     EXPECT_EQ(tool("set", {"SLOTID=7"}).status, 0);
     EXPECT_EQ(shown("slotId"), "7");
+}
+
+TEST_F(Set, AChassisGoesByEitherOfItsNamesOrByItsNumber) {
+    createFrom("");
+    const struct {
+        const char* value;
+        const char* shown;
+    } cases[] = {
+        {"none", "1 (None)"},     {"xyratex", "2 (Xyratex2U12ATX)"}, {"Xyratex2U12ATX", "2 (Xyratex2U12ATX)"},
+        {"quadra", "3 (Quadra)"}, {"chenbro", "4 (Chenbro3U16ATX)"}, {"chenbro3u16atx", "4 (Chenbro3U16ATX)"},
+        {"vsc055", "5 (Vsc055)"}, {"W83782D", "6 (W83782d)"},        {"0x3", "3 (Quadra)"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(tool("set", {std::string("chassisType=") + c.value}).status, 0) << c.value;
+        EXPECT_EQ(shown("chassisType"), c.shown) << c.value;
+    }
+    for (const std::string wrong : {"0", "7", "xyrat", "xyratex2", ""}) {
+        EXPECT_REFUSED(tool("set", {"chassisType=" + wrong}), 1,
+                       "chassisType=" + wrong +
+                           ": expected None, Xyratex2U12ATX, Quadra, Chenbro3U16ATX, Vsc055 or "
+                           "W83782d, or a number from 1 to 6");
+    }
 }
 
 TEST_F(Set, OnlyTheNamedBytesChange) {

@@ -1,8 +1,8 @@
 /** Showing a block. */
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "json_value.h"
 #include "tool.h"
 
 using Show = ToolTest;
@@ -94,7 +94,7 @@ constexpr char SHOWN[] = "version                15\n"
 
 TEST_F(Show, EveryFieldByItsName) {
     createFrom(CONFIG);
-    const Result result = tool("show");
+    const Result_t result = tool("show");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, SHOWN);
@@ -102,13 +102,13 @@ TEST_F(Show, EveryFieldByItsName) {
 
 TEST_F(Show, TheDocumentHoldsEveryFieldByItsName) {
     createFrom(CONFIG);
-    const Result result = tool("show", {"--json"});
+    const Result_t result = tool("show", {"--json"});
     EXPECT_EQ(result.status, 0);
-    const auto document = nlohmann::json::parse(result.out);
+    const auto document = testsupport::JsonValue_t::parse(result.out);
     EXPECT_EQ(document.size(), 3U);
     EXPECT_EQ(document["version"], 1);
     EXPECT_EQ(document["key"], key);
-    const auto& params = document["params"];
+    const auto params = document["params"];
     EXPECT_EQ(params.size(), 52U);
     EXPECT_EQ(params["version"], 15);
     EXPECT_EQ(params["flags"].dump(),
@@ -131,7 +131,7 @@ TEST_F(Show, TheDocumentHoldsEveryFieldByItsName) {
 
 TEST_F(Show, TheDocumentNamesTheFieldsThatTheTextNames) {
     createFrom("");
-    const auto params = nlohmann::ordered_json::parse(tool("show", {"--json"}).out)["params"];
+    const auto params = testsupport::JsonValue_t::parse(tool("show", {"--json"}).out)["params"];
     std::vector<std::string> ofText;
     std::istringstream lines(SHOWN);
     for (std::string line; std::getline(lines, line);) {
@@ -140,11 +140,7 @@ TEST_F(Show, TheDocumentNamesTheFieldsThatTheTextNames) {
             ofText.push_back(name);
         }
     }
-    std::vector<std::string> ofDocument;
-    for (const auto& item : params.items()) {
-        ofDocument.push_back(item.key());
-    }
-    EXPECT_EQ(ofDocument, ofText);
+    EXPECT_EQ(params.names(), ofText);
 }
 
 TEST_F(Show, EachChassisHasAName) {
@@ -172,7 +168,7 @@ TEST_F(Show, BytesThatCannotBePrintedStayOnTheirLine) {
     EXPECT_EQ(shown("vendorId"), "x\\x01");
     EXPECT_EQ(shown("macAddress[0]"), "00:00:00:00:00:00 (_filler1 0x1234)");
     EXPECT_EQ(shown("flags"), "0x40000011 (CacheValid, 0x40000001)");
-    const auto params = nlohmann::json::parse(tool("show", {"--json"}).out)["params"];
+    const auto params = testsupport::JsonValue_t::parse(tool("show", {"--json"}).out)["params"];
     EXPECT_EQ(params["serialStr"], "a\\x0A\\x5C\\xFFb");
 }
 

@@ -26,20 +26,20 @@ void ToolTest::TearDown() {
     std::filesystem::remove_all(folder);
 }
 
-ToolTest::Result ToolTest::run(const std::vector<std::string>& arguments) {
+ToolTest::Result_t ToolTest::run(const std::vector<std::string>& arguments) {
     const testsupport::RunResult result = testsupport::run(testsupport::programCommand("mpuparams", arguments));
     EXPECT_FALSE(result.timedOut);
     return {result.ending.exitCode, result.out, result.err};
 }
 
-ToolTest::Result ToolTest::tool(const std::string& command, const std::vector<std::string>& arguments) const {
+ToolTest::Result_t ToolTest::tool(const std::string& command, const std::vector<std::string>& arguments) const {
     std::vector<std::string> all = {command, "--key", std::to_string(key)};
     all.insert(all.end(), arguments.begin(), arguments.end());
     return run(all);
 }
 
 void ToolTest::createFrom(const std::string& lines) const {
-    const Result result = tool("create", {"--config", writeFile("platform.conf", "Version = 15\n" + lines)});
+    const Result_t result = tool("create", {"--config", writeFile("platform.conf", "Version = 15\n" + lines)});
     ASSERT_EQ(result.status, 0) << result.err;
     ASSERT_EQ(result.err, "");
 }

@@ -8,7 +8,7 @@
 
 class ToolTest : public testing::Test {
 protected:
-    struct Result {
+    struct Result_t {
         int status = -1;
         std::string out;
         std::string err;
@@ -18,10 +18,10 @@ protected:
     void TearDown() override;
 
     /** Runs the command with the test's key and `arguments` after it. */
-    Result tool(const std::string& command, const std::vector<std::string>& arguments = {}) const;
+    Result_t tool(const std::string& command, const std::vector<std::string>& arguments = {}) const;
 
     /** Runs the program with exactly these arguments. */
-    static Result run(const std::vector<std::string>& arguments);
+    static Result_t run(const std::vector<std::string>& arguments);
 
     /** Creates the block from a text file; `lines` follow its version. */
     void createFrom(const std::string& lines) const;

@@ -8,13 +8,13 @@ using Usage = ToolTest;
 
 TEST_F(Usage, EveryCommandHasHelpWithAnExample) {
     for (const char* command : {"create", "show", "set", "image", "delete"}) {
-        const Result result = run({command, "--help"});
+        const Result_t result = run({command, "--help"});
         EXPECT_EQ(result.status, 0) << command;
         EXPECT_EQ(result.err, "") << command;
         EXPECT_NE(result.out.find(std::string("Example: mpuparams ") + command + " --key 0x1234"), std::string::npos)
             << result.out;
     }
-    const Result all = run({"--help"});
+    const Result_t all = run({"--help"});
     EXPECT_EQ(all.status, 0);
     for (const char* command : {"create", "show", "set", "image", "delete", "Example: "}) {
         EXPECT_NE(all.out.find(command), std::string::npos) << command;
@@ -43,7 +43,7 @@ TEST_F(Usage, WhatIsMissingOrUnknownIsSaidInOneLine) {
         {"image", "--key", "100"},
     };
     for (const auto& arguments : wrong) {
-        const Result result = run(arguments);
+        const Result_t result = run(arguments);
         const std::string& what = arguments.front();
         EXPECT_EQ(result.status, 1) << what;
         EXPECT_EQ(result.out, "") << what;

@@ -141,6 +141,13 @@ TEST(NonxmlIndex, AnIndexBeyondTheCountSkipsTheLine) {
     }
 }
 
+TEST(NonxmlIndex, AnIndexMayHaveAPlusSignAndIsZeroWhenItIsNoNumber) {
+    EXPECT_EQ(read("MacAddress = +1-1:2:3:4:5:6").text(256, 6), "\1\2\3\4\5\6");
+    EXPECT_EQ(read("Bus = +1-True").block[733], 1);
+    EXPECT_EQ(read("Bus = one-True").block[732], 1);
+    EXPECT_EQ(read("Bus = +3-True").err, "Error: Array index out of range for Bus\n");
+}
+
 TEST(NonxmlIndex, TextsKnowNoIndex) {
     EXPECT_EQ(read("SerialNumber = 1-23").text(120, 5), std::string("1-23\0", 5));
     EXPECT_EQ(read("VendorId = 9-X").text(704, 8), "9-X     ");

@@ -1,4 +1,5 @@
 /** The conversion of each type. */
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "nonxml_private.h"
@@ -9,10 +10,6 @@ using nonxmltest::readOver;
 using nonxmltest::Result;
 
 namespace {
-
-std::string noNumber(const std::string& value) {
-    return "+++ Warning: Unrecognized number in configuration file - " + value + "\n";
-}
 
 std::string tooLarge(const std::string& value, const std::string& used) {
     return "+++ Warning: Number out of range in configuration file - " + value + "\n    Using " + used + "\n";
@@ -51,16 +48,40 @@ TEST(NonxmlValues, ANumberEndsWhereItsDigitsEnd) {
     EXPECT_EQ(read("Slot = 12 slots").err, "");
 }
 
-TEST(NonxmlValues, WhatIsNoNumberIsReportedAndSkipped) {
-    for (const std::string key : {"Slot", "NumberOfPorts", "AsicRevision", "SystemMemorySize", "Adapter", "MacAddress",
-                                  "IssIpAddress", "MpuSoftwareVersion"}) {
-        for (const std::string value : {"many", ""}) {
-            const Result result = readOver(0xEE, key + " = " + value + "\nNumberOfBusses = 3\n");
-            EXPECT_EQ(result.err, noNumber(value)) << key;
-            Result untouched = readOver(0xEE, "");
-            untouched.block[44] = 3;
-            EXPECT_EQ(result.block, untouched.block) << key;
+TEST(NonxmlValues, WhatIsNoNumberIsZeroAndNotReported) {
+    const struct {
+        const char* key;
+        std::size_t offset;
+        std::size_t size;
+    } keys[] = {
+        {"Slot", 8, 4},          {"NumberOfPorts", 15, 1}, {"AsicRevision", 68, 2}, {"SystemMemorySize", 96, 4},
+        {"IssIpAddress", 40, 4}, {"MacAddress", 248, 6},   {"Adapter", 736, 4},
+    };
+    for (const auto& key : keys) {
+        for (const std::string value : {"many", "", "x1", "k"}) {
+            const Result result = readOver(0xEE, std::string(key.key) + " = " + value + "\nNumberOfBusses = 3\n");
+            EXPECT_EQ(result.err, "") << key.key << " = " << value;
+            Result expected = readOver(0xEE, "");
+            expected.block[44] = 3;
+            std::fill_n(expected.block.begin() + static_cast<std::ptrdiff_t>(key.offset), key.size, std::uint8_t{0});
+            EXPECT_EQ(result.block, expected.block) << key.key << " = " << value;
         }
+    }
+}
+
+TEST(NonxmlValues, ANumberMayHaveASign) {
+    EXPECT_EQ(read("Slot = +10").word(8), 10U);
+    EXPECT_EQ(read("Slot = +0x10").word(8), 16U);
+    EXPECT_EQ(read("NumberOfPorts = +8").block[15], 8);
+    EXPECT_EQ(read("AsicRevision = +010").half(68), 8U);
+    EXPECT_EQ(read("SystemMemorySize = +64m").word(96), 67108864U);
+    EXPECT_EQ(read("Adapter = +2/+1").word(736), 0x00020001U);
+    EXPECT_EQ(read("IssIpAddress = +1.+2.+3.+4").word(40), 0x01020304U);
+    EXPECT_EQ(read("MacAddress = +1:+2:3:4:5:+6").text(248, 6), "\1\2\3\4\5\6");
+    EXPECT_EQ(read("MpuSoftwareVersion = +1.+3.+24").half(54), 24U);
+    EXPECT_EQ(read("MpuSoftwareVersion = +1.+3.+24").half(48), 1U);
+    for (const char* line : {"Slot = +10", "IssIpAddress = +1.2.3.4", "MacAddress = +1:2", "Adapter = +2/+1"}) {
+        EXPECT_EQ(read(line).err, "") << line;
     }
 }
 
@@ -90,7 +111,8 @@ TEST(NonxmlValues, WideIntegersLieHighWordFirst) {
     EXPECT_EQ(store(tag, "1-4294967296").word(24), 1U);
     EXPECT_EQ(store(tag, "1-4294967296").word(28), 0U);
     EXPECT_EQ(store(tag, "010").word(20), 8U);
-    EXPECT_EQ(store(tag, "x").err, noNumber("x"));
+    EXPECT_EQ(store(tag, "x").err, "");
+    EXPECT_TRUE(store(tag, "x").zeroOutside(0, 0));
 }
 
 TEST(NonxmlValues, SizesTakeAUnitInAnyCase) {
@@ -109,6 +131,10 @@ TEST(NonxmlValues, AMacAddressIsSixDecimalParts) {
     EXPECT_EQ(read("MacAddress = 0:23:52:255:1:2").text(248, 8), std::string("\x00\x17\x34\xFF\x01\x02\0\0", 8));
     EXPECT_EQ(read("MacAddress = 010:0x11:9").text(248, 6), std::string("\x0A\0\x09\0\0\0", 6));
     EXPECT_EQ(read("MacAddress = 1:2:3:4:5:6:7").text(248, 8), std::string("\1\2\3\4\5\6\0\0", 8));
+    EXPECT_EQ(read("MacAddress = ff:1:2:3:4:5").text(248, 8), std::string("\0\1\2\3\4\5\0\0", 8));
+    EXPECT_EQ(read("MacAddress = ff:1:2:3:4:5").err, "");
+    EXPECT_EQ(read("MacAddress = 1:2:3:4:5:ff").text(248, 6), std::string("\1\2\3\4\5\0", 6));
+    EXPECT_EQ(read("MacAddress = :2:3").text(248, 6), std::string("\0\2\3\0\0\0", 6));
     EXPECT_EQ(read("MacAddress = 1::3").text(248, 6), std::string("\1\0\3\0\0\0", 6));
     EXPECT_EQ(read("MacAddress = 257:2:3:4:5:6").text(248, 2), std::string("\1\2", 2));
 }
@@ -124,6 +150,8 @@ TEST(NonxmlValues, TheFirstPartOfAnAddressIsTheMostSignificant) {
     EXPECT_EQ(read("IssIpAddress = 1").word(40), 0x01000000U);
     EXPECT_EQ(read("IssIpAddress = 1.2.3.4.5").word(40), 0x01020304U);
     EXPECT_EQ(read("IssIpAddress = 255.255.255.255").word(40), 0xFFFFFFFFU);
+    EXPECT_EQ(read("IssIpAddress = host.2.3.4").word(40), 0x00020304U) << "as a later part that is no number";
+    EXPECT_EQ(read("IssIpAddress = 1.2.three.4").word(40), 0x01020004U);
     EXPECT_EQ(read("IssIpAddress = 010.0.0.1").word(40), 0x0A000001U);
     EXPECT_EQ(read("IssIpAddress = 0.1.256.0").word(40), 0x00020000U) << "a part too large adds to the one before";
     EXPECT_EQ(readOver(0xEE, "IssIpAddress = 1.2").word(40), 0x01020000U) << "nothing of the old value stays";
@@ -140,6 +168,12 @@ TEST(NonxmlValues, AVersionNeverSetsTheMaintenanceNumber) {
     EXPECT_EQ(four.half(58), 3U);
     EXPECT_EQ(four.half(60), 0U);
     EXPECT_EQ(four.half(62), 0U);
+    const Result named = readOver(0xEE, "MpuSoftwareVersion = v1.3.24");
+    EXPECT_EQ(named.err, "");
+    EXPECT_EQ(named.half(48), 0U);
+    EXPECT_EQ(named.half(50), 3U);
+    EXPECT_EQ(named.half(52), 0xEEEEU);
+    EXPECT_EQ(named.half(54), 24U);
     EXPECT_EQ(read("MpuSoftwareVersion = 7").half(48), 7U);
     EXPECT_TRUE(read("MpuSoftwareVersion = 7").zeroOutside(48, 2));
 }
@@ -150,8 +184,10 @@ TEST(NonxmlValues, AdaptersAreTwoHalves) {
     EXPECT_EQ(read("Adapter = 65535/65535").word(736), 0xFFFFFFFFU);
     EXPECT_EQ(read("Adapter = 1/65538").word(736), 0x00010002U) << "the lower half never reaches the upper";
     EXPECT_EQ(read("Adapter = 3 / 4").word(736), 0x00030004U);
-    EXPECT_EQ(read("Adapter = 3").err, noNumber("3"));
-    EXPECT_EQ(read("Adapter = 3/").err, noNumber("3/"));
+    EXPECT_EQ(read("Adapter = 3").word(736), 0x00030000U) << "a missing half is 0";
+    EXPECT_EQ(read("Adapter = 3/").word(736), 0x00030000U);
+    EXPECT_EQ(read("Adapter = /4").word(736), 0x00000004U);
+    EXPECT_EQ(read("Adapter = two/4").word(736), 0x00000000U) << "no slash follows the first number";
 }
 
 TEST(NonxmlValues, TextsAreCutToTheirField) {

@@ -1,9 +1,9 @@
-#include "control.h"
+#include "control_page.h"
 
+#include "errors.h"
 #include "health.h"
 #include "ses_client.h"
 #include "ses_mesgs.h"
-#include "tool_error.h"
 
 namespace {
 
@@ -12,7 +12,7 @@ constexpr std::size_t RECORD_SIZE = 4;
 constexpr U8_t ALARM_REPORTED_BITS = 0x20;
 
 /** Offsets of the lists within the page. */
-struct Layout {
+struct Layout_t {
     std::size_t devices;
     std::size_t supplies;
     std::size_t cooling;
@@ -33,14 +33,14 @@ constexpr std::size_t listSize(std::size_t elements) {
  * there is nothing in them that could be asked for, so no temperature record is written: whatever bytes of the cooling
  * or alarm list it takes for one do no harm, and those lists stay whole.
  */
-Layout layoutOf(const ControlState& controls) {
-    Layout layout{};
+Layout_t layoutOf(const ControlPage_t& wanted) {
+    Layout_t layout{};
     layout.devices = sizeof(EncContDiagPageHdr_t);
-    layout.supplies = layout.devices + listSize(controls.faultLeds.size());
-    layout.cooling = layout.supplies + listSize(controls.supplies.size());
-    const std::size_t temperatures = layout.cooling + listSize(controls.sensors);
-    layout.alarms = temperatures + listSize(controls.fansOn.size());
-    layout.end = layout.alarms + listSize(controls.alarms.size());
+    layout.supplies = layout.devices + listSize(wanted.faultLeds.size());
+    layout.cooling = layout.supplies + listSize(wanted.supplies.size());
+    const std::size_t temperatures = layout.cooling + listSize(wanted.sensors);
+    layout.alarms = temperatures + listSize(wanted.fansOn.size());
+    layout.end = layout.alarms + listSize(wanted.alarms.size());
     return layout;
 }
 
@@ -56,37 +56,37 @@ void writeOverall(std::vector<U8_t>& page, std::size_t list, const std::optional
     page[list + RECORD_SIZE - 1] = static_cast<U8_t>(other | (selected ? SES_K_CONTROL_SELECT : 0));
 }
 
-void writeDevices(std::vector<U8_t>& page, std::size_t list, const ControlState& controls) {
-    for (std::size_t i = 0; i < controls.faultLeds.size(); ++i) {
-        wireAt<DeviceElementCont_t>(recordAt(page, list, i)).rqstFault = controls.faultLeds[i] ? U8_t{1} : U8_t{0};
+void writeDevices(std::vector<U8_t>& page, std::size_t list, const ControlPage_t& wanted) {
+    for (std::size_t i = 0; i < wanted.faultLeds.size(); ++i) {
+        wireAt<DeviceElementCont_t>(recordAt(page, list, i)).rqstFault = wanted.faultLeds[i] ? U8_t{1} : U8_t{0};
     }
 }
 
-void writeSupplies(std::vector<U8_t>& page, std::size_t list, const ControlState& controls) {
-    writeOverall(page, list, controls.selectedSupply);
-    for (std::size_t i = 0; i < controls.supplies.size(); ++i) {
+void writeSupplies(std::vector<U8_t>& page, std::size_t list, const ControlPage_t& wanted) {
+    writeOverall(page, list, wanted.selectedSupply);
+    for (std::size_t i = 0; i < wanted.supplies.size(); ++i) {
         auto& record = wireAt<PowerSupplyElementCont_t>(recordAt(page, list, i));
-        record.commonControl = selectBit(controls.selectedSupply, i);
-        record.rqstOn = U8_t{controls.supplies[i].on};
-        record.rqstFail = U8_t{controls.supplies[i].fail};
+        record.commonControl = selectBit(wanted.selectedSupply, i);
+        record.rqstOn = U8_t{wanted.supplies[i].on};
+        record.rqstFail = U8_t{wanted.supplies[i].fail};
     }
 }
 
-void writeCooling(std::vector<U8_t>& page, std::size_t list, const ControlState& controls) {
-    writeOverall(page, list, controls.selectedFan);
-    for (std::size_t i = 0; i < controls.fansOn.size(); ++i) {
+void writeCooling(std::vector<U8_t>& page, std::size_t list, const ControlPage_t& wanted) {
+    writeOverall(page, list, wanted.selectedFan);
+    for (std::size_t i = 0; i < wanted.fansOn.size(); ++i) {
         auto& record = wireAt<CoolingElementCont_t>(recordAt(page, list, i));
-        record.commonControl = selectBit(controls.selectedFan, i);
-        record.rqstOn = controls.fansOn[i] ? U8_t{1} : U8_t{0};
+        record.commonControl = selectBit(wanted.selectedFan, i);
+        record.rqstOn = wanted.fansOn[i] ? U8_t{1} : U8_t{0};
     }
 }
 
-void writeAlarms(std::vector<U8_t>& page, std::size_t list, const ControlState& controls) {
-    writeOverall(page, list, controls.selectedAlarm, controls.alarmOverall);
-    for (std::size_t i = 0; i < controls.alarms.size(); ++i) {
-        const AlarmControl& alarm = controls.alarms[i];
+void writeAlarms(std::vector<U8_t>& page, std::size_t list, const ControlPage_t& wanted) {
+    writeOverall(page, list, wanted.selectedAlarm, wanted.alarmOverall);
+    for (std::size_t i = 0; i < wanted.alarms.size(); ++i) {
+        const AlarmRequest_t& alarm = wanted.alarms[i];
         auto& record = wireAt<AudibleAlarmElementCont_t>(recordAt(page, list, i));
-        record.commonControl = static_cast<U8_t>(alarm.common | selectBit(controls.selectedAlarm, i));
+        record.commonControl = static_cast<U8_t>(alarm.common | selectBit(wanted.selectedAlarm, i));
         record.unrecov = U8_t{alarm.tones.unrecov};
         record.crit = U8_t{alarm.tones.crit};
         record.nonCrit = U8_t{alarm.tones.nonCrit};
@@ -98,32 +98,32 @@ void writeAlarms(std::vector<U8_t>& page, std::size_t list, const ControlState& 
 
 } // namespace
 
-ControlState currentControls(const EnclosureStatus& status) {
-    ControlState controls;
-    controls.generation = status.generation;
-    for (const DriveSlot& drive : status.drives) {
-        controls.faultLeds.push_back(drive.faultRequested);
+ControlPage_t controlPageOf(const EnclosureStatus_t& status) {
+    ControlPage_t wanted;
+    wanted.generation = status.generation;
+    for (const DriveSlot_t& drive : status.drives) {
+        wanted.faultLeds.push_back(drive.faultRequested);
     }
-    for (const PowerSupply& supply : status.supplies) {
+    for (const PowerSupply_t& supply : status.supplies) {
         // A supply that fails by itself reports "fail" whatever was asked for. Then the request is taken as absent: a
         // wrong "absent" is forgotten, a wrong "present" would go on marking the supply when it is well again.
-        controls.supplies.push_back({supply.requestedOn, supplyFailRequested(supply)});
+        wanted.supplies.push_back({supply.requestedOn, supplyFailRequested(supply)});
     }
-    for (const Fan& fan : status.fans) {
-        controls.fansOn.push_back(fan.requestedOn);
+    for (const Fan_t& fan : status.fans) {
+        wanted.fansOn.push_back(fan.requestedOn);
     }
-    controls.sensors = status.sensors.size();
-    controls.alarmOverall = status.alarmOverall & ALARM_REPORTED_BITS;
-    for (const Alarm& alarm : status.alarms) {
+    wanted.sensors = status.sensors.size();
+    wanted.alarmOverall = status.alarmOverall & ALARM_REPORTED_BITS;
+    for (const Alarm_t& alarm : status.alarms) {
         // Tones that did not arrive go back as silence; in a list that is not selected they are kept, not acted on.
-        controls.alarms.push_back(
-            {static_cast<U8_t>(alarm.code & ALARM_REPORTED_BITS), alarm.tones.value_or(AlarmTones{})});
+        wanted.alarms.push_back(
+            {static_cast<U8_t>(alarm.code & ALARM_REPORTED_BITS), alarm.tones.value_or(AlarmTones_t{})});
     }
-    return controls;
+    return wanted;
 }
 
-std::vector<U8_t> encodeControlPage(const ControlState& controls) {
-    const Layout layout = layoutOf(controls);
+std::vector<U8_t> encodeControlPage(const ControlPage_t& wanted) {
+    const Layout_t layout = layoutOf(wanted);
     if (layout.end > SES_K_MAX_CONTROL_PAGE) {
         throw usageError("an enclosure with so many elements has a control page of " + std::to_string(layout.end) +
                          " bytes; a message holds " + std::to_string(SES_K_MAX_CONTROL_PAGE));
@@ -132,10 +132,10 @@ std::vector<U8_t> encodeControlPage(const ControlState& controls) {
     auto& header = wireAt<EncContDiagPageHdr_t>(page.data());
     header.pageCode = SES_K_ENCLOSURE_CONTROL_DIAGNOSTIC_PAGE;
     header.pageLength = static_cast<U16_t>(layout.end - 4);
-    header.generationCode = controls.generation;
-    writeDevices(page, layout.devices, controls);
-    writeSupplies(page, layout.supplies, controls);
-    writeCooling(page, layout.cooling, controls);
-    writeAlarms(page, layout.alarms, controls);
+    header.generationCode = wanted.generation;
+    writeDevices(page, layout.devices, wanted);
+    writeSupplies(page, layout.supplies, wanted);
+    writeCooling(page, layout.cooling, wanted);
+    writeAlarms(page, layout.alarms, wanted);
     return page;
 }

@@ -1,13 +1,13 @@
-// The control commands: the page that each sends, byte for byte.
+/** The control commands: the page that each sends, byte for byte. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "fake_switch.h"
+#include "json_value.h"
 
 namespace {
 
-using nlohmann::json;
+using testsupport::JsonValue_t;
 
 /*
  * The small enclosure reports: slot01 lit; psu0 asked to be on; fan0 asked to be on; the alarm list and record with
@@ -28,15 +28,15 @@ constexpr const char* TEMPERATURES = "00000000"
 constexpr const char* ALARM = "00000020"
                               "20000000";
 
-class ControlCommand : public testing::Test {
+class SetCommand : public testing::Test {
 protected:
-    ControlCommand() { net_.serve(smallConfiguration(), smallStatus()); }
+    SetCommand() { net_.serve(smallConfiguration(), smallStatus()); }
 
     /** The parameter list that esactl sends for this command, as hex; checks the command around it. */
     std::string pageOf(const std::vector<std::string>& args) {
         result_ = net_.esactl(args);
         EXPECT_EQ(result_.ending.exitCode, 0) << result_.err;
-        const std::vector<Bytes> requests = net_.requests(29);
+        const std::vector<Bytes_t> requests = net_.requests(29);
         if (requests.empty()) {
             return "";
         }
@@ -48,11 +48,11 @@ protected:
         return message.substr(2 * 72);
     }
 
-    FakeSwitch net_;
+    FakeSwitch_t net_;
     testsupport::RunResult result_;
 };
 
-TEST_F(ControlCommand, LedOnLeavesTheOtherSlotsLit) {
+TEST_F(SetCommand, LedOnLeavesTheOtherSlotsLit) {
     EXPECT_EQ(pageOf({"led", "0", "on"}), std::string(HEADER) +
                                               "00000000"
                                               "00000004"
@@ -61,7 +61,7 @@ TEST_F(ControlCommand, LedOnLeavesTheOtherSlotsLit) {
     EXPECT_EQ(result_.out, "slot00: fault LED on\n");
 }
 
-TEST_F(ControlCommand, LedOff) {
+TEST_F(SetCommand, LedOff) {
     EXPECT_EQ(pageOf({"led", "slot01", "off"}), std::string(HEADER) +
                                                     "00000000"
                                                     "00000000"
@@ -69,7 +69,7 @@ TEST_F(ControlCommand, LedOff) {
                                                     SUPPLIES + COOLING + TEMPERATURES + ALARM);
 }
 
-TEST_F(ControlCommand, LedAll) {
+TEST_F(SetCommand, LedAll) {
     EXPECT_EQ(pageOf({"led", "all", "on"}), std::string(HEADER) +
                                                 "00000000"
                                                 "00000004"
@@ -83,8 +83,8 @@ TEST_F(ControlCommand, LedAll) {
                                                  SUPPLIES + COOLING + TEMPERATURES + ALARM);
 }
 
-TEST_F(ControlCommand, LedOnAnEmptySlot) {
-    Bytes status = smallStatus();
+TEST_F(SetCommand, LedOnAnEmptySlot) {
+    Bytes_t status = smallStatus();
     status[12] = 5; // slot 0 not installed
     net_.serve(smallConfiguration(), status);
     EXPECT_EQ(pageOf({"led", "0", "on"}), std::string(HEADER) +
@@ -94,7 +94,7 @@ TEST_F(ControlCommand, LedOnAnEmptySlot) {
                                               SUPPLIES + COOLING + TEMPERATURES + ALARM);
 }
 
-TEST_F(ControlCommand, FanOnSelectsItsListAndItsRecordOnly) {
+TEST_F(SetCommand, FanOnSelectsItsListAndItsRecordOnly) {
     EXPECT_EQ(pageOf({"fan", "1", "on"}), std::string(HEADER) + DEVICES + SUPPLIES +
                                               "00000080"
                                               "00000004"
@@ -103,7 +103,7 @@ TEST_F(ControlCommand, FanOnSelectsItsListAndItsRecordOnly) {
     EXPECT_EQ(result_.out, "fan1: switched on\n");
 }
 
-TEST_F(ControlCommand, FanOff) {
+TEST_F(SetCommand, FanOff) {
     EXPECT_EQ(pageOf({"fan", "fan0", "off"}), std::string(HEADER) + DEVICES + SUPPLIES +
                                                   "00000080"
                                                   "80000000"
@@ -111,7 +111,7 @@ TEST_F(ControlCommand, FanOff) {
                                                   TEMPERATURES + ALARM);
 }
 
-TEST_F(ControlCommand, SupplyFailAndOk) {
+TEST_F(SetCommand, SupplyFailAndOk) {
     EXPECT_EQ(pageOf({"psu", "0", "fail"}), std::string(HEADER) + DEVICES +
                                                 "00000080"
                                                 "80000006" +
@@ -123,7 +123,7 @@ TEST_F(ControlCommand, SupplyFailAndOk) {
                                                  COOLING + TEMPERATURES + ALARM);
 }
 
-TEST_F(ControlCommand, AlarmRequests) {
+TEST_F(SetCommand, AlarmRequests) {
     const std::string before = std::string(HEADER) + DEVICES + SUPPLIES + COOLING + TEMPERATURES;
     EXPECT_EQ(pageOf({"alarm", "mute"}), before + "000000a0"
                                                   "a0000002");
@@ -134,8 +134,8 @@ TEST_F(ControlCommand, AlarmRequests) {
                                                       "a0000040");
 }
 
-TEST_F(ControlCommand, AlarmMuteKeepsTonesThatArriveAndSoundingReplacesThem) {
-    Bytes status = smallStatus();
+TEST_F(SetCommand, AlarmMuteKeepsTonesThatArriveAndSoundingReplacesThem) {
+    Bytes_t status = smallStatus();
     status.push_back(0x18); // information and remind
     net_.serve(smallConfiguration(), status);
     const std::string before = std::string(HEADER) + DEVICES + SUPPLIES + COOLING + TEMPERATURES;
@@ -151,16 +151,17 @@ TEST_F(ControlCommand, AlarmMuteKeepsTonesThatArriveAndSoundingReplacesThem) {
                                                    "20000002");
 }
 
-TEST_F(ControlCommand, JsonNamesWhatWasAsked) {
+TEST_F(SetCommand, JsonNamesWhatWasAsked) {
     pageOf({"led", "all", "on", "--json"});
-    EXPECT_EQ(json::parse(result_.out), json::parse(R"({"schema":"esactl.command","version":1,"command":"led",
+    EXPECT_EQ(JsonValue_t::parse(result_.out),
+              JsonValue_t::parse(R"({"schema":"esactl.command","version":1,"command":"led",
         "elements":["slot00","slot01"],"request":"on","result":"accepted"})"));
     pageOf({"alarm", "mute", "--json"});
-    EXPECT_EQ(json::parse(result_.out)["elements"], json::parse(R"(["alarm0"])"));
+    EXPECT_EQ(JsonValue_t::parse(result_.out)["elements"], JsonValue_t::parse(R"(["alarm0"])"));
 }
 
-TEST_F(ControlCommand, EnclosureInFaultIsNotTheCommandsFailure) {
-    Bytes status = smallStatus();
+TEST_F(SetCommand, EnclosureInFaultIsNotTheCommandsFailure) {
+    Bytes_t status = smallStatus();
     status[38] = 0; // fan 1 stands still
     status[39] = 0x08;
     net_.serve(smallConfiguration(), status);
@@ -168,9 +169,9 @@ TEST_F(ControlCommand, EnclosureInFaultIsNotTheCommandsFailure) {
     EXPECT_EQ(net_.esactl({"led", "0", "on"}).ending.exitCode, 0);
 }
 
-TEST_F(ControlCommand, NoAnswerSaysThatItMayStillHappen) {
-    const FakeSwitch::Script asks = net_.script;
-    net_.script = [asks](const Bytes& request) { return request[15] == 29 ? std::vector<Bytes>{} : asks(request); };
+TEST_F(SetCommand, NoAnswerSaysThatItMayStillHappen) {
+    const FakeSwitch_t::Script_t asks = net_.script;
+    net_.script = [asks](const Bytes_t& request) { return request[15] == 29 ? std::vector<Bytes_t>{} : asks(request); };
     const testsupport::RunResult result = net_.esactl({"--timeout", "0.3", "led", "0", "on"});
     EXPECT_EQ(result.ending.exitCode, 2);
     EXPECT_THAT(result.err, testing::HasSubstr("it may still be carried out"));

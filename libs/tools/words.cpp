@@ -1,9 +1,12 @@
-#include "names.h"
+#include "words.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <span>
 #include <string_view>
 
+#include "chassis_list.h"
 #include "emp_mesgs.h"
 #include "esa_evl.h"
 #include "mmsg.h"
@@ -134,20 +137,11 @@ constexpr auto EVENT_TYPES = std::to_array<Name_t>({
     {EMP_E_TYPE_ERROR, "error"},
 });
 
-constexpr auto CHASSIS = std::to_array<Name_t>({
-    {1, "none"},
-    {2, "Xyratex 2U12"},
-    {3, "VSC055 Quadra"},
-    {4, "Chenbro 3U16"},
-    {5, "VSC055 backplane"},
-    {6, "W83782D backplane"},
-});
-
-constexpr auto TEMPERATURE_STATES = std::to_array<Name_t>({
-    {ESA_E_EVENT_TEMPERATURE_BELOW_35_DEGREES, "back to 35 or below"},
-    {ESA_E_EVENT_TEMPERATURE_OVER_35_DEGREES, "over 35"},
-    {ESA_E_EVENT_TEMPERATURE_OVER_45_DEGREES, "over 45"},
-    {ESA_E_EVENT_TEMPERATURE_OVER_55_DEGREES, "over 55"},
+constexpr auto TEMPERATURE_BANDS = std::to_array<TemperatureBand_t>({
+    {ESA_E_EVENT_TEMPERATURE_BELOW_35_DEGREES, 35, true},
+    {ESA_E_EVENT_TEMPERATURE_OVER_35_DEGREES, 35, false},
+    {ESA_E_EVENT_TEMPERATURE_OVER_45_DEGREES, 45, false},
+    {ESA_E_EVENT_TEMPERATURE_OVER_55_DEGREES, 55, false},
 });
 
 constexpr auto ALARM_STATES = std::to_array<Name_t>({
@@ -156,10 +150,13 @@ constexpr auto ALARM_STATES = std::to_array<Name_t>({
     {2, "remind"},
     {3, "mute"},
     {4, "critical"},
+    // The controller's further states.
     {5, "S5"},
     {6, "S6"},
     {7, "S7"},
 });
+
+constexpr U32_t LAST_ALARM_STATE = 4;
 
 constexpr auto INFORMATION = std::to_array<Name_t>({
     {ESA_E_EVENT_INFO_REQUEST_ORDERLY_SHUTDOWN, "orderly shutdown requested"},
@@ -196,24 +193,25 @@ constexpr auto CONTROL_PAGES = std::to_array<Name_t>({
 
 constexpr auto SENSE_KEYS = std::to_array<Name_t>({{SES_K_SENSE_KEY_ILLEGAL_REQUEST, "illegal request"}});
 
+const Name_t* findName(std::span<const Name_t> table, U32_t value) {
+    const auto found = std::ranges::find(table, value, &Name_t::value);
+    return found == table.end() ? nullptr : &*found;
+}
+
 /** The value's name, or `what` and the number. */
 std::string nameOf(std::span<const Name_t> table, U32_t value, std::string_view what) {
-    for (const Name_t& entry : table) {
-        if (entry.value == value) {
-            return std::string(entry.name);
-        }
-    }
-    return std::string(what) + ' ' + std::to_string(value);
+    const Name_t* const entry = findName(table, value);
+    return entry != nullptr ? std::string(entry->name) : std::string(what) + ' ' + std::to_string(value);
 }
 
 /** "enclosure status (2)": pages and chassis are known by their numbers as well. */
+std::string withNumber(std::string_view name, U8_t value) {
+    return std::string(name).append(" (").append(std::to_string(value)).append(")");
+}
+
 std::string nameAndNumber(std::span<const Name_t> table, U8_t value) {
-    for (const Name_t& entry : table) {
-        if (entry.value == value) {
-            return std::string(entry.name).append(" (").append(std::to_string(value)).append(")");
-        }
-    }
-    return "unknown (" + std::to_string(value) + ")";
+    const Name_t* const entry = findName(table, value);
+    return withNumber(entry != nullptr ? entry->name : "unknown", value);
 }
 
 std::span<const Name_t> typesOf(U8_t protocol) {
@@ -257,11 +255,17 @@ std::string eventName(U16_t eventId) {
 std::string eventTypeName(U8_t eventType) {
     return nameOf(EVENT_TYPES, eventType, "type");
 }
-std::string chassisName(U8_t chassis) {
-    return nameAndNumber(CHASSIS, chassis);
+std::string chassisTitle(U8_t chassis) {
+    const ChassisFacts_t* const facts = findChassis(unsigned{chassis});
+    return withNumber(facts != nullptr ? facts->title : "unknown", chassis);
 }
 std::string temperatureStateName(U32_t state) {
-    return nameOf(TEMPERATURE_STATES, state, "state");
+    const TemperatureBand_t* const band = findTemperatureBand(state);
+    if (band == nullptr) {
+        return "state " + std::to_string(state);
+    }
+    const std::string limit = std::to_string(band->celsius);
+    return band->below ? "back to " + limit + " or below" : "over " + limit;
 }
 std::string alarmStateName(U32_t state) {
     return nameOf(ALARM_STATES, state, "state");
@@ -278,4 +282,25 @@ std::string controlPageName(U8_t page) {
 }
 std::string senseKeyName(U8_t key) {
     return nameOf(SENSE_KEYS, key, "sense key");
+}
+
+bool isEventType(U8_t eventType) {
+    return findName(EVENT_TYPES, eventType) != nullptr;
+}
+
+bool isAlarmState(U32_t state) {
+    return state <= LAST_ALARM_STATE;
+}
+
+const TemperatureBand_t* findTemperatureBand(U32_t state) {
+    const auto* const found = std::ranges::find(TEMPERATURE_BANDS, state, &TemperatureBand_t::state);
+    return found == TEMPERATURE_BANDS.end() ? nullptr : found;
+}
+
+std::string stableName(std::string_view name) {
+    std::string stable;
+    for (const char c : name) {
+        stable += c == ' ' ? '-' : static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return stable;
 }

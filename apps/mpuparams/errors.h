@@ -1,0 +1,15 @@
+/** How a command of this tool fails. */
+#pragma once
+
+#include "tool_error.h"
+
+inline constexpr int EXIT_USAGE = 1;  /**< the command line names something that does not exist or does not fit */
+inline constexpr int EXIT_FAILED = 2; /**< the command line is right, the operation could not be carried out */
+
+[[nodiscard]] inline ToolError_t usageError(const std::string& message) {
+    return {"usage", EXIT_USAGE, message};
+}
+
+[[nodiscard]] inline ToolError_t failure(const std::string& message) {
+    return {"failed", EXIT_FAILED, message};
+}

@@ -1,0 +1,68 @@
+/** Command lines: a program says what it takes, and gets its values, or help, or one line on what is wrong. */
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+/** Both are allowed themselves. The type is the one that help and complaints name. */
+template <typename T>
+struct CliRange_t {
+    T least;
+    T most;
+};
+
+/** An option ("--queue" or "-k,--key"), or an argument without a name of its own on the line ("FILE"). */
+struct CliOption_t {
+    std::string name;
+    std::string description;
+    /** Where the value goes; a bool is a flag without a value, a vector takes one value or more. */
+    std::variant<bool*, int*, unsigned*, double*, std::string*, std::vector<std::string>*> target;
+    std::optional<std::string> type = {}; /**< what help calls the value; none: its C type */
+    bool required = false;
+    bool showsDefault = false; /**< help names what the target holds now */
+    bool isFileName = false;   /**< an empty text is refused */
+    std::vector<std::string> choices = {};
+    std::variant<std::monostate, CliRange_t<int>, CliRange_t<unsigned>, CliRange_t<double>> range = {};
+    std::string needs = {};    /**< name of an option, given earlier in the list, without which this one is refused */
+    std::string excludes = {}; /**< name of one, given earlier in the list, beside which this one is refused */
+};
+
+/** Options of which exactly one must be given. */
+struct CliChoice_t {
+    std::string name;
+    std::string description;
+    std::vector<CliOption_t> options;
+};
+
+struct CliCommand_t {
+    std::string name;
+    std::string description;
+    std::string footer; /**< of its help */
+    std::vector<CliOption_t> options;
+    std::optional<CliChoice_t> choice = {};
+};
+
+struct CliProgram_t {
+    std::string name;
+    std::string description;
+    std::string footer = {};
+    std::string version = {};                /**< printed by --version; empty: there is no such option */
+    std::vector<CliOption_t> options = {};   /**< given before a command */
+    std::vector<CliCommand_t> commands = {}; /**< exactly one must be given; none: the program has no commands */
+};
+
+struct CliResult_t {
+    std::optional<int> exitStatus = {};  /**< help or the version was printed: end with this */
+    std::string error = {};              /**< what is wrong with the command line; empty: nothing is */
+    std::size_t command = 0;             /**< index of the one that was given */
+    std::vector<std::string> given = {}; /**< names of the program's own options that were given */
+
+    [[nodiscard]] bool isGiven(std::string_view option) const;
+};
+
+/** Fills the targets from the command line. They may be half filled when something is wrong with it. */
+[[nodiscard]] CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* const* argv);

@@ -1,0 +1,15 @@
+/** Bytes as hexadecimal digits, two each. */
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "basetypes.h"
+
+/** Lower-case digits without blanks. */
+[[nodiscard]] std::string hexText(std::span<const U8_t> bytes);
+
+/** Appends the bytes that `digits` stands for; false, with nothing appended, when it is no row of pairs of digits. */
+[[nodiscard]] bool parseHex(std::string_view digits, std::vector<U8_t>* bytes);

@@ -1,0 +1,11 @@
+/** Ending a long-running tool by Ctrl-C or a service manager, without losing what is under way. */
+#pragma once
+
+/** From now on SIGINT, SIGTERM and SIGHUP do not kill the process but are noted. Later calls do nothing. */
+void stopSignalInstall();
+
+/** Becomes readable with the first such signal and stays so; -1 before stopSignalInstall(). */
+[[nodiscard]] int stopSignalFd();
+
+/** Whether one has come. */
+[[nodiscard]] bool stopSignalReceived();

@@ -1,0 +1,100 @@
+#include "unix_stream.h"
+
+#include <array>
+#include <cerrno>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+using Attach_t = int (*)(int, const sockaddr*, socklen_t);
+
+/** Makes a socket of `type` and gives it to `attach` (connect or bind) with the address of `path`. */
+UnixSocket_t openSocket(const std::string& path, int type, Attach_t attach) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() > UNIX_K_MAX_PATH) {
+        return {-1, UnixStep_e::PATH};
+    }
+    path.copy(address.sun_path, path.size());
+    const int descriptor = ::socket(AF_UNIX, type, 0);
+    if (descriptor < 0) {
+        return {-1, UnixStep_e::SOCKET};
+    }
+    if (attach(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        const int reason = errno;
+        (void)::close(descriptor);
+        errno = reason;
+        return {-1, UnixStep_e::ADDRESS};
+    }
+    return {descriptor, UnixStep_e::NONE};
+}
+
+} // namespace
+
+UnixSocket_t unixConnect(const std::string& path) {
+    // A direct call, so that a test can take connect's place.
+    const Attach_t attach = [](int descriptor, const sockaddr* address, socklen_t size) {
+        return ::connect(descriptor, address, size);
+    };
+    return openSocket(path, SOCK_STREAM | SOCK_CLOEXEC, attach);
+}
+
+UnixSocket_t unixListen(const std::string& path) {
+    const Attach_t attach = [](int descriptor, const sockaddr* address, socklen_t size) {
+        return ::bind(descriptor, address, size);
+    };
+    const UnixSocket_t socket = openSocket(path, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, attach);
+    if (socket.failed != UnixStep_e::NONE || ::listen(socket.descriptor, SOMAXCONN) == 0) {
+        return socket;
+    }
+    const int reason = errno;
+    (void)::close(socket.descriptor);
+    errno = reason;
+    return {-1, UnixStep_e::LISTEN};
+}
+
+bool sendWhole(int descriptor, std::span<const U8_t> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) {
+            continue;
+        }
+        if (sent < 0) {
+            return false;
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(sent));
+    }
+    return true;
+}
+
+Arrival_e MessageReader_t::readSome(int descriptor) {
+    std::array<U8_t, 4096> piece;
+    const ssize_t got = ::recv(descriptor, piece.data(), piece.size(), MSG_DONTWAIT);
+    if (got > 0) {
+        bytes_.insert(bytes_.end(), piece.begin(), piece.begin() + got);
+        return Arrival_e::BYTES;
+    }
+    const bool later = got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR);
+    return later ? Arrival_e::NOTHING : Arrival_e::CLOSED;
+}
+
+unsigned MessageReader_t::announcedLength() const {
+    return wireAt<MMCH_t>(bytes_.data()).mmsg_length;
+}
+
+MessageReader_t::Found_e MessageReader_t::next(Message_t& message) {
+    if (bytes_.size() < MMSG_K_HEADER_SIZE) {
+        return Found_e::INCOMPLETE;
+    }
+    const unsigned length = announcedLength();
+    if (length < MMSG_K_HEADER_SIZE) {
+        return Found_e::NONSENSE;
+    }
+    if (bytes_.size() < length) {
+        return Found_e::INCOMPLETE;
+    }
+    message.assign(bytes_.begin(), bytes_.begin() + length);
+    bytes_.erase(bytes_.begin(), bytes_.begin() + length);
+    return Found_e::MESSAGE;
+}

@@ -1,0 +1,148 @@
+#include <gtest/gtest.h>
+
+#include "control_page.h"
+#include "errors.h"
+#include "sample_pages.h"
+
+namespace {
+
+/** The status of an enclosure with so many elements, all well. */
+EnclosureStatus_t enclosureOf(unsigned drives, unsigned supplies, unsigned fans, unsigned sensors, unsigned alarms) {
+    EnclosureStatus_t status;
+    status.drives.resize(drives);
+    status.supplies.resize(supplies);
+    status.fans.resize(fans);
+    status.sensors.resize(sensors);
+    status.alarms.resize(alarms);
+    return status;
+}
+
+/** What the adapter takes from a control page, walked with its two exchanged steps. */
+struct Received_t {
+    U8_t coolingOverall;
+    Bytes_t coolingRecords;
+    Bytes_t temperatureRecords;
+    U8_t alarmOverall;
+    Bytes_t alarmRecords;
+};
+
+Received_t walk(const Bytes_t& page, std::size_t d, std::size_t p, std::size_t c, std::size_t t, std::size_t a) {
+    const auto part = [&](std::size_t at, std::size_t size) {
+        Bytes_t bytes;
+        for (std::size_t i = at; i < at + size; ++i) {
+            bytes.push_back(i < page.size() ? page[i] : U8_t{0xEE});
+        }
+        return bytes;
+    };
+    const std::size_t cooling = 8 + (4 * d + 4) + (4 * p + 4);
+    const std::size_t temperature = cooling + (4 * t + 4);
+    const std::size_t alarm = temperature + (4 * c + 4);
+    return {page.at(cooling + 3), part(cooling + 4, 4 * c), part(temperature + 4, 4 * t), page.at(alarm + 3),
+            part(alarm + 4, 4 * a)};
+}
+
+TEST(ControlPage, LayoutWithAsManyFansAsSensors) {
+    ControlPage_t wanted = controlPageOf(enclosureOf(2, 1, 2, 2, 1));
+    wanted.faultLeds = {false, true};
+    EXPECT_EQ(toHex(encodeControlPage(wanted)), toHex(fromHex("02 00 00 38 00 00 00 00"
+                                                              "00 00 00 00 00 00 00 00 00 00 00 04"
+                                                              "00 00 00 00 00 00 00 00"
+                                                              "00 00 00 00 00 00 00 00 00 00 00 00"
+                                                              "00 00 00 00 00 00 00 00 00 00 00 00"
+                                                              "00 00 00 00 00 00 00 00")));
+}
+
+TEST(ControlPage, WithMoreFansThanSensorsTheCoolingListStaysWhole) {
+    ControlPage_t wanted = controlPageOf(enclosureOf(1, 1, 3, 1, 1));
+    wanted.fansOn = {true, true, true};
+    wanted.selectedFan = 2;
+    wanted.selectedAlarm = 0;
+    wanted.alarms[0].tones.requestedMute = true;
+    // The temperature list starts at the third cooling word; the alarm list where four lists of these sizes end.
+    EXPECT_EQ(toHex(encodeControlPage(wanted)), toHex(fromHex("02 00 00 34 00 00 00 00"
+                                                              "00 00 00 00 00 00 00 00"
+                                                              "00 00 00 00 00 00 00 00"
+                                                              "00 00 00 80 00 00 00 04 00 00 00 04 80 00 00 04"
+                                                              "00 00 00 00 00 00 00 00"
+                                                              "00 00 00 80 80 00 00 02")));
+}
+
+TEST(ControlPage, WithFewerFansThanSensorsTheAlarmListStaysWhole) {
+    ControlPage_t wanted = controlPageOf(enclosureOf(1, 1, 1, 3, 1));
+    wanted.fansOn = {true};
+    wanted.selectedFan = 0;
+    wanted.selectedAlarm = 0;
+    wanted.alarms[0].tones.crit = true;
+    EXPECT_EQ(toHex(encodeControlPage(wanted)), toHex(fromHex("02 00 00 34 00 00 00 00"
+                                                              "00 00 00 00 00 00 00 00"
+                                                              "00 00 00 00 00 00 00 00"
+                                                              "00 00 00 80 80 00 00 04"
+                                                              "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
+                                                              "00 00 00 80 80 00 00 40")));
+}
+
+TEST(ControlPage, TheExchangedStepsFindEveryFanAndTheAlarmInEveryEnclosure) {
+    for (unsigned fans = 0; fans <= 8; ++fans) {
+        for (unsigned sensors = 0; sensors <= 8; ++sensors) {
+            SCOPED_TRACE(testing::Message() << fans << " fans, " << sensors << " sensors");
+            ControlPage_t wanted = controlPageOf(enclosureOf(16, 3, fans, sensors, 1));
+            wanted.fansOn.assign(fans, true);
+            if (fans > 0) {
+                wanted.selectedFan = fans - 1;
+            }
+            wanted.selectedAlarm = 0;
+            wanted.alarms[0].tones.nonCrit = true;
+            const Bytes_t page = encodeControlPage(wanted);
+            EXPECT_EQ(page.size(), 8U + 20U + 4U * (16U + 3U + fans + sensors + 1U));
+            const Received_t received = walk(page, 16, 3, fans, sensors, 1);
+            Bytes_t records;
+            for (unsigned fan = 0; fan < fans; ++fan) {
+                const Bytes_t record = fromHex(fan + 1 == fans ? "80 00 00 04" : "00 00 00 04");
+                records.insert(records.end(), record.begin(), record.end());
+            }
+            EXPECT_EQ(toHex(received.coolingRecords), toHex(records));
+            EXPECT_EQ(received.coolingOverall, fans > 0 ? 0x80 : 0x00);
+            EXPECT_EQ(received.alarmOverall, 0x80);
+            EXPECT_EQ(toHex(received.alarmRecords), "80000020");
+        }
+    }
+}
+
+TEST(ControlPage, EverythingGoesBackAsItWasReportedAndNothingIsSelected) {
+    EnclosureStatus_t status = enclosureOf(3, 3, 2, 2, 1);
+    status.generation = 7;
+    status.drives[1].faultRequested = true;
+    status.supplies[0].requestedOn = true;
+    status.supplies[1].code = 1;
+    status.supplies[1].fail = true; // by command: nothing else is wrong with it
+    status.supplies[2].code = 5;
+    status.supplies[2].fail = true; // by itself
+    status.fans[1].requestedOn = true;
+    status.alarms[0].code = 0x20;
+    status.alarmOverall = 0x20;
+    status.alarms[0].tones = AlarmTones_t{true, false, true, false, true, true, true};
+    EXPECT_EQ(toHex(encodeControlPage(controlPageOf(status))),
+              toHex(fromHex("02 00 00 44 00 00 00 07"
+                            "00 00 00 00 00 00 00 00 00 00 00 04 00 00 00 00"
+                            "00 00 00 00 00 00 00 04 00 00 00 02 00 00 00 00"
+                            "00 00 00 00 00 00 00 00 00 00 00 04"
+                            "00 00 00 00 00 00 00 00 00 00 00 00"
+                            "00 00 00 20 20 00 00 aa")));
+}
+
+TEST(ControlPage, AlarmTonesThatDidNotArriveGoBackAsSilence) {
+    const Bytes_t page = encodeControlPage(controlPageOf(enclosureOf(0, 0, 0, 0, 1)));
+    EXPECT_EQ(toHex(page), "0200001c00000000"
+                           "00000000"
+                           "00000000"
+                           "00000000"
+                           "00000000"
+                           "0000000000000000");
+}
+
+TEST(ControlPage, AnEnclosureTooLargeForAMessageIsRefused) {
+    EXPECT_THROW((void)encodeControlPage(controlPageOf(enclosureOf(255, 255, 255, 255, 1))), ToolError_t);
+    EXPECT_NO_THROW((void)encodeControlPage(controlPageOf(enclosureOf(255, 255, 255, 200, 1))));
+}
+
+} // namespace

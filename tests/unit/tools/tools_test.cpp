@@ -1,0 +1,217 @@
+/** What the tools share, where no tool's own tests reach. */
+#include <array>
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "chassis_list.h"
+#include "hex.h"
+#include "json.h"
+#include "stop_signal.h"
+#include "tool_error.h"
+#include "unix_stream.h"
+#include "words.h"
+
+namespace {
+
+using Bytes_t = std::vector<U8_t>;
+
+/** Two ends of a stream. */
+struct Pair_t {
+    Pair_t() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0); }
+    ~Pair_t() {
+        close(ends[0]);
+        close(ends[1]);
+    }
+    Pair_t(const Pair_t&) = delete;
+    Pair_t& operator=(const Pair_t&) = delete;
+    std::array<int, 2> ends{};
+};
+
+/** A message of so many bytes, all zero but its length. */
+Bytes_t messageOf(std::size_t length) {
+    Bytes_t bytes(length < 64 ? 64 : length);
+    bytes[10] = static_cast<U8_t>(length >> 8);
+    bytes[11] = static_cast<U8_t>(length);
+    return bytes;
+}
+
+/** A path for a socket in a folder of its own. */
+struct SocketPath_t {
+    SocketPath_t() {
+        std::string folder = testing::TempDir() + "toolsXXXXXX";
+        EXPECT_NE(mkdtemp(folder.data()), nullptr);
+        path = folder + "/s";
+    }
+    ~SocketPath_t() { std::filesystem::remove_all(std::filesystem::path(path).parent_path()); }
+    SocketPath_t(const SocketPath_t&) = delete;
+    SocketPath_t& operator=(const SocketPath_t&) = delete;
+    std::string path;
+};
+
+} // namespace
+
+TEST(Hex, DigitsInEitherCaseBecomeBytes) {
+    Bytes_t bytes{1};
+    EXPECT_TRUE(parseHex("00fFA9", &bytes));
+    EXPECT_EQ(bytes, (Bytes_t{1, 0x00, 0xFF, 0xA9}));
+    EXPECT_TRUE(parseHex("", &bytes));
+    EXPECT_EQ(hexText(bytes), "0100ffa9");
+}
+
+TEST(Hex, WhatIsNoPairOfDigitsAppendsNothing) {
+    for (const char* digits : {"0", "000", "0g", "g0", "0x00", "00 0", "@0", "0:", "-1"}) {
+        Bytes_t bytes{7};
+        EXPECT_FALSE(parseHex(digits, &bytes)) << digits;
+        EXPECT_EQ(bytes, Bytes_t{7}) << digits;
+    }
+}
+
+TEST(Messages, AreCutOutOfTheStreamWhateverPiecesTheyArriveIn) {
+    const Pair_t pair;
+    Bytes_t all = messageOf(64);
+    const Bytes_t second = messageOf(300);
+    all.insert(all.end(), second.begin(), second.end());
+    MessageReader_t reader;
+    Message_t message;
+    std::vector<std::size_t> sizes;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        ASSERT_TRUE(sendWhole(pair.ends[0], std::span(all).subspan(i, 1)));
+        ASSERT_EQ(reader.readSome(pair.ends[1]), Arrival_e::BYTES);
+        if (reader.next(message) == MessageReader_t::Found_e::MESSAGE) {
+            sizes.push_back(message.size());
+            EXPECT_EQ(i, sizes.size() == 1 ? 63U : 363U);
+        }
+    }
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{64, 300}));
+    EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::NOTHING);
+}
+
+TEST(Messages, ALengthBelowThatOfAHeaderIsNonsense) {
+    for (const std::size_t length : {0U, 1U, 63U}) {
+        const Pair_t pair;
+        ASSERT_TRUE(sendWhole(pair.ends[0], messageOf(length)));
+        MessageReader_t reader;
+        ASSERT_EQ(reader.readSome(pair.ends[1]), Arrival_e::BYTES);
+        Message_t message;
+        EXPECT_EQ(reader.next(message), MessageReader_t::Found_e::NONSENSE);
+        EXPECT_EQ(reader.announcedLength(), length);
+    }
+}
+
+TEST(Streams, AClosedPeerIsToldFromASilentOne) {
+    Pair_t pair;
+    MessageReader_t reader;
+    EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::NOTHING);
+    shutdown(pair.ends[0], SHUT_RDWR);
+    EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::CLOSED);
+    EXPECT_FALSE(sendWhole(pair.ends[1], messageOf(64))) << "and no SIGPIPE";
+}
+
+TEST(Streams, WhoListensIsFoundByPath) {
+    const SocketPath_t socket;
+    const UnixSocket_t early = unixConnect(socket.path);
+    EXPECT_EQ(early.failed, UnixStep_e::ADDRESS);
+    EXPECT_EQ(errno, ENOENT);
+    const UnixSocket_t listener = unixListen(socket.path);
+    ASSERT_EQ(listener.failed, UnixStep_e::NONE);
+    EXPECT_EQ(accept(listener.descriptor, nullptr, nullptr), -1) << "never blocks";
+    const UnixSocket_t client = unixConnect(socket.path);
+    ASSERT_EQ(client.failed, UnixStep_e::NONE);
+    const int served = accept(listener.descriptor, nullptr, nullptr);
+    EXPECT_GE(served, 0);
+    EXPECT_EQ(unixListen(socket.path).failed, UnixStep_e::ADDRESS) << "somebody is there already";
+    for (const int descriptor : {served, client.descriptor, listener.descriptor}) {
+        close(descriptor);
+    }
+}
+
+TEST(Streams, APathOf107CharactersIsTheLongest) {
+    EXPECT_EQ(unixConnect(std::string(107, 'p')).failed, UnixStep_e::ADDRESS);
+    EXPECT_EQ(unixConnect(std::string(108, 'p')).failed, UnixStep_e::PATH);
+    EXPECT_EQ(unixListen(std::string(108, 'p')).failed, UnixStep_e::PATH);
+}
+
+TEST(StopSignal, IsNotedAndEndsAWait) {
+    EXPECT_EQ(stopSignalFd(), -1);
+    stopSignalInstall();
+    EXPECT_FALSE(stopSignalReceived());
+    std::raise(SIGTERM);
+    EXPECT_TRUE(stopSignalReceived());
+    char byte = 1;
+    EXPECT_EQ(read(stopSignalFd(), &byte, 1), 1);
+}
+
+TEST(Errors, StayOnOneLineWhateverTheyName) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(reportError("tool", 3, "no \"a\nb\033\x7F\"; give c"), 3);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "tool: no \"a?b??\"; give c\n");
+}
+
+TEST(Json, MembersKeepTheirOrderAndTextsMayHoldAnyByte) {
+    Json_t document = Json_t::object({{"z", 1}, {"a", "x\"\xFF"}, {"none", nullptr}, {"truth", true}});
+    document.set("list", std::vector<std::string>{"p", "q"});
+    document.set("maybe", std::optional<int>());
+    document.set("z", -4294967296LL);
+    EXPECT_EQ(document.text(-1), "{\"z\":-4294967296,\"a\":\"x\\\"\xEF\xBF\xBD\",\"none\":null,\"truth\":true,"
+                                 "\"list\":[\"p\",\"q\"],\"maybe\":null}");
+    Json_t list = Json_t::array();
+    EXPECT_EQ(list.text(2), "[]");
+    list.add(Json_t::object({{"n", 0}}));
+    EXPECT_EQ(list.text(2), "[\n  {\n    \"n\": 0\n  }\n]");
+    EXPECT_EQ(Json_t().text(2), "null");
+}
+
+TEST(ChassisList, EveryTypeHasItsNames) {
+    const struct {
+        unsigned type;
+        const char* name;
+        const char* blockName;
+        const char* title;
+    } rows[] = {
+        {1, "none", "None", "none (1)"},
+        {2, "xyratex", "Xyratex2U12ATX", "Xyratex 2U12 (2)"},
+        {3, "quadra", "Quadra", "VSC055 Quadra (3)"},
+        {4, "chenbro", "Chenbro3U16ATX", "Chenbro 3U16 (4)"},
+        {5, "vsc055", "Vsc055", "VSC055 backplane (5)"},
+        {6, "w83782d", "W83782d", "W83782D backplane (6)"},
+    };
+    for (const auto& row : rows) {
+        const ChassisFacts_t* const facts = findChassis(row.type);
+        ASSERT_NE(facts, nullptr);
+        EXPECT_STREQ(facts->name, row.name);
+        EXPECT_EQ(findChassis(std::string_view(row.name)), facts);
+        EXPECT_EQ(findChassis(std::string_view(row.blockName)), facts);
+        EXPECT_EQ(chassisTitle(static_cast<U8_t>(row.type)), row.title);
+    }
+    EXPECT_EQ(findChassis(0U), nullptr);
+    EXPECT_EQ(findChassis(7U), nullptr);
+    EXPECT_EQ(findChassis(std::string_view("vsc05")), nullptr);
+    EXPECT_EQ(findChassis(std::string_view("")), nullptr);
+    EXPECT_EQ(chassisTitle(7), "unknown (7)");
+}
+
+TEST(Words, AStableNameHasNoBlanksAndNoCapitals) {
+    EXPECT_EQ(stableName(eventName(5)), "drive-fault-led-status");
+    EXPECT_EQ(stableName(eventName(10)), "information");
+    EXPECT_EQ(stableName(""), "");
+}
+
+TEST(Words, TemperatureBandsNameTheLimitThatWasPassed) {
+    EXPECT_EQ(temperatureStateName(0), "state 0");
+    EXPECT_EQ(temperatureStateName(1), "back to 35 or below");
+    EXPECT_EQ(temperatureStateName(2), "over 35");
+    EXPECT_EQ(temperatureStateName(3), "over 45");
+    EXPECT_EQ(temperatureStateName(4), "over 55");
+    EXPECT_EQ(temperatureStateName(5), "state 5");
+}
+
+TEST(Words, AnAlarmHasFiveStates) {
+    const char* const names[] = {"idle", "fault", "remind", "mute", "critical", "S5", "S6", "S7", "state 8"};
+    for (U32_t state = 0; state < std::size(names); ++state) {
+        EXPECT_EQ(alarmStateName(state), names[state]);
+        EXPECT_EQ(isAlarmState(state), state < 5);
+    }
+}
