@@ -1,5 +1,5 @@
 /** The chassis table: which rows there are, what they say, and that nobody else asks for the type. */
-#include "chassis.h"
+#include "policy/chassis.h"
 
 #include <gmock/gmock.h>
 #include <regex.h>

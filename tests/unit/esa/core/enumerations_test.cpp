@@ -4,9 +4,9 @@
  */
 #include <gtest/gtest.h>
 
-#include "drivers/vsc055.h"
-#include "drivers/w83782d.h"
-#include "drivers/xyratex.h"
+#include "enclosures/vsc055.h"
+#include "enclosures/w83782d.h"
+#include "enclosures/xyratex.h"
 #include "esamain.h"
 #include "startup.h"
 

@@ -7,8 +7,9 @@
 #include <optional>
 #include <thread>
 
-#include "core/esainit.h"
 #include "core_test.h"
+#include "esainit.h"
+#include "messaging/receive.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -4,9 +4,9 @@
 #include <cerrno>
 
 #include "core_test.h"
-#include "messaging/esadispatch.h"
-#include "policy/compositefault.h"
-#include "policy/esaevents.h"
+#include "messaging/dispatch.h"
+#include "policy/composite_fault.h"
+#include "policy/events.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,10 +1,10 @@
 #include "toy_chassis.h"
 
-#include "core/esainit.h"
+#include "core/i2c.h"
 #include "platform.h"
-#include "policy/compositefault.h"
-#include "policy/esaevents.h"
-#include "policy/fanpolicy.h"
+#include "policy/composite_fault.h"
+#include "policy/events.h"
+#include "policy/fans.h"
 
 namespace {
 

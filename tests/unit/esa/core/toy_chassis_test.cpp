@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "esa_fixture.h"
-#include "messaging/esadispatch.h"
+#include "messaging/dispatch.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -3,9 +3,9 @@
 #include <random>
 
 #include "esa_fixture.h"
-#include "messaging/esadispatch.h"
-#include "policy/compositefault.h"
-#include "policy/fanpolicy.h"
+#include "messaging/dispatch.h"
+#include "policy/composite_fault.h"
+#include "policy/fans.h"
 
 namespace {
 

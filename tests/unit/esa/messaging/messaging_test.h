@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "esa_fixture.h"
-#include "messaging/esadispatch.h"
-#include "messaging/esaprint.h"
+#include "messaging/dispatch.h"
+#include "messaging/print.h"
 
 using Lines = std::vector<std::string>;
 

@@ -1,5 +1,5 @@
 /** The message printer: every message kind whole, line by line. */
-#include "messaging/esaprint.h"
+#include "messaging/print.h"
 
 #include <gmock/gmock.h>
 

@@ -2,7 +2,7 @@
 #include <csignal>
 #include <unistd.h>
 
-#include "messaging/esastatus.h"
+#include "messaging/reply.h"
 #include "messaging_test.h"
 
 using testing::IsEmpty;

@@ -1,5 +1,5 @@
 /** Events of the enclosure: whole messages, and the rule that turns temperatures into events. */
-#include "policy/esaevents.h"
+#include "policy/events.h"
 
 #include <gmock/gmock.h>
 

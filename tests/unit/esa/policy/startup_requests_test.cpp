@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "event_message.h"
-#include "policy/compositefault.h"
+#include "policy/composite_fault.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "event_message.h"
-#include "policy/esaevents.h"
+#include "policy/events.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "chassis.h"
+#include "policy/chassis.h"
 #include "esamain.h"
 #include "fake_platform.h"
 

@@ -1,0 +1,42 @@
+/**
+ * LM75: digital temperature sensor with half-degree steps. Up to three of them sit on the bus of a VSC055 backplane,
+ * two on that of the Xyratex enclosure.
+ */
+#include "chips/lm75.h"
+
+#include "core/i2c.h"
+
+namespace {
+
+constexpr U8_t TEMPERATURE_REG = 0x00;
+
+constexpr U16_t WHOLE_DEGREES_MASK = 0x1FE;
+constexpr U16_t SIGN_BIT = 0x100;
+constexpr double DEGREES_PER_COUNT = 0.5;
+constexpr double NEGATIVE_RANGE = 256.0;
+
+/** Degrees from the two bytes of the register: a 9-bit two's-complement count of half degrees. */
+constexpr S16_t toDegC(U8_t halfDegree, U8_t wholeDegrees) {
+    const auto count = static_cast<U16_t>(((wholeDegrees * 2) & WHOLE_DEGREES_MASK) | (halfDegree >> 7));
+    const double degrees = count * DEGREES_PER_COUNT;
+    return static_cast<S16_t>((count & SIGN_BIT) == 0 ? degrees : degrees - NEGATIVE_RANGE);
+}
+static_assert(toDegC(0x00, 0x00) == 0);
+static_assert(toDegC(0x80, 0x19) == 25);  // 25.5
+static_assert(toDegC(0x80, 0xFF) == 0);   // -0.5
+static_assert(toDegC(0x80, 0xE7) == -24); // -24.5
+static_assert(toDegC(0x00, 0x80) == -128);
+static_assert(toDegC(0x80, 0x7F) == 127);
+
+} // namespace
+
+S16_t lm75ReadTemperature(U8_t i2cAddr) {
+    // The sensors on these backplanes hand out one byte a read: first the half degree, then the whole degrees.
+    U8_t halfDegree = 0;
+    U8_t wholeDegrees = 0;
+    if (esaReadI2CData(i2cAddr, TEMPERATURE_REG, &halfDegree, sizeof(halfDegree)) != ESA_E_OK ||
+        esaReadI2CData(i2cAddr, TEMPERATURE_REG, &wholeDegrees, sizeof(wholeDegrees)) != ESA_E_OK) {
+        return ESA_K_TEMPERATURE_NO_READING;
+    }
+    return toDegC(halfDegree, wholeDegrees);
+}

@@ -1,0 +1,182 @@
+#include "messaging/control_page.h"
+
+#include "policy/chassis.h"
+#include "policy/events.h"
+#include "trace.h"
+
+namespace {
+
+constexpr U32_t LED_BITS = 32;
+constexpr U32_t RECORD_SIZE = 4;
+
+/** One control list of the page: its overall word, then its records. */
+class ListReader {
+public:
+    explicit ListReader(const U8_t* list) : list_(list) {}
+
+    U32_t overall() const { return wireAt<be32_t>(static_cast<const void*>(list_)); }
+
+    bool isSelected() const { return (overall() & SES_K_CONTROL_SELECT) != 0; }
+
+    template <typename T>
+    const T& record(U32_t index) const {
+        static_assert(sizeof(T) == RECORD_SIZE);
+        return wireAt<T>(static_cast<const void*>(list_ + sizeof(be32_t) + RECORD_SIZE * index));
+    }
+
+    /** The list that starts behind `records` records of this one. */
+    ListReader after(U32_t records) const { return ListReader(list_ + sizeof(be32_t) + RECORD_SIZE * records); }
+
+private:
+    const U8_t* list_;
+};
+
+/** What the row says about an LED, or nothing where the chassis has none. */
+S32_t driveLed(U8_t slot, bool on) {
+    const Chassis_t* chassis = esaChassis();
+    if (chassis == nullptr) {
+        return ESA_E_OK;
+    }
+    S32_t (*const operation)(S32_t) = on ? chassis->setDriveFaultLed : chassis->clearDriveFaultLed;
+    return operation != nullptr ? operation(slot) : static_cast<S32_t>(ESA_E_OK);
+}
+
+/** Brings one slot's fault LED to `on`; returns whether that changed anything. */
+bool controlDevice(U8_t slot, bool on, S32_t& result) {
+    const U32_t bit = slot < LED_BITS ? 1U << slot : 0;
+    const bool isOn = (esaControl.driveFaultLedStatus0 & bit) != 0;
+    if (on == isOn) {
+        TRACE_INFO(on ? "Drive Fault LED already ON Drive [%d]." : "Drive Fault LED already OFF Drive [%d].", slot);
+        return false;
+    }
+    TRACE_INFO(on ? "Turn On Fault LED on Drive [%d]." : "Turn Off Fault LED on Drive [%d].", slot);
+    result = driveLed(slot, on);
+    esaControl.driveFaultLedStatus0 ^= bit;
+    return true;
+}
+
+S32_t controlDevices(const ListReader& list) {
+    S32_t result = ESA_E_OK;
+    bool changed = false;
+    esaControl.deviceElementControlOverall = list.overall();
+    for (U8_t slot = 0; slot < esaControl.deviceMaxNumber; ++slot) {
+        const auto& record = list.record<DeviceElementCont_t>(slot);
+        wireCopy(esaControl.deviceElementControl[slot], record);
+        changed |= controlDevice(slot, record.rqstFault != 0, result);
+    }
+    if (changed) {
+        (void)esaSendDriveFaultLedEvent(EMP_E_TYPE_WARNING);
+    }
+    return result;
+}
+
+/** Brings the supply fault indication to `fail`; returns whether that changed anything. */
+bool controlPowerSupply(bool fail) {
+    const bool isOff = (esaControl.powerSupplyStatus & ESA_K_POWER_FAULT_INDICATION_OFF) != 0;
+    if (fail != isOff) {
+        TRACE_INFO(fail ? "Fault LED already [ON] for Power Supply." : "Fault LED already [OFF] for Power Supply.");
+        return false;
+    }
+    TRACE_INFO(fail ? "Turn On Fault LED for Power Supply." : "Turn Off Fault LED for Power Supply.");
+    if (const Chassis_t* chassis = esaChassis(); chassis != nullptr) {
+        chassis->controlPowerSupply(fail);
+    }
+    esaControl.powerSupplyStatus ^= ESA_K_POWER_FAULT_INDICATION_OFF;
+    return true;
+}
+
+void controlPowerSupplies(const ListReader& list) {
+    bool changed = false;
+    esaControl.powerSupplyElementControlOverall = list.overall();
+    for (U8_t supply = 0; supply < esaControl.powerSupplyMaxNumber; ++supply) {
+        const auto& record = list.record<PowerSupplyElementCont_t>(supply);
+        wireCopy(esaControl.powerSupplyElementControl[supply], record);
+        if (list.isSelected() && (record.commonControl & SES_K_CONTROL_SELECT) != 0) {
+            changed |= controlPowerSupply(record.rqstFail != 0);
+        }
+    }
+    if (changed) {
+        (void)esaSendPowerSupplyEvent(EMP_E_TYPE_WARNING);
+    }
+}
+
+/** Fans know full on and off only; the requested speed code is kept but never acted on. */
+void controlCoolings(const ListReader& list) {
+    const Chassis_t* chassis = esaChassis();
+    esaControl.coolingElementControlOverall = list.overall();
+    for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
+        const auto& record = list.record<CoolingElementCont_t>(fan);
+        wireCopy(esaControl.coolingElementControl[fan], record);
+        if (!list.isSelected() || (record.commonControl & SES_K_CONTROL_SELECT) == 0) {
+            continue;
+        }
+        const bool on = record.rqstOn != 0;
+        TRACE_INFO(on ? "Turn On Fan [%d]." : "Turn Off Fan [%d].", fan);
+        if (chassis != nullptr) {
+            chassis->controlFan(fan, on);
+        }
+    }
+}
+
+void storeTemperatureSensors(const ListReader& list) {
+    esaControl.temperatureSensorElementControlOverall = list.overall();
+    for (U8_t sensor = 0; sensor < esaControl.temperatureSensorMaxNumber; ++sensor) {
+        wireCopy(esaControl.temperatureSensorElementControl[sensor],
+                 list.record<TemperatureSensorElementCont_t>(sensor));
+    }
+}
+
+void setAlarm(EsaAlarmState_e state) {
+    esaChassis()->setAlarm(state);
+    esaControl.alarmState = state;
+}
+
+void controlAlarm(const AudibleAlarmElementCont_t& record) {
+    const Chassis_t* chassis = esaChassis();
+    if (chassis == nullptr) {
+        return;
+    }
+    if (record.setMute) {
+        setAlarm(ESA_E_ALARM_STATE_MUTE_S3);
+        if (chassis->silencePowerSupplyAlarm != nullptr) {
+            chassis->silencePowerSupplyAlarm();
+        }
+    } else if (record.unrecov || record.crit) {
+        setAlarm(chassis->criticalAlarmState);
+    } else if (record.info || record.nonCrit) {
+        setAlarm(ESA_E_ALARM_STATE_FAULT_S1);
+    }
+}
+
+void controlAlarms(const ListReader& list) {
+    esaControl.audibleAlarmElementControlOverall = list.overall();
+    for (U8_t alarm = 0; alarm < esaControl.audibleAlarmMaxNumber; ++alarm) {
+        const auto& record = list.record<AudibleAlarmElementCont_t>(alarm);
+        wireCopy(esaControl.audibleAlarmElementControl[alarm], record);
+        if (list.isSelected() && (record.commonControl & SES_K_CONTROL_SELECT) != 0) {
+            controlAlarm(record);
+        }
+    }
+}
+
+} // namespace
+
+S32_t esaProcEncContPage(const MMSG_t& mmsg) {
+    const auto& payload = wireAt<SndDiagCommandMsg_t>(static_cast<const void*>(&mmsg.user_data_start));
+    const ListReader devices(&payload.sndDiagCommandList + sizeof(EncContDiagPageHdr_t));
+    const S32_t result = controlDevices(devices);
+    if (mmsg.mmch.requestor == MMSG_E_EPID_VOLMGRMP) {
+        TRACE_INFO("Rx Drive Fault LED SES msg from VM. No further processing.");
+        return result;
+    }
+    const ListReader supplies = devices.after(esaControl.deviceMaxNumber);
+    controlPowerSupplies(supplies);
+    const ListReader coolings = supplies.after(esaControl.powerSupplyMaxNumber);
+    controlCoolings(coolings);
+    // The peers lay their pages out with these two counts exchanged; the alarm list is at the same place either way.
+    const ListReader temperatures = coolings.after(esaControl.temperatureSensorMaxNumber);
+    storeTemperatureSensors(temperatures);
+    const ListReader alarms = temperatures.after(esaControl.coolingMaxNumber);
+    controlAlarms(alarms);
+    return result;
+}

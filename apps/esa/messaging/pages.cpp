@@ -1,0 +1,180 @@
+#include "messaging/pages.h"
+
+#include <algorithm>
+
+#include "policy/chassis.h"
+#include "policy/events.h"
+#include "trace.h"
+
+namespace {
+
+constexpr U16_t RECORD_SIZE = 4;
+/** The alarm elements echo this bit of the control page's common byte and of its overall word. */
+constexpr U8_t ALARM_ECHOED_BIT = 0x20;
+
+constexpr S16_t OVER_TEMPERATURE_WARNING_DEG_C = 55;
+constexpr S16_t OVER_TEMPERATURE_FAILURE_DEG_C = 60;
+constexpr S16_t UNDER_TEMPERATURE_WARNING_DEG_C = 1;
+constexpr S16_t UNDER_TEMPERATURE_FAILURE_DEG_C = 0;
+constexpr S16_t TEMPERATURE_OFFSET_DEG_C = 20;
+
+/** Lays records one behind the other into a zeroed page. */
+class PageWriter {
+public:
+    explicit PageWriter(std::span<U8_t, ESA_K_PAGE_SIZE> page) : next_(page.data()) {}
+
+    template <typename T>
+    T& next() {
+        T& record = wireAt<T>(static_cast<void*>(next_));
+        next_ += sizeof(T);
+        return record;
+    }
+
+private:
+    U8_t* next_;
+};
+
+void writeTypeHeader(PageWriter& page, U8_t elementType, U8_t elements) {
+    auto& header = page.next<TypeDescHdr_t>();
+    header.elementType = elementType;
+    header.numberPossibleElements = elements;
+}
+
+void writeDevices(PageWriter& page) {
+    page.next<be32_t>() = 0;
+    const Chassis_t* chassis = esaChassis();
+    const bool senses = chassis != nullptr && chassis->isDrivePresent != nullptr;
+    for (U8_t slot = 0; slot < esaControl.deviceMaxNumber; ++slot) {
+        auto& status = page.next<DeviceElementStat_t>();
+        const bool absent = senses && chassis->isDrivePresent(slot) != 0;
+        status.commonStatus = absent ? SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED : SES_E_ELEMENT_STATUS_CODE_OK;
+        status.slotAddress = slot;
+        status.faultReqstd = U8_t{esaControl.deviceElementControl[slot].rqstFault};
+    }
+}
+
+void writePowerSupplies(PageWriter& page) {
+    page.next<be32_t>() = 0;
+    const Chassis_t* chassis = esaChassis();
+    bool changed = false;
+    for (U8_t supply = 0; supply < esaControl.powerSupplyMaxNumber; ++supply) {
+        auto& status = page.next<PowerSupplyElementStat_t>();
+        const PowerSupplyElementCont_t& control = esaControl.powerSupplyElementControl[supply];
+        if (chassis != nullptr) {
+            changed |= chassis->fillPowerSupply(status, control);
+        } else {
+            status.commonStatus = SES_E_ELEMENT_STATUS_CODE_OK;
+            status.fail = U8_t{control.rqstFail};
+        }
+        status.rqstedOn = U8_t{control.rqstOn};
+        // The peers expect the reserved bit set in every supply.
+        status.rsvd2 = 1;
+    }
+    if (changed) {
+        (void)esaSendPowerSupplyEvent(EMP_E_TYPE_WARNING);
+    }
+}
+
+/** A fan that cannot be read is shown as running at the highest speed code, never as stopped. */
+bool writeCoolingSpeed(CoolingElementStat_t& status, U8_t fan) {
+    status.actualSpeedCode = SES_E_FAN_ACTUAL_HIGHEST_SPEED;
+    const Chassis_t* chassis = esaChassis();
+    U16_t rpm = 0;
+    if (chassis == nullptr || chassis->fanReadSpeed(fan, &rpm) != ESA_E_OK) {
+        return false;
+    }
+    TRACE_INFO("Fan [%d] has RPM [%d] divided by a factor of 10.", fan, rpm);
+    status.actualFanSpeedMsb = static_cast<U8_t>((rpm / 2560) & 3);
+    status.actualFanSpeed = static_cast<U8_t>(rpm / 10);
+    if (status.actualFanSpeedMsb == 0 && status.actualFanSpeed == 0) {
+        status.off = 1;
+        status.actualSpeedCode = SES_E_FAN_ACTUAL_STOP;
+    }
+    return chassis->markCoolingFault != nullptr && chassis->markCoolingFault(status, fan, rpm);
+}
+
+void writeCoolings(PageWriter& page) {
+    page.next<be32_t>() = 0;
+    bool changed = false;
+    for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
+        auto& status = page.next<CoolingElementStat_t>();
+        changed |= writeCoolingSpeed(status, fan);
+        status.rqstedOn = U8_t{esaControl.coolingElementControl[fan].rqstOn};
+    }
+    if (changed) {
+        (void)esaSendFanFaultEvent(EMP_E_TYPE_WARNING);
+    }
+}
+
+void writeTemperature(TemperatureSensorElementStat_t& status, S16_t degC) {
+    if (degC == ESA_K_TEMPERATURE_NO_READING) {
+        return;
+    }
+    status.temperature = static_cast<U8_t>(degC + TEMPERATURE_OFFSET_DEG_C);
+    status.otWarning = degC > OVER_TEMPERATURE_WARNING_DEG_C;
+    status.otFailure = degC > OVER_TEMPERATURE_FAILURE_DEG_C;
+    status.utWarning = degC < UNDER_TEMPERATURE_WARNING_DEG_C;
+    status.utFailure = degC < UNDER_TEMPERATURE_FAILURE_DEG_C;
+}
+
+void writeTemperatures(PageWriter& page) {
+    page.next<be32_t>() = 0;
+    if (const Chassis_t* chassis = esaChassis(); chassis != nullptr) {
+        chassis->refreshTemperatures();
+    }
+    for (U8_t sensor = 0; sensor < esaControl.temperatureSensorMaxNumber; ++sensor) {
+        writeTemperature(page.next<TemperatureSensorElementStat_t>(), esaControl.temperatureSensor[sensor]);
+    }
+}
+
+void writeAlarm(AudibleAlarmElementStat_t& status, const AudibleAlarmElementCont_t& control) {
+    status.commonStatus = control.commonControl & ALARM_ECHOED_BIT;
+    status.unrecov = U8_t{control.unrecov};
+    status.crit = U8_t{control.crit};
+    status.nonCrit = U8_t{control.nonCrit};
+    status.info = U8_t{control.info};
+    status.remind = U8_t{control.setRemind};
+    const Chassis_t* chassis = esaChassis();
+    status.muted = chassis != nullptr ? U8_t{chassis->isAlarmMuted()} : U8_t{control.setMute};
+    status.rqstMute = U8_t{control.setMute};
+}
+
+void writeAlarms(PageWriter& page) {
+    page.next<be32_t>() = esaControl.audibleAlarmElementControlOverall & ALARM_ECHOED_BIT;
+    for (U8_t alarm = 0; alarm < esaControl.audibleAlarmMaxNumber; ++alarm) {
+        writeAlarm(page.next<AudibleAlarmElementStat_t>(), esaControl.audibleAlarmElementControl[alarm]);
+    }
+}
+
+} // namespace
+
+void esaBuildConfigurationPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
+    PageWriter writer(page);
+    const U8_t types = esaControl.elementTypeMaxNumber;
+    auto& header = writer.next<ConfDiagPageHdr_t>();
+    header.pageCode = SES_K_CONFIGURATION_DIAGNOSTIC_PAGE;
+    header.pageLength = static_cast<U16_t>(RECORD_SIZE * types + 44);
+    auto& descriptor = writer.next<EnclosureDescHdr_t>();
+    descriptor.numberESProcesses = 1;
+    descriptor.numberElementTypeDescHdrs = types;
+    descriptor.enclosureDescLength = sizeof(EnclosureDescHdr_t) - RECORD_SIZE;
+    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_DEVICE, esaControl.deviceMaxNumber);
+    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_POWER_SUPPLY, esaControl.powerSupplyMaxNumber);
+    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_COOLING, esaControl.coolingMaxNumber);
+    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR, esaControl.temperatureSensorMaxNumber);
+    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_AUDIBLE_ALARM, esaControl.audibleAlarmMaxNumber);
+}
+
+void esaBuildEnclosureStatusPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
+    PageWriter writer(page);
+    const int elements = esaControl.deviceMaxNumber + esaControl.powerSupplyMaxNumber + esaControl.coolingMaxNumber +
+                         esaControl.temperatureSensorMaxNumber + esaControl.audibleAlarmMaxNumber;
+    auto& header = writer.next<EncStatDiagPageHdr_t>();
+    header.pageCode = SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE;
+    header.pageLength = static_cast<U16_t>(RECORD_SIZE * elements + 24);
+    writeDevices(writer);
+    writePowerSupplies(writer);
+    writeCoolings(writer);
+    writeTemperatures(writer);
+    writeAlarms(writer);
+}
