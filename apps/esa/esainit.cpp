@@ -9,16 +9,14 @@
 
 #include "core/control_block.h"
 #include "core/fault.h"
+#include "core/operation.h"
 #include "policy/chassis.h"
-#include "trace.h"
 
 namespace {
 
 constexpr int I2C_UNIT = 0;
 constexpr U16_t TRACE_LEVEL_WITHOUT_DEBUG = 0xC00F;
 
-/** What holds until a chassis' own initialiser knows better. */
-constexpr ChassisDimensions_t DEFAULT_DIMENSIONS = {5, 16, 3, 8, 4, 1};
 constexpr U8_t SES_TYPES[] = {
     SES_K_ELEMENT_TYPE_DEVICE,        SES_K_ELEMENT_TYPE_POWER_SUPPLY,
     SES_K_ELEMENT_TYPE_COOLING,       SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR,
@@ -33,10 +31,10 @@ void setDefaults() {
         // Never taken: a build without debugging sets the switch above to 0.
         TRACE__setTraceLevel(TRC_E_MOD_ESA, TRACE_LEVEL_WITHOUT_DEBUG);
     }
-    esaControl.enclosureType = VORAN_E_CHASSIS_NONE;
-    esaSetDimensions(DEFAULT_DIMENSIONS);
+    esaControl.enclosureType = noChassis.type;
+    esaSetDimensions(noChassis.dimensions);
     esaControl.pollTimeout = {10, 0};
-    TRACE_INFO("esaDebug set to TRUE");
+    ESA_TRACE("esaDebug set to TRUE");
     std::memcpy(esaControl.sesTypeDescriptorList, SES_TYPES, sizeof(SES_TYPES));
     for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
         esaControl.coolingElementOnOff[fan] = ESA_E_FAN_NOT_AVAILABLE;
@@ -68,26 +66,23 @@ void connectToSwitch() {
     if (connect(esaControl.socketFdMSM, address, sizeof(esaControl.socketAddressMSM)) < 0) {
         esaFault(ESA_CALL_SITE("esaInit()"), "Linux connect function fails for MSM/ESA socket!");
     }
-    TRACE_INFO("Enclosure Services Adapter connects to MSM with socket [%d]", esaControl.socketFdMSM);
+    ESA_TRACE("Enclosure Services Adapter connects to MSM with socket [%d]", esaControl.socketFdMSM);
 }
 
 void recordChassis() {
-    TRACE_INFO("oMpuParams->chassisType = [%d]", oMpuParams->chassisType);
-    const Chassis_t* chassis = esaFindChassis(oMpuParams->chassisType);
-    if (chassis == nullptr) {
-        TRACE_INFO("esaControl.enclosureType = [VORAN_E_CHASSIS_NONE]");
-        return;
-    }
-    esaControl.enclosureType = chassis->type;
-    esaControl.i2cAddressVsc055 = chassis->vsc055Address;
-    std::memcpy(esaControl.i2cAddressLM75, chassis->lm75Address, sizeof(chassis->lm75Address));
-    esaControl.i2cAddressW83782d = chassis->w83782dAddress;
-    TRACE_INFO("esaControl.enclosureType = [%s]", chassis->typeName);
+    ESA_TRACE("oMpuParams->chassisType = [%d]", oMpuParams->chassisType);
+    const Chassis_t& chassis = esaFindChassis(oMpuParams->chassisType);
+    esaControl.enclosureType = chassis.type;
+    esaControl.i2cAddressVsc055 = chassis.vsc055Address;
+    std::memcpy(esaControl.i2cAddressLM75, chassis.lm75Address, sizeof(chassis.lm75Address));
+    esaControl.i2cAddressW83782d = chassis.w83782dAddress;
+    ESA_TRACE("esaControl.enclosureType = [%s]", chassis.typeName);
 }
 
 } // namespace
 
 void esaInit() {
+    ESA_OPERATION();
     setDefaults();
     connectToSwitch();
     CHAR_t device[16];
@@ -95,7 +90,7 @@ void esaInit() {
     // The device may be a terminal (a serial bridge), which must not become the daemon's controlling terminal.
     esaControl.i2cFileFd = open(device, O_RDWR | O_NOCTTY);
     if (esaControl.i2cFileFd < 0) {
-        TRACE_INFO("Failed to open the i2c device.");
+        ESA_TRACE("Failed to open the i2c device.");
         return;
     }
     recordChassis();

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "core/fault.h"
+#include "core/operation.h"
 #include "core/outgoing.h"
 #include "esainit.h"
 #include "messaging/receive.h"
@@ -15,7 +16,6 @@
 #include "policy/chassis.h"
 #include "policy/events.h"
 #include "startup.h"
-#include "trace.h"
 
 namespace {
 
@@ -109,7 +109,7 @@ int esaMain(int argc, char* argv[]) {
     std::signal(SIGPIPE, SIG_IGN);
     startTracing();
     esaInit();
-    TRACE_INFO("Finish initializing the Enclosure Services Adapter internal data structures.");
+    ESA_TRACE("Finish initializing the Enclosure Services Adapter internal data structures.");
     esaSendStartupNotice();
     esaWaitForRcp();
     esaInitChassis();
@@ -122,33 +122,28 @@ int esaMain(int argc, char* argv[]) {
 void esaSendStartupNotice() {
     (void)esaStartMmsg(MMSG_E_PROTOCOL_STARTUP, SUS_E_MMSG_NOTIFY_INIT_COMPLETE, MMSG_E_EPID_STARTUPMP);
     (void)esaSendMmsg(ESA_CALL_SITE("main()"));
-    TRACE_INFO("ESA finishes initialization and sends the message to the Startup process.");
+    ESA_TRACE("ESA finishes initialization and sends the message to the Startup process.");
 }
 
 void esaWaitForRcp() {
     U32_t rcpWaitRetryCount = 0;
     while (rcpWaitRetryCount < RCP_WAIT_TESTS) {
         if ((currentFlags() & MPU_K_FLAG_RCP_COMPLETE) != 0) {
-            TRACE_INFO("RCP Complete flag is marked now.");
+            ESA_TRACE("RCP Complete flag is marked now.");
             break;
         }
         ++rcpWaitRetryCount;
         MPU_sleep(RCP_WAIT_SECONDS);
     }
-    TRACE_INFO("rcpWaitRetryCount = [%d]", rcpWaitRetryCount);
+    ESA_TRACE("rcpWaitRetryCount = [%d]", rcpWaitRetryCount);
 }
 
 void esaInitChassis() {
-    if (const Chassis_t* chassis = esaChassis(); chassis != nullptr) {
-        if (chassis->init() == ESA_E_OK) {
-            TRACE_INFO("%s", chassis->initDoneText);
-        } else {
-            TRACE_INFO("%s", chassis->initFailedText);
-        }
-        return;
+    const Chassis_t& chassis = esaChassis();
+    const CHAR_t* text = chassis.init() == ESA_E_OK ? chassis.initDoneText : chassis.initFailedText;
+    if (text != nullptr) {
+        ESA_TRACE("%s", text);
     }
-    const bool none = esaControl.enclosureType == VORAN_E_CHASSIS_NONE;
-    esaSendInformationEvent(none ? EMP_E_TYPE_INFORMATION : EMP_E_TYPE_WARNING, ESA_E_EVENT_INFO_I2C_BUS_FAULT);
 }
 
 void esaMainLoopPass() {
@@ -164,8 +159,8 @@ void esaProcessPollTimeout() {
         esaControl.pollTimeout = difference(esaControl.pollTimeout, esaControl.selectTimeout);
         return;
     }
-    if (const Chassis_t* chassis = esaChassis(); chassis != nullptr && esaControl.i2cConnected == 1) {
-        chassis->processPollTimeout();
+    if (esaControl.i2cConnected == 1) {
+        esaChassis().processPollTimeout();
     }
     esaControl.pollTimeout = POLL_TIMEOUT;
 }

@@ -1,4 +1,4 @@
-/** LM75 temperature sensor, on the VSC055 and Xyratex enclosures. */
+/** LM75 temperature sensor. */
 #pragma once
 
 #include "core/control_block.h"

@@ -6,8 +6,8 @@
 #include <span>
 
 #include "core/control_block.h"
+#include "core/operation.h"
 #include "platform.h"
-#include "trace.h"
 
 static CHAR_t esaDebugMsg[1024];
 alignas(8) static CHAR_t esaBugCheckWorkSpace[MMSG_K_MAX_SIZE];
@@ -92,37 +92,37 @@ void traceLines(std::span<const DumpLine_t> lines) {
     for (const DumpLine_t& line : lines) {
         switch (line.kind) {
         case DumpLine_t::NUMBER:
-            TRACE_INFO(line.text, numberOf(line));
+            ESA_TRACE(line.text, numberOf(line));
             break;
         case DumpLine_t::TEXT:
-            TRACE_INFO(line.text, static_cast<const CHAR_t*>(line.field));
+            ESA_TRACE(line.text, static_cast<const CHAR_t*>(line.field));
             break;
         case DumpLine_t::BYTES:
-            TRACE_DUMP(line.text, line.field, line.size);
+            ESA_TRACE_DUMP(line.text, line.field, line.size);
             break;
         }
     }
 }
 
 void traceReport(const CHAR_t* fileName, int lineNo, const CHAR_t* fnName) {
-    TRACE_INFO("********************** Critical Error *********************");
-    TRACE_INFO("| File:      %s", fileName);
-    TRACE_INFO("| Function:  %s", fnName);
-    TRACE_INFO("| Line:      %d", lineNo);
-    TRACE_INFO("| Message:   %s", esaDebugMsg);
-    TRACE_INFO("***********************************************************");
+    ESA_TRACE("********************** Critical Error *********************");
+    ESA_TRACE("| File:      %s", fileName);
+    ESA_TRACE("| Function:  %s", fnName);
+    ESA_TRACE("| Line:      %d", lineNo);
+    ESA_TRACE("| Message:   %s", esaDebugMsg);
+    ESA_TRACE("***********************************************************");
 }
 
 void traceControlBlock() {
     traceLines(BEFORE_TEMPERATURES);
     for (int i = 0; i < ESA_K_MAX_TEMPERATURE_SENSORS; ++i) {
-        TRACE_INFO("esaControl.temperatureSensor[%d]         = %d", i, esaControl.temperatureSensor[i]);
+        ESA_TRACE("esaControl.temperatureSensor[%d]         = %d", i, esaControl.temperatureSensor[i]);
     }
     for (int i = 0; i < ESA_K_MAX_TEMPERATURE_SENSORS; ++i) {
-        TRACE_INFO("esaControl.temperatureReportStatus[%d]   = %d", i, esaControl.temperatureReportStatus[i]);
+        ESA_TRACE("esaControl.temperatureReportStatus[%d]   = %d", i, esaControl.temperatureReportStatus[i]);
     }
     traceLines(AFTER_TEMPERATURES);
-    TRACE_INFO("\nFinish the Enclosure Services Adapter internal data dump.");
+    ESA_TRACE("\nFinish the Enclosure Services Adapter internal data dump.");
 }
 
 /** Starts an event record in the bug-check work space; returns its body, zeroed. */
@@ -235,6 +235,7 @@ void sendBuffers() {
 } // namespace
 
 void esaFault(const CHAR_t* fileName, int lineNo, const CHAR_t* fnName, const CHAR_t* msg, ...) {
+    ESA_OPERATION();
     std::va_list arguments;
     va_start(arguments, msg);
     (void)std::vsnprintf(esaDebugMsg, sizeof(esaDebugMsg), msg, arguments);

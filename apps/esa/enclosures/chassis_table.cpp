@@ -2,7 +2,6 @@
 #include "enclosures/vsc055.h"
 #include "enclosures/w83782d.h"
 #include "enclosures/xyratex.h"
-#include "policy/chassis.h"
 
 namespace {
 

@@ -4,22 +4,18 @@
  */
 #include "enclosures/xyratex.h"
 
-#include <cstring>
-
 #include "chips/lm75.h"
-#include "core/i2c.h"
-#include "enclosures/vsc055.h"
+#include "chips/vsc055.h"
+#include "core/alarm_names.h"
+#include "core/operation.h"
 #include "osdep.h"
 #include "policy/composite_fault.h"
 #include "policy/events.h"
-#include "policy/fans.h"
-#include "trace.h"
+#include "policy/poll.h"
 
 namespace {
 
 constexpr U8_t CHIP = 0x63;
-constexpr U8_t LM75_LHS = 0x4C;
-constexpr U8_t LM75_RHS = 0x4D;
 
 constexpr U8_t PRESENCE_PORT_0_TO_7 = 0; // 0 means present
 constexpr U8_t PRESENCE_PORT_8_TO_11 = 3;
@@ -46,38 +42,25 @@ constexpr U8_t FAN_GROUPS = 2;
 constexpr U8_t FANS_PER_GROUP = 4;
 constexpr U8_t TACHOMETERS = 8;
 constexpr U8_t START_LOAD_PERCENT = 25;
+constexpr U8_t TACHOMETER_DIVISOR = 1;
 constexpr U8_t FAN_SPEED_CONFIGURATION = 0x80;
 constexpr U32_t LED_TEST_SECONDS = 3;
 
-constexpr U8_t DATA_DIRECTIONS[VSC055_K_PORTS] = {0xFF, 0x00, 0xFF, 0x0F, 0x30, 0x10, 0x00, 0x00};
+constexpr U8_t DATA_DIRECTIONS[ESA_K_VSC055_PORTS] = {0xFF, 0x00, 0xFF, 0x0F, 0x30, 0x10, 0x00, 0x00};
 
-constexpr const CHAR_t* SET_ALARM_TEXTS[] = {
-    "Set the Alarm State to [IDEL_S0].",     "Set the Alarm State to [FAULT_S1].",
-    "Set the Alarm State to [REMIND_S2].",   "Set the Alarm State to [MUTE_S3].",
-    "Set the Alarm State to [CRITICAL_S4].", "Set the Alarm State to [INVALID_S5].",
-    "Set the Alarm State to [INVALID_S6].",  "Set the Alarm State to [INVALID_S7].",
+constexpr U8_t LM75_ADDRESSES[] = {0x4C, 0x4D}; // left, right
+
+constexpr const CHAR_t* TEMPERATURE_TEXTS[] = {
+    "temperatureSensor[ESA_K_TEMPERATURE_SENSOR_LHS] = [%d] degrees Celsius.",
+    "temperatureSensor[ESA_K_TEMPERATURE_SENSOR_RHS] = [%d] degrees Celsius.",
 };
 
-constexpr const CHAR_t* READ_ALARM_TEXTS[] = {
-    "Read the Alarm State as [IDEL_S0].",     "Read the Alarm State as [FAULT_S1].",
-    "Read the Alarm State as [REMIND_S2].",   "Read the Alarm State as [MUTE_S3].",
-    "Read the Alarm State as [CRITICAL_S4].", "Read the Alarm State as [INVALID_S5].",
-    "Read the Alarm State as [INVALID_S6].",  "Read the Alarm State as [INVALID_S7].",
-};
-
-U8_t& shadow(U8_t port) {
+U8_t shadow(U8_t port) {
     return esaControl.vitesse.vsc055GPD[port];
 }
 
-/** Sets or clears bits of a port and writes it. */
-void drivePort(U8_t port, U8_t bits, bool set) {
-    shadow(port) = static_cast<U8_t>(set ? shadow(port) | bits : shadow(port) & ~bits);
-    vsc055WritePort(CHIP, port);
-}
-
-void writePort(U8_t port, U8_t value) {
-    shadow(port) = value;
-    vsc055WritePort(CHIP, port);
+void driveLed(U8_t led, bool on) {
+    vsc055DrivePort(CHIP, LED_PORT, led, on);
 }
 
 constexpr U8_t driveBit(S32_t drive) {
@@ -86,7 +69,7 @@ constexpr U8_t driveBit(S32_t drive) {
 
 bool isDrive(S32_t drive) {
     if (drive < 0 || drive >= DRIVES) {
-        TRACE_INFO("Un-supported Drive Number = [%d]", drive);
+        ESA_TRACE("Un-supported Drive Number = [%d]", drive);
         return false;
     }
     return true;
@@ -96,17 +79,8 @@ S32_t driveFaultLed(S32_t drive, bool on) {
     if (!isDrive(drive)) {
         return ESA_E_GENERR;
     }
-    drivePort(drive < DRIVES_PER_PORT ? DRIVE_LED_PORT_0_TO_7 : LED_PORT, driveBit(drive), !on);
+    vsc055DrivePort(CHIP, drive < DRIVES_PER_PORT ? DRIVE_LED_PORT_0_TO_7 : LED_PORT, driveBit(drive), !on);
     return ESA_E_OK;
-}
-
-/** Remembers a supply condition; returns whether it has changed. */
-bool rememberPower(U32_t bit, bool good) {
-    const bool wasGood = (esaControl.powerSupplyStatus & bit) != 0;
-    if (good != wasGood) {
-        esaControl.powerSupplyStatus ^= bit;
-    }
-    return good != wasGood;
 }
 
 void showVoltages(bool good) {
@@ -125,35 +99,7 @@ void endReminder() {
     xyratexSetAlarmState(ESA_E_XYRATEX_ALARM_STATE_IDLE_S0);
     if (esaControl.alarmState != ESA_E_ALARM_STATE_IDLE_S0) {
         esaControl.alarmState = ESA_E_ALARM_STATE_IDLE_S0;
-        (void)esaSendAlarmEvent(EMP_E_TYPE_INFORMATION);
-    }
-}
-
-void pollVoltages() {
-    const ESA_CODE_e status = xyratexReadPowerVoltageStatus();
-    if (status != ESA_E_OK && status != ESA_E_GENERR) {
-        return;
-    }
-    const bool good = status == ESA_E_OK;
-    (void)esaManageCompositeFault(ESA_K_FAULT_POWER_SUPPLY_VOLTAGE_TOLERANCE, status);
-    if (rememberPower(ESA_K_POWER_VOLTAGE_OK, good)) {
-        showVoltages(good);
-        (void)esaSendPowerSupplyEvent(good ? EMP_E_TYPE_INFORMATION : EMP_E_TYPE_WARNING);
-    }
-}
-
-void pollRedundancy() {
-    const ESA_CODE_e status = xyratexReadPowerRedundancyFailStatus();
-    if (status != ESA_E_OK && status != ESA_E_GENERR) {
-        return;
-    }
-    const bool good = status == ESA_E_OK;
-    (void)esaManageCompositeFault(ESA_K_FAULT_POWER_SUPPLY_REDUNDANCY, status);
-    if (rememberPower(ESA_K_POWER_REDUNDANCY_OK, good)) {
-        showRedundancy(good);
-        (void)esaSendPowerSupplyEvent(good ? EMP_E_TYPE_INFORMATION : EMP_E_TYPE_WARNING);
-    } else if (good) {
-        endReminder();
+        esaSendAlarmEvent(EMP_E_TYPE_INFORMATION);
     }
 }
 
@@ -162,34 +108,27 @@ void showFans(bool healthy) {
     const bool isOn = (shadow(LED_PORT) & FAN_FAIL_LED) != 0;
     if (healthy && isOn) {
         xyratexClearFanFailLED();
-        TRACE_INFO("Turn [OFF] FAN Fail LED.");
+        ESA_TRACE("Turn [OFF] FAN Fail LED.");
     } else if (healthy) {
-        TRACE_INFO("FAN Fail LED already [OFF].");
+        ESA_TRACE("FAN Fail LED already [OFF].");
     } else if (!isOn) {
         xyratexSetFanFailLED();
-        TRACE_INFO("Turn [ON] FAN Fail LED.");
+        ESA_TRACE("Turn [ON] FAN Fail LED.");
     } else {
-        TRACE_INFO("FAN Fail LED already [ON].");
+        ESA_TRACE("FAN Fail LED already [ON].");
     }
 }
 
-void pollFans() {
-    const bool healthy = esaReadFanFailStatus() == ESA_E_OK;
-    (void)esaManageCompositeFault(ESA_K_FAULT_FAN, healthy ? ESA_E_OK : ESA_E_GENERR);
-    showFans(healthy);
+ESA_CODE_e fanReadSpeed(U8_t fan, U16_t* rpm) {
+    return vsc055FanReadSpeed(esaControl.i2cAddressVsc055, TACHOMETER_DIVISOR, fan, rpm);
 }
 
-void refreshTemperatures() {
-    esaControl.temperatureSensor[ESA_K_TEMPERATURE_SENSOR_LHS] = lm75ReadTemperature(LM75_LHS);
-    esaControl.temperatureSensor[ESA_K_TEMPERATURE_SENSOR_RHS] = lm75ReadTemperature(LM75_RHS);
+void loadPwm(U8_t group, U8_t percent) {
+    vsc055FanLoadPwm(esaControl.i2cAddressVsc055, group, percent);
 }
 
-void pollTemperatures() {
-    refreshTemperatures();
-    TRACE_INFO("temperatureSensor[ESA_K_TEMPERATURE_SENSOR_LHS] = [%d] degrees Celsius.",
-               esaControl.temperatureSensor[ESA_K_TEMPERATURE_SENSOR_LHS]);
-    TRACE_INFO("temperatureSensor[ESA_K_TEMPERATURE_SENSOR_RHS] = [%d] degrees Celsius.",
-               esaControl.temperatureSensor[ESA_K_TEMPERATURE_SENSOR_RHS]);
+S16_t readTemperature(U8_t sensor) {
+    return lm75ReadTemperature(LM75_ADDRESSES[sensor]);
 }
 
 /** The alarm belongs to the enclosure: its controller is read back, and what it has changed to is reported. */
@@ -203,82 +142,14 @@ S32_t pollAlarm() {
     return esaSendAlarmEvent(sounding ? EMP_E_TYPE_WARNING : EMP_E_TYPE_INFORMATION);
 }
 
-/* What the status page and the control page do. */
-
-bool fillRedundancy(PowerSupplyElementStat_t& status) {
-    const bool good = xyratexReadPowerRedundancyFailStatus() == ESA_E_OK;
-    status.commonStatus = good ? SES_E_ELEMENT_STATUS_CODE_OK : SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED;
-    const bool changed = rememberPower(ESA_K_POWER_REDUNDANCY_OK, good);
-    if (changed) {
-        showRedundancy(good);
-    } else {
-        TRACE_INFO(good ? "Power Redundancy Fail LED already [OFF]." : "Power Redundancy Fail LED already [ON].");
-        if (good) {
-            endReminder();
-        }
-    }
-    return changed;
-}
-
-bool fillVoltages(PowerSupplyElementStat_t& status) {
-    const bool good = xyratexReadPowerVoltageStatus() == ESA_E_OK;
-    status.acFail = !good;
-    const bool changed = rememberPower(ESA_K_POWER_VOLTAGE_OK, good);
-    if (changed) {
-        showVoltages(good);
-    } else {
-        TRACE_INFO(good ? "PSU OK LED already [ON]." : "PSU OK LED already [OFF].");
-    }
-    return changed;
-}
-
-bool fillPowerSupply(PowerSupplyElementStat_t& status, const PowerSupplyElementCont_t& control) {
-    constexpr U32_t allGood = ESA_K_POWER_VOLTAGE_OK | ESA_K_POWER_REDUNDANCY_OK;
-    const bool redundancyChanged = fillRedundancy(status);
-    const bool voltagesChanged = fillVoltages(status);
-    status.fail = control.rqstFail || (esaControl.powerSupplyStatus & allGood) != allGood;
-    return redundancyChanged || voltagesChanged;
-}
-
-/** Exactly the limit counts as a fault here, while the poll takes it as healthy. */
-bool markCoolingFault(CoolingElementStat_t& status, U8_t fan, U16_t rpm) {
-    const U32_t bit = 1U << fan;
-    const bool faulty = rpm <= ESA_K_FAN_FAULT_RPM_LIMIT;
-    const bool wasFaulty = (esaControl.fanFaultStatus & bit) != 0;
-    status.fail = faulty;
-    if (faulty != wasFaulty) {
-        esaControl.fanFaultStatus ^= bit;
-        TRACE_INFO(faulty ? "Now marking Fault on Fan [%d]." : "Now marking OK on Fan [%d].", fan);
-    } else {
-        TRACE_INFO(faulty ? "Already marked Fault on Fan [%d]." : "Already marked OK on Fan [%d].", fan);
-    }
-    showFans(esaControl.fanFaultStatus == 0);
-    return faulty != wasFaulty;
-}
-
-void controlPowerSupply(bool fail) {
-    showVoltages(!fail);
-}
-
-/** The fans have one PWM output for each group of four. */
-void controlFan(U8_t fan, bool on) {
-    const U8_t group = fan < FANS_PER_GROUP ? ESA_E_XYRATEX_FRONT_FANS : ESA_E_XYRATEX_BACK_FANS;
-    esaVsc055FanLoadPwm(group, on ? 100 : 0);
-    for (U8_t i = 0; i < FANS_PER_GROUP; ++i) {
-        esaRecordFanOnOff(static_cast<U8_t>(group * FANS_PER_GROUP + i), on);
-    }
-}
-
-bool isAlarmMuted() {
+bool isAlarmMuted(bool) {
     return xyratexReadAlarmstate() == ESA_E_XYRATEX_ALARM_STATE_IDLE_S0;
 }
 
-/* Initialisation. */
-
 void writeLedPattern(U8_t port4, U8_t port6, U8_t port7) {
-    writePort(POWER_PORT, port4);
-    writePort(LED_PORT, port6);
-    writePort(DRIVE_LED_PORT_0_TO_7, port7);
+    vsc055SetPort(CHIP, POWER_PORT, port4);
+    vsc055SetPort(CHIP, LED_PORT, port6);
+    vsc055SetPort(CHIP, DRIVE_LED_PORT_0_TO_7, port7);
 }
 
 void ledTest() {
@@ -291,7 +162,7 @@ void ledTest() {
 
 void initFans() {
     for (U8_t group = 0; group < FAN_GROUPS; ++group) {
-        esaVsc055FanLoadPwm(group, START_LOAD_PERCENT);
+        loadPwm(group, START_LOAD_PERCENT);
         esaControl.fanPwmLoad[group] = START_LOAD_PERCENT;
     }
 }
@@ -299,16 +170,19 @@ void initFans() {
 } // namespace
 
 S32_t xyratexSetDriveFaultLED(S32_t drive) {
-    TRACE_INFO("Set Fault LED on Drive [%d]", drive);
+    ESA_OPERATION();
+    ESA_TRACE("Set Fault LED on Drive [%d]", drive);
     return driveFaultLed(drive, true);
 }
 
 S32_t xyratexClearDriveFaultLED(S32_t drive) {
-    TRACE_INFO("Clear Fault LED on Drive [%d]", drive);
+    ESA_OPERATION();
+    ESA_TRACE("Clear Fault LED on Drive [%d]", drive);
     return driveFaultLed(drive, false);
 }
 
 S32_t xyratexIsDrivePresent(S32_t drive) {
+    ESA_OPERATION();
     if (!isDrive(drive)) {
         return ESA_E_GENERR;
     }
@@ -318,14 +192,15 @@ S32_t xyratexIsDrivePresent(S32_t drive) {
         return result;
     }
     if ((inputs & driveBit(drive)) != 0) {
-        TRACE_INFO("Drive in Slot [%d] is NOT present.", drive);
+        ESA_TRACE("Drive in Slot [%d] is NOT present.", drive);
         return ESA_E_GENERR;
     }
-    TRACE_INFO("Drive in Slot [%d] is present.", drive);
+    ESA_TRACE("Drive in Slot [%d] is present.", drive);
     return ESA_E_OK;
 }
 
 ESA_CODE_e xyratexReadDrivePresence() {
+    ESA_OPERATION();
     U8_t inputs[2] = {};
     if (const ESA_CODE_e result = vsc055ReadPort(CHIP, PRESENCE_PORT_0_TO_7, &inputs[0]); result != ESA_E_OK) {
         return result;
@@ -335,98 +210,91 @@ ESA_CODE_e xyratexReadDrivePresence() {
     }
     for (S32_t drive = 0; drive < DRIVES; ++drive) {
         const bool present = (inputs[drive / DRIVES_PER_PORT] & driveBit(drive)) == 0;
-        TRACE_INFO("Drive in Slot [%d] %s present.", drive, present ? "is" : "is NOT");
+        ESA_TRACE("Drive in Slot [%d] %s present.", drive, present ? "is" : "is NOT");
     }
     return ESA_E_OK;
 }
 
 ESA_CODE_e xyratexReadPowerVoltageStatus() {
-    U8_t inputs = 0;
-    if (const ESA_CODE_e result = vsc055ReadPort(CHIP, POWER_PORT, &inputs); result != ESA_E_OK) {
-        return result;
-    }
-    if ((inputs & VOLTAGES_GOOD) == 0) {
-        TRACE_INFO("Return Power Voltage Status [ERROR].");
-        return ESA_E_GENERR;
-    }
-    return ESA_E_OK;
+    ESA_OPERATION();
+    return vsc055CheckInput(CHIP, POWER_PORT, VOLTAGES_GOOD, nullptr, "Return Power Voltage Status [ERROR].");
 }
 
 ESA_CODE_e xyratexReadPowerRedundancyFailStatus() {
-    U8_t inputs = 0;
-    if (const ESA_CODE_e result = vsc055ReadPort(CHIP, POWER_PORT, &inputs); result != ESA_E_OK) {
-        return result;
-    }
-    if ((inputs & REDUNDANCY_GOOD) == 0) {
-        TRACE_INFO("Return Power Redundancy Fail Status [ERROR].");
-        return ESA_E_GENERR;
-    }
-    TRACE_INFO("Return Power Redundancy Fail Status [OK].");
-    return ESA_E_OK;
+    ESA_OPERATION();
+    return vsc055CheckInput(CHIP, POWER_PORT, REDUNDANCY_GOOD, "Return Power Redundancy Fail Status [OK].",
+                            "Return Power Redundancy Fail Status [ERROR].");
 }
 
 void xyratexSetAlarmState(U32_t state) {
-    if (state >= std::size(SET_ALARM_TEXTS)) {
-        TRACE_INFO("Set the Alarm State to un-supported value [%d].", state);
+    ESA_OPERATION();
+    esaTraceAlarmState("Set the Alarm State to", state, ESA_E_ALARM_NAMES_INVALID);
+    if (state > ESA_E_XYRATEX_ALARM_STATE_INVALID_S7) {
         return;
     }
-    TRACE_INFO("%s", SET_ALARM_TEXTS[state]);
     const auto others = static_cast<U8_t>(shadow(ALARM_PORT) & ~(ALARM_SELECT | ALARM_STROBE));
-    writePort(ALARM_PORT, static_cast<U8_t>(others | state | ALARM_STROBE));
-    writePort(ALARM_PORT, static_cast<U8_t>(others | state));
+    vsc055SetPort(CHIP, ALARM_PORT, static_cast<U8_t>(others | state | ALARM_STROBE));
+    vsc055SetPort(CHIP, ALARM_PORT, static_cast<U8_t>(others | state));
 }
 
 U32_t xyratexReadAlarmstate() {
+    ESA_OPERATION();
     U32_t state = 0;
     for (U8_t bit = 0; bit < ALARM_STATE_BITS; ++bit) {
-        writePort(ALARM_PORT, static_cast<U8_t>((shadow(ALARM_PORT) & ~ALARM_SELECT) | bit));
+        vsc055SetPort(CHIP, ALARM_PORT, static_cast<U8_t>((shadow(ALARM_PORT) & ~ALARM_SELECT) | bit));
         U8_t inputs = 0;
         if (vsc055ReadPort(CHIP, ALARM_PORT, &inputs) == ESA_E_OK && (inputs & ALARM_READ_BACK) != 0) {
             state |= 1U << bit;
         }
     }
-    TRACE_INFO("%s", READ_ALARM_TEXTS[state]);
+    esaTraceAlarmState("Read the Alarm State as", state, ESA_E_ALARM_NAMES_INVALID);
     return state;
 }
 
 void xyratexSetPsuOkLED() {
-    TRACE_INFO("Turn [ON] PSU_OK LED.");
-    drivePort(LED_PORT, PSU_OK_LED, true);
+    ESA_OPERATION();
+    ESA_TRACE("Turn [ON] PSU_OK LED.");
+    driveLed(PSU_OK_LED, true);
 }
 
 void xyratexClearPsuOkLED() {
-    TRACE_INFO("Turn [OFF] PSU_OK LED.");
-    drivePort(LED_PORT, PSU_OK_LED, false);
+    ESA_OPERATION();
+    ESA_TRACE("Turn [OFF] PSU_OK LED.");
+    driveLed(PSU_OK_LED, false);
 }
 
 void xyratexSetPowerRedundancyFailLED() {
-    TRACE_INFO("Turn [ON] Power Redundancy Fail LED.");
-    drivePort(LED_PORT, POWER_REDUNDANCY_FAIL_LED, true);
+    ESA_OPERATION();
+    ESA_TRACE("Turn [ON] Power Redundancy Fail LED.");
+    driveLed(POWER_REDUNDANCY_FAIL_LED, true);
 }
 
 void xyratexClearPowerRedundancyFailLED() {
-    TRACE_INFO("Turn [OFF] Power Redundancy Fail LED.");
-    drivePort(LED_PORT, POWER_REDUNDANCY_FAIL_LED, false);
+    ESA_OPERATION();
+    ESA_TRACE("Turn [OFF] Power Redundancy Fail LED.");
+    driveLed(POWER_REDUNDANCY_FAIL_LED, false);
 }
 
 void xyratexSetFanFailLED() {
-    TRACE_INFO("Turn [ON] FAN_FAIL LED.");
-    drivePort(LED_PORT, FAN_FAIL_LED, true);
+    ESA_OPERATION();
+    ESA_TRACE("Turn [ON] FAN_FAIL LED.");
+    driveLed(FAN_FAIL_LED, true);
 }
 
 void xyratexClearFanFailLED() {
-    TRACE_INFO("Turn [OFF] FAN_FAIL LED.");
-    drivePort(LED_PORT, FAN_FAIL_LED, false);
+    ESA_OPERATION();
+    ESA_TRACE("Turn [OFF] FAN_FAIL LED.");
+    driveLed(FAN_FAIL_LED, false);
 }
 
 ESA_CODE_e xyratexInit() {
+    ESA_OPERATION();
     if (!vsc055Probe(CHIP)) {
-        return ESA_E_GENERR_I2C_UNAVAILABLE;
+        return esaReportI2cBusFault();
     }
     esaSetDimensions(xyratexChassis.dimensions);
     esaControl.fanFaultRpmLimit = ESA_K_FAN_FAULT_RPM_LIMIT;
-    std::memcpy(esaControl.vitesse.vsc055DDP, DATA_DIRECTIONS, sizeof(DATA_DIRECTIONS));
-    if (const ESA_CODE_e result = vsc055SetupDataDirections(CHIP); result != ESA_E_OK) {
+    if (const ESA_CODE_e result = vsc055SetupDataDirections(CHIP, DATA_DIRECTIONS); result != ESA_E_OK) {
         return result;
     }
     initFans();
@@ -441,15 +309,38 @@ ESA_CODE_e xyratexInit() {
 }
 
 S32_t xyratexEsaProcessPollTimeout() {
-    pollVoltages();
-    pollRedundancy();
-    pollFans();
-    pollTemperatures();
-    esaTemperatureFanPolicy();
-    esaTemperatureEventLog();
-    (void)esaTemperatureOverheatCheck();
-    return pollAlarm();
+    ESA_OPERATION();
+    return esaPollEnclosure();
 }
+
+namespace {
+
+constexpr SupplyCheck_t SUPPLY_CHECKS[] = {
+    {
+        .statusBit = ESA_K_POWER_VOLTAGE_OK,
+        .cause = ESA_K_FAULT_POWER_SUPPLY_VOLTAGE_TOLERANCE,
+        .read = xyratexReadPowerVoltageStatus,
+        .unusableBusIsBad = false,
+        .isInstallation = false,
+        .isInput = true,
+        .show = showVoltages,
+        .pageTexts = {.stillGood = "PSU OK LED already [ON].", .stillBad = "PSU OK LED already [OFF]."},
+    },
+    {
+        .statusBit = ESA_K_POWER_REDUNDANCY_OK,
+        .cause = ESA_K_FAULT_POWER_SUPPLY_REDUNDANCY,
+        .read = xyratexReadPowerRedundancyFailStatus,
+        .unusableBusIsBad = false,
+        .isInstallation = true,
+        .isInput = false,
+        .show = showRedundancy,
+        .stillGood = endReminder,
+        .pageTexts = {.stillGood = "Power Redundancy Fail LED already [OFF].",
+                      .stillBad = "Power Redundancy Fail LED already [ON]."},
+    },
+};
+
+} // namespace
 
 constexpr Chassis_t xyratexChassis = {
     .type = VORAN_E_CHASSIS_XYRATEX_2U12ATX,
@@ -457,27 +348,28 @@ constexpr Chassis_t xyratexChassis = {
     .initDoneText = "Finish initializing for the Xyratex Enclosure.",
     .initFailedText = "Initializing for the Xyratex Enclosure fails.",
     .vsc055Address = CHIP,
-    .lm75Address = {},
-    .w83782dAddress = 0,
     .dimensions = {5, 12, 2, 8, 2, 1},
-    .tachometerDivisor = 1,
-    .fanSpeedConfiguration = FAN_SPEED_CONFIGURATION,
     .init = xyratexInit,
-    .processPollTimeout = [] { (void)xyratexEsaProcessPollTimeout(); },
-    .fanReadSpeed = esaVsc055FanReadSpeed,
+    .processPollTimeout = [] { xyratexEsaProcessPollTimeout(); },
+    .supplyChecks = SUPPLY_CHECKS,
+    .isManaged = true,
+    .tachometerDivisor = TACHOMETER_DIVISOR,
+    .fanSpeedConfiguration = FAN_SPEED_CONFIGURATION,
+    .fanReadSpeed = fanReadSpeed,
     .policyFanCount = FAN_GROUPS,
-    .policyLoadPwm = esaVsc055FanLoadPwm,
-    .controlFan = controlFan,
-    .setFaultAlarm = nullptr,
+    .policyLoadPwm = loadPwm,
+    .fansPerOutput = FANS_PER_GROUP,
+    .controlLoadPwm = loadPwm,
+    .showFans = showFans,
+    .pageMarksFans = true,
+    .sensorCount = std::size(LM75_ADDRESSES),
+    .readTemperature = readTemperature,
+    .temperatureTexts = TEMPERATURE_TEXTS,
     .setAlarm = [](EsaAlarmState_e state) { xyratexSetAlarmState(state); },
     .criticalAlarmState = ESA_E_ALARM_STATE_CRITICAL_S4,
-    .silencePowerSupplyAlarm = nullptr,
     .isAlarmMuted = isAlarmMuted,
+    .pollAlarm = pollAlarm,
     .setDriveFaultLed = xyratexSetDriveFaultLED,
     .clearDriveFaultLed = xyratexClearDriveFaultLED,
     .isDrivePresent = xyratexIsDrivePresent,
-    .refreshTemperatures = refreshTemperatures,
-    .fillPowerSupply = fillPowerSupply,
-    .markCoolingFault = markCoolingFault,
-    .controlPowerSupply = controlPowerSupply,
 };

@@ -1,8 +1,8 @@
 #include "messaging/control_page.h"
 
+#include "core/operation.h"
 #include "policy/chassis.h"
 #include "policy/events.h"
-#include "trace.h"
 
 namespace {
 
@@ -31,26 +31,16 @@ private:
     const U8_t* list_;
 };
 
-/** What the row says about an LED, or nothing where the chassis has none. */
-S32_t driveLed(U8_t slot, bool on) {
-    const Chassis_t* chassis = esaChassis();
-    if (chassis == nullptr) {
-        return ESA_E_OK;
-    }
-    S32_t (*const operation)(S32_t) = on ? chassis->setDriveFaultLed : chassis->clearDriveFaultLed;
-    return operation != nullptr ? operation(slot) : static_cast<S32_t>(ESA_E_OK);
-}
-
 /** Brings one slot's fault LED to `on`; returns whether that changed anything. */
 bool controlDevice(U8_t slot, bool on, S32_t& result) {
     const U32_t bit = slot < LED_BITS ? 1U << slot : 0;
     const bool isOn = (esaControl.driveFaultLedStatus0 & bit) != 0;
     if (on == isOn) {
-        TRACE_INFO(on ? "Drive Fault LED already ON Drive [%d]." : "Drive Fault LED already OFF Drive [%d].", slot);
+        ESA_TRACE(on ? "Drive Fault LED already ON Drive [%d]." : "Drive Fault LED already OFF Drive [%d].", slot);
         return false;
     }
-    TRACE_INFO(on ? "Turn On Fault LED on Drive [%d]." : "Turn Off Fault LED on Drive [%d].", slot);
-    result = driveLed(slot, on);
+    ESA_TRACE(on ? "Turn On Fault LED on Drive [%d]." : "Turn Off Fault LED on Drive [%d].", slot);
+    result = on ? esaChassis().setDriveFaultLed(slot) : esaChassis().clearDriveFaultLed(slot);
     esaControl.driveFaultLedStatus0 ^= bit;
     return true;
 }
@@ -74,13 +64,11 @@ S32_t controlDevices(const ListReader& list) {
 bool controlPowerSupply(bool fail) {
     const bool isOff = (esaControl.powerSupplyStatus & ESA_K_POWER_FAULT_INDICATION_OFF) != 0;
     if (fail != isOff) {
-        TRACE_INFO(fail ? "Fault LED already [ON] for Power Supply." : "Fault LED already [OFF] for Power Supply.");
+        ESA_TRACE(fail ? "Fault LED already [ON] for Power Supply." : "Fault LED already [OFF] for Power Supply.");
         return false;
     }
-    TRACE_INFO(fail ? "Turn On Fault LED for Power Supply." : "Turn Off Fault LED for Power Supply.");
-    if (const Chassis_t* chassis = esaChassis(); chassis != nullptr) {
-        chassis->controlPowerSupply(fail);
-    }
+    ESA_TRACE(fail ? "Turn On Fault LED for Power Supply." : "Turn Off Fault LED for Power Supply.");
+    esaIndicatePowerSupply(fail);
     esaControl.powerSupplyStatus ^= ESA_K_POWER_FAULT_INDICATION_OFF;
     return true;
 }
@@ -102,7 +90,6 @@ void controlPowerSupplies(const ListReader& list) {
 
 /** Fans know full on and off only; the requested speed code is kept but never acted on. */
 void controlCoolings(const ListReader& list) {
-    const Chassis_t* chassis = esaChassis();
     esaControl.coolingElementControlOverall = list.overall();
     for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
         const auto& record = list.record<CoolingElementCont_t>(fan);
@@ -111,10 +98,8 @@ void controlCoolings(const ListReader& list) {
             continue;
         }
         const bool on = record.rqstOn != 0;
-        TRACE_INFO(on ? "Turn On Fan [%d]." : "Turn Off Fan [%d].", fan);
-        if (chassis != nullptr) {
-            chassis->controlFan(fan, on);
-        }
+        ESA_TRACE(on ? "Turn On Fan [%d]." : "Turn Off Fan [%d].", fan);
+        esaControlFan(fan, on);
     }
 }
 
@@ -126,25 +111,14 @@ void storeTemperatureSensors(const ListReader& list) {
     }
 }
 
-void setAlarm(EsaAlarmState_e state) {
-    esaChassis()->setAlarm(state);
-    esaControl.alarmState = state;
-}
-
 void controlAlarm(const AudibleAlarmElementCont_t& record) {
-    const Chassis_t* chassis = esaChassis();
-    if (chassis == nullptr) {
-        return;
-    }
     if (record.setMute) {
-        setAlarm(ESA_E_ALARM_STATE_MUTE_S3);
-        if (chassis->silencePowerSupplyAlarm != nullptr) {
-            chassis->silencePowerSupplyAlarm();
-        }
+        esaSetAlarm(ESA_E_ALARM_STATE_MUTE_S3);
+        esaChassis().silencePowerSupplyAlarm();
     } else if (record.unrecov || record.crit) {
-        setAlarm(chassis->criticalAlarmState);
+        esaSetAlarm(esaChassis().criticalAlarmState);
     } else if (record.info || record.nonCrit) {
-        setAlarm(ESA_E_ALARM_STATE_FAULT_S1);
+        esaSetAlarm(ESA_E_ALARM_STATE_FAULT_S1);
     }
 }
 
@@ -162,11 +136,12 @@ void controlAlarms(const ListReader& list) {
 } // namespace
 
 S32_t esaProcEncContPage(const MMSG_t& mmsg) {
+    ESA_OPERATION();
     const auto& payload = wireAt<SndDiagCommandMsg_t>(static_cast<const void*>(&mmsg.user_data_start));
     const ListReader devices(&payload.sndDiagCommandList + sizeof(EncContDiagPageHdr_t));
     const S32_t result = controlDevices(devices);
     if (mmsg.mmch.requestor == MMSG_E_EPID_VOLMGRMP) {
-        TRACE_INFO("Rx Drive Fault LED SES msg from VM. No further processing.");
+        ESA_TRACE("Rx Drive Fault LED SES msg from VM. No further processing.");
         return result;
     }
     const ListReader supplies = devices.after(esaControl.deviceMaxNumber);

@@ -1,10 +1,10 @@
 #include "messaging/dispatch.h"
 
+#include "core/operation.h"
 #include "messaging/control_page.h"
 #include "messaging/print.h"
 #include "messaging/reply.h"
 #include "startup.h"
-#include "trace.h"
 
 namespace {
 
@@ -12,19 +12,19 @@ namespace {
 bool isAcceptable(const MMCH_t& mmch) {
     const U16_t length = mmch.mmsg_length;
     if (length < MMSG_K_HEADER_SIZE || length > MMSG_K_MAX_SIZE) {
-        TRACE_INFO("MMSG mmsh_length [%d] is out of range", length);
-        TRACE_INFO("MMSG requestor [%d] sends wrong mmsg_length!!!", mmch.requestor);
+        ESA_TRACE("MMSG mmsh_length [%d] is out of range", length);
+        ESA_TRACE("MMSG requestor [%d] sends wrong mmsg_length!!!", mmch.requestor);
         return false;
     }
     // Only messages of the one known type carry recipient bitmaps that can be relied on.
     if (mmch.message_type == MSG_E_TYPE_MMSG && !mmsgIsRecipient(mmch.recipient_loc_bm, MMSG_E_EPID_ES_ADAPTERMP) &&
         !mmsgIsRecipient(mmch.recipient_ob_bm, MMSG_E_EPID_ES_ADAPTERMP)) {
-        TRACE_INFO("Received a MMSG but it isn't for us?");
+        ESA_TRACE("Received a MMSG but it isn't for us?");
         return false;
     }
     const U8_t protocol = mmch.opcode.request.protocol;
     if (protocol != MMSG_E_PROTOCOL_SES && protocol != MMSG_E_PROTOCOL_STARTUP) {
-        TRACE_INFO("Invalid MMSG protocol [%d]", protocol);
+        ESA_TRACE("Invalid MMSG protocol [%d]", protocol);
         return false;
     }
     return true;
@@ -36,19 +36,19 @@ bool isOwnResponse(const MMCH_t& mmch) {
         return false;
     }
     if (mmch.requestor == MMSG_E_EPID_ES_ADAPTERMP) {
-        TRACE_INFO("Receive a Response MMSG for a Test Message.");
+        ESA_TRACE("Receive a Response MMSG for a Test Message.");
         return true;
     }
     if (mmch.requestor == MMSG_E_EPID_STARTUPMP) {
-        TRACE_INFO("Receive a Response MMSG from Startup with returned code [%s].",
-                   mmch.return_code == SUS_E_MMSG_RESP_OK ? "OK" : "REJECTED");
+        ESA_TRACE("Receive a Response MMSG from Startup with returned code [%s].",
+                  mmch.return_code == SUS_E_MMSG_RESP_OK ? "OK" : "REJECTED");
         return true;
     }
     return false;
 }
 
 void receiveDiagnosticResults(const MMSG_t& mmsg) {
-    TRACE_INFO("ESA receives RCV DIAG Cmd.");
+    ESA_TRACE("ESA receives RCV DIAG Cmd.");
     const auto& command = wireAt<RcvDiagResCommand_t>(static_cast<const void*>(&mmsg.user_data_start));
     if (command.operationCode != SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND || command.allocationLength == 0) {
         return;
@@ -58,7 +58,7 @@ void receiveDiagnosticResults(const MMSG_t& mmsg) {
 }
 
 void sendDiagnostic(const MMSG_t& mmsg) {
-    TRACE_INFO("ESA receives SND DIAG Cmd.");
+    ESA_TRACE("ESA receives SND DIAG Cmd.");
     const auto& payload = wireAt<SndDiagCommandMsg_t>(static_cast<const void*>(&mmsg.user_data_start));
     const U8_t pageCode = payload.sndDiagCommandList;
     // Remembered even when there is no parameter list: whatever lies there then is what a later request names.
@@ -73,12 +73,12 @@ void sendDiagnostic(const MMSG_t& mmsg) {
         return;
     }
     if (pageCode != SES_K_ENCLOSURE_CONTROL_DIAGNOSTIC_PAGE) {
-        TRACE_INFO("Un-supported SES Page [%d].", pageCode);
+        ESA_TRACE("Un-supported SES Page [%d].", pageCode);
         return;
     }
     (void)esaProcEncContPage(mmsg);
     if (mmsg.mmch.requestor == MMSG_E_EPID_VOLMGRMP) {
-        TRACE_INFO("Rx Drive Fault LED SES msg from VM. No returning Status msg.");
+        ESA_TRACE("Rx Drive Fault LED SES msg from VM. No returning Status msg.");
         return;
     }
     esaSendStatus(mmsg, SES_K_SCSI_STATUS_CODE_GOOD, 0, 0, 0, 0);
@@ -87,11 +87,12 @@ void sendDiagnostic(const MMSG_t& mmsg) {
 } // namespace
 
 void esaProcMmsgMsg(const MMSG_t& mmsg) {
+    ESA_OPERATION();
     if (!isAcceptable(mmsg.mmch)) {
         esaMmsgPrint(mmsg);
         return;
     }
-    TRACE_INFO("Receive a MMSG to the Enclosure Services Adapter");
+    ESA_TRACE("Receive a MMSG to the Enclosure Services Adapter");
     esaMmsgPrint(mmsg);
     if (isOwnResponse(mmsg.mmch)) {
         return;
@@ -105,7 +106,7 @@ void esaProcMmsgMsg(const MMSG_t& mmsg) {
         sendDiagnostic(mmsg);
         break;
     default:
-        TRACE_INFO("Un-supported SES Command [%d].", type);
+        ESA_TRACE("Un-supported SES Command [%d].", type);
         break;
     }
 }

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 
+#include "core/operation.h"
 #include "policy/chassis.h"
 #include "policy/events.h"
-#include "trace.h"
+#include "policy/temperatures.h"
 
 namespace {
 
@@ -42,11 +43,9 @@ void writeTypeHeader(PageWriter& page, U8_t elementType, U8_t elements) {
 
 void writeDevices(PageWriter& page) {
     page.next<be32_t>() = 0;
-    const Chassis_t* chassis = esaChassis();
-    const bool senses = chassis != nullptr && chassis->isDrivePresent != nullptr;
     for (U8_t slot = 0; slot < esaControl.deviceMaxNumber; ++slot) {
         auto& status = page.next<DeviceElementStat_t>();
-        const bool absent = senses && chassis->isDrivePresent(slot) != 0;
+        const bool absent = esaChassis().isDrivePresent(slot) != 0;
         status.commonStatus = absent ? SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED : SES_E_ELEMENT_STATUS_CODE_OK;
         status.slotAddress = slot;
         status.faultReqstd = U8_t{esaControl.deviceElementControl[slot].rqstFault};
@@ -55,17 +54,11 @@ void writeDevices(PageWriter& page) {
 
 void writePowerSupplies(PageWriter& page) {
     page.next<be32_t>() = 0;
-    const Chassis_t* chassis = esaChassis();
     bool changed = false;
     for (U8_t supply = 0; supply < esaControl.powerSupplyMaxNumber; ++supply) {
         auto& status = page.next<PowerSupplyElementStat_t>();
         const PowerSupplyElementCont_t& control = esaControl.powerSupplyElementControl[supply];
-        if (chassis != nullptr) {
-            changed |= chassis->fillPowerSupply(status, control);
-        } else {
-            status.commonStatus = SES_E_ELEMENT_STATUS_CODE_OK;
-            status.fail = U8_t{control.rqstFail};
-        }
+        changed |= esaFillPowerSupply(status, control);
         status.rqstedOn = U8_t{control.rqstOn};
         // The peers expect the reserved bit set in every supply.
         status.rsvd2 = 1;
@@ -78,19 +71,18 @@ void writePowerSupplies(PageWriter& page) {
 /** A fan that cannot be read is shown as running at the highest speed code, never as stopped. */
 bool writeCoolingSpeed(CoolingElementStat_t& status, U8_t fan) {
     status.actualSpeedCode = SES_E_FAN_ACTUAL_HIGHEST_SPEED;
-    const Chassis_t* chassis = esaChassis();
     U16_t rpm = 0;
-    if (chassis == nullptr || chassis->fanReadSpeed(fan, &rpm) != ESA_E_OK) {
+    if (esaChassis().fanReadSpeed(fan, &rpm) != ESA_E_OK) {
         return false;
     }
-    TRACE_INFO("Fan [%d] has RPM [%d] divided by a factor of 10.", fan, rpm);
+    ESA_TRACE("Fan [%d] has RPM [%d] divided by a factor of 10.", fan, rpm);
     status.actualFanSpeedMsb = static_cast<U8_t>((rpm / 2560) & 3);
     status.actualFanSpeed = static_cast<U8_t>(rpm / 10);
     if (status.actualFanSpeedMsb == 0 && status.actualFanSpeed == 0) {
         status.off = 1;
         status.actualSpeedCode = SES_E_FAN_ACTUAL_STOP;
     }
-    return chassis->markCoolingFault != nullptr && chassis->markCoolingFault(status, fan, rpm);
+    return esaMarkCoolingFault(status, fan, rpm);
 }
 
 void writeCoolings(PageWriter& page) {
@@ -119,9 +111,7 @@ void writeTemperature(TemperatureSensorElementStat_t& status, S16_t degC) {
 
 void writeTemperatures(PageWriter& page) {
     page.next<be32_t>() = 0;
-    if (const Chassis_t* chassis = esaChassis(); chassis != nullptr) {
-        chassis->refreshTemperatures();
-    }
+    esaReadTemperatures(true);
     for (U8_t sensor = 0; sensor < esaControl.temperatureSensorMaxNumber; ++sensor) {
         writeTemperature(page.next<TemperatureSensorElementStat_t>(), esaControl.temperatureSensor[sensor]);
     }
@@ -134,8 +124,7 @@ void writeAlarm(AudibleAlarmElementStat_t& status, const AudibleAlarmElementCont
     status.nonCrit = U8_t{control.nonCrit};
     status.info = U8_t{control.info};
     status.remind = U8_t{control.setRemind};
-    const Chassis_t* chassis = esaChassis();
-    status.muted = chassis != nullptr ? U8_t{chassis->isAlarmMuted()} : U8_t{control.setMute};
+    status.muted = esaChassis().isAlarmMuted(control.setMute != 0);
     status.rqstMute = U8_t{control.setMute};
 }
 

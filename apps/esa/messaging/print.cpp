@@ -3,9 +3,9 @@
 #include <bit>
 #include <span>
 
+#include "core/operation.h"
 #include "messaging/print_fields.h"
 #include "startup.h"
-#include "trace.h"
 
 namespace {
 
@@ -31,18 +31,18 @@ U32_t valueOf(const U8_t* record, const FieldLine_t& line) {
 
 void printRecord(const void* record, std::span<const FieldLine_t> lines) {
     for (const FieldLine_t& line : lines) {
-        TRACE_INFO(line.format, valueOf(static_cast<const U8_t*>(record), line));
+        ESA_TRACE(line.format, valueOf(static_cast<const U8_t*>(record), line));
     }
 }
 
 /** Prints one list of a status or control page, overall line first; returns where the next list starts. */
 const U8_t* printElements(const U8_t* list, const CHAR_t* overallFormat, U8_t count,
                           std::span<const FieldLine_t> lines) {
-    TRACE_INFO(overallFormat, U32_t{wireAt<be32_t>(static_cast<const void*>(list))});
+    ESA_TRACE(overallFormat, U32_t{wireAt<be32_t>(static_cast<const void*>(list))});
     const U8_t* record = list + sizeof(be32_t);
     for (U8_t index = 0; index < count; ++index, record += RECORD_SIZE) {
         for (const FieldLine_t& line : lines) {
-            TRACE_INFO(line.format, index, valueOf(record, line));
+            ESA_TRACE(line.format, index, valueOf(record, line));
         }
     }
     return record;
@@ -56,15 +56,15 @@ const U8_t* skipElements(const U8_t* list, U8_t count) {
 /** A text field that may fill its record without a terminator. */
 template <std::size_t N>
 void printText(const CHAR_t* format, const U8_t (&text)[N]) {
-    TRACE_INFO(format, static_cast<int>(N), reinterpret_cast<const CHAR_t*>(text));
+    ESA_TRACE(format, static_cast<int>(N), reinterpret_cast<const CHAR_t*>(text));
 }
 
 void printPageName(const CHAR_t* name) {
-    TRACE_INFO("Page                             = [%s]", name);
+    ESA_TRACE("Page                             = [%s]", name);
 }
 
 void printUnsupportedPage(U8_t pageCode) {
-    TRACE_INFO("Un-supported SES Page [%d].", pageCode);
+    ESA_TRACE("Un-supported SES Page [%d].", pageCode);
 }
 
 void printConfigurationPage(const U8_t* bytes) {
@@ -75,8 +75,8 @@ void printConfigurationPage(const U8_t* bytes) {
     printText("ENC Descriptor enclosureLogId                = [%.*s]", descriptor.enclosureLogId);
     printText("ENC Descriptor enclosureVendorId             = [%.*s]", descriptor.enclosureVendorId);
     printText("ENC Descriptor productId                     = [%.*s]", descriptor.productId);
-    TRACE_INFO("ENC Descriptor productRevLevel               = [%d]",
-               U32_t{wireAt<be32_t>(static_cast<const void*>(descriptor.productRevLevel))});
+    ESA_TRACE("ENC Descriptor productRevLevel               = [%d]",
+              U32_t{wireAt<be32_t>(static_cast<const void*>(descriptor.productRevLevel))});
     const U8_t* types = bytes + sizeof(ConfDiagPageHdr_t) + sizeof(EnclosureDescHdr_t);
     printRecord(types + RECORD_SIZE * DEVICE_TYPE, DEVICE_TYPE_LINES);
     printRecord(types + RECORD_SIZE * POWER_SUPPLY_TYPE, POWER_SUPPLY_TYPE_LINES);
@@ -126,38 +126,38 @@ void printReturnedPage(const U8_t* page) {
 /** Prints the status of a reply; returns whether it is GOOD. */
 bool printStatus(const SesStatus_t& status) {
     if (status.statusCode == SES_K_SCSI_STATUS_CODE_GOOD) {
-        TRACE_INFO("Status                           = [SES_K_SCSI_STATUS_CODE_GOOD]");
+        ESA_TRACE("Status                           = [SES_K_SCSI_STATUS_CODE_GOOD]");
         return true;
     }
     if (status.statusCode == SES_K_SCSI_STATUS_CODE_CHECK_CONDITION) {
-        TRACE_INFO("Status                           = [SES_K_SCSI_STATUS_CODE_CHECK_CONDITION]");
+        ESA_TRACE("Status                           = [SES_K_SCSI_STATUS_CODE_CHECK_CONDITION]");
         printRecord(&status.payloadList, SENSE_LINES);
     }
     return false;
 }
 
 void printResponse(const MMSG_t& mmsg) {
-    TRACE_INFO("This is a Response Message.");
+    ESA_TRACE("This is a Response Message.");
     if (mmsg.mmch.requestor == MMSG_E_EPID_STARTUPMP) {
-        TRACE_INFO("Startup Response MMSG with returned code [%s].",
-                   mmsg.mmch.return_code == SUS_E_MMSG_RESP_OK ? "OK" : "REJECTED");
+        ESA_TRACE("Startup Response MMSG with returned code [%s].",
+                  mmsg.mmch.return_code == SUS_E_MMSG_RESP_OK ? "OK" : "REJECTED");
         return;
     }
     const auto& status = wireAt<SesStatus_t>(static_cast<const void*>(&mmsg.user_data_start));
     const U32_t command = mmsg.mmch.opcode.request.type;
     switch (command) {
     case SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND:
-        TRACE_INFO("Command                          = [SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND]");
+        ESA_TRACE("Command                          = [SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND]");
         if (printStatus(status)) {
             printReturnedPage(&status.payloadList);
         }
         break;
     case SES_K_SEND_DIAGNOSTIC_COMMAND:
-        TRACE_INFO("Command                          = [SES_K_SEND_DIAGNOSTIC_COMMAND]");
+        ESA_TRACE("Command                          = [SES_K_SEND_DIAGNOSTIC_COMMAND]");
         (void)printStatus(status);
         break;
     default:
-        TRACE_INFO("Un-supported SES Command [%d].", command);
+        ESA_TRACE("Un-supported SES Command [%d].", command);
         break;
     }
 }
@@ -190,7 +190,7 @@ void printSendDiagnostic(const U8_t* payload) {
 }
 
 void printRequest(const MMSG_t& mmsg) {
-    TRACE_INFO("This is a Request Message.");
+    ESA_TRACE("This is a Request Message.");
     const U32_t command = mmsg.mmch.opcode.request.type;
     switch (command) {
     case SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND:
@@ -200,7 +200,7 @@ void printRequest(const MMSG_t& mmsg) {
         printSendDiagnostic(&mmsg.user_data_start);
         break;
     default:
-        TRACE_INFO("Un-supported SES Command [%d].", command);
+        ESA_TRACE("Un-supported SES Command [%d].", command);
         break;
     }
 }
@@ -208,6 +208,7 @@ void printRequest(const MMSG_t& mmsg) {
 } // namespace
 
 void esaMmsgPrint(const MMSG_t& mmsg) {
+    ESA_OPERATION();
     if (!TRACE_ENABLED(TRC_E_MOD_ESA, TRC_K_INFO)) {
         return;
     }

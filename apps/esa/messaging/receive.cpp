@@ -7,9 +7,9 @@
 
 #include "core/control_block.h"
 #include "core/fault.h"
+#include "core/operation.h"
 #include "messaging/dispatch.h"
 #include "osdep.h"
-#include "trace.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ void peekHeader(MMCH_t& tmpMMCH) {
     for (U32_t seenSoFar = 0;;) {
         const ssize_t seen = recv(esaControl.socketFdMSM, &tmpMMCH, MMSG_K_HEADER_SIZE, MSG_PEEK | MSG_WAITALL);
         if (seen < 0) {
-            TRACE_DUMP("tmpMMCH  =", &tmpMMCH, seenSoFar);
+            ESA_TRACE_DUMP("tmpMMCH  =", &tmpMMCH, seenSoFar);
             esaFault(ESA_CALL_SITE("main()"), "Linux recv function fails, MSG_PEEK readSize = [%d] is wrong",
                      static_cast<int>(seen));
         } else {
@@ -59,7 +59,7 @@ void readBody(U8_t* buffer, U32_t room, U32_t length) {
         const U32_t wanted = fits ? std::min(length, room) - total : std::min<U32_t>(length - total, sizeof(discarded));
         const ssize_t got = recv(esaControl.socketFdMSM, fits ? buffer : discarded, wanted, 0);
         if (got < 0) {
-            TRACE_DUMP("esaMMSG =", buffer, std::min(total, room));
+            ESA_TRACE_DUMP("esaMMSG =", buffer, std::min(total, room));
             esaFault(ESA_CALL_SITE("main()"), "Linux recv function fails, mmsg_length readSize = [%d] is wrong",
                      static_cast<int>(got));
         } else {

@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "core/fault.h"
+#include "core/operation.h"
 #include "core/outgoing.h"
 #include "messaging/pages.h"
 #include "messaging/print.h"
-#include "trace.h"
 
 /** Pages and sense data are gathered here: building a page sends other messages from `esaWorkSpace`. */
 static U8_t sesPayload[ESA_K_PAGE_SIZE];
@@ -55,7 +55,7 @@ U16_t fillPage(const MMSG_t& rcvMmsg, U8_t pageCode) {
     case SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE:
         return fillEnclosureStatusPage();
     default:
-        TRACE_INFO("Un-supported SES Page [%d].", pageCode);
+        ESA_TRACE("Un-supported SES Page [%d].", pageCode);
         return NO_REPLY;
     }
 }
@@ -64,7 +64,7 @@ U16_t fillPage(const MMSG_t& rcvMmsg, U8_t pageCode) {
 U16_t fillPayload(const MMSG_t& rcvMmsg, U8_t statusCode, U8_t pageCode, U8_t senseKey, U8_t asc, U8_t ascq) {
     const U32_t command = rcvMmsg.mmch.opcode.request.type;
     if (command != SES_K_SEND_DIAGNOSTIC_COMMAND && command != SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND) {
-        TRACE_INFO("Un-supported SES Command [%d].", command);
+        ESA_TRACE("Un-supported SES Command [%d].", command);
         return NO_REPLY;
     }
     switch (statusCode) {
@@ -88,6 +88,7 @@ void fillHeader(MMCH_t& mmch, const MMCH_t& request, U8_t statusCode, U16_t leng
 } // namespace
 
 void esaSendStatus(const MMSG_t& rcvMmsg, U8_t statusCode, U8_t pageCode, U8_t senseKey, U8_t asc, U8_t ascq) {
+    ESA_OPERATION();
     std::memset(sesPayload, 0, sizeof(sesPayload));
     const U16_t length = fillPayload(rcvMmsg, statusCode, pageCode, senseKey, asc, ascq);
     if (length == NO_REPLY) {
@@ -100,7 +101,7 @@ void esaSendStatus(const MMSG_t& rcvMmsg, U8_t statusCode, U8_t pageCode, U8_t s
     auto& status = wireAt<SesStatus_t>(static_cast<void*>(&reply.user_data_start));
     status.statusCode = statusCode;
     std::memcpy(&status.payloadList, sesPayload, sizeof(sesPayload));
-    TRACE_INFO("Send out a Diagnostic Page.");
+    ESA_TRACE("Send out a Diagnostic Page.");
     esaMmsgPrint(reply);
     (void)esaSendMmsg(ESA_CALL_SITE("esaSndDiagPage()"));
 }

@@ -1,8 +1,8 @@
 #include "core/fault.h"
+#include "core/operation.h"
 #include "core/outgoing.h"
 #include "messaging/dispatch.h"
 #include "messaging/print.h"
-#include "trace.h"
 
 namespace {
 
@@ -62,22 +62,23 @@ void buildSendDiagnostic(MMSG_t& mmsg, U8_t pageCode) {
     payload.sndDiagCommand.operationCode = SES_K_SEND_DIAGNOSTIC_COMMAND;
     payload.sndDiagCommand.pf = 1;
     if (pageCode != SES_K_ENCLOSURE_CONTROL_DIAGNOSTIC_PAGE) {
-        TRACE_INFO("Un-supported SES Page [%d].", pageCode);
+        ESA_TRACE("Un-supported SES Page [%d].", pageCode);
         return;
     }
     buildControlPage(&payload.sndDiagCommandList);
     payload.sndDiagCommand.parameterListLength = static_cast<U16_t>(recordBytes(true) + 24);
     mmsg.mmch.mmsg_length = static_cast<U16_t>(recordBytes(true) + 96);
-    TRACE_INFO("mmsg_length = [%d], sizeof(MMCH_t) = [%d]", U16_t{mmsg.mmch.mmsg_length}, MMSG_K_HEADER_SIZE);
+    ESA_TRACE("mmsg_length = [%d], sizeof(MMCH_t) = [%d]", U16_t{mmsg.mmch.mmsg_length}, MMSG_K_HEADER_SIZE);
 }
 
 } // namespace
 
 S32_t esaTestMsg(U8_t commandType, U8_t pageCode) {
+    ESA_OPERATION();
     MMSG_t& mmsg = esaStartMmsg(MMSG_E_PROTOCOL_SES, commandType, MMSG_E_EPID_ES_ADAPTERMP);
     mmsg.mmch.dest_ep = MMSG_E_EPID_ES_ADAPTERMP;
     mmsg.mmch.mmsg_length = 0;
-    TRACE_INFO("This test SES Command Message is from Local Blade.");
+    ESA_TRACE("This test SES Command Message is from Local Blade.");
     switch (commandType) {
     case SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND:
         buildReceiveDiagnostic(mmsg, pageCode);
@@ -86,10 +87,10 @@ S32_t esaTestMsg(U8_t commandType, U8_t pageCode) {
         buildSendDiagnostic(mmsg, pageCode);
         break;
     default:
-        TRACE_INFO("Un-supported SES Command [%d].", commandType);
+        ESA_TRACE("Un-supported SES Command [%d].", commandType);
         break;
     }
-    TRACE_INFO("Send out a Test SES Command MMSG from the ESA to ESA.");
+    ESA_TRACE("Send out a Test SES Command MMSG from the ESA to ESA.");
     esaMmsgPrint(mmsg);
     return esaSendMmsg(ESA_CALL_SITE("esaTestMsg()"));
 }

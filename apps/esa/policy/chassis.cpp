@@ -1,15 +1,15 @@
 #include "policy/chassis.h"
 
-const Chassis_t* esaFindChassis(VORAN_E_CHASSIS_t type) {
+const Chassis_t& esaFindChassis(VORAN_E_CHASSIS_t type) {
     for (const Chassis_t* chassis : chassisTable) {
         if (chassis->type == type) {
-            return chassis;
+            return *chassis;
         }
     }
-    return nullptr;
+    return noChassis;
 }
 
-const Chassis_t* esaChassis() {
+const Chassis_t& esaChassis() {
     return esaFindChassis(esaControl.enclosureType);
 }
 
@@ -22,9 +22,9 @@ void esaSetDimensions(const ChassisDimensions_t& dimensions) {
     esaControl.audibleAlarmMaxNumber = dimensions.audibleAlarms;
 }
 
-void esaRecordFanOnOff(U8_t fan, bool on) {
-    if (fan < ESA_K_MAX_FANS) {
-        esaControl.fanPwmLoad[fan] = on ? 100 : 0;
-        esaControl.coolingElementOnOff[fan] = on ? ESA_E_FAN_ON : ESA_E_FAN_OFF;
+void esaSetAlarm(EsaAlarmState_e state) {
+    if (const Chassis_t& chassis = esaChassis(); chassis.isManaged) {
+        chassis.setAlarm(state);
+        esaControl.alarmState = state;
     }
 }

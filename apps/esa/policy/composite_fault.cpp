@@ -1,11 +1,11 @@
 #include "policy/composite_fault.h"
 
 #include "core/fault.h"
+#include "core/operation.h"
 #include "core/outgoing.h"
 #include "policy/chassis.h"
 #include "policy/events.h"
 #include "startup.h"
-#include "trace.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr CauseName_t CAUSE_NAMES[] = {
 void traceCause(U32_t cause) {
     for (const CauseName_t& name : CAUSE_NAMES) {
         if ((cause & name.bit) != 0) {
-            TRACE_INFO("%s", name.text);
+            ESA_TRACE("%s", name.text);
             return;
         }
     }
@@ -37,14 +37,13 @@ constexpr U8_t low8(S32_t status) {
 }
 
 void setAlarm(EsaAlarmState_e state) {
-    if (const Chassis_t* chassis = esaChassis(); chassis != nullptr && chassis->setFaultAlarm != nullptr) {
-        chassis->setFaultAlarm(state);
-        esaControl.alarmState = state;
+    if (esaChassis().faultMovesAlarm) {
+        esaSetAlarm(state);
     }
 }
 
 S32_t clearCause(U32_t cause) {
-    TRACE_INFO("Clear the current Fault bit [0x%x].", cause);
+    ESA_TRACE("Clear the current Fault bit [0x%x].", cause);
     esaControl.compositeFaultStatus &= ~cause;
     const bool ledIsOn = (esaControl.compositeFaultStatus & ESA_K_FAULT_LED_ON) != 0;
     if (!ledIsOn || (esaControl.compositeFaultStatus & ESA_K_FAULT_CAUSES) != 0) {
@@ -59,18 +58,18 @@ S32_t clearCause(U32_t cause) {
 }
 
 S32_t setCause(U32_t cause) {
-    TRACE_INFO("Set the new Fault bit [0x%x].", cause);
+    ESA_TRACE("Set the new Fault bit [0x%x].", cause);
     esaControl.compositeFaultStatus |= cause;
     if ((esaControl.compositeFaultStatus & ESA_K_FAULT_LED_ON) == 0) {
-        TRACE_INFO("Turn on the Composite Fault LED.");
+        ESA_TRACE("Turn on the Composite Fault LED.");
         esaControl.compositeFaultStatus |= ESA_K_FAULT_LED_ON;
-        (void)esaSendCompositeFaultMmsgToStartup(ESA_E_GENERR);
+        esaSendCompositeFaultMmsgToStartup(ESA_E_GENERR);
         // Only a muted alarm starts to sound: one in any other state was put there by somebody who meant it.
         if (esaControl.alarmState == ESA_E_ALARM_STATE_MUTE_S3) {
             setAlarm(ESA_E_ALARM_STATE_FAULT_S1);
         }
     } else {
-        TRACE_INFO("The Composite Fault LED is currently ON for other Faults.");
+        ESA_TRACE("The Composite Fault LED is currently ON for other Faults.");
     }
     return esaSendEmailNotificationMmsgToStartup();
 }
@@ -78,47 +77,52 @@ S32_t setCause(U32_t cause) {
 } // namespace
 
 S32_t esaManageCompositeFault(U32_t compositeFaultTypeBitMap, S32_t compositeFaultStatus) {
+    ESA_OPERATION();
     traceCause(compositeFaultTypeBitMap);
     if ((esaControl.compositeFaultStatus & compositeFaultTypeBitMap) != 0) {
-        TRACE_INFO("This Fault bit [0x%x] exists currently.", compositeFaultTypeBitMap);
+        ESA_TRACE("This Fault bit [0x%x] exists currently.", compositeFaultTypeBitMap);
         if (low8(compositeFaultStatus) == low8(ESA_E_OK)) {
             return clearCause(compositeFaultTypeBitMap);
         }
-        TRACE_INFO("The Fault bit [0x%x] is already set.", compositeFaultTypeBitMap);
+        ESA_TRACE("The Fault bit [0x%x] is already set.", compositeFaultTypeBitMap);
         return 0;
     }
-    TRACE_INFO("This Fault bit [0x%x] does NOT exist currently.", compositeFaultTypeBitMap);
+    ESA_TRACE("This Fault bit [0x%x] does NOT exist currently.", compositeFaultTypeBitMap);
     if (low8(compositeFaultStatus) == low8(ESA_E_GENERR)) {
         return setCause(compositeFaultTypeBitMap);
     }
-    TRACE_INFO("The Fault bit [0x%x] is already clear.", compositeFaultTypeBitMap);
+    ESA_TRACE("The Fault bit [0x%x] is already clear.", compositeFaultTypeBitMap);
     return 0;
 }
 
 S32_t esaSendCompositeFaultMmsgToStartup(S32_t status) {
+    ESA_OPERATION();
     const bool on = low8(status) != low8(ESA_E_OK);
     MMSG_t& mmsg = esaStartMmsg(MMSG_E_PROTOCOL_STARTUP, SUS_E_MMSG_CHANGE_LED_COLOR, MMSG_E_EPID_STARTUPMP);
     mmsg.mmch.general_use1 = SUS_K_LED_COMPOSITE_FAULT;
     mmsg.mmch.general_use2 = on ? SUS_K_LED_ON : SUS_K_LED_OFF;
-    TRACE_INFO("[%s] Composite Fault LED in Startup.", on ? "Set" : "Clear");
+    ESA_TRACE("[%s] Composite Fault LED in Startup.", on ? "Set" : "Clear");
     return esaSendMmsg(ESA_CALL_SITE("esaSendCompositeFaultMmsgToStartup()"));
 }
 
 S32_t esaSendEmailNotificationMmsgToStartup() {
-    (void)esaStartMmsg(MMSG_E_PROTOCOL_STARTUP, SUS_E_MMSG_SEND_EMAIL_NOTIFICATION, MMSG_E_EPID_STARTUPMP);
-    TRACE_INFO("Send Email Notification MMSG To Startup.");
+    ESA_OPERATION();
+    esaStartMmsg(MMSG_E_PROTOCOL_STARTUP, SUS_E_MMSG_SEND_EMAIL_NOTIFICATION, MMSG_E_EPID_STARTUPMP);
+    ESA_TRACE("Send Email Notification MMSG To Startup.");
     return esaSendMmsg(ESA_CALL_SITE("esaSendEmailNotificationMmsgToStartup()"));
 }
 
 S32_t esaSendOrderlyShutdownMmsgToStartup() {
+    ESA_OPERATION();
     MMSG_t& mmsg = esaStartMmsg(MMSG_E_PROTOCOL_SHUTDOWN, SHUTDOWN_K_MMSG_ORDERLY, MMSG_E_EPID_STARTUPMP);
     mmsg.mmch.general_use2 = SHUTDOWN_K_REASON_OVERHEAT;
-    TRACE_INFO("Send request of Orderly Shutdown to Startup");
+    ESA_TRACE("Send request of Orderly Shutdown to Startup");
     // Whoever reads the platform's event logs looks for this failure under the event sender's name.
     return esaSendMmsg(ESA_CALL_SITE("esaSendEventMmsgToEmp()"));
 }
 
-void esaReportI2cBusFault() {
-    (void)esaSendInformationEvent(EMP_E_TYPE_WARNING, ESA_E_EVENT_INFO_I2C_BUS_FAULT);
-    (void)esaManageCompositeFault(ESA_K_FAULT_I2C_BUS_FAULT, ESA_E_GENERR);
+ESA_CODE_e esaReportI2cBusFault() {
+    esaSendInformationEvent(EMP_E_TYPE_WARNING, ESA_E_EVENT_INFO_I2C_BUS_FAULT);
+    esaManageCompositeFault(ESA_K_FAULT_I2C_BUS_FAULT, ESA_E_GENERR);
+    return ESA_E_GENERR_I2C_UNAVAILABLE;
 }

@@ -21,6 +21,6 @@ S32_t esaSendOrderlyShutdownMmsgToStartup();
 
 /**
  * Reports hardware that does not answer at start-up: an event, and a fault cause that stays until the adapter
- * starts again.
+ * starts again. Returns what an initialisation returns then: ESA_E_GENERR_I2C_UNAVAILABLE.
  */
-void esaReportI2cBusFault();
+ESA_CODE_e esaReportI2cBusFault();

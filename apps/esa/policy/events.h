@@ -13,8 +13,6 @@ S32_t esaSendEventMmsgToEmp(U16_t eventId, U8_t eventType, const EsaEventData_t*
 S32_t esaSendDriveFaultLedEvent(EMP_TYPE_e eventType);
 S32_t esaSendPowerSupplyEvent(EMP_TYPE_e eventType);
 S32_t esaSendFanFaultEvent(EMP_TYPE_e eventType);
+S32_t esaSendTemperatureEvent(EMP_TYPE_e eventType, U8_t sensor, EsaEventTemperatureState_e state);
 S32_t esaSendAlarmEvent(EMP_TYPE_e eventType);
 S32_t esaSendInformationEvent(EMP_TYPE_e eventType, EsaEventInfo_e information);
-
-/** Reports each sensor that has entered another temperature band since it was last reported. */
-void esaTemperatureEventLog();

@@ -65,15 +65,11 @@ protected:
 
     /** Operations that no message and no poll reaches with these arguments. */
     void operations() {
-        const Chassis_t& chassis = *esaChassis();
+        const Chassis_t& chassis = esaChassis();
         for (const int drive : {-1, 0, 15, 16, 99}) {
-            if (chassis.setDriveFaultLed != nullptr) {
-                (void)chassis.setDriveFaultLed(drive);
-                (void)chassis.clearDriveFaultLed(drive);
-            }
-            if (chassis.isDrivePresent != nullptr) {
-                (void)chassis.isDrivePresent(drive);
-            }
+            (void)chassis.setDriveFaultLed(drive);
+            (void)chassis.clearDriveFaultLed(drive);
+            (void)chassis.isDrivePresent(drive);
         }
         for (U8_t state = 0; state < 9; ++state) {
             chassis.setAlarm(static_cast<EsaAlarmState_e>(state));
@@ -87,7 +83,7 @@ protected:
     void step() {
         switch (pick(8)) {
         case 0:
-            (void)esaChassis()->init();
+            (void)esaChassis().init();
             break;
         case 1:
             operations();
@@ -97,7 +93,7 @@ protected:
             break;
         case 3:
         case 4:
-            esaChassis()->processPollTimeout();
+            esaChassis().processPollTimeout();
             break;
         default:
             message();

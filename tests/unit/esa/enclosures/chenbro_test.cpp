@@ -2,6 +2,7 @@
 #include "enclosures/chenbro.h"
 
 #include "driver_test.h"
+#include "policy/temperatures.h"
 
 using testing::Each;
 using testing::ElementsAre;
@@ -273,11 +274,11 @@ TEST_F(Chenbro, DumpNamesThirtyOneRegistersOfEveryBackplane) {
 
 TEST_F(Chenbro, RowSwitchesFansByPercentAndRefreshesFourSensors) {
     for (U8_t fan = 0; fan < 6; ++fan) {
-        chenbroChassis.controlFan(fan, true);
+        esaControlFan(fan, true);
         EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(FANS[fan].write + std::string("FF")));
         EXPECT_EQ(esaControl.fanPwmLoad[fan], 100);
         EXPECT_EQ(esaControl.coolingElementOnOff[fan], 2);
-        chenbroChassis.controlFan(fan, false);
+        esaControlFan(fan, false);
         EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(FANS[fan].write + std::string("00")));
         EXPECT_EQ(esaControl.fanPwmLoad[fan], 0);
         EXPECT_EQ(esaControl.coolingElementOnOff[fan], 1);
@@ -289,7 +290,7 @@ TEST_F(Chenbro, RowSwitchesFansByPercentAndRefreshesFourSensors) {
         fakeBus.set(CHIPS[b], 0x27, readings[b]);
     }
     esaControl.temperatureSensorMaxNumber = 1; // the four backplanes are read all the same
-    chenbroChassis.refreshTemperatures();
+    esaReadTemperatures(true);
     EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("R 28 27", "R 2A 27", "R 2C 27", "R 30 27"));
     EXPECT_EQ(esaControl.temperatureSensor[0], 0);
     EXPECT_EQ(esaControl.temperatureSensor[1], 127);
@@ -307,17 +308,17 @@ TEST_F(Chenbro, RowNamesTheChassisAndLacksWhatItDoesNotHave) {
     EXPECT_EQ(chenbroChassis.criticalAlarmState, 1U);
     EXPECT_EQ(chenbroChassis.policyFanCount, 0);
     EXPECT_EQ(chenbroChassis.tachometerDivisor, 0);
-    EXPECT_EQ(chenbroChassis.silencePowerSupplyAlarm, nullptr);
-    EXPECT_EQ(chenbroChassis.setDriveFaultLed, nullptr);
-    EXPECT_EQ(chenbroChassis.clearDriveFaultLed, nullptr);
-    EXPECT_EQ(chenbroChassis.isDrivePresent, nullptr);
-    EXPECT_EQ(chenbroChassis.markCoolingFault, nullptr);
+    EXPECT_EQ(chenbroChassis.silencePowerSupplyAlarm, noChassis.silencePowerSupplyAlarm);
+    EXPECT_EQ(chenbroChassis.setDriveFaultLed, noChassis.setDriveFaultLed);
+    EXPECT_EQ(chenbroChassis.clearDriveFaultLed, noChassis.clearDriveFaultLed);
+    EXPECT_EQ(chenbroChassis.isDrivePresent, noChassis.isDrivePresent);
+    EXPECT_FALSE(chenbroChassis.pageMarksFans);
     fakeBus.set(0x29, 0x28, 200);
     U16_t rpm = 0;
     EXPECT_EQ(chenbroChassis.fanReadSpeed(2, &rpm), 0);
     EXPECT_EQ(rpm, 3375);
     EXPECT_EQ(chenbroChassis.fanReadSpeed(6, &rpm), -1);
-    chenbroChassis.setFaultAlarm(ESA_E_ALARM_STATE_MUTE_S3);
+    chenbroChassis.setAlarm(ESA_E_ALARM_STATE_MUTE_S3);
     EXPECT_THAT(fakeBus.takeTransfers(),
                 ElementsAre("R 29 28", "W 28 40 40", "W 2A 40 40", "W 2C 40 40", "W 30 40 40"));
 }

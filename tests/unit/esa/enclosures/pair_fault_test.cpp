@@ -95,9 +95,9 @@ protected:
         startCold(chassis.type);
         recordAddresses(chassis);
         show(chassis, ALL_WELL);
-        ASSERT_EQ(esaChassis()->init(), 0);
+        ASSERT_EQ(esaChassis().init(), 0);
         for (int i = 0; i < 4; ++i) {
-            esaChassis()->processPollTimeout();
+            esaChassis().processPollTimeout();
         }
         follow(settledOutputs, fakeBus.takeTransfers());
         discard();
@@ -126,7 +126,7 @@ protected:
         for (unsigned transfer : failing) {
             fakeBus.failTransfer(transfer);
         }
-        esaChassis()->processPollTimeout();
+        esaChassis().processPollTimeout();
         EXPECT_EQ(fakeBus.takeTransfers(), model.transfers);
         EXPECT_EQ(takeReports(), model.reports);
         EXPECT_EQ(stateOfAdapter(), model.state());

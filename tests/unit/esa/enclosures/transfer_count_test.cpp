@@ -34,13 +34,13 @@ TEST_P(TransferCount, IsWhatTheRulesNeedAndNoMore) {
     startCold(GetParam().type);
     recordAddresses(chassis());
     show(chassis(), {});
-    ASSERT_EQ(esaChassis()->init(), 0);
+    ASSERT_EQ(esaChassis().init(), 0);
     EXPECT_EQ(transfers(), GetParam().initialisation);
     for (int i = 0; i < 4; ++i) {
-        esaChassis()->processPollTimeout();
+        esaChassis().processPollTimeout();
     }
     discard();
-    esaChassis()->processPollTimeout();
+    esaChassis().processPollTimeout();
     EXPECT_EQ(transfers(), GetParam().poll);
     const MMSG_t& message = request(18, 0x1C, 34, 72);
     const Bytes command = {0x1C, 0x80, 0x02, 0x00, 0x10, 0x00};

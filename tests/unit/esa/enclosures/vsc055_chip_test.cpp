@@ -1,6 +1,7 @@
 /** The VSC055 chip: PWM outputs, tachometers, ports and their set-up. */
 #include <gmock/gmock.h>
 
+#include "chips/vsc055.h"
 #include "enclosures/vsc055.h"
 #include "esa_fixture.h"
 

@@ -5,6 +5,7 @@
 
 #include "enclosures/vsc055.h"
 #include "esa_fixture.h"
+#include "policy/temperatures.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -283,7 +284,7 @@ TEST_F(Vsc055Poll, AlarmStateIsTracedLastAndTouchesNothing) {
 
 TEST_F(Vsc055Poll, StatusPagesSensorsAreReadTheSameWay) {
     start(3);
-    esaChassis()->refreshTemperatures();
+    esaReadTemperatures(true);
     EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("R 4C 00", "R 4C 00", "R 4B 00", "R 4B 00", "R 4A 00", "R 4A 00"));
     EXPECT_EQ(esaControl.temperatureSensor[2], 32);
 }

@@ -1,4 +1,5 @@
 /** The W83782D by itself: voltages, tachometers, PWM outputs, temperature, alarm bit. */
+#include "chips/w83782d.h"
 #include "driver_test.h"
 #include "enclosures/w83782d.h"
 

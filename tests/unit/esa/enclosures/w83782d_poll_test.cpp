@@ -1,6 +1,7 @@
 /** The poll of the W83782D backplane, and the operations of its row that are its own. */
 #include "driver_test.h"
 #include "enclosures/w83782d.h"
+#include "policy/temperatures.h"
 
 using testing::Contains;
 using testing::Each;
@@ -249,11 +250,11 @@ TEST_F(W83782dBackplane, ControlPageSwitchesAFanOnWithTheRawDuty100) {
     const char* const on[] = {"W 28 5B 64", "W 28 5E 64", "W 28 5F 64"};
     const char* const off[] = {"W 28 5B 00", "W 28 5E 00", "W 28 5F 00"};
     for (U8_t fan = 0; fan < 3; ++fan) {
-        w83782dChassis.controlFan(fan, false);
+        esaControlFan(fan, false);
         EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(off[fan]));
         EXPECT_EQ(esaControl.fanPwmLoad[fan], 0);
         EXPECT_EQ(esaControl.coolingElementOnOff[fan], 1);
-        w83782dChassis.controlFan(fan, true);
+        esaControlFan(fan, true);
         EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(on[fan]));
         EXPECT_EQ(esaControl.fanPwmLoad[fan], 100);
         EXPECT_EQ(esaControl.coolingElementOnOff[fan], 2);
@@ -267,13 +268,13 @@ TEST_F(W83782dBackplane, RowReadsFansAndTemperaturesAtTheRecordedAddress) {
     U16_t rpm = 0;
     EXPECT_EQ(w83782dChassis.fanReadSpeed(1, &rpm), 0);
     EXPECT_EQ(rpm, 3375);
-    w83782dChassis.refreshTemperatures();
+    esaReadTemperatures(true);
     EXPECT_EQ(esaControl.temperatureSensor[0], -128);
     EXPECT_EQ(esaControl.temperatureSensor[1], 32767);
     EXPECT_EQ(esaControl.temperatureSensor[2], 32767);
     EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("R 2E 29", "R 2E 27"));
     w83782dChassis.setAlarm(ESA_E_ALARM_STATE_FAULT_S1);
-    w83782dChassis.setFaultAlarm(ESA_E_ALARM_STATE_MUTE_S3);
+    w83782dChassis.setAlarm(ESA_E_ALARM_STATE_MUTE_S3);
     EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 2E 40 00", "W 2E 40 40"));
 }
 
@@ -287,11 +288,11 @@ TEST_F(W83782dBackplane, RowNamesTheChassisAndLacksWhatItDoesNotHave) {
     EXPECT_EQ(w83782dChassis.criticalAlarmState, 1U);
     EXPECT_EQ(w83782dChassis.policyFanCount, 0);
     EXPECT_EQ(w83782dChassis.tachometerDivisor, 0);
-    EXPECT_EQ(w83782dChassis.silencePowerSupplyAlarm, nullptr);
-    EXPECT_EQ(w83782dChassis.setDriveFaultLed, nullptr);
-    EXPECT_EQ(w83782dChassis.clearDriveFaultLed, nullptr);
-    EXPECT_EQ(w83782dChassis.isDrivePresent, nullptr);
-    EXPECT_EQ(w83782dChassis.markCoolingFault, nullptr);
+    EXPECT_EQ(w83782dChassis.silencePowerSupplyAlarm, noChassis.silencePowerSupplyAlarm);
+    EXPECT_EQ(w83782dChassis.setDriveFaultLed, noChassis.setDriveFaultLed);
+    EXPECT_EQ(w83782dChassis.clearDriveFaultLed, noChassis.clearDriveFaultLed);
+    EXPECT_EQ(w83782dChassis.isDrivePresent, noChassis.isDrivePresent);
+    EXPECT_FALSE(w83782dChassis.pageMarksFans);
     startCold(6);
     EXPECT_EQ(w83782dChassis.init(), 0);
     EXPECT_EQ(fakeBus.takeTransfers().front(), "R 28 48");

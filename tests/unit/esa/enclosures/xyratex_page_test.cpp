@@ -1,6 +1,7 @@
 /** What status and control pages do on the Xyratex enclosure, through its row. */
 #include "driver_test.h"
 #include "enclosures/xyratex.h"
+#include "policy/temperatures.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -28,14 +29,14 @@ protected:
         PowerSupplyElementCont_t last = {};
         const Bytes bytes = {0x80, 0x00, 0x00, static_cast<U8_t>(control)};
         std::memcpy(static_cast<void*>(&last), bytes.data(), 4);
-        EXPECT_EQ(xyratexChassis.fillPowerSupply(status, last), expectChange);
+        EXPECT_EQ(esaFillPowerSupply(status, last), expectChange);
         return hex(&status, 4);
     }
 
     /** The cooling record after the fan was marked. */
     static std::string mark(U8_t fan, U16_t rpm, bool expectChange) {
         CoolingElementStat_t status = {};
-        EXPECT_EQ(xyratexChassis.markCoolingFault(status, fan, rpm), expectChange);
+        EXPECT_EQ(esaMarkCoolingFault(status, fan, rpm), expectChange);
         return hex(&status, 4);
     }
 };
@@ -173,8 +174,8 @@ TEST_F(XyratexPages, FanMarkAndFanFailLedFollowEachOther) {
 }
 
 TEST_F(XyratexPages, RequestedSupplyFaultIsThePsuOkLedOnly) {
-    xyratexChassis.controlPowerSupply(true);
-    xyratexChassis.controlPowerSupply(false);
+    esaIndicatePowerSupply(true);
+    esaIndicatePowerSupply(false);
     EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 63 06 0F", "W 63 06 2F"));
     EXPECT_THAT(takeTrace(), ElementsAre("Turn [OFF] PSU_OK LED.", "Turn [ON] PSU_OK LED."));
     EXPECT_EQ(esaControl.powerSupplyStatus, 0x3U);
@@ -189,12 +190,12 @@ TEST_F(XyratexPages, FansAreSwitchedInTwoBanksOfFour) {
         std::memset(esaControl.fanPwmLoad, 50, 8);
         esaControl.vitesse.vsc055GPD[1] = 0xFF;
         const bool front = fan < 4;
-        xyratexChassis.controlFan(fan, true);
+        esaControlFan(fan, true);
         EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(front ? "W 63 98 3F" : "W 63 99 3F"));
         EXPECT_EQ(hex(esaControl.fanPwmLoad, 8), front ? "64 64 64 64 32 32 32 32" : "32 32 32 32 64 64 64 64");
         EXPECT_EQ(hex(esaControl.coolingElementOnOff, 8),
                   front ? "02 02 02 02 00 00 00 00" : "00 00 00 00 02 02 02 02");
-        xyratexChassis.controlFan(fan, false);
+        esaControlFan(fan, false);
         EXPECT_EQ(fakeBus.takeTransfers(),
                   front ? (Lines{"W 63 98 00", "W 63 01 FE"}) : (Lines{"W 63 99 00", "W 63 01 FD"}));
         EXPECT_EQ(hex(esaControl.fanPwmLoad, 8), front ? "00 00 00 00 32 32 32 32" : "32 32 32 32 00 00 00 00");
@@ -209,7 +210,7 @@ TEST_F(XyratexPages, AlarmIsShownAsMutedWhenTheControllerIsIdle) {
         start(static_cast<U32_t>(7 - state)); // the stored state does not count
         fakeBus.queue(0x63, 0x05,
                       {(state & 1) != 0 ? 0x10 : 0, (state & 2) != 0 ? 0x10 : 0, (state & 4) != 0 ? 0x10 : 0});
-        EXPECT_EQ(xyratexChassis.isAlarmMuted(), state == 0);
+        EXPECT_EQ(xyratexChassis.isAlarmMuted(true), state == 0);
         EXPECT_EQ(fakeBus.takeTransfers(), ALARM);
         EXPECT_EQ(esaControl.alarmState, static_cast<U32_t>(7 - state));
     }
@@ -218,7 +219,7 @@ TEST_F(XyratexPages, AlarmIsShownAsMutedWhenTheControllerIsIdle) {
 TEST_F(XyratexPages, TemperaturesAreRefreshedWithoutATrace) {
     fakeBus.queue(0x4C, 0x00, {0x80, 0x19});
     fakeBus.queue(0x4D, 0x00, {0x80, 0xE7});
-    xyratexChassis.refreshTemperatures();
+    esaReadTemperatures(true);
     EXPECT_EQ(esaControl.temperatureSensor[0], 25);
     EXPECT_EQ(esaControl.temperatureSensor[1], -24);
     EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("R 4C 00", "R 4C 00", "R 4D 00", "R 4D 00"));

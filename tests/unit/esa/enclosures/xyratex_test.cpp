@@ -265,8 +265,8 @@ TEST_F(Xyratex, RowNamesTheChassisAndItsOperations) {
     EXPECT_EQ(xyratexChassis.policyFanCount, 2);
     EXPECT_EQ(xyratexChassis.tachometerDivisor, 1);
     EXPECT_EQ(xyratexChassis.fanSpeedConfiguration, 0x80);
-    EXPECT_EQ(xyratexChassis.setFaultAlarm, nullptr) << "the enclosure runs its alarm itself";
-    EXPECT_EQ(xyratexChassis.silencePowerSupplyAlarm, nullptr);
+    EXPECT_FALSE(xyratexChassis.faultMovesAlarm) << "the enclosure runs its alarm itself";
+    EXPECT_EQ(xyratexChassis.silencePowerSupplyAlarm, noChassis.silencePowerSupplyAlarm);
     EXPECT_EQ(xyratexChassis.setDriveFaultLed(3), 0);
     EXPECT_EQ(xyratexChassis.clearDriveFaultLed(3), 0);
     fakeBus.set(0x63, 3, 0x08);

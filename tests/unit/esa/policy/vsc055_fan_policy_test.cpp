@@ -3,6 +3,7 @@
 
 #include "event_message.h"
 #include "policy/fans.h"
+#include "policy/temperatures.h"
 
 using testing::Contains;
 using testing::ElementsAre;
