@@ -1,0 +1,252 @@
+/** The enclosure control page of a SEND DIAGNOSTIC: every record is remembered, some are acted on. */
+#include "adapter.h"
+
+#include <algorithm>
+
+#include "outgoing.h"
+
+namespace model {
+
+namespace {
+
+constexpr const char* FUNCTION = "esaProcEncContPage";
+constexpr int FIRST_LIST = 80;
+constexpr std::uint8_t VOLUME_MANAGER = 20;
+
+/** Where a list starts after one that starts at `list` and is stepped over with `count` records. */
+std::size_t after(std::size_t list, std::size_t count) {
+    return list + 4 * count + 4;
+}
+
+/** Takes over the overall word and `count` records of the list at `list` of the message. */
+void store(const State& state, std::size_t list, std::size_t count, std::uint32_t& overall,
+           std::span<Element> records) {
+    overall = wordAt(state.esaInMsg, list);
+    for (std::size_t i = 0; i < count; i++)
+        std::copy_n(state.esaInMsg.begin() + static_cast<std::ptrdiff_t>(after(list, i)), 4, records[i].begin());
+}
+
+/** Whether the list asks for action, and this record of it too. */
+bool selected(std::uint32_t overall, const Element& record) {
+    return (overall & 0x80) != 0 && (record[0] & 0x80) != 0;
+}
+
+void driveLed(Adapter& adapter, int drive, bool on) {
+    switch (adapter.state.enclosureType) {
+    case 2:
+        (void)(on ? adapter.xyratexSetDriveFaultLED(drive) : adapter.xyratexClearDriveFaultLED(drive));
+        break;
+    case 3:
+    case 5:
+        (void)(on ? adapter.esaVsc055SetDriveFaultLED(drive) : adapter.esaVsc055ClearDriveFaultLED(drive));
+        break;
+    default:
+        break;
+    }
+}
+
+void devices(Adapter& adapter) {
+    State& state = adapter.state;
+    bool changed = false;
+    state.deviceElementControlOverall = wordAt(state.esaInMsg, FIRST_LIST);
+    for (int drive = 0; drive < state.deviceMaxNumber; drive++) {
+        const auto slot = static_cast<std::size_t>(drive);
+        Element& record = state.deviceElementControl[slot];
+        std::copy_n(state.esaInMsg.begin() + FIRST_LIST + 4 + 4 * drive, 4, record.begin());
+        const bool on = (record[3] & 0x04) != 0;
+        const std::uint32_t bit = 1U << drive;
+        if (((state.driveFaultLedStatus0 & bit) != 0) == on) {
+            adapter.trace(FUNCTION, "Drive Fault LED already %s Drive [%d].", on ? "ON" : "OFF", drive);
+            continue;
+        }
+        adapter.trace(FUNCTION, "Turn %s Fault LED on Drive [%d].", on ? "On" : "Off", drive);
+        driveLed(adapter, drive, on);
+        state.driveFaultLedStatus0 ^= bit;
+        changed = true;
+    }
+    if (!changed)
+        return;
+    Bytes data = adapter.eventData();
+    Adapter::setWord(data, 4, state.deviceMaxNumber);
+    Adapter::setWord(data, 24, state.driveFaultLedStatus0);
+    adapter.esaSendEventMmsgToEmp(5, 2, data);
+}
+
+void indicateSupplyFault(Adapter& adapter, bool fault) {
+    switch (adapter.state.enclosureType) {
+    case 2:
+        if (fault)
+            adapter.xyratexClearPsuOkLED();
+        else
+            adapter.xyratexSetPsuOkLED();
+        break;
+    case 3:
+    case 5:
+        adapter.esaManageCompositeFault(0x2, fault ? FAILED : OK);
+        break;
+    case 4:
+    case 6:
+        adapter.esaManageCompositeFault(0x1, fault ? FAILED : OK);
+        break;
+    default:
+        break;
+    }
+}
+
+void powerSupplies(Adapter& adapter, std::size_t list) {
+    State& state = adapter.state;
+    bool changed = false;
+    state.powerSupplyElementControlOverall = wordAt(state.esaInMsg, list);
+    for (std::size_t i = 0; i < state.powerSupplyMaxNumber; i++) {
+        // A request to Startup that fails shows the later records as they were.
+        Element& record = state.powerSupplyElementControl[i];
+        std::copy_n(state.esaInMsg.begin() + static_cast<std::ptrdiff_t>(after(list, i)), 4, record.begin());
+        if (!selected(state.powerSupplyElementControlOverall, record))
+            continue;
+        const bool fault = (record[3] & 0x02) != 0;
+        const bool dark = (state.powerSupplyStatus & 0x4) != 0;
+        if (fault != dark) {
+            adapter.trace(FUNCTION, "Fault LED already [%s] for Power Supply.", fault ? "ON" : "OFF");
+            continue;
+        }
+        adapter.trace(FUNCTION, "Turn %s Fault LED for Power Supply.", fault ? "On" : "Off");
+        indicateSupplyFault(adapter, fault);
+        state.powerSupplyStatus ^= 0x4;
+        changed = true;
+    }
+    if (!changed)
+        return;
+    Bytes data = adapter.eventData();
+    Adapter::setWord(data, 8, state.powerSupplyMaxNumber);
+    Adapter::setWord(data, 32, state.powerSupplyStatus);
+    adapter.esaSendEventMmsgToEmp(6, 2, data);
+}
+
+void switchFan(Adapter& adapter, std::uint8_t fan, bool on) {
+    State& state = adapter.state;
+    const std::uint8_t duty = on ? 100 : 0;
+    std::size_t first = fan;
+    std::size_t count = 1;
+    switch (state.enclosureType) {
+    case 2:
+        first = fan < 4 ? 0 : 4;
+        count = 4;
+        adapter.esaVsc055FanLoadPwm(fan < 4 ? 0 : 1, duty);
+        break;
+    case 3:
+    case 5:
+        adapter.esaVsc055FanLoadPwm(fan, duty);
+        break;
+    case 4:
+        adapter.chenbroW83782dFanLoadPwm(fan, duty);
+        break;
+    case 6:
+        adapter.esaW83782dFanLoadPwm(state.i2cAddressW83782d, fan, duty);
+        break;
+    default:
+        return;
+    }
+    for (std::size_t i = first; i < first + count; i++) {
+        state.fanPwmLoad[i] = duty;
+        state.coolingElementOnOff[i] = on ? 2 : 1;
+    }
+}
+
+void cooling(Adapter& adapter, std::size_t list) {
+    State& state = adapter.state;
+    store(state, list, state.coolingMaxNumber, state.coolingElementControlOverall, state.coolingElementControl);
+    for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
+        const Element& record = state.coolingElementControl[fan];
+        if (!selected(state.coolingElementControlOverall, record))
+            continue;
+        const bool on = (record[3] & 0x04) != 0;
+        adapter.trace(FUNCTION, "Turn %s Fan [%d].", on ? "On" : "Off", fan);
+        switchFan(adapter, fan, on);
+    }
+}
+
+void mute(Adapter& adapter) {
+    State& state = adapter.state;
+    switch (state.enclosureType) {
+    case 2:
+        adapter.xyratexSetAlarmState(3);
+        break;
+    case 3:
+    case 5:
+        adapter.esaVsc055SetAlarmStateBackplane(3);
+        adapter.esaVsc055ClearAlarmStatePowerSupply();
+        break;
+    case 4:
+        adapter.chenbroSetAlarmState(3);
+        break;
+    case 6:
+        adapter.esaW83782dSetAlarmState(state.i2cAddressW83782d, 0, 3);
+        break;
+    default:
+        return;
+    }
+    state.alarmState = 3;
+}
+
+/** Only the Xyratex has a critical tone of its own. */
+void sound(Adapter& adapter, bool critical) {
+    State& state = adapter.state;
+    switch (state.enclosureType) {
+    case 2:
+        adapter.xyratexSetAlarmState(critical ? 4 : 1);
+        state.alarmState = critical ? 4 : 1;
+        return;
+    case 3:
+    case 5:
+        adapter.esaVsc055SetAlarmStateBackplane(1);
+        break;
+    case 4:
+        adapter.chenbroSetAlarmState(1);
+        break;
+    case 6:
+        adapter.esaW83782dSetAlarmState(state.i2cAddressW83782d, 0, 1);
+        break;
+    default:
+        return;
+    }
+    state.alarmState = 1;
+}
+
+void alarms(Adapter& adapter, std::size_t list) {
+    State& state = adapter.state;
+    store(state, list, state.audibleAlarmMaxNumber, state.audibleAlarmElementControlOverall,
+          state.audibleAlarmElementControl);
+    for (std::size_t i = 0; i < state.audibleAlarmMaxNumber; i++) {
+        const Element& record = state.audibleAlarmElementControl[i];
+        if (!selected(state.audibleAlarmElementControlOverall, record))
+            continue;
+        if ((record[3] & 0x02) != 0)
+            mute(adapter);
+        else if ((record[3] & 0xC0) != 0)
+            sound(adapter, true);
+        else if ((record[3] & 0x30) != 0)
+            sound(adapter, false);
+    }
+}
+
+} // namespace
+
+void Adapter::esaProcEncContPage() {
+    devices(*this);
+    if (state.esaInMsg[16] == VOLUME_MANAGER) {
+        trace(FUNCTION, "Rx Drive Fault LED SES msg from VM. No further processing.");
+        return;
+    }
+    const std::size_t supplyList = after(FIRST_LIST, state.deviceMaxNumber);
+    const std::size_t coolingList = after(supplyList, state.powerSupplyMaxNumber);
+    // Each of the next two lists is stepped over with the other's count; peers lay their pages out for that.
+    const std::size_t temperatureList = after(coolingList, state.temperatureSensorMaxNumber);
+    const std::size_t alarmList = after(temperatureList, state.coolingMaxNumber);
+    powerSupplies(*this, supplyList);
+    cooling(*this, coolingList);
+    store(state, temperatureList, state.temperatureSensorMaxNumber, state.temperatureSensorElementControlOverall,
+          state.temperatureSensorElementControl);
+    alarms(*this, alarmList);
+}
+
+} // namespace model

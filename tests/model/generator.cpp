@@ -1,0 +1,318 @@
+#include "generator.h"
+
+#include <algorithm>
+
+#include "messages.h"
+#include "registers.h"
+
+namespace model {
+namespace {
+
+constexpr std::uint8_t CHASSIS_BOUND = 7;
+constexpr unsigned PASSES_A_POLL = 11;
+constexpr unsigned MOST_PASSES = 60;
+constexpr unsigned TRANSFERS_AT_ONCE = 60;
+
+/** Degrees at and beside every threshold. */
+constexpr std::initializer_list<std::uint8_t> DEGREES = {0,  1,  2,  25, 26, 30, 31, 32, 34, 35,  36,   37,   38,  39,
+                                                         40, 44, 45, 46, 50, 54, 55, 56, 59, 60,  61,   62,   90,  100,
+                                                         127, 128, 201, 254, 255};
+/** Tachometer counts: no pulses, overflow, speeds at 2000 RPM with each divisor, speeds that do not fit 16 bits. */
+constexpr std::initializer_list<std::uint8_t> TACHOMETER = {0,  1,   2,   3,   9,   10,  17,  18,  19,  74,
+                                                            75, 100, 128, 149, 150, 151, 152, 168, 169, 254, 255};
+/** Counts of the judged rails at their limits. */
+constexpr std::initializer_list<std::uint8_t> RAILS = {0,   1,   167, 168, 177, 178, 186, 197,
+                                                       204, 205, 217, 218, 254, 255};
+
+/** Builds one life. */
+class Biography {
+public:
+    Biography(Random& theRandom, const Book& theBook, std::uint8_t chassis, bool tracing)
+        : random(theRandom), book(theBook) {
+        life.chassis = chassis;
+        life.flags = (tracing ? TRACING : 0) | (random.chance(10) ? 0x02FFFF7FU & ~TRACING : 0);
+    }
+
+    Life write() {
+        circumstances();
+        if (random.chance(20)) {
+            startInTrouble();
+        }
+        const unsigned scenes = 1 + random.below(9);
+        for (unsigned i = 0; i < scenes && passed < MOST_PASSES; ++i) {
+            scene();
+        }
+        return std::move(life);
+    }
+
+private:
+    void circumstances() {
+        life.rcp = random.chance(80) ? 0 : random.below(21);
+        life.bugCheckEnds = random.chance(15);
+        if (random.chance(4)) {
+            life.attach = random.pick({Attach::ABSENT, Attach::UNMAPPABLE, Attach::OTHER_VERSION});
+        }
+        if (random.chance(4)) {
+            using Arguments = std::vector<std::string>;
+            life.arguments = random.pick<Arguments>({{"esa"}, {"/a/esa", "99"}, {"esa/", "100"}, {"esa", "abc"},
+                                                     {"/esa", "0x64"}, {"esa", "0143"}, {"esa", "0144", "1"},
+                                                     {"esa", "-200"}, {"esa", "2147483647"}, {"esa", "100x"}});
+        }
+        if (random.chance(8)) {
+            life.socketFd = random.pick({0, 3, 1023, 1024, 70000});
+            life.deviceFd = random.pick({0, 3, 1024, 2147483647});
+        }
+        if (random.chance(8)) {
+            const unsigned length = random.pick<unsigned>({0, 1, 96, 97, 98, 107, 108, 127, 128});
+            life.directory = std::string(length, 'd');
+        }
+    }
+
+    void startInTrouble() {
+        switch (random.below(4)) {
+        case 0:
+            systemFailure(random.pick({Call::SOCKET, Call::CONNECT, Call::OPEN, Call::SEND}), 0);
+            break;
+        case 1:
+            for (unsigned i = 1 + random.below(3); i > 0; --i) {
+                add(fail(Call::TRANSFER, random.below(120), transferOutcome()));
+            }
+            break;
+        case 2:
+            for (unsigned i = 1 + random.below(3); i > 0; --i) {
+                death();
+            }
+            break;
+        default:
+            disturb();
+            break;
+        }
+    }
+
+    void scene() {
+        for (unsigned i = random.below(3); i > 0; --i) {
+            trouble();
+        }
+        for (unsigned i = random.chance(50) ? 1 + random.below(2) : 0; i > 0; --i) {
+            send();
+        }
+        goOn(random.pick<unsigned>({1, 1, 2, PASSES_A_POLL, PASSES_A_POLL, PASSES_A_POLL, 2 * PASSES_A_POLL}));
+    }
+
+    void trouble() {
+        const unsigned kind = random.below(100);
+        if (kind < 45) {
+            disturb();
+        } else if (kind < 60) {
+            heal();
+        } else if (kind < 80) {
+            failingTransfers();
+        } else if (kind < 87) {
+            death();
+        } else if (kind < 97) {
+            const Call call = random.pick({Call::SELECT, Call::RECEIVE, Call::RECEIVE, Call::SEND, Call::SEND});
+            systemFailure(call, random.below(call == Call::SELECT ? 3 : 4));
+        } else if (kind < 99) {
+            Step step;
+            step.kind = Step::FLAGS;
+            step.value = random.pick<std::uint32_t>({0, RCP_COMPLETE, TRACING, 0xFFFFFFFF});
+            add(step);
+        } else {
+            Step step;
+            step.kind = Step::CLOSE;
+            add(step);
+        }
+    }
+
+    void send() {
+        Bytes message = randomMessage(random, life.chassis);
+        if (random.chance(10)) { // two or more in one go
+            const Bytes next = randomMessage(random, life.chassis);
+            message.insert(message.end(), next.begin(), next.end());
+        }
+        while (random.chance(12) && message.size() > 1) {
+            const auto cut = static_cast<std::ptrdiff_t>(
+                1 + random.below(static_cast<unsigned>(std::min<std::size_t>(message.size() - 1, 100))));
+            add(put({message.begin(), message.begin() + cut}));
+            message.erase(message.begin(), message.begin() + cut);
+            goOn(random.below(3));
+        }
+        add(put(std::move(message)));
+    }
+
+    void goOn(unsigned count) {
+        if (count > 0) {
+            add(pass(count));
+            passed += count;
+        }
+    }
+
+    std::uint8_t valueFor(std::uint8_t address, unsigned reg) {
+        if (random.chance(8)) {
+            return random.pick<std::uint8_t>({0, 1, 0x7F, 0x80, 0xFE, 0xFF});
+        }
+        switch (chipAt(address)) {
+        case Chip::SENSOR:
+            return random.pick(DEGREES);
+        case Chip::MONITOR:
+            return reg == 0x27 ? random.pick(DEGREES) : reg >= 0x28 ? random.pick(TACHOMETER) : random.pick(RAILS);
+        case Chip::CONTROLLER:
+            return reg >= 0x30                      ? random.pick(TACHOMETER)
+                   : random.chance(60)              ? static_cast<std::uint8_t>(~(1U << random.below(8)))
+                                                    : random.byte();
+        case Chip::NONE:
+            break;
+        }
+        return random.byte();
+    }
+
+    /** One register, or all that are of the same kind: every sensor, every fan, one register of every chip. */
+    void disturb() {
+        if (book.read.empty()) {
+            return;
+        }
+        const auto [address, reg] = random.pick(book.read);
+        const std::uint8_t value = valueFor(address, reg);
+        const bool alarmController = address == ALARM_CONTROLLER_CHIP && reg == 5;
+        if (random.chance(60) || alarmController) {
+            add(setRegister(address, alarmController ? ALARM_CONTROLLER : reg,
+                            alarmController ? random.below(8) : unsigned{value}));
+            if (chipAt(address) == Chip::SENSOR && random.chance(20)) {
+                add(setRegister(address, 1, 0x80)); // and a half
+            }
+            return;
+        }
+        const bool alike = random.chance(50);
+        for (const auto& [otherAddress, otherReg] : book.read) {
+            const bool sameKind = chipAt(otherAddress) == chipAt(address) &&
+                                  (otherReg == reg || (reg >= 0x28 && otherReg >= 0x28));
+            if (sameKind && random.chance(80)) {
+                add(setRegister(otherAddress, otherReg, alike ? value : valueFor(otherAddress, otherReg)));
+            }
+        }
+    }
+
+    /** Either the bus, or the enclosure, is well again. */
+    void heal() {
+        if (random.chance(50)) {
+            Step step;
+            step.kind = Step::HEAL;
+            add(step);
+            return;
+        }
+        const Step* last = nullptr;
+        for (const Step& step : life.steps) {
+            last = step.kind == Step::REGISTER ? &step : last;
+        }
+        if (last == nullptr) {
+            return;
+        }
+        const Step healthy = setRegister(last->address, *last->reg, healthyValue(last->address, *last->reg));
+        add(healthy);
+    }
+
+    static std::uint8_t healthyValue(std::uint8_t address, unsigned reg) {
+        return Registers().read(address, reg == 0 && chipAt(address) == Chip::SENSOR ? 0x100U : reg, 1, true).front();
+    }
+
+    Outcome transferOutcome() {
+        if (random.chance(75)) {
+            return {false, -1};
+        }
+        return random.pick<Outcome>({{false, 0}, {false, -2}, {false, -5}, {true, -1}, {true, 1}, {false, 255},
+                                     {false, -256}, {false, -65536}, {false, 0x7FFFFFFF}});
+    }
+
+    void failingTransfers() {
+        const Call call = random.pick({Call::TRANSFER, Call::TRANSFER, Call::TRANSFER, Call::READ, Call::WRITE});
+        for (unsigned i = 1 + random.below(2) * (1 + random.below(2)); i > 0; --i) {
+            add(fail(call, random.below(random.pick<unsigned>({4, 16, TRANSFERS_AT_ONCE})), transferOutcome()));
+        }
+    }
+
+    void death() {
+        const auto& places = random.chance(30) && !book.written.empty() ? book.written : book.read;
+        if (places.empty()) {
+            return;
+        }
+        const auto [address, reg] = random.pick(places);
+        Step step;
+        step.kind = Step::DEAD;
+        step.address = address;
+        step.reg = random.chance(60) ? std::optional(reg) : std::nullopt;
+        step.outcome = transferOutcome();
+        add(step);
+    }
+
+    void systemFailure(Call call, unsigned after) {
+        add(fail(call, after, systemOutcome(call)));
+        if (random.chance(25)) {
+            add(fail(call, after + 1, systemOutcome(call)));
+        }
+    }
+
+    Outcome systemOutcome(Call call) {
+        if (random.chance(50)) {
+            return {false, -1};
+        }
+        if (call == Call::SELECT) {
+            return random.pick<Outcome>({{false, 0}, {false, 1}, {false, 2}, {false, -2}});
+        }
+        if (call == Call::RECEIVE || call == Call::SEND) {
+            return random.pick<Outcome>({{false, 0}, {false, 1}, {false, -2}, {true, -1}, {true, -8}, {true, -256},
+                                         {true, 256}, {true, 1}, {true, -65536}});
+        }
+        return random.pick<Outcome>({{false, -2}, {false, 0}, {false, 1}, {false, -256}});
+    }
+
+    void add(Step step) { life.steps.push_back(std::move(step)); }
+
+    Random& random;
+    const Book& book;
+    Life life;
+    unsigned passed = 0;
+};
+
+/** Everything that makes an adapter look at its bus: start, polls, pages, faults that bring other checks. */
+Life eventfulLife(std::uint8_t chassis) {
+    Life life;
+    life.chassis = chassis;
+    life.flags = 0;
+    life.steps = {pass(PASSES_A_POLL), put(receiveDiagnostic(2, 4000)), pass(PASSES_A_POLL)};
+    for (const std::uint32_t fill : {0x80000004U, 0x80000002U, 0x80000080U}) {
+        life.steps.push_back(put(controlPage(countsOf(chassis), fill)));
+        life.steps.push_back(put(receiveDiagnostic(2, 4000)));
+        life.steps.push_back(pass(PASSES_A_POLL));
+    }
+    return life;
+}
+
+} // namespace
+
+Book learn(std::uint8_t chassis, const Side& side) {
+    const Life life = eventfulLife(chassis);
+    SimulatedWorld world(life);
+    side(life, world);
+    return {{world.read.begin(), world.read.end()}, {world.written.begin(), world.written.end()}};
+}
+
+Generator::Generator(const Side& side) {
+    for (std::uint8_t chassis = 0; chassis < CHASSIS_BOUND; ++chassis) {
+        books.push_back(learn(chassis, side));
+    }
+}
+
+Life Generator::life(std::uint64_t seed) const {
+    Random random(seed);
+    const std::uint8_t chassis =
+        random.chance(90) ? random.pick<std::uint8_t>({2, 3, 4, 5, 6}) : random.pick<std::uint8_t>({0, 1, 7, 255});
+    return life(seed, chassis, random.chance(60));
+}
+
+Life Generator::life(std::uint64_t seed, std::uint8_t chassis, bool tracing) const {
+    static const Book nothing;
+    Random random(seed * 0x9E3779B97F4A7C15U + chassis * 2U + (tracing ? 1U : 0U));
+    return Biography(random, chassis < books.size() ? books[chassis] : nothing, chassis, tracing).write();
+}
+
+} // namespace model

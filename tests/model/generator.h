@@ -1,0 +1,34 @@
+/** Random lives. */
+#pragma once
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "comparison.h"
+#include "life.h"
+
+namespace model {
+
+/** Registers that an adapter of one chassis was seen to read and to write. */
+struct Book {
+    std::vector<std::pair<std::uint8_t, unsigned>> read, written;
+};
+
+/** Watches the adapter live an eventful life on the chassis. */
+Book learn(std::uint8_t chassis, const Side& side);
+
+/** Lives from seeds, on all chassis; what it disturbs on the bus it learns from watching `side`. */
+class Generator {
+public:
+    explicit Generator(const Side& side);
+
+    Life life(std::uint64_t seed) const;
+    /** One on the given chassis. */
+    Life life(std::uint64_t seed, std::uint8_t chassis, bool tracing) const;
+
+private:
+    std::vector<Book> books; /**< by chassis */
+};
+
+} // namespace model

@@ -1,0 +1,296 @@
+#include "life.h"
+
+#include <array>
+#include <cstdio>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+namespace model {
+namespace {
+
+constexpr std::size_t LONGEST_PLAIN_RUN = 8;
+
+constexpr std::array<const char*, 9> CALLS = {"socket", "connect", "open", "select", "recv",
+                                              "send",   "read",    "write", "i2c"};
+constexpr std::array<const char*, 4> ATTACHES = {"ok", "absent", "unmappable", "version"};
+
+std::string hex(std::uint32_t value, const char* format = "%x") {
+    char text[16];
+    // The format is one of this file's own.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    (void)std::snprintf(text, sizeof(text), format, value);
+#pragma GCC diagnostic pop
+    return text;
+}
+
+std::string toText(const Outcome& outcome) {
+    if (!outcome.fromAsked) {
+        return std::to_string(outcome.value);
+    }
+    return outcome.value < 0 ? "asked" + std::to_string(outcome.value) : "asked+" + std::to_string(outcome.value);
+}
+
+std::string place(const Step& step) {
+    return hex(step.address, "%02x") + (step.reg ? " " + hex(*step.reg, "%02x") : "");
+}
+
+/** One line of the text form, word by word; `good` is false once a word was not what it had to be. */
+class Words {
+public:
+    explicit Words(const std::string& line) : stream(line) {}
+
+    std::string word() {
+        std::string text;
+        good &= static_cast<bool>(stream >> text);
+        return text;
+    }
+    bool more() { return !(stream >> std::ws).eof(); }
+
+    long number(int base) { return parsed(word(), base); }
+
+    Outcome outcome() {
+        const std::string text = word();
+        if (text.starts_with("asked")) {
+            return {true, text.size() == 5 ? 0 : parsed(text.substr(5), 10)};
+        }
+        return {false, parsed(text, 10)};
+    }
+
+    template <typename Names>
+    std::size_t oneOf(const Names& names) {
+        const std::string text = word();
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            if (text == names[i]) {
+                return i;
+            }
+        }
+        good = false;
+        return 0;
+    }
+
+    Bytes bytes() {
+        Bytes all;
+        while (more()) {
+            const std::string text = word();
+            const std::size_t star = text.find('*');
+            if (star != std::string::npos) {
+                const auto byte = static_cast<std::uint8_t>(parsed(text.substr(0, star), 16));
+                const auto count = static_cast<std::size_t>(parsed(text.substr(star + 1), 10));
+                good &= count <= 0x20000;
+                all.insert(all.end(), good ? count : 0, byte);
+                continue;
+            }
+            good &= text.size() % 2 == 0;
+            for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
+                all.push_back(static_cast<std::uint8_t>(parsed(text.substr(i, 2), 16)));
+            }
+        }
+        return all;
+    }
+
+    bool good = true;
+
+private:
+    long parsed(const std::string& text, int base) {
+        char* end = nullptr;
+        const long value = std::strtol(text.c_str(), &end, base);
+        good &= !text.empty() && *end == '\0';
+        return value;
+    }
+
+    std::istringstream stream;
+};
+
+bool readSetting(const std::string& name, Words& words, Life& life) {
+    if (name == "arguments") {
+        life.arguments.clear();
+        while (words.more()) {
+            life.arguments.push_back(words.word());
+        }
+    } else if (name == "attach") {
+        life.attach = static_cast<Attach>(words.oneOf(ATTACHES));
+    } else if (name == "chassis") {
+        life.chassis = static_cast<std::uint8_t>(words.number(10));
+    } else if (name == "start-flags") {
+        life.flags = static_cast<std::uint32_t>(words.number(16));
+    } else if (name == "rcp") {
+        life.rcp = static_cast<unsigned>(words.number(10));
+    } else if (name == "socket") {
+        life.socketFd = static_cast<int>(words.number(10));
+    } else if (name == "device") {
+        life.deviceFd = static_cast<int>(words.number(10));
+    } else if (name == "directory") {
+        life.directory = words.more() ? words.word() : "";
+    } else if (name == "bug-check") {
+        life.bugCheckEnds = words.oneOf(std::array{"returns", "ends"}) == 1;
+    } else {
+        return false;
+    }
+    return words.good && !words.more();
+}
+
+void readPlace(Words& words, Step& step, bool registerIsNeeded) {
+    step.address = static_cast<std::uint8_t>(words.number(16));
+    if (registerIsNeeded) {
+        step.reg = static_cast<unsigned>(words.number(16));
+    }
+}
+
+bool readStep(const std::string& name, Words& words, Step& step) {
+    if (name == "pass") {
+        step.kind = Step::PASS;
+        step.count = words.more() ? static_cast<unsigned>(words.number(10)) : 1;
+    } else if (name == "put") {
+        step.kind = Step::PUT;
+        step.bytes = words.bytes();
+    } else if (name == "close") {
+        step.kind = Step::CLOSE;
+    } else if (name == "register") {
+        step.kind = Step::REGISTER;
+        readPlace(words, step, true);
+        step.value = static_cast<std::uint32_t>(words.number(16));
+    } else if (name == "fail") {
+        step.kind = Step::FAIL;
+        step.call = static_cast<Call>(words.oneOf(CALLS));
+        step.count = static_cast<unsigned>(words.number(10));
+        step.outcome = words.outcome();
+    } else if (name == "dead" || name == "dead-register") {
+        step.kind = Step::DEAD;
+        readPlace(words, step, name != "dead");
+        step.outcome = words.outcome();
+    } else if (name == "heal") {
+        step.kind = Step::HEAL;
+    } else if (name == "flags") {
+        step.kind = Step::FLAGS;
+        step.value = static_cast<std::uint32_t>(words.number(16));
+    } else {
+        return false;
+    }
+    return words.good && !words.more();
+}
+
+} // namespace
+
+std::string toHex(const Bytes& bytes) {
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size();) {
+        std::size_t end = at + 1;
+        while (end < bytes.size() && bytes[end] == bytes[at]) {
+            ++end;
+        }
+        if (end - at > LONGEST_PLAIN_RUN) {
+            text += (text.empty() || text.back() == ' ' ? "" : " ") + hex(bytes[at], "%02x") + "*" +
+                    std::to_string(end - at) + " ";
+            at = end;
+        } else {
+            text += hex(bytes[at++], "%02x");
+        }
+    }
+    if (!text.empty() && text.back() == ' ') {
+        text.pop_back();
+    }
+    return text;
+}
+
+std::string toText(const Step& step) {
+    switch (step.kind) {
+    case Step::PASS:
+        return step.count == 1 ? "pass" : "pass " + std::to_string(step.count);
+    case Step::PUT:
+        return "put " + toHex(step.bytes);
+    case Step::CLOSE:
+        return "close";
+    case Step::REGISTER:
+        return "register " + place(step) + " " + hex(step.value, "%02x");
+    case Step::FAIL:
+        return std::string("fail ") + CALLS.at(static_cast<std::size_t>(step.call)) + " " +
+               std::to_string(step.count) + " " + toText(step.outcome);
+    case Step::DEAD:
+        return (step.reg ? "dead-register " : "dead ") + place(step) + " " + toText(step.outcome);
+    case Step::HEAL:
+        return "heal";
+    case Step::FLAGS:
+        return "flags " + hex(step.value);
+    }
+    return "";
+}
+
+std::string toText(const Life& life) {
+    const Life usual;
+    std::string text = "chassis " + std::to_string(life.chassis) + "\nstart-flags " + hex(life.flags) + "\n";
+    if (life.arguments != usual.arguments) {
+        text += "arguments";
+        for (const std::string& argument : life.arguments) {
+            text += " " + argument;
+        }
+        text += "\n";
+    }
+    const auto setting = [&text](const char* name, const std::string& value, bool isUsual) {
+        text += isUsual ? "" : std::string(name) + " " + value + "\n";
+    };
+    setting("attach", ATTACHES.at(static_cast<std::size_t>(life.attach)), life.attach == usual.attach);
+    setting("rcp", std::to_string(life.rcp), life.rcp == usual.rcp);
+    setting("socket", std::to_string(life.socketFd), life.socketFd == usual.socketFd);
+    setting("device", std::to_string(life.deviceFd), life.deviceFd == usual.deviceFd);
+    setting("directory", life.directory, life.directory == usual.directory);
+    setting("bug-check", "ends", !life.bugCheckEnds);
+    for (const Step& step : life.steps) {
+        text += toText(step) + "\n";
+    }
+    return text;
+}
+
+std::optional<Life> lifeFromText(const std::string& text, std::string& error) {
+    Life life;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        Words words(line.substr(0, line.find('#')));
+        if (!words.more()) {
+            continue;
+        }
+        const std::string name = words.word();
+        Step step;
+        if (readStep(name, words, step)) {
+            life.steps.push_back(std::move(step));
+        } else if (!words.good || !readSetting(name, words, life)) {
+            error = line;
+            return std::nullopt;
+        }
+    }
+    return life;
+}
+
+Step pass(unsigned count) {
+    Step step;
+    step.count = count;
+    return step;
+}
+
+Step put(Bytes bytes) {
+    Step step;
+    step.kind = Step::PUT;
+    step.bytes = std::move(bytes);
+    return step;
+}
+
+Step setRegister(std::uint8_t address, unsigned reg, std::uint32_t value) {
+    Step step;
+    step.kind = Step::REGISTER;
+    step.address = address;
+    step.reg = reg;
+    step.value = value;
+    return step;
+}
+
+Step fail(Call call, unsigned after, Outcome outcome) {
+    Step step;
+    step.kind = Step::FAIL;
+    step.call = call;
+    step.count = after;
+    step.outcome = outcome;
+    return step;
+}
+
+} // namespace model

@@ -1,0 +1,77 @@
+/** The adapter and the model of it live the same lives: random ones from fixed seeds, and those that once differed. */
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "comparison.h"
+#include "generator.h"
+#include "real_adapter.h"
+#include "shrinker.h"
+
+namespace model {
+namespace {
+
+/** Lives of one test; ESA_LIVES in the environment asks for more or fewer. */
+unsigned livesOfATest() {
+    const char* asked = std::getenv("ESA_LIVES");
+    return asked != nullptr ? static_cast<unsigned>(std::atoi(asked)) : ESA_LIVES_OF_A_TEST;
+}
+
+/** How the life differs on the two sides, shrunk, as a reader and lifeFromText() understand it; empty when it does not. */
+std::string shortestDifference(const Life& life) {
+    if (!compare(life, liveModel, liveReal)) {
+        return "";
+    }
+    const Life small = shrink(life, [](const Life& one) { return compare(one, liveModel, liveReal).has_value(); });
+    return "the shortest life that differs:\n" + toText(small) + compare(small, liveModel, liveReal).value_or("");
+}
+
+std::string contentsOf(const std::filesystem::path& file) {
+    std::ifstream input(file);
+    return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::filesystem::path> cases() {
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(ESA_CASES)) {
+        files.push_back(entry.path());
+    }
+    std::ranges::sort(files);
+    return files;
+}
+
+} // namespace
+
+class RandomLives : public testing::TestWithParam<std::tuple<int, bool>> {};
+
+TEST_P(RandomLives, AreWhatTheModelForetells) {
+    const auto [chassis, tracing] = GetParam();
+    const Generator generator(liveReal);
+    for (unsigned seed = 1; seed <= livesOfATest(); ++seed) {
+        const Life life = generator.life(seed, static_cast<std::uint8_t>(chassis), tracing);
+        ASSERT_EQ(shortestDifference(life), "") << "seed " << seed;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Chassis, RandomLives, testing::Combine(testing::Range(0, 8), testing::Bool()),
+                         [](const auto& test) {
+                             return "Type" + std::to_string(std::get<0>(test.param)) +
+                                    (std::get<1>(test.param) ? "Tracing" : "Silent");
+                         });
+
+TEST(Cases, AreWhatTheModelForetells) {
+    ASSERT_FALSE(cases().empty());
+    for (const std::filesystem::path& file : cases()) {
+        SCOPED_TRACE(file.filename());
+        std::string error;
+        const std::optional<Life> life = lifeFromText(contentsOf(file), error);
+        ASSERT_TRUE(life.has_value()) << error;
+        EXPECT_EQ(compare(*life, liveModel, liveReal).value_or(""), "");
+    }
+}
+
+} // namespace model

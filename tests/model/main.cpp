@@ -1,0 +1,149 @@
+/** Random lives for as long as one likes. */
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "comparison.h"
+#include "generator.h"
+#include "real_adapter.h"
+#include "shrinker.h"
+
+using namespace model;
+
+namespace {
+
+struct Options {
+    double seconds = 3600;
+    std::uint64_t first = 1;
+    std::uint64_t count = UINT64_MAX;
+    std::string replay;
+    bool functions = false;
+    bool self = false; /**< the adapter beside itself: tries the harness alone */
+    bool print = false;
+};
+
+int usage() {
+    (void)std::fputs("usage: lives [--seconds N] [--first SEED] [--seed SEED] [--functions] [--self]\n"
+                     "       lives --replay FILE [--print]\n",
+                     stderr);
+    return 2;
+}
+
+bool parse(int argc, char* argv[], Options& options) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string name = argv[i];
+        if (name == "--functions") {
+            options.functions = true;
+        } else if (name == "--self") {
+            options.self = true;
+        } else if (name == "--print") {
+            options.print = true;
+        } else if (i + 1 == argc) {
+            return false;
+        } else if (name == "--seconds") {
+            options.seconds = std::atof(argv[++i]);
+        } else if (name == "--first") {
+            options.first = std::strtoull(argv[++i], nullptr, 10);
+        } else if (name == "--seed") {
+            options.first = std::strtoull(argv[++i], nullptr, 10);
+            options.count = 1;
+        } else if (name == "--replay") {
+            options.replay = argv[++i];
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+double processorSeconds() {
+    return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
+std::size_t passesOf(const Life& life) {
+    std::size_t passes = 0;
+    for (const Step& step : life.steps) {
+        passes += step.kind == Step::PASS ? step.count : 0;
+    }
+    return passes;
+}
+
+void report(const Life& life, const Side& expected) {
+    const Life small = shrink(life, [&](const Life& one) { return compare(one, expected, liveReal).has_value(); });
+    std::printf("--- the shortest life that differs\n%s--- how it differs\n%s", toText(small).c_str(),
+                compare(small, expected, liveReal).value_or("not any more\n").c_str());
+}
+
+int replay(const Options& options, const Side& expected) {
+    std::ifstream file(options.replay);
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string error;
+    const std::optional<Life> life = lifeFromText(text, error);
+    if (!file || !life) {
+        std::printf("%s: %s\n", options.replay.c_str(), life ? "cannot be read" : error.c_str());
+        return 2;
+    }
+    if (options.print) {
+        for (const Entry& entry : streamOf(*life, liveReal)) {
+            std::printf("%s\n", toText(entry).c_str());
+        }
+    }
+    const auto different = compare(*life, expected, liveReal);
+    std::printf("%s\n", different.value_or("equal").c_str());
+    return different ? 1 : 0;
+}
+
+void printFunctions(const FunctionPairs& pairs) {
+    for (const auto& [names, count] : pairs) {
+        if (names.first != names.second) {
+            std::printf("%10lu  model %-45s adapter %s\n", count, names.first.c_str(), names.second.c_str());
+        }
+    }
+}
+
+int live(const Options& options, const Side& expected) {
+    const Generator generator(liveReal);
+    FunctionPairs pairs;
+    std::size_t lives = 0, passes = 0, entries = 0;
+    int status = 0;
+    const auto start = std::chrono::steady_clock::now();
+    const double processor = processorSeconds();
+    const std::chrono::duration<double> limit(options.seconds);
+    for (std::uint64_t seed = options.first;
+         lives < options.count && std::chrono::steady_clock::now() - start < limit; ++seed) {
+        const Life life = generator.life(seed);
+        const std::vector<Entry> foretold = streamOf(life, expected), found = streamOf(life, liveReal);
+        ++lives;
+        passes += passesOf(life);
+        entries += found.size();
+        if (options.functions) {
+            countFunctions(foretold, found, pairs);
+        }
+        if (difference(foretold, found)) {
+            std::printf("seed %llu differs\n", static_cast<unsigned long long>(seed));
+            report(life, expected);
+            status = 1;
+            break;
+        }
+    }
+    printFunctions(pairs);
+    std::printf("%zu lives, %zu passes, %zu entries compared, %.1f s of processor time: %s\n", lives, passes, entries,
+                processorSeconds() - processor, status == 0 ? "all equal" : "a difference");
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    Options options;
+    if (!parse(argc, argv, options)) {
+        return usage();
+    }
+    const Side expected = options.self ? Side(liveReal) : Side(liveModel);
+    return options.replay.empty() ? live(options, expected) : replay(options, expected);
+}

@@ -1,0 +1,389 @@
+/** Replies to SES commands: framing, sense data, the configuration page and the enclosure status page. */
+#include "adapter.h"
+
+#include <algorithm>
+
+#include "outgoing.h"
+
+namespace model {
+
+namespace {
+
+constexpr const char* FUNCTION = "esaSendStatus";
+constexpr std::size_t PAGE = 65;
+constexpr std::size_t LARGEST_PAGE = 156; /**< with as many elements as there can be; zeros follow a shorter one */
+
+/** Header and status byte of the reply to the command in `esaInMsg`; a recipient above 63 has no bit. */
+void startReply(State& state, std::uint8_t statusCode) {
+    const std::span<std::uint8_t> message = state.esaWorkSpace;
+    const std::uint8_t asker = state.esaInMsg[16];
+    clearHeader(message);
+    std::copy_n(state.esaInMsg.begin() + 12, 4, message.begin() + 12);
+    message[16] = 33;
+    message[17] = 0x40;
+    message[18] = asker;
+    if (asker < 64)
+        putWord(message, asker < 32 ? 20 : 24, 1U << (asker % 32));
+    putWord(message, 36, statusCode);
+    std::copy_n(state.esaInMsg.begin() + 40, 4, message.begin() + 40);
+    message[64] = statusCode;
+}
+
+Bytes senseData(std::uint8_t senseKey, std::uint8_t asc, std::uint8_t ascq) {
+    Bytes sense(24);
+    sense[0] = 0xE0;
+    sense[2] = static_cast<std::uint8_t>(senseKey << 4);
+    sense[16] = asc;
+    sense[17] = ascq;
+    return sense;
+}
+
+Bytes configurationPage(const State& state) {
+    const std::size_t types = state.elementTypeMaxNumber;
+    const std::uint8_t counts[] = {state.deviceMaxNumber, state.powerSupplyMaxNumber, state.coolingMaxNumber,
+                                   state.temperatureSensorMaxNumber, state.audibleAlarmMaxNumber};
+    constexpr std::uint8_t TYPES[] = {1, 2, 3, 4, 6};
+    Bytes page(8 + 40);
+    page[0] = 1;
+    putHalf(page, 2, 4 * types + 44);
+    page[8] = 0x20;
+    page[10] = state.elementTypeMaxNumber;
+    page[11] = 36;
+    for (std::size_t i = 0; i < 5; i++)
+        page.insert(page.end(), {TYPES[i], counts[i], 0, 0});
+    return page;
+}
+
+/** An element record, or the overall word that each list starts with. */
+void append(Bytes& page, const Element& record) {
+    page.insert(page.end(), record.begin(), record.end());
+}
+
+void devices(Adapter& adapter, Bytes& page) {
+    const State& state = adapter.state;
+    append(page, {});
+    for (std::uint8_t slot = 0; slot < state.deviceMaxNumber; slot++) {
+        const bool missing = state.enclosureType == 2 && adapter.xyratexIsDrivePresent(slot) != OK;
+        const auto faultRequested = static_cast<std::uint8_t>(state.deviceElementControl[slot][3] & 0x04);
+        append(page, {missing ? std::uint8_t{5} : std::uint8_t{1}, slot, 0, faultRequested});
+    }
+}
+
+/** What one supply's readings say. */
+struct Supply {
+    bool bad = false;       /**< not installed, as far as the requester is told */
+    bool acFail = false;    /**< voltages out of range */
+    bool indicated = false; /**< a fault that the enclosure shows */
+    bool changed = false;
+};
+
+/** True when the bit of `powerSupplyStatus` was not as `good` has it and now is. */
+bool remember(State& state, std::uint32_t bit, bool good) {
+    if (((state.powerSupplyStatus & bit) != 0) == good)
+        return false;
+    state.powerSupplyStatus ^= bit;
+    return true;
+}
+
+/** An alarm in REMIND ends with the redundancy fault that it reminds of. */
+void endReminder(Adapter& adapter) {
+    State& state = adapter.state;
+    if (adapter.xyratexReadAlarmstate() != 2)
+        return;
+    adapter.xyratexSetAlarmState(0);
+    if (state.alarmState == 0)
+        return;
+    state.alarmState = 0;
+    Bytes data = adapter.eventData();
+    Adapter::setWord(data, 20, state.audibleAlarmMaxNumber);
+    Adapter::setWord(data, 52, 0);
+    adapter.esaSendEventMmsgToEmp(9, 1, data);
+}
+
+void xyratexRedundancy(Adapter& adapter, Supply& supply) {
+    State& state = adapter.state;
+    const bool wasGood = (state.powerSupplyStatus & 0x2) != 0;
+    supply.bad = adapter.xyratexReadPowerRedundancyFailStatus() != OK;
+    if (supply.bad && wasGood) {
+        adapter.xyratexSetPowerRedundancyFailLED();
+    } else if (supply.bad) {
+        adapter.trace(FUNCTION, "Power Redundancy Fail LED already [ON].");
+    } else if (wasGood) {
+        adapter.trace(FUNCTION, "Power Redundancy Fail LED already [OFF].");
+        endReminder(adapter);
+    } else {
+        adapter.xyratexClearPowerRedundancyFailLED();
+    }
+    supply.changed |= remember(state, 0x2, !supply.bad);
+}
+
+void xyratexVoltage(Adapter& adapter, Supply& supply) {
+    State& state = adapter.state;
+    const bool wasGood = (state.powerSupplyStatus & 0x1) != 0;
+    supply.acFail = adapter.xyratexReadPowerVoltageStatus() != OK;
+    if (supply.acFail && wasGood)
+        adapter.xyratexClearPsuOkLED();
+    else if (supply.acFail)
+        adapter.trace(FUNCTION, "PSU OK LED already [OFF].");
+    else if (!wasGood)
+        adapter.xyratexSetPsuOkLED();
+    else
+        adapter.trace(FUNCTION, "PSU OK LED already [ON].");
+    supply.changed |= remember(state, 0x1, !supply.acFail);
+}
+
+/** A supply check whose outcome goes to the composite fault: the same bit is cause and memory. */
+void judge(Adapter& adapter, Supply& supply, std::uint32_t bit, int reading, const char* alreadyGood) {
+    supply.bad = reading != OK;
+    adapter.esaManageCompositeFault(bit, supply.bad ? FAILED : OK);
+    supply.changed = remember(adapter.state, bit, !supply.bad);
+    if (!supply.changed)
+        adapter.trace(FUNCTION, "%s", supply.bad ? "Power Redundancy Status already [NOT OK]." : alreadyGood);
+    supply.indicated = (adapter.state.compositeFaultStatus & bit) != 0;
+}
+
+void judgeVoltage(Adapter& adapter, Supply& supply, int reading) {
+    judge(adapter, supply, 0x1, reading, "Power Voltage Tolerance Status already [OK].");
+    supply.acFail = supply.bad;
+}
+
+Supply readSupply(Adapter& adapter) {
+    Supply supply;
+    switch (adapter.state.enclosureType) {
+    case 2:
+        xyratexRedundancy(adapter, supply);
+        xyratexVoltage(adapter, supply);
+        supply.indicated = (adapter.state.powerSupplyStatus & 0x3) != 0x3;
+        break;
+    case 3:
+    case 5:
+        judge(adapter, supply, 0x2, adapter.esaVsc055ReadPowerRedundancyFailStatus(),
+              "Power Redundancy Status already [OK].");
+        break;
+    case 4:
+        judgeVoltage(adapter, supply, adapter.chenbroReadPowerVoltageToleranceStatus());
+        break;
+    case 6:
+        judgeVoltage(adapter, supply,
+                     adapter.esaW83782dReadPowerVoltageToleranceStatus(adapter.state.i2cAddressW83782d));
+        break;
+    default:
+        break;
+    }
+    return supply;
+}
+
+void powerSupplies(Adapter& adapter, Bytes& page) {
+    const State& state = adapter.state;
+    bool changed = false;
+    append(page, {});
+    for (std::size_t i = 0; i < state.powerSupplyMaxNumber; i++) {
+        const Supply supply = readSupply(adapter);
+        const std::uint8_t requested = state.powerSupplyElementControl[i][3];
+        const bool fail = supply.indicated || (requested & 0x02) != 0;
+        const int flags = (supply.acFail ? 0x40 : 0) | (requested & 0x04) | (fail ? 0x02 : 0) | 0x01;
+        append(page, {supply.bad ? std::uint8_t{5} : std::uint8_t{1}, 0, 0, static_cast<std::uint8_t>(flags)});
+        changed |= supply.changed;
+    }
+    if (!changed)
+        return;
+    Bytes data = adapter.eventData();
+    Adapter::setWord(data, 8, state.powerSupplyMaxNumber);
+    Adapter::setWord(data, 32, state.powerSupplyStatus);
+    adapter.esaSendEventMmsgToEmp(6, 2, data);
+}
+
+int readFan(Adapter& adapter, std::uint8_t fan, std::uint16_t& rpm) {
+    switch (adapter.state.enclosureType) {
+    case 2:
+    case 3:
+    case 5:
+        return adapter.esaVsc055FanReadSpeed(fan, rpm);
+    case 4:
+        return adapter.chenbroW83782dFanReadSpeed(fan, rpm);
+    case 6:
+        return adapter.esaW83782dFanReadSpeed(adapter.state.i2cAddressW83782d, fan, rpm);
+    default:
+        return FAILED;
+    }
+}
+
+void followFanLed(Adapter& adapter) {
+    const bool wanted = adapter.state.fanFaultStatus != 0;
+    const bool lit = (adapter.state.vsc055GPD[6] & 0x80) != 0;
+    if (wanted == lit) {
+        adapter.trace(FUNCTION, "FAN Fail LED already [%s].", lit ? "ON" : "OFF");
+        return;
+    }
+    if (wanted)
+        adapter.xyratexSetFanFailLED();
+    else
+        adapter.xyratexClearFanFailLED();
+    adapter.trace(FUNCTION, "Turn [%s] FAN Fail LED.", wanted ? "ON" : "OFF");
+}
+
+/** The Xyratex marks fans here as well, 2000 RPM being a fault; true when the fan's mark changed. */
+bool markFan(Adapter& adapter, std::uint8_t fan, bool slow) {
+    const std::uint32_t bit = 1U << fan;
+    const bool changed = ((adapter.state.fanFaultStatus & bit) != 0) != slow;
+    if (changed)
+        adapter.state.fanFaultStatus ^= bit;
+    adapter.trace(FUNCTION, "%s %s on Fan [%d].", changed ? "Now marking" : "Already marked", slow ? "Fault" : "OK",
+                  fan);
+    followFanLed(adapter);
+    return changed;
+}
+
+void cooling(Adapter& adapter, Bytes& page) {
+    const State& state = adapter.state;
+    bool changed = false;
+    append(page, {});
+    for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
+        Element record{};
+        std::uint16_t rpm = 0;
+        record[3] = 7 << 5;
+        if (readFan(adapter, fan, rpm) == OK) {
+            adapter.trace(FUNCTION, "Fan [%d] has RPM [%d] divided by a factor of 10.", fan, rpm);
+            record[1] = static_cast<std::uint8_t>((rpm / 2560 & 3) << 6);
+            record[2] = static_cast<std::uint8_t>(rpm / 10);
+            if (record[1] == 0 && record[2] == 0)
+                record[3] = 0x08;
+            if (state.enclosureType == 2) {
+                changed |= markFan(adapter, fan, rpm <= 2000);
+                record[3] |= rpm <= 2000 ? 0x02 : 0;
+            }
+        }
+        record[3] = static_cast<std::uint8_t>(record[3] | (state.coolingElementControl[fan][3] & 0x04));
+        append(page, record);
+    }
+    if (!changed)
+        return;
+    Bytes data = adapter.eventData();
+    Adapter::setWord(data, 12, state.coolingMaxNumber);
+    Adapter::setWord(data, 36, state.fanFaultStatus);
+    adapter.esaSendEventMmsgToEmp(7, 2, data);
+}
+
+void refreshTemperatures(Adapter& adapter) {
+    State& state = adapter.state;
+    const std::size_t sensors = state.temperatureSensorMaxNumber;
+    switch (state.enclosureType) {
+    case 2:
+        state.temperatureSensor[0] = adapter.lm75ReadTemperature(0x4C);
+        state.temperatureSensor[1] = adapter.lm75ReadTemperature(0x4D);
+        break;
+    case 3:
+    case 5:
+        for (std::size_t k = 0; k < sensors; k++) {
+            state.temperatureSensor[k] = adapter.lm75ReadTemperature(state.i2cAddressLM75[k]);
+            adapter.trace(FUNCTION, "temperatureSensor[%d] = [%d] degrees Celsius.", static_cast<int>(k),
+                          state.temperatureSensor[k]);
+        }
+        break;
+    case 4: {
+        constexpr std::uint8_t BACKPLANES[] = {0x28, 0x2A, 0x2C, 0x30};
+        for (std::size_t k = 0; k < 4; k++)
+            state.temperatureSensor[k] = adapter.esaW83782dReadTemperature(BACKPLANES[k], 0);
+        break;
+    }
+    case 6:
+        for (std::size_t k = 0; k < sensors; k++)
+            state.temperatureSensor[k] =
+                adapter.esaW83782dReadTemperature(state.i2cAddressW83782d, static_cast<std::uint8_t>(k));
+        break;
+    default:
+        break;
+    }
+}
+
+Element temperatureRecord(int degrees) {
+    if (degrees == 32767)
+        return {};
+    int flags = 0;
+    if (degrees > 55)
+        flags = degrees > 60 ? 0x30 : 0x20;
+    else if (degrees < 1)
+        flags = degrees < 0 ? 0xC0 : 0x80;
+    return {0, 0, static_cast<std::uint8_t>(degrees + 20), static_cast<std::uint8_t>(flags)};
+}
+
+bool muted(Adapter& adapter, const Element& control) {
+    const State& state = adapter.state;
+    if (state.enclosureType == 2)
+        return adapter.xyratexReadAlarmstate() == 0;
+    if (state.enclosureType >= 3 && state.enclosureType <= 6)
+        return state.alarmState == 0;
+    return (control[3] & 0x02) != 0;
+}
+
+void alarms(Adapter& adapter, Bytes& page) {
+    const State& state = adapter.state;
+    append(page, {0, 0, 0, static_cast<std::uint8_t>(state.audibleAlarmElementControlOverall & 0x20)});
+    for (std::size_t j = 0; j < state.audibleAlarmMaxNumber; j++) {
+        const Element& control = state.audibleAlarmElementControl[j];
+        const int flags = (control[3] & 0xF8) | (muted(adapter, control) ? 0x02 : 0) | ((control[3] & 0x02) >> 1);
+        append(page, {static_cast<std::uint8_t>(control[0] & 0x20), 0, 0, static_cast<std::uint8_t>(flags)});
+    }
+}
+
+Bytes statusPage(Adapter& adapter) {
+    const State& state = adapter.state;
+    Bytes page(8);
+    page[0] = 2;
+    devices(adapter, page);
+    powerSupplies(adapter, page);
+    cooling(adapter, page);
+    refreshTemperatures(adapter);
+    append(page, {});
+    for (std::size_t k = 0; k < state.temperatureSensorMaxNumber; k++)
+        append(page, temperatureRecord(state.temperatureSensor[k]));
+    alarms(adapter, page);
+    putHalf(page, 2, page.size() - 4);
+    return page;
+}
+
+} // namespace
+
+Bytes Adapter::buildPage(std::uint8_t pageCode, std::uint32_t allocationLength) {
+    if (pageCode == 2)
+        return statusPage(*this);
+    const std::size_t types = state.elementTypeMaxNumber;
+    return allocationLength < 4 * types + 48 ? Bytes() : configurationPage(state);
+}
+
+void Adapter::esaSendStatus() {
+    const bool pageCodeValid = (state.esaInMsg[65] & 0x80) != 0;
+    esaSendStatus(0, pageCodeValid ? state.esaInMsg[66] : state.pageCodeInRecentSndDiagCmd, 0, 0, 0);
+}
+
+void Adapter::esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
+                            std::uint8_t ascq) {
+    const std::uint32_t command = wordAt(state.esaInMsg, 12) & 0xFFFFFF;
+    const std::uint32_t allocationLength = wordAt(state.esaInMsg, 68) >> 16;
+    Bytes payload;
+    std::size_t length = 0;
+    if (command != 28 && command != 29) {
+        trace(FUNCTION, "Un-supported SES Command [%d].", static_cast<int>(command));
+    } else if (statusCode == 2) {
+        payload = senseData(senseKey, asc, ascq);
+        length = 92;
+    } else if (statusCode == 0 && command == 29) {
+        length = 68;
+    } else if (statusCode == 0 && pageCode > 2) {
+        trace(FUNCTION, "Un-supported SES Page [%d].", pageCode);
+    } else if (statusCode == 0 && pageCode != 0) {
+        payload = buildPage(pageCode, allocationLength);
+        length = payload.empty() ? 0 : PAGE + payload.size() - 1; // pages go out one byte short
+    }
+    if (length == 0)
+        return;
+    startReply(state, statusCode);
+    payload.resize(LARGEST_PAGE);
+    std::ranges::copy(payload, state.esaWorkSpace.begin() + PAGE);
+    putHalf(state.esaWorkSpace, 10, length);
+    trace(FUNCTION, "Send out a Diagnostic Page.");
+    printMessage(state.esaWorkSpace);
+    sendWorkSpace(length, "esaSndDiagPage()");
+}
+
+} // namespace model

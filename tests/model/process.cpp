@@ -1,0 +1,208 @@
+/** Start-up, chassis dispatch, I2C access and the poll countdown. */
+#include <algorithm>
+#include <cstdlib>
+
+#include "adapter.h"
+#include "octets.h"
+
+namespace model {
+
+namespace {
+
+constexpr std::uint32_t FLAG_RCP_COMPLETE = 0x00000080;
+constexpr std::uint32_t FLAG_TRACE = 0x01000000;
+
+/** The key as a 32-bit processor's strtol gives it. */
+long parseKey(const std::string& text) {
+    return std::clamp<long>(std::strtol(text.c_str(), nullptr, 0), INT32_MIN, INT32_MAX);
+}
+
+struct ChassisRow {
+    std::uint8_t chassisType;
+    const char* name;
+    std::uint8_t vsc055;
+    std::array<std::uint8_t, 3> lm75;
+    std::uint8_t w83782d;
+};
+
+constexpr ChassisRow CHASSIS[] = {
+    {1, "VORAN_E_CHASSIS_NONE", 0, {}, 0},
+    {2, "VORAN_E_CHASSIS_XYRATEX_2U12ATX", 0x63, {}, 0},
+    {3, "VORAN_E_CHASSIS_TELMA_QUADRA", 0x41, {0x4C, 0x4B, 0x4A}, 0},
+    {4, "VORAN_E_CHASSIS_CHENBRO_3U16ATX", 0, {}, 0},
+    {5, "VORAN_E_CHASSIS_VORAN_VSC055", 0x41, {0x4C, 0x4B, 0x4A}, 0},
+    {6, "VORAN_E_CHASSIS_VORAN_W83782D", 0, {}, 0x28},
+};
+
+const ChassisRow& chassisRow(std::uint8_t chassisType) {
+    return chassisType >= 1 && chassisType <= 6 ? CHASSIS[chassisType - 1] : CHASSIS[0];
+}
+
+struct InitRow {
+    int (Adapter::*init)();
+    const char* name;
+};
+
+/** By `enclosureType` less 2. */
+constexpr InitRow INIT[] = {
+    {&Adapter::xyratexInit, "Xyratex"},          {&Adapter::esaVsc055Init, "Vsc055 based"},
+    {&Adapter::chenbroInit, "Chenbro"},          {&Adapter::esaVsc055Init, "Vsc055 based"},
+    {&Adapter::esaW83782dInit, "W83782d based"},
+};
+
+/** By `enclosureType` less 2. */
+constexpr void (Adapter::*POLL[])() = {
+    &Adapter::xyratexEsaProcessPollTimeout, &Adapter::esaVsc055ProcessPollTimeout,
+    &Adapter::chenbroEsaProcessPollTimeout, &Adapter::esaVsc055ProcessPollTimeout,
+    &Adapter::esaW83782dProcessPollTimeout,
+};
+
+bool hasDriver(std::uint8_t enclosureType) {
+    return enclosureType >= 2 && enclosureType <= 6;
+}
+
+} // namespace
+
+int Adapter::main(const std::vector<std::string>& arguments) {
+    world.standardOutput("main(): Start the Enclosure Services Adapter.");
+    if (arguments.size() < 2) {
+        world.standardOutput("main(): Arguments few than 2.\n");
+        return 1;
+    }
+    const std::string progName = arguments[0].substr(arguments[0].rfind('/') + 1);
+    const long shmKey = parseKey(arguments[1]);
+    if (shmKey <= 99) {
+        world.standardOutput("main(): shared memory key less than 100.\n");
+        return 2;
+    }
+    const std::optional<Parameters> attached = world.attachParameters(shmKey);
+    if (!attached) {
+        world.standardError(progName + ": Unable to share parameters.");
+        world.standardError(progName + ": Giving up.");
+        return 3;
+    }
+    parameters = *attached;
+    tracing = (world.flags() & FLAG_TRACE) != 0;
+
+    esaInit();
+    trace("main", "Finish initializing the Enclosure Services Adapter internal data structures.");
+    sendStartupNotice();
+    trace("main", "ESA finishes initialization and sends the message to the Startup process.");
+    waitForRcp();
+    initChassis();
+    state.selectTimeoutSec = 1;
+    state.selectTimeoutUsec = 0;
+    for (;;)
+        mainLoopPass();
+}
+
+void Adapter::sendStartupNotice() {
+    std::span<std::uint8_t> message = state.esaWorkSpace;
+    octets::put(message, 0, 4, SEND_BUFFER_ADDRESS);
+    octets::put(message, 4, 4, SEND_BUFFER_ADDRESS);
+    octets::put(message, 8, 1, 14);
+    octets::put(message, 9, 1, 1);
+    octets::put(message, 10, 2, 64);
+    octets::put(message, 12, 1, 12); // protocol of Startup
+    octets::put(message, 13, 3, 1);  // initialisation is complete
+    octets::put(message, 16, 1, 33);
+    octets::put(message, 17, 1, 0);
+    octets::put(message, 18, 1, 0);
+    std::ranges::fill(message.subspan(20, 44), std::uint8_t{0});
+    octets::put(message, 20, 4, 0x00040000); // to Startup, endpoint 18
+    sendWorkSpace(64, "main()");
+}
+
+void Adapter::waitForRcp() {
+    int rcpWaitRetryCount = 0;
+    while (rcpWaitRetryCount <= 17) {
+        if ((world.flags() & FLAG_RCP_COMPLETE) != 0) {
+            trace("main", "RCP Complete flag is marked now.");
+            break;
+        }
+        ++rcpWaitRetryCount;
+        world.sleep(10'000'000);
+    }
+    trace("main", "rcpWaitRetryCount = [%d]", rcpWaitRetryCount);
+}
+
+void Adapter::initChassis() {
+    if (hasDriver(state.enclosureType)) {
+        const InitRow& row = INIT[state.enclosureType - 2];
+        if ((this->*row.init)() == 0)
+            trace("main", "Finish initializing for the %s Enclosure.", row.name);
+        else
+            trace("main", "Initializing for the %s Enclosure fails.", row.name);
+        return;
+    }
+    Bytes data = eventData();
+    setWord(data, 56, 2); // the I2C bus is at fault
+    esaSendEventMmsgToEmp(10, state.enclosureType == 1 ? 1 : 2, data);
+}
+
+void Adapter::esaInit() {
+    state = State{};
+    state.esaDebug = 1;
+    state.enclosureType = 1;
+    state.elementTypeMaxNumber = 5;
+    state.deviceMaxNumber = 16;
+    state.powerSupplyMaxNumber = 3;
+    state.coolingMaxNumber = 8;
+    state.temperatureSensorMaxNumber = 4;
+    state.audibleAlarmMaxNumber = 1;
+    state.pollTimeoutSec = 10;
+    trace("esaInit", "esaDebug set to TRUE");
+    state.sesTypeDescriptorList = {1, 2, 3, 4, 6};
+
+    state.socketFdMSM = world.socket();
+    if (state.socketFdMSM < 0)
+        esaFault("esaInit()", "Linux socket function fails for ESA socket!");
+    // The address holds 108 characters and always ends in a zero.
+    state.socketPath = (parameters.mmsgDirectory + "/esadapter").substr(0, 107);
+    if (world.connect(state.socketFdMSM, state.socketPath, 110) < 0)
+        esaFault("esaInit()", "Linux connect function fails for MSM/ESA socket!");
+    trace("esaInit", "Enclosure Services Adapter connects to MSM with socket [%d]", state.socketFdMSM);
+
+    state.i2cFileFd = world.openI2c("/dev/enc-0");
+    if (state.i2cFileFd < 0) {
+        trace("esaInit", "Failed to open the i2c device.");
+        return;
+    }
+    trace("esaInit", "oMpuParams->chassisType = [%d]", parameters.chassisType);
+    const ChassisRow& row = chassisRow(parameters.chassisType);
+    state.enclosureType = row.chassisType;
+    state.i2cAddressVsc055 = row.vsc055;
+    std::ranges::copy(row.lm75, state.i2cAddressLM75.begin());
+    state.i2cAddressW83782d = row.w83782d;
+    trace("esaInit", "esaControl.enclosureType = [%s]", row.name);
+}
+
+void Adapter::esaProcessPollTimeout() {
+    const std::int64_t left = (std::int64_t{state.pollTimeoutSec} * 1'000'000) + state.pollTimeoutUsec;
+    const std::int64_t pass = (std::int64_t{state.selectTimeoutSec} * 1'000'000) + state.selectTimeoutUsec;
+    if (left >= pass) {
+        state.pollTimeoutSec = static_cast<std::uint32_t>((left - pass) / 1'000'000);
+        state.pollTimeoutUsec = static_cast<std::uint32_t>((left - pass) % 1'000'000);
+        return;
+    }
+    if (state.i2cConnected == 1 && hasDriver(state.enclosureType))
+        (this->*POLL[state.enclosureType - 2])();
+    state.pollTimeoutSec = 10;
+    state.pollTimeoutUsec = 0;
+}
+
+int Adapter::esaReadI2CData(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> data) {
+    if (state.i2cConnected == 0)
+        return BUS_UNUSABLE;
+    const I2cResult answer = world.readI2c(state.i2cFileFd, address, reg, static_cast<int>(data.size()));
+    std::copy_n(answer.data.begin(), std::min(answer.data.size(), data.size()), data.begin());
+    return answer.result == -1 ? FAILED : OK;
+}
+
+int Adapter::esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
+    if (state.i2cConnected == 0)
+        return BUS_UNUSABLE;
+    return world.writeI2c(state.i2cFileFd, address, reg, data) == -1 ? FAILED : OK;
+}
+
+} // namespace model

@@ -1,0 +1,236 @@
+#include "real_adapter.h"
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <type_traits>
+
+#include "esamain.h"
+#include "mpu_gbl.h"
+#include "real_calls.h"
+#include "trace.h"
+#include "trace_log.h"
+
+namespace model {
+namespace {
+
+MPU_PARAMS_t block;
+jmp_buf endOfLife;
+
+void fillBlock(const Life& life) {
+    block = {};
+    block.version = life.attach == Attach::OTHER_VERSION ? 14 : 15;
+    block.flags = life.flags;
+    block.chassisType = life.chassis;
+    std::memcpy(block.mmsgDirectory, life.directory.data(), std::min(life.directory.size(), std::size_t{128}));
+    std::strcpy(block.logDirectory, "/log");
+}
+
+/** A process starts with nothing remembered. */
+void forgetAll() {
+    wireClear(esaControl);
+    oMpuParams = nullptr;
+    shmKey = 0;
+    ProgName = nullptr;
+}
+
+void traceWritten(std::string_view piece) {
+    TracePiece taken = takeApart(piece);
+    hideAddressInDump(taken.text, sendBufferAddress());
+    currentWorld().trace(taken.function, taken.text);
+}
+
+/** A stream that hands on every piece as it is flushed. */
+template <void (*HANDLER)(std::string_view)>
+FILE* streamTo() {
+    const cookie_io_functions_t functions = {.read = nullptr,
+                                             .write = [](void*, const char* bytes, std::size_t size) -> ssize_t {
+                                                 HANDLER({bytes, size});
+                                                 return static_cast<ssize_t>(size);
+                                             },
+                                             .seek = nullptr,
+                                             .close = nullptr};
+    return fopencookie(nullptr, "w", functions);
+}
+
+/** While it lives, the process' output goes to the world. */
+class OutputToWorld {
+public:
+    OutputToWorld() : keptOut(stdout), keptError(stderr) {
+        stdout = out;
+        stderr = error;
+    }
+    OutputToWorld(const OutputToWorld&) = delete;
+    OutputToWorld& operator=(const OutputToWorld&) = delete;
+    ~OutputToWorld() {
+        (void)std::fflush(out);
+        stdout = keptOut;
+        stderr = keptError;
+    }
+
+private:
+    static FILE* unbuffered(FILE* stream) {
+        (void)std::setvbuf(stream, nullptr, _IONBF, 0);
+        return stream;
+    }
+
+    static inline FILE* const out = unbuffered(
+        streamTo<[](std::string_view piece) { currentWorld().standardOutput(piece); }>());
+    static inline FILE* const error = unbuffered(streamTo<[](std::string_view piece) {
+        if (!attaching()) { // how the library words its own reports is not the adapter's
+            currentWorld().standardError(piece);
+        }
+    }>());
+    FILE* keptOut;
+    FILE* keptError;
+};
+
+template <typename To, typename From>
+void copyBytes(To& to, const From& from) {
+    static_assert(sizeof(To) == sizeof(From));
+    std::memcpy(static_cast<void*>(&to), static_cast<const void*>(&from), sizeof(to));
+}
+
+/** Arrays are copied byte by byte, numbers as numbers: the two declarations of a field must agree about it. */
+template <typename To, typename From>
+void take(To& to, const From& from) {
+    if constexpr (std::is_integral_v<To>) {
+        static_assert(sizeof(To) == sizeof(From));
+        to = static_cast<To>(from);
+    } else {
+        copyBytes(to, from);
+    }
+}
+
+#define TAKE(field) take(state.field, esaControl.field)
+
+void takeBasics(State& state) {
+    TAKE(socketFdMSM);
+    const char* path = esaControl.socketAddressMSM.sun_path;
+    state.socketPath.assign(path, strnlen(path, sizeof(esaControl.socketAddressMSM.sun_path)));
+    TAKE(i2cFileFd);
+    TAKE(enclosureType);
+    TAKE(i2cAddressVsc055);
+    TAKE(i2cAddressLM75);
+    TAKE(i2cAddressW83782d);
+    TAKE(elementTypeMaxNumber);
+    TAKE(deviceMaxNumber);
+    TAKE(powerSupplyMaxNumber);
+    TAKE(coolingMaxNumber);
+    TAKE(temperatureSensorMaxNumber);
+    TAKE(audibleAlarmMaxNumber);
+    TAKE(i2cConnected);
+    TAKE(pageCodeInRecentSndDiagCmd);
+    TAKE(sesTypeDescriptorList);
+    TAKE(esaDebug);
+    TAKE(esaInMsg);
+    TAKE(esaWorkSpace);
+    state.selectTimeoutSec = esaControl.selectTimeout.sec;
+    state.selectTimeoutUsec = esaControl.selectTimeout.usec;
+    state.pollTimeoutSec = esaControl.pollTimeout.sec;
+    state.pollTimeoutUsec = esaControl.pollTimeout.usec;
+}
+
+void takeElements(State& state) {
+    TAKE(deviceElementControlOverall);
+    TAKE(deviceElementControl);
+    TAKE(deviceElementStatusOverall);
+    TAKE(deviceElementStatus);
+    TAKE(driveFaultLedStatus0);
+    TAKE(driveFaultLedStatus1);
+    TAKE(powerSupplyElementControlOverall);
+    TAKE(powerSupplyElementControl);
+    TAKE(powerSupplyElementStatusOverall);
+    TAKE(powerSupplyElementStatus);
+    TAKE(powerSupplyStatus);
+    TAKE(coolingElementControlOverall);
+    TAKE(coolingElementControl);
+    TAKE(coolingElementStatusOverall);
+    TAKE(coolingElementStatus);
+    TAKE(coolingElementOnOff);
+    TAKE(fanFaultStatus);
+    TAKE(fanFaultRpmLimit);
+    TAKE(fanPwmLoad);
+    TAKE(temperatureSensorElementControlOverall);
+    TAKE(temperatureSensorElementControl);
+    TAKE(temperatureSensorElementStatusOverall);
+    TAKE(temperatureSensorElementStatus);
+    TAKE(temperatureSensor);
+    TAKE(temperatureReportStatus);
+    TAKE(temperatureSensorAverage);
+    TAKE(audibleAlarmElementControlOverall);
+    TAKE(audibleAlarmElementControl);
+    TAKE(audibleAlarmElementStatusOverall);
+    TAKE(audibleAlarmElementStatus);
+    TAKE(alarmState);
+    TAKE(compositeFaultStatus);
+}
+
+void takeChips(State& state) {
+    take(state.vsc055GPD, esaControl.vitesse.vsc055GPD);
+    take(state.vsc055DDP, esaControl.vitesse.vsc055DDP);
+    take(state.vsc055FSC, esaControl.vitesse.vsc055FSC);
+    take(state.vsc055PWMC, esaControl.vitesse.vsc055PWMC);
+    TAKE(winbond);
+}
+
+#undef TAKE
+
+/** Returns the exit status; none when the world ended the life. */
+std::optional<int> run(const Life& life) {
+    std::vector<std::string> arguments = life.arguments;
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+    // The adapter never returns from its loop: the world's end jumps out of it.
+    if (setjmp(endOfLife) != 0) {
+        return std::nullopt;
+    }
+    return esaMain(static_cast<int>(life.arguments.size()), argv.data());
+}
+
+} // namespace
+
+FILE* openTraceLog() {
+    return streamTo<traceWritten>();
+}
+
+MPU_PARAMS_t& sharedBlock() {
+    return block;
+}
+
+std::uint32_t sendBufferAddress() {
+    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(esaControl.esaWorkSpace));
+}
+
+[[noreturn]] void leaveLife() {
+    longjmp(endOfLife, 1);
+}
+
+State realState() {
+    State state;
+    takeBasics(state);
+    takeElements(state);
+    takeChips(state);
+    return state;
+}
+
+void liveReal(const Life& life, SimulatedWorld& world) {
+    forgetAll();
+    fillBlock(life);
+    const CallsToWorld calls(world, life);
+    const OutputToWorld output;
+    world.remembered = [] { return describe(realState()); };
+    if (const std::optional<int> status = run(life)) {
+        world.ended("exit " + std::to_string(*status));
+    } else {
+        world.takeSnapshot();
+    }
+    TRACE__done();
+    world.remembered = nullptr;
+}
+
+} // namespace model

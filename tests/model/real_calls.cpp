@@ -1,0 +1,255 @@
+#include "real_calls.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
+#include <utility>
+
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include "osdep.h"
+#include "platform.h"
+#include "trace_log.h"
+
+namespace model {
+namespace {
+
+SimulatedWorld* world = nullptr;
+Attach attach = Attach::POSSIBLE;
+bool isAttaching = false;
+std::function<void(bool)> waitedForReal;
+
+/** Carries out a call of the world; the life's end does not come back. */
+template <typename Act>
+auto inWorld(Act act) {
+    try {
+        auto result = act(*world);
+        sharedBlock().flags = world->flags();
+        return result;
+    } catch (const EndOfLife&) {
+    }
+    leaveLife();
+}
+
+template <typename Result>
+Result failing(Result result) {
+    errno = EIO;
+    return result;
+}
+
+} // namespace
+
+CallsToWorld::CallsToWorld(SimulatedWorld& theWorld, const Life& life) {
+    world = &theWorld;
+    attach = life.attach;
+    sharedBlock().flags = theWorld.flags();
+}
+
+CallsToWorld::~CallsToWorld() {
+    world = nullptr;
+}
+
+SimulatedWorld& currentWorld() {
+    return *world;
+}
+
+bool attaching() {
+    return isAttaching;
+}
+
+void waitForReal(std::function<void(bool readable)> waited) {
+    waitedForReal = std::move(waited);
+}
+
+} // namespace model
+
+// Calls that know of time have another name where a long has 32 bits and a time 64.
+#if __SIZEOF_LONG__ == 8
+#define REAL_SELECT __real_select
+#define WRAP_SELECT __wrap_select
+#define REAL_SETSOCKOPT __real_setsockopt
+#define WRAP_SETSOCKOPT __wrap_setsockopt
+#else
+#define REAL_SELECT __real___select64
+#define WRAP_SELECT __wrap___select64
+#define REAL_SETSOCKOPT __real___setsockopt64
+#define WRAP_SETSOCKOPT __wrap___setsockopt64
+#endif
+
+using namespace model;
+
+extern "C" {
+
+int __real_socket(int domain, int type, int protocol);
+int __real_connect(int fd, const sockaddr* address, socklen_t length);
+int REAL_SETSOCKOPT(int fd, int level, int name, const void* value, socklen_t length);
+int REAL_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, timeval* timeout);
+ssize_t __real_recv(int fd, void* buffer, size_t size, int flags);
+ssize_t __real_send(int fd, const void* bytes, size_t size, int flags);
+int __real_shmget(key_t key, size_t size, int flags);
+void* __real_shmat(int shmid, const void* address, int flags);
+int __real_shmdt(const void* address);
+int __real_open64(const char* path, int flags, ...);
+FILE* __real_fopen64(const char* path, const char* mode);
+const MPU_PARAMS_t* __real__Z16MPU_getMpuParamsi(int key);
+
+int __wrap_socket(int domain, int type, int protocol) {
+    if (world == nullptr) {
+        return __real_socket(domain, type, protocol);
+    }
+    return domain == AF_UNIX && type == SOCK_STREAM ? inWorld([](World& w) { return w.socket(); }) : -1;
+}
+
+int __wrap_connect(int fd, const sockaddr* address, socklen_t length) {
+    if (world == nullptr) {
+        return __real_connect(fd, address, length);
+    }
+    const auto* un = reinterpret_cast<const sockaddr_un*>(address);
+    return inWorld([=](World& w) {
+        const std::string path(un->sun_path, strnlen(un->sun_path, sizeof(un->sun_path)));
+        return un->sun_family == AF_UNIX ? w.connect(fd, path, length) : -1;
+    });
+}
+
+int WRAP_SETSOCKOPT(int fd, int level, int name, const void* value, socklen_t length) {
+    return world == nullptr ? REAL_SETSOCKOPT(fd, level, name, value, length) : 0;
+}
+
+int WRAP_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, timeval* timeout) {
+    if (world == nullptr) {
+        return REAL_SELECT(count, reads, writes, exceptions, timeout);
+    }
+    const int fd = count > 0 && FD_ISSET(count - 1, reads) ? count - 1 : -1;
+    const SelectResult result = inWorld([&](World& w) {
+        return w.select(fd, static_cast<std::uint32_t>(timeout->tv_sec), static_cast<std::uint32_t>(timeout->tv_usec));
+    });
+    if (waitedForReal) {
+        const int ready = REAL_SELECT(count, reads, writes, exceptions, timeout);
+        waitedForReal(ready > 0);
+        return ready;
+    }
+    FD_ZERO(reads);
+    if (result.readable) {
+        FD_SET(fd, reads);
+    }
+    *timeout = {0, 0}; // as after a wait to its end
+    errno = result.result < 0 ? EINTR : errno;
+    return result.result;
+}
+
+ssize_t __wrap_recv(int fd, void* buffer, size_t size, int flags) {
+    if (world == nullptr) {
+        return __real_recv(fd, buffer, size, flags);
+    }
+    const long got = inWorld([=](World& w) {
+        const ReceiveResult result = w.receive(fd, size, flags);
+        std::memcpy(buffer, result.data.data(), result.data.size());
+        return result.result;
+    });
+    return got < 0 ? failing(got) : got;
+}
+
+ssize_t __wrap_send(int fd, const void* bytes, size_t size, int flags) {
+    if (world == nullptr) {
+        return __real_send(fd, bytes, size, flags);
+    }
+    const long sent = inWorld([=](World& w) {
+        const auto* first = static_cast<const std::uint8_t*>(bytes);
+        Bytes message(first, first + size);
+        hideAddress(message.data(), message.size(), sendBufferAddress());
+        return w.send(fd, message, flags);
+    });
+    return sent < 0 ? failing(sent) : sent;
+}
+
+int __wrap_open64(const char* path, int flags, ...) {
+    if (world != nullptr && std::strncmp(path, "/dev/enc", 8) == 0) {
+        return inWorld([=](World& w) { return w.openI2c(path); });
+    }
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const unsigned mode = va_arg(arguments, unsigned);
+    va_end(arguments);
+    return __real_open64(path, flags, mode);
+}
+
+FILE* __wrap_fopen64(const char* path, const char* mode) {
+    const bool isLog = world != nullptr && std::strcmp(path, "/log/esa_01.log") == 0;
+    return isLog ? openTraceLog() : __real_fopen64(path, mode);
+}
+
+const MPU_PARAMS_t* __wrap__Z16MPU_getMpuParamsi(int key) {
+    isAttaching = true;
+    const MPU_PARAMS_t* params = __real__Z16MPU_getMpuParamsi(key);
+    isAttaching = false;
+    return params;
+}
+
+int __wrap_shmget(key_t key, size_t size, int flags) {
+    if (world == nullptr) {
+        return __real_shmget(key, size, flags);
+    }
+    (void)inWorld([=](World& w) { return w.attachParameters(key).has_value(); });
+    return attach == Attach::ABSENT ? failing(-1) : 77;
+}
+
+void* __wrap_shmat(int shmid, const void* address, int flags) {
+    if (world == nullptr) {
+        return __real_shmat(shmid, address, flags);
+    }
+    return attach == Attach::UNMAPPABLE ? failing(reinterpret_cast<void*>(-1)) : &sharedBlock();
+}
+
+int __wrap_shmdt(const void* address) {
+    return world == nullptr ? __real_shmdt(address) : 0;
+}
+
+} // extern "C"
+
+int read_i2c_data(int fd, U8_t i2cAddr, U8_t regAddr, U8_t* data, int length) {
+    return inWorld([=](World& w) {
+        const I2cResult result = w.readI2c(fd, i2cAddr, regAddr, length);
+        std::memcpy(data, result.data.data(), result.data.size());
+        return result.result;
+    });
+}
+
+int write_i2c_data(int fd, U8_t i2cAddr, U8_t regAddr, const U8_t* data, int length) {
+    return inWorld([=](World& w) {
+        return w.writeI2c(fd, i2cAddr, regAddr, {data, static_cast<std::size_t>(length)});
+    });
+}
+
+static void logEvent(const EmpEvLogHeader_t* record, std::optional<int> action) {
+    (void)inWorld([=](World& w) {
+        const auto* first = reinterpret_cast<const std::uint8_t*>(record);
+        Bytes bytes(first, first + sizeof(*record) + record->evStructLength);
+        hideAddress(bytes.data() + sizeof(*record), bytes.size() - sizeof(*record), sendBufferAddress());
+        w.eventLog(bytes, action);
+        return 0;
+    });
+}
+
+void altEventLogM(const EmpEvLogHeader_t* record, const MPU_PARAMS_t*) {
+    logEvent(record, std::nullopt);
+}
+
+void altEventLog(const EmpEvLogHeader_t* record, const MPU_PARAMS_t*, S32_t action) {
+    logEvent(record, action);
+}
+
+void MPU_sleep(U32_t seconds) {
+    (void)inWorld([=](World& w) {
+        w.sleep(seconds * std::uint64_t{1000000});
+        return 0;
+    });
+}
+
+void MPU_usleep(U32_t microseconds) {
+    (void)inWorld([=](World& w) {
+        w.sleep(microseconds);
+        return 0;
+    });
+}

@@ -1,0 +1,151 @@
+#include "shrinker.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace model {
+namespace {
+
+class Shrinker {
+public:
+    Shrinker(Life theLife, const Fails& theFails, unsigned most) : life(std::move(theLife)), fails(theFails), left(most) {}
+
+    Life shrink() {
+        std::string before;
+        while (before != toText(life) && left > 0) {
+            before = toText(life);
+            dropSteps();
+            joinSteps();
+            plainCircumstances();
+            for (std::size_t i = 0; i < life.steps.size(); ++i) {
+                simplify(i);
+            }
+        }
+        return life;
+    }
+
+private:
+    bool take(Life candidate) {
+        if (left == 0 || candidate == life) {
+            return false;
+        }
+        --left;
+        if (!fails(candidate)) {
+            return false;
+        }
+        life = std::move(candidate);
+        return true;
+    }
+
+    void dropSteps() {
+        for (std::size_t size = std::max<std::size_t>(life.steps.size() / 2, 1); size > 0; size /= 2) {
+            for (std::size_t at = 0; at < life.steps.size();) {
+                Life candidate = life;
+                const auto first = candidate.steps.begin() + static_cast<std::ptrdiff_t>(at);
+                const auto count = std::min(size, candidate.steps.size() - at);
+                candidate.steps.erase(first, first + static_cast<std::ptrdiff_t>(count));
+                if (!take(std::move(candidate))) {
+                    at += size;
+                }
+            }
+        }
+    }
+
+    /** Two passes, or two pieces, that follow each other are one. */
+    void joinSteps() {
+        for (std::size_t at = 0; at + 1 < life.steps.size();) {
+            const Step& second = life.steps[at + 1];
+            Life candidate = life;
+            Step& first = candidate.steps[at];
+            first.count += second.kind == Step::PASS ? second.count : 0;
+            first.bytes.insert(first.bytes.end(), second.bytes.begin(), second.bytes.end());
+            candidate.steps.erase(candidate.steps.begin() + static_cast<std::ptrdiff_t>(at) + 1);
+            const bool alike = first.kind == second.kind && (first.kind == Step::PASS || first.kind == Step::PUT);
+            if (!alike || !take(std::move(candidate))) {
+                ++at;
+            }
+        }
+    }
+
+    template <typename Field>
+    void plain(Field Life::*field, Field value) {
+        Life candidate = life;
+        candidate.*field = std::move(value);
+        (void)take(std::move(candidate));
+    }
+
+    void plainCircumstances() {
+        const Life usual;
+        plain(&Life::arguments, usual.arguments);
+        plain(&Life::attach, usual.attach);
+        plain(&Life::rcp, usual.rcp);
+        plain(&Life::flags, std::uint32_t{0});
+        plain(&Life::flags, usual.flags);
+        plain(&Life::socketFd, usual.socketFd);
+        plain(&Life::deviceFd, usual.deviceFd);
+        plain(&Life::directory, usual.directory);
+        plain(&Life::bugCheckEnds, usual.bugCheckEnds);
+    }
+
+    bool takeStep(std::size_t index, Step step) {
+        Life candidate = life;
+        candidate.steps[index] = std::move(step);
+        return take(std::move(candidate));
+    }
+
+    template <typename Change>
+    bool change(std::size_t index, Change alter) {
+        Step step = life.steps[index];
+        alter(step);
+        return takeStep(index, std::move(step));
+    }
+
+    void simplify(std::size_t index) {
+        switch (life.steps[index].kind) {
+        case Step::PASS:
+            while (life.steps[index].count > 1 && change(index, [](Step& s) { s.count /= 2; })) {
+            }
+            while (life.steps[index].count > 1 && change(index, [](Step& s) { --s.count; })) {
+            }
+            break;
+        case Step::FAIL:
+        case Step::DEAD:
+            (void)change(index, [](Step& s) { s.outcome = Outcome(); });
+            while (life.steps[index].kind == Step::FAIL && life.steps[index].count > 0 &&
+                   change(index, [](Step& s) { --s.count; })) {
+            }
+            break;
+        case Step::PUT:
+            simplifyBytes(index);
+            break;
+        default:
+            break;
+        }
+    }
+
+    void simplifyBytes(std::size_t index) {
+        for (std::size_t size = life.steps[index].bytes.size(); size > 0; size /= 2) {
+            while (life.steps[index].bytes.size() > size &&
+                   change(index, [size](Step& s) { s.bytes.resize(s.bytes.size() - size); })) {
+            }
+            for (std::size_t at = 0; at < life.steps[index].bytes.size(); at += size) {
+                (void)change(index, [at, size](Step& s) {
+                    const auto first = s.bytes.begin() + static_cast<std::ptrdiff_t>(at);
+                    std::fill_n(first, std::min(size, s.bytes.size() - at), std::uint8_t{0});
+                });
+            }
+        }
+    }
+
+    Life life;
+    const Fails& fails;
+    unsigned left;
+};
+
+} // namespace
+
+Life shrink(Life life, const Fails& fails, unsigned most) {
+    return Shrinker(std::move(life), fails, most).shrink();
+}
+
+} // namespace model

@@ -1,0 +1,19 @@
+/** Makes a failing life short. */
+#pragma once
+
+#include <functional>
+
+#include "life.h"
+
+namespace model {
+
+/** Whether a life fails. */
+using Fails = std::function<bool(const Life&)>;
+
+/**
+ * The shortest life found that fails still: steps are left out by halves, then singly, then their numbers and bytes and
+ * the circumstances are made plain. Tries `most` lives at most.
+ */
+Life shrink(Life life, const Fails& fails, unsigned most = 20000);
+
+} // namespace model
