@@ -90,9 +90,7 @@ ESA_CODE_e vsc055CheckInput(U8_t address, U8_t port, U8_t bits, const CHAR_t* go
         return result;
     }
     const bool good = (inputs & bits) == bits;
-    if (const CHAR_t* text = good ? goodText : badText; text != nullptr) {
-        ESA_TRACE("%s", text);
-    }
+    esaTraceText(good ? goodText : badText);
     return good ? ESA_E_OK : ESA_E_GENERR;
 }
 

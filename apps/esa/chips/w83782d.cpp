@@ -73,33 +73,24 @@ struct Rail_t {
     U8_t WinbondControl_t::*lowLimit;
 };
 
+#define RAIL(name, rawText, reg, toVolts, tolerance, field, highText)                                                  \
+    {                                                                                                                  \
+        name, rawText, ESA_K_W83782D_##reg##_READING_REG, toVolts, tolerance, ESA_K_W83782D_##reg##_HIGH_LIMIT_REG,    \
+            &WinbondControl_t::field##HighLimitRegister, highText, ESA_K_W83782D_##reg##_LOW_LIMIT_REG,                \
+            &WinbondControl_t::field##LowLimitRegister                                                                 \
+    }
 constexpr const CHAR_t* RAW = "%s = [%d]";
-constexpr const CHAR_t* SET_HIGH = "Set %s High Limit = [%d]";
-
+constexpr const CHAR_t* HIGH = "Set %s High Limit = [%d]";
 constexpr Rail_t RAILS[] = {
-    {"Vcorea", "%s = [%d].", ESA_K_W83782D_VCOREA_READING_REG, direct, nullptr, ESA_K_W83782D_VCOREA_HIGH_LIMIT_REG,
-     &WinbondControl_t::vcoreaHighLimitRegister, SET_HIGH, ESA_K_W83782D_VCOREA_LOW_LIMIT_REG,
-     &WinbondControl_t::vcoreaLowLimitRegister},
-    {"Vinr0", RAW, ESA_K_W83782D_VINR0_READING_REG, direct, nullptr, ESA_K_W83782D_VINR0_HIGH_LIMIT_REG,
-     &WinbondControl_t::vinr0HighLimitRegister, SET_HIGH, ESA_K_W83782D_VINR0_LOW_LIMIT_REG,
-     &WinbondControl_t::vinr0LowLimitRegister},
-    {"+3.3Vin", RAW, ESA_K_W83782D_POSITIVE_3_3VIN_READING_REG, direct, nullptr,
-     ESA_K_W83782D_POSITIVE_3_3VIN_HIGH_LIMIT_REG, &WinbondControl_t::positive3_3VinHighLimitRegister, SET_HIGH,
-     ESA_K_W83782D_POSITIVE_3_3VIN_LOW_LIMIT_REG, &WinbondControl_t::positive3_3VinLowLimitRegister},
-    {"+5Vin", RAW, ESA_K_W83782D_POSITIVE_5VIN_READING_REG, positive5, &TOLERANCE_5V,
-     ESA_K_W83782D_POSITIVE_5VIN_HIGH_LIMIT_REG, &WinbondControl_t::positive5VinHighLimitRegister,
-     "%s High Limit = [%d]", ESA_K_W83782D_POSITIVE_5VIN_LOW_LIMIT_REG,
-     &WinbondControl_t::positive5VinLowLimitRegister},
-    {"+12Vin", RAW, ESA_K_W83782D_POSITIVE_12VIN_READING_REG, positive12, &TOLERANCE_12V,
-     ESA_K_W83782D_POSITIVE_12VIN_HIGH_LIMIT_REG, &WinbondControl_t::positive12VinHighLimitRegister, SET_HIGH,
-     ESA_K_W83782D_POSITIVE_12VIN_LOW_LIMIT_REG, &WinbondControl_t::positive12VinLowLimitRegister},
-    {"-12Vin", RAW, ESA_K_W83782D_NEGATIVE_12VIN_READING_REG, negative12, nullptr,
-     ESA_K_W83782D_NEGATIVE_12VIN_HIGH_LIMIT_REG, &WinbondControl_t::negative12VinHighLimitRegister, SET_HIGH,
-     ESA_K_W83782D_NEGATIVE_12VIN_LOW_LIMIT_REG, &WinbondControl_t::negative12VinLowLimitRegister},
-    {"-5Vin", RAW, ESA_K_W83782D_NEGATIVE_5VIN_READING_REG, negative5, nullptr,
-     ESA_K_W83782D_NEGATIVE_5VIN_HIGH_LIMIT_REG, &WinbondControl_t::negative5VinHighLimitRegister, SET_HIGH,
-     ESA_K_W83782D_NEGATIVE_5VIN_LOW_LIMIT_REG, &WinbondControl_t::negative5VinLowLimitRegister},
+    RAIL("Vcorea", "%s = [%d].", VCOREA, direct, nullptr, vcorea, HIGH),
+    RAIL("Vinr0", RAW, VINR0, direct, nullptr, vinr0, HIGH),
+    RAIL("+3.3Vin", RAW, POSITIVE_3_3VIN, direct, nullptr, positive3_3Vin, HIGH),
+    RAIL("+5Vin", RAW, POSITIVE_5VIN, positive5, &TOLERANCE_5V, positive5Vin, "%s High Limit = [%d]"),
+    RAIL("+12Vin", RAW, POSITIVE_12VIN, positive12, &TOLERANCE_12V, positive12Vin, HIGH),
+    RAIL("-12Vin", RAW, NEGATIVE_12VIN, negative12, nullptr, negative12Vin, HIGH),
+    RAIL("-5Vin", RAW, NEGATIVE_5VIN, negative5, nullptr, negative5Vin, HIGH),
 };
+#undef RAIL
 
 bool isWithin(double volts, const Rail_t& rail) {
     const auto& [low, high] = *rail.tolerance;
@@ -156,39 +147,20 @@ struct NamedRegister_t {
 };
 
 #define NAMED(reg)                                                                                                     \
-    { reg, #reg }
+    { ESA_K_W83782D_##reg##_REG, "ESA_K_W83782D_" #reg "_REG" }
+// clang-format off
 constexpr NamedRegister_t DUMPED_REGISTERS[] = {
-    NAMED(ESA_K_W83782D_VCOREA_READING_REG),
-    NAMED(ESA_K_W83782D_VINR0_READING_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_3_3VIN_READING_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_5VIN_READING_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_12VIN_READING_REG),
-    NAMED(ESA_K_W83782D_NEGATIVE_12VIN_READING_REG),
-    NAMED(ESA_K_W83782D_NEGATIVE_5VIN_READING_REG),
-    NAMED(ESA_K_W83782D_TEMPERATURE_READING_REG),
-    NAMED(ESA_K_W83782D_FAN1_READING_REG),
-    NAMED(ESA_K_W83782D_FAN2_READING_REG),
-    NAMED(ESA_K_W83782D_FAN3_READING_REG),
-    NAMED(ESA_K_W83782D_VCOREA_HIGH_LIMIT_REG),
-    NAMED(ESA_K_W83782D_VCOREA_LOW_LIMIT_REG),
-    NAMED(ESA_K_W83782D_VINR0_HIGH_LIMIT_REG),
-    NAMED(ESA_K_W83782D_VINR0_LOW_LIMIT_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_3_3VIN_HIGH_LIMIT_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_3_3VIN_LOW_LIMIT_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_5VIN_HIGH_LIMIT_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_5VIN_LOW_LIMIT_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_12VIN_HIGH_LIMIT_REG),
-    NAMED(ESA_K_W83782D_POSITIVE_12VIN_LOW_LIMIT_REG),
-    NAMED(ESA_K_W83782D_NEGATIVE_12VIN_HIGH_LIMIT_REG),
-    NAMED(ESA_K_W83782D_NEGATIVE_12VIN_LOW_LIMIT_REG),
-    NAMED(ESA_K_W83782D_NEGATIVE_5VIN_HIGH_LIMIT_REG),
-    NAMED(ESA_K_W83782D_NEGATIVE_5VIN_LOW_LIMIT_REG),
-    NAMED(ESA_K_W83782D_TEMPERATURE_SENSOR1_HIGH_LIMIT_REG),
-    NAMED(ESA_K_W83782D_TEMPERATURE_SENSOR1_HYSTERESIS_REG),
-    NAMED(ESA_K_W83782D_FAN1_FAN_COUNT_LIMIT_REG),
-    NAMED(ESA_K_W83782D_FAN2_FAN_COUNT_LIMIT_REG),
-    NAMED(ESA_K_W83782D_FAN3_FAN_COUNT_LIMIT_REG),
+    NAMED(VCOREA_READING), NAMED(VINR0_READING), NAMED(POSITIVE_3_3VIN_READING), NAMED(POSITIVE_5VIN_READING),
+    NAMED(POSITIVE_12VIN_READING), NAMED(NEGATIVE_12VIN_READING), NAMED(NEGATIVE_5VIN_READING),
+    NAMED(TEMPERATURE_READING), NAMED(FAN1_READING), NAMED(FAN2_READING), NAMED(FAN3_READING),
+    NAMED(VCOREA_HIGH_LIMIT), NAMED(VCOREA_LOW_LIMIT), NAMED(VINR0_HIGH_LIMIT), NAMED(VINR0_LOW_LIMIT),
+    NAMED(POSITIVE_3_3VIN_HIGH_LIMIT), NAMED(POSITIVE_3_3VIN_LOW_LIMIT), NAMED(POSITIVE_5VIN_HIGH_LIMIT),
+    NAMED(POSITIVE_5VIN_LOW_LIMIT), NAMED(POSITIVE_12VIN_HIGH_LIMIT), NAMED(POSITIVE_12VIN_LOW_LIMIT),
+    NAMED(NEGATIVE_12VIN_HIGH_LIMIT), NAMED(NEGATIVE_12VIN_LOW_LIMIT), NAMED(NEGATIVE_5VIN_HIGH_LIMIT),
+    NAMED(NEGATIVE_5VIN_LOW_LIMIT), NAMED(TEMPERATURE_SENSOR1_HIGH_LIMIT), NAMED(TEMPERATURE_SENSOR1_HYSTERESIS),
+    NAMED(FAN1_FAN_COUNT_LIMIT), NAMED(FAN2_FAN_COUNT_LIMIT), NAMED(FAN3_FAN_COUNT_LIMIT),
 };
+// clang-format on
 #undef NAMED
 
 /** Stores a value in its shadow field and writes it. */

@@ -20,16 +20,9 @@ enum ESA_CODE_e : S32_t {
 };
 
 /** Per-fan state in `coolingElementOnOff`. */
-enum EsaFanOnOff_e : U8_t {
-    ESA_E_FAN_NOT_AVAILABLE = 0,
-    ESA_E_FAN_OFF = 1,
-    ESA_E_FAN_ON = 2,
-};
+enum EsaFanOnOff_e : U8_t { ESA_E_FAN_NOT_AVAILABLE = 0, ESA_E_FAN_OFF = 1, ESA_E_FAN_ON = 2 };
 
-enum EsaXyratexFanNumber_e : U8_t {
-    ESA_E_XYRATEX_FRONT_FANS = 0,
-    ESA_E_XYRATEX_BACK_FANS = 1,
-};
+enum EsaXyratexFanNumber_e : U8_t { ESA_E_XYRATEX_FRONT_FANS = 0, ESA_E_XYRATEX_BACK_FANS = 1 };
 
 /** Values of `alarmState`. */
 enum EsaAlarmState_e : U32_t {
@@ -127,7 +120,7 @@ inline constexpr U8_t ESA_K_MAX_ALARMS = 1;
 inline constexpr U8_t ESA_K_MAX_BACKPLANES = 4;
 
 /** Shadow of one W83782D's writable registers. The PWM fields stand in the order 2, 1, 3, 4. */
-struct WinbondControl_t {
+struct WinbondControl_s {
     U8_t vcoreaHighLimitRegister;
     U8_t vcoreaLowLimitRegister;
     U8_t vinr0HighLimitRegister;
@@ -152,6 +145,7 @@ struct WinbondControl_t {
     U8_t pwmOut3ControlRegister;
     U8_t pwmOut4ControlRegister;
 };
+using WinbondControl_t = WinbondControl_s;
 static_assert(sizeof(WinbondControl_t) == 23);
 
 /** The control block. "Overall" words are SES overall elements kept as one host word. */

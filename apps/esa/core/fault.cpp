@@ -20,65 +20,42 @@ constexpr U16_t BUFFER_EXCERPT = 256;
 
 /** One line of the dump: how a field of the control block is shown. */
 struct DumpLine_t {
-    enum Kind_e { NUMBER, TEXT, BYTES } kind;
-    const CHAR_t* text; /**< format of the line, or the label of a hex dump */
+    const CHAR_t* form; /**< form of the value; nullptr: a hex dump */
+    const CHAR_t* label;
     const void* field;
-    U32_t size;
+    std::size_t size;
 };
 
-#define NUMBER_LINE(text, field)                                                                                       \
-    { DumpLine_t::NUMBER, text, &esaControl.field, sizeof(esaControl.field) }
-#define BYTES_LINE(text, field)                                                                                        \
-    { DumpLine_t::BYTES, text, &esaControl.field, sizeof(esaControl.field) }
+constexpr const CHAR_t* TEXT_FORM = "%-45s= [%s]";
 
+#define LINE(form, field)                                                                                              \
+    { form, "esaControl." #field, &esaControl.field, sizeof(esaControl.field) }
+#define NUMBER(field) LINE("%-45s= [%d]", field)
+#define HEX(field) LINE("%-45s= [0x%x]", field)
+#define DUMP(field, behind, size)                                                                                      \
+    { nullptr, "esaControl." #field behind, &esaControl.field, size }
+#define BYTES(field) DUMP(field, "  =", sizeof(esaControl.field))
+#define NEAR_BYTES(field) DUMP(field, " =", sizeof(esaControl.field))
+// clang-format off
 const DumpLine_t BEFORE_TEMPERATURES[] = {
-    NUMBER_LINE("esaControl.socketFdMSM                       = [%d]", socketFdMSM),
-    {DumpLine_t::TEXT, "esaControl.socketAddressMSM.sun_path         = [%s]", esaControl.socketAddressMSM.sun_path, 0},
-    NUMBER_LINE("esaControl.i2cFileFd                         = [%d]", i2cFileFd),
-    NUMBER_LINE("esaControl.enclosureType                     = [%d]", enclosureType),
-    NUMBER_LINE("esaControl.elementTypeMaxNumber              = [%d]", elementTypeMaxNumber),
-    NUMBER_LINE("esaControl.deviceMaxNumber                   = [%d]", deviceMaxNumber),
-    NUMBER_LINE("esaControl.powerSupplyMaxNumber              = [%d]", powerSupplyMaxNumber),
-    NUMBER_LINE("esaControl.coolingMaxNumber                  = [%d]", coolingMaxNumber),
-    NUMBER_LINE("esaControl.temperatureSensorMaxNumber        = [%d]", temperatureSensorMaxNumber),
-    NUMBER_LINE("esaControl.audibleAlarmMaxNumber             = [%d]", audibleAlarmMaxNumber),
-    NUMBER_LINE("esaControl.pageCodeInRecentSndDiagCmd        = [%d]", pageCodeInRecentSndDiagCmd),
-    BYTES_LINE("esaControl.sesTypeDescriptorList =", sesTypeDescriptorList),
-    NUMBER_LINE("esaControl.deviceElementControlOverall       = [%d]", deviceElementControlOverall),
-    BYTES_LINE("esaControl.deviceElementControl =", deviceElementControl),
-    NUMBER_LINE("esaControl.deviceElementStatusOverall        = [%d]", deviceElementStatusOverall),
-    BYTES_LINE("esaControl.deviceElementStatus =", deviceElementStatus),
-    NUMBER_LINE("esaControl.driveFaultLedStatus0              = [0x%x]", driveFaultLedStatus0),
-    NUMBER_LINE("esaControl.driveFaultLedStatus1              = [0x%x]", driveFaultLedStatus1),
-    NUMBER_LINE("esaControl.powerSupplyElementControlOverall  = [%d]", powerSupplyElementControlOverall),
-    BYTES_LINE("esaControl.powerSupplyElementControl  =", powerSupplyElementControl),
-    NUMBER_LINE("esaControl.powerSupplyElementStatusOverall   = [%d]", powerSupplyElementStatusOverall),
-    BYTES_LINE("esaControl.powerSupplyElementStatus  =", powerSupplyElementStatus),
-    NUMBER_LINE("esaControl.powerSupplyStatus                 = [0x%x]", powerSupplyStatus),
-    NUMBER_LINE("esaControl.coolingElementControlOverall      = [%d]", coolingElementControlOverall),
-    BYTES_LINE("esaControl.coolingElementControl  =", coolingElementControl),
-    NUMBER_LINE("esaControl.coolingElementStatusOverall       = [%d]", coolingElementStatusOverall),
-    BYTES_LINE("esaControl.coolingElementStatus  =", coolingElementStatus),
-    BYTES_LINE("esaControl.coolingElementOnOff  =", coolingElementOnOff),
-    NUMBER_LINE("esaControl.fanFaultStatus                    = [0x%x]", fanFaultStatus),
+    NUMBER(socketFdMSM), LINE(TEXT_FORM, socketAddressMSM.sun_path), NUMBER(i2cFileFd), NUMBER(enclosureType),
+    NUMBER(elementTypeMaxNumber), NUMBER(deviceMaxNumber), NUMBER(powerSupplyMaxNumber), NUMBER(coolingMaxNumber),
+    NUMBER(temperatureSensorMaxNumber), NUMBER(audibleAlarmMaxNumber), NUMBER(pageCodeInRecentSndDiagCmd),
+    NEAR_BYTES(sesTypeDescriptorList), NUMBER(deviceElementControlOverall), NEAR_BYTES(deviceElementControl),
+    NUMBER(deviceElementStatusOverall), NEAR_BYTES(deviceElementStatus), HEX(driveFaultLedStatus0),
+    HEX(driveFaultLedStatus1), NUMBER(powerSupplyElementControlOverall), BYTES(powerSupplyElementControl),
+    NUMBER(powerSupplyElementStatusOverall), BYTES(powerSupplyElementStatus), HEX(powerSupplyStatus),
+    NUMBER(coolingElementControlOverall), BYTES(coolingElementControl), NUMBER(coolingElementStatusOverall),
+    BYTES(coolingElementStatus), BYTES(coolingElementOnOff), HEX(fanFaultStatus),
 };
-
 const DumpLine_t AFTER_TEMPERATURES[] = {
-    NUMBER_LINE("esaControl.audibleAlarmElementControlOverall = [%d]", audibleAlarmElementControlOverall),
-    BYTES_LINE("esaControl.audibleAlarmElementControl  =", audibleAlarmElementControl),
-    NUMBER_LINE("esaControl.audibleAlarmElementStatusOverall  = [%d]", audibleAlarmElementStatusOverall),
-    BYTES_LINE("esaControl.audibleAlarmElementStatus  =", audibleAlarmElementStatus),
-    NUMBER_LINE("esaControl.alarmState                        = %d", alarmState),
-    NUMBER_LINE("esaControl.compositeFaultStatus              = [0x%x]", compositeFaultStatus),
-    NUMBER_LINE("esaControl.esaDebug                          = [%d]", esaDebug),
-    BYTES_LINE("esaControl.vitesse.vsc055GPD  =", vitesse.vsc055GPD),
-    BYTES_LINE("esaControl.vitesse.vsc055DDP  =", vitesse.vsc055DDP),
-    BYTES_LINE("esaControl.vitesse.vsc055FSC  =", vitesse.vsc055FSC),
-    NUMBER_LINE("esaControl.selectTimeout.sec                 = [%d]", selectTimeout.sec),
-    NUMBER_LINE("esaControl.pollTimeout.sec                   = [%d]", pollTimeout.sec),
-    {DumpLine_t::BYTES, "esaControl.esaInMsg  =", esaControl.esaInMsg, BUFFER_EXCERPT},
-    {DumpLine_t::BYTES, "esaControl.esaWorkSpace  =", esaControl.esaWorkSpace, BUFFER_EXCERPT},
+    NUMBER(audibleAlarmElementControlOverall), BYTES(audibleAlarmElementControl),
+    NUMBER(audibleAlarmElementStatusOverall), BYTES(audibleAlarmElementStatus), LINE("%-45s= %d", alarmState),
+    HEX(compositeFaultStatus), NUMBER(esaDebug), BYTES(vitesse.vsc055GPD), BYTES(vitesse.vsc055DDP),
+    BYTES(vitesse.vsc055FSC), NUMBER(selectTimeout.sec), NUMBER(pollTimeout.sec), DUMP(esaInMsg, "  =", BUFFER_EXCERPT),
+    DUMP(esaWorkSpace, "  =", BUFFER_EXCERPT),
 };
+// clang-format on
 
 /** A field of one or four bytes, as the host keeps it. */
 U32_t numberOf(const DumpLine_t& line) {
@@ -90,16 +67,12 @@ U32_t numberOf(const DumpLine_t& line) {
 
 void traceLines(std::span<const DumpLine_t> lines) {
     for (const DumpLine_t& line : lines) {
-        switch (line.kind) {
-        case DumpLine_t::NUMBER:
-            ESA_TRACE(line.text, numberOf(line));
-            break;
-        case DumpLine_t::TEXT:
-            ESA_TRACE(line.text, static_cast<const CHAR_t*>(line.field));
-            break;
-        case DumpLine_t::BYTES:
-            ESA_TRACE_DUMP(line.text, line.field, line.size);
-            break;
+        if (line.form == nullptr) {
+            ESA_TRACE_DUMP(line.label, line.field, static_cast<U32_t>(line.size));
+        } else if (line.form == TEXT_FORM) {
+            ESA_TRACE(line.form, line.label, static_cast<const CHAR_t*>(line.field));
+        } else {
+            ESA_TRACE(line.form, line.label, numberOf(line));
         }
     }
 }

@@ -41,3 +41,10 @@ private:
             TRACE__dump(__FILE_NAME__, esaOperation, __LINE__, label, buffer, length);                                 \
         }                                                                                                              \
     } while (0)
+
+/** Traces a text, where there is one. */
+inline void esaTraceText(const CHAR_t* text) {
+    if (text != nullptr) {
+        ESA_TRACE("%s", text);
+    }
+}

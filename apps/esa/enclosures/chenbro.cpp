@@ -63,14 +63,6 @@ ESA_CODE_e initTemperatureAndBeep(U8_t address, U8_t backplane) {
                                          "Reading fanInOutBeepGpoRegister on Backplane [%d] failed");
 }
 
-void initFans() {
-    for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
-        chenbroW83782dFanLoadPwm(fan, START_LOAD_PERCENT);
-        esaControl.fanPwmLoad[fan] = START_LOAD_PERCENT;
-        esaControl.coolingElementOnOff[fan] = ESA_E_FAN_ON;
-    }
-}
-
 } // namespace
 
 ESA_CODE_e chenbroReadPowerVoltageToleranceStatus() {
@@ -126,7 +118,7 @@ ESA_CODE_e chenbroInit() {
     if (onAllBackplanes(winbondInitVoltageLimits) != ESA_E_OK) {
         return ESA_E_GENERR;
     }
-    initFans();
+    esaStartFans(chenbroW83782dFanLoadPwm, START_LOAD_PERCENT);
     esaControl.powerSupplyStatus |= ESA_K_POWER_VOLTAGE_OK;
     if (onAllBackplanes(initTemperatureAndBeep) != ESA_E_OK) {
         return ESA_E_GENERR;

@@ -68,14 +68,6 @@ void initAlarm() {
     esaControl.alarmState = ESA_E_ALARM_STATE_MUTE_S3;
 }
 
-void initFans() {
-    for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
-        esaVsc055FanLoadPwm(fan, START_LOAD_PERCENT);
-        esaControl.fanPwmLoad[fan] = START_LOAD_PERCENT;
-        esaControl.coolingElementOnOff[fan] = ESA_E_FAN_ON;
-    }
-}
-
 void configureTachometers(const Chassis_t& chassis) {
     for (U8_t fan = 0; chassis.tachometerDivisor != 0 && fan < esaControl.coolingMaxNumber; ++fan) {
         vsc055ConfigureFanSpeed(esaControl.i2cAddressVsc055, fan, chassis.fanSpeedConfiguration,
@@ -158,7 +150,7 @@ ESA_CODE_e esaVsc055Init() {
     if (result != ESA_E_OK) {
         return result;
     }
-    initFans();
+    esaStartFans(esaVsc055FanLoadPwm, START_LOAD_PERCENT);
     lampTest();
     esaControl.powerSupplyStatus |= ESA_K_POWER_VOLTAGE_OK | ESA_K_POWER_REDUNDANCY_OK;
     configureTachometers(chassis);
@@ -188,51 +180,38 @@ constexpr SupplyCheck_t SUPPLY_CHECKS[] = {{
     .pageTexts = REDUNDANCY_TEXTS,
 }};
 
-/** What the two chassis types have in common. */
-constexpr Chassis_t COMMON = {
-    .initDoneText = "Finish initializing for the Vsc055 based Enclosure.",
-    .initFailedText = "Initializing for the Vsc055 based Enclosure fails.",
-    .vsc055Address = 0x41,
-    .lm75Address = {0x4C, 0x4B, 0x4A},
-    .init = esaVsc055Init,
-    .processPollTimeout = esaVsc055ProcessPollTimeout,
-    .supplyChecks = SUPPLY_CHECKS,
-    .isManaged = true,
-    .fanReadSpeed = esaVsc055FanReadSpeed,
-    .fanPolicy = &esaVsc055Policy,
-    .policyLoadPwm = esaVsc055FanLoadPwm,
-    .controlLoadPwm = esaVsc055FanLoadPwm,
-    .readTemperature = readTemperature,
-    .pageTracesTemperatures = true,
-    .faultMovesAlarm = true,
-    .setAlarm = esaVsc055SetAlarmStateBackplane,
-    .silencePowerSupplyAlarm = esaVsc055ClearAlarmStatePowerSupply,
-    .pollAlarm = pollAlarm,
-    .setDriveFaultLed = esaVsc055SetDriveFaultLED,
-    .clearDriveFaultLed = esaVsc055ClearDriveFaultLED,
-};
-
-constexpr Chassis_t quadraRow() {
-    Chassis_t row = COMMON;
-    row.type = VORAN_E_CHASSIS_TELMA_QUADRA;
-    row.typeName = "VORAN_E_CHASSIS_TELMA_QUADRA";
-    row.dimensions = {5, 16, 3, 3, 3, 1};
-    row.tachometerDivisor = 4;
-    row.fanSpeedConfiguration = 0x82;
-    return row;
-}
-
-constexpr Chassis_t vsc055Row() {
-    Chassis_t row = COMMON;
-    row.type = VORAN_E_CHASSIS_VORAN_VSC055;
-    row.typeName = "VORAN_E_CHASSIS_VORAN_VSC055";
-    row.dimensions = {5, 16, 2, 3, 3, 1};
-    row.tachometerDivisor = 2;
-    row.fanSpeedConfiguration = 0x81;
-    return row;
+constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t supplies, U8_t tachometerDivisor,
+                        U8_t fanSpeedConfiguration) {
+    return {
+        .type = type,
+        .typeName = typeName,
+        .initDoneText = "Finish initializing for the Vsc055 based Enclosure.",
+        .initFailedText = "Initializing for the Vsc055 based Enclosure fails.",
+        .vsc055Address = 0x41,
+        .lm75Address = {0x4C, 0x4B, 0x4A},
+        .dimensions = {5, 16, supplies, 3, 3, 1},
+        .init = esaVsc055Init,
+        .processPollTimeout = esaVsc055ProcessPollTimeout,
+        .supplyChecks = SUPPLY_CHECKS,
+        .isManaged = true,
+        .tachometerDivisor = tachometerDivisor,
+        .fanSpeedConfiguration = fanSpeedConfiguration,
+        .fanReadSpeed = esaVsc055FanReadSpeed,
+        .fanPolicy = &esaVsc055Policy,
+        .policyLoadPwm = esaVsc055FanLoadPwm,
+        .controlLoadPwm = esaVsc055FanLoadPwm,
+        .readTemperature = readTemperature,
+        .pageTracesTemperatures = true,
+        .faultMovesAlarm = true,
+        .setAlarm = esaVsc055SetAlarmStateBackplane,
+        .silencePowerSupplyAlarm = esaVsc055ClearAlarmStatePowerSupply,
+        .pollAlarm = pollAlarm,
+        .setDriveFaultLed = esaVsc055SetDriveFaultLED,
+        .clearDriveFaultLed = esaVsc055ClearDriveFaultLED,
+    };
 }
 
 } // namespace
 
-constexpr Chassis_t quadraChassis = quadraRow();
-constexpr Chassis_t vsc055Chassis = vsc055Row();
+constexpr Chassis_t quadraChassis = row(VORAN_E_CHASSIS_TELMA_QUADRA, "VORAN_E_CHASSIS_TELMA_QUADRA", 3, 4, 0x82);
+constexpr Chassis_t vsc055Chassis = row(VORAN_E_CHASSIS_VORAN_VSC055, "VORAN_E_CHASSIS_VORAN_VSC055", 2, 2, 0x81);

@@ -1,7 +1,7 @@
 /** Backplane built on one W83782D hardware monitor: chassis type 6. */
 #include "enclosures/w83782d.h"
 
-#include <algorithm>
+#include <iterator>
 
 #include "chips/w83782d.h"
 #include "core/i2c.h"
@@ -12,7 +12,7 @@
 namespace {
 
 constexpr U8_t BACKPLANE = 0;
-constexpr U8_t FULL_DUTY = 255;
+constexpr U8_t START_LOAD_PERCENT = 100;
 
 /** The outputs are wired across: the second goes to the third's register, the third to the fourth's. */
 struct PwmOutput_t {
@@ -33,8 +33,9 @@ ESA_CODE_e fanReadSpeed(U8_t fan, U16_t* rpm) {
     return esaW83782dFanReadSpeed(esaControl.i2cAddressW83782d, fan, rpm);
 }
 
+/** The temperature policy never stops a fan. */
 void policyLoadPwm(U8_t fan, U8_t percent) {
-    if (const U8_t* duty = winbondDuty(percent); duty != nullptr) {
+    if (const U8_t* duty = winbondDuty(percent); duty != nullptr && percent != 0) {
         esaW83782dFanLoadPwm(fan, *duty);
     }
 }
@@ -45,14 +46,6 @@ S16_t readTemperature(U8_t sensor) {
 
 void setAlarm(EsaAlarmState_e state) {
     esaW83782dSetAlarmState(esaControl.i2cAddressW83782d, BACKPLANE, state);
-}
-
-void initFans() {
-    for (U8_t fan = 0; fan < std::min(esaControl.coolingMaxNumber, ESA_K_MAX_FANS); ++fan) {
-        esaW83782dFanLoadPwm(fan, FULL_DUTY);
-        esaControl.fanPwmLoad[fan] = 100;
-        esaControl.coolingElementOnOff[fan] = ESA_E_FAN_ON;
-    }
 }
 
 } // namespace
@@ -83,7 +76,7 @@ ESA_CODE_e esaW83782dInit() {
     if (winbondInitVoltageLimits(address, BACKPLANE) != ESA_E_OK) {
         return ESA_E_GENERR;
     }
-    initFans();
+    esaStartFans(policyLoadPwm, START_LOAD_PERCENT);
     esaControl.powerSupplyStatus |= ESA_K_POWER_VOLTAGE_OK;
     if (winbondInitTemperatureAndBeep(address, BACKPLANE, "Setting fanInOutBeepGpoRegister on Backplane [%d] failed") !=
         ESA_E_OK) {

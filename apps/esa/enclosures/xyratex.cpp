@@ -59,7 +59,8 @@ U8_t shadow(U8_t port) {
     return esaControl.vitesse.vsc055GPD[port];
 }
 
-void driveLed(U8_t led, bool on) {
+void driveLed(const CHAR_t* name, U8_t led, bool on) {
+    ESA_TRACE("Turn [%s] %s LED.", on ? "ON" : "OFF", name);
     vsc055DrivePort(CHIP, LED_PORT, led, on);
 }
 
@@ -106,17 +107,13 @@ void endReminder() {
 /** Brings the FAN_FAIL LED in line with what the fans show. */
 void showFans(bool healthy) {
     const bool isOn = (shadow(LED_PORT) & FAN_FAIL_LED) != 0;
-    if (healthy && isOn) {
-        xyratexClearFanFailLED();
-        ESA_TRACE("Turn [OFF] FAN Fail LED.");
-    } else if (healthy) {
-        ESA_TRACE("FAN Fail LED already [OFF].");
-    } else if (!isOn) {
-        xyratexSetFanFailLED();
-        ESA_TRACE("Turn [ON] FAN Fail LED.");
-    } else {
-        ESA_TRACE("FAN Fail LED already [ON].");
+    const CHAR_t* state = healthy ? "OFF" : "ON";
+    if (isOn != healthy) {
+        ESA_TRACE("FAN Fail LED already [%s].", state);
+        return;
     }
+    healthy ? xyratexClearFanFailLED() : xyratexSetFanFailLED();
+    ESA_TRACE("Turn [%s] FAN Fail LED.", state);
 }
 
 ESA_CODE_e fanReadSpeed(U8_t fan, U16_t* rpm) {
@@ -253,38 +250,32 @@ U32_t xyratexReadAlarmstate() {
 
 void xyratexSetPsuOkLED() {
     ESA_OPERATION();
-    ESA_TRACE("Turn [ON] PSU_OK LED.");
-    driveLed(PSU_OK_LED, true);
+    driveLed("PSU_OK", PSU_OK_LED, true);
 }
 
 void xyratexClearPsuOkLED() {
     ESA_OPERATION();
-    ESA_TRACE("Turn [OFF] PSU_OK LED.");
-    driveLed(PSU_OK_LED, false);
+    driveLed("PSU_OK", PSU_OK_LED, false);
 }
 
 void xyratexSetPowerRedundancyFailLED() {
     ESA_OPERATION();
-    ESA_TRACE("Turn [ON] Power Redundancy Fail LED.");
-    driveLed(POWER_REDUNDANCY_FAIL_LED, true);
+    driveLed("Power Redundancy Fail", POWER_REDUNDANCY_FAIL_LED, true);
 }
 
 void xyratexClearPowerRedundancyFailLED() {
     ESA_OPERATION();
-    ESA_TRACE("Turn [OFF] Power Redundancy Fail LED.");
-    driveLed(POWER_REDUNDANCY_FAIL_LED, false);
+    driveLed("Power Redundancy Fail", POWER_REDUNDANCY_FAIL_LED, false);
 }
 
 void xyratexSetFanFailLED() {
     ESA_OPERATION();
-    ESA_TRACE("Turn [ON] FAN_FAIL LED.");
-    driveLed(FAN_FAIL_LED, true);
+    driveLed("FAN_FAIL", FAN_FAIL_LED, true);
 }
 
 void xyratexClearFanFailLED() {
     ESA_OPERATION();
-    ESA_TRACE("Turn [OFF] FAN_FAIL LED.");
-    driveLed(FAN_FAIL_LED, false);
+    driveLed("FAN_FAIL", FAN_FAIL_LED, false);
 }
 
 ESA_CODE_e xyratexInit() {

@@ -29,6 +29,11 @@ constexpr LoadStep_t VSC055_STEPS[] = {
     {100, NEVER_UP, 100, 54, 75},
 };
 
+void recordSwitch(int fan, bool on, U8_t percent) {
+    esaControl.fanPwmLoad[fan] = percent;
+    esaControl.coolingElementOnOff[fan] = on ? ESA_E_FAN_ON : ESA_E_FAN_OFF;
+}
+
 U8_t fanCount() {
     return std::min(esaControl.coolingMaxNumber, ESA_K_MAX_FANS);
 }
@@ -153,7 +158,13 @@ void esaControlFan(U8_t fan, bool on) {
     chassis.controlLoadPwm(output, percent);
     const int first = output * chassis.fansPerOutput;
     for (int i = first; i < std::min<int>(first + chassis.fansPerOutput, ESA_K_MAX_FANS); ++i) {
-        esaControl.fanPwmLoad[i] = percent;
-        esaControl.coolingElementOnOff[i] = on ? ESA_E_FAN_ON : ESA_E_FAN_OFF;
+        recordSwitch(i, on, percent);
+    }
+}
+
+void esaStartFans(void (*loadPwm)(U8_t fan, U8_t percent), U8_t percent) {
+    for (U8_t fan = 0; fan < fanCount(); ++fan) {
+        loadPwm(fan, percent);
+        recordSwitch(fan, true, percent);
     }
 }

@@ -49,3 +49,6 @@ bool esaMarkCoolingFault(CoolingElementStat_t& status, U8_t fan, U16_t rpm);
 
 /** Switches a fan on (100 percent) or off because a control page asks for it, with all that share its output. */
 void esaControlFan(U8_t fan, bool on);
+
+/** Loads every fan at start-up and records it as switched on. */
+void esaStartFans(void (*loadPwm)(U8_t fan, U8_t percent), U8_t percent);

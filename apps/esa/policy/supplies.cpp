@@ -10,12 +10,6 @@
 
 namespace {
 
-void traceText(const CHAR_t* text) {
-    if (text != nullptr) {
-        ESA_TRACE("%s", text);
-    }
-}
-
 void manageFault(const SupplyCheck_t& check, bool good) {
     esaManageCompositeFault(check.cause, good ? ESA_E_OK : ESA_E_GENERR);
 }
@@ -24,13 +18,13 @@ void manageFault(const SupplyCheck_t& check, bool good) {
 bool takeOver(const SupplyCheck_t& check, bool good, const SupplyTexts_t& texts) {
     const bool wasGood = (esaControl.powerSupplyStatus & check.statusBit) != 0;
     if (good == wasGood) {
-        traceText(good ? texts.stillGood : texts.stillBad);
+        esaTraceText(good ? texts.stillGood : texts.stillBad);
         if (good) {
             check.stillGood();
         }
         return false;
     }
-    traceText(good ? texts.turnedGood : texts.turnedBad);
+    esaTraceText(good ? texts.turnedGood : texts.turnedBad);
     esaControl.powerSupplyStatus ^= check.statusBit;
     if (check.show != nullptr) {
         check.show(good);
