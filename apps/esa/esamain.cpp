@@ -2,7 +2,9 @@
 
 #include <sys/select.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,6 +36,11 @@ U32_t currentFlags() {
     return *static_cast<const volatile U32_t*>(&oMpuParams->flags);
 }
 
+/** The key as a long of 32 bits holds it: what is beyond its range is its end, on every processor. */
+int keyOf(const CHAR_t* text) {
+    return static_cast<int>(std::clamp<long>(std::strtol(text, nullptr, 0), INT32_MIN, INT32_MAX));
+}
+
 /** Takes the key from the command line and attaches the block; returns the exit status, 0 when all is well. */
 int attachParameters(int argc, char* argv[]) {
     std::printf("main(): Start the Enclosure Services Adapter.");
@@ -48,7 +55,7 @@ int attachParameters(int argc, char* argv[]) {
         std::printf("main(): Arguments few than 2.\n");
         return 1;
     }
-    shmKey = static_cast<int>(std::strtol(argv[1], nullptr, 0));
+    shmKey = keyOf(argv[1]);
     if (shmKey < LEAST_SHM_KEY) {
         std::printf("main(): shared memory key less than 100.\n");
         return 2;
@@ -102,6 +109,7 @@ MPU_TIME_t difference(const MPU_TIME_t& a, const MPU_TIME_t& b) {
 } // namespace
 
 int esaMain(int argc, char* argv[]) {
+    ESA_OPERATION_NAMED("main");
     if (const int status = attachParameters(argc, argv); status != 0) {
         return status;
     }
@@ -120,8 +128,8 @@ int esaMain(int argc, char* argv[]) {
 }
 
 void esaSendStartupNotice() {
-    (void)esaStartMmsg(MMSG_E_PROTOCOL_STARTUP, SUS_E_MMSG_NOTIFY_INIT_COMPLETE, MMSG_E_EPID_STARTUPMP);
-    (void)esaSendMmsg(ESA_CALL_SITE("main()"));
+    esaStartMmsg(MMSG_E_PROTOCOL_STARTUP, SUS_E_MMSG_NOTIFY_INIT_COMPLETE, MMSG_E_EPID_STARTUPMP);
+    esaSendMmsg(ESA_CALL_SITE("main()"));
     ESA_TRACE("ESA finishes initialization and sends the message to the Startup process.");
 }
 
@@ -140,10 +148,7 @@ void esaWaitForRcp() {
 
 void esaInitChassis() {
     const Chassis_t& chassis = esaChassis();
-    const CHAR_t* text = chassis.init() == ESA_E_OK ? chassis.initDoneText : chassis.initFailedText;
-    if (text != nullptr) {
-        ESA_TRACE("%s", text);
-    }
+    esaTraceText(chassis.init() == ESA_E_OK ? chassis.initDoneText : chassis.initFailedText);
 }
 
 void esaMainLoopPass() {

@@ -1,5 +1,7 @@
 #include "messaging/control_page.h"
 
+#include <algorithm>
+
 #include "core/operation.h"
 #include "policy/chassis.h"
 #include "policy/events.h"
@@ -16,12 +18,25 @@ public:
 
     U32_t overall() const { return wireAt<be32_t>(static_cast<const void*>(list_)); }
 
-    bool isSelected() const { return (overall() & SES_K_CONTROL_SELECT) != 0; }
-
     template <typename T>
     const T& record(U32_t index) const {
         static_assert(sizeof(T) == RECORD_SIZE);
         return wireAt<T>(static_cast<const void*>(list_ + sizeof(be32_t) + RECORD_SIZE * index));
+    }
+
+    /** Whether a record is to be acted on, and not only stored. */
+    template <typename T>
+    bool isSelected(const T& record) const {
+        return (overall() & record.commonControl & SES_K_CONTROL_SELECT) != 0;
+    }
+
+    /** Stores the overall word and the first `count` records. */
+    template <typename T, std::size_t N>
+    void store(U32_t& overallWord, T (&records)[N], U8_t count) const {
+        overallWord = overall();
+        for (U8_t i = 0; i < std::min<std::size_t>(count, N); ++i) {
+            wireCopy(records[i], record<T>(i));
+        }
     }
 
     /** The list that starts behind `records` records of this one. */
@@ -55,7 +70,7 @@ S32_t controlDevices(const ListReader& list) {
         changed |= controlDevice(slot, record.rqstFault != 0, result);
     }
     if (changed) {
-        (void)esaSendDriveFaultLedEvent(EMP_E_TYPE_WARNING);
+        esaSendDriveFaultLedEvent(EMP_E_TYPE_WARNING);
     }
     return result;
 }
@@ -75,39 +90,29 @@ bool controlPowerSupply(bool fail) {
 
 void controlPowerSupplies(const ListReader& list) {
     bool changed = false;
-    esaControl.powerSupplyElementControlOverall = list.overall();
+    list.store(esaControl.powerSupplyElementControlOverall, esaControl.powerSupplyElementControl,
+               esaControl.powerSupplyMaxNumber);
     for (U8_t supply = 0; supply < esaControl.powerSupplyMaxNumber; ++supply) {
         const auto& record = list.record<PowerSupplyElementCont_t>(supply);
-        wireCopy(esaControl.powerSupplyElementControl[supply], record);
-        if (list.isSelected() && (record.commonControl & SES_K_CONTROL_SELECT) != 0) {
+        if (list.isSelected(record)) {
             changed |= controlPowerSupply(record.rqstFail != 0);
         }
     }
     if (changed) {
-        (void)esaSendPowerSupplyEvent(EMP_E_TYPE_WARNING);
+        esaSendPowerSupplyEvent(EMP_E_TYPE_WARNING);
     }
 }
 
 /** Fans know full on and off only; the requested speed code is kept but never acted on. */
 void controlCoolings(const ListReader& list) {
-    esaControl.coolingElementControlOverall = list.overall();
+    list.store(esaControl.coolingElementControlOverall, esaControl.coolingElementControl, esaControl.coolingMaxNumber);
     for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
         const auto& record = list.record<CoolingElementCont_t>(fan);
-        wireCopy(esaControl.coolingElementControl[fan], record);
-        if (!list.isSelected() || (record.commonControl & SES_K_CONTROL_SELECT) == 0) {
-            continue;
+        if (list.isSelected(record)) {
+            const bool on = record.rqstOn != 0;
+            ESA_TRACE(on ? "Turn On Fan [%d]." : "Turn Off Fan [%d].", fan);
+            esaControlFan(fan, on);
         }
-        const bool on = record.rqstOn != 0;
-        ESA_TRACE(on ? "Turn On Fan [%d]." : "Turn Off Fan [%d].", fan);
-        esaControlFan(fan, on);
-    }
-}
-
-void storeTemperatureSensors(const ListReader& list) {
-    esaControl.temperatureSensorElementControlOverall = list.overall();
-    for (U8_t sensor = 0; sensor < esaControl.temperatureSensorMaxNumber; ++sensor) {
-        wireCopy(esaControl.temperatureSensorElementControl[sensor],
-                 list.record<TemperatureSensorElementCont_t>(sensor));
     }
 }
 
@@ -123,11 +128,11 @@ void controlAlarm(const AudibleAlarmElementCont_t& record) {
 }
 
 void controlAlarms(const ListReader& list) {
-    esaControl.audibleAlarmElementControlOverall = list.overall();
+    list.store(esaControl.audibleAlarmElementControlOverall, esaControl.audibleAlarmElementControl,
+               esaControl.audibleAlarmMaxNumber);
     for (U8_t alarm = 0; alarm < esaControl.audibleAlarmMaxNumber; ++alarm) {
         const auto& record = list.record<AudibleAlarmElementCont_t>(alarm);
-        wireCopy(esaControl.audibleAlarmElementControl[alarm], record);
-        if (list.isSelected() && (record.commonControl & SES_K_CONTROL_SELECT) != 0) {
+        if (list.isSelected(record)) {
             controlAlarm(record);
         }
     }
@@ -150,7 +155,8 @@ S32_t esaProcEncContPage(const MMSG_t& mmsg) {
     controlCoolings(coolings);
     // The peers lay their pages out with these two counts exchanged; the alarm list is at the same place either way.
     const ListReader temperatures = coolings.after(esaControl.temperatureSensorMaxNumber);
-    storeTemperatureSensors(temperatures);
+    temperatures.store(esaControl.temperatureSensorElementControlOverall, esaControl.temperatureSensorElementControl,
+                       esaControl.temperatureSensorMaxNumber);
     const ListReader alarms = temperatures.after(esaControl.coolingMaxNumber);
     controlAlarms(alarms);
     return result;

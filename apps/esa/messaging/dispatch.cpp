@@ -54,7 +54,7 @@ void receiveDiagnosticResults(const MMSG_t& mmsg) {
         return;
     }
     const U8_t pageCode = command.pcv ? command.pageCode : esaControl.pageCodeInRecentSndDiagCmd;
-    esaSendStatus(mmsg, SES_K_SCSI_STATUS_CODE_GOOD, pageCode, 0, 0, 0);
+    esaSendStatus(&mmsg, SES_K_SCSI_STATUS_CODE_GOOD, pageCode, 0, 0, 0);
 }
 
 void sendDiagnostic(const MMSG_t& mmsg) {
@@ -65,10 +65,10 @@ void sendDiagnostic(const MMSG_t& mmsg) {
     esaControl.pageCodeInRecentSndDiagCmd = pageCode;
     if (payload.sndDiagCommand.parameterListLength == 0) {
         if (payload.sndDiagCommand.pf) {
-            esaSendStatus(mmsg, SES_K_SCSI_STATUS_CODE_CHECK_CONDITION, 0, SES_K_SENSE_KEY_ILLEGAL_REQUEST,
+            esaSendStatus(&mmsg, SES_K_SCSI_STATUS_CODE_CHECK_CONDITION, 0, SES_K_SENSE_KEY_ILLEGAL_REQUEST,
                           SES_K_ASC_INVALID_FIELD_IN_CDB, 0);
         } else {
-            esaSendStatus(mmsg, SES_K_SCSI_STATUS_CODE_GOOD, 0, 0, 0, 0);
+            esaSendStatus(&mmsg, SES_K_SCSI_STATUS_CODE_GOOD, 0, 0, 0, 0);
         }
         return;
     }
@@ -76,12 +76,12 @@ void sendDiagnostic(const MMSG_t& mmsg) {
         ESA_TRACE("Un-supported SES Page [%d].", pageCode);
         return;
     }
-    (void)esaProcEncContPage(mmsg);
+    esaProcEncContPage(mmsg);
     if (mmsg.mmch.requestor == MMSG_E_EPID_VOLMGRMP) {
         ESA_TRACE("Rx Drive Fault LED SES msg from VM. No returning Status msg.");
         return;
     }
-    esaSendStatus(mmsg, SES_K_SCSI_STATUS_CODE_GOOD, 0, 0, 0, 0);
+    esaSendStatus(&mmsg, SES_K_SCSI_STATUS_CODE_GOOD, 0, 0, 0, 0);
 }
 
 } // namespace
@@ -89,11 +89,11 @@ void sendDiagnostic(const MMSG_t& mmsg) {
 void esaProcMmsgMsg(const MMSG_t& mmsg) {
     ESA_OPERATION();
     if (!isAcceptable(mmsg.mmch)) {
-        esaMmsgPrint(mmsg);
+        esaMmsgPrint(&mmsg);
         return;
     }
     ESA_TRACE("Receive a MMSG to the Enclosure Services Adapter");
-    esaMmsgPrint(mmsg);
+    esaMmsgPrint(&mmsg);
     if (isOwnResponse(mmsg.mmch)) {
         return;
     }

@@ -1,6 +1,6 @@
 #include "messaging/pages.h"
 
-#include <algorithm>
+#include <iterator>
 
 #include "core/operation.h"
 #include "policy/chassis.h"
@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr U16_t RECORD_SIZE = 4;
+/** What a page's length field leaves out: the page's first four bytes. */
+constexpr U16_t LENGTH_NOT_COUNTED = 4;
 /** The alarm elements echo this bit of the control page's common byte and of its overall word. */
 constexpr U8_t ALARM_ECHOED_BIT = 0x20;
 
@@ -19,10 +20,22 @@ constexpr S16_t UNDER_TEMPERATURE_WARNING_DEG_C = 1;
 constexpr S16_t UNDER_TEMPERATURE_FAILURE_DEG_C = 0;
 constexpr S16_t TEMPERATURE_OFFSET_DEG_C = 20;
 
+/** The element types in the order of both pages. */
+constexpr struct {
+    U8_t type;
+    U8_t EsaControl_t::*elements;
+} ELEMENT_TYPES[] = {
+    {SES_K_ELEMENT_TYPE_DEVICE, &EsaControl_t::deviceMaxNumber},
+    {SES_K_ELEMENT_TYPE_POWER_SUPPLY, &EsaControl_t::powerSupplyMaxNumber},
+    {SES_K_ELEMENT_TYPE_COOLING, &EsaControl_t::coolingMaxNumber},
+    {SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR, &EsaControl_t::temperatureSensorMaxNumber},
+    {SES_K_ELEMENT_TYPE_AUDIBLE_ALARM, &EsaControl_t::audibleAlarmMaxNumber},
+};
+
 /** Lays records one behind the other into a zeroed page. */
 class PageWriter {
 public:
-    explicit PageWriter(std::span<U8_t, ESA_K_PAGE_SIZE> page) : next_(page.data()) {}
+    explicit PageWriter(std::span<U8_t, ESA_K_PAGE_SIZE> page) : begin_(page.data()), next_(begin_) {}
 
     template <typename T>
     T& next() {
@@ -31,15 +44,18 @@ public:
         return record;
     }
 
+    template <typename T>
+    bool hasRoom() const {
+        return size() + sizeof(T) <= ESA_K_PAGE_SIZE;
+    }
+
+    /** Bytes laid so far. */
+    U16_t size() const { return static_cast<U16_t>(next_ - begin_); }
+
 private:
+    U8_t* begin_;
     U8_t* next_;
 };
-
-void writeTypeHeader(PageWriter& page, U8_t elementType, U8_t elements) {
-    auto& header = page.next<TypeDescHdr_t>();
-    header.elementType = elementType;
-    header.numberPossibleElements = elements;
-}
 
 void writeDevices(PageWriter& page) {
     page.next<be32_t>() = 0;
@@ -64,7 +80,7 @@ void writePowerSupplies(PageWriter& page) {
         status.rsvd2 = 1;
     }
     if (changed) {
-        (void)esaSendPowerSupplyEvent(EMP_E_TYPE_WARNING);
+        esaSendPowerSupplyEvent(EMP_E_TYPE_WARNING);
     }
 }
 
@@ -94,7 +110,7 @@ void writeCoolings(PageWriter& page) {
         status.rqstedOn = U8_t{esaControl.coolingElementControl[fan].rqstOn};
     }
     if (changed) {
-        (void)esaSendFanFaultEvent(EMP_E_TYPE_WARNING);
+        esaSendFanFaultEvent(EMP_E_TYPE_WARNING);
     }
 }
 
@@ -137,33 +153,34 @@ void writeAlarms(PageWriter& page) {
 
 } // namespace
 
-void esaBuildConfigurationPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
+U16_t esaBuildConfigurationPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
     PageWriter writer(page);
-    const U8_t types = esaControl.elementTypeMaxNumber;
     auto& header = writer.next<ConfDiagPageHdr_t>();
     header.pageCode = SES_K_CONFIGURATION_DIAGNOSTIC_PAGE;
-    header.pageLength = static_cast<U16_t>(RECORD_SIZE * types + 44);
     auto& descriptor = writer.next<EnclosureDescHdr_t>();
     descriptor.numberESProcesses = 1;
-    descriptor.numberElementTypeDescHdrs = types;
-    descriptor.enclosureDescLength = sizeof(EnclosureDescHdr_t) - RECORD_SIZE;
-    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_DEVICE, esaControl.deviceMaxNumber);
-    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_POWER_SUPPLY, esaControl.powerSupplyMaxNumber);
-    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_COOLING, esaControl.coolingMaxNumber);
-    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR, esaControl.temperatureSensorMaxNumber);
-    writeTypeHeader(writer, SES_K_ELEMENT_TYPE_AUDIBLE_ALARM, esaControl.audibleAlarmMaxNumber);
+    descriptor.numberElementTypeDescHdrs = esaControl.elementTypeMaxNumber;
+    descriptor.enclosureDescLength = sizeof(EnclosureDescHdr_t) - LENGTH_NOT_COUNTED;
+    for (std::size_t i = 0; i < esaControl.elementTypeMaxNumber && writer.hasRoom<TypeDescHdr_t>(); ++i) {
+        auto& type = writer.next<TypeDescHdr_t>();
+        if (i < std::size(ELEMENT_TYPES)) {
+            type.elementType = ELEMENT_TYPES[i].type;
+            type.numberPossibleElements = esaControl.*ELEMENT_TYPES[i].elements;
+        }
+    }
+    header.pageLength = static_cast<U16_t>(writer.size() - LENGTH_NOT_COUNTED);
+    return writer.size();
 }
 
-void esaBuildEnclosureStatusPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
+U16_t esaBuildEnclosureStatusPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
     PageWriter writer(page);
-    const int elements = esaControl.deviceMaxNumber + esaControl.powerSupplyMaxNumber + esaControl.coolingMaxNumber +
-                         esaControl.temperatureSensorMaxNumber + esaControl.audibleAlarmMaxNumber;
     auto& header = writer.next<EncStatDiagPageHdr_t>();
     header.pageCode = SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE;
-    header.pageLength = static_cast<U16_t>(RECORD_SIZE * elements + 24);
     writeDevices(writer);
     writePowerSupplies(writer);
     writeCoolings(writer);
     writeTemperatures(writer);
     writeAlarms(writer);
+    header.pageLength = static_cast<U16_t>(writer.size() - LENGTH_NOT_COUNTED);
+    return writer.size();
 }

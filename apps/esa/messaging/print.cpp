@@ -1,7 +1,9 @@
 #include "messaging/print.h"
 
+#include <algorithm>
 #include <bit>
-#include <span>
+#include <cstdio>
+#include <iterator>
 
 #include "core/operation.h"
 #include "messaging/print_fields.h"
@@ -17,33 +19,38 @@ constexpr U32_t POWER_SUPPLY_TYPE = 1;
 constexpr U32_t COOLING_TYPE = 2;
 constexpr U32_t ALARM_TYPE = 4;
 
-U32_t valueOf(const U8_t* record, const FieldLine_t& line) {
-    const U8_t* bytes = record + line.offset;
-    if (line.size == 1) {
-        return static_cast<U32_t>((bytes[0] & line.mask) >> std::countr_zero(line.mask));
+U32_t valueOf(const U8_t* record, const FieldLine_t& field) {
+    const U8_t* bytes = record + field.offset;
+    if (field.size == 1) {
+        return static_cast<U32_t>((bytes[0] & field.mask) >> std::countr_zero(field.mask));
     }
     U32_t value = 0;
-    for (U8_t i = 0; i < line.size; ++i) {
+    for (std::size_t i = 0; i < field.size; ++i) {
         value = value << 8 | bytes[i];
     }
     return value;
 }
 
-void printRecord(const void* record, std::span<const FieldLine_t> lines) {
-    for (const FieldLine_t& line : lines) {
-        ESA_TRACE(line.format, valueOf(static_cast<const U8_t*>(record), line));
+void printFields(const CHAR_t* name, const void* record, const RecordLines_t& lines) {
+    for (const FieldLine_t& field : lines.fields) {
+        CHAR_t value[24];
+        std::snprintf(value, sizeof(value), field.form, valueOf(static_cast<const U8_t*>(record), field));
+        ESA_TRACE("%s %-*s%s", name, lines.labelWidth, field.label, value);
     }
 }
 
+void printRecord(const void* record, const RecordLines_t& lines) {
+    printFields(lines.name, record, lines);
+}
+
 /** Prints one list of a status or control page, overall line first; returns where the next list starts. */
-const U8_t* printElements(const U8_t* list, const CHAR_t* overallFormat, U8_t count,
-                          std::span<const FieldLine_t> lines) {
+const U8_t* printElements(const U8_t* list, const CHAR_t* overallFormat, U8_t count, const RecordLines_t& lines) {
     ESA_TRACE(overallFormat, U32_t{wireAt<be32_t>(static_cast<const void*>(list))});
     const U8_t* record = list + sizeof(be32_t);
     for (U8_t index = 0; index < count; ++index, record += RECORD_SIZE) {
-        for (const FieldLine_t& line : lines) {
-            ESA_TRACE(line.format, index, valueOf(record, line));
-        }
+        CHAR_t name[32];
+        std::snprintf(name, sizeof(name), "%s [%d]", lines.name, index);
+        printFields(name, record, lines);
     }
     return record;
 }
@@ -59,12 +66,13 @@ void printText(const CHAR_t* format, const U8_t (&text)[N]) {
     ESA_TRACE(format, static_cast<int>(N), reinterpret_cast<const CHAR_t*>(text));
 }
 
-void printPageName(const CHAR_t* name) {
-    ESA_TRACE("Page                             = [%s]", name);
-}
-
-void printUnsupportedPage(U8_t pageCode) {
-    ESA_TRACE("Un-supported SES Page [%d].", pageCode);
+void printPageName(std::span<const PageName_t> names, U8_t pageCode) {
+    const auto page = std::ranges::find(names, pageCode, &PageName_t::pageCode);
+    if (page != names.end()) {
+        ESA_TRACE("Page                             = [%s]", page->name);
+    } else {
+        ESA_TRACE("Un-supported SES Page [%d].", pageCode);
+    }
 }
 
 void printConfigurationPage(const U8_t* bytes) {
@@ -92,8 +100,8 @@ void printEnclosureStatusPage(const U8_t* page) {
                          POWER_SUPPLY_STATUS_LINES);
     list = printElements(list, "Cooling overallStatus = [0x%x]", esaControl.coolingMaxNumber, COOLING_STATUS_LINES);
     list = skipElements(list, esaControl.temperatureSensorMaxNumber);
-    (void)printElements(list, "Audible Alarm overallStatus      = [0x%x]", esaControl.audibleAlarmMaxNumber,
-                        ALARM_STATUS_LINES);
+    printElements(list, "Audible Alarm overallStatus      = [0x%x]", esaControl.audibleAlarmMaxNumber,
+                  ALARM_STATUS_LINES);
 }
 
 void printEnclosureControlPage(const U8_t* page) {
@@ -105,17 +113,12 @@ void printEnclosureControlPage(const U8_t* page) {
     list = printElements(list, "Cooling overallControl          = [%d]", esaControl.coolingMaxNumber,
                          COOLING_CONTROL_LINES);
     list = skipElements(list, esaControl.temperatureSensorMaxNumber);
-    (void)printElements(list, "Audible Alarm overallControl   = [%d]", esaControl.audibleAlarmMaxNumber,
-                        ALARM_CONTROL_LINES);
+    printElements(list, "Audible Alarm overallControl   = [%d]", esaControl.audibleAlarmMaxNumber, ALARM_CONTROL_LINES);
 }
 
 void printReturnedPage(const U8_t* page) {
     const U8_t pageCode = page[0];
-    if (pageCode >= std::size(STATUS_PAGE_NAMES)) {
-        printUnsupportedPage(pageCode);
-        return;
-    }
-    printPageName(STATUS_PAGE_NAMES[pageCode]);
+    printPageName(STATUS_PAGE_NAMES, pageCode);
     if (pageCode == SES_K_CONFIGURATION_DIAGNOSTIC_PAGE) {
         printConfigurationPage(page);
     } else if (pageCode == SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE) {
@@ -154,7 +157,7 @@ void printResponse(const MMSG_t& mmsg) {
         break;
     case SES_K_SEND_DIAGNOSTIC_COMMAND:
         ESA_TRACE("Command                          = [SES_K_SEND_DIAGNOSTIC_COMMAND]");
-        (void)printStatus(status);
+        printStatus(status);
         break;
     default:
         ESA_TRACE("Un-supported SES Command [%d].", command);
@@ -165,11 +168,7 @@ void printResponse(const MMSG_t& mmsg) {
 void printReceiveDiagnostic(const U8_t* payload) {
     const auto& command = wireAt<RcvDiagResCommand_t>(static_cast<const void*>(payload));
     printRecord(&command, RECEIVE_COMMAND_LINES);
-    if (command.pageCode < std::size(STATUS_PAGE_NAMES)) {
-        printPageName(STATUS_PAGE_NAMES[command.pageCode]);
-    } else {
-        printUnsupportedPage(command.pageCode);
-    }
+    printPageName(STATUS_PAGE_NAMES, command.pageCode);
 }
 
 void printSendDiagnostic(const U8_t* payload) {
@@ -178,15 +177,9 @@ void printSendDiagnostic(const U8_t* payload) {
     const U8_t pageCode = command.sndDiagCommandList;
     if (pageCode == SES_K_ENCLOSURE_CONTROL_DIAGNOSTIC_PAGE) {
         printEnclosureControlPage(&command.sndDiagCommandList);
-        return;
+    } else {
+        printPageName(CONTROL_PAGE_NAMES, pageCode);
     }
-    for (const PageName_t& page : CONTROL_PAGE_NAMES) {
-        if (page.pageCode == pageCode) {
-            printPageName(page.name);
-            return;
-        }
-    }
-    printUnsupportedPage(pageCode);
 }
 
 void printRequest(const MMSG_t& mmsg) {
@@ -207,15 +200,15 @@ void printRequest(const MMSG_t& mmsg) {
 
 } // namespace
 
-void esaMmsgPrint(const MMSG_t& mmsg) {
+void esaMmsgPrint(const MMSG_t* mmsgPtr) {
     ESA_OPERATION();
     if (!TRACE_ENABLED(TRC_E_MOD_ESA, TRC_K_INFO)) {
         return;
     }
-    printRecord(&mmsg.mmch, HEADER_LINES);
-    if ((mmsg.mmch.mmsg_cont & MMCH_K_CONT_RESPONSE) != 0) {
-        printResponse(mmsg);
+    printRecord(&mmsgPtr->mmch, HEADER_LINES);
+    if ((mmsgPtr->mmch.mmsg_cont & MMCH_K_CONT_RESPONSE) != 0) {
+        printResponse(*mmsgPtr);
     } else {
-        printRequest(mmsg);
+        printRequest(*mmsgPtr);
     }
 }

@@ -1,237 +1,202 @@
 /**
- * What the message printer prints: one line a field, in record order. The labels and their blank fill are read by
- * people and by log scanners and are kept to the character.
+ * What the message printer prints: one line a field, in the order of the table. Labels and their columns are read by
+ * people and by log scanners and are kept to the character; where a field lies is the records' own business.
  */
 #pragma once
 
-#include "basetypes.h"
+#include <cstddef>
+#include <span>
 
-/** How one field of a record is printed. */
+#include "mmsg.h"
+#include "ses_mesgs.h"
+
+/** How a value is printed. */
+inline constexpr const CHAR_t* DECIMAL = " = [%d]";
+inline constexpr const CHAR_t* HEX = " = [0x%x]";
+inline constexpr const CHAR_t* UPPER_HEX = " = [0x%X]";
+inline constexpr const CHAR_t* TOUCHING = "= [%d]"; /**< the label reaches beyond its column */
+
+/** One field of a record. */
 struct FieldLine_t {
-    const CHAR_t* format; /**< takes the value; lines of elements take the element's index before it */
-    U8_t offset;          /**< first byte of the field in its record */
-    U8_t size;            /**< bytes, big-endian */
-    U8_t mask;            /**< bits of a one-byte field */
+    const CHAR_t* label;
+    std::size_t offset; /**< first byte of the field in its record */
+    std::size_t size;   /**< bytes, big-endian */
+    U8_t mask;          /**< bits of a one-byte field */
+    const CHAR_t* form = DECIMAL;
 };
 
-constexpr FieldLine_t HEADER_LINES[] = {
-    {"MMCH protocol                    = [%d]", 12, 1, 0xFF},
-    {"MMCH type                        = [%d]", 13, 3, 0xFF},
-    {"MMCH requestor                   = [%d]", 16, 1, 0xFF},
-    {"MMCH mmsg_cont                   = [%d]", 17, 1, 0xFF},
-    {"MMCH recipient_ob_bm             = [0x%x]", 28, 4, 0xFF},
-    {"MMCH dest_ep                     = [%d]", 18, 1, 0xFF},
-    {"MMCH handle                      = [%d]", 40, 4, 0xFF},
-    {"MMCH general_use1                = [0x%X]", 44, 4, 0xFF},
-    {"MMCH mmsg_length                 = [%d]", 10, 2, 0xFF},
-    {"MMCH return_code                 = [%d]", 36, 4, 0xFF},
+/** The lines of a record, each behind the record's name. */
+struct RecordLines_t {
+    const CHAR_t* name;
+    int labelWidth;
+    std::span<const FieldLine_t> fields;
 };
 
-constexpr FieldLine_t SENSE_LINES[] = {
-    {"Sense Data responseCode                 = [%d]", 0, 1, 0xFE},
-    {"Sense Data valid                        = [%d]", 0, 1, 0x01},
-    {"Sense Data obsolete                     = [%d]", 1, 1, 0xFF},
-    {"Sense Data senseKey                     = [%d]", 2, 1, 0xF0},
-    {"Sense Data reserved                     = [%d]", 2, 1, 0x08},
-    {"Sense Data ili                          = [%d]", 2, 1, 0x04},
-    {"Sense Data eom                          = [%d]", 2, 1, 0x02},
-    {"Sense Data filemark                     = [%d]", 2, 1, 0x01},
-    {"Sense Data information                  = [%d]", 4, 4, 0xFF},
-    {"Sense Data additionalSenseLength        = [%d]", 8, 1, 0xFF},
-    {"Sense Data commandSpecificInformation   = [%d]", 12, 4, 0xFF},
-    {"Sense Data additionalSenseCode          = [%d]", 16, 1, 0xFF},
-    {"Sense Data additionalSenseCodeQualifier = [%d]", 17, 1, 0xFF},
-    {"Sense Data fieldReplaceableUnitCode     = [%d]", 18, 1, 0xFF},
-    {"Sense Data senseKeySpecific7Bits        = [%d]", 19, 1, 0xFE},
-    {"Sense Data sksv                         = [%d]", 19, 1, 0x01},
-    {"Sense Data senseKeySpecific16Bits       = [%d]", 20, 2, 0xFF},
-};
+template <typename Field>
+inline constexpr U8_t MASK_OF = 0xFF;
+template <U8_t MASK>
+inline constexpr U8_t MASK_OF<bits_t<MASK>> = MASK;
 
-constexpr FieldLine_t CONFIGURATION_HEADER_LINES[] = {
-    {"ENC CONF Page code               = [0x%x]", 0, 1, 0xFF},
-    {"ENC CONF Page numberSubEnclosure = [%d]", 1, 1, 0xFF},
-    {"ENC CONF Page pageLength         = [%d]", 2, 2, 0xFF},
-    {"ENC CONF Page generationCode     = [%d]", 4, 4, 0xFF},
-};
+/** A field of the record that RECORD names while its table is written. */
+#define FIELD(member) LABELLED(#member, member)
+#define LABELLED(label, member) FORMED(label, member, DECIMAL)
+#define FORMED(label, member, form)                                                                                    \
+    { label, offsetof(RECORD, member), sizeof(RECORD::member), MASK_OF<decltype(RECORD::member)>, form }
 
-constexpr FieldLine_t DESCRIPTOR_LINES[] = {
-    {"ENC Descriptor numberESProcesses             = [%d]", 0, 1, 0xE0},
-    {"ENC Descriptor reserved1                     = [%d]", 0, 1, 0x10},
-    {"ENC Descriptor relESProcessId                = [%d]", 0, 1, 0x0E},
-    {"ENC Descriptor reserved2                     = [%d]", 0, 1, 0x01},
-    {"ENC Descriptor subEnclosureId                = [%d]", 1, 1, 0xFF},
-    {"ENC Descriptor numberElementTypeDescHdrs     = [%d]", 2, 1, 0xFF},
-    {"ENC Descriptor enclosureDescLength           = [%d]", 3, 1, 0xFF},
+// clang-format off
+#define RECORD MMCH_t
+inline constexpr FieldLine_t HEADER_FIELDS[] = {
+    LABELLED("protocol", opcode.request.protocol), LABELLED("type", opcode.request.type), FIELD(requestor),
+    FIELD(mmsg_cont), FORMED("recipient_ob_bm", recipient_ob_bm[0], HEX), FIELD(dest_ep), FIELD(handle),
+    FORMED("general_use1", general_use1, UPPER_HEX), FIELD(mmsg_length), FIELD(return_code),
 };
+#undef RECORD
+#define RECORD SenseData_t
+inline constexpr FieldLine_t SENSE_FIELDS[] = {
+    FIELD(responseCode), FIELD(valid), FIELD(obsolete), FIELD(senseKey), FIELD(reserved), FIELD(ili), FIELD(eom),
+    FIELD(filemark), FIELD(information), FIELD(additionalSenseLength), FIELD(commandSpecificInformation),
+    FIELD(additionalSenseCode), FIELD(additionalSenseCodeQualifier), FIELD(fieldReplaceableUnitCode),
+    FIELD(senseKeySpecific7Bits), FIELD(sksv), FIELD(senseKeySpecific16Bits),
+};
+#undef RECORD
+#define RECORD ConfDiagPageHdr_t
+inline constexpr FieldLine_t CONFIGURATION_HEADER_FIELDS[] = {
+    FORMED("code", pageCode, HEX), FIELD(numberSubEnclosure), FIELD(pageLength), FIELD(generationCode),
+};
+#undef RECORD
+#define RECORD EnclosureDescHdr_t
+inline constexpr FieldLine_t DESCRIPTOR_FIELDS[] = {
+    FIELD(numberESProcesses), FIELD(reserved1), FIELD(relESProcessId), FIELD(reserved2), FIELD(subEnclosureId),
+    FIELD(numberElementTypeDescHdrs), FIELD(enclosureDescLength),
+};
+#undef RECORD
+#define RECORD TypeDescHdr_t
+inline constexpr FieldLine_t TYPE_FIELDS[] = {
+    FIELD(elementType), FIELD(numberPossibleElements), FIELD(subEnclosureId), FIELD(typeDescTextLength),
+};
+#undef RECORD
+#define RECORD EncStatDiagPageHdr_t
+inline constexpr FieldLine_t STATUS_HEADER_FIELDS[] = {
+    FORMED("code", pageCode, HEX), FIELD(unrecov), FIELD(crit), LABELLED("non crit", nonCrit), FIELD(info),
+    FIELD(invop), FIELD(reserved), LABELLED("page length", pageLength), LABELLED("generation code", generationCode),
+};
+#undef RECORD
+#define RECORD EncContDiagPageHdr_t
+inline constexpr FieldLine_t CONTROL_HEADER_FIELDS[] = {
+    FORMED("code", pageCode, HEX), FIELD(unrecov), FIELD(crit), LABELLED("non crit", nonCrit), FIELD(info),
+    FIELD(reserved), LABELLED("page length", pageLength), LABELLED("generation code", generationCode),
+};
+#undef RECORD
+#define RECORD DeviceElementStat_t
+inline constexpr FieldLine_t DEVICE_STATUS_FIELDS[] = {
+    FIELD(commonStatus), FIELD(slotAddress), FIELD(report), FIELD(ident), FIELD(rmv), FIELD(readyToInsert),
+    FIELD(enclosureBypB), FIELD(enclosureBypA), FIELD(doNotRemove), FIELD(appClientBypA), FIELD(deviceBypB),
+    FIELD(deviceBypA), FIELD(BypB), FIELD(BypA), FIELD(deviceOff), FIELD(faultReqstd), FIELD(faultSensed),
+    FIELD(appClientBypB),
+};
+#undef RECORD
+#define RECORD PowerSupplyElementStat_t
+inline constexpr FieldLine_t POWER_SUPPLY_STATUS_FIELDS[] = {
+    FIELD(commonStatus), FIELD(reserved1), FIELD(ident), FIELD(rsvd1), FIELD(dcOverCurrent), FIELD(dcUnderVoltage),
+    FIELD(dcOverVoltage), FIELD(reserved2), FIELD(dcFail), FIELD(acFail), FIELD(tempWarn), FIELD(ovrtmpFail),
+    FIELD(off), FIELD(rqstedOn), FIELD(fail), FIELD(rsvd2),
+};
+#undef RECORD
+#define RECORD CoolingElementStat_t
+inline constexpr FieldLine_t COOLING_STATUS_FIELDS[] = {
+    FIELD(commonStatus), FIELD(actualFanSpeedMsb), FIELD(reserved), FIELD(ident), FIELD(actualFanSpeed),
+    FIELD(actualSpeedCode), FIELD(rsvd1), FIELD(off), FIELD(rqstedOn), FIELD(fail), FIELD(rsvd2),
+};
+#undef RECORD
+#define RECORD AudibleAlarmElementStat_t
+inline constexpr FieldLine_t ALARM_STATUS_FIELDS[] = {
+    FIELD(commonStatus), FIELD(reserved1), FIELD(ident), FIELD(reserved2), FIELD(unrecov), FIELD(crit), FIELD(nonCrit),
+    FIELD(info), FIELD(remind), FIELD(rsvd), FIELD(muted), FIELD(rqstMute),
+};
+#undef RECORD
+#define RECORD DeviceElementCont_t
+inline constexpr FieldLine_t DEVICE_CONTROL_FIELDS[] = {
+    FIELD(commonControl), FIELD(reserved1), FIELD(reserved2), FIELD(rqstIdent), FIELD(rqstRemove), FIELD(rqstInsert),
+    FIELD(reserved3), FIELD(rqstActive), FIELD(reserved4), FIELD(enableBypB), FIELD(enableBypA), FIELD(rqstFault),
+    FIELD(reserved5),
+};
+#undef RECORD
+#define RECORD PowerSupplyElementCont_t
+inline constexpr FieldLine_t POWER_SUPPLY_CONTROL_FIELDS[] = {
+    FIELD(commonControl), FIELD(reserved1), FIELD(rqstIdent), FIELD(reserved2), FIELD(reserved3), FIELD(rqstOn),
+    FIELD(rqstFail), FIELD(rsvd),
+};
+#undef RECORD
+#define RECORD CoolingElementCont_t
+inline constexpr FieldLine_t COOLING_CONTROL_FIELDS[] = {
+    FIELD(commonControl), FIELD(reserved1), FIELD(rqstIdent), FIELD(reserved2), FIELD(requestedSpeedCode),
+    FIELD(reserved3), FIELD(rqstOn), FIELD(rqstFail), FIELD(rsvd),
+};
+#undef RECORD
+#define RECORD AudibleAlarmElementCont_t
+inline constexpr FieldLine_t ALARM_CONTROL_FIELDS[] = {
+    FORMED("commonControl", commonControl, TOUCHING), FIELD(reserved1), FIELD(rqstIdent), FIELD(reserved2),
+    FIELD(unrecov), FIELD(crit), FIELD(nonCrit), FIELD(info), FIELD(setRemind), FIELD(rsvd1), FIELD(setMute),
+    FIELD(rsvd2),
+};
+#undef RECORD
+#define RECORD RcvDiagResCommand_t
+inline constexpr FieldLine_t RECEIVE_COMMAND_FIELDS[] = {
+    LABELLED("operation code", operationCode), FIELD(reserved), LABELLED("page code", pageCode),
+    LABELLED("allocation length", allocationLength), FORMED("control", control, HEX),
+};
+#undef RECORD
+#define RECORD SndDiagCommand_t
+inline constexpr FieldLine_t SEND_COMMAND_FIELDS[] = {
+    FORMED("operation code", operationCode, HEX), LABELLED("self test code", selfTestCode), FIELD(pf),
+    LABELLED("reserved bit", reservedBit), LABELLED("self test", selfTest), FIELD(devOffL), FIELD(unitOffL),
+    FIELD(reserved), FIELD(parameterListLength), FORMED("control", control, HEX),
+};
+#undef RECORD
 
-constexpr FieldLine_t DEVICE_TYPE_LINES[] = {
-    {"ENC Device Descriptor elementType            = [%d]", 0, 1, 0xFF},
-    {"ENC Device Descriptor numberPossibleElements = [%d]", 1, 1, 0xFF},
-    {"ENC Device Descriptor subEnclosureId         = [%d]", 2, 1, 0xFF},
-    {"ENC Device Descriptor typeDescTextLength     = [%d]", 3, 1, 0xFF},
-};
+// clang-format on
+#undef FIELD
+#undef LABELLED
+#undef FORMED
 
-constexpr FieldLine_t POWER_SUPPLY_TYPE_LINES[] = {
-    {"ENC Power Supply Descriptor elementType              = [%d]", 0, 1, 0xFF},
-    {"ENC Power Supply Descriptor numberPossibleElements   = [%d]", 1, 1, 0xFF},
-    {"ENC Power Supply Descriptor subEnclosureId           = [%d]", 2, 1, 0xFF},
-    {"ENC Power Supply Descriptor typeDescTextLength       = [%d]", 3, 1, 0xFF},
-};
+inline constexpr RecordLines_t HEADER_LINES = {"MMCH", 27, HEADER_FIELDS};
+inline constexpr RecordLines_t SENSE_LINES = {"Sense Data", 28, SENSE_FIELDS};
+inline constexpr RecordLines_t CONFIGURATION_HEADER_LINES = {"ENC CONF Page", 18, CONFIGURATION_HEADER_FIELDS};
+inline constexpr RecordLines_t DESCRIPTOR_LINES = {"ENC Descriptor", 29, DESCRIPTOR_FIELDS};
+inline constexpr RecordLines_t DEVICE_TYPE_LINES = {"ENC Device Descriptor", 22, TYPE_FIELDS};
+inline constexpr RecordLines_t POWER_SUPPLY_TYPE_LINES = {"ENC Power Supply Descriptor", 24, TYPE_FIELDS};
+inline constexpr RecordLines_t COOLING_TYPE_LINES = {"ENC Cooling Descriptor", 25, TYPE_FIELDS};
+inline constexpr RecordLines_t ALARM_TYPE_LINES = {"ENC Audible Alarm Descriptor", 19, TYPE_FIELDS};
+inline constexpr RecordLines_t STATUS_HEADER_LINES = {"ENC STAT Page", 18, STATUS_HEADER_FIELDS};
+inline constexpr RecordLines_t CONTROL_HEADER_LINES = {"ENC CONT Page", 18, CONTROL_HEADER_FIELDS};
+inline constexpr RecordLines_t DEVICE_STATUS_LINES = {"Device", 13, DEVICE_STATUS_FIELDS};
+inline constexpr RecordLines_t POWER_SUPPLY_STATUS_LINES = {"PowerSupply", 14, POWER_SUPPLY_STATUS_FIELDS};
+inline constexpr RecordLines_t COOLING_STATUS_LINES = {"Cooling", 19, COOLING_STATUS_FIELDS};
+inline constexpr RecordLines_t ALARM_STATUS_LINES = {"Audible Alarm", 13, ALARM_STATUS_FIELDS};
+inline constexpr RecordLines_t DEVICE_CONTROL_LINES = {"Device", 13, DEVICE_CONTROL_FIELDS};
+inline constexpr RecordLines_t POWER_SUPPLY_CONTROL_LINES = {"PowerSupply", 13, POWER_SUPPLY_CONTROL_FIELDS};
+inline constexpr RecordLines_t COOLING_CONTROL_LINES = {"Cooling", 18, COOLING_CONTROL_FIELDS};
+inline constexpr RecordLines_t ALARM_CONTROL_LINES = {"Audible Alarm", 11, ALARM_CONTROL_FIELDS};
+inline constexpr RecordLines_t RECEIVE_COMMAND_LINES = {"RCV DIAG RES Cmd", 19, RECEIVE_COMMAND_FIELDS};
+inline constexpr RecordLines_t SEND_COMMAND_LINES = {"SND DIAG Cmd", 19, SEND_COMMAND_FIELDS};
 
-constexpr FieldLine_t COOLING_TYPE_LINES[] = {
-    {"ENC Cooling Descriptor elementType               = [%d]", 0, 1, 0xFF},
-    {"ENC Cooling Descriptor numberPossibleElements    = [%d]", 1, 1, 0xFF},
-    {"ENC Cooling Descriptor subEnclosureId            = [%d]", 2, 1, 0xFF},
-    {"ENC Cooling Descriptor typeDescTextLength        = [%d]", 3, 1, 0xFF},
-};
-
-constexpr FieldLine_t ALARM_TYPE_LINES[] = {
-    {"ENC Audible Alarm Descriptor elementType         = [%d]", 0, 1, 0xFF},
-    {"ENC Audible Alarm Descriptor numberPossibleElements = [%d]", 1, 1, 0xFF},
-    {"ENC Audible Alarm Descriptor subEnclosureId      = [%d]", 2, 1, 0xFF},
-    {"ENC Audible Alarm Descriptor typeDescTextLength  = [%d]", 3, 1, 0xFF},
-};
-
-constexpr FieldLine_t STATUS_HEADER_LINES[] = {
-    {"ENC STAT Page code               = [0x%x]", 0, 1, 0xFF}, {"ENC STAT Page unrecov            = [%d]", 1, 1, 0x80},
-    {"ENC STAT Page crit               = [%d]", 1, 1, 0x40},   {"ENC STAT Page non crit           = [%d]", 1, 1, 0x20},
-    {"ENC STAT Page info               = [%d]", 1, 1, 0x10},   {"ENC STAT Page invop              = [%d]", 1, 1, 0x08},
-    {"ENC STAT Page reserved           = [%d]", 1, 1, 0x07},   {"ENC STAT Page page length        = [%d]", 2, 2, 0xFF},
-    {"ENC STAT Page generation code    = [%d]", 4, 4, 0xFF},
-};
-
-constexpr FieldLine_t CONTROL_HEADER_LINES[] = {
-    {"ENC CONT Page code               = [0x%x]", 0, 1, 0xFF}, {"ENC CONT Page unrecov            = [%d]", 1, 1, 0x80},
-    {"ENC CONT Page crit               = [%d]", 1, 1, 0x40},   {"ENC CONT Page non crit           = [%d]", 1, 1, 0x20},
-    {"ENC CONT Page info               = [%d]", 1, 1, 0x10},   {"ENC CONT Page reserved           = [%d]", 1, 1, 0x0F},
-    {"ENC CONT Page page length        = [%d]", 2, 2, 0xFF},   {"ENC CONT Page generation code    = [%d]", 4, 4, 0xFF},
-};
-
-constexpr FieldLine_t DEVICE_STATUS_LINES[] = {
-    {"Device [%d] commonStatus  = [%d]", 0, 1, 0xFF}, {"Device [%d] slotAddress   = [%d]", 1, 1, 0xFF},
-    {"Device [%d] report        = [%d]", 2, 1, 0x80}, {"Device [%d] ident         = [%d]", 2, 1, 0x40},
-    {"Device [%d] rmv           = [%d]", 2, 1, 0x20}, {"Device [%d] readyToInsert = [%d]", 2, 1, 0x10},
-    {"Device [%d] enclosureBypB = [%d]", 2, 1, 0x08}, {"Device [%d] enclosureBypA = [%d]", 2, 1, 0x04},
-    {"Device [%d] doNotRemove   = [%d]", 2, 1, 0x02}, {"Device [%d] appClientBypA = [%d]", 2, 1, 0x01},
-    {"Device [%d] deviceBypB    = [%d]", 3, 1, 0x80}, {"Device [%d] deviceBypA    = [%d]", 3, 1, 0x40},
-    {"Device [%d] BypB          = [%d]", 3, 1, 0x20}, {"Device [%d] BypA          = [%d]", 3, 1, 0x10},
-    {"Device [%d] deviceOff     = [%d]", 3, 1, 0x08}, {"Device [%d] faultReqstd   = [%d]", 3, 1, 0x04},
-    {"Device [%d] faultSensed   = [%d]", 3, 1, 0x02}, {"Device [%d] appClientBypB = [%d]", 3, 1, 0x01},
-};
-
-constexpr FieldLine_t POWER_SUPPLY_STATUS_LINES[] = {
-    {"PowerSupply [%d] commonStatus   = [%d]", 0, 1, 0xFF}, {"PowerSupply [%d] reserved1      = [%d]", 1, 1, 0xFE},
-    {"PowerSupply [%d] ident          = [%d]", 1, 1, 0x01}, {"PowerSupply [%d] rsvd1          = [%d]", 2, 1, 0x80},
-    {"PowerSupply [%d] dcOverCurrent  = [%d]", 2, 1, 0x40}, {"PowerSupply [%d] dcUnderVoltage = [%d]", 2, 1, 0x20},
-    {"PowerSupply [%d] dcOverVoltage  = [%d]", 2, 1, 0x10}, {"PowerSupply [%d] reserved2      = [%d]", 2, 1, 0x0F},
-    {"PowerSupply [%d] dcFail         = [%d]", 3, 1, 0x80}, {"PowerSupply [%d] acFail         = [%d]", 3, 1, 0x40},
-    {"PowerSupply [%d] tempWarn       = [%d]", 3, 1, 0x20}, {"PowerSupply [%d] ovrtmpFail     = [%d]", 3, 1, 0x10},
-    {"PowerSupply [%d] off            = [%d]", 3, 1, 0x08}, {"PowerSupply [%d] rqstedOn       = [%d]", 3, 1, 0x04},
-    {"PowerSupply [%d] fail           = [%d]", 3, 1, 0x02}, {"PowerSupply [%d] rsvd2          = [%d]", 3, 1, 0x01},
-};
-
-constexpr FieldLine_t COOLING_STATUS_LINES[] = {
-    {"Cooling [%d] commonStatus        = [%d]", 0, 1, 0xFF}, {"Cooling [%d] actualFanSpeedMsb   = [%d]", 1, 1, 0xC0},
-    {"Cooling [%d] reserved            = [%d]", 1, 1, 0x3E}, {"Cooling [%d] ident               = [%d]", 1, 1, 0x01},
-    {"Cooling [%d] actualFanSpeed      = [%d]", 2, 1, 0xFF}, {"Cooling [%d] actualSpeedCode     = [%d]", 3, 1, 0xE0},
-    {"Cooling [%d] rsvd1               = [%d]", 3, 1, 0x10}, {"Cooling [%d] off                 = [%d]", 3, 1, 0x08},
-    {"Cooling [%d] rqstedOn            = [%d]", 3, 1, 0x04}, {"Cooling [%d] fail                = [%d]", 3, 1, 0x02},
-    {"Cooling [%d] rsvd2               = [%d]", 3, 1, 0x01},
-};
-
-constexpr FieldLine_t ALARM_STATUS_LINES[] = {
-    {"Audible Alarm [%d] commonStatus  = [%d]", 0, 1, 0xFF}, {"Audible Alarm [%d] reserved1     = [%d]", 1, 1, 0xFE},
-    {"Audible Alarm [%d] ident         = [%d]", 1, 1, 0x01}, {"Audible Alarm [%d] reserved2     = [%d]", 2, 1, 0xFF},
-    {"Audible Alarm [%d] unrecov       = [%d]", 3, 1, 0x80}, {"Audible Alarm [%d] crit          = [%d]", 3, 1, 0x40},
-    {"Audible Alarm [%d] nonCrit       = [%d]", 3, 1, 0x20}, {"Audible Alarm [%d] info          = [%d]", 3, 1, 0x10},
-    {"Audible Alarm [%d] remind        = [%d]", 3, 1, 0x08}, {"Audible Alarm [%d] rsvd          = [%d]", 3, 1, 0x04},
-    {"Audible Alarm [%d] muted         = [%d]", 3, 1, 0x02}, {"Audible Alarm [%d] rqstMute      = [%d]", 3, 1, 0x01},
-};
-
-constexpr FieldLine_t DEVICE_CONTROL_LINES[] = {
-    {"Device [%d] commonControl = [%d]", 0, 1, 0xFF}, {"Device [%d] reserved1     = [%d]", 1, 1, 0xFF},
-    {"Device [%d] reserved2     = [%d]", 2, 1, 0x80}, {"Device [%d] rqstIdent     = [%d]", 2, 1, 0x40},
-    {"Device [%d] rqstRemove    = [%d]", 2, 1, 0x20}, {"Device [%d] rqstInsert    = [%d]", 2, 1, 0x10},
-    {"Device [%d] reserved3     = [%d]", 2, 1, 0x0C}, {"Device [%d] rqstActive    = [%d]", 2, 1, 0x01},
-    {"Device [%d] reserved4     = [%d]", 3, 1, 0xC0}, {"Device [%d] enableBypB    = [%d]", 3, 1, 0x20},
-    {"Device [%d] enableBypA    = [%d]", 3, 1, 0x10}, {"Device [%d] rqstFault     = [%d]", 3, 1, 0x04},
-    {"Device [%d] reserved5     = [%d]", 3, 1, 0x03},
-};
-
-constexpr FieldLine_t POWER_SUPPLY_CONTROL_LINES[] = {
-    {"PowerSupply [%d] commonControl = [%d]", 0, 1, 0xFF}, {"PowerSupply [%d] reserved1     = [%d]", 1, 1, 0xFE},
-    {"PowerSupply [%d] rqstIdent     = [%d]", 1, 1, 0x01}, {"PowerSupply [%d] reserved2     = [%d]", 2, 1, 0xFF},
-    {"PowerSupply [%d] reserved3     = [%d]", 3, 1, 0xF8}, {"PowerSupply [%d] rqstOn        = [%d]", 3, 1, 0x04},
-    {"PowerSupply [%d] rqstFail      = [%d]", 3, 1, 0x02}, {"PowerSupply [%d] rsvd          = [%d]", 3, 1, 0x01},
-};
-
-constexpr FieldLine_t COOLING_CONTROL_LINES[] = {
-    {"Cooling [%d] commonControl      = [%d]", 0, 1, 0xFF}, {"Cooling [%d] reserved1          = [%d]", 1, 1, 0xFE},
-    {"Cooling [%d] rqstIdent          = [%d]", 1, 1, 0x01}, {"Cooling [%d] reserved2          = [%d]", 2, 1, 0xFF},
-    {"Cooling [%d] requestedSpeedCode = [%d]", 3, 1, 0xE0}, {"Cooling [%d] reserved3          = [%d]", 3, 1, 0x18},
-    {"Cooling [%d] rqstOn             = [%d]", 3, 1, 0x04}, {"Cooling [%d] rqstFail           = [%d]", 3, 1, 0x02},
-    {"Cooling [%d] rsvd               = [%d]", 3, 1, 0x01},
-};
-
-constexpr FieldLine_t ALARM_CONTROL_LINES[] = {
-    {"Audible Alarm [%d] commonControl= [%d]", 0, 1, 0xFF}, {"Audible Alarm [%d] reserved1   = [%d]", 1, 1, 0xFE},
-    {"Audible Alarm [%d] rqstIdent   = [%d]", 1, 1, 0x01},  {"Audible Alarm [%d] reserved2   = [%d]", 2, 1, 0xFF},
-    {"Audible Alarm [%d] unrecov     = [%d]", 3, 1, 0x80},  {"Audible Alarm [%d] crit        = [%d]", 3, 1, 0x40},
-    {"Audible Alarm [%d] nonCrit     = [%d]", 3, 1, 0x20},  {"Audible Alarm [%d] info        = [%d]", 3, 1, 0x10},
-    {"Audible Alarm [%d] setRemind   = [%d]", 3, 1, 0x08},  {"Audible Alarm [%d] rsvd1       = [%d]", 3, 1, 0x04},
-    {"Audible Alarm [%d] setMute     = [%d]", 3, 1, 0x02},  {"Audible Alarm [%d] rsvd2       = [%d]", 3, 1, 0x01},
-};
-
-constexpr FieldLine_t RECEIVE_COMMAND_LINES[] = {
-    {"RCV DIAG RES Cmd operation code      = [%d]", 0, 1, 0xFF},
-    {"RCV DIAG RES Cmd reserved            = [%d]", 1, 1, 0x7F},
-    {"RCV DIAG RES Cmd page code           = [%d]", 2, 1, 0xFF},
-    {"RCV DIAG RES Cmd allocation length   = [%d]", 4, 2, 0xFF},
-    {"RCV DIAG RES Cmd control             = [0x%x]", 6, 1, 0xFF},
-};
-
-constexpr FieldLine_t SEND_COMMAND_LINES[] = {
-    {"SND DIAG Cmd operation code      = [0x%x]", 0, 1, 0xFF},
-    {"SND DIAG Cmd self test code      = [%d]", 1, 1, 0x07},
-    {"SND DIAG Cmd pf                  = [%d]", 1, 1, 0x08},
-    {"SND DIAG Cmd reserved bit        = [%d]", 1, 1, 0x10},
-    {"SND DIAG Cmd self test           = [%d]", 1, 1, 0x20},
-    {"SND DIAG Cmd devOffL             = [%d]", 1, 1, 0x40},
-    {"SND DIAG Cmd unitOffL            = [%d]", 1, 1, 0x80},
-    {"SND DIAG Cmd reserved            = [%d]", 2, 1, 0xFF},
-    {"SND DIAG Cmd parameterListLength = [%d]", 4, 2, 0xFF},
-    {"SND DIAG Cmd control             = [0x%x]", 6, 1, 0xFF},
-};
-/** Names of the pages of the status direction, by page code. */
-constexpr const CHAR_t* STATUS_PAGE_NAMES[] = {
-    "SES_K_SUPPORTED_DIAGNOSTIC_PAGE",
-    "SES_K_CONFIGURATION_DIAGNOSTIC_PAGE",
-    "SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE",
-    "SES_K_HELP_TEXT_DIAGNOSTIC_PAGE",
-    "SES_K_STRING_IN_DIAGNOSTIC_PAGE",
-    "SES_K_THRESHOLD_IN_DIAGNOSTIC_PAGE",
-    "SES_K_OBSOLETE_DIAGNOSTIC_PAGE",
-    "SES_K_ELEMENT_DESCRIPTOR_DIAGNOSTIC_PAGE",
-    "SES_K_SHORT_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE",
-    "SES_K_ENCLOSURE_BUSY_DIAGNOSTIC_PAGE",
-    "SES_K_ADDITIONAL_ELEMENT_STATUS_DIAGNOSTIC_PAGE",
-    "SES_K_SUBENCLOSURE_HELP_TEXT_DIAGNOSTIC_PAGE",
-    "SES_K_SUBENCLOSURE_STRING_IN_DIAGNOSTIC_PAGE",
-    "SES_K_SUPPORTED_SES_DIAGNOTSTIC_PAGES_DIAGNOSTIC_PAGE",
-    "SES_K_DOWNLOAD_MICROCODE_STATUS_DIAGNOSTIC_PAGE",
-    "SES_K_SUNENCLOSURE_NICKNAME_STATUS_DIAGNOSTIC_PAGE",
-};
-
-/** Names of the pages of the control direction that are only named. */
+/** Names of the pages of the status direction, and of those of the control direction that are only named. */
 struct PageName_t {
     U8_t pageCode;
     const CHAR_t* name;
 };
 
-constexpr PageName_t CONTROL_PAGE_NAMES[] = {
-    {4, "SES_K_STRING_OUT_DIAGNOSTIC_PAGE"},
-    {5, "SES_K_THRESHOLD_OUT_DIAGNOSTIC_PAGE"},
-    {12, "SES_K_SUBENCLOSURE_STRING_OUT_DIAGNOSTIC_PAGE"},
-    {14, "SES_K_DOWNLOAD_MICROCODE_CONTROL_DIAGNOSTIC_PAGE"},
-    {15, "SES_K_SUBENCLOSURE_NICKNAME_CONTROL_DIAGNOSTIC_PAGE"},
+// clang-format off
+#define PAGE(name) {SES_K_##name##_DIAGNOSTIC_PAGE, "SES_K_" #name "_DIAGNOSTIC_PAGE"}
+inline constexpr PageName_t STATUS_PAGE_NAMES[] = {
+    PAGE(SUPPORTED), PAGE(CONFIGURATION), PAGE(ENCLOSURE_STATUS), PAGE(HELP_TEXT), PAGE(STRING_IN), PAGE(THRESHOLD_IN),
+    PAGE(OBSOLETE), PAGE(ELEMENT_DESCRIPTOR), PAGE(SHORT_ENCLOSURE_STATUS), PAGE(ENCLOSURE_BUSY),
+    PAGE(ADDITIONAL_ELEMENT_STATUS), PAGE(SUBENCLOSURE_HELP_TEXT), PAGE(SUBENCLOSURE_STRING_IN),
+    PAGE(SUPPORTED_SES_DIAGNOTSTIC_PAGES), PAGE(DOWNLOAD_MICROCODE_STATUS), PAGE(SUNENCLOSURE_NICKNAME_STATUS),
 };
+inline constexpr PageName_t CONTROL_PAGE_NAMES[] = {
+    PAGE(STRING_OUT), PAGE(THRESHOLD_OUT), PAGE(SUBENCLOSURE_STRING_OUT), PAGE(DOWNLOAD_MICROCODE_CONTROL),
+    PAGE(SUBENCLOSURE_NICKNAME_CONTROL),
+};
+#undef PAGE
+// clang-format on

@@ -17,7 +17,6 @@ namespace {
 constexpr U16_t GOOD_STATUS_LENGTH = 68;
 constexpr U16_t CHECK_CONDITION_LENGTH = 92;
 constexpr U16_t NO_REPLY = 0;
-constexpr U16_t RECORD_SIZE = 4;
 
 U16_t fillSenseData(U8_t senseKey, U8_t asc, U8_t ascq) {
     auto& sense = wireAt<SenseData_t>(static_cast<void*>(sesPayload));
@@ -29,20 +28,14 @@ U16_t fillSenseData(U8_t senseKey, U8_t asc, U8_t ascq) {
 }
 
 /** Both pages are sent one byte short of their end: the peers' message lengths have always been these. */
-U16_t fillConfigurationPage(U16_t allocationLength) {
-    const auto headers = static_cast<U16_t>(RECORD_SIZE * esaControl.elementTypeMaxNumber);
-    if (allocationLength < headers + 48) {
-        return NO_REPLY;
-    }
-    esaBuildConfigurationPage(sesPayload);
-    return static_cast<U16_t>(headers + 112);
+U16_t replyLength(U16_t pageSize) {
+    return static_cast<U16_t>(MMSG_K_HEADER_SIZE + sizeof(SesStatus_t::statusCode) + pageSize - 1);
 }
 
-U16_t fillEnclosureStatusPage() {
-    esaBuildEnclosureStatusPage(sesPayload);
-    const int elements = esaControl.deviceMaxNumber + esaControl.powerSupplyMaxNumber + esaControl.coolingMaxNumber +
-                         esaControl.temperatureSensorMaxNumber + esaControl.audibleAlarmMaxNumber;
-    return static_cast<U16_t>(RECORD_SIZE * elements + 92);
+/** A configuration page that the requester has no room for is not sent at all. */
+U16_t fillConfigurationPage(U16_t allocationLength) {
+    const U16_t size = esaBuildConfigurationPage(sesPayload);
+    return allocationLength < size ? NO_REPLY : replyLength(size);
 }
 
 U16_t fillPage(const MMSG_t& rcvMmsg, U8_t pageCode) {
@@ -53,7 +46,7 @@ U16_t fillPage(const MMSG_t& rcvMmsg, U8_t pageCode) {
     case SES_K_CONFIGURATION_DIAGNOSTIC_PAGE:
         return fillConfigurationPage(command.allocationLength);
     case SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE:
-        return fillEnclosureStatusPage();
+        return replyLength(esaBuildEnclosureStatusPage(sesPayload));
     default:
         ESA_TRACE("Un-supported SES Page [%d].", pageCode);
         return NO_REPLY;
@@ -87,14 +80,14 @@ void fillHeader(MMCH_t& mmch, const MMCH_t& request, U8_t statusCode, U16_t leng
 
 } // namespace
 
-void esaSendStatus(const MMSG_t& rcvMmsg, U8_t statusCode, U8_t pageCode, U8_t senseKey, U8_t asc, U8_t ascq) {
+void esaSendStatus(const MMSG_t* rcvMmsgPtr, U8_t statusCode, U8_t pageCode, U8_t senseKey, U8_t asc, U8_t ascq) {
     ESA_OPERATION();
     std::memset(sesPayload, 0, sizeof(sesPayload));
-    const U16_t length = fillPayload(rcvMmsg, statusCode, pageCode, senseKey, asc, ascq);
+    const U16_t length = fillPayload(*rcvMmsgPtr, statusCode, pageCode, senseKey, asc, ascq);
     if (length == NO_REPLY) {
         return;
     }
-    const MMCH_t& request = rcvMmsg.mmch;
+    const MMCH_t& request = rcvMmsgPtr->mmch;
     MMSG_t& reply = esaStartMmsg(static_cast<MMSG_PROTOCOL_e>(U8_t{request.opcode.request.protocol}),
                                  request.opcode.request.type, request.requestor);
     fillHeader(reply.mmch, request, statusCode, length);
@@ -102,6 +95,6 @@ void esaSendStatus(const MMSG_t& rcvMmsg, U8_t statusCode, U8_t pageCode, U8_t s
     status.statusCode = statusCode;
     std::memcpy(&status.payloadList, sesPayload, sizeof(sesPayload));
     ESA_TRACE("Send out a Diagnostic Page.");
-    esaMmsgPrint(reply);
-    (void)esaSendMmsg(ESA_CALL_SITE("esaSndDiagPage()"));
+    esaMmsgPrint(&reply);
+    esaSendMmsg(ESA_CALL_SITE("esaSndDiagPage()"));
 }

@@ -52,8 +52,8 @@ void buildControlPage(U8_t* page) {
                                                [](auto& control, U8_t) { control.rqstOn = 1; });
     list = buildList<CoolingElementCont_t>(list, esaControl.coolingMaxNumber,
                                            [](auto& control, U8_t) { control.rqstOn = 1; });
-    (void)buildList<AudibleAlarmElementCont_t>(list, esaControl.audibleAlarmMaxNumber,
-                                               [](auto& control, U8_t) { control.setMute = 1; });
+    buildList<AudibleAlarmElementCont_t>(list, esaControl.audibleAlarmMaxNumber,
+                                         [](auto& control, U8_t) { control.setMute = 1; });
 }
 
 void buildSendDiagnostic(MMSG_t& mmsg, U8_t pageCode) {
@@ -91,6 +91,6 @@ S32_t esaTestMsg(U8_t commandType, U8_t pageCode) {
         break;
     }
     ESA_TRACE("Send out a Test SES Command MMSG from the ESA to ESA.");
-    esaMmsgPrint(mmsg);
+    esaMmsgPrint(&mmsg);
     return esaSendMmsg(ESA_CALL_SITE("esaTestMsg()"));
 }

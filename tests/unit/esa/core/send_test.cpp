@@ -41,8 +41,8 @@ const Sender SENDERS[] = {
     {"shutdown", [] { (void)esaSendOrderlyShutdownMmsgToStartup(); }, 64, "composite_fault.cpp",
      "esaSendEventMmsgToEmp()"},
     {"event", [] { (void)esaSendFanFaultEvent(EMP_E_TYPE_WARNING); }, 300, "events.cpp", "esaSendEventMmsgToEmp()"},
-    {"reply", answerReceiveDiagnostic, 132, "esastatus.cpp", "esaSndDiagPage()"},
-    {"test message", [] { (void)esaTestMsg(28, 2); }, 72, "esatest.cpp", "esaTestMsg()"},
+    {"reply", answerReceiveDiagnostic, 132, "reply.cpp", "esaSndDiagPage()"},
+    {"test message", [] { (void)esaTestMsg(28, 2); }, 72, "test_message.cpp", "esaTestMsg()"},
 };
 
 } // namespace

@@ -1,11 +1,14 @@
 // Tracing is switched on in the field to find faults: it must not move them. The adapter lives through the same
 // random enclosure and the same random messages twice, with tracing and without.
+#include <gmock/gmock.h>
+
 #include <random>
 
 #include "esa_fixture.h"
 #include "messaging/dispatch.h"
 #include "policy/composite_fault.h"
 #include "policy/fans.h"
+#include "trace.h"
 
 namespace {
 
@@ -136,5 +139,41 @@ TEST_P(Tracing, ChangesNothingButTheTraceLog) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryChassis, Tracing, testing::Values(2, 3, 4, 5, 6));
+
+using OperationNames = EsaTest;
+
+TEST_F(OperationNames, StandInEveryLineThatAnOperationOrItsHelpersTrace) {
+    startChassis(5);
+    (void)TRACE__setTraceLevel(0, 0x4010); // function names
+    (void)takeTrace();
+    fakeBus.set(0x41, 0x04, 0x80);
+    esaControl.pollTimeout = {0, 0};
+    esaControl.selectTimeout = {1, 0};
+    esaProcessPollTimeout();
+    std::vector<std::string> names;
+    for (const std::string& line : takeTrace()) {
+        if (const std::string name = line.substr(0, line.find(':')); names.empty() || names.back() != name) {
+            names.push_back(name);
+        }
+    }
+    EXPECT_THAT(names,
+                testing::ElementsAre(
+                    "esaVsc055ReadPowerRedundancyFail", "esaManageCompositeFault", "esaVsc055ProcessPollTimeout",
+                    "esaVsc055FanReadSpeed", "esaReadFanFailStatus", "esaVsc055FanReadSpeed", "esaReadFanFailStatus",
+                    "esaVsc055FanReadSpeed", "esaReadFanFailStatus", "esaManageCompositeFault",
+                    "esaSendCompositeFaultMmsgToStart", "esaManageCompositeFault", "esaVsc055SetAlarmStateBackplane",
+                    "esaSendEmailNotificationMmsgToSt", "esaVsc055ProcessPollTimeout", "esaVsc055TemperatureFanPolicy",
+                    "esaManageCompositeFault", "esaVsc055ReadAlarmState", "esaVsc055ProcessPollTimeout"));
+}
+
+TEST_F(OperationNames, AreMainOutsideOfAllOperations) {
+    (void)TRACE__setTraceLevel(0, 0x4010);
+    (void)takeTrace();
+    params.flags = 0x80;
+    esaWaitForRcp();
+    for (const std::string& line : takeTrace()) {
+        EXPECT_EQ(line.rfind("main:", 0), 0U) << line;
+    }
+}
 
 } // namespace

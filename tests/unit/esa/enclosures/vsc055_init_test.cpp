@@ -244,7 +244,7 @@ TEST_F(Vsc055Init, FailedWriteChangesNothingButTheChip) {
     }
 }
 
-TEST_F(Vsc055Init, EnclosureOfAnotherTypeKeepsItsDimensionsAndTachometers) {
+TEST_F(Vsc055Init, EnclosureOfAnotherTypeKeepsItsDimensionsAndItsOwnTachometersAreSet) {
     start(5);
     esaControl.enclosureType = 1;
     esaControl.coolingMaxNumber = 1;
@@ -255,4 +255,8 @@ TEST_F(Vsc055Init, EnclosureOfAnotherTypeKeepsItsDimensionsAndTachometers) {
     esaControl.enclosureType = 2;
     EXPECT_EQ(esaVsc055Init(), 0);
     EXPECT_EQ(dimensions(), "05 10 03 08 04 01");
+    const Lines transfers = fakeBus.takeTransfers();
+    const Lines speeds(transfers.end() - 8, transfers.end());
+    EXPECT_EQ(speeds, (Lines{"W 41 30 80", "W 41 34 80", "W 41 38 80", "W 41 3C 80", "W 41 40 80", "W 41 44 80",
+                             "W 41 48 80", "W 41 4C 80"}));
 }

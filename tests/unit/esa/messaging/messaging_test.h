@@ -47,7 +47,7 @@ protected:
     /** What the printer writes about the message in a buffer. Earlier lines are forgotten. */
     Lines printed(const U8_t* buffer) {
         (void)takeTrace();
-        esaMmsgPrint(wireAt<MMSG_t>(static_cast<const void*>(buffer)));
+        esaMmsgPrint(&wireAt<MMSG_t>(static_cast<const void*>(buffer)));
         return takeTrace();
     }
 
