@@ -30,7 +30,7 @@ std::optional<std::string> difference(const std::vector<Entry>& expected, const 
 
 /** Lives the life on both sides and compares. */
 std::optional<std::string> compare(const Life& life, const Side& expected, const Side& found,
-                                   Functions functions = Functions::IGNORED);
+                                   Functions functions = Functions::COMPARED);
 
 /** How often a trace piece was the one function's on one side and the other's on the other. */
 using FunctionPairs = std::map<std::pair<std::string, std::string>, unsigned long>;

@@ -99,11 +99,10 @@ void indicateSupplyFault(Adapter& adapter, bool fault) {
 void powerSupplies(Adapter& adapter, std::size_t list) {
     State& state = adapter.state;
     bool changed = false;
-    state.powerSupplyElementControlOverall = wordAt(state.esaInMsg, list);
+    store(state, list, state.powerSupplyMaxNumber, state.powerSupplyElementControlOverall,
+          state.powerSupplyElementControl);
     for (std::size_t i = 0; i < state.powerSupplyMaxNumber; i++) {
-        // A request to Startup that fails shows the later records as they were.
-        Element& record = state.powerSupplyElementControl[i];
-        std::copy_n(state.esaInMsg.begin() + static_cast<std::ptrdiff_t>(after(list, i)), 4, record.begin());
+        const Element& record = state.powerSupplyElementControl[i];
         if (!selected(state.powerSupplyElementControlOverall, record)) {
             continue;
         }

@@ -9,11 +9,11 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 
-#include "chassis.h"
 #include "esamain.h"
 #include "fuzz_input.h"
-#include "messaging/esadispatch.h"
+#include "messaging/dispatch.h"
 #include "platform.h"
+#include "policy/chassis.h"
 #include "trace.h"
 
 namespace {

@@ -1,5 +1,5 @@
 /** The chassis table: which rows there are, what they say, and that nobody else asks for the type. */
-#include "chassis.h"
+#include "policy/chassis.h"
 
 #include <gmock/gmock.h>
 #include <regex.h>
@@ -57,13 +57,11 @@ TEST_F(ChassisTable, HasOneRowForEachOfTheFiveFamilies) {
     }
     EXPECT_THAT(types, ElementsAre(2, 3, 4, 5, 6));
     for (int type = 0; type < 256; ++type) {
-        const Chassis_t* row = esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(type));
-        ASSERT_EQ(row != nullptr, type >= 2 && type <= 6) << type;
+        const Chassis_t& row = esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(type));
+        ASSERT_EQ(&row != &noChassis, type >= 2 && type <= 6) << type;
         esaControl.enclosureType = static_cast<VORAN_E_CHASSIS_t>(type);
-        EXPECT_EQ(esaChassis(), row);
-        if (row != nullptr) {
-            EXPECT_EQ(row->type, type);
-        }
+        EXPECT_EQ(&esaChassis(), &row);
+        EXPECT_EQ(row.type, &row == &noChassis ? 1 : type);
     }
 }
 
@@ -90,7 +88,7 @@ TEST_F(ChassisTable, RowsGiveNamesTextsAddressesAndCounts) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.type);
-        const Chassis_t& chassis = *esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(row.type));
+        const Chassis_t& chassis = esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(row.type));
         EXPECT_STREQ(chassis.typeName, row.name);
         EXPECT_STREQ(chassis.initDoneText, row.done);
         EXPECT_STREQ(chassis.initFailedText, row.failed);
@@ -107,14 +105,16 @@ TEST_F(ChassisTable, RowsGiveNamesTextsAddressesAndCounts) {
 }
 
 TEST_F(ChassisTable, TypesThreeAndFiveShareEveryOperation) {
-    const Chassis_t& quadra = *esaFindChassis(3);
-    const Chassis_t& vsc055 = *esaFindChassis(5);
+    const Chassis_t& quadra = esaFindChassis(3);
+    const Chassis_t& vsc055 = esaFindChassis(5);
     EXPECT_EQ(quadra.init, vsc055.init);
     EXPECT_EQ(quadra.processPollTimeout, vsc055.processPollTimeout);
     EXPECT_EQ(quadra.fanReadSpeed, vsc055.fanReadSpeed);
     EXPECT_EQ(quadra.policyLoadPwm, vsc055.policyLoadPwm);
-    EXPECT_EQ(quadra.controlFan, vsc055.controlFan);
-    EXPECT_EQ(quadra.setFaultAlarm, vsc055.setFaultAlarm);
+    EXPECT_EQ(quadra.fanPolicy, vsc055.fanPolicy);
+    EXPECT_EQ(quadra.controlLoadPwm, vsc055.controlLoadPwm);
+    EXPECT_EQ(quadra.showFans, vsc055.showFans);
+    EXPECT_EQ(quadra.faultMovesAlarm, vsc055.faultMovesAlarm);
     EXPECT_EQ(quadra.setAlarm, vsc055.setAlarm);
     EXPECT_EQ(quadra.criticalAlarmState, vsc055.criticalAlarmState);
     EXPECT_EQ(quadra.silencePowerSupplyAlarm, vsc055.silencePowerSupplyAlarm);
@@ -122,25 +122,24 @@ TEST_F(ChassisTable, TypesThreeAndFiveShareEveryOperation) {
     EXPECT_EQ(quadra.setDriveFaultLed, vsc055.setDriveFaultLed);
     EXPECT_EQ(quadra.clearDriveFaultLed, vsc055.clearDriveFaultLed);
     EXPECT_EQ(quadra.isDrivePresent, vsc055.isDrivePresent);
-    EXPECT_EQ(quadra.refreshTemperatures, vsc055.refreshTemperatures);
-    EXPECT_EQ(quadra.fillPowerSupply, vsc055.fillPowerSupply);
-    EXPECT_EQ(quadra.markCoolingFault, vsc055.markCoolingFault);
-    EXPECT_EQ(quadra.controlPowerSupply, vsc055.controlPowerSupply);
+    EXPECT_EQ(quadra.readTemperature, vsc055.readTemperature);
+    EXPECT_EQ(quadra.supplyChecks.data(), vsc055.supplyChecks.data());
+    EXPECT_EQ(quadra.pageMarksFans, vsc055.pageMarksFans);
+    EXPECT_EQ(quadra.pollAlarm, vsc055.pollAlarm);
 }
 
 TEST_F(ChassisTable, OperationsThatEveryRowMustHaveAreThere) {
     for (const Chassis_t* row : chassisTable) {
         SCOPED_TRACE(row->typeName);
-        EXPECT_NE(row->init, nullptr);
-        EXPECT_NE(row->processPollTimeout, nullptr);
-        EXPECT_NE(row->fanReadSpeed, nullptr);
-        EXPECT_NE(row->policyLoadPwm, nullptr);
-        EXPECT_NE(row->controlFan, nullptr);
-        EXPECT_NE(row->setAlarm, nullptr);
-        EXPECT_NE(row->isAlarmMuted, nullptr);
-        EXPECT_NE(row->refreshTemperatures, nullptr);
-        EXPECT_NE(row->fillPowerSupply, nullptr);
-        EXPECT_NE(row->controlPowerSupply, nullptr);
+        EXPECT_TRUE(row->isManaged);
+        EXPECT_NE(row->init, noChassis.init);
+        EXPECT_NE(row->processPollTimeout, noChassis.processPollTimeout);
+        EXPECT_NE(row->fanReadSpeed, noChassis.fanReadSpeed);
+        EXPECT_NE(row->policyLoadPwm, noChassis.policyLoadPwm);
+        EXPECT_NE(row->controlLoadPwm, noChassis.controlLoadPwm);
+        EXPECT_NE(row->setAlarm, noChassis.setAlarm);
+        EXPECT_NE(row->readTemperature, noChassis.readTemperature);
+        EXPECT_FALSE(row->supplyChecks.empty());
     }
 }
 
@@ -160,13 +159,13 @@ TEST_F(ChassisTable, RowsDifferInWhatTheirEnclosureLacks) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.type);
-        const Chassis_t& chassis = *esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(row.type));
-        EXPECT_EQ(chassis.setFaultAlarm != nullptr, row.faultAlarm);
-        EXPECT_EQ(chassis.silencePowerSupplyAlarm != nullptr, row.silenceSupply);
-        EXPECT_EQ(chassis.setDriveFaultLed != nullptr, row.driveLeds);
-        EXPECT_EQ(chassis.clearDriveFaultLed != nullptr, row.driveLeds);
-        EXPECT_EQ(chassis.isDrivePresent != nullptr, row.drivePresence);
-        EXPECT_EQ(chassis.markCoolingFault != nullptr, row.coolingMarks);
+        const Chassis_t& chassis = esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(row.type));
+        EXPECT_EQ(chassis.faultMovesAlarm, row.faultAlarm);
+        EXPECT_EQ(chassis.silencePowerSupplyAlarm != noChassis.silencePowerSupplyAlarm, row.silenceSupply);
+        EXPECT_EQ(chassis.setDriveFaultLed != noChassis.setDriveFaultLed, row.driveLeds);
+        EXPECT_EQ(chassis.clearDriveFaultLed != noChassis.clearDriveFaultLed, row.driveLeds);
+        EXPECT_EQ(chassis.isDrivePresent != noChassis.isDrivePresent, row.drivePresence);
+        EXPECT_EQ(chassis.pageMarksFans, row.coolingMarks);
         EXPECT_EQ(chassis.criticalAlarmState, row.critical);
     }
 }
@@ -182,17 +181,18 @@ TEST_F(ChassisTable, DimensionsAreTakenOverFieldByField) {
 }
 
 TEST_F(ChassisTable, FanSwitchIsRecordedForTheEightFansThatHaveAPlace) {
+    esaControl.enclosureType = VORAN_E_CHASSIS_CHENBRO_3U16ATX;
     for (U8_t fan = 0; fan < 8; ++fan) {
-        esaRecordFanOnOff(fan, true);
+        esaControlFan(fan, true);
         EXPECT_EQ(esaControl.fanPwmLoad[fan], 100);
         EXPECT_EQ(esaControl.coolingElementOnOff[fan], 2);
-        esaRecordFanOnOff(fan, false);
+        esaControlFan(fan, false);
         EXPECT_EQ(esaControl.fanPwmLoad[fan], 0);
         EXPECT_EQ(esaControl.coolingElementOnOff[fan], 1);
     }
     const std::string before = hex(&esaControl, sizeof(esaControl));
-    esaRecordFanOnOff(8, true);
-    esaRecordFanOnOff(255, true);
+    esaControlFan(8, true);
+    esaControlFan(255, true);
     EXPECT_EQ(hex(&esaControl, sizeof(esaControl)), before);
 }
 
@@ -209,7 +209,7 @@ TEST_F(ChassisTable, DecisionsByTypeAreRecognisedInSourceText) {
              "if (2 > oMpuParams->chassisType) {",
              "if (esaControl.enclosureType <= 6) {",
              "if (oMpuParams->chassisType > 2) {",
-             "switch (esaChassis()->type) {",
+             "switch (esaChassis().type) {",
              "if (chassis->type == 4) {",
          }) {
         EXPECT_TRUE(decidesByType(line)) << line;
@@ -247,5 +247,5 @@ TEST_F(ChassisTable, NothingOutsideItDecidesByTheTypeOfTheEnclosure) {
     }
     EXPECT_GT(files, 20) << "the sources were not found";
     EXPECT_THAT(decisions,
-                ElementsAre("esamain.cpp: const bool none = esaControl.enclosureType == VORAN_E_CHASSIS_NONE;"));
+                ElementsAre("none.cpp: const bool none = esaControl.enclosureType == VORAN_E_CHASSIS_NONE;"));
 }

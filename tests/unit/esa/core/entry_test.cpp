@@ -151,7 +151,8 @@ TEST_F(Entry, NameIsTheLastComponentOfTheProgram) {
 
 TEST_F(Entry, KeyBelowAHundredIsRefusedWithTwo) {
     systemCalls.noSegments = true;
-    for (const char* key : {"99", "0x63", "0143", "0", "-1", "-100", "abc", "", "x64", "9 9", "99999999x"}) {
+    for (const char* key : {"99", "0x63", "0143", "0", "-1", "-100", "abc", "", "x64", "9 9", "99999999x",
+                            "-4294967196", "-99999999999999999999"}) {
         SCOPED_TRACE(key);
         const Outcome outcome = start({"esa", key});
         if (std::string(key) == "99999999x") {
@@ -175,7 +176,11 @@ TEST_F(Entry, KeyIsDecimalHexadecimalOrOctalFromAHundredOn) {
                        {"0144", 100},
                        {"101", 101},
                        {" 4660", 0x1234},
-                       {"0x7fffffff", 0x7fffffff}};
+                       {"0x7fffffff", 0x7fffffff},
+                       // Beyond 32 bits a key is the end of the range, as the product's processor has it.
+                       {"0x80000000", 0x7fffffff},
+                       {"4294967396", 0x7fffffff},
+                       {"99999999999999999999", 0x7fffffff}};
     for (const auto& test : cases) {
         SCOPED_TRACE(test.text);
         systemCalls.calls.clear();

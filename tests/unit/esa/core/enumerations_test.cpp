@@ -4,9 +4,9 @@
  */
 #include <gtest/gtest.h>
 
-#include "drivers/vsc055.h"
-#include "drivers/w83782d.h"
-#include "drivers/xyratex.h"
+#include "chips/vsc055.h"
+#include "chips/w83782d.h"
+#include "enclosures/xyratex.h"
 #include "esamain.h"
 #include "startup.h"
 
@@ -415,8 +415,13 @@ TEST_F(Enumerations, MonitorRegisters) {
         NAMED(ESA_K_W83782D_FAN1_FAN_COUNT_LIMIT_REG, 0x3B),
         NAMED(ESA_K_W83782D_FAN2_FAN_COUNT_LIMIT_REG, 0x3C),
         NAMED(ESA_K_W83782D_FAN3_FAN_COUNT_LIMIT_REG, 0x3D),
-        NAMED(W83782D_K_CONFIGURATION_REG, 0x40),
-        NAMED(W83782D_K_SERIAL_BUS_ADDRESS_REG, 0x48),
+        NAMED(ESA_K_W83782D_CONFIGURATION_REG, 0x40),
+        NAMED(ESA_K_W83782D_SERIAL_BUS_ADDRESS_REG, 0x48),
+        NAMED(ESA_K_W83782D_FAN_IN_OUT_BEEP_GPO_REG, 0x4D),
+        NAMED(ESA_K_W83782D_PWM_OUT2_CONTROL_REG, 0x5A),
+        NAMED(ESA_K_W83782D_PWM_OUT1_CONTROL_REG, 0x5B),
+        NAMED(ESA_K_W83782D_PWM_OUT3_CONTROL_REG, 0x5E),
+        NAMED(ESA_K_W83782D_PWM_OUT4_CONTROL_REG, 0x5F),
     });
 }
 
@@ -440,8 +445,7 @@ TEST_F(Enumerations, ConstantsOfTheAdapter) {
         NAMED(ESA_K_MAX_TEMPERATURE_SENSORS, 4),
         NAMED(ESA_K_MAX_ALARMS, 1),
         NAMED(ESA_K_MAX_BACKPLANES, 4),
-        NAMED(VSC055_K_PORTS, 8),
-        NAMED(VSC055_K_DDP0_REG, 0x10),
+        NAMED(ESA_K_VSC055_PORTS, 8),
     });
 }
 

@@ -1,5 +1,5 @@
 /** The critical-error handler: its report, its dump of the control block, and its four event records. */
-#include "core/esafault.h"
+#include "core/fault.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,6 @@
 /** What start-up leaves in the control block, which system calls it makes, and what it traces. */
-#include "core/esainit.h"
+#include "core/i2c.h"
+#include "esainit.h"
 
 #include <gmock/gmock.h>
 

@@ -7,8 +7,9 @@
 #include <optional>
 #include <thread>
 
-#include "core/esainit.h"
 #include "core_test.h"
+#include "esainit.h"
+#include "messaging/receive.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -311,7 +312,7 @@ TEST_F(Receive, FailedPeekIsACriticalErrorAndIsTriedAgain) {
     ASSERT_EQ(fakeEventLog.size(), 4U);
     EXPECT_EQ(errorMessage(0), "Linux recv function fails, MSG_PEEK readSize = [-1] is wrong");
     EXPECT_EQ(errorFunction(0), "main()");
-    EXPECT_EQ(textAt(fakeEventLog[0].bytes, 152), "esamain.cpp");
+    EXPECT_EQ(textAt(fakeEventLog[0].bytes, 152), "receive.cpp");
     EXPECT_THAT(systemCalls.calls, ElementsAre("recv 64 0x102 -> -1", "recv 64 0x102 -> 64", "recv 64 0x0 -> 64"));
     EXPECT_THAT(fakeSleeps, ElementsAre(1000ULL));
     const std::vector<std::string> trace = takeTrace();

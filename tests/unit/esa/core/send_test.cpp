@@ -4,9 +4,9 @@
 #include <cerrno>
 
 #include "core_test.h"
-#include "messaging/esadispatch.h"
-#include "policy/compositefault.h"
-#include "policy/esaevents.h"
+#include "messaging/dispatch.h"
+#include "policy/composite_fault.h"
+#include "policy/events.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -34,15 +34,15 @@ struct Sender {
 
 const Sender SENDERS[] = {
     {"notice", [] { esaSendStartupNotice(); }, 64, "esamain.cpp", "main()"},
-    {"LED", [] { (void)esaSendCompositeFaultMmsgToStartup(-1); }, 64, "compositefault.cpp",
+    {"LED", [] { (void)esaSendCompositeFaultMmsgToStartup(-1); }, 64, "composite_fault.cpp",
      "esaSendCompositeFaultMmsgToStartup()"},
-    {"e-mail", [] { (void)esaSendEmailNotificationMmsgToStartup(); }, 64, "compositefault.cpp",
+    {"e-mail", [] { (void)esaSendEmailNotificationMmsgToStartup(); }, 64, "composite_fault.cpp",
      "esaSendEmailNotificationMmsgToStartup()"},
-    {"shutdown", [] { (void)esaSendOrderlyShutdownMmsgToStartup(); }, 64, "compositefault.cpp",
+    {"shutdown", [] { (void)esaSendOrderlyShutdownMmsgToStartup(); }, 64, "composite_fault.cpp",
      "esaSendEventMmsgToEmp()"},
-    {"event", [] { (void)esaSendFanFaultEvent(EMP_E_TYPE_WARNING); }, 300, "esaevents.cpp", "esaSendEventMmsgToEmp()"},
-    {"reply", answerReceiveDiagnostic, 132, "esastatus.cpp", "esaSndDiagPage()"},
-    {"test message", [] { (void)esaTestMsg(28, 2); }, 72, "esatest.cpp", "esaTestMsg()"},
+    {"event", [] { (void)esaSendFanFaultEvent(EMP_E_TYPE_WARNING); }, 300, "events.cpp", "esaSendEventMmsgToEmp()"},
+    {"reply", answerReceiveDiagnostic, 132, "reply.cpp", "esaSndDiagPage()"},
+    {"test message", [] { (void)esaTestMsg(28, 2); }, 72, "test_message.cpp", "esaTestMsg()"},
 };
 
 } // namespace
@@ -88,7 +88,7 @@ TEST_F(Send, ThatFailsOrTakesAPartOnlyIsACriticalErrorOfItsSenderAndIsNotTriedAg
 TEST_F(Send, ThatFailsInEveryCallOfAPollRollsNothingBackAndTheNextPollsGoOn) {
     systemCalls.sendError = EPIPE;
     fakeBus.set(0x41, 0x04, 0x00); // no redundancy
-    esaChassis()->processPollTimeout();
+    esaChassis().processPollTimeout();
     EXPECT_EQ(systemCalls.sends.size(), 5U) << "LED, e-mail, supplies, fans, e-mail";
     EXPECT_EQ(fakeEventLog.size(), 20U);
     EXPECT_EQ(esaControl.compositeFaultStatus, 0x80000006U);
@@ -97,13 +97,13 @@ TEST_F(Send, ThatFailsInEveryCallOfAPollRollsNothingBackAndTheNextPollsGoOn) {
     EXPECT_EQ(esaControl.alarmState, 1U);
 
     systemCalls.sendError = 0;
-    esaChassis()->processPollTimeout();
+    esaChassis().processPollTimeout();
     EXPECT_THAT(takeMessages(), IsEmpty()) << "what could not be sent is not sent later";
     fakeBus.set(0x41, 0x04, 0x80);
     for (int reg : {0x32, 0x36, 0x3A}) {
         fakeBus.set(0x41, reg, 100);
     }
-    esaChassis()->processPollTimeout();
+    esaChassis().processPollTimeout();
     EXPECT_THAT(takeMessageNames(), ElementsAre("event 6/1", "event 7/2", "led-off"));
     EXPECT_EQ(esaControl.compositeFaultStatus, 0U);
     EXPECT_EQ(fakeEventLog.size(), 20U);

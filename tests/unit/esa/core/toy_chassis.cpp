@@ -1,10 +1,9 @@
 #include "toy_chassis.h"
 
-#include "core/esainit.h"
+#include "core/i2c.h"
 #include "platform.h"
-#include "policy/compositefault.h"
-#include "policy/esaevents.h"
-#include "policy/fanpolicy.h"
+#include "policy/composite_fault.h"
+#include "policy/poll.h"
 
 namespace {
 
@@ -16,6 +15,7 @@ constexpr U8_t TEMPERATURE_REG = 0x30;
 constexpr U8_t LED_REG = 0x40; // + drive, 1 lights it
 constexpr U8_t ALARM_REG = 0x50;
 constexpr U8_t SUPPLY_REG = 0x60; // 1 when the supply is good
+constexpr U8_t SUPPLY_LED_REG = 0x61;
 
 U8_t readRegister(U8_t reg) {
     U8_t value = 0;
@@ -58,16 +58,11 @@ void loadPwm(U8_t fan, U8_t percent) {
     writeRegister(FAN_LOAD_REG + fan, percent);
 }
 
-void controlFan(U8_t fan, bool on) {
-    loadPwm(fan, on ? 100 : 0);
-    esaRecordFanOnOff(fan, on);
-}
-
 void setAlarm(EsaAlarmState_e state) {
     writeRegister(ALARM_REG, static_cast<U8_t>(state));
 }
 
-bool isAlarmMuted() {
+bool isAlarmMuted(bool) {
     return esaControl.alarmState == ESA_E_ALARM_STATE_MUTE_S3;
 }
 
@@ -81,28 +76,27 @@ S32_t clearDriveFaultLed(S32_t drive) {
     return ESA_E_OK;
 }
 
-void refreshTemperatures() {
-    esaControl.temperatureSensor[0] = static_cast<S8_t>(readRegister(TEMPERATURE_REG));
+S16_t readTemperature(U8_t) {
+    return static_cast<S8_t>(readRegister(TEMPERATURE_REG));
 }
 
-bool fillPowerSupply(PowerSupplyElementStat_t& status, const PowerSupplyElementCont_t&) {
-    const bool good = readRegister(SUPPLY_REG) == 1;
-    status.commonStatus = good ? SES_E_ELEMENT_STATUS_CODE_OK : SES_E_ELEMENT_STATUS_CODE_CRITICAL;
-    return false;
+ESA_CODE_e readSupply() {
+    return readRegister(SUPPLY_REG) == 1 ? ESA_E_OK : ESA_E_GENERR;
 }
 
-void controlPowerSupply(bool fail) {
-    writeRegister(SUPPLY_REG, fail ? 0 : 1);
+void showSupply(bool good) {
+    writeRegister(SUPPLY_LED_REG, good ? 1 : 0);
 }
 
-void processPollTimeout() {
-    const bool healthy = esaReadFanFailStatus() == ESA_E_OK;
-    (void)esaManageCompositeFault(ESA_K_FAULT_FAN, healthy ? ESA_E_OK : ESA_E_GENERR);
-    refreshTemperatures();
-    esaTemperatureFanPolicy();
-    esaTemperatureEventLog();
-    (void)esaTemperatureOverheatCheck();
-}
+constexpr SupplyCheck_t SUPPLY_CHECKS[] = {{
+    .statusBit = ESA_K_POWER_VOLTAGE_OK,
+    .cause = ESA_K_FAULT_POWER_SUPPLY_VOLTAGE_TOLERANCE,
+    .read = readSupply,
+    .unusableBusIsBad = true,
+    .isInstallation = true,
+    .isInput = false,
+    .show = showSupply,
+}};
 
 } // namespace
 
@@ -111,28 +105,19 @@ constexpr Chassis_t toyChassis = {
     .typeName = "TOY",
     .initDoneText = "The toy is ready.",
     .initFailedText = "The toy is broken.",
-    .vsc055Address = 0,
-    .lm75Address = {},
-    .w83782dAddress = 0,
     .dimensions = {5, 4, 1, 2, 1, 1},
-    .tachometerDivisor = 0,
-    .fanSpeedConfiguration = 0,
     .init = init,
-    .processPollTimeout = processPollTimeout,
+    .processPollTimeout = [] { esaPollEnclosure(); },
+    .supplyChecks = SUPPLY_CHECKS,
+    .isManaged = true,
     .fanReadSpeed = fanReadSpeed,
-    .policyFanCount = 0,
     .policyLoadPwm = loadPwm,
-    .controlFan = controlFan,
-    .setFaultAlarm = setAlarm,
+    .controlLoadPwm = loadPwm,
+    .readTemperature = readTemperature,
+    .faultMovesAlarm = true,
     .setAlarm = setAlarm,
     .criticalAlarmState = ESA_E_ALARM_STATE_CRITICAL_S4,
-    .silencePowerSupplyAlarm = nullptr,
     .isAlarmMuted = isAlarmMuted,
     .setDriveFaultLed = setDriveFaultLed,
     .clearDriveFaultLed = clearDriveFaultLed,
-    .isDrivePresent = nullptr,
-    .refreshTemperatures = refreshTemperatures,
-    .fillPowerSupply = fillPowerSupply,
-    .markCoolingFault = nullptr,
-    .controlPowerSupply = controlPowerSupply,
 };

@@ -4,6 +4,6 @@
  */
 #pragma once
 
-#include "chassis.h"
+#include "policy/chassis.h"
 
 extern const Chassis_t toyChassis;

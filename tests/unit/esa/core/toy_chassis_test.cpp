@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "esa_fixture.h"
-#include "messaging/esadispatch.h"
+#include "messaging/dispatch.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -70,8 +70,8 @@ protected:
 
 TEST_F(ToyChassis, OtherTypesHaveNoRow) {
     EXPECT_EQ(chassisTable.size(), 1U);
-    EXPECT_EQ(esaFindChassis(5), nullptr);
-    EXPECT_EQ(esaFindChassis(7), &toyChassis);
+    EXPECT_EQ(&esaFindChassis(5), &noChassis);
+    EXPECT_EQ(&esaFindChassis(7), &toyChassis);
 }
 
 TEST_F(ToyChassis, IsInitialisedByItsRow) {
@@ -97,7 +97,7 @@ TEST_F(ToyChassis, IsPolledWithTheSharedPolicy) {
     fakeBus.set(0x55, 0x30, 40);
     poll();
     EXPECT_THAT(fakeBus.takeTransfers(),
-                ElementsAre("R 55 10 x2", "R 55 12 x2", "R 55 30", "W 55 20 32", "W 55 21 32"));
+                ElementsAre("R 55 60", "R 55 10 x2", "R 55 12 x2", "R 55 30", "W 55 20 32", "W 55 21 32"));
     EXPECT_THAT(takeMessageNames(), ElementsAre("event 8/1"));
     EXPECT_EQ(esaControl.temperatureSensorAverage, 40);
 }
@@ -132,17 +132,17 @@ TEST_F(ToyChassis, StatusPageHasItsElements) {
     fakeBus.set(0x55, 0x60, 0);
     receive(28, "1C 80 02 00 01 00 00 00");
     const std::vector<Bytes> messages = takeMessages();
-    ASSERT_EQ(messages.size(), 1U);
-    ASSERT_EQ(messages[0].size(), 128U) << "status pages go out without their last byte";
-    EXPECT_EQ(hex(&messages[0][64], 64), "00 "                                  // status GOOD
+    ASSERT_EQ(messages.size(), 2U) << "the supply's event goes first";
+    ASSERT_EQ(messages[1].size(), 128U) << "status pages go out without their last byte";
+    EXPECT_EQ(hex(&messages[1][64], 64), "00 "                                  // status GOOD
                                          "02 00 00 3C 00 00 00 00 "             // page, 60 bytes follow
                                          "00 00 00 00 01 00 00 00 01 01 00 00 " // drives 0, 1
                                          "01 02 00 00 01 03 00 00 "             // drives 2, 3
-                                         "00 00 00 00 02 00 00 01 "             // supply, critical
+                                         "00 00 00 00 05 00 00 03 "             // supply, not installed
                                          "00 00 00 00 00 40 2C E0 00 00 00 08 " // fans: 3000 RPM, stopped
                                          "00 00 00 00 00 00 32 00 "             // 30 degrees
                                          "00 00 00 00 00 00 00");               // alarm
-    EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("R 55 60", "R 55 10 x2", "R 55 12 x2", "R 55 30"));
+    EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("R 55 60", "W 55 61 00", "R 55 10 x2", "R 55 12 x2", "R 55 30"));
 }
 
 TEST_F(ToyChassis, ControlPageReachesItsDriver) {
@@ -159,7 +159,7 @@ TEST_F(ToyChassis, ControlPageReachesItsDriver) {
                 "00 00 00 00 00 00 00 00 "  // temperature sensors
                 "00 00 00 80 80 00 00 40"); // alarm critical
     EXPECT_THAT(fakeBus.takeTransfers(),
-                ElementsAre("W 55 41 01", "W 55 60 00", "W 55 20 64", "W 55 21 00", "W 55 50 04"));
+                ElementsAre("W 55 41 01", "W 55 61 00", "W 55 20 64", "W 55 21 00", "W 55 50 04"));
     EXPECT_EQ(esaControl.alarmState, 4U);
     EXPECT_EQ(hex(esaControl.fanPwmLoad, 2), "64 00");
     EXPECT_EQ(hex(esaControl.coolingElementOnOff, 2), "02 01");

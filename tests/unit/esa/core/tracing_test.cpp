@@ -1,11 +1,14 @@
 // Tracing is switched on in the field to find faults: it must not move them. The adapter lives through the same
 // random enclosure and the same random messages twice, with tracing and without.
+#include <gmock/gmock.h>
+
 #include <random>
 
 #include "esa_fixture.h"
-#include "messaging/esadispatch.h"
-#include "policy/compositefault.h"
-#include "policy/fanpolicy.h"
+#include "messaging/dispatch.h"
+#include "policy/composite_fault.h"
+#include "policy/fans.h"
+#include "trace.h"
 
 namespace {
 
@@ -65,15 +68,11 @@ protected:
 
     /** Operations that no message and no poll reaches with these arguments. */
     void operations() {
-        const Chassis_t& chassis = *esaChassis();
+        const Chassis_t& chassis = esaChassis();
         for (const int drive : {-1, 0, 15, 16, 99}) {
-            if (chassis.setDriveFaultLed != nullptr) {
-                (void)chassis.setDriveFaultLed(drive);
-                (void)chassis.clearDriveFaultLed(drive);
-            }
-            if (chassis.isDrivePresent != nullptr) {
-                (void)chassis.isDrivePresent(drive);
-            }
+            (void)chassis.setDriveFaultLed(drive);
+            (void)chassis.clearDriveFaultLed(drive);
+            (void)chassis.isDrivePresent(drive);
         }
         for (U8_t state = 0; state < 9; ++state) {
             chassis.setAlarm(static_cast<EsaAlarmState_e>(state));
@@ -87,7 +86,7 @@ protected:
     void step() {
         switch (pick(8)) {
         case 0:
-            (void)esaChassis()->init();
+            (void)esaChassis().init();
             break;
         case 1:
             operations();
@@ -97,7 +96,7 @@ protected:
             break;
         case 3:
         case 4:
-            esaChassis()->processPollTimeout();
+            esaChassis().processPollTimeout();
             break;
         default:
             message();
@@ -140,5 +139,41 @@ TEST_P(Tracing, ChangesNothingButTheTraceLog) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryChassis, Tracing, testing::Values(2, 3, 4, 5, 6));
+
+using OperationNames = EsaTest;
+
+TEST_F(OperationNames, StandInEveryLineThatAnOperationOrItsHelpersTrace) {
+    startChassis(5);
+    (void)TRACE__setTraceLevel(0, 0x4010); // function names
+    (void)takeTrace();
+    fakeBus.set(0x41, 0x04, 0x80);
+    esaControl.pollTimeout = {0, 0};
+    esaControl.selectTimeout = {1, 0};
+    esaProcessPollTimeout();
+    std::vector<std::string> names;
+    for (const std::string& line : takeTrace()) {
+        if (const std::string name = line.substr(0, line.find(':')); names.empty() || names.back() != name) {
+            names.push_back(name);
+        }
+    }
+    EXPECT_THAT(names,
+                testing::ElementsAre(
+                    "esaVsc055ReadPowerRedundancyFail", "esaManageCompositeFault", "esaVsc055ProcessPollTimeout",
+                    "esaVsc055FanReadSpeed", "esaReadFanFailStatus", "esaVsc055FanReadSpeed", "esaReadFanFailStatus",
+                    "esaVsc055FanReadSpeed", "esaReadFanFailStatus", "esaManageCompositeFault",
+                    "esaSendCompositeFaultMmsgToStart", "esaManageCompositeFault", "esaVsc055SetAlarmStateBackplane",
+                    "esaSendEmailNotificationMmsgToSt", "esaVsc055ProcessPollTimeout", "esaVsc055TemperatureFanPolicy",
+                    "esaManageCompositeFault", "esaVsc055ReadAlarmState", "esaVsc055ProcessPollTimeout"));
+}
+
+TEST_F(OperationNames, AreMainOutsideOfAllOperations) {
+    (void)TRACE__setTraceLevel(0, 0x4010);
+    (void)takeTrace();
+    params.flags = 0x80;
+    esaWaitForRcp();
+    for (const std::string& line : takeTrace()) {
+        EXPECT_EQ(line.rfind("main:", 0), 0U) << line;
+    }
+}
 
 } // namespace

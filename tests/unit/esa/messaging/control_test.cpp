@@ -119,6 +119,28 @@ TEST_F(Control, VolumeManagerReachesTheDriveLedsOnly) {
     EXPECT_EQ(hex(&esaControl.audibleAlarmElementControl[0], 4), "00 00 00 00");
 }
 
+TEST_F(Control, AListIsStoredAsAWholeBeforeItsFirstRecordIsActedOn) {
+    startChassis(5, 0);
+    Lists lists = blank();
+    lists.overall[1] = "00 00 00 80";
+    lists.records[1] = {"80 00 00 02", "A0 00 00 00"};
+    esaControl.powerSupplyStatus |= 0x4;
+    const S32_t socket = esaControl.socketFdMSM;
+    esaControl.socketFdMSM = -1; // the request to Startup fails, and the handler dumps what is stored by then
+    std::string text = "1D 08 00 00 10 00 00 00 02 00 00 00 00 00 00 00";
+    for (int list = 0; list < 5; ++list) {
+        text += lists.overall[list];
+        for (const std::string& record : lists.records[list]) {
+            text += record;
+        }
+    }
+    (void)build(29, 25, 400, text);
+    dispatch();
+    esaControl.socketFdMSM = socket;
+    ASSERT_GE(fakeEventLog.size(), 2U);
+    EXPECT_EQ(hex(&fakeEventLog[1].bytes[152 + 284], 8), "80 00 00 02 A0 00 00 00");
+}
+
 TEST_F(Control, ListsAreStoredWhereTheyLie) {
     for (int type : {2, 3, 4, 5, 6}) {
         SCOPED_TRACE(type);

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "esa_fixture.h"
-#include "messaging/esadispatch.h"
-#include "messaging/esaprint.h"
+#include "messaging/dispatch.h"
+#include "messaging/print.h"
 
 using Lines = std::vector<std::string>;
 
@@ -47,7 +47,7 @@ protected:
     /** What the printer writes about the message in a buffer. Earlier lines are forgotten. */
     Lines printed(const U8_t* buffer) {
         (void)takeTrace();
-        esaMmsgPrint(wireAt<MMSG_t>(static_cast<const void*>(buffer)));
+        esaMmsgPrint(&wireAt<MMSG_t>(static_cast<const void*>(buffer)));
         return takeTrace();
     }
 

@@ -1,5 +1,5 @@
 /** The message printer: every message kind whole, line by line. */
-#include "messaging/esaprint.h"
+#include "messaging/print.h"
 
 #include <gmock/gmock.h>
 
@@ -25,7 +25,7 @@ protected:
     /** What the printer prints of the message in esaInMsg. */
     Lines printed() {
         (void)takeTrace();
-        esaMmsgPrint(wireAt<MMSG_t>(static_cast<void*>(esaControl.esaInMsg)));
+        esaMmsgPrint(&wireAt<MMSG_t>(static_cast<void*>(esaControl.esaInMsg)));
         return takeTrace();
     }
 

@@ -2,7 +2,7 @@
 #include <csignal>
 #include <unistd.h>
 
-#include "messaging/esastatus.h"
+#include "messaging/reply.h"
 #include "messaging_test.h"
 
 using testing::IsEmpty;
@@ -70,7 +70,7 @@ TEST_F(Reply, RequestorWithoutABitIsNamedAsAddresseeOnly) {
 
 TEST_F(Reply, SenseArgumentsGoToTheirPlacesForBothCommands) {
     for (U32_t type : {28U, 29U}) {
-        esaSendStatus(build(type, 25, 72), 2, 1, 0x0B, 0x44, 0x55);
+        esaSendStatus(&build(type, 25, 72), 2, 1, 0x0B, 0x44, 0x55);
         EXPECT_EQ(sent().substr(3 * 56), "02 E0 00 B0 00 00 00 00 00 00 00 00 00 00 00 00 00 44 55 00 00 00 00 00 "
                                          "00 00 00 00");
     }
@@ -79,12 +79,12 @@ TEST_F(Reply, SenseArgumentsGoToTheirPlacesForBothCommands) {
 TEST_F(Reply, OtherStatusesAndCommandsAreNotAnswered) {
     for (U32_t type : {28U, 29U}) {
         for (int status : {1, 3, 8, 255}) {
-            esaSendStatus(build(type, 25, 72), static_cast<U8_t>(status), 2, 0, 0, 0);
+            esaSendStatus(&build(type, 25, 72), static_cast<U8_t>(status), 2, 0, 0, 0);
         }
     }
     EXPECT_THAT(takeTrace(), IsEmpty());
     for (int status : {0, 2}) {
-        esaSendStatus(build(31, 25, 72), static_cast<U8_t>(status), 2, 0, 0, 0);
+        esaSendStatus(&build(31, 25, 72), static_cast<U8_t>(status), 2, 0, 0, 0);
         EXPECT_EQ(takeTrace(), Lines{"Un-supported SES Command [31]."});
     }
     EXPECT_THAT(takeMessages(), IsEmpty());

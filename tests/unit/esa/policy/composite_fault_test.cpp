@@ -1,4 +1,4 @@
-#include "policy/compositefault.h"
+#include "policy/composite_fault.h"
 
 #include <gmock/gmock.h>
 

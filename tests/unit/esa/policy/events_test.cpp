@@ -1,5 +1,5 @@
 /** Events of the enclosure: whole messages, and the rule that turns temperatures into events. */
-#include "policy/esaevents.h"
+#include "policy/events.h"
 
 #include <gmock/gmock.h>
 
@@ -104,7 +104,7 @@ TEST_F(Events, FailedSendIsReportedWithItsSenderAndLength) {
     esaControl.socketFdMSM = -1;
     EXPECT_EQ(esaSendFanFaultEvent(EMP_E_TYPE_WARNING), -1);
     const std::vector<std::string> trace = takeTrace();
-    EXPECT_THAT(trace, Contains("| File:      esaevents.cpp"));
+    EXPECT_THAT(trace, Contains("| File:      events.cpp"));
     EXPECT_THAT(trace, Contains("| Function:  esaSendEventMmsgToEmp()"));
     EXPECT_THAT(trace, Contains("| Message:   Linux send function fails, sendSize = [300] is wrong"));
     EXPECT_EQ(fakeEventLog.size(), 4U);

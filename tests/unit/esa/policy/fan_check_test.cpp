@@ -3,7 +3,7 @@
 
 #include "event_message.h"
 #include "fans_of_chassis.h"
-#include "policy/fanpolicy.h"
+#include "policy/fans.h"
 
 using testing::AllOf;
 using testing::Contains;

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "fans_of_chassis.h"
-#include "policy/fanpolicy.h"
+#include "policy/fans.h"
 
 using testing::Contains;
 using testing::ElementsAre;

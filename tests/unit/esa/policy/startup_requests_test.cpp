@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "event_message.h"
-#include "policy/compositefault.h"
+#include "policy/composite_fault.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -99,7 +99,7 @@ TEST_F(StartupRequests, FailedSendNamesItsSenderAndTheShutdownTheEventSender) {
         EXPECT_EQ(request.send(), -1);
         const std::vector<std::string> trace = takeTrace();
         EXPECT_THAT(trace, Contains(request.function));
-        EXPECT_THAT(trace, Contains("| File:      compositefault.cpp"));
+        EXPECT_THAT(trace, Contains("| File:      composite_fault.cpp"));
         EXPECT_THAT(trace, Contains("| Message:   Linux send function fails, sendSize = [64] is wrong"));
     }
 }

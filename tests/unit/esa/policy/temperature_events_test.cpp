@@ -2,7 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "event_message.h"
-#include "policy/esaevents.h"
+#include "policy/events.h"
+#include "policy/temperatures.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -77,13 +77,13 @@ EsaTest::~EsaTest() {
 }
 
 void EsaTest::startChassis(int type, U32_t alarmState) {
-    const Chassis_t* chassis = esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(type));
-    ASSERT_NE(chassis, nullptr);
-    esaControl.enclosureType = chassis->type;
-    esaControl.i2cAddressVsc055 = chassis->vsc055Address;
-    std::memcpy(esaControl.i2cAddressLM75, chassis->lm75Address, sizeof(chassis->lm75Address));
-    esaControl.i2cAddressW83782d = chassis->w83782dAddress;
-    esaSetDimensions(chassis->dimensions);
+    const Chassis_t& chassis = esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(type));
+    ASSERT_EQ(chassis.type, type);
+    esaControl.enclosureType = chassis.type;
+    esaControl.i2cAddressVsc055 = chassis.vsc055Address;
+    std::memcpy(esaControl.i2cAddressLM75, chassis.lm75Address, sizeof(chassis.lm75Address));
+    esaControl.i2cAddressW83782d = chassis.w83782dAddress;
+    esaSetDimensions(chassis.dimensions);
     esaControl.i2cConnected = 1;
     esaControl.fanFaultRpmLimit = 2000;
     esaControl.powerSupplyStatus = 0x3;

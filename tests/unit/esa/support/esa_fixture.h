@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "chassis.h"
 #include "esamain.h"
 #include "fake_platform.h"
+#include "policy/chassis.h"
 
 using Bytes = std::vector<U8_t>;
 

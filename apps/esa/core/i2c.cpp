@@ -1,0 +1,29 @@
+#include "core/i2c.h"
+
+#include "core/operation.h"
+#include "platform.h"
+
+ESA_CODE_e esaWriteI2CData(U8_t i2cAddr, U8_t regAddr, const U8_t* writeDataPtr, int dataLen) {
+    if (esaControl.i2cConnected == 0) {
+        return ESA_E_GENERR_I2C_UNAVAILABLE;
+    }
+    const int result = write_i2c_data(esaControl.i2cFileFd, i2cAddr, regAddr, writeDataPtr, dataLen);
+    return result == -1 ? ESA_E_GENERR : ESA_E_OK;
+}
+
+ESA_CODE_e esaReadI2CData(U8_t i2cAddr, U8_t regAddr, U8_t* readDataPtr, int dataLen) {
+    if (esaControl.i2cConnected == 0) {
+        return ESA_E_GENERR_I2C_UNAVAILABLE;
+    }
+    const int result = read_i2c_data(esaControl.i2cFileFd, i2cAddr, regAddr, readDataPtr, dataLen);
+    return result == -1 ? ESA_E_GENERR : ESA_E_OK;
+}
+
+bool esaProbeI2C(U8_t i2cAddr, U8_t regAddr, U8_t* value) {
+    if (read_i2c_data(esaControl.i2cFileFd, i2cAddr, regAddr, value, 1) == -1) {
+        return false;
+    }
+    ESA_TRACE("Read I2C succeeds. I2C cable is connected");
+    esaControl.i2cConnected = 1;
+    return true;
+}

@@ -1,7 +1,0 @@
-/** LM75 temperature sensor, on the VSC055 and Xyratex enclosures. */
-#pragma once
-
-#include "esamain.h"
-
-/** Degrees Celsius, truncated toward zero; ESA_K_TEMPERATURE_NO_READING when the sensor does not answer. */
-S16_t lm75ReadTemperature(U8_t i2cAddr);

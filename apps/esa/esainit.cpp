@@ -1,0 +1,97 @@
+#include "esainit.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "core/control_block.h"
+#include "core/fault.h"
+#include "core/operation.h"
+#include "policy/chassis.h"
+
+namespace {
+
+constexpr int I2C_UNIT = 0;
+constexpr U16_t TRACE_LEVEL_WITHOUT_DEBUG = 0xC00F;
+
+constexpr U8_t SES_TYPES[] = {
+    SES_K_ELEMENT_TYPE_DEVICE,        SES_K_ELEMENT_TYPE_POWER_SUPPLY,
+    SES_K_ELEMENT_TYPE_COOLING,       SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR,
+    SES_K_ELEMENT_TYPE_AUDIBLE_ALARM,
+};
+static_assert(sizeof(SES_TYPES) == sizeof(esaControl.sesTypeDescriptorList));
+
+void setDefaults() {
+    wireClear(esaControl);
+    esaControl.esaDebug = 1;
+    if (esaControl.esaDebug == 0) {
+        // Never taken: a build without debugging sets the switch above to 0.
+        TRACE__setTraceLevel(TRC_E_MOD_ESA, TRACE_LEVEL_WITHOUT_DEBUG);
+    }
+    esaControl.enclosureType = noChassis.type;
+    esaSetDimensions(noChassis.dimensions);
+    esaControl.pollTimeout = {10, 0};
+    ESA_TRACE("esaDebug set to TRUE");
+    std::memcpy(esaControl.sesTypeDescriptorList, SES_TYPES, sizeof(SES_TYPES));
+    for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
+        esaControl.coolingElementOnOff[fan] = ESA_E_FAN_NOT_AVAILABLE;
+    }
+}
+
+/** The directory may fill its whole field, without a terminator. */
+void setSocketAddress(sockaddr_un& address) {
+    static constexpr CHAR_t NAME[] = "/esadapter";
+    const std::size_t directory = strnlen(oMpuParams->mmsgDirectory, sizeof(oMpuParams->mmsgDirectory));
+    CHAR_t path[sizeof(oMpuParams->mmsgDirectory) + sizeof(NAME)];
+    std::memcpy(path, oMpuParams->mmsgDirectory, directory);
+    std::memcpy(path + directory, NAME, sizeof(NAME));
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path, strnlen(path, sizeof(address.sun_path) - 1));
+}
+
+void connectToSwitch() {
+    esaControl.socketFdMSM = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (esaControl.socketFdMSM < 0) {
+        esaFault(ESA_CALL_SITE("esaInit()"), "Linux socket function fails for ESA socket!");
+    }
+    // A message is then read whole by one call, however many pieces it comes in.
+    const int wholeMessage = MMSG_K_MAX_SIZE;
+    (void)setsockopt(esaControl.socketFdMSM, SOL_SOCKET, SO_RCVLOWAT, &wholeMessage, sizeof(wholeMessage));
+
+    setSocketAddress(esaControl.socketAddressMSM);
+    const auto* address = reinterpret_cast<const sockaddr*>(&esaControl.socketAddressMSM);
+    if (connect(esaControl.socketFdMSM, address, sizeof(esaControl.socketAddressMSM)) < 0) {
+        esaFault(ESA_CALL_SITE("esaInit()"), "Linux connect function fails for MSM/ESA socket!");
+    }
+    ESA_TRACE("Enclosure Services Adapter connects to MSM with socket [%d]", esaControl.socketFdMSM);
+}
+
+void recordChassis() {
+    ESA_TRACE("oMpuParams->chassisType = [%d]", oMpuParams->chassisType);
+    const Chassis_t& chassis = esaFindChassis(oMpuParams->chassisType);
+    esaControl.enclosureType = chassis.type;
+    esaControl.i2cAddressVsc055 = chassis.vsc055Address;
+    std::memcpy(esaControl.i2cAddressLM75, chassis.lm75Address, sizeof(chassis.lm75Address));
+    esaControl.i2cAddressW83782d = chassis.w83782dAddress;
+    ESA_TRACE("esaControl.enclosureType = [%s]", chassis.typeName);
+}
+
+} // namespace
+
+void esaInit() {
+    ESA_OPERATION();
+    setDefaults();
+    connectToSwitch();
+    CHAR_t device[16];
+    (void)std::snprintf(device, sizeof(device), "/dev/enc-%d", I2C_UNIT);
+    // The device may be a terminal (a serial bridge), which must not become the daemon's controlling terminal.
+    esaControl.i2cFileFd = open(device, O_RDWR | O_NOCTTY);
+    if (esaControl.i2cFileFd < 0) {
+        ESA_TRACE("Failed to open the i2c device.");
+        return;
+    }
+    recordChassis();
+}
