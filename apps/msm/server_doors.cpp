@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 namespace {
 
 /** Connections taken from one socket before others have their turn. */
-constexpr unsigned ACCEPTS = 64;
+constexpr unsigned ACCEPTS = 32;
 constexpr MsmClock_t::duration NO_ROOM_PAUSE = 100ms;
 /** In a storm: it costs the switch and its peers little time then, and a newcomer behind it is there in some 10 ms. */
 constexpr MsmClock_t::duration STORM_PAUSE = 5ms;
