@@ -473,7 +473,7 @@ Latency measureSwitched(pid_t behind, pid_t messageSwitch) {
 void benchSwitched(Counters* counters) {
     printHeading("Through msm, pinned");
     unlink((folder + "/esadapter").c_str());
-    const pid_t messageSwitch = spawn({binDir + "/msm", "--directory", folder, "--quiet"}, {});
+    const pid_t messageSwitch = spawn({binDir + "/msm", "--directory", folder, "--quiet", "--rate", "0"}, {});
     close(connectTo("startup"));
     const pid_t echoProcess = startSwitchedEcho();
     const Latency echo = measureRelayedEcho();

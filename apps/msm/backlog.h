@@ -20,8 +20,8 @@ public:
     std::size_t bytes() const { return bytes_; }
 
     /**
-     * Who gives way when there is too much: the peer's connection with the most waiting, and another endpoint's only when
-     * no peer's letter waits, so that no number of peers costs the adapter an event. The backlog is not empty.
+     * Who gives way when there is too much: the peer's connection with the most waiting, and another endpoint's only
+     * when no peer's letter waits, so that no number of peers costs the adapter an event. The backlog is not empty.
      */
     std::uint64_t heaviest() const;
     std::uint64_t mostNumerous() const;
@@ -31,7 +31,8 @@ public:
     LetterPtr_t takeOldest();
 
     /** Visits each row: `visit(origin, number of letters)`. */
-    template <typename Visit> void forEachRow(Visit visit) const {
+    template <typename Visit>
+    void forEachRow(Visit visit) const {
         for (const auto& [connection, row] : rows_) {
             visit(row.letters.front().letter->origin, row.letters.size());
         }
@@ -48,7 +49,8 @@ private:
     };
     using Rows_t = std::map<std::uint64_t, Row_t>;
 
-    template <typename Weight> std::uint64_t first(Weight weight) const;
+    template <typename Weight>
+    std::uint64_t first(Weight weight) const;
     LetterPtr_t take(Rows_t::iterator row, bool oldest);
 
     Rows_t rows_; /**< by number of the connection */

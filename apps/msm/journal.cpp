@@ -55,6 +55,10 @@ LogWriter_t::~LogWriter_t() {
 
 void LogWriter_t::open(int descriptor) {
     struct stat status {};
+    if (isOwn_) {
+        (void)::close(descriptor_);
+        isOwn_ = false;
+    }
     descriptor_ = descriptor;
     if (::fstat(descriptor, &status) != 0) {
         return;

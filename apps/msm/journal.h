@@ -11,7 +11,7 @@
 #include "letter.h"
 
 /** Kinds of notices: a crowd of one kind does not hide the others. */
-enum class Notice_e : U8_t { REFUSED, NONSENSE, FOREIGN_NAME, NO_QUESTION, LOST, EXPIRED, SYSTEM, KINDS };
+enum class Notice_e : U8_t { REFUSED, HASTY, NONSENSE, FOREIGN_NAME, NO_QUESTION, LOST, EXPIRED, SYSTEM, KINDS };
 
 /** Bytes of lines that wait for whoever reads the log; what comes on top is dropped and counted. */
 inline constexpr std::size_t MSM_K_LOG_LIMIT = std::size_t{256} * 1024;

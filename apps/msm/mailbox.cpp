@@ -59,8 +59,7 @@ MsmClock_t::time_point Mailbox_t::ready(MsmClock_t::time_point now) const {
         return now;
     }
     MsmClock_t::time_point earliest = MsmClock_t::time_point::max();
-    waiting_.forEachRow([&](const Origin_t& origin, std::size_t) {
-        earliest = std::min(earliest, pace_->ready(origin.visitor, now));
-    });
+    waiting_.forEachRow(
+        [&](const Origin_t& origin, std::size_t) { earliest = std::min(earliest, pace_->ready(origin.visitor, now)); });
     return earliest;
 }

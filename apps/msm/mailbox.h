@@ -22,8 +22,8 @@ public:
     std::size_t push(const LetterPtr_t& letter);
 
     /**
-     * Takes the letter whose turn it is; null when none waits, or none may go yet. With a pace: of the user, and then of
-     * that user's process, that has waited longest for a turn, the connection with the fewest letters.
+     * Takes the letter whose turn it is; null when none waits, or none may go yet. With a pace: of the user, and then
+     * of that user's process, that has waited longest for a turn, the connection with the fewest letters.
      */
     LetterPtr_t next(MsmClock_t::time_point now);
     /** When next() will have one, for a mailbox that is not empty. */

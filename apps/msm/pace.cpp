@@ -65,7 +65,7 @@ MsmClock_t::time_point Pace_t::ready(const Visitor_t& visitor, MsmClock_t::time_
 }
 
 std::pair<MsmClock_t::time_point, MsmClock_t::time_point> Pace_t::lastTurns(const Visitor_t& visitor,
-                                                                             MsmClock_t::time_point now) {
+                                                                            MsmClock_t::time_point now) {
     return {turnOf(userTurns_, {visitor.user, 0}, now), turnOf(processTurns_, visitor, now)};
 }
 

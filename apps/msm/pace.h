@@ -1,4 +1,5 @@
-/** How often messages may go to a receiver that works for each of them: so many a second for a process, so many for all. */
+/** How often messages may go to a receiver that works for each of them: so many a second for a process, so many for
+ * all. */
 #pragma once
 
 #include <cstddef>
@@ -51,7 +52,7 @@ public:
     MsmClock_t::time_point ready(const Visitor_t& visitor, MsmClock_t::time_point now);
     /** Who has waited longest comes first: last turns of the user and of the process. */
     std::pair<MsmClock_t::time_point, MsmClock_t::time_point> lastTurns(const Visitor_t& visitor,
-                                                                         MsmClock_t::time_point now);
+                                                                        MsmClock_t::time_point now);
 
 private:
     using Turns_t = std::map<Visitor_t, MsmClock_t::time_point>;

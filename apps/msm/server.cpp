@@ -70,7 +70,8 @@ void raiseDescriptorLimit() {
 Server_t::Server_t(const MsmOptions_t& options)
     : options_(options), journal_(options.log, options.quiet),
       router_(options.queueLimit, std::chrono::seconds(options.keepSeconds)),
-      places_(!options.askDirectory.empty(), options.perUser), adapterPace_(options.rate), arrivals_(ARRIVALS_A_SECOND, ARRIVALS_AT_ONCE) {}
+      places_(!options.askDirectory.empty(), options.perUser), adapterPace_(options.rate),
+      arrivals_(ARRIVALS_A_SECOND, ARRIVALS_AT_ONCE) {}
 
 Server_t::~Server_t() {
     for (const auto& connection : connections_) {

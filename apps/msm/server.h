@@ -103,7 +103,7 @@ private:
 
     // server_doors.cpp
     void acceptAll();
-    int acceptFrom(Listener_t& listener);
+    MsmClock_t::duration acceptFrom(Listener_t& listener);
     void admit(int descriptor, const Listener_t& listener);
     bool mayBeAdapter(const Visitor_t& visitor) const;
     void refuse(int descriptor, Door_e door, const std::string& why);

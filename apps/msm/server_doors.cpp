@@ -15,8 +15,10 @@ using namespace std::chrono_literals;
 namespace {
 
 /** Connections taken from one socket before others have their turn. */
-constexpr unsigned ACCEPTS = 256;
-constexpr auto ACCEPT_PAUSE = 100ms;
+constexpr unsigned ACCEPTS = 32;
+constexpr MsmClock_t::duration NO_ROOM_PAUSE = 100ms;
+/** In a storm: it costs the switch and its peers little time then, and a newcomer behind it is there in some 10 ms. */
+constexpr MsmClock_t::duration STORM_PAUSE = 5ms;
 /** Connections that have left with more than a few messages unswitched. */
 constexpr std::size_t LEAVING = 16;
 constexpr unsigned LAST_TURNS = 16;
@@ -32,6 +34,18 @@ bool isOutOfRoom(int error) {
     return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
+int takeConnection(const Listener_t& listener) {
+    return ::accept4(listener.descriptor, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+}
+
+bool isSomebodyWaiting(const Listener_t& listener) {
+    pollfd waiting{listener.descriptor, POLLIN, 0};
+    const int error = errno;
+    const bool isWaiting = ::poll(&waiting, 1, 0) == 1;
+    errno = error;
+    return isWaiting;
+}
+
 } // namespace
 
 void Server_t::acceptAll() {
@@ -42,32 +56,40 @@ void Server_t::acceptAll() {
             if (listener.isPaused && !isAgain) {
                 continue;
             }
-            const int error = acceptFrom(listener);
-            if (error != 0) {
-                journal_.notice(Notice_e::SYSTEM, std::string("cannot take connections: ") + std::strerror(error));
-                acceptAgain_ = now_ + ACCEPT_PAUSE;
+            const MsmClock_t::duration pause = acceptFrom(listener);
+            const bool isPaused = pause != MsmClock_t::duration::zero();
+            if (isPaused) {
+                acceptAgain_ = std::min(acceptAgain_, now_ + pause);
             }
-            if (listener.isPaused != (error != 0)) {
-                listener.isPaused = error != 0;
-                (void)watch(listener.descriptor, EPOLL_CTL_MOD, listener.isPaused ? U32_t{0} : U32_t{EPOLLIN});
+            if (listener.isPaused != isPaused) {
+                listener.isPaused = isPaused;
+                (void)watch(listener.descriptor, EPOLL_CTL_MOD, isPaused ? U32_t{0} : U32_t{EPOLLIN});
             }
         }
     }
 }
 
-/** 0, or the error number when the system has no room for a connection that waits. */
-int Server_t::acceptFrom(Listener_t& listener) {
+/** How long to take no more from the socket, 0 to go on. */
+MsmClock_t::duration Server_t::acceptFrom(Listener_t& listener) {
+    const std::uint64_t hastyBefore = hasty_;
     for (unsigned i = 0; i < ACCEPTS; ++i) {
-        int descriptor = ::accept4(listener.descriptor, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-        if (descriptor < 0 && isOutOfRoom(errno) && SocketDirectory_t::useSpare(listener)) {
-            descriptor = ::accept4(listener.descriptor, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        int descriptor = takeConnection(listener);
+        if (descriptor < 0 && isOutOfRoom(errno)) {
+            // The system says so even when nobody waits; the reserve is for somebody who does.
+            if (!isSomebodyWaiting(listener)) {
+                break;
+            }
+            if (!SocketDirectory_t::useSpare(listener) || (descriptor = takeConnection(listener)) < 0) {
+                journal_.notice(Notice_e::SYSTEM, std::string("cannot take connections: ") + std::strerror(errno));
+                return NO_ROOM_PAUSE;
+            }
         }
         if (descriptor < 0) {
-            return isOutOfRoom(errno) ? errno : 0;
+            break;
         }
         admit(descriptor, listener);
     }
-    return 0;
+    return hasty_ - hastyBefore > ACCEPTS / 2 ? STORM_PAUSE : MsmClock_t::duration::zero();
 }
 
 void Server_t::admit(int descriptor, const Listener_t& listener) {
@@ -110,9 +132,9 @@ bool Server_t::isTooHasty(const Visitor_t& visitor) {
         return false;
     }
     if (isWorthNotice(++hasty_)) {
-        journal_.notice(Notice_e::REFUSED, "process " + std::to_string(visitor.process) + " of user " +
-                                               std::to_string(visitor.user) +
-                                               " connects too often: closed, " + std::to_string(hasty_) + " so far");
+        journal_.notice(Notice_e::HASTY, "process " + std::to_string(visitor.process) + " of user " +
+                                             std::to_string(visitor.user) + " connects too often: closed, " +
+                                             std::to_string(hasty_) + " so far");
     }
     return true;
 }

@@ -13,7 +13,7 @@
 namespace {
 
 /** Connections that wait to be taken: few, since a newcomer waits behind all of a storm's. */
-constexpr int BACKLOG = 256;
+constexpr int BACKLOG = 64;
 
 std::string failure(const std::string& what) {
     return what + ": " + std::strerror(errno);
