@@ -185,12 +185,12 @@ int MPU_deleteMpuParams(S32_t shmid);
 /**
  * Creates the parameter block of `key` (an older one of that key is replaced) and fills it from the text file
  * that the environment names in NONXML_FILE, or else from a binary image in network byte order: CONFIG_FILE, or
- * configMpu.bin in PROJDIR. Stores the segment's id in `*shmid`. Returns the attached block, or nullptr after a
- * report on standard error; nothing is left behind then, and `*shmid` is -1 if a segment had been made.
+ * configMpu.bin in PROJDIR. Stores the segment's id in `*pShmid`. Returns the attached block, or nullptr after a
+ * report on standard error; nothing is left behind then, and `*pShmid` is -1 if a segment had been made.
  *
  * A text file decides about every field, `version` included: what it does not name is 0.
  */
-[[nodiscard]] MPU_PARAMS_t* MPU_createMpuParams(S32_t* shmid, int key);
+[[nodiscard]] MPU_PARAMS_t* MPU_createMpuParams(S32_t* pShmid, int key);
 
 /**
  * Turns every integer of the block from network byte order into the host's, or back: it is its own inverse. Bytes

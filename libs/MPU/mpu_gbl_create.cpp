@@ -163,13 +163,13 @@ MPU_PARAMS_t* attachAndFill(const Source_t& source, S32_t* shmid) {
 
 } // namespace
 
-MPU_PARAMS_t* MPU_createMpuParams(S32_t* shmid, int key) {
+MPU_PARAMS_t* MPU_createMpuParams(S32_t* pShmid, int key) {
     Source_t source;
     if (!openSource(&source)) {
         return nullptr;
     }
-    *shmid = createSegment(key);
-    MPU_PARAMS_t* const block = *shmid < 0 ? nullptr : attachAndFill(source, shmid);
+    *pShmid = createSegment(key);
+    MPU_PARAMS_t* const block = *pShmid < 0 ? nullptr : attachAndFill(source, pShmid);
     closeSource(&source);
     return block;
 }
