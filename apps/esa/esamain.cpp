@@ -16,7 +16,6 @@
 #include "messaging/receive.h"
 #include "osdep.h"
 #include "policy/chassis.h"
-#include "policy/events.h"
 #include "startup.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdio>
-#include <iterator>
+#include <span>
 
 #include "core/operation.h"
 #include "messaging/print_fields.h"

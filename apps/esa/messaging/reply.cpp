@@ -1,6 +1,5 @@
 #include "messaging/reply.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "core/fault.h"

@@ -1,6 +1,7 @@
 #include "policy/fans.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "core/operation.h"
 #include "policy/chassis.h"

@@ -1,7 +1,6 @@
 #include "policy/supplies.h"
 
 #include <algorithm>
-#include <ranges>
 
 #include "core/operation.h"
 #include "policy/chassis.h"
@@ -54,7 +53,9 @@ bool esaFillPowerSupply(PowerSupplyElementStat_t& status, const PowerSupplyEleme
     bool fail = control.rqstFail != 0;
     bool changed = false;
     status.commonStatus = SES_E_ELEMENT_STATUS_CODE_OK;
-    for (const SupplyCheck_t& check : std::views::reverse(esaChassis().supplyChecks)) {
+    const auto checks = esaChassis().supplyChecks;
+    for (auto next = checks.rbegin(); next != checks.rend(); ++next) {
+        const SupplyCheck_t& check = *next;
         const bool good = check.read() == ESA_E_OK;
         if (!good && check.isInstallation) {
             status.commonStatus = SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED;

@@ -156,14 +156,14 @@ TEST_F(OperationNames, StandInEveryLineThatAnOperationOrItsHelpersTrace) {
             names.push_back(name);
         }
     }
-    EXPECT_THAT(names,
-                testing::ElementsAre(
-                    "esaVsc055ReadPowerRedundancyFail", "esaManageCompositeFault", "esaVsc055ProcessPollTimeout",
-                    "esaVsc055FanReadSpeed", "esaReadFanFailStatus", "esaVsc055FanReadSpeed", "esaReadFanFailStatus",
-                    "esaVsc055FanReadSpeed", "esaReadFanFailStatus", "esaManageCompositeFault",
-                    "esaSendCompositeFaultMmsgToStart", "esaManageCompositeFault", "esaVsc055SetAlarmStateBackplane",
-                    "esaSendEmailNotificationMmsgToSt", "esaVsc055ProcessPollTimeout", "esaVsc055TemperatureFanPolicy",
-                    "esaManageCompositeFault", "esaVsc055ReadAlarmState", "esaVsc055ProcessPollTimeout"));
+    EXPECT_THAT(names, testing::ElementsAre("esaVsc055ReadPowerRedundancyFail", "esaManageCompositeFault",
+                                            "esaVsc055ProcessPollTimeout", "esaVsc055FanReadSpeed",
+                                            "esaReadFanFailStatus", "esaVsc055FanReadSpeed", "esaReadFanFailStatus",
+                                            "esaVsc055FanReadSpeed", "esaReadFanFailStatus", "esaManageCompositeFault",
+                                            "esaSendCompositeFaultMmsgToStart", "esaVsc055SetAlarmStateBackplane",
+                                            "esaSendEmailNotificationMmsgToSt", "esaVsc055ProcessPollTimeout",
+                                            "esaVsc055TemperatureFanPolicy", "esaManageCompositeFault",
+                                            "esaVsc055ReadAlarmState", "esaVsc055ProcessPollTimeout"));
 }
 
 TEST_F(OperationNames, AreMainOutsideOfAllOperations) {
