@@ -6,12 +6,12 @@
 namespace {
 
 /** Holds the one spin lock of the `_safe` operations. */
-class SpinLockGuard {
+class SpinLockGuard_t {
 public:
-    SpinLockGuard() { mpuSpinLock_Get(&spinlock); }
-    SpinLockGuard(const SpinLockGuard&) = delete;
-    SpinLockGuard& operator=(const SpinLockGuard&) = delete;
-    ~SpinLockGuard() { mpuSpinLock_Release(&spinlock); }
+    SpinLockGuard_t() { mpuSpinLock_Get(&spinlock); }
+    SpinLockGuard_t(const SpinLockGuard_t&) = delete;
+    SpinLockGuard_t& operator=(const SpinLockGuard_t&) = delete;
+    ~SpinLockGuard_t() { mpuSpinLock_Release(&spinlock); }
 };
 
 /** Links `element` behind `before`; false, and nothing done, when the element is on a list. */
@@ -27,13 +27,13 @@ bool insertBehind(LIST_t* before, LIST_t* element) {
 }
 
 bool insertBehindSafe(LIST_t* before, LIST_t* element) {
-    const SpinLockGuard guard;
+    const SpinLockGuard_t guard;
     return insertBehind(before, element);
 }
 
 /** The tail is read under the lock: another thread may be moving it. */
 bool insertBeforeSafe(LIST_t* after, LIST_t* element) {
-    const SpinLockGuard guard;
+    const SpinLockGuard_t guard;
     return insertBehind(after->blink, element);
 }
 
@@ -52,7 +52,7 @@ void MPU_init_listhead(LIST_t* head) {
 }
 
 void MPU_init_listhead_safe(LIST_t* head) {
-    const SpinLockGuard guard;
+    const SpinLockGuard_t guard;
     MPU_init_listhead(head);
 }
 
@@ -90,7 +90,7 @@ LIST_t* MPU_remove_from_list(LIST_t* element) {
 }
 
 LIST_t* MPU_remove_from_list_safe(LIST_t* element) {
-    const SpinLockGuard guard;
+    const SpinLockGuard_t guard;
     return MPU_remove_from_list(element);
 }
 
@@ -99,7 +99,7 @@ LIST_t* MPU_remove_from_list_head(LIST_t* head) {
 }
 
 LIST_t* MPU_remove_from_list_head_safe(LIST_t* head) {
-    const SpinLockGuard guard;
+    const SpinLockGuard_t guard;
     return MPU_remove_from_list_head(head);
 }
 
@@ -108,7 +108,7 @@ LIST_t* MPU_remove_from_list_tail(LIST_t* head) {
 }
 
 LIST_t* MPU_remove_from_list_tail_safe(LIST_t* head) {
-    const SpinLockGuard guard;
+    const SpinLockGuard_t guard;
     return MPU_remove_from_list_tail(head);
 }
 
@@ -117,6 +117,6 @@ bool MPU_list_mt(const LIST_t* head) {
 }
 
 bool MPU_list_mt_safe(const LIST_t* head) {
-    const SpinLockGuard guard;
+    const SpinLockGuard_t guard;
     return MPU_list_mt(head);
 }

@@ -43,12 +43,12 @@ FatalSignalEvent_t bigEvent;
 U32_t processId;
 CHAR_t processName[sizeof FatalSignalBody_t::processName];
 
-struct FatalSignal {
+struct FatalSignal_t {
     int signal;
     const CHAR_t* failure;
 };
 
-constexpr FatalSignal fatalSignals[] = {
+constexpr FatalSignal_t FATAL_SIGNALS[] = {
     {SIGILL, "     - Unable to set sigaction for illegal instruction event.\n"},
     {SIGFPE, "     - Unable to set sigaction for floating point exception event.\n"},
     {SIGSEGV, "     - Unable to set sigaction for segmentation violation event.\n"},
@@ -101,7 +101,7 @@ void handleUnexpectedSignals() {
     action.sa_sigaction = catchEvent;
     action.sa_flags = SA_SIGINFO;
     (void)sigemptyset(&action.sa_mask);
-    for (const FatalSignal& fatal : fatalSignals) {
+    for (const FatalSignal_t& fatal : FATAL_SIGNALS) {
         if (sigaction(fatal.signal, &action, nullptr) != 0) {
             const int error = errno;
             (void)std::fputs(fatal.failure, stderr);

@@ -136,7 +136,7 @@ void storeVersion(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
 /* -------------------------------------------------------------------------------------- names and texts */
 
 void storeEnum(const NonXML_s& tag, const CHAR_t* value, U8_t* at) {
-    const NonXML_Found_t found = nonXmlFindEnum(tag.enums, value);
+    const NonXmlFound_t found = nonXmlFindEnum(tag.enums, value);
     if (!found.known) {
         std::fprintf(stderr, "+++ Warning: Unrecognized enumeration in configuration file - %s\n", value);
         std::fprintf(stderr, "    Using default %d\n", static_cast<int>(found.value));
@@ -208,7 +208,7 @@ bool nameIs(const CHAR_t* name, const CHAR_t* wanted) {
 }
 
 /** A battery policy, or the name of a key with the word that follows the name in the tag table. */
-NonXML_Found_t findBatteryPolicy(const CHAR_t* name) {
+NonXmlFound_t findBatteryPolicy(const CHAR_t* name) {
     for (const NonXML_Enums_t& policy : nonXML_Tables.batteryPolicy) {
         if (nameIs(policy.name, name)) {
             return {true, policy.value};
@@ -223,7 +223,7 @@ NonXML_Found_t findBatteryPolicy(const CHAR_t* name) {
 
 } // namespace
 
-NonXML_Found_t nonXmlFindEnum(const NonXML_Enums_t* enums, const CHAR_t* name) {
+NonXmlFound_t nonXmlFindEnum(const NonXML_Enums_t* enums, const CHAR_t* name) {
     if (enums == nonXML_Tables.batteryPolicy) {
         return findBatteryPolicy(name);
     }

@@ -19,7 +19,7 @@ void nonXmlLine(CHAR_t* line, U8_t* block);
 void nonXmlStore(const NonXML_s& tag, const CHAR_t* value, U8_t* block);
 
 /** What a name stands for in a key's table. */
-struct NonXML_Found_t {
+struct NonXmlFound_t {
     bool known;
     U32_t value; /**< of the end entry when the name is not known */
 };
@@ -29,7 +29,7 @@ struct NonXML_Found_t {
  * there the name of a key stands for the word that lies behind it, its type in the top byte and its offset in the
  * low half.
  */
-[[nodiscard]] NonXML_Found_t nonXmlFindEnum(const NonXML_Enums_t* enums, const CHAR_t* name);
+[[nodiscard]] NonXmlFound_t nonXmlFindEnum(const NonXML_Enums_t* enums, const CHAR_t* name);
 
 /** `text` from its first character on that is no blank. */
 [[nodiscard]] const CHAR_t* nonXmlSkipBlanks(const CHAR_t* text);

@@ -55,7 +55,7 @@ void closeFile() {
  * Adds the log's name pattern with its %d conversion ("%d", "%3d", "%02d") replaced by `number`. Anything else,
  * a conversion that the end of the path buffer has cut included, stands for itself.
  */
-void addNumberedName(TraceText& out, const CHAR_t* pattern, U32_t number) {
+void addNumberedName(TraceText_t& out, const CHAR_t* pattern, U32_t number) {
     while (*pattern != '\0') {
         const CHAR_t* end = pattern + 1;
         const CHAR_t fill = (*end == '0') ? '0' : ' ';
@@ -152,7 +152,7 @@ void TRACE__redirect(const MPU_PARAMS_t* mpuParams, const CHAR_t* logName) {
 }
 
 void TRACE__getLogName(CHAR_t* dst) {
-    TraceText name(dst, TRC_K_LOG_NAME_SIZE - 1);
+    TraceText_t name(dst, TRC_K_LOG_NAME_SIZE - 1);
     if (traceData.log_to_file != 0) {
         // Only the name is a pattern: a directory may have a "%" in its name.
         const CHAR_t* slash = std::strrchr(traceData.logNameProto, '/');

@@ -33,7 +33,7 @@ std::string_view fileNameWithoutExtension() {
 }
 
 void fillNames() {
-    TraceText names(message.names, sizeof message.names);
+    TraceText_t names(message.names, sizeof message.names);
     names.add(fileNameWithoutExtension());
     names.add({"\0", 1});
     names.add(traceData.funcName == nullptr ? "" : traceData.funcName);
@@ -41,12 +41,12 @@ void fillNames() {
 
 /** Returns the text's length, its terminating zero included. */
 std::size_t fillText() {
-    constexpr std::size_t endOfLineAndZero = 2;
-    TraceText text(message.text, sizeof message.text - endOfLineAndZero);
+    constexpr std::size_t END_OF_LINE_AND_ZERO = 2;
+    TraceText_t text(message.text, sizeof message.text - END_OF_LINE_AND_ZERO);
     text.add("BUG CHECK: ");
     text.add({traceData.infoBuf, strnlen(traceData.infoBuf, sizeof traceData.infoBuf)});
     message.text[text.length()] = '\n';
-    return text.length() + endOfLineAndZero;
+    return text.length() + END_OF_LINE_AND_ZERO;
 }
 
 } // namespace

@@ -9,9 +9,9 @@
 #include "trace.h"
 
 /** A text under construction in a buffer of fixed size; what does not fit is cut, and no terminator is kept. */
-class TraceText {
+class TraceText_t {
 public:
-    TraceText(CHAR_t* buffer, U32_t size) : buffer_(buffer), size_(size) {}
+    TraceText_t(CHAR_t* buffer, U32_t size) : buffer_(buffer), size_(size) {}
 
     void add(std::string_view text) {
         const std::size_t count = std::min<std::size_t>(text.size(), size_ - length_);

@@ -10,13 +10,13 @@ constexpr std::size_t MAX_NAME_LENGTH = 32;
 
 } // namespace
 
-void TraceText::addName(const CHAR_t* name) {
+void TraceText_t::addName(const CHAR_t* name) {
     if (name != nullptr) {
         add({name, strnlen(name, MAX_NAME_LENGTH)});
     }
 }
 
-void TraceText::addNumber(U32_t number, U32_t width, CHAR_t fill) {
+void TraceText_t::addNumber(U32_t number, U32_t width, CHAR_t fill) {
     CHAR_t digits[10];
     const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
     const auto count = static_cast<U32_t>(end - digits);

@@ -23,7 +23,7 @@ U16_t currentLevel() {
     return module < traceData.numModLevels ? __atomic_load_n(&traceData.modLevels[module], __ATOMIC_RELAXED) : U16_t{0};
 }
 
-void addStamp(TraceText& prefix, U16_t level) {
+void addStamp(TraceText_t& prefix, U16_t level) {
     if ((level & TRC_K_TIMESTAMP) != 0) {
         prefix.add(traceCurrentStamp());
         prefix.add("  ");
@@ -31,7 +31,7 @@ void addStamp(TraceText& prefix, U16_t level) {
 }
 
 /** "file:function:line" as far as the level asks for them; `end` follows the line number. */
-void addPlace(TraceText& prefix, U16_t level, std::string_view end) {
+void addPlace(TraceText_t& prefix, U16_t level, std::string_view end) {
     if ((level & TRC_K_FILE) != 0) {
         prefix.addName(traceData.fileName);
         prefix.add(":");
@@ -68,12 +68,12 @@ void writeLine(const CHAR_t* line, std::size_t length) {
 }
 
 /** A line that is put together first and then reaches the stream, and the file, in one piece. */
-struct Line {
+struct Line_t {
     CHAR_t buffer[PREFIX_SIZE + TRC_K_INFO_SIZE + 1];
-    TraceText preBuf{buffer, PREFIX_SIZE - 1};
+    TraceText_t preBuf{buffer, PREFIX_SIZE - 1};
 
     void finishAndWrite(std::string_view text) {
-        TraceText rest(buffer + preBuf.length(), static_cast<U32_t>(sizeof buffer) - preBuf.length());
+        TraceText_t rest(buffer + preBuf.length(), static_cast<U32_t>(sizeof buffer) - preBuf.length());
         rest.add(text);
         rest.add("\n");
         writeLine(buffer, preBuf.length() + rest.length());
@@ -83,7 +83,7 @@ struct Line {
 void writeCallLine(std::string_view direction) {
     traceCountLine();
     const U16_t level = currentLevel();
-    Line line;
+    Line_t line;
     addStamp(line.preBuf, level);
     if ((level & TRC_K_FILE) != 0) {
         line.preBuf.addName(traceData.fileName);
@@ -147,12 +147,12 @@ void copyLabel(const CHAR_t* text) {
 }
 
 /** Callers read errno after they have traced a failure. */
-class ErrnoKeeper {
+class ErrnoKeeper_t {
 public:
-    ErrnoKeeper() = default;
-    ErrnoKeeper(const ErrnoKeeper&) = delete;
-    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
-    ~ErrnoKeeper() { errno = saved_; }
+    ErrnoKeeper_t() = default;
+    ErrnoKeeper_t(const ErrnoKeeper_t&) = delete;
+    ErrnoKeeper_t& operator=(const ErrnoKeeper_t&) = delete;
+    ~ErrnoKeeper_t() { errno = saved_; }
 
 private:
     int saved_ = errno;
@@ -173,7 +173,7 @@ S32_t TRACE__logInfo(BOOLEAN write, BOOLEAN bugCheck) {
     traceCountLine();
     if (write != 0) {
         const U16_t level = currentLevel();
-        Line line;
+        Line_t line;
         addStamp(line.preBuf, level);
         if (bugCheck != 0) {
             line.preBuf.add("TRACE LOG BUG-CHECK AT: ");
@@ -190,7 +190,7 @@ S32_t TRACE__logInfo(BOOLEAN write, BOOLEAN bugCheck) {
 void TRACE__logDump(const void* buffer, U32_t length) {
     traceCountLine();
     CHAR_t preBuf[PREFIX_SIZE];
-    TraceText prefix(preBuf, PREFIX_SIZE - 1);
+    TraceText_t prefix(preBuf, PREFIX_SIZE - 1);
     addPlace(prefix, currentLevel(), ": ");
     (void)std::fwrite(preBuf, 1, prefix.length(), traceStream());
     const U32_t room = std::min(traceData.infoBufLen, TRC_K_INFO_SIZE);
@@ -210,7 +210,7 @@ void TRACE__logReturn() {
 }
 
 void TRACE__info(const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* format, ...) {
-    const ErrnoKeeper keeper;
+    const ErrnoKeeper_t keeper;
     traceBeginCall(0, file, function, line);
     va_list args;
     va_start(args, format);
@@ -231,21 +231,21 @@ void TRACE__infoBugCheck(const CHAR_t* file, const CHAR_t* function, U32_t line,
 
 void TRACE__dump(const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* label, const void* buffer,
                  U32_t length) {
-    const ErrnoKeeper keeper;
+    const ErrnoKeeper_t keeper;
     traceBeginCall(0, file, function, line);
     copyLabel(label);
     TRACE__logDump(buffer, length);
 }
 
 void TRACE__enter(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* text) {
-    const ErrnoKeeper keeper;
+    const ErrnoKeeper_t keeper;
     traceBeginCall(module, file, function, line);
     endText(std::snprintf(traceData.infoBuf, sizeof traceData.infoBuf, "%s", text));
     TRACE__logEnter();
 }
 
 void TRACE__return(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line, const CHAR_t* text) {
-    const ErrnoKeeper keeper;
+    const ErrnoKeeper_t keeper;
     traceBeginCall(module, file, function, line);
     endText(std::snprintf(traceData.infoBuf, sizeof traceData.infoBuf, "%s", text));
     TRACE__logReturn();

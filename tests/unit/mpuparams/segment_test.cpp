@@ -6,8 +6,8 @@
 #include <sys/shm.h>
 #include <sys/types.h>
 
-#include "tool.h"
 #include "errors.h"
+#include "tool.h"
 
 namespace {
 

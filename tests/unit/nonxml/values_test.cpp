@@ -222,10 +222,10 @@ TEST(NonxmlValues, TheDefaultIsTheValueOfTheEndEntry) {
 }
 
 TEST(NonxmlValues, TheWordOfAKeyIsItsTypeAndOffset) {
-    const NonXML_Found_t directory = nonXmlFindEnum(nonXML_Tables.batteryPolicy, "mmsgdirectory");
+    const NonXmlFound_t directory = nonXmlFindEnum(nonXML_Tables.batteryPolicy, "mmsgdirectory");
     EXPECT_TRUE(directory.known);
     EXPECT_EQ(directory.value, 0x05000138U);
-    const NonXML_Found_t nothing = nonXmlFindEnum(nonXML_Tables.batteryPolicy, "nonsense");
+    const NonXmlFound_t nothing = nonXmlFindEnum(nonXML_Tables.batteryPolicy, "nonsense");
     EXPECT_FALSE(nothing.known);
     EXPECT_EQ(nothing.value, 0U);
 }

@@ -65,12 +65,12 @@ const SignalCase SIGNALS[] = {
     {"SIGQUIT", SIGQUIT, "     - Unable to set sigaction for quit event from keyboard.\n       Invalid argument\n"},
 };
 
-class FatalSignal : public testing::TestWithParam<SignalCase> {};
+class FatalSignal_t : public testing::TestWithParam<SignalCase> {};
 
-INSTANTIATE_TEST_SUITE_P(Each, FatalSignal, testing::ValuesIn(SIGNALS),
+INSTANTIATE_TEST_SUITE_P(Each, FatalSignal_t, testing::ValuesIn(SIGNALS),
                          [](const auto& test) { return test.param.name; });
 
-TEST_P(FatalSignal, LeavesARecordAndAborts) {
+TEST_P(FatalSignal_t, LeavesARecordAndAborts) {
     const ChildResult child = runInChild([] {
         handleUnexpectedSignals();
         (void)std::printf("%d", static_cast<int>(getpid()));
@@ -95,7 +95,7 @@ TEST_P(FatalSignal, LeavesARecordAndAborts) {
     EXPECT_EQ(body.substr(324), name);
 }
 
-TEST_P(FatalSignal, ThatCannotBeCaughtIsReportedAndTheOthersAreInstalled) {
+TEST_P(FatalSignal_t, ThatCannotBeCaughtIsReportedAndTheOthersAreInstalled) {
     const ChildResult child = runInChild([] {
         wrapped.failingSignal = GetParam().signal;
         handleUnexpectedSignals();
