@@ -10,7 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "names.h"
+#include "words.h"
 
 using namespace std::chrono_literals;
 

@@ -4,7 +4,7 @@
 #include <sys/epoll.h>
 
 #include "decode.h"
-#include "names.h"
+#include "words.h"
 #include "server.h"
 #include "ses_mesgs.h"
 

@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "names.h"
+#include "words.h"
 #include "server.h"
 
 using namespace std::chrono_literals;

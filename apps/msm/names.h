@@ -1,4 +1,0 @@
-/** Words for the values that messages carry. */
-#pragma once
-
-#include "words.h"
