@@ -107,11 +107,11 @@ def measure(emulator, folder):
         unaligned += traced.counts()[1]
     plain = statistics.median(status)
     return {
-        "start to the connection, loader included": adapter.connected,
-        "initialisation of the chassis": adapter.ready - adapter.connected,
+        "start up to the lamp test, loader included": adapter.connected,
+        "the chassis after its lamp test": adapter.ready - adapter.connected,
         "poll": max(idle) - statistics.median(idle),
         "status request": plain,
-        "status request, every line traced": all_of_them / 33,
+        "status request, every line traced, with its share of a poll": all_of_them / 33,
         "trace line": (all_of_them - sum(status)) / lines,
         "trace lines a status request": lines / 33,
         "accesses that are not aligned": unaligned,
