@@ -41,6 +41,14 @@ std::vector<std::uint8_t> gathered(const Chain_t& chain) {
     return all;
 }
 
+unsigned number(std::span<const std::uint8_t> littleEndian) {
+    unsigned value = 0;
+    for (std::size_t i = littleEndian.size(); i-- > 0;) {
+        value = value << 8 | littleEndian[i];
+    }
+    return value;
+}
+
 Request_t decode(Chain_t chain) {
     Request_t request{.chain = std::move(chain), .more = false, .valid = false, .message = {}};
     const std::uint64_t room = sizeOf(request.chain.writable);
@@ -51,8 +59,8 @@ Request_t decode(Chain_t chain) {
     if (bytes.size() < HEADER) {
         return request;
     }
-    const unsigned address = bytes[0] | bytes[1] << 8;
-    const unsigned flags = bytes[4] | bytes[5] << 8 | bytes[6] << 16 | unsigned{bytes[7]} << 24;
+    const unsigned address = number(std::span(bytes).first(2));
+    const unsigned flags = number(std::span(bytes).subspan(4, 4));
     const bool read = (flags & READ) != 0;
     request.more = (flags & FAIL_NEXT) != 0;
     request.valid = address <= 0xFE && address % 2 == 0 && (read ? bytes.size() == HEADER : room == 1);

@@ -25,6 +25,7 @@ MACHINE = "shown: needs a real machine"
 ITSELF = "shown: runs the tests"
 BUILD = "shown: ./test installs and builds the same, and the tests as well"
 PACKAGE = "run by tests/package"
+EMULATED = "run by ./test --machine"
 RUN = "run by run_test.py"
 # How a line is run.
 SESSION, LIVE, STATUS_SCRIPT, BRIDGE = "session", "live", "script", "bridge"
@@ -46,6 +47,8 @@ LINES = {
         "cmake --install build/package": PACKAGE,
         "ldconfig && systemd-sysusers esa.conf && systemd-tmpfiles --create esa.conf && modprobe i2c-dev": MACHINE,
         "systemctl daemon-reload && udevadm control --reload && udevadm trigger": MACHINE,
+        "scripts/product": EMULATED,
+        "tests/machine/bus_time.py": EMULATED,
         "systemctl enable --now msm esa-params esa": MACHINE,
         "[Unit]...": PICTURE,
         "systemctl daemon-reload": MACHINE,
@@ -61,6 +64,8 @@ LINES = {
     "docs/simulator.md": {
         "encsim --chassis vsc055|quadra|xyratex|chenbro|w83782d...": PICTURE,
         "17 read 0x41 0x04 1 [80] ack...": PICTURE,
+        "20 read 0x41 0x04 1 [80] ack = ...": PICTURE,
+        "qemu-system-ppc ...": EMULATED,
     },
     "docs/serial-i2c-bridge.md": {
         "stty -F /dev/ttyS1 115200 raw -echo -crtscts clocal min 1 time 0...": BRIDGE,

@@ -4,9 +4,12 @@
 The same life is lived by this machine's own build, over the serial bridge; what was to be seen of both is compared.
 """
 
+import glob
 import json
 import os
 import re
+import subprocess
+import tempfile
 import time
 import unittest
 
@@ -113,6 +116,41 @@ class LifeTest(unittest.TestCase):
         self.lived(there)
 
 
+class PackageTest(unittest.TestCase):
+    """The files that scripts/product has made."""
+
+    def test_deb_and_tar_file_hold_the_same(self):
+        (deb,) = glob.glob(machine.package().replace(".tar.gz", ".deb"))
+        fields = self.output("dpkg-deb", "-f", deb, "Package", "Architecture")
+        self.assertEqual("Package: esa\nArchitecture: powerpc\n", fields)
+        listed = [subprocess.run(words, capture_output=True, check=True).stdout for words in (
+            ["dpkg-deb", "--fsys-tarfile", deb], ["gzip", "-dc", machine.package()])]
+        names = [sorted(name.lstrip("./") for name in subprocess.run(["tar", "-t"], input=content, capture_output=True,
+                 check=True).stdout.decode().split() if not name.endswith("/")) for content in listed]
+        self.assertEqual(names[0], names[1])
+        self.assertIn("usr/sbin/esa", names[1])
+
+    def test_programs_are_hardened_and_stripped(self):
+        with tempfile.TemporaryDirectory() as root:
+            subprocess.run(["tar", "-xzf", machine.package(), "-C", root], check=True)
+            programs = [os.path.join(root, "usr", name) for name in ("sbin/esa", "sbin/msm", "bin/esactl", "bin/mpuparams")]
+            for program in [*programs, *glob.glob(os.path.join(root, "usr/lib/libesaplatform.so.1.*"))]:
+                said = self.output("powerpc-linux-gnu-readelf", "--wide", "--file-header", "--segments", "--dynamic",
+                                   "--dyn-syms", "--sections", program)
+                self.assertRegex(said, r"Class:\s+ELF32")
+                self.assertRegex(said, r"Data:\s+2's complement, big endian")
+                self.assertRegex(said, r"Type:\s+DYN")
+                self.assertRegex(said, "GNU_RELRO")
+                self.assertRegex(said, r"\(FLAGS(_1)?\).*\bNOW\b")
+                self.assertRegex(said, r"GNU_STACK.* RW ")
+                self.assertRegex(said, "__stack_chk_fail")
+                self.assertNotRegex(said, r"\.symtab|\.debug_info")
+
+    @staticmethod
+    def output(*words):
+        return subprocess.run(words, capture_output=True, text=True, check=True).stdout
+
+
 class ProductTest(unittest.TestCase):
     """The installed package, started by the machine's init, with its own switch and the operator's tool."""
 
@@ -135,7 +173,7 @@ class ProductTest(unittest.TestCase):
                 self.assertEqual(len(world["drives"]), len(shown["drives"]))
                 self.assertEqual(len(world["fans"]), len(shown["fans"]))
                 self.assertEqual(len(world["supplies"]), len(shown["power_supplies"]))
-                self.assertEqual([True] * len(shown["fans"]), [fan["running"] for fan in shown["fans"]])
+                self.assertEqual([True] * len(shown["fans"]), [fan["state"] == "ok" for fan in shown["fans"]])
 
     def test_operator_lights_a_led_and_sees_a_fan_stall(self):
         with places.booted("vsc055", machine.SWITCH) as (run, simulator):
@@ -144,8 +182,9 @@ class ProductTest(unittest.TestCase):
             lit = [drive["index"] for drive in json.loads(simulator("show --json"))["drives"] if drive["led"]]
             self.assertEqual([3], lit)
             simulator("fan 1 stall")
-            turning = [fan["running"] for fan in self.status(run)["fans"]]
-            self.assertEqual([True, False, True], turning)
+            states = [fan["state"] for fan in self.status(run)["fans"]]
+            self.assertEqual(["ok", "ok"], [states[0], states[2]])
+            self.assertNotEqual("ok", states[1])
 
     def test_bus_that_answers_nothing_for_a_while_is_waited_for(self):
         with places.booted("vsc055", machine.SWITCH) as (run, simulator):

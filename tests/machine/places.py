@@ -55,6 +55,7 @@ class Record:
 
     def __init__(self, lived, log, trace, events):
         self.seen = lived.seen
+        self.marks = getattr(lived, "marks", [])
         self.log = log.splitlines()
         self.trace = life.stripped_trace(trace)
         self.events = [{key: value for key, value in json.loads(line).items() if key != "time"}
