@@ -54,7 +54,8 @@ private:
         }
         if (random.chance(4)) {
             using Arguments = std::vector<std::string>;
-            life.arguments = random.pick<Arguments>({{"esa"},
+            life.arguments = random.pick<Arguments>({{},
+                                                     {"esa"},
                                                      {"/a/esa", "99"},
                                                      {"esa/", "100"},
                                                      {"esa", "abc"},
@@ -294,7 +295,8 @@ private:
     unsigned passed = 0;
 };
 
-/** Everything that makes an adapter look at its bus: start, polls, pages, faults that bring other checks. */
+} // namespace
+
 Life eventfulLife(std::uint8_t chassis) {
     Life life;
     life.chassis = chassis;
@@ -307,8 +309,6 @@ Life eventfulLife(std::uint8_t chassis) {
     }
     return life;
 }
-
-} // namespace
 
 Book learn(std::uint8_t chassis, const Side& side) {
     const Life life = eventfulLife(chassis);

@@ -15,6 +15,9 @@ struct Book {
     std::vector<std::pair<std::uint8_t, unsigned>> read, written;
 };
 
+/** Everything that makes an adapter look at its bus: start, polls, pages, requests that switch all there is. */
+Life eventfulLife(std::uint8_t chassis);
+
 /** Watches the adapter live an eventful life on the chassis. */
 Book learn(std::uint8_t chassis, const Side& side);
 

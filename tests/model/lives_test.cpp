@@ -64,6 +64,52 @@ INSTANTIATE_TEST_SUITE_P(Chassis, RandomLives, testing::Combine(testing::Range(0
                                     (std::get<1>(test.param) ? "Tracing" : "Silent");
                          });
 
+class EventfulLife : public testing::TestWithParam<int> {
+protected:
+    /** The life with `failure` waiting in it from the start. */
+    Life with(const Step& failure) const {
+        Life life = eventfulLife(static_cast<std::uint8_t>(GetParam()));
+        life.flags = TRACING;
+        life.steps.resize(6); // a poll, a page, a poll, a control page, a page, a poll
+        life.steps.insert(life.steps.begin(), failure);
+        return life;
+    }
+
+    static std::size_t count(const std::vector<Entry>& stream, Entry::Kind kind, const char* start) {
+        return static_cast<std::size_t>(std::ranges::count_if(
+            stream, [=](const Entry& entry) { return entry.kind == kind && entry.text.starts_with(start); }));
+    }
+};
+
+TEST_P(EventfulLife, IsForetoldWhicheverTransferFails) {
+    const std::size_t transfers = count(streamOf(with(pass(0)), liveReal), Entry::TRANSFER, "");
+    for (std::size_t n = 0; n < transfers; n += ESA_STRIDE) {
+        const Life life = with(fail(Call::TRANSFER, static_cast<unsigned>(n), {false, -1}));
+        ASSERT_EQ(shortestDifference(life), "") << "transfer " << n;
+    }
+}
+
+TEST_P(EventfulLife, IsForetoldWhicheverSystemCallFails) {
+    const std::pair<Call, const char*> calls[] = {{Call::SOCKET, "socket"}, {Call::CONNECT, "connect"},
+                                                  {Call::OPEN, "open"},     {Call::SELECT, "select"},
+                                                  {Call::RECEIVE, "recv"},  {Call::SEND, "send"}};
+    const std::vector<Entry> usual = streamOf(with(pass(0)), liveReal);
+    for (const auto& [call, name] : calls) {
+        // All that comes later is like one of these.
+        const std::size_t most = std::min<std::size_t>(count(usual, Entry::SYSTEM, name), 8);
+        for (std::size_t n = 0; n < most; ++n) {
+            for (const Outcome outcome :
+                 {Outcome{false, -1}, Outcome{false, 0}, Outcome{true, -1}, Outcome{true, 256}}) {
+                const Life life = with(fail(call, static_cast<unsigned>(n), outcome));
+                ASSERT_EQ(shortestDifference(life), "") << name << " " << n;
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Chassis, EventfulLife, testing::Range(1, 7),
+                         [](const auto& test) { return "Type" + std::to_string(test.param); });
+
 TEST(Cases, AreWhatTheModelForetells) {
     ASSERT_FALSE(cases().empty());
     for (const std::filesystem::path& file : cases()) {
