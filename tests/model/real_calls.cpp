@@ -89,6 +89,7 @@ int REAL_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, ti
 ssize_t __real_recv(int fd, void* buffer, size_t size, int flags);
 ssize_t __real_send(int fd, const void* bytes, size_t size, int flags);
 int __real_shmget(key_t key, size_t size, int flags);
+int __real_shmctl(int shmid, int command, struct shmid_ds* state);
 void* __real_shmat(int shmid, const void* address, int flags);
 int __real_shmdt(const void* address);
 int __real_open64(const char* path, int flags, ...);
@@ -200,6 +201,16 @@ void* __wrap_shmat(int shmid, const void* address, int flags) {
         return __real_shmat(shmid, address, flags);
     }
     return attach == Attach::UNMAPPABLE ? failing(reinterpret_cast<void*>(-1)) : &sharedBlock();
+}
+
+// The block's owner is the adapter's own user.
+int __wrap_shmctl(int shmid, int command, struct shmid_ds* state) {
+    if (world == nullptr) {
+        return __real_shmctl(shmid, command, state);
+    }
+    *state = {};
+    state->shm_perm.uid = state->shm_perm.cuid = geteuid();
+    return 0;
 }
 
 int __wrap_shmdt(const void* address) {

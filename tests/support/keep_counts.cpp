@@ -3,14 +3,14 @@
 
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier): names that the compiler's and the linker's options give
-void __gcov_dump();
+int __llvm_profile_write_file();
 [[noreturn]] void __real__exit(int status);
 [[noreturn]] void __wrap__exit(int status);
 // NOLINTEND(bugprone-reserved-identifier)
 }
 
 void __wrap__exit(int status) {
-    __gcov_dump();
+    (void)__llvm_profile_write_file();
     __real__exit(status);
 }
 
@@ -18,7 +18,7 @@ namespace {
 
 /** abort() raises its signal once more when the handler returns, and then it is deadly. */
 void saveCounts(int /*signal*/) {
-    __gcov_dump();
+    (void)__llvm_profile_write_file();
 }
 
 [[maybe_unused]] const auto installed = std::signal(SIGABRT, saveCounts);

@@ -2,7 +2,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <gmock/gmock.h>
+#include <iterator>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -37,6 +39,11 @@ protected:
     MPU_PARAMS_t* block = nullptr;
     S32_t shmid = -7;
 };
+
+/** All are counted: capturing standard error takes and gives back the lowest free one meanwhile. */
+std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
 
 std::string keyText(int key) {
     char text[40];
@@ -186,15 +193,20 @@ TEST_F(CreateMpuParams, ASegmentThatCannotBeAttachedIsRemoved) {
 }
 
 TEST_F(CreateMpuParams, NoFileStaysOpen) {
+    const auto before = openDescriptors();
     useText("Version = 15\n");
-    const int before = dup(0);
-    (void)close(before);
     (void)create();
+    EXPECT_EQ(openDescriptors(), before);
     faults::shmat.error = ENOMEM;
     (void)create();
-    const int after = dup(0);
-    (void)close(after);
-    EXPECT_EQ(after, before);
+    EXPECT_EQ(openDescriptors(), before);
+    unsetenv("NONXML_FILE");
+    setenv("CONFIG_FILE", writeFile("mpu.image", "too short").c_str(), 1);
+    (void)create();
+    EXPECT_EQ(openDescriptors(), before);
+    faults::shmat.error = 0;
+    (void)create();
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(CreateMpuParams, TheReaderDoesNothingWithoutABlock) {

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "platform.h"
+#include "wrapped.h"
 
 namespace {
 
@@ -55,6 +56,7 @@ std::optional<LoggedEvent> parseEvent(const std::string& bytes) {
     (void)setrlimit(RLIMIT_CORE, &none);
     (void)dup2(fileno(out), STDOUT_FILENO);
     (void)dup2(fileno(err), STDERR_FILENO);
+    wrapped.exitIsExpected = true;
     what();
     (void)std::fflush(nullptr);
     _exit(99);

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -94,6 +95,10 @@ void __wrap_tzset() {
 }
 
 void __wrap_exit(int status) {
+    if (!wrapped.exitIsExpected) {
+        (void)std::fprintf(stderr, "the code under test left with exit(0x%08X)\n", static_cast<unsigned>(status));
+        std::abort();
+    }
     if (wrapped.exitIsShown) {
         (void)std::fprintf(stderr, "exit(0x%08X)", static_cast<unsigned>(status));
         wrapped = {}; // what runs at exit is no part of the test

@@ -17,8 +17,9 @@ struct WrappedCalls {
     std::string link;            /**< empty: readlink fails */
     bool timeIsSet = false;      /**< time answers `now` */
     std::int64_t now = 0;
-    int zoneLoads = 0;        /**< calls of tzset */
-    bool exitIsShown = false; /**< exit prints its whole status on standard error */
+    int zoneLoads = 0;           /**< calls of tzset */
+    bool exitIsShown = false;    /**< exit prints its whole status on standard error */
+    bool exitIsExpected = false; /**< exit ends the process; else it aborts, for its status can look like success */
     std::uint32_t* lock = nullptr;
     int yields = 0;        /**< calls of sched_yield since `lock` was set */
     int lockFreeAfter = 0; /**< the sched_yield of this number stores 1 in `lock` */

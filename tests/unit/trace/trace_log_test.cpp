@@ -263,6 +263,13 @@ TEST_F(TraceSizeCheck, The100000thLineGoesToTheNextFileWhenThisOneHas2000000000B
     EXPECT_EQ(std::filesystem::file_size(path("esa_01.log")), 2000000000U);
 }
 
+TEST_F(TraceSizeCheck, SizeIsComparedInAllOfItsBits) {
+    // 4 GiB and five bytes: small to who looks at 32 bits only.
+    ASSERT_EQ(truncate(path("esa_01.log").c_str(), 4294967301), 0);
+    TRACE_checkLog();
+    EXPECT_EQ(logName(), directory + "/esa_02.log");
+}
+
 TEST_F(TraceSizeCheck, FileOf1999999999BytesIsKept) {
     ASSERT_EQ(truncate(path("esa_01.log").c_str(), 1999999999), 0);
     writeLines(100000);

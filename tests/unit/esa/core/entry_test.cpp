@@ -73,6 +73,9 @@ protected:
             if (seconds != 1 || microseconds != 0 || std::signal(SIGPIPE, SIG_IGN) != SIG_IGN) {
                 std::exit(1);
             }
+            if (traceData.numModLevels != 1 || std::strcmp(traceData.modNames[0], "ESA") != 0) {
+                std::exit(2);
+            }
             if (++seen == passes) {
                 std::exit(42);
             }

@@ -1,0 +1,323 @@
+"""A copy of the source tree in which every change can be switched on, and its build."""
+
+import concurrent.futures
+import hashlib
+import json
+import pickle
+import re
+import shlex
+import subprocess
+from pathlib import Path
+
+from clang import cindex
+
+from changes import SWITCH, Insertion, around, weave
+from finder import Finder
+
+HERE = Path(__file__).resolve().parent
+ROOT = HERE.parents[1]
+# A broken change shows as a warning or as nothing: only what cannot be compiled at all is left out.
+FLAGS = "-w -fpermissive -Wno-narrowing"
+NUMBERS = 1 << 16
+FINDERS = {f"tests/mutation/{name}.py" for name in ("changes", "effects", "finder", "kinds")}
+ERROR = re.compile(r"^(?P<file>[^\s:][^:\s]*):(?P<row>\d+):\d+: (?P<kind>error|note): (?P<text>.*)$", re.M)
+NOT_CONSTANT = re.compile(r"was not (?:declared|initialized)|is not (?:usable|a constant)|not 'constexpr'")
+
+
+class BuildError(RuntimeError):
+    """The tree cannot be built."""
+
+
+def run(command, **options):
+    return subprocess.run(command, capture_output=True, text=True, check=False, **options)
+
+
+def files_of_project():
+    listed = run(["git", "-C", str(ROOT), "ls-files", "-co", "--exclude-standard", "-z"]).stdout
+    return [name for name in listed.split("\0") if name and (ROOT / name).is_file()]
+
+
+def write_if_changed(path, data):
+    if not path.exists() or path.read_bytes() != data:
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(data)
+
+
+def find_in(arguments):
+    """What a translation unit holds below the wanted folders, headers included."""
+    file, command, folders = arguments
+    prefixes = tuple(f"{ROOT}/{folder}/" for folder in folders)
+    sources = {}
+    finder = Finder(sources, lambda path: (ROOT / path).read_text(encoding="utf-8"))
+    unit = cindex.Index.create().parse(file, args=command)
+    errors = [str(message) for message in unit.diagnostics if message.severity >= cindex.Diagnostic.Error]
+    if errors:
+        raise BuildError(f"{file} is not understood: {errors[0]}")
+    finder.walk_unit(unit, lambda name: str(Path(name).relative_to(ROOT)) if name.startswith(prefixes) else None)
+    return sources
+
+
+class Tree:
+    """The instrumented copy for one target in `place`."""
+
+    def __init__(self, place, folders, jobs):
+        self.place, self.folders, self.jobs = place, folders, jobs
+        self.source, self.build = place / "source", place / "build"
+        self.sources = {}
+        self.kept_constants = set()  # (path, start) of constants that have to stay constexpr
+        self.project = files_of_project()
+        self.digests = {name: hashlib.sha256((ROOT / name).read_bytes()).hexdigest() for name in self.project}
+
+    def digest(self, wanted):
+        """Of all files whose name `wanted` takes."""
+        text = "".join(f"{name} {self.digests[name]}\n" for name in sorted(self.project) if wanted(name))
+        return hashlib.sha256(text.encode()).hexdigest()[:24]
+
+    def is_product(self, name):
+        return name.startswith(("apps/", "libs/", "sim/", "include/", "cmake/")) or name == "CMakeLists.txt"
+
+    # --- making the tree
+
+    def prepare(self, say):
+        self.copy()
+        say("configuring")
+        self.configure()
+        say("looking for changes")
+        self.find()
+        say(f"{sum(len(source.changes) for source in self.sources.values())} changes of {len(self.sources)} sources")
+        self.compile(say)
+
+    def copy(self):
+        kept = set()
+        for name in self.project:
+            target = self.source / name
+            kept.add(target)
+            if not self.is_instrumented(name):
+                write_if_changed(target, (ROOT / name).read_bytes())
+                target.chmod((ROOT / name).stat().st_mode)
+            elif not target.exists():
+                write_if_changed(target, (ROOT / name).read_bytes())
+        for path in self.source.rglob("*"):
+            if path.is_file() and path not in kept:
+                path.unlink()
+
+    def is_instrumented(self, name):
+        return name.startswith(tuple(f"{folder}/" for folder in self.folders)) and name.endswith((".cpp", ".h"))
+
+    def configure(self):
+        result = run(["cmake", "-S", str(self.source), "-B", str(self.build), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+                      "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -DNDEBUG", f"-DCMAKE_CXX_FLAGS={FLAGS}"])  # fmt: skip
+        if result.returncode != 0:
+            raise BuildError(f"the instrumented tree cannot be configured:\n{result.stderr[-2000:]}")
+        self.commands = json.loads((self.build / "compile_commands.json").read_text(encoding="utf-8"))
+
+    def find(self):
+        """Every change, from a file of an earlier run when no source has changed since."""
+        digest = self.digest(self.is_product) + self.digest(lambda name: name in FINDERS)
+        saved = self.place / "changes.pickle"
+        if saved.exists():
+            known, sources, constants = pickle.loads(saved.read_bytes())
+            if known == digest:
+                self.sources, self.kept_constants, self.found = sources, constants, digest
+                self.strip_constants()
+                self.number()
+                return
+        units = []
+        for entry in self.commands:
+            name = entry["file"].removeprefix(f"{self.source}/")
+            if self.is_instrumented(name):
+                words = [word.replace(str(self.source), str(ROOT)) for word in shlex.split(entry["command"])]
+                units.append((str(ROOT / name), [w for w in words if w.startswith(("-I", "-D", "-std"))]
+                              + [part for i, w in enumerate(words) if w == "-isystem" for part in words[i : i + 2]],
+                              self.folders))  # fmt: skip
+        with concurrent.futures.ProcessPoolExecutor(self.jobs) as pool:
+            for sources in pool.map(find_in, dict((unit[0], unit) for unit in units).values()):
+                for path, source in sources.items():
+                    self.sources.setdefault(path, source)
+        self.found = digest
+        self.recall()
+        self.number()
+        self.save()
+
+    def recall(self):
+        """What an earlier run has learned about sources that have not changed since."""
+        file = self.place / "fixed.json"
+        if not file.exists():
+            return
+        fixed = json.loads(file.read_text(encoding="utf-8"))
+        switches, constants = set(fixed["switches"]), set(fixed["constants"])
+        for source in self.sources.values():
+            digest = hashlib.sha256(source.text.encode()).hexdigest()
+            for change in source.changes:
+                if change.edits and change.key(digest) in switches:
+                    change.edits = []
+            self.kept_constants |= {(source.path, constant.start) for constant in source.constants
+                                    if f"{digest[:24]} {constant.start}" in constants}  # fmt: skip
+        self.strip_constants()
+
+    def strip_constants(self):
+        """Takes the switches out of what stays constant."""
+        for source in self.sources.values():
+            for constant in source.constants:
+                if (source.path, constant.start) in self.kept_constants:
+                    self.strip(source, constant)
+
+    @staticmethod
+    def strip(source, constant):
+        for change in source.changes:
+            if constant.start <= change.start and change.end <= constant.stop:
+                change.edits = []
+
+    def save(self):
+        """What was found, and what of it has turned out not to compile as a switch."""
+        found = pickle.dumps((self.found, self.sources, self.kept_constants))
+        (self.place / "changes.pickle").write_bytes(found)
+        fixed = {"switches": [], "constants": []}
+        for source in self.sources.values():
+            digest = hashlib.sha256(source.text.encode()).hexdigest()
+            fixed["switches"] += [change.key(digest) for change in source.changes if not change.edits and change.leader is None]
+            fixed["constants"] += [f"{digest[:24]} {constant.start}" for constant in source.constants
+                                   if (source.path, constant.start) in self.kept_constants]  # fmt: skip
+        (self.place / "fixed.json").write_text(json.dumps(fixed), encoding="utf-8")
+
+    def number(self):
+        number = 0
+        for path in sorted(self.sources):
+            source = self.sources[path]
+            for change in source.changes:
+                number += 1
+                change.number = number
+            source.function_numbers = range(number + 1, number + 1 + len(source.functions))
+            number += len(source.functions)
+        if number >= NUMBERS:
+            raise BuildError(f"{number} changes are more than the switch can tell apart")
+
+    # --- instrumenting
+
+    def instrumented(self, source):
+        insertions = []
+        for change in source.changes:
+            for edit in change.edits:
+                text = edit.text.replace(SWITCH, str(change.number))
+                insertions.append(Insertion(edit.at, text, edit.open, edit.reach))
+        for (at, constant), number in zip(source.functions, source.function_numbers):
+            insertions.append(Insertion(at, f"(void){'ESA_MC' if constant else 'ESA_M'}({number});", True, 1 << 40))
+        for constant in source.constants:
+            if (source.path, constant.start) not in self.kept_constants:
+                insertions += around(constant.start, constant.end, f"{constant.words}/*", "*/")
+        return f'#include "{HERE}/switch.h"\n#line 1\n' + weave(source.text, insertions)
+
+    def write(self):
+        for source in self.sources.values():
+            write_if_changed(self.source / source.path, self.instrumented(source).encode())
+
+    def compile(self, say):
+        """Builds, and takes back every switch that the language does not allow where it stands."""
+        objects = [re.search(r" -o (\S+)", entry["command"]).group(1) for entry in self.commands
+                   if self.is_instrumented(entry["file"].removeprefix(f"{self.source}/"))]  # fmt: skip
+        # First the sources themselves: their faults need not wait for all tests.
+        self.compile_targets(objects, say)
+        self.compile_targets(self.programs(), say)
+
+    def compile_targets(self, targets, say):
+        for attempt in range(30):
+            self.write()
+            result = run(["ninja", "-C", str(self.build), "-j", str(self.jobs), "-k", "0", *targets])
+            if result.returncode == 0:
+                return
+            (self.place / "build.log").write_text(result.stdout, encoding="utf-8")
+            taken = self.take_back(result.stdout)
+            self.save()
+            say(f"built, attempt {attempt + 1}: {taken} places cannot be switched")
+            if not taken:
+                raise BuildError("the instrumented tree does not compile:\n" + "\n".join(
+                    match.group() for match in list(ERROR.finditer(result.stdout))[:20]) + result.stdout[-1500:])  # fmt: skip
+        raise BuildError("the instrumented tree does not compile")
+
+    def take_back(self, output):
+        taken = 0
+        for match in ERROR.finditer(output):
+            path = match.group("file")
+            source = self.sources.get(path.removeprefix(f"{self.source}/"))
+            row, text = int(match.group("row")), match.group("text")
+            if match.group("kind") == "note" and NOT_CONSTANT.search(text):
+                taken += source is not None and self.keep_constants(lambda s, c: s is source and s.row(c.start) == row)
+            elif source is not None and (match.group("kind") == "error" or "expansion of macro ‘ESA_M" in text):
+                taken += self.take_back_at(source, row)
+            elif match.group("kind") == "error" and path.startswith(f"{self.source}/"):
+                taken += self.keep_constants_on(Path(path), row)
+        return taken
+
+    def keep_constants(self, wanted):
+        """Leaves constants alone, and with each what it is made of: that has to be constant too."""
+        waiting = [(source, constant) for source in self.sources.values() for constant in source.constants
+                   if wanted(source, constant)]  # fmt: skip
+        taken = False
+        while waiting:
+            source, constant = waiting.pop()
+            if (source.path, constant.start) in self.kept_constants:
+                continue
+            self.kept_constants.add((source.path, constant.start))
+            taken = True
+            self.strip(source, constant)
+            words = set(re.findall(r"\w+", source.text[constant.end : constant.stop])) - {constant.name}
+            waiting += [(other, named) for other in self.sources.values() for named in other.constants if named.name in words]
+        return taken
+
+    def keep_constants_on(self, path, row):
+        """Those that the line names: it needs their values when it is compiled."""
+        words = set(re.findall(r"\w+", (path.read_text(encoding="utf-8").split("\n") + [""] * 2)[row - 1]))
+        return self.keep_constants(lambda _, constant: constant.name in words)
+
+    def take_back_at(self, source, row):
+        """What the line names or declares as a constant, else what is changed on it, else the smallest around it."""
+        words = set(re.findall(r"\w+", source.text.split("\n")[row - 1]))
+        if self.keep_constants(lambda _, constant: constant.name in words):
+            return True
+        on_line = [change for change in source.changes if change.edits and change.row == row == source.row(change.end)]
+        wide = [change for change in source.changes if change.edits and change.row <= row <= source.row(change.end)]
+        chosen = on_line or sorted(wide, key=lambda change: change.end - change.start)[:1]
+        for change in chosen:
+            change.edits = []
+        return bool(chosen)
+
+    # --- what is built
+
+    def programs(self):
+        """Test programs that hold, or start what holds, an instrumented source."""
+        wanted = [str(self.source / name) for name in self.project if self.is_instrumented(name)]
+        listed = run(["ninja", "-C", str(self.build), "-t", "targets", "all"]).stdout
+        linked = re.findall(r"^(\S+): CXX_EXECUTABLE_LINKER", listed, re.M)
+        found = []
+        for program in linked:
+            inputs = set(run(["ninja", "-C", str(self.build), "-t", "inputs", program]).stdout.split("\n"))
+            if program.startswith("tests/") and not inputs.isdisjoint(wanted):
+                found.append(program)
+        return found
+
+    def tests(self):
+        """The tests of the built programs: name, command, directory, environment, seconds allowed."""
+        listed = run(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"])
+        if listed.returncode != 0:
+            raise BuildError(f"the tests cannot be listed:\n{listed.stderr[-1000:]}")
+        found = []
+        for test in json.loads(listed.stdout)["tests"]:
+            properties = {item["name"]: item["value"] for item in test.get("properties", [])}
+            command = test.get("command", [])
+            # What needs something of the machine for itself cannot run beside others: the documents, the package.
+            if "RESOURCE_LOCK" in properties or "FIXTURES_REQUIRED" in properties or "FIXTURES_SETUP" in properties:
+                continue
+            if command and Path(command[0]).exists() and command[0].startswith(str(self.build / "tests")):
+                found.append({"name": test["name"], "command": command,
+                              "directory": properties.get("WORKING_DIRECTORY", str(self.build)),
+                              "environment": dict(item.split("=", 1) for item in properties.get("ENVIRONMENT", []))})  # fmt: skip
+        return found
+
+    def test_digest(self, program):
+        """Changes when what the test program is made of does."""
+        name = Path(program).name
+        files = {entry["file"] for entry in self.commands if f"CMakeFiles/{name}.dir/" in entry["command"]}
+        names = {str(Path(file).relative_to(self.source)) for file in files if file.startswith(str(self.source))}
+        return self.digest(lambda file: file in names or self.is_product(file)
+                           or (file.startswith("tests/") and file.endswith(".h") and "mutation" not in file)
+                           or file.startswith("tests/support/"))  # fmt: skip

@@ -1,0 +1,43 @@
+"""Starts workers and talks to them."""
+
+import json
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+WORKER = Path(__file__).resolve().with_name("worker.py")
+
+
+def namespaces():
+    """The command that gives a process namespaces of its own; empty where the machine does not allow it."""
+    command = ["unshare", "--mount", "--ipc", "--net", "--propagation", "private"]
+    if os.getuid() != 0:
+        command += ["--user", "--map-root-user"]
+    return command if subprocess.run([*command, "true"], capture_output=True, check=False).returncode == 0 else []
+
+
+class Worker:
+    """One worker process; `bind` are pairs of a folder and the place where only this worker sees it."""
+
+    def __init__(self, tree, bind=()):
+        apart = namespaces()
+        self.process = subprocess.Popen([*apart, sys.executable, "-B", str(WORKER)], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, text=True)  # fmt: skip
+        self.ask({"apart": bool(apart), "tree": str(tree), "bind": [[str(a), str(b)] for a, b in bind]})
+
+    def ask(self, job):
+        self.process.stdin.write(json.dumps(job) + "\n")
+        self.process.stdin.flush()
+        line = self.process.stdout.readline()
+        if not line:
+            raise RuntimeError("a worker has ended")
+        return json.loads(line)
+
+    def test(self, test, environment, cpu, wall):
+        return self.ask({"command": test["command"], "directory": test["directory"], "cpu": cpu, "wall": wall,
+                         "environment": test["environment"] | environment})  # fmt: skip
+
+    def close(self):
+        self.process.stdin.close()
+        self.process.wait()
