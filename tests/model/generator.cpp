@@ -83,7 +83,8 @@ private:
             break;
         case 1:
             for (unsigned i = 1 + random.below(3); i > 0; --i) {
-                add(fail(Call::TRANSFER, random.below(120), transferOutcome()));
+                const unsigned after = random.below(120);
+                add(fail(Call::TRANSFER, after, transferOutcome()));
             }
             break;
         case 2:
@@ -240,8 +241,10 @@ private:
 
     void failingTransfers() {
         const Call call = random.pick({Call::TRANSFER, Call::TRANSFER, Call::TRANSFER, Call::READ, Call::WRITE});
-        for (unsigned i = 1 + random.below(2) * (1 + random.below(2)); i > 0; --i) {
-            add(fail(call, random.below(random.pick<unsigned>({4, 16, TRANSFERS_AT_ONCE})), transferOutcome()));
+        for (unsigned i = random.pick<unsigned>({1, 1, 2, 3}); i > 0; --i) {
+            const auto span = random.pick<unsigned>({4, 16, TRANSFERS_AT_ONCE});
+            const unsigned after = random.below(span);
+            add(fail(call, after, transferOutcome()));
         }
     }
 
