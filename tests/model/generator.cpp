@@ -8,7 +8,6 @@
 namespace model {
 namespace {
 
-constexpr std::uint8_t CHASSIS_BOUND = 7;
 constexpr unsigned PASSES_A_POLL = 11;
 constexpr unsigned MOST_PASSES = 60;
 constexpr unsigned TRANSFERS_AT_ONCE = 60;
@@ -83,7 +82,8 @@ private:
             break;
         case 1:
             for (unsigned i = 1 + random.below(3); i > 0; --i) {
-                add(fail(Call::TRANSFER, random.below(120), transferOutcome()));
+                const unsigned after = random.below(120);
+                add(fail(Call::TRANSFER, after, transferOutcome()));
             }
             break;
         case 2:
@@ -240,8 +240,10 @@ private:
 
     void failingTransfers() {
         const Call call = random.pick({Call::TRANSFER, Call::TRANSFER, Call::TRANSFER, Call::READ, Call::WRITE});
-        for (unsigned i = 1 + random.below(2) * (1 + random.below(2)); i > 0; --i) {
-            add(fail(call, random.below(random.pick<unsigned>({4, 16, TRANSFERS_AT_ONCE})), transferOutcome()));
+        for (unsigned i = random.pick<unsigned>({1, 1, 2, 3}); i > 0; --i) {
+            const auto span = random.pick<unsigned>({4, 16, TRANSFERS_AT_ONCE});
+            const unsigned after = random.below(span);
+            add(fail(call, after, transferOutcome()));
         }
     }
 
@@ -317,10 +319,12 @@ Book learn(std::uint8_t chassis, const Side& side) {
     return {{world.read.begin(), world.read.end()}, {world.written.begin(), world.written.end()}};
 }
 
-Generator::Generator(const Side& side) {
-    for (std::uint8_t chassis = 0; chassis < CHASSIS_BOUND; ++chassis) {
-        books.push_back(learn(chassis, side));
+const Book& Generator::bookOf(std::uint8_t chassis) const {
+    const auto [book, isNew] = books.try_emplace(chassis);
+    if (isNew) {
+        book->second = learn(chassis, watched);
     }
+    return book->second;
 }
 
 Life Generator::life(std::uint64_t seed) const {
@@ -331,9 +335,8 @@ Life Generator::life(std::uint64_t seed) const {
 }
 
 Life Generator::life(std::uint64_t seed, std::uint8_t chassis, bool tracing) const {
-    static const Book nothing;
     Random random(seed * 0x9E3779B97F4A7C15U + chassis * 2U + (tracing ? 1U : 0U));
-    return Biography(random, chassis < books.size() ? books[chassis] : nothing, chassis, tracing).write();
+    return Biography(random, bookOf(chassis), chassis, tracing).write();
 }
 
 } // namespace model

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -24,14 +25,17 @@ Book learn(std::uint8_t chassis, const Side& side);
 /** Lives from seeds, on all chassis; what it disturbs on the bus it learns from watching `side`. */
 class Generator {
 public:
-    explicit Generator(const Side& side);
+    explicit Generator(Side side) : watched(std::move(side)) {}
 
     Life life(std::uint64_t seed) const;
     /** One on the given chassis. */
     Life life(std::uint64_t seed, std::uint8_t chassis, bool tracing) const;
 
 private:
-    std::vector<Book> books; /**< by chassis */
+    const Book& bookOf(std::uint8_t chassis) const;
+
+    Side watched;
+    mutable std::map<std::uint8_t, Book> books; /**< by chassis, once they are asked for */
 };
 
 } // namespace model

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -48,14 +49,14 @@ public:
     }
     bool more() { return !(stream >> std::ws).eof(); }
 
-    long number(int base) { return parsed(word(), base); }
+    std::int64_t number(int base) { return parsed(word(), base); }
 
     Outcome outcome() {
         const std::string text = word();
         if (text.starts_with("asked")) {
-            return {true, text.size() == 5 ? 0 : parsed(text.substr(5), 10)};
+            return {true, text.size() == 5 ? 0 : static_cast<long>(parsed(text.substr(5), 10))};
         }
-        return {false, parsed(text, 10)};
+        return {false, static_cast<long>(parsed(text, 10))};
     }
 
     template <typename Names>
@@ -93,9 +94,9 @@ public:
     bool good = true;
 
 private:
-    long parsed(const std::string& text, int base) {
+    std::int64_t parsed(const std::string& text, int base) {
         char* end = nullptr;
-        const long value = std::strtol(text.c_str(), &end, base);
+        const std::int64_t value = std::strtoll(text.c_str(), &end, base);
         good &= !text.empty() && *end == '\0';
         return value;
     }

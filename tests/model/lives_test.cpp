@@ -93,14 +93,17 @@ TEST_P(EventfulLife, IsForetoldWhicheverSystemCallFails) {
     const std::pair<Call, const char*> calls[] = {{Call::SOCKET, "socket"}, {Call::CONNECT, "connect"},
                                                   {Call::OPEN, "open"},     {Call::SELECT, "select"},
                                                   {Call::RECEIVE, "recv"},  {Call::SEND, "send"}};
+    const Outcome outcomes[] = {{false, -1}, {false, 0}, {true, -1}, {true, 256}};
     const std::vector<Entry> usual = streamOf(with(pass(0)), liveReal);
     for (const auto& [call, name] : calls) {
         // All that comes later is like one of these.
         const std::size_t most = std::min<std::size_t>(count(usual, Entry::SYSTEM, name), 8);
         for (std::size_t n = 0; n < most; ++n) {
-            for (const Outcome outcome :
-                 {Outcome{false, -1}, Outcome{false, 0}, Outcome{true, -1}, Outcome{true, 256}}) {
-                const Life life = with(fail(call, static_cast<unsigned>(n), outcome));
+            for (std::size_t kind = 0; kind < std::size(outcomes); ++kind) {
+                if (ESA_STRIDE > 1 && kind != n % std::size(outcomes)) {
+                    continue; // there is no time for all
+                }
+                const Life life = with(fail(call, static_cast<unsigned>(n), outcomes[kind]));
                 ASSERT_EQ(shortestDifference(life), "") << name << " " << n;
             }
         }

@@ -55,11 +55,12 @@ void fillHeader(Bytes& message, Random& random) {
 }
 
 Bytes status(Random& random) {
-    const auto page = random.pick<std::uint8_t>({1, 2, 2, 2, 2, 0, 3, 13, 15, 16, 255});
-    const unsigned allocation = random.pick<unsigned>({0, 1, 20, 63, 64, 67, 68, 69, 255, 256, 4000, 0xFFFF});
-    Bytes message = receiveDiagnostic(random.chance(10) ? random.byte() : page,
-                                      random.chance(10) ? random.below(0x10000) : allocation,
-                                      random.pick<std::uint8_t>({0x80, 0x80, 0x80, 0xFF, 0, 0x01, 0x7F}));
+    const auto usual = random.pick<std::uint8_t>({1, 2, 2, 2, 2, 0, 3, 13, 15, 16, 255});
+    const std::uint8_t page = random.chance(10) ? random.byte() : usual;
+    const unsigned boundary = random.pick<unsigned>({0, 1, 20, 63, 64, 67, 68, 69, 255, 256, 4000, 0xFFFF});
+    const unsigned allocation = random.chance(10) ? random.below(0x10000) : boundary;
+    Bytes message =
+        receiveDiagnostic(page, allocation, random.pick<std::uint8_t>({0x80, 0x80, 0x80, 0xFF, 0, 0x01, 0x7F}));
     if (random.chance(5)) {
         message[HEADER] = random.pick<std::uint8_t>({0, 29, 27});
     }
@@ -83,7 +84,11 @@ void appendWord(Bytes& bytes, std::uint32_t word) {
 }
 
 unsigned near(Random& random, unsigned count) {
-    return random.chance(90) ? count : count + random.below(3) - (count > 0 && random.chance(50) ? 1 : 0);
+    if (random.chance(90)) {
+        return count;
+    }
+    const unsigned more = count + random.below(3);
+    return more > 0 && random.chance(50) ? more - 1 : more;
 }
 
 void appendLists(Bytes& message, Random& random, const Counts& counts) {
@@ -117,8 +122,8 @@ Bytes control(Random& random, std::uint8_t chassis) {
 
 /** Answers to what the adapter has asked of others, and to what it has not. */
 Bytes response(Random& random) {
-    Bytes message = header(random.pick<std::size_t>({64, 64, 68, 72}), STARTUP_PROTOCOL, 14,
-                           random.pick<std::uint8_t>({18, 18, 18, 33, 27, 17}));
+    const auto size = random.pick<std::size_t>({64, 64, 68, 72});
+    Bytes message = header(size, STARTUP_PROTOCOL, 14, random.pick<std::uint8_t>({18, 18, 18, 33, 27, 17}));
     if (random.chance(20)) {
         message[12] = SES_PROTOCOL;
         message[15] = random.pick<std::uint8_t>({RECEIVE_DIAGNOSTIC, SEND_DIAGNOSTIC});
@@ -129,9 +134,10 @@ Bytes response(Random& random) {
 }
 
 Bytes otherRequest(Random& random) {
-    Bytes message = header(random.pick<std::size_t>({64, 72, 100}),
-                           random.pick<std::uint8_t>({0, 1, 8, STARTUP_PROTOCOL, 13, 17, SES_PROTOCOL, 19, 255}),
-                           random.byte(), somebody(random));
+    const auto size = random.pick<std::size_t>({64, 72, 100});
+    const auto protocol = random.pick<std::uint8_t>({0, 1, 8, STARTUP_PROTOCOL, 13, 17, SES_PROTOCOL, 19, 255});
+    const std::uint8_t type = random.byte();
+    Bytes message = header(size, protocol, type, somebody(random));
     message[13] = random.pick<std::uint8_t>({0, 0, 0, 1});
     message[14] = random.pick<std::uint8_t>({0, 0, 0, 1, 0xFF});
     return message;

@@ -8,7 +8,8 @@
 
 namespace model {
 
-/** Numbers that a seed decides, the same on every host. */
+/** Numbers that a seed decides, the same on every host: two of them never stand in one call, whose order is nobody's.
+ */
 class Random {
 public:
     explicit Random(std::uint64_t seed) : engine(seed) {}

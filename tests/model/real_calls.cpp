@@ -1,5 +1,6 @@
 #include "real_calls.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
@@ -146,7 +147,7 @@ ssize_t __wrap_recv(int fd, void* buffer, size_t size, int flags) {
     }
     const long got = inWorld([=](World& w) {
         const ReceiveResult result = w.receive(fd, size, flags);
-        std::memcpy(buffer, result.data.data(), result.data.size());
+        std::ranges::copy(result.data, static_cast<std::uint8_t*>(buffer));
         return result.result;
     });
     return got < 0 ? failing(got) : got;
@@ -222,7 +223,7 @@ int __wrap_shmdt(const void* address) {
 int read_i2c_data(int fd, U8_t i2cAddr, U8_t regAddr, U8_t* data, int length) {
     return inWorld([=](World& w) {
         const I2cResult result = w.readI2c(fd, i2cAddr, regAddr, length);
-        std::memcpy(data, result.data.data(), result.data.size());
+        std::ranges::copy(result.data, data);
         return result.result;
     });
 }

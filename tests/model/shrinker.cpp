@@ -17,6 +17,7 @@ public:
             before = toText(life);
             dropSteps();
             joinSteps();
+            joinPasses();
             plainCircumstances();
             for (std::size_t i = 0; i < life.steps.size(); ++i) {
                 simplify(i);
@@ -63,6 +64,25 @@ private:
             candidate.steps.erase(candidate.steps.begin() + static_cast<std::ptrdiff_t>(at) + 1);
             const bool alike = first.kind == second.kind && (first.kind == Step::PASS || first.kind == Step::PUT);
             if (!alike || !take(std::move(candidate))) {
+                ++at;
+            }
+        }
+    }
+
+    /** What happens between two passes may as well happen in front of both. */
+    void joinPasses() {
+        for (std::size_t at = 0; at < life.steps.size();) {
+            Life candidate = life;
+            const auto first = candidate.steps.begin() + static_cast<std::ptrdiff_t>(at);
+            const auto isPass = [](const Step& step) { return step.kind == Step::PASS; };
+            const auto second = std::find_if(first + 1, candidate.steps.end(), isPass);
+            if (!isPass(*first) || second == candidate.steps.end()) {
+                ++at;
+                continue;
+            }
+            second->count += first->count;
+            candidate.steps.erase(first);
+            if (!take(std::move(candidate))) {
                 ++at;
             }
         }
