@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <sys/select.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
