@@ -40,6 +40,9 @@ LINES = {
         "./test": ITSELF,
         "$ export PATH=...": SESSION,
     },
+    "docs/architecture.md": {
+        "main, esamain, esainit...": PICTURE,
+    },
     "docs/operations.md": {
         "scripts/packages build package": BUILD,
         "cmake --preset release -B build/package -DESA_TESTS=OFF && cmake --build build/package": BUILD,

@@ -6,10 +6,12 @@
 #include <cstring>
 #include <utility>
 
+#include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include "osdep.h"
 #include "platform.h"
@@ -21,6 +23,7 @@ namespace {
 SimulatedWorld* world = nullptr;
 Attach attach = Attach::POSSIBLE;
 bool isAttaching = false;
+int logFd = -1;
 std::function<void(bool)> waitedForReal;
 
 /** Carries out a call of the world; the life's end does not come back. */
@@ -95,7 +98,7 @@ int __real_shmctl(int shmid, int command, struct shmid_ds* state);
 void* __real_shmat(int shmid, const void* address, int flags);
 int __real_shmdt(const void* address);
 int __real_open64(const char* path, int flags, ...);
-FILE* __real_fopen64(const char* path, const char* mode);
+FILE* __real_fdopen(int fd, const char* mode);
 const MPU_PARAMS_t* __real__Z16MPU_getMpuParamsi(int key);
 
 int __wrap_socket(int domain, int type, int protocol) {
@@ -171,6 +174,10 @@ int __wrap_open64(const char* path, int flags, ...) {
     if (world != nullptr && std::strncmp(path, "/dev/enc", 8) == 0) {
         return inWorld([=](World& w) { return w.openI2c(path); });
     }
+    if (world != nullptr && std::strcmp(path, "/log/esa_01.log") == 0) {
+        // A regular file for whoever looks at what has been opened; what is written goes elsewhere.
+        return logFd = memfd_create("log", MFD_CLOEXEC);
+    }
     std::va_list arguments;
     va_start(arguments, flags);
     const unsigned mode = va_arg(arguments, unsigned);
@@ -178,9 +185,12 @@ int __wrap_open64(const char* path, int flags, ...) {
     return __real_open64(path, flags, mode);
 }
 
-FILE* __wrap_fopen64(const char* path, const char* mode) {
-    const bool isLog = world != nullptr && std::strcmp(path, "/log/esa_01.log") == 0;
-    return isLog ? openTraceLog() : __real_fopen64(path, mode);
+FILE* __wrap_fdopen(int fd, const char* mode) {
+    if (world == nullptr || fd != logFd) {
+        return __real_fdopen(fd, mode);
+    }
+    (void)close(std::exchange(logFd, -1));
+    return openTraceLog();
 }
 
 const MPU_PARAMS_t* __wrap__Z16MPU_getMpuParamsi(int key) {
