@@ -40,7 +40,7 @@ function(install_compressed source destination)
   install(FILES ${staged}/${name}.gz DESTINATION ${destination})
 endfunction()
 
-install_programs(${CMAKE_INSTALL_SBINDIR} esa msm)
+install_programs(${CMAKE_INSTALL_SBINDIR} esa esafailsafe msm)
 install_programs(${CMAKE_INSTALL_BINDIR} mpuparams esactl encsim)
 install(TARGETS platform mpu
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -72,10 +72,7 @@ void connectToSwitch() {
 void recordChassis() {
     ESA_TRACE("oMpuParams->chassisType = [%d]", oMpuParams->chassisType);
     const Chassis_t& chassis = esaFindChassis(oMpuParams->chassisType);
-    esaControl.enclosureType = chassis.type;
-    esaControl.i2cAddressVsc055 = chassis.vsc055Address;
-    std::memcpy(esaControl.i2cAddressLM75, chassis.lm75Address, sizeof(chassis.lm75Address));
-    esaControl.i2cAddressW83782d = chassis.w83782dAddress;
+    esaServeChassis(chassis);
     ESA_TRACE("esaControl.enclosureType = [%s]", chassis.typeName);
 }
 
@@ -87,8 +84,8 @@ void esaInit() {
     connectToSwitch();
     CHAR_t device[16];
     (void)std::snprintf(device, sizeof(device), "/dev/enc-%d", I2C_UNIT);
-    // The device may be a terminal (a serial bridge), which must not become the daemon's controlling terminal.
-    esaControl.i2cFileFd = open(device, O_RDWR | O_NOCTTY);
+    // The device may be a terminal (a serial bridge): it must not become the daemon's own, nor wait for a carrier.
+    esaControl.i2cFileFd = open(device, O_RDWR | O_NOCTTY | O_NONBLOCK);
     if (esaControl.i2cFileFd < 0) {
         ESA_TRACE("Failed to open the i2c device.");
         return;

@@ -49,6 +49,7 @@ FILES = """
 /usr/libexec/esa/esa-prepare
 /usr/sbin/esa
 /usr/sbin/esa-foreground
+/usr/sbin/esafailsafe
 /usr/sbin/msm
 /usr/share/bash-completion/completions/esactl
 /usr/share/doc/esa/README.md
@@ -69,6 +70,7 @@ FILES = """
 /usr/share/man/man1/esactl.1.gz
 /usr/share/man/man8/esa-foreground.8.gz
 /usr/share/man/man8/esa.8.gz
+/usr/share/man/man8/esafailsafe.8.gz
 /usr/share/man/man8/mpuparams.8.gz
 /usr/share/man/man8/msm.8.gz
 /usr/share/zsh/vendor-completions/_esactl

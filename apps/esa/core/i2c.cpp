@@ -3,20 +3,32 @@
 #include "core/operation.h"
 #include "platform.h"
 
+U32_t esaFailedTransfers = 0;
+
+namespace {
+
+ESA_CODE_e outcome(int result) {
+    if (result != -1) {
+        return ESA_E_OK;
+    }
+    ++esaFailedTransfers;
+    return ESA_E_GENERR;
+}
+
+} // namespace
+
 ESA_CODE_e esaWriteI2CData(U8_t i2cAddr, U8_t regAddr, const U8_t* writeDataPtr, int dataLen) {
     if (esaControl.i2cConnected == 0) {
         return ESA_E_GENERR_I2C_UNAVAILABLE;
     }
-    const int result = write_i2c_data(esaControl.i2cFileFd, i2cAddr, regAddr, writeDataPtr, dataLen);
-    return result == -1 ? ESA_E_GENERR : ESA_E_OK;
+    return outcome(write_i2c_data(esaControl.i2cFileFd, i2cAddr, regAddr, writeDataPtr, dataLen));
 }
 
 ESA_CODE_e esaReadI2CData(U8_t i2cAddr, U8_t regAddr, U8_t* readDataPtr, int dataLen) {
     if (esaControl.i2cConnected == 0) {
         return ESA_E_GENERR_I2C_UNAVAILABLE;
     }
-    const int result = read_i2c_data(esaControl.i2cFileFd, i2cAddr, regAddr, readDataPtr, dataLen);
-    return result == -1 ? ESA_E_GENERR : ESA_E_OK;
+    return outcome(read_i2c_data(esaControl.i2cFileFd, i2cAddr, regAddr, readDataPtr, dataLen));
 }
 
 bool esaProbeI2C(U8_t i2cAddr, U8_t regAddr, U8_t* value) {

@@ -11,6 +11,9 @@
 ESA_CODE_e esaWriteI2CData(U8_t i2cAddr, U8_t regAddr, const U8_t* writeDataPtr, int dataLen);
 ESA_CODE_e esaReadI2CData(U8_t i2cAddr, U8_t regAddr, U8_t* readDataPtr, int dataLen);
 
+/** Transfers that failed so far, wherever their results went: for who has to know whether all was done. */
+extern U32_t esaFailedTransfers;
+
 /**
  * Reads one byte whether the bus is marked usable or not, and marks it usable when the device answers. Returns
  * whether it does; the trace line of a device that does not is the caller's.

@@ -1,5 +1,7 @@
 #include "policy/chassis.h"
 
+#include <cstring>
+
 const Chassis_t& esaFindChassis(VORAN_E_CHASSIS_t type) {
     for (const Chassis_t* chassis : chassisTable) {
         if (chassis->type == type) {
@@ -11,6 +13,13 @@ const Chassis_t& esaFindChassis(VORAN_E_CHASSIS_t type) {
 
 const Chassis_t& esaChassis() {
     return esaFindChassis(esaControl.enclosureType);
+}
+
+void esaServeChassis(const Chassis_t& chassis) {
+    esaControl.enclosureType = chassis.type;
+    esaControl.i2cAddressVsc055 = chassis.vsc055Address;
+    std::memcpy(esaControl.i2cAddressLM75, chassis.lm75Address, sizeof(chassis.lm75Address));
+    esaControl.i2cAddressW83782d = chassis.w83782dAddress;
 }
 
 void esaSetDimensions(const ChassisDimensions_t& dimensions) {

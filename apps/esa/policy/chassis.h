@@ -97,6 +97,9 @@ const Chassis_t& esaFindChassis(VORAN_E_CHASSIS_t type);
 /** The row of the chassis in service. */
 const Chassis_t& esaChassis();
 
+/** Puts a chassis into service: its type and device addresses go into the control block. */
+void esaServeChassis(const Chassis_t& chassis);
+
 /** Takes a chassis' element counts over into the control block. */
 void esaSetDimensions(const ChassisDimensions_t& dimensions);
 

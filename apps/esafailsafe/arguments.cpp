@@ -1,0 +1,108 @@
+#include "arguments.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "chassis_list.h"
+
+namespace {
+
+constexpr long MAX_SECONDS = 3600;
+constexpr long MIN_KEY = 100;
+constexpr long MAX_KEY = 0x7FFFFFFF;
+
+bool readNumber(const CHAR_t* text, long least, long most, long& number) {
+    CHAR_t* end = nullptr;
+    number = std::strtol(text, &end, 0);
+    return end != text && *end == '\0' && number >= least && number <= most;
+}
+
+bool refuse(const CHAR_t* what, const CHAR_t* word) {
+    (void)std::fprintf(stderr, "esafailsafe: %s, not '%s'; try esafailsafe --help\n", what, word);
+    return false;
+}
+
+/** The value of the option `name`, in this word or the next; nullptr when the word is another. */
+const CHAR_t* optionValue(const CHAR_t* name, char* argv[], int& at) {
+    const std::size_t length = std::strlen(name);
+    if (std::strncmp(argv[at], name, length) != 0) {
+        return nullptr;
+    }
+    if (argv[at][length] == '=') {
+        return argv[at] + length + 1;
+    }
+    // The list of words ends with a null.
+    return argv[at][length] == '\0' && argv[at + 1] != nullptr ? argv[++at] : nullptr;
+}
+
+bool readWord(char* argv[], int& at, FailSafeArguments_t& arguments) {
+    const CHAR_t* word = argv[at];
+    if (std::strcmp(word, "--help") == 0) {
+        arguments.wantsHelp = true;
+        return true;
+    }
+    if (std::strcmp(word, "--version") == 0) {
+        arguments.wantsVersion = true;
+        return true;
+    }
+    if (const CHAR_t* chassis = optionValue("--chassis", argv, at); chassis != nullptr) {
+        arguments.chassis = chassis;
+        return true;
+    }
+    if (const CHAR_t* text = optionValue("--seconds", argv, at); text != nullptr) {
+        long seconds = 0;
+        if (!readNumber(text, 0, MAX_SECONDS, seconds)) {
+            return refuse("--seconds takes a number from 0 to 3600", text);
+        }
+        arguments.seconds = static_cast<unsigned>(seconds);
+        return true;
+    }
+    if (word[0] == '-' || arguments.key != nullptr) {
+        return refuse("takes one key, --chassis NAME and --seconds N", word);
+    }
+    arguments.key = word;
+    return true;
+}
+
+} // namespace
+
+bool readArguments(int argc, char* argv[], FailSafeArguments_t& arguments) {
+    for (int at = 1; at < argc; ++at) {
+        if (!readWord(argv, at, arguments)) {
+            return false;
+        }
+    }
+    if (arguments.wantsHelp || arguments.wantsVersion) {
+        return true;
+    }
+    if ((arguments.key == nullptr) == (arguments.chassis == nullptr)) {
+        (void)std::fputs(
+            "esafailsafe: takes either the parameter block's key or --chassis NAME; try esafailsafe --help\n", stderr);
+        return false;
+    }
+    return true;
+}
+
+VORAN_E_CHASSIS_t chassisOf(const FailSafeArguments_t& arguments) {
+    if (arguments.chassis != nullptr) {
+        const ChassisFacts_t* facts = findChassis(std::string_view(arguments.chassis));
+        if (facts == nullptr) {
+            (void)refuse("--chassis takes vsc055, quadra, xyratex, chenbro, w83782d or none", arguments.chassis);
+            return 0;
+        }
+        return facts->type;
+    }
+    long key = 0;
+    if (!readNumber(arguments.key, MIN_KEY, MAX_KEY, key)) {
+        (void)refuse("the parameter block's key is a number of at least 100", arguments.key);
+        return 0;
+    }
+    const MPU_PARAMS_t* block = MPU_getMpuParams(static_cast<int>(key));
+    if (block == nullptr) {
+        (void)std::fprintf(
+            stderr, "esafailsafe: there is no parameter block of key %ld; name the enclosure by --chassis\n", key);
+        return 0;
+    }
+    return block->chassisType;
+}

@@ -1,0 +1,19 @@
+/** Command line of the fail-safe program. */
+#pragma once
+
+#include "mpu_gbl.h"
+
+struct FailSafeArguments_t {
+    const CHAR_t* key = nullptr;     /**< text of the parameter block's key, or */
+    const CHAR_t* chassis = nullptr; /**< name of a chassis */
+    unsigned seconds = 15;           /**< how long a bus that does not answer is tried: 0 to 3600 */
+    bool wantsHelp = false;
+    bool wantsVersion = false;
+};
+
+/** Reads the command line; false, with a line on standard error, when it says nothing that can be done. */
+bool readArguments(int argc, char* argv[], FailSafeArguments_t& arguments);
+
+/** The chassis that the arguments name, or that the parameter block holds; 0, with a line on standard error, for none.
+ */
+VORAN_E_CHASSIS_t chassisOf(const FailSafeArguments_t& arguments);

@@ -1,0 +1,76 @@
+/** Puts an enclosure that nobody manages into a safe state: run whenever the adapter has ended, and by hand. */
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "arguments.h"
+#include "failsafe.h"
+#include "version.h"
+
+namespace {
+
+constexpr CHAR_t DEVICE[] = "/dev/enc-0";
+constexpr int EXIT_DONE = 0;
+constexpr int EXIT_FAILED = 1;
+constexpr int EXIT_USAGE = 2;
+
+constexpr CHAR_t HELP[] =
+    "usage: esafailsafe KEY | --chassis NAME [--seconds N]\n"
+    "\n"
+    "Puts every fan of an enclosure to full speed, for when nobody manages it: the service manager runs it whenever "
+    "the\n"
+    "adapter ends. It needs no switch and waits its turn for the bus.\n"
+    "\n"
+    "  KEY             key of the parameter block, which says what the chassis is\n"
+    "  --chassis NAME  vsc055, quadra, xyratex, chenbro, w83782d, or none\n"
+    "  --seconds N     how long a bus that does not answer is tried again: 0 to 3600 (15)\n"
+    "\n"
+    "Exit status: 0 all fans at full speed, or no chassis to look after; 1 the bus did not answer; 2 wrong use, or no\n"
+    "parameter block.\n";
+
+int report(FailSafe_e result, const Chassis_t& chassis, unsigned seconds) {
+    switch (result) {
+    case FAIL_SAFE_E_DONE:
+        (void)std::printf("every fan of %s is at full speed\n", chassis.typeName);
+        return EXIT_DONE;
+    case FAIL_SAFE_E_NO_DEVICE:
+        (void)std::fprintf(stderr, "esafailsafe: %s cannot be opened: %s; tried for %u s, the fans are as they were\n",
+                           DEVICE, std::strerror(errno), seconds);
+        return EXIT_FAILED;
+    case FAIL_SAFE_E_NO_ANSWER:
+        break;
+    }
+    (void)std::fprintf(
+        stderr,
+        "esafailsafe: no full answer on the I2C bus within %u s; see what else has %s open and whether %s is "
+        "the right chassis\n",
+        seconds, DEVICE, chassis.typeName);
+    return EXIT_FAILED;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    FailSafeArguments_t arguments;
+    if (!readArguments(argc, argv, arguments)) {
+        return EXIT_USAGE;
+    }
+    if (arguments.wantsHelp) {
+        (void)std::fputs(HELP, stdout);
+        return EXIT_DONE;
+    }
+    if (arguments.wantsVersion) {
+        (void)std::printf("esafailsafe %s\n", VersionFullString());
+        return EXIT_DONE;
+    }
+    const VORAN_E_CHASSIS_t type = chassisOf(arguments);
+    if (type == 0) {
+        return EXIT_USAGE;
+    }
+    const Chassis_t& chassis = esaFindChassis(type);
+    if (!chassis.isManaged) {
+        (void)std::puts("no chassis to look after");
+        return EXIT_DONE;
+    }
+    return report(failSafe(chassis, DEVICE, arguments.seconds), chassis, arguments.seconds);
+}

@@ -1,0 +1,127 @@
+#include "failsafe.h"
+
+#include <gmock/gmock.h>
+
+#include "arguments.h"
+#include "esa_fixture.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+struct FullSpeed_t {
+    int type;
+    Lines transfers;
+};
+
+const FullSpeed_t FULL_SPEED[] = {
+    {2, {"W 63 98 3F", "W 63 99 3F"}},
+    {3, {"W 41 98 3F", "W 41 99 3F", "W 41 9A 3F"}},
+    {4, {"W 28 5B FF", "W 28 5A FF", "W 29 5B FF", "W 2A 5B FF", "W 2B 5B FF", "W 2B 5A FF"}},
+    {5, {"W 41 98 3F", "W 41 99 3F", "W 41 9A 3F"}},
+    {6, {"W 28 5B FF", "W 28 5E FF", "W 28 5F FF"}},
+};
+
+class FailSafe : public EsaTest {
+protected:
+    FailSafe() { wireClear(esaControl); }
+
+    static const Chassis_t& chassis(int type) { return esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(type)); }
+
+    /** Full speed in one go: whether it was done. */
+    static bool once(int type) { return failSafeOnce(chassis(type), 99); }
+};
+
+TEST_F(FailSafe, EveryFanOfEveryChassisGetsItsFullLoadAndNothingElseIsTouched) {
+    for (const FullSpeed_t& row : FULL_SPEED) {
+        EXPECT_TRUE(once(row.type)) << row.type;
+        EXPECT_EQ(fakeBus.takeTransfers(), row.transfers) << row.type;
+    }
+}
+
+TEST_F(FailSafe, FanThatDoesNotAnswerKeepsNoOtherFromFullSpeed) {
+    fakeBus.failTransfer(0);
+    EXPECT_FALSE(once(5));
+    EXPECT_EQ(fakeBus.takeTransfers(), (Lines{"W 41 98 3F !", "W 41 99 3F", "W 41 9A 3F"}));
+}
+
+TEST_F(FailSafe, LaterAttemptThatSucceedsIsEnough) {
+    fakeBus.failDevice(0x41);
+    EXPECT_FALSE(once(3));
+    fakeBus.heal();
+    EXPECT_TRUE(once(3));
+}
+
+TEST_F(FailSafe, SendsNobodyAMessage) {
+    EXPECT_TRUE(once(2));
+    EXPECT_TRUE(takeMessages().empty());
+}
+
+TEST_F(FailSafe, DeviceThatIsMissingIsToldAfterTheGivenTime) {
+    EXPECT_EQ(failSafe(chassis(5), "/nowhere/enc-0", 0), FAIL_SAFE_E_NO_DEVICE);
+    EXPECT_TRUE(fakeBus.takeTransfers().empty());
+}
+
+TEST_F(FailSafe, BusThatNeverAnswersIsTriedUntilTheTimeIsOver) {
+    fakeBus.failDevice(0x41);
+    EXPECT_EQ(failSafe(chassis(5), "/dev/null", 1), FAIL_SAFE_E_NO_ANSWER);
+    EXPECT_GE(fakeBus.takeTransfers().size(), 6U) << "three fans, at least twice";
+}
+
+struct Words_t {
+    std::vector<std::string> words;
+    bool right;
+};
+
+bool read(std::vector<std::string> words, FailSafeArguments_t& arguments) {
+    words.insert(words.begin(), "esafailsafe");
+    static std::vector<std::string> kept;
+    kept = words;
+    std::vector<char*> argv;
+    for (std::string& word : kept) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    return readArguments(static_cast<int>(kept.size()), argv.data(), arguments);
+}
+
+TEST(FailSafeArguments, KeyOrChassisButNotBoth) {
+    const Words_t rows[] = {
+        {{"0x64"}, true},
+        {{"--chassis", "quadra"}, true},
+        {{"--chassis=quadra", "--seconds=0"}, true},
+        {{"100", "--seconds", "3600"}, true},
+        {{}, false},
+        {{"100", "--chassis", "quadra"}, false},
+        {{"100", "101"}, false},
+        {{"100", "--seconds", "3601"}, false},
+        {{"100", "--seconds", "soon"}, false},
+        {{"100", "--seconds"}, false},
+        {{"--chassis"}, false},
+        {{"--now"}, false},
+    };
+    for (const Words_t& row : rows) {
+        FailSafeArguments_t arguments;
+        EXPECT_EQ(read(row.words, arguments), row.right) << testing::PrintToString(row.words);
+    }
+}
+
+TEST(FailSafeArguments, ChassisGoesByEitherOfItsNames) {
+    const std::pair<const char*, int> rows[] = {{"xyratex", 2}, {"Quadra", 3}, {"Chenbro3U16ATX", 4}, {"vsc055", 5},
+                                                {"W83782d", 6}, {"None", 1},   {"telma", 0}};
+    for (const auto& [name, type] : rows) {
+        FailSafeArguments_t arguments;
+        arguments.chassis = name;
+        EXPECT_EQ(int{chassisOf(arguments)}, type) << name;
+    }
+}
+
+TEST(FailSafeArguments, KeyBelow100OrNoNumberIsRefused) {
+    for (const char* key : {"99", "abc", "0x64x", "4294967396"}) {
+        FailSafeArguments_t arguments;
+        arguments.key = key;
+        EXPECT_EQ(int{chassisOf(arguments)}, 0) << key;
+    }
+}
+
+} // namespace
