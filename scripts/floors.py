@@ -87,6 +87,8 @@ def other_findings():
         "sim": [ADAPTER],
     }
     above |= {f"apps/{path.name}": [ADAPTER, ROOT / "sim", ROOT / "tests"] for path in applications if path != ADAPTER}
+    # The fail-safe program drives the fans by the adapter's own chips and enclosures.
+    above["apps/esafailsafe"].remove(ADAPTER)
     above["apps/esa"] = [ROOT / "sim", ROOT / "tests", *(path for path in applications if path != ADAPTER)]
     for name, folders in above.items():
         for path in sources(ROOT / name):
