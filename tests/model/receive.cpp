@@ -11,7 +11,8 @@ namespace {
 constexpr std::size_t HEADER = 64;
 constexpr std::size_t LENGTH_FIELD_END = 12; /**< a peek of so many bytes saw the length field */
 constexpr std::size_t LARGEST_MESSAGE = 4064;
-constexpr std::size_t DRAIN = 512; /**< bytes of a message too long that go at a time */
+constexpr std::size_t REMEMBERED = 73; /**< bytes of the buffer that a shorter message leaves as they were */
+constexpr std::size_t DRAIN = 512;     /**< bytes of a message too long that go at a time */
 constexpr int PEEK_AND_WAIT_ALL = 0x102;
 constexpr std::uint64_t PAUSE = 1000; /**< microseconds */
 constexpr std::uint64_t PAUSE_WHEN_CLOSED = 100'000;
@@ -82,6 +83,8 @@ void Adapter::receiveMessage() {
             total += static_cast<std::size_t>(answer.result);
         }
     }
+    std::ranges::fill(std::span(state.esaInMsg).subspan(std::clamp(announced, REMEMBERED, LARGEST_MESSAGE)),
+                      std::uint8_t{0});
 }
 
 } // namespace model

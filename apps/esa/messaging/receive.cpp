@@ -15,6 +15,8 @@ namespace {
 
 constexpr U32_t HEADER_PAUSE_USEC = 1000;
 constexpr U32_t CLOSED_PAUSE_USEC = 100000;
+/** A page code, at byte 72, that a short SEND DIAGNOSTIC leaves out is the earlier message's. */
+constexpr U32_t FIRST_CLEARED = 73;
 
 /**
  * Whether the header phase is over: one peek saw the whole header, or it saw the length field and all of the
@@ -71,6 +73,14 @@ void readBody(U8_t* buffer, U32_t room, U32_t length) {
     }
 }
 
+/** What an earlier message left behind this one goes, or a short control page would carry out somebody else's. */
+void clearBehind(U32_t length) {
+    const U32_t end = std::max(length, FIRST_CLEARED);
+    if (end < sizeof(esaControl.esaInMsg)) {
+        std::memset(esaControl.esaInMsg + end, 0, sizeof(esaControl.esaInMsg) - end);
+    }
+}
+
 } // namespace
 
 void esaReceiveMmsg() {
@@ -86,5 +96,6 @@ void esaReceiveMmsg() {
     } else {
         readBody(esaControl.esaInMsg, sizeof(esaControl.esaInMsg), length);
     }
+    clearBehind(length);
     esaProcMmsgMsg(wireAt<MMSG_t>(esaControl.esaInMsg));
 }

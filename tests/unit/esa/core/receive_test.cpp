@@ -129,13 +129,25 @@ TEST_F(Receive, LargestMessageFillsTheBuffer) {
     EXPECT_EQ(esaControl.esaWorkSpace[0], 0xAB);
 }
 
-TEST_F(Receive, BytesOfAnEarlierMessageStayBehindAShorterOne) {
-    put(message(6, 128));
+TEST_F(Receive, EarlierMessageLeavesItsFirst73BytesBehindAShorterOneAndNoMore) {
+    put(message(6, 4064));
     esaReceiveMmsg();
     put(message(7, 64));
     esaReceiveMmsg();
-    EXPECT_EQ(esaControl.esaInMsg[64], static_cast<U8_t>(64 * 7));
-    EXPECT_EQ(esaControl.esaInMsg[127], static_cast<U8_t>(127 * 7));
+    EXPECT_EQ(esaControl.esaInMsg[64], static_cast<U8_t>(64 * 7)) << "the earlier message's page code is at 72";
+    EXPECT_EQ(esaControl.esaInMsg[72], static_cast<U8_t>(72 * 7));
+    for (std::size_t i = 73; i < 4064; ++i) {
+        ASSERT_EQ(esaControl.esaInMsg[i], 0) << i;
+    }
+}
+
+TEST_F(Receive, MessageOf74BytesKeepsItsLast) {
+    put(message(6, 4064));
+    esaReceiveMmsg();
+    put(message(7, 74));
+    esaReceiveMmsg();
+    EXPECT_EQ(esaControl.esaInMsg[73], static_cast<U8_t>(73 * 7));
+    EXPECT_EQ(esaControl.esaInMsg[74], 0);
 }
 
 TEST_F(Receive, TooLongMessageIsCutAtTheBufferDrainedAndRejected) {
