@@ -10,15 +10,19 @@ import threading
 from pathlib import Path
 
 from tree import NUMBERS, ROOT, run
-from workers import Worker
+from workers import Worker, filter_of
 
 # Wall time allowed beside the processor time: tests that wait are no longer at it when the machine is busy.
 PATIENCE = 8
 
 
-def allowed(test):
-    """Processor and wall seconds for a test: a multiple of what it takes without a change."""
-    return math.ceil(3 * test["cpu"]) + 1, 5 + PATIENCE * test["seconds"]
+def allowed(cpu, seconds):
+    """Processor and wall seconds for tests: a multiple of what they take without a change."""
+    return math.ceil(3 * cpu) + 1, 5 + PATIENCE * seconds
+
+
+def seconds_of(group, which):
+    return sum(test[which] * test.get("together", 0) if len(group) > 1 else test[which] for test in group)
 
 
 class Campaign:
@@ -31,7 +35,6 @@ class Campaign:
         self.kills = collections.Counter()  # (path, test): how often it noticed a change of the source
         self.tries = collections.Counter()
         self.outcomes = {}
-        self.cpu = 0.0
 
     # --- the tests without a change
 
@@ -52,6 +55,8 @@ class Campaign:
         self.say(f"{len(self.tests)} tests, {len(new)} of them to run without a change")
         self.in_parallel(new, lambda worker, test, index: self.learn_one(worker, test, index, known, numbering))
         saved.write_text(json.dumps({test["name"]: known[test["name"]] for test in self.tests}), encoding="utf-8")
+        self.learn_together(known)
+        saved.write_text(json.dumps({test["name"]: known[test["name"]] for test in self.tests}), encoding="utf-8")
         failing = [test["name"] for test in self.tests if not known[test["name"]]["passes"]]
         for name in failing:
             self.say(f"left out, for it fails without a change: {name}")
@@ -67,11 +72,27 @@ class Campaign:
         file.write_bytes(bytes(NUMBERS))
         answer = worker.test(test, {"ESA_MUTANT_REACH": str(file)}, 600, 600)
         reached = [number for number, byte in enumerate(file.read_bytes()) if byte]
-        if answer["outcome"] == "passed" and answer["seconds"] < self.options.slow:
-            answer = worker.test(test, {}, 600, 600)  # recording costs time
         with self.lock:
             known[test["name"]] = {"key": test["digest"] + numbering, "passes": answer["outcome"] == "passed",
                                    "seconds": answer["seconds"], "cpu": answer["cpu"], "reached": ranges_of(reached)}  # fmt: skip
+
+    def learn_together(self, known):
+        """Which programs run all of their tests in one process as well: some tests leave their mark on it."""
+        programs = collections.defaultdict(list)
+        for test in self.tests:
+            if known[test["name"]]["passes"] and filter_of(test) and known[test["name"]]["seconds"] <= self.options.slow:
+                programs[test["command"][0]].append(test)
+        new = [tests for tests in programs.values() if len(tests) > 1 and not all("together" in known[t["name"]] for t in tests)]
+
+        def together(worker, tests, _index):
+            answer = worker.several(tests, {}, 600, 600)
+            single = sum(known[test["name"]]["cpu"] for test in tests)
+            share = min(answer["cpu"] / max(single, 0.001), 1) if answer["outcome"] == "passed" else 0
+            with self.lock:
+                for test in tests:
+                    known[test["name"]]["together"] = share
+
+        self.in_parallel(new, together)
 
     # --- what is known
 
@@ -110,7 +131,12 @@ class Campaign:
     # --- choosing tests
 
     def tests_for(self, change):
-        """Those that come by the change; of one without a switch, those that come by its function, or its file."""
+        """Those that come by the change; the whole system, which mostly waits, only where nothing else does."""
+        tests = self.reaching(change)
+        return [test for test in tests if "system" not in test["labels"]] or tests
+
+    def reaching(self, change):
+        """Tests that come by the change; of one without a switch, those that come by its function, or its file."""
         if change.switched:
             return self.reach.get(change.number, [])
         source = self.tree.sources[change.path]
@@ -121,18 +147,27 @@ class Campaign:
         return list(found.values()) or self.tests
 
     def ordered(self, change, tests):
-        """Who noticed before, then who is likely to for little time."""
+        """Groups of tests that run in one process: first who noticed before, then who is likely to for little time."""
         known = self.known.get(change.id)
         before = known["test"] if known else None
+        groups = collections.defaultdict(list)
+        for test in tests:
+            if test["seconds"] <= self.options.slow:
+                alone = test["name"] == before or not test.get("together")
+                groups[test["name"] if alone else test["command"][0]].append(test)
 
-        def cost(test):
-            if test["name"] == before:
+        def cost(group):
+            if group[0]["name"] == before:
                 return -1
-            key = (change.path, test["name"])
-            chance = (self.kills[key] + (0.5 if self.options.first in test["name"] else 0.05)) / (self.tries[key] + 1)
-            return test["seconds"] / chance
+            key = (change.path, self.group_name(group))
+            chance = (self.kills[key] + (1 if self.options.first in key[1] else 0.1)) / (self.tries[key] + 1)
+            return (0.01 + seconds_of(group, "cpu")) / chance
 
-        return sorted((test for test in tests if test["seconds"] <= self.options.slow), key=cost)
+        return sorted(groups.values(), key=cost)
+
+    @staticmethod
+    def group_name(group):
+        return Path(group[0]["command"][0]).name
 
     # --- running
 
@@ -164,18 +199,31 @@ class Campaign:
 
     def noticed_by(self, worker, change, environment, tests, before=None):
         """The test that notices the change, or None."""
-        for test in self.ordered(change, tests):
-            if before is not None and not before(test):
+        for group in self.ordered(change, tests):
+            if before is not None and not before(group[0]):
                 return None
-            cpu, wall = allowed(test)
+            noticed = self.group_notices(worker, environment, group)
+            key = (change.path, self.group_name(group))
+            with self.lock:
+                self.tries[key] += 1
+                self.kills[key] += noticed is not None
+            if noticed:
+                return noticed
+        return None
+
+    def group_notices(self, worker, environment, group):
+        """The test of the group that notices; one that failed among others has to fail alone as well."""
+        if len(group) > 1:
+            cpu, wall = allowed(seconds_of(group, "cpu"), seconds_of(group, "seconds"))
+            answer = worker.several(group, environment, cpu, wall)
+            if answer["outcome"] == "passed":
+                return None
+            group = sorted(group, key=lambda test: filter_of(test) != answer["suspect"])
+        for test in group:
+            cpu, wall = allowed(test["cpu"], test["seconds"])
             answer = worker.test(test, environment, cpu, wall)
             if answer["outcome"] == "hung":  # once more, lest a busy machine be taken for a change that is noticed
                 answer = worker.test(test, environment, cpu, 3 * wall)
-            with self.lock:
-                self.cpu += answer["cpu"]
-                self.tries[change.path, test["name"]] += 1
-                if answer["outcome"] != "passed":
-                    self.kills[change.path, test["name"]] += 1
             if answer["outcome"] != "passed":
                 return test["name"]
         return None
@@ -232,7 +280,7 @@ class Campaign:
         source = self.tree.sources[changes[0].path]
         place = str(self.tree.source / source.path)
         for change in changes:
-            worker.ask({"write": place, "text": change.apply(source.text)})
+            worker.ask({"write": place, "text": self.tree.with_change(source, change)})
             tests = self.tests_for(change)
             built, invalid = set(), []
 
@@ -243,6 +291,8 @@ class Campaign:
                     answer = worker.ask({"build": ["ninja", "-C", str(self.tree.build), program]})
                     if answer["outcome"] != "passed":
                         invalid.append(answer["output"])
+                        with self.lock, (self.tree.place.with_suffix(".invalid")).open("a", encoding="utf-8") as file:
+                            file.write(f"{change.path}:{change.row} {change.shown}\n{answer['output']}\n")
                 return not invalid
 
             noticed = self.noticed_by(worker, change, {}, tests, build)

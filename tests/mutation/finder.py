@@ -125,6 +125,25 @@ class Finder:
             return None
         return first, last
 
+    def loose_span(self, node):
+        """The same, but a macro that stands for an operand or a condition counts as written: "errno != EINTR"."""
+        span = self.span(node)
+        if span:
+            return span
+        first, last = file_place(node.extent.start), file_place(node.extent.end)
+        if spelled_place(node.extent.start) != first:
+            first = node.extent.start.offset
+        if spelled_place(node.extent.end) != last:
+            last = node.extent.end.offset
+        return (first, last) if first < last else None
+
+    def operand_spans(self, operands):
+        """Where two operands stand, and both together; None when a macro's body holds the operator as well."""
+        spans = [self.loose_span(operand) for operand in operands]
+        if len(spans) != 2 or None in spans or spans[0][1] > spans[1][0]:
+            return None
+        return *spans, (spans[0][0], spans[1][1])
+
     def text(self, span):
         return self.source.text[span[0] : span[1]]
 
@@ -195,7 +214,7 @@ class Finder:
                 fixed = fixed or child.kind == Kind.INTEGER_LITERAL
         loop = False
         if node.kind in LOOPS:
-            loop = self.span(child) is not None and self.span(child) == self.condition_of(node)
+            loop = self.loose_span(child) is not None and self.loose_span(child) == self.condition_of(node)
         return replace(context, fixed=fixed, loop_condition=loop)
 
     def name_end(self, node):
@@ -227,61 +246,74 @@ class Finder:
 
     def binary(self, node, context):
         operands = list(node.get_children())
-        spans = [self.span(operand) for operand in operands]
-        if len(operands) != 2 or None in spans or self.span(node) is None:
+        spans = self.operand_spans(operands)
+        if spans is None:
             return
-        between = (spans[0][1], spans[1][0])
-        operator = flat(self.text(between))
-        left, right = (self.text(span) for span in spans)
+        one, two, whole = spans
+        operator, left, right = flat(self.text((one[1], two[0]))), self.text(one), self.text(two)
         if operator in SWAPS:
             kind = "comparison" if operator in COMPARISONS else "operator"
-            self.alternative(kind, self.span(node), f"{left} {SWAPS[operator]} {right}", context)
+            self.alternative(kind, whole, f"{left} {SWAPS[operator]} {right}", context)
         if operator in COMPARISONS:
-            self.narrow(node, operands, (left, operator, right), context)
+            self.narrow(whole, operands, (left, operator, right), context)
         if operator in RELATIONS and context.loop_condition and self.is_integer(operands[1]):
-            self.alternative("loop bound", self.span(node), f"{left} {operator} ({right}) - 1", context)
+            self.alternative("loop bound", whole, f"{left} {operator} ({right}) - 1", context)
         if operator in ("&&", "||"):
             for operand in operands:
                 self.negate(operand, context)
 
     def compound_assignment(self, node, context):
-        operands = list(node.get_children())
-        spans = [self.span(operand) for operand in operands]
-        if len(operands) != 2 or None in spans or self.span(node) is None:
+        spans = self.operand_spans(list(node.get_children()))
+        if spans is None:
             return
-        operator = flat(self.text((spans[0][1], spans[1][0])))
+        one, two, whole = spans
+        operator = flat(self.text((one[1], two[0])))
         if operator in ASSIGNMENTS:
-            left, right = (self.text(span) for span in spans)
-            self.alternative("operator", self.span(node), f"{left} {ASSIGNMENTS[operator]} {right}", context)
+            self.alternative("operator", whole, f"{self.text(one)} {ASSIGNMENTS[operator]} {self.text(two)}", context)
 
-    def bare_type(self, node):
-        """The type before the language widens it."""
+    @staticmethod
+    def bare(node):
+        """The operand before the language widens it."""
         while node.kind in (Kind.UNEXPOSED_EXPR, Kind.PAREN_EXPR):
             children = list(node.get_children())
             if len(children) != 1:
                 break
             node = children[0]
-        return node.type.get_canonical()
+        return node
+
+    def bytes_of(self, node):
+        """How many bytes tell the operand's values apart."""
+        node = self.bare(node)
+        kind = node.type.get_canonical()
+        if kind.kind == TypeKind.ENUM:
+            values = [child.enum_value for child in kind.get_declaration().get_children() if child.kind == Kind.ENUM_CONSTANT_DECL]
+            if len({value & 0xFF for value in values}) == len(set(values)):
+                return 1
+        operands = list(node.get_children())
+        if node.kind == Kind.BINARY_OPERATOR and node.binary_operator.name == "And":
+            if any(value is not None and 0 <= value < 256 for value in map(value_of, operands)):
+                return 1
+        return kind.get_size()
 
     def is_integer(self, node):
         return node.type.get_canonical().kind in INTEGERS
 
-    def narrow(self, node, operands, texts, context):
+    def narrow(self, span, operands, texts, context):
         """Comparisons of the low byte or word only, where the operands have more."""
         if not all(self.is_integer(operand) for operand in operands):
             return
         literals = [changed_number(texts[i]) is not None for i in (0, 2)]
-        sizes = [self.bare_type(operand).get_size() for operand in operands]
+        sizes = [self.bytes_of(operand) for operand in operands]
         wide = max((size for size, literal in zip(sizes, literals) if not literal), default=0)
         if context.loop_condition and self.small_constant(operands[1]):
             return  # a counter that stops at a small number never has more
         for name, size, cast in NARROW:
             if wide > size:
                 text = f"{cast}({texts[0]}) {texts[1]} {cast}({texts[2]})"
-                self.alternative(name, self.span(node), text, context)
+                self.alternative(name, span, text, context)
 
     def small_constant(self, node):
-        if self.bare_type(node).get_size() == 1:
+        if self.bytes_of(node) == 1:
             return True
         value = value_of(node)
         return value is not None and 0 <= value < 256
@@ -298,12 +330,11 @@ class Finder:
             if self.span(inner) is None:
                 break
             node = inner
-        span = self.span(node)
+        span = self.loose_span(node)
         if span is None or self.text(span).startswith("!"):
             return
-        if node.kind == Kind.BINARY_OPERATOR:
-            spans = [self.span(child) for child in node.get_children()]
-            if None in spans or flat(self.text((spans[0][1], spans[1][0]))) in ("==", "!="):
+        if node.kind == Kind.BINARY_OPERATOR and node.binary_operator.name in ("EQ", "NE"):
+            if self.operand_spans(list(node.get_children())):
                 return
         self.alternative("condition", span, f"!({self.text(span)})", context)
 
@@ -325,11 +356,11 @@ class Finder:
 
     def condition_of(self, node):
         """The condition of an if or a loop as (start, end), or None."""
-        if self.span(node) is None and node.extent.start.offset != file_place(node.extent.start):
+        if spelled_place(node.extent.start) != file_place(node.extent.start):
             return None
         children = list(node.get_children())
         if node.kind == Kind.DO_STMT:
-            return self.span(children[-1])
+            return self.loose_span(children[-1])
         start, end = self.parenthesis(node)
         if node.kind == Kind.FOR_STMT:
             parts = [match.start() for match in re.finditer(";", self.source.text[start:end])]
@@ -338,7 +369,7 @@ class Finder:
             start, end = start + parts[0] + 1, start + parts[1]
         declared = [child.extent for child in children if child.kind in (Kind.DECL_STMT, Kind.VAR_DECL)]
         for child in children:
-            span = self.span(child)
+            span = self.loose_span(child)
             if not span or not child.kind.is_expression() or not start <= span[0] <= span[1] <= end:
                 continue
             if not any(extent.start.offset <= span[0] < extent.end.offset for extent in declared):
@@ -346,9 +377,9 @@ class Finder:
         return None
 
     def condition(self, node, context):
-        span = self.condition_of(node) if self.span(node) else None
+        span = self.condition_of(node)
         for child in node.get_children():
-            if span and self.span(child) == span and child.kind.is_expression():
+            if span and self.loose_span(child) == span and child.kind.is_expression():
                 self.negate(child, context)
                 break
 
@@ -358,7 +389,6 @@ class Finder:
 
     def range_loop(self, node, context):
         """Leaves out the first element, or the last."""
-        self.condition(node, context)
         body = list(node.get_children())[-1]
         if self.span(node) is None or body.kind != Kind.COMPOUND_STMT or context.fixed:
             return
@@ -474,8 +504,9 @@ class Finder:
         if leader is None or len(run) > 60:
             return
         head = f"for(int {name}=0;{name}<{len(run)};++{name})switch(esaOrder({SWITCH},{pairs},{name})){{case 0:"
-        leader.edits += around(spans[0][0], end, head, "break;}")
-        leader.edits += [Insertion(span[0], f"break;case {i}:", True, end) for i, span in enumerate(spans) if i > 0]
+        # Outside of what else begins there: the labels belong to the switch.
+        leader.edits += [Insertion(spans[0][0], head, True, end + 1), Insertion(end, "break;}", False, spans[0][0])]
+        leader.edits += [Insertion(span[0], f"break;case {i}:", True, end + 1) for i, span in enumerate(spans) if i > 0]
 
     def add_exchange(self, one, two, context):
         between = self.text((one[1], two[0]))

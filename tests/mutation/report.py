@@ -80,9 +80,9 @@ class Report:
                 row[2] += 1
         return sorted(counts.items())
 
-    def text(self, complete, seconds):
+    def text(self, complete, seconds, processor):
         lines = [f"target {self.target}, {time.strftime('%Y-%m-%d')}, {'every change' if complete else 'a part of the changes'}"]
-        lines.append(f"{self.invalid} changes did not compile; the run took {seconds:.0f} s\n")
+        lines.append(f"{self.invalid} changes did not compile; the run took {seconds:.0f} s, {processor:.0f} s of processor time\n")
         for title, key in (("kind", lambda change: change.kind), ("source", lambda change: change.path)):
             lines.append(f"{title:<44} made  noticed accepted")
             lines += [f"{name:<44} {made:>5} {killed:>7} {fine:>7}" for name, (made, killed, fine) in self.table(key)]

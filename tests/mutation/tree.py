@@ -19,7 +19,8 @@ ROOT = HERE.parents[1]
 # A broken change shows as a warning or as nothing: only what cannot be compiled at all is left out.
 FLAGS = "-w -fpermissive -Wno-narrowing"
 NUMBERS = 1 << 16
-FINDERS = {f"tests/mutation/{name}.py" for name in ("changes", "effects", "finder", "kinds")}
+# What decides which changes there are, and what they do.
+TOOLS = {f"tests/mutation/{name}" for name in ("changes.py", "effects.py", "finder.py", "kinds.py", "switch.h")}
 ERROR = re.compile(r"^(?P<file>[^\s:][^:\s]*):(?P<row>\d+):\d+: (?P<kind>error|note): (?P<text>.*)$", re.M)
 NOT_CONSTANT = re.compile(r"was not (?:declared|initialized)|is not (?:usable|a constant)|not 'constexpr'")
 
@@ -113,7 +114,8 @@ class Tree:
 
     def find(self):
         """Every change, from a file of an earlier run when no source has changed since."""
-        digest = self.digest(self.is_product) + self.digest(lambda name: name in FINDERS)
+        self.tools = self.digest(lambda name: name in TOOLS)
+        digest = self.digest(self.is_product) + self.tools
         saved = self.place / "changes.pickle"
         if saved.exists():
             known, sources, constants = pickle.loads(saved.read_bytes())
@@ -206,6 +208,18 @@ class Tree:
             if (source.path, constant.start) not in self.kept_constants:
                 insertions += around(constant.start, constant.end, f"{constant.words}/*", "*/")
         return f'#include "{HERE}/switch.h"\n#line 1\n' + weave(source.text, insertions)
+
+    def with_change(self, source, change):
+        """The source with one change and no switch; constants as in the other sources, which go by their headers."""
+        grown = len(change.text) - (change.end - change.start)
+        insertions = []
+        for constant in source.constants:
+            if (source.path, constant.start) in self.kept_constants:
+                continue
+            if constant.end <= change.start or constant.start >= change.end:
+                shift = grown if constant.start >= change.end else 0
+                insertions += around(constant.start + shift, constant.end + shift, f"{constant.words}/*", "*/")
+        return weave(change.apply(source.text), insertions)
 
     def write(self):
         for source in self.sources.values():
@@ -308,7 +322,7 @@ class Tree:
             if "RESOURCE_LOCK" in properties or "FIXTURES_REQUIRED" in properties or "FIXTURES_SETUP" in properties:
                 continue
             if command and Path(command[0]).exists() and command[0].startswith(str(self.build / "tests")):
-                found.append({"name": test["name"], "command": command,
+                found.append({"name": test["name"], "command": command, "labels": properties.get("LABELS", []),
                               "directory": properties.get("WORKING_DIRECTORY", str(self.build)),
                               "environment": dict(item.split("=", 1) for item in properties.get("ENVIRONMENT", []))})  # fmt: skip
         return found

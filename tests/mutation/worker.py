@@ -7,6 +7,7 @@ import ctypes
 import fcntl
 import json
 import os
+import re
 import resource
 import shutil
 import signal
@@ -14,10 +15,11 @@ import socket
 import struct
 import subprocess
 import sys
+import tempfile
 import time
 
 PR_SET_CHILD_SUBREAPER = 36
-LARGEST_FILE = 512 << 20
+LARGEST_FILE = 8 << 30  # sparse, in the tests of the size of logs
 
 
 def raise_loopback():
@@ -57,12 +59,29 @@ def limits(cpu):
     return set_limits
 
 
+def suspect(output):
+    """Of several tests in one process: the one that failed, or the one that was running when it ended."""
+    output.seek(0)
+    text = output.read(16 << 20).decode(errors="replace")
+    names = re.findall(r"^\[  FAILED  \] (\S+?)(?:,| \(|$)", text, re.M) or re.findall(r"^\[ RUN      \] (\S+)", text, re.M)[-1:]
+    return names[0] if names else ""
+
+
 def run_test(job):
+    with tempfile.TemporaryFile() as output:
+        answer = run_with(job, output)
+        if answer["outcome"] != "passed" and job["several"]:
+            answer["suspect"] = suspect(output)
+        return answer
+
+
+def run_with(job, output):
     start = time.monotonic()
     used = resource.getrusage(resource.RUSAGE_CHILDREN)
     process = subprocess.Popen(job["command"], cwd=job["directory"], env=os.environ | job["environment"],
-                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                               start_new_session=True, preexec_fn=limits(job["cpu"]))  # fmt: skip
+                               stdin=subprocess.DEVNULL, stdout=output if job["several"] else subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL, start_new_session=True,
+                               preexec_fn=limits(job["cpu"]))  # fmt: skip
     try:
         status = process.wait(job["wall"])
         outcome = "passed" if status in (0, 77) else "failed"
@@ -114,4 +133,7 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    try:
+        main()
+    except (BrokenPipeError, KeyboardInterrupt):
+        pass  # the one who asks has gone

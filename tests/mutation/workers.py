@@ -17,6 +17,12 @@ def namespaces():
     return command if subprocess.run([*command, "true"], capture_output=True, check=False).returncode == 0 else []
 
 
+def filter_of(test):
+    """The name by which its program knows the test; empty for what is no single test of GoogleTest."""
+    found = [word.partition("=")[2] for word in test["command"] if word.startswith("--gtest_filter=")]
+    return found[0] if found else ""
+
+
 class Worker:
     """One worker process; `bind` are pairs of a folder and the place where only this worker sees it."""
 
@@ -36,7 +42,14 @@ class Worker:
 
     def test(self, test, environment, cpu, wall):
         return self.ask({"command": test["command"], "directory": test["directory"], "cpu": cpu, "wall": wall,
-                         "environment": test["environment"] | environment})  # fmt: skip
+                         "several": False, "environment": test["environment"] | environment})  # fmt: skip
+
+    def several(self, tests, environment, cpu, wall):
+        """Tests of one GoogleTest program in one process, to the first that fails; its answer names a suspect."""
+        names = ":".join(filter_of(test) for test in tests)
+        return self.ask({"command": [tests[0]["command"][0], f"--gtest_filter={names}", "--gtest_fail_fast"],
+                         "directory": tests[0]["directory"], "cpu": cpu, "wall": wall, "several": True,
+                         "environment": tests[0]["environment"] | environment})  # fmt: skip
 
     def close(self):
         self.process.stdin.close()
