@@ -4,9 +4,9 @@
 #include <sys/epoll.h>
 
 #include "decode.h"
-#include "words.h"
 #include "server.h"
 #include "ses_mesgs.h"
+#include "words.h"
 
 using namespace std::chrono_literals;
 

@@ -7,8 +7,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "words.h"
 #include "server.h"
+#include "words.h"
 
 using namespace std::chrono_literals;
 
