@@ -11,12 +11,12 @@
 inline const CHAR_t* esaOperation = "main";
 
 /** Gives the trace lines of a scope, and of all that it calls, the name of an operation. */
-class EsaOperationScope {
+class EsaOperationScope_t {
 public:
-    explicit EsaOperationScope(const CHAR_t* name) : outer_(esaOperation) { esaOperation = name; }
-    ~EsaOperationScope() { esaOperation = outer_; }
-    EsaOperationScope(const EsaOperationScope&) = delete;
-    EsaOperationScope& operator=(const EsaOperationScope&) = delete;
+    explicit EsaOperationScope_t(const CHAR_t* name) : outer_(esaOperation) { esaOperation = name; }
+    ~EsaOperationScope_t() { esaOperation = outer_; }
+    EsaOperationScope_t(const EsaOperationScope_t&) = delete;
+    EsaOperationScope_t& operator=(const EsaOperationScope_t&) = delete;
 
 private:
     const CHAR_t* outer_;
@@ -24,7 +24,7 @@ private:
 
 /** First line of an operation whose name the log knows; a function behind it that goes by another name gives that. */
 #define ESA_OPERATION() ESA_OPERATION_NAMED(__func__)
-#define ESA_OPERATION_NAMED(name) const EsaOperationScope esaOperationScope(name)
+#define ESA_OPERATION_NAMED(name) const EsaOperationScope_t esaOperationScope(name)
 
 /** Traces one line: printf's format and arguments. Nothing is evaluated while tracing is off. */
 #define ESA_TRACE(...)                                                                                                 \

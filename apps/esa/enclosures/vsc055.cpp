@@ -47,10 +47,10 @@ S32_t driveFaultLed(S32_t driveNumber, bool on) {
 
 /** Port 7's pattern goes to port 6's register as well: the lamp test has always run over that one register. */
 void lampTestStep(U8_t pattern) {
-    constexpr U8_t lampRegister = 0x06;
+    constexpr U8_t LAMP_REGISTER = 0x06;
     for (const U8_t port : {LED_PORT_0_TO_7, LED_PORT_8_TO_15}) {
         esaControl.vitesse.vsc055GPD[port] = pattern;
-        esaWriteI2CData(esaControl.i2cAddressVsc055, lampRegister, &esaControl.vitesse.vsc055GPD[port], 1);
+        esaWriteI2CData(esaControl.i2cAddressVsc055, LAMP_REGISTER, &esaControl.vitesse.vsc055GPD[port], 1);
     }
 }
 

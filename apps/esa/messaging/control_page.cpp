@@ -12,9 +12,9 @@ constexpr U32_t LED_BITS = 32;
 constexpr U32_t RECORD_SIZE = 4;
 
 /** One control list of the page: its overall word, then its records. */
-class ListReader {
+class ListReader_t {
 public:
-    explicit ListReader(const U8_t* list) : list_(list) {}
+    explicit ListReader_t(const U8_t* list) : list_(list) {}
 
     U32_t overall() const { return wireAt<be32_t>(static_cast<const void*>(list_)); }
 
@@ -40,7 +40,7 @@ public:
     }
 
     /** The list that starts behind `records` records of this one. */
-    ListReader after(U32_t records) const { return ListReader(list_ + sizeof(be32_t) + RECORD_SIZE * records); }
+    ListReader_t after(U32_t records) const { return ListReader_t(list_ + sizeof(be32_t) + RECORD_SIZE * records); }
 
 private:
     const U8_t* list_;
@@ -60,7 +60,7 @@ bool controlDevice(U8_t slot, bool on, S32_t& result) {
     return true;
 }
 
-S32_t controlDevices(const ListReader& list) {
+S32_t controlDevices(const ListReader_t& list) {
     S32_t result = ESA_E_OK;
     bool changed = false;
     esaControl.deviceElementControlOverall = list.overall();
@@ -88,7 +88,7 @@ bool controlPowerSupply(bool fail) {
     return true;
 }
 
-void controlPowerSupplies(const ListReader& list) {
+void controlPowerSupplies(const ListReader_t& list) {
     bool changed = false;
     list.store(esaControl.powerSupplyElementControlOverall, esaControl.powerSupplyElementControl,
                esaControl.powerSupplyMaxNumber);
@@ -104,7 +104,7 @@ void controlPowerSupplies(const ListReader& list) {
 }
 
 /** Fans know full on and off only; the requested speed code is kept but never acted on. */
-void controlCoolings(const ListReader& list) {
+void controlCoolings(const ListReader_t& list) {
     list.store(esaControl.coolingElementControlOverall, esaControl.coolingElementControl, esaControl.coolingMaxNumber);
     for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
         const auto& record = list.record<CoolingElementCont_t>(fan);
@@ -127,7 +127,7 @@ void controlAlarm(const AudibleAlarmElementCont_t& record) {
     }
 }
 
-void controlAlarms(const ListReader& list) {
+void controlAlarms(const ListReader_t& list) {
     list.store(esaControl.audibleAlarmElementControlOverall, esaControl.audibleAlarmElementControl,
                esaControl.audibleAlarmMaxNumber);
     for (U8_t alarm = 0; alarm < esaControl.audibleAlarmMaxNumber; ++alarm) {
@@ -143,21 +143,21 @@ void controlAlarms(const ListReader& list) {
 S32_t esaProcEncContPage(const MMSG_t& mmsg) {
     ESA_OPERATION();
     const auto& payload = wireAt<SndDiagCommandMsg_t>(static_cast<const void*>(&mmsg.user_data_start));
-    const ListReader devices(&payload.sndDiagCommandList + sizeof(EncContDiagPageHdr_t));
+    const ListReader_t devices(&payload.sndDiagCommandList + sizeof(EncContDiagPageHdr_t));
     const S32_t result = controlDevices(devices);
     if (mmsg.mmch.requestor == MMSG_E_EPID_VOLMGRMP) {
         ESA_TRACE("Rx Drive Fault LED SES msg from VM. No further processing.");
         return result;
     }
-    const ListReader supplies = devices.after(esaControl.deviceMaxNumber);
+    const ListReader_t supplies = devices.after(esaControl.deviceMaxNumber);
     controlPowerSupplies(supplies);
-    const ListReader coolings = supplies.after(esaControl.powerSupplyMaxNumber);
+    const ListReader_t coolings = supplies.after(esaControl.powerSupplyMaxNumber);
     controlCoolings(coolings);
     // The peers lay their pages out with these two counts exchanged; the alarm list is at the same place either way.
-    const ListReader temperatures = coolings.after(esaControl.temperatureSensorMaxNumber);
+    const ListReader_t temperatures = coolings.after(esaControl.temperatureSensorMaxNumber);
     temperatures.store(esaControl.temperatureSensorElementControlOverall, esaControl.temperatureSensorElementControl,
                        esaControl.temperatureSensorMaxNumber);
-    const ListReader alarms = temperatures.after(esaControl.coolingMaxNumber);
+    const ListReader_t alarms = temperatures.after(esaControl.coolingMaxNumber);
     controlAlarms(alarms);
     return result;
 }

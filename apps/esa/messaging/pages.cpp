@@ -33,9 +33,9 @@ constexpr struct {
 };
 
 /** Lays records one behind the other into a zeroed page. */
-class PageWriter {
+class PageWriter_t {
 public:
-    explicit PageWriter(std::span<U8_t, ESA_K_PAGE_SIZE> page) : begin_(page.data()), next_(begin_) {}
+    explicit PageWriter_t(std::span<U8_t, ESA_K_PAGE_SIZE> page) : begin_(page.data()), next_(begin_) {}
 
     template <typename T>
     T& next() {
@@ -57,7 +57,7 @@ private:
     U8_t* next_;
 };
 
-void writeDevices(PageWriter& page) {
+void writeDevices(PageWriter_t& page) {
     page.next<be32_t>() = 0;
     for (U8_t slot = 0; slot < esaControl.deviceMaxNumber; ++slot) {
         auto& status = page.next<DeviceElementStat_t>();
@@ -68,7 +68,7 @@ void writeDevices(PageWriter& page) {
     }
 }
 
-void writePowerSupplies(PageWriter& page) {
+void writePowerSupplies(PageWriter_t& page) {
     page.next<be32_t>() = 0;
     bool changed = false;
     for (U8_t supply = 0; supply < esaControl.powerSupplyMaxNumber; ++supply) {
@@ -101,7 +101,7 @@ bool writeCoolingSpeed(CoolingElementStat_t& status, U8_t fan) {
     return esaMarkCoolingFault(status, fan, rpm);
 }
 
-void writeCoolings(PageWriter& page) {
+void writeCoolings(PageWriter_t& page) {
     page.next<be32_t>() = 0;
     bool changed = false;
     for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
@@ -125,7 +125,7 @@ void writeTemperature(TemperatureSensorElementStat_t& status, S16_t degC) {
     status.utFailure = degC < UNDER_TEMPERATURE_FAILURE_DEG_C;
 }
 
-void writeTemperatures(PageWriter& page) {
+void writeTemperatures(PageWriter_t& page) {
     page.next<be32_t>() = 0;
     esaReadTemperatures(true);
     for (U8_t sensor = 0; sensor < esaControl.temperatureSensorMaxNumber; ++sensor) {
@@ -144,7 +144,7 @@ void writeAlarm(AudibleAlarmElementStat_t& status, const AudibleAlarmElementCont
     status.rqstMute = U8_t{control.setMute};
 }
 
-void writeAlarms(PageWriter& page) {
+void writeAlarms(PageWriter_t& page) {
     page.next<be32_t>() = esaControl.audibleAlarmElementControlOverall & ALARM_ECHOED_BIT;
     for (U8_t alarm = 0; alarm < esaControl.audibleAlarmMaxNumber; ++alarm) {
         writeAlarm(page.next<AudibleAlarmElementStat_t>(), esaControl.audibleAlarmElementControl[alarm]);
@@ -154,7 +154,7 @@ void writeAlarms(PageWriter& page) {
 } // namespace
 
 U16_t esaBuildConfigurationPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
-    PageWriter writer(page);
+    PageWriter_t writer(page);
     auto& header = writer.next<ConfDiagPageHdr_t>();
     header.pageCode = SES_K_CONFIGURATION_DIAGNOSTIC_PAGE;
     auto& descriptor = writer.next<EnclosureDescHdr_t>();
@@ -173,7 +173,7 @@ U16_t esaBuildConfigurationPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
 }
 
 U16_t esaBuildEnclosureStatusPage(std::span<U8_t, ESA_K_PAGE_SIZE> page) {
-    PageWriter writer(page);
+    PageWriter_t writer(page);
     auto& header = writer.next<EncStatDiagPageHdr_t>();
     header.pageCode = SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE;
     writeDevices(writer);

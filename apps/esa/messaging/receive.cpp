@@ -23,8 +23,8 @@ constexpr U32_t FIRST_CLEARED = 73;
  * message that it announces (a message shorter than a header would otherwise never be taken off the stream).
  */
 bool headerIsComplete(const MMCH_t& header, U32_t seen) {
-    constexpr U32_t lengthFieldEnd = offsetof(MMCH_t, mmsg_length) + sizeof(header.mmsg_length);
-    return seen == MMSG_K_HEADER_SIZE || (seen >= lengthFieldEnd && seen >= header.mmsg_length);
+    constexpr U32_t LENGTH_FIELD_END = offsetof(MMCH_t, mmsg_length) + sizeof(header.mmsg_length);
+    return seen == MMSG_K_HEADER_SIZE || (seen >= LENGTH_FIELD_END && seen >= header.mmsg_length);
 }
 
 /**
