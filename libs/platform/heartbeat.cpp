@@ -39,7 +39,7 @@ struct Heartbeat_t {
 Heartbeat_t heart{};
 
 /** A text of bounded length. */
-class Text {
+class Text_t {
 public:
     void add(std::string_view text) {
         const std::size_t count = std::min(text.size(), bytes_.size() - length_);
@@ -58,7 +58,7 @@ private:
 };
 
 /** Adds `time` as 2026-11-21T19:04:09Z. localtime() would read files. */
-void addTime(Text& text, time_t time) {
+void addTime(Text_t& text, time_t time) {
     using namespace std::chrono;
     const sys_seconds now{seconds{time}};
     const sys_days day = floor<days>(now);
@@ -126,7 +126,7 @@ void start() {
 
 /** False when the manager is too busy to take it; it hears the next one. */
 bool send(bool arm, const CHAR_t* busName) {
-    Text text;
+    Text_t text;
     text.add(arm ? ARM_WATCHDOG : "");
     text.add(FEED_WATCHDOG);
     text.add("STATUS=");
