@@ -76,11 +76,15 @@ void waitForReal(std::function<void(bool readable)> waited) {
 #define WRAP_SELECT __wrap_select
 #define REAL_SETSOCKOPT __real_setsockopt
 #define WRAP_SETSOCKOPT __wrap_setsockopt
+#define REAL_SHMCTL __real_shmctl
+#define WRAP_SHMCTL __wrap_shmctl
 #else
 #define REAL_SELECT __real___select64
 #define WRAP_SELECT __wrap___select64
 #define REAL_SETSOCKOPT __real___setsockopt64
 #define WRAP_SETSOCKOPT __wrap___setsockopt64
+#define REAL_SHMCTL __real___shmctl64
+#define WRAP_SHMCTL __wrap___shmctl64
 #endif
 
 using namespace model;
@@ -94,7 +98,7 @@ int REAL_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, ti
 ssize_t __real_recv(int fd, void* buffer, size_t size, int flags);
 ssize_t __real_send(int fd, const void* bytes, size_t size, int flags);
 int __real_shmget(key_t key, size_t size, int flags);
-int __real_shmctl(int shmid, int command, struct shmid_ds* state);
+int REAL_SHMCTL(int shmid, int command, struct shmid_ds* state);
 void* __real_shmat(int shmid, const void* address, int flags);
 int __real_shmdt(const void* address);
 int __real_open64(const char* path, int flags, ...);
@@ -216,9 +220,9 @@ void* __wrap_shmat(int shmid, const void* address, int flags) {
 }
 
 // The block's owner is the adapter's own user.
-int __wrap_shmctl(int shmid, int command, struct shmid_ds* state) {
+int WRAP_SHMCTL(int shmid, int command, struct shmid_ds* state) {
     if (world == nullptr) {
-        return __real_shmctl(shmid, command, state);
+        return REAL_SHMCTL(shmid, command, state);
     }
     *state = {};
     state->shm_perm.uid = state->shm_perm.cuid = geteuid();
