@@ -1,4 +1,6 @@
 /** led, fan, psu and alarm: each changes one thing and sends everything else back as it was reported. */
+#include <utility>
+
 #include "commands.h"
 #include "control_page.h"
 #include "names.h"
@@ -23,7 +25,9 @@ int applyChange(const Options_t& options, const std::string& command, const std:
     }
     Names_t lines;
     for (const std::string& element : elements) {
-        lines.push_back(element + ": " + what + " " + options.request);
+        std::string line = element;
+        line.append(": ").append(what).append(" ").append(options.request);
+        lines.push_back(std::move(line));
     }
     printLines(lines);
     return 0;

@@ -121,7 +121,7 @@ std::vector<Command_t> allCommands(Options_t& options) {
 
 /** The command, which comes first. Nothing, when help is asked for instead. */
 std::string findCommand(const std::vector<Command_t>& commands, int argc, char** argv) {
-    const std::string first = argc < 2 ? "" : argv[1];
+    std::string first = argc < 2 ? "" : argv[1];
     if (first == "-h" || first == "--help") {
         return "";
     }

@@ -8,9 +8,9 @@ namespace {
 
 /** A text in a buffer of fixed size, whose last byte is kept for the terminator; it stays as it is when something does
     not fit. */
-class Text {
+class Text_t {
 public:
-    Text(CHAR_t* buffer, std::size_t size) : begin_(buffer), at_(buffer), end_(buffer + size - 1) {}
+    Text_t(CHAR_t* buffer, std::size_t size) : begin_(buffer), at_(buffer), end_(buffer + size - 1) {}
 
     [[nodiscard]] bool add(const CHAR_t* text, std::size_t length) {
         if (static_cast<std::size_t>(end_ - at_) < length) {
@@ -43,7 +43,7 @@ private:
 };
 
 /** One conversion of a plain kind, `letter` behind the percent sign; false for any other and for what does not fit. */
-bool addConversion(Text& text, CHAR_t letter, va_list& args) {
+bool addConversion(Text_t& text, CHAR_t letter, va_list& args) {
     switch (letter) {
     case 'd':
         return text.addNumber(va_arg(args, int), 10);
@@ -60,7 +60,7 @@ bool addConversion(Text& text, CHAR_t letter, va_list& args) {
     }
 }
 
-bool addAll(Text& text, const CHAR_t* format, va_list& args) {
+bool addAll(Text_t& text, const CHAR_t* format, va_list& args) {
     for (;;) {
         const CHAR_t* percent = std::strchr(format, '%');
         if (percent == nullptr) {
@@ -78,7 +78,7 @@ bool addAll(Text& text, const CHAR_t* format, va_list& args) {
 int traceFormat(CHAR_t* buffer, std::size_t size, const CHAR_t* format, va_list args) {
     va_list plain;
     va_copy(plain, args);
-    Text text(buffer, size);
+    Text_t text(buffer, size);
     const bool done = addAll(text, format, plain);
     va_end(plain);
     return done ? text.finish() : std::vsnprintf(buffer, size, format, args);
