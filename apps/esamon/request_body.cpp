@@ -92,5 +92,9 @@ std::string simulatorCommandOf(const std::string& body) {
     if (text.empty() || text.size() > LONGEST || !isLine) {
         throw usageError("\"command\" has to be one line, as \"heat 1600\"");
     }
+    // The simulator and what it prints belong to whoever started it.
+    if (text.starts_with("quit") || text.starts_with("log")) {
+        throw usageError("\"" + text + "\" is not for everybody");
+    }
     return text;
 }
