@@ -36,7 +36,7 @@ def control_request(counts, lit=(), alarm=0):
     for drive in range(counts["drives"]):
         page += bytes([0, 0, 0, 4 if drive in lit else 0])
     page += bytes(4 * (3 + counts["supplies"] + counts["fans"] + counts["records"]))
-    page += bytes([0x80, 0, 0, 0, 0x80 if alarm else 0, 0, 0, alarm]) + bytes(16)
+    page += bytes([0, 0, 0, 0x80, 0x80 if alarm else 0, 0, 0, alarm]) + bytes(16)
     page[2:4] = struct.pack(">H", len(page) - 4)
     return message(0x1D, 28, bytes([0x1D, 0x10, 0, 0]) + struct.pack(">HH", len(page), 0) + bytes(page))
 
