@@ -172,6 +172,7 @@ class Life:
         world = json.loads(self.simulator("show --json"))
         lit = [drive["index"] for drive in world["drives"] if drive["led"]]
         self.seen.append(("world", f"{lit} {world['alarm']['sounding']}".encode()))
+        self.poll()  # every request brings the next poll nearer, which is to come in its own step
 
     def live(self, counts):
         """From the adapter's first message to its last."""

@@ -118,8 +118,8 @@ class LifeTest(unittest.TestCase):
         self.assertIn("event 9/2", step(there, "the enclosure's own alarm"))
         self.assertIn("event 9/1", step(there, "the enclosure's alarm ends"))
 
-    def test_chenbro_lives_on_the_kernels_bus_through_a_plain_queue_as_behind_the_bridge(self):
-        self.on_the_kernels_bus("chenbro", ",indirect_desc=off,event_idx=off")
+    def test_chenbro_lives_on_the_kernels_bus_without_event_index_as_behind_the_bridge(self):
+        self.on_the_kernels_bus("chenbro", ",event_idx=off")
 
     def test_w83782d_lives_on_the_kernels_bus_as_behind_the_bridge(self):
         self.on_the_kernels_bus("w83782d")
