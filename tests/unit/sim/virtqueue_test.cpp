@@ -148,7 +148,7 @@ TEST_F(VirtqueueTest, RubbishInAChainMakesItInvalid) {
         {"an indirect table in an indirect table", "40 04 01 00 00 00 00 00 10 00 00 00 04 00 00 00", "00 00"},
     };
     for (const auto& row : rows) {
-        Guest machine;
+        Guest_t machine;
         machine.put(0x000, row.descriptors);
         machine.put(0x440, "00 04 01 00 00 00 00 00 10 00 00 00 04 00 00 00");
         machine.put(0x100, "00 00 01 00");
