@@ -4,7 +4,6 @@ import contextlib
 import json
 import os
 import re
-import socket
 import subprocess
 import tempfile
 import time
