@@ -45,7 +45,8 @@ install_programs(${CMAKE_INSTALL_BINDIR} mpuparams esactl encsim)
 install(TARGETS platform mpu
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/esa FILES_MATCHING PATTERN *.h)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/esa FILES_MATCHING
+        PATTERN *.h PATTERN *.def)
 
 # What all units give up. It stands in one file and is written into each, since a unit cannot include a file.
 file(READ ${packaging}/hardening.conf HARDENING)
