@@ -49,8 +49,9 @@ std::optional<Scale_t> scaleOf(const std::vector<PlotPoint_t>& points,
             scale = Scale_t{std::min(scale->low, value), std::max(scale->high, value)};
         }
     }
-    if (scale->high - scale->low < 1) {
-        scale->high = scale->low + 1;
+    constexpr double LEAST_SPAN = 4;
+    if (const double missing = LEAST_SPAN - (scale->high - scale->low); missing > 0) {
+        scale = Scale_t{scale->low - missing / 2, scale->high + missing / 2};
     }
     return scale;
 }
