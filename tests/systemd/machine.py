@@ -62,6 +62,7 @@ class Machine:
             self.enclosure.wait()
         for folder in ("log", "root"):
             subprocess.run(["umount", "--lazy", str(self.work / folder)], stderr=subprocess.DEVNULL, check=False)
+        shutil.rmtree(self.work, ignore_errors=True)
 
     # --------------------------------------------------------------------------------------- the system
 

@@ -33,7 +33,7 @@ class Subject(machine.Machine):
 
     def __init__(self, system, name, chassis):
         self.build_folder = base.ROOT / "build/package"
-        super().__init__(system, base.BUILD / name, f"esa-{name}-{os.getpid()}", self.build_folder / "bin/encsim", chassis)
+        super().__init__(system, base.BUILD / f"{name}-{os.getpid()}", f"esa-{name}-{os.getpid()}", self.build_folder / "bin/encsim", chassis)
         self.version = 0
         self.complaints = []
 
