@@ -67,8 +67,11 @@ bool readWord(char* argv[], int& at, FailSafeArguments_t& arguments) {
         arguments.seconds = static_cast<unsigned>(seconds);
         return true;
     }
+    if (const CHAR_t* text = optionValue("--watch", argv, at); text != nullptr) {
+        return readNumber(text, 2, MAX_KEY, arguments.watched) || refuse("--watch takes the number of a process", text);
+    }
     if (word[0] == '-' || arguments.key != nullptr) {
-        return refuse("takes one key, --chassis NAME, --seconds N and --prepare", word);
+        return refuse("takes one key, --chassis NAME, --seconds N, --prepare and --watch PID", word);
     }
     arguments.key = word;
     return true;
@@ -131,8 +134,8 @@ VORAN_E_CHASSIS_t chassisOf(const FailSafeArguments_t& arguments) {
     }
     const MPU_PARAMS_t* block = MPU_getMpuParams(static_cast<int>(key));
     if (const VORAN_E_CHASSIS_t type = block == nullptr ? rememberedChassis() : 0; type != 0) {
-        (void)std::fprintf(stderr, "esafailsafe: there is no parameter block of key %ld; taking the chassis of the last\n",
-                           key);
+        (void)std::fprintf(
+            stderr, "esafailsafe: there is no parameter block of key %ld; taking the chassis of the last\n", key);
         return type;
     }
     if (block == nullptr) {

@@ -8,6 +8,7 @@ struct FailSafeArguments_t {
     const CHAR_t* chassis = nullptr; /**< name of a chassis */
     unsigned seconds = 15;           /**< how long a bus that does not answer is tried: 0 to 3600 */
     bool prepare = false;            /**< what is to be done before the adapter starts, instead of full speed */
+    long watched = 0;                /**< process of an adapter that may have started without an answer; 0: none */
     bool wantsHelp = false;
     bool wantsVersion = false;
 };

@@ -1,6 +1,6 @@
 /**
- * Puts an enclosure that nobody manages into a safe state: run whenever the adapter has ended, and by hand. Also gets it
- * ready for the adapter's start.
+ * Puts an enclosure that nobody manages into a safe state: run whenever the adapter has ended, and by hand. Also gets
+ * it ready for the adapter's start.
  */
 #include <cerrno>
 #include <cstdio>
@@ -9,6 +9,7 @@
 #include "arguments.h"
 #include "failsafe.h"
 #include "version.h"
+#include "watch.h"
 
 namespace {
 
@@ -29,6 +30,8 @@ constexpr CHAR_t HELP[] =
     "  --seconds N     how long a bus that does not answer is tried again: 0 to 3600 (15)\n"
     "  --prepare       instead, before the adapter starts: put out the drive LEDs that it would take for dark, and\n"
     "                  remember the chassis, for a time when the block is gone\n"
+    "  --watch PID     instead, beside an adapter: when it had no answer from the bus and the bus answers later, full\n"
+    "                  speed, and an end of the adapter, for the service manager to start it again\n"
     "\n"
     "Exit status: 0 all fans at full speed, or no chassis to look after; 1 the bus did not answer; 2 wrong use, or no\n"
     "parameter block.\n";
@@ -78,6 +81,10 @@ int main(int argc, char* argv[]) {
     const Chassis_t& chassis = esaFindChassis(type);
     if (!chassis.isManaged) {
         (void)std::puts("no chassis to look after");
+        return EXIT_DONE;
+    }
+    if (arguments.watched != 0) {
+        watchAdapter(chassis, DEVICE, static_cast<pid_t>(arguments.watched));
         return EXIT_DONE;
     }
     if (arguments.prepare) {

@@ -61,6 +61,8 @@ class Bridge:
         os.close(self.line)
 
     def _carry(self):
+        # Hardware does not wait for a busy processor.
+        os.setpriority(os.PRIO_PROCESS, threading.get_native_id(), -15)
         while self.running:
             with self.lock:
                 near = -1 if self.hung else self.near

@@ -74,6 +74,15 @@ def bus_hung_and_killed(machine, rng):
     return now()
 
 
+def bus_dead_at_start(machine, rng):
+    """An adapter that has no answer when it starts never asks again by itself."""
+    machine.bridge.hung = True
+    machine.signal("esa", "KILL")
+    time.sleep(rng.uniform(30, 45))
+    machine.bridge.hung = False
+    return now()
+
+
 def bus_late_at_boot(machine, rng):
     machine.halt()
     machine.boot(bus=False)
@@ -229,6 +238,7 @@ TABLE = [
     Calamity("bus-away", "bridge unplugged and plugged in", bus_away),
     Calamity("bus-hung", "bridge hangs for a while", bus_hung),
     Calamity("bus-hung-killed", "bridge hangs, adapter killed", bus_hung_and_killed),
+    Calamity("bus-dead-start", "bridge hangs while the adapter starts", bus_dead_at_start),
     Calamity("bus-late", "bridge late at boot", bus_late_at_boot),
     Calamity("block-removed", "block removed, adapter killed", block_removed),
     Calamity("block-foreign", "block replaced by a stranger's, adapter killed", block_foreign, full_speed_only=True,

@@ -48,6 +48,7 @@ class Machine:
         self.enclosure = subprocess.Popen(
             [str(self.encsim_program), "--chassis", self.chassis, "--link", str(self.work / "line"), "--control",
              str(self.work / "control"), "--quiet"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        os.setpriority(os.PRIO_PROCESS, self.enclosure.pid, -15)
         if self.enclosure.stdout.readline() != "ready\n":
             raise Failed("the simulated enclosure does not start")
         self.bridge = bridge.Bridge(str(self.work / "line"))

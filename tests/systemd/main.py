@@ -21,6 +21,7 @@ RATED_UNITS = ("esa.service", "esa-params.service", "msm.service", "esamon.servi
 MOST_EXPOSED = 1.5
 SECOND_CALAMITY = 0.2  # how often a random one is followed by another at once
 printing = threading.Lock()
+stopped = threading.Event()  # by Ctrl-C: each system ends with the calamity that it is at
 
 
 def say(text):
@@ -136,7 +137,7 @@ def run_random(system, number, count, seed, chassis):
         subject.start()
         subject.fake_clock()
         watch.watch(subject, time.monotonic(), False)
-        while len(rows) < count:
+        while len(rows) < count and not stopped.is_set():
             time.sleep(rng.uniform(0, 3))
             calamity = rng.choice(candidates)
             what = calamity.what
@@ -195,8 +196,13 @@ def main():
         say(f"{options.random} random calamities, seed {options.seed}, {options.machines} systems")
         parts = shares(options.random, options.machines)
         with concurrent.futures.ThreadPoolExecutor(options.machines) as pool:
-            done = list(pool.map(lambda part: run_random(system, part[0], part[1], options.seed, options.chassis),
-                                 enumerate(parts)))
+            work = [pool.submit(run_random, system, number, count, options.seed, options.chassis)
+                    for number, count in enumerate(parts)]
+            try:
+                concurrent.futures.wait(work)
+            except KeyboardInterrupt:
+                stopped.set()
+            done = [part.result() for part in work]
         good = report.randomly([row for rows in done for row in rows], options)
     print(f"{(time.monotonic() - start) / 60:.0f} minutes")
     return 0 if good else 1

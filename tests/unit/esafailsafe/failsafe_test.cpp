@@ -60,9 +60,8 @@ TEST_F(FailSafe, MissingBackplaneIsNoFailureAsLongAsAnotherAnswers) {
     fakeBus.failDevice(0x29);
     fakeBus.failDevice(0x2B);
     EXPECT_TRUE(once(4));
-    EXPECT_EQ(fakeBus.takeTransfers(),
-              (Lines{"W 28 5B FF", "W 28 5A FF", "W 29 5B FF !", "W 29 5B FF !", "W 2A 5B FF", "W 2B 5B FF !",
-                     "W 2B 5B FF !", "W 2B 5A FF !", "W 2B 5A FF !"}))
+    EXPECT_EQ(fakeBus.takeTransfers(), (Lines{"W 28 5B FF", "W 28 5A FF", "W 29 5B FF !", "W 29 5B FF !", "W 2A 5B FF",
+                                              "W 2B 5B FF !", "W 2B 5B FF !", "W 2B 5A FF !", "W 2B 5A FF !"}))
         << "asked twice: a refusal may have been a disturbance";
     fakeBus.failDevice(0x28);
     fakeBus.failDevice(0x2A);

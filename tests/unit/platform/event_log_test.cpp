@@ -356,7 +356,7 @@ TEST_F(EventLog, ACriticalErrorIsOneReadableLineInTheJournal) {
 TEST_F(EventLog, ARecordInTheJournalBeginsALineOfItsOwn) {
     useDirectory((directory / "missing").string());
     setenv("JOURNAL_STREAM", "8:1234", 1);
-    const std::string kept = standardErrorOf([] { altEventLogM(SMALL.get(), &params); });
+    const std::string kept = standardErrorOf([&] { altEventLogM(SMALL.get(), &params); });
     unsetenv("JOURNAL_STREAM");
     EXPECT_EQ(kept.substr(0, 9), "\n{\"time\":");
     EXPECT_EQ(kept.substr(kept.size() - 3), "\"}\n");
