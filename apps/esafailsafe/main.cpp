@@ -26,7 +26,7 @@ constexpr CHAR_t HELP[] =
     "adapter ends. It needs no switch and waits its turn for the bus.\n"
     "\n"
     "  KEY             key of the parameter block, which says what the chassis is\n"
-    "  --chassis NAME  vsc055, quadra, xyratex, chenbro, w83782d, or none\n"
+    "  --chassis NAME  %s\n"
     "  --seconds N     how long a bus that does not answer is tried again: 0 to 3600 (15)\n"
     "  --prepare       instead, before the adapter starts: put out the drive LEDs that it would take for dark, and\n"
     "                  remember the chassis, for a time when the block is gone\n"
@@ -67,7 +67,7 @@ int main(int argc, char* argv[]) {
         return EXIT_USAGE;
     }
     if (arguments.wantsHelp) {
-        (void)std::fputs(HELP, stdout);
+        (void)std::printf(HELP, FAIL_SAFE_K_CHASSIS_NAMES);
         return EXIT_DONE;
     }
     if (arguments.wantsVersion) {

@@ -21,7 +21,7 @@
 struct MsmOptions_t {
     std::string directory;
     std::string askDirectory;         /**< sockets that may only ask; empty for none */
-    std::size_t queueLimit = 256;     /**< messages kept per absent endpoint */
+    unsigned queueLimit = 256;        /**< messages kept per absent endpoint */
     unsigned keepSeconds = 60;        /**< how long perishable ones are kept, see isPerishable() */
     unsigned rate = 25;               /**< messages a second from one sender to the adapter, 0 for any number */
     unsigned perUser = 0;             /**< connections of one user at a time, 0 for any number */
@@ -48,10 +48,11 @@ public:
     Server_t& operator=(const Server_t&) = delete;
     ~Server_t();
 
-    /** Starts listening; a line on what is wrong, or an empty text. SIGINT and SIGTERM end run() from here on. */
+    /** Starts listening; a line on what is wrong, or an empty text. The signals of stop_signal.h end run() from here
+     * on. */
     std::string open();
 
-    /** Switches messages until SIGINT or SIGTERM; a line on what is wrong when the system fails it, else empty. */
+    /** Switches messages until such a signal; a line on what is wrong when the system fails it, else empty. */
     std::string run();
 
 private:
@@ -74,7 +75,8 @@ private:
         Place_t place;
         Origin_t origin;
         Mailbox_t mail;
-        OutStream_t out{MMSG_K_MAX_SIZE}; /**< the rest of a message that the kernel has taken a part of */
+        OutStream_t out{MMSG_K_MAX_SIZE +
+                        MMSG_K_HEADER_SIZE}; /**< the rest of a message that the kernel has taken a part of */
         InStream_t in;
         Arrival_t arrival{};     /**< of the bytes in `in` */
         bool hasPlace = true;    /**< false: it has left, and what it sent before is still being switched */
@@ -117,6 +119,8 @@ private:
 
     // server_delivery.cpp
     bool mustWait(const Connection_t& sender, std::span<const U8_t> message);
+    void tellListeners(const Parcel_t& message);
+    void beginToListen(Connection_t& listener);
     void switchMessage(Connection_t& sender, std::span<const U8_t> message);
     bool isRefused(Connection_t& sender, std::span<const U8_t> message);
     void reportLosses(const Routing_t& routing);
@@ -139,6 +143,10 @@ private:
     SocketDirectory_t sockets_;
     SocketDirectory_t questions_;
     std::vector<std::unique_ptr<Connection_t>> connections_; /**< by descriptor */
+    std::vector<int> listeners_;                             /**< descriptors */
+    std::deque<LetterPtr_t> news_;                           /**< the latest that listeners were told */
+    std::uint32_t told_ = 0;                                 /**< how many they were told */
+    std::uint32_t run_; /**< number that no other run of a switch on this machine is likely to have */
     std::deque<int> fresh_;
     std::deque<int> busy_;
     std::deque<int> held_;
@@ -150,5 +158,4 @@ private:
     MsmClock_t::time_point acceptAgain_ = MsmClock_t::time_point::max(); /**< never, while no socket pauses */
     MsmClock_t::time_point now_{};
     int epoll_ = -1;
-    int signals_ = -1;
 };

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <sys/socket.h>
 #include <sys/un.h>
 #include <vector>
 
@@ -33,8 +34,14 @@ struct UnixSocket_t {
  */
 [[nodiscard]] UnixSocket_t unixConnect(const std::string& path, std::chrono::milliseconds patience = {});
 
-/** Listens at `path`, which must not exist yet; accept() on it never blocks. */
-[[nodiscard]] UnixSocket_t unixListen(const std::string& path);
+/**
+ * Listens at `path`, which must not exist yet; accept() on it never blocks. At most `backlog` connections wait to be
+ * taken.
+ */
+[[nodiscard]] UnixSocket_t unixListen(const std::string& path, int backlog = SOMAXCONN);
+
+/** Whether a process listens at `path`, found out without waiting for it. errno says why not. */
+[[nodiscard]] bool unixHasListener(const std::string& path);
 
 /** Sends all of `bytes`, waiting while the peer does not read. False with errno set; EAGAIN: it has waited enough. */
 [[nodiscard]] bool sendWhole(int descriptor, std::span<const U8_t> bytes);
