@@ -32,12 +32,13 @@ endfunction()
 esa_header_package(cli11 CLI)
 esa_header_package(nlohmann_json nlohmann)
 
-# What every test target compiles with. g++ 12 takes some insertions into strings and vectors for overflows.
+# What every test target compiles with. g++ 12 takes some insertions into strings and vectors for overflows, and a source
+# that is compiled together with others for a header.
 add_library(esa_test_options INTERFACE)
 target_link_libraries(esa_test_options INTERFACE esa_warnings)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   target_compile_options(esa_test_options INTERFACE
-    -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread -Wno-restrict)
+    -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread -Wno-restrict -Wno-subobject-linkage)
 endif()
 
 # GoogleTest: the prebuilt package natively, its source package for any other processor.

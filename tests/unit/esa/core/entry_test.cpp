@@ -118,20 +118,6 @@ protected:
 
 } // namespace
 
-TEST_F(Entry, WithoutAKeyItSaysSoAndEndsWithOne) {
-    const Outcome outcome = start({"esa"});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, std::string(STARTED) + "main(): Arguments few than 2.\n");
-    EXPECT_EQ(outcome.err, "");
-}
-
-TEST_F(Entry, WithoutAnyArgumentItEndsWithOneAndHasNoName) {
-    const Outcome outcome = start({});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, std::string(STARTED) + "main(): Arguments few than 2.\n");
-    EXPECT_STREQ(ProgName, "");
-}
-
 TEST_F(Entry, NameIsTheLastComponentOfTheProgram) {
     struct {
         const char* program;
@@ -193,15 +179,6 @@ TEST_F(Entry, KeyIsDecimalHexadecimalOrOctalFromAHundredOn) {
     }
 }
 
-TEST_F(Entry, MissingBlockIsReportedOnStandardErrorAndEndsWithThree) {
-    systemCalls.noSegments = true;
-    const Outcome outcome = start({"/bin/esa", "0x1234"});
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_EQ(outcome.out, STARTED);
-    EXPECT_THAT(outcome.err, testing::EndsWith("\nesa: Unable to share parameters.esa: Giving up."));
-    EXPECT_THAT(systemCalls.calls, ElementsAre("shmget 4660 744"));
-}
-
 TEST_F(Started, BlockThatCannotBeAttachedEndsWithThree) {
     systemCalls.attachError = ENOMEM;
     const Outcome outcome = start({"esa", std::to_string(key)});
@@ -243,19 +220,4 @@ TEST_F(Started, GoesThroughEveryStepIntoTheLoop) {
                                    "Finish initializing the Enclosure Services Adapter internal data structures.",
                                    "ESA finishes initialization and sends the message to the Startup process.",
                                    "RCP Complete flag is marked now.", "rcpWaitRetryCount = [0]"));
-}
-
-TEST_F(Started, WithoutTheFlagThatAsksForItNothingIsTraced) {
-    block->flags = ~0x01000000U;
-    EXPECT_EXIT(runUntilPass(1), testing::ExitedWithCode(42), "");
-    EXPECT_THAT(logLines(), IsEmpty());
-    EXPECT_TRUE(std::filesystem::exists(directory + "/log/esa_01.log"));
-    EXPECT_EQ(received().size(), 364U);
-}
-
-TEST_F(Started, BlockOfAnotherVersionEndsWithThree) {
-    block->version = 14;
-    const Outcome outcome = start({"esa", std::to_string(key)});
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.err, testing::EndsWith("esa: Unable to share parameters.esa: Giving up."));
 }

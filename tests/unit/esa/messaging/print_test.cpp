@@ -12,8 +12,6 @@ using testing::ElementsAreArray;
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 class Printer : public EsaTest {
 protected:
     /** Puts bytes into the message from an offset on. */
@@ -66,24 +64,6 @@ TEST_F(Printer, HeaderIsPrintedInTenLinesWithTheFirstWordOfTheSecondBitmap) {
                             "Un-supported SES Command [1193046]."));
 }
 
-TEST_F(Printer, NothingIsPrintedWithTracingOff) {
-    request(18, 28, 20, 72);
-    trace(false);
-    EXPECT_THAT(printed(), ElementsAre());
-}
-
-TEST_F(Printer, StartupsResponseIsOkForOneOnlyAndEndsThere) {
-    for (const auto& [code, text] :
-         {std::pair<const char*, const char*>{"00000001", "OK"}, {"00000000", "REJECTED"}, {"00000002", "REJECTED"}}) {
-        request(12, 28, 18, 64);
-        respond();
-        put(36, code);
-        EXPECT_THAT(printedBody(),
-                    ElementsAre("This is a Response Message.",
-                                std::string("Startup Response MMSG with returned code [") + text + "]."));
-    }
-}
-
 /** Lines that name the pages of the status direction, by page code. */
 const char* const STATUS_PAGES[] = {
     "Page                             = [SES_K_SUPPORTED_DIAGNOSTIC_PAGE]",
@@ -103,65 +83,6 @@ const char* const STATUS_PAGES[] = {
     "Page                             = [SES_K_DOWNLOAD_MICROCODE_STATUS_DIAGNOSTIC_PAGE]",
     "Page                             = [SES_K_SUNENCLOSURE_NICKNAME_STATUS_DIAGNOSTIC_PAGE]",
 };
-
-TEST_F(Printer, RequestedPageIsNamedUpToFifteenAndUnsupportedBeyond) {
-    for (int code = 0; code < 256; ++code) {
-        SCOPED_TRACE(code);
-        request(18, 28, 20, 72);
-        put(64, "1C AA 00 00 0FA0 5B 00");
-        esaControl.esaInMsg[66] = static_cast<U8_t>(code);
-        const std::string page =
-            code < 16 ? STATUS_PAGES[code] : "Un-supported SES Page [" + std::to_string(code) + "].";
-        EXPECT_THAT(printedBody(),
-                    ElementsAre("This is a Request Message.", "RCV DIAG RES Cmd operation code      = [28]",
-                                "RCV DIAG RES Cmd reserved            = [42]",
-                                "RCV DIAG RES Cmd page code           = [" + std::to_string(code) + "]",
-                                "RCV DIAG RES Cmd allocation length   = [4000]",
-                                "RCV DIAG RES Cmd control             = [0x5b]", page));
-    }
-}
-
-TEST_F(Printer, ReturnedPageIsNamedUpToFifteenAndUnsupportedBeyond) {
-    for (int code = 0; code < 256; ++code) {
-        if (code == 1 || code == 2) {
-            continue;
-        }
-        SCOPED_TRACE(code);
-        request(18, 28, 33, 200);
-        respond();
-        esaControl.esaInMsg[65] = static_cast<U8_t>(code);
-        const std::string page =
-            code < 16 ? STATUS_PAGES[code] : "Un-supported SES Page [" + std::to_string(code) + "].";
-        EXPECT_THAT(printedBody(),
-                    ElementsAre("This is a Response Message.",
-                                "Command                          = [SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND]",
-                                "Status                           = [SES_K_SCSI_STATUS_CODE_GOOD]", page));
-    }
-}
-
-TEST_F(Printer, ResponseToAnUnknownCommandIsOneLine) {
-    request(18, 30, 33, 64);
-    respond();
-    EXPECT_THAT(printedBody(), ElementsAre("This is a Response Message.", "Un-supported SES Command [30]."));
-}
-
-TEST_F(Printer, SendDiagnosticsGoodStatusHasNothingBehindIt) {
-    request(18, 29, 33, 68);
-    respond();
-    EXPECT_THAT(printedBody(), ElementsAre("This is a Response Message.",
-                                           "Command                          = [SES_K_SEND_DIAGNOSTIC_COMMAND]",
-                                           "Status                           = [SES_K_SCSI_STATUS_CODE_GOOD]"));
-}
-
-TEST_F(Printer, AnyOtherStatusPrintsTheCommandOnly) {
-    for (const char* command : {"1C", "1D"}) {
-        request(18, 28, 33, 68);
-        respond();
-        put(15, command);
-        put(64, "08");
-        EXPECT_EQ(printedBody().size(), 2U);
-    }
-}
 
 TEST_F(Printer, CheckConditionPrintsSeventeenLinesOfSenseDataForEitherCommand) {
     for (const auto& [command, name] :
@@ -187,50 +108,6 @@ TEST_F(Printer, CheckConditionPrintsSeventeenLinesOfSenseDataForEitherCommand) {
                 "Sense Data fieldReplaceableUnitCode     = [20]", "Sense Data senseKeySpecific7Bits        = [63]",
                 "Sense Data sksv                         = [1]", "Sense Data senseKeySpecific16Bits       = [5398]"));
     }
-}
-
-TEST_F(Printer, ConfigurationPageLeavesTheTemperatureSensorsOut) {
-    request(18, 28, 33, 132);
-    respond();
-    put(64, "00 01 02 0040 00000103 2B 03 05 24");
-    put(77, "4C4F4749 4458595A 56454E44 4F520000 50524F44 5543545F 53495854 45454E5F 01020304");
-    put(113, "01 0C 01 02  02 03 04 05  03 08 06 07  04 02 0A 0B  06 01 08 09");
-    EXPECT_THAT(printedBody(),
-                ElementsAreArray(Lines{"This is a Response Message.",
-                                       "Command                          = [SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND]",
-                                       "Status                           = [SES_K_SCSI_STATUS_CODE_GOOD]",
-                                       "Page                             = [SES_K_CONFIGURATION_DIAGNOSTIC_PAGE]",
-                                       "ENC CONF Page code               = [0x1]",
-                                       "ENC CONF Page numberSubEnclosure = [2]",
-                                       "ENC CONF Page pageLength         = [64]",
-                                       "ENC CONF Page generationCode     = [259]",
-                                       "ENC Descriptor numberESProcesses             = [1]",
-                                       "ENC Descriptor reserved1                     = [0]",
-                                       "ENC Descriptor relESProcessId                = [5]",
-                                       "ENC Descriptor reserved2                     = [1]",
-                                       "ENC Descriptor subEnclosureId                = [3]",
-                                       "ENC Descriptor numberElementTypeDescHdrs     = [5]",
-                                       "ENC Descriptor enclosureDescLength           = [36]",
-                                       "ENC Descriptor enclosureLogId                = [LOGIDXYZ]",
-                                       "ENC Descriptor enclosureVendorId             = [VENDOR]",
-                                       "ENC Descriptor productId                     = [PRODUCT_SIXTEEN_]",
-                                       "ENC Descriptor productRevLevel               = [16909060]",
-                                       "ENC Device Descriptor elementType            = [1]",
-                                       "ENC Device Descriptor numberPossibleElements = [12]",
-                                       "ENC Device Descriptor subEnclosureId         = [1]",
-                                       "ENC Device Descriptor typeDescTextLength     = [2]",
-                                       "ENC Power Supply Descriptor elementType              = [2]",
-                                       "ENC Power Supply Descriptor numberPossibleElements   = [3]",
-                                       "ENC Power Supply Descriptor subEnclosureId           = [4]",
-                                       "ENC Power Supply Descriptor typeDescTextLength       = [5]",
-                                       "ENC Cooling Descriptor elementType               = [3]",
-                                       "ENC Cooling Descriptor numberPossibleElements    = [8]",
-                                       "ENC Cooling Descriptor subEnclosureId            = [6]",
-                                       "ENC Cooling Descriptor typeDescTextLength        = [7]",
-                                       "ENC Audible Alarm Descriptor elementType         = [6]",
-                                       "ENC Audible Alarm Descriptor numberPossibleElements = [1]",
-                                       "ENC Audible Alarm Descriptor subEnclosureId      = [8]",
-                                       "ENC Audible Alarm Descriptor typeDescTextLength  = [9]"}));
 }
 
 TEST_F(Printer, StatusPagePrintsFourElementGroupsAndLeavesTheTemperatureSensorsOut) {
@@ -320,30 +197,6 @@ TEST_F(Printer, StatusPagePrintsFourElementGroupsAndLeavesTheTemperatureSensorsO
                                        "Audible Alarm [0] rqstMute      = [0]"}));
 }
 
-TEST_F(Printer, StatusPageWithoutAlarmsPrintsTheirOverallLineOnly) {
-    request(18, 28, 33, 140);
-    respond();
-    oneOfEach();
-    esaControl.audibleAlarmMaxNumber = 0;
-    put(64, "00 02");
-    const Lines lines = printedBody();
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.back(), "Audible Alarm overallStatus      = [0x0]");
-}
-
-TEST_F(Printer, ElementsAreNumberedFromZeroToTheCount) {
-    request(18, 28, 33, 200);
-    respond();
-    oneOfEach();
-    esaControl.coolingMaxNumber = 3;
-    put(64, "00 02");
-    const Lines lines = printedBody();
-    for (const char* line : {"Cooling [0] commonStatus        = [0]", "Cooling [2] rsvd2               = [0]"}) {
-        EXPECT_EQ(std::count(lines.begin(), lines.end(), line), 1) << line;
-    }
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "Cooling [3] commonStatus        = [0]"), 0);
-}
-
 TEST_F(Printer, ControlPagePrintsOverallWordsInDecimal) {
     request(18, 29, 33, 145);
     oneOfEach();
@@ -419,30 +272,6 @@ TEST_F(Printer, ControlPagePrintsOverallWordsInDecimal) {
                                                       "Audible Alarm [0] rsvd1       = [1]",
                                                       "Audible Alarm [0] setMute     = [0]",
                                                       "Audible Alarm [0] rsvd2       = [1]"}));
-}
-
-TEST_F(Printer, ParameterListsOtherThanTheControlPageAreNamedOrUnsupported) {
-    const std::map<int, std::string> names = {{4, "STRING_OUT"},
-                                              {5, "THRESHOLD_OUT"},
-                                              {12, "SUBENCLOSURE_STRING_OUT"},
-                                              {14, "DOWNLOAD_MICROCODE_CONTROL"},
-                                              {15, "SUBENCLOSURE_NICKNAME_CONTROL"}};
-    for (int code = 0; code < 256; ++code) {
-        if (code == 2) {
-            continue;
-        }
-        SCOPED_TRACE(code);
-        request(18, 29, 20, 80);
-        put(64, "1D");
-        esaControl.esaInMsg[72] = static_cast<U8_t>(code);
-        const auto name = names.find(code);
-        const std::string expected =
-            name != names.end() ? "Page                             = [SES_K_" + name->second + "_DIAGNOSTIC_PAGE]"
-                                : "Un-supported SES Page [" + std::to_string(code) + "].";
-        const Lines lines = printedBody();
-        ASSERT_EQ(lines.size(), 12U);
-        EXPECT_EQ(lines.back(), expected);
-    }
 }
 
 } // namespace
