@@ -70,11 +70,12 @@ def circles():
             yield f"apps/esa: {circle} is a circle"
 
 
-def reaches(path, included, folder):
-    """Whether an include can only mean a file below `folder`."""
-    if (path.parent / included).exists():
+def reaches(path, own, included, folder):
+    """Whether an include of a file below `own` can only mean a file below `folder`."""
+    shared = [ROOT / "include", *(library for library in (ROOT / "libs").iterdir() if library != folder)]
+    if any((place / included).exists() for place in [path.parent, own, *shared]):
         return False
-    return (folder / included).exists() and not (ROOT / "include" / included).exists()
+    return (folder / included).exists()
 
 
 def other_findings():
@@ -87,16 +88,16 @@ def other_findings():
         "sim": [ADAPTER],
     }
     above |= {f"apps/{path.name}": [ADAPTER, ROOT / "sim", ROOT / "tests"] for path in applications if path != ADAPTER}
+    # What peers share knows what all tools share, and not the other way round.
+    above["libs/tools"] = [ROOT / "libs/peer"]
     # The fail-safe program drives the fans by the adapter's own chips and enclosures.
     above["apps/esafailsafe"].remove(ADAPTER)
     above["apps/esa"] = [ROOT / "sim", ROOT / "tests", *(path for path in applications if path != ADAPTER)]
     for name, folders in above.items():
         for path in sources(ROOT / name):
             for included in includes(path):
-                if name == "apps/esa" and (ADAPTER / included).exists():
-                    continue
                 for folder in folders:
-                    if reaches(path, included, folder):
+                    if reaches(path, ROOT / name, included, folder):
                         yield f"{path.relative_to(ROOT)}: reaches {included} of {folder.relative_to(ROOT)}"
 
 
