@@ -83,3 +83,17 @@ function(esa_test name)
     DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
 endfunction()
+
+# esa_compile_together(TARGET...): with ESA_UNITY, the sources of each are compiled several at a time: their libraries'
+# headers and templates are most of what there is to compile.
+function(esa_compile_together)
+  foreach(target ${ARGN})
+    if(ESA_UNITY AND TARGET ${target})
+      set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+      # Chips and enclosures have registers of the same names.
+      get_target_property(sources ${target} SOURCES)
+      list(FILTER sources INCLUDE REGEX "^(chips|enclosures)/")
+      set_source_files_properties(${sources} TARGET_DIRECTORY ${target} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+    endif()
+  endforeach()
+endfunction()

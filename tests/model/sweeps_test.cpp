@@ -83,7 +83,7 @@ TEST_P(Sweep, EveryWayBetweenTwoTemperaturesIsForetold) {
         life.steps.push_back(pass(A_POLL * polls));
     };
     for (const int settled : {30, 33, 37, 42, 50, 60}) {
-        for (int degrees = -30; degrees < 76; degrees += ESA_STRIDE > 1 ? 5 : 1) {
+        for (int degrees = -30; degrees<76; degrees += ESA_STRIDE> 1 ? 5 : 1) {
             pollAt(settled, 4);
             pollAt(degrees, 2);
         }
@@ -95,7 +95,7 @@ TEST_P(Sweep, EveryBitOfAControlPageIsForetold) {
     for (const std::uint32_t fill : {0x00000000U, 0x80000000U}) {
         const Bytes page = controlPage(countsOf(chassis()), fill);
         Life life = lifeOf(chassis());
-        for (std::size_t bit = 64 * 8; bit < page.size() * 8; bit += ESA_STRIDE > 1 ? 13 : 1) {
+        for (std::size_t bit = 64 * 8; bit<page.size() * 8; bit += ESA_STRIDE> 1 ? 13 : 1) {
             Bytes changed = page;
             changed[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
             life.steps.push_back(put(changed));
@@ -113,9 +113,9 @@ TEST(Sweeps, EveryBitOfAHeaderAndACommandIsForetold) {
     response[12] = 12; // from start-up
     response[16] = 18;
     response[17] = 0x40;
-    for (const Bytes& message : {receiveDiagnostic(1, 4000), receiveDiagnostic(2, 300), controlPage(countsOf(5), 0),
-                                 response}) {
-        for (std::size_t bit = 0; bit < 84 * 8 && bit < message.size() * 8; bit += ESA_STRIDE > 1 ? 31 : 1) {
+    for (const Bytes& message :
+         {receiveDiagnostic(1, 4000), receiveDiagnostic(2, 300), controlPage(countsOf(5), 0), response}) {
+        for (std::size_t bit = 0; bit < 84 * 8 && bit<message.size() * 8; bit += ESA_STRIDE> 1 ? 31 : 1) {
             Life life = lifeOf(5);
             Bytes changed = message;
             changed[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
@@ -124,6 +124,25 @@ TEST(Sweeps, EveryBitOfAHeaderAndACommandIsForetold) {
             expectForetold(life);
         }
     }
+}
+
+TEST(Sweeps, EveryPageOfBothCommandsAndTheirAnswersIsForetold) {
+    Life life = lifeOf(5);
+    for (unsigned page = 0; page < 256; page += STEP) {
+        Bytes asked = receiveDiagnostic(static_cast<std::uint8_t>(page), 4000);
+        Bytes told = controlPage(countsOf(5), 0);
+        told[72] = static_cast<std::uint8_t>(page);
+        for (Bytes message : {asked, told}) {
+            life.steps.push_back(put(message));
+            message[16] = 33; // an answer to the adapter itself, which it prints
+            message[17] = 0x40;
+            message[64] = 0;
+            message[65] = static_cast<std::uint8_t>(page);
+            life.steps.push_back(put(message));
+            life.steps.push_back(pass(2));
+        }
+    }
+    expectForetold(life);
 }
 
 TEST(Sweeps, EveryLengthOfAMessageIsForetold) {
@@ -140,9 +159,30 @@ TEST(Sweeps, EveryLengthOfAMessageIsForetold) {
 }
 
 TEST(Sweeps, EveryKeyIsForetold) {
-    for (const char* key : {"99", "100", "0x63", "0x64", "0X64", "0143", "0144", "0", "-1", "-100", "", "x64", "1 0 0",
-                            " 4660", "+100", "100x", "99x", "0x7fffffff", "0x80000000", "2147483648", "4294967396",
-                            "-4294967196", "99999999999999999999", "-99999999999999999999"}) {
+    for (const char* key : {"99",
+                            "100",
+                            "0x63",
+                            "0x64",
+                            "0X64",
+                            "0143",
+                            "0144",
+                            "0",
+                            "-1",
+                            "-100",
+                            "",
+                            "x64",
+                            "1 0 0",
+                            " 4660",
+                            "+100",
+                            "100x",
+                            "99x",
+                            "0x7fffffff",
+                            "0x80000000",
+                            "2147483648",
+                            "4294967396",
+                            "-4294967196",
+                            "99999999999999999999",
+                            "-99999999999999999999"}) {
         Life life = lifeOf(5);
         life.arguments = {"/usr/sbin/esa", key};
         life.steps = {pass()};

@@ -35,17 +35,6 @@ protected:
 
 const std::string UNTOUCHED = "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00";
 
-/** A reading's volts with six decimals, from whole microvolts. */
-std::string volts(long long microvolts) {
-    const long long size = microvolts < 0 ? -microvolts : microvolts;
-    return text("%s%lld.%06lld", microvolts < 0 ? "-" : "", size / 1000000, size % 1000000);
-}
-
-/** Nearest whole number of `over` / 7, which is never half way. */
-long long seventh(long long over) {
-    return (over < 0 ? over - 3 : over + 3) / 7;
-}
-
 } // namespace
 
 TEST_F(W83782dChip, VoltagesAreReadInRegisterOrderAndTracedRawAndConverted) {
@@ -86,43 +75,6 @@ TEST_F(W83782dChip, PositiveTwelveVoltsPassFrom178To217) {
     }
 }
 
-TEST_F(W83782dChip, EveryReadingOfEveryRailIsConvertedToTheMicrovolt) {
-    for (int reading = 0; reading <= 255; ++reading) {
-        SCOPED_TRACE(reading);
-        powerUp(0x28);
-        for (int reg : {0x20, 0x21, 0x22, 0x25, 0x26}) {
-            fakeBus.set(0x28, reg, reading);
-        }
-        (void)esaW83782dReadPowerVoltageToleranceStatus(0x28);
-        const Lines trace = takeTrace();
-        ASSERT_EQ(trace.size(), 15U);
-        EXPECT_EQ(trace[2], "Converted Vcorea = [" + volts(reading * 16000) + "]V.");
-        EXPECT_EQ(trace[4], "Converted Vinr0 = [" + volts(reading * 16000) + "]V.");
-        EXPECT_EQ(trace[6], "Converted +3.3Vin = [" + volts(reading * 16000) + "]V.");
-        // 2.9 V and 7/36; 27/11 V and 7/22.
-        EXPECT_EQ(trace[12], "Converted -12Vin = [" + volts(seventh((reading * 16000 - 2900000) * 36LL)) + "]V.");
-        EXPECT_EQ(trace[14], "Converted -5Vin = [" + volts(seventh(reading * 352000LL - 54000000)) + "]V.");
-
-        fakeBus.set(0x28, 0x23, reading);
-        (void)esaW83782dReadPowerVoltageToleranceStatus(0x28);
-        EXPECT_EQ(takeTrace()[8], "Converted +5Vin = [" + volts(reading * 26880) + "]V.");
-        fakeBus.set(0x28, 0x23, 186);
-        fakeBus.set(0x28, 0x24, reading);
-        (void)esaW83782dReadPowerVoltageToleranceStatus(0x28);
-        EXPECT_EQ(takeTrace()[10], "Converted +12Vin = [" + volts(reading * 60800) + "]V.");
-    }
-}
-
-TEST_F(W83782dChip, SpeedOfEveryCount) {
-    for (int count = 0; count <= 255; ++count) {
-        SCOPED_TRACE(count);
-        fakeBus.set(0x2B, 0x29, count);
-        U16_t rpm = 12345;
-        EXPECT_EQ(esaW83782dFanReadSpeed(0x2B, 1, &rpm), 0);
-        EXPECT_EQ(rpm, count == 0 || count == 255 ? 0 : 675000 / count % 65536);
-    }
-}
-
 TEST_F(W83782dChip, DutyGoesToTheShadowAndTheRegisterOfItsOutput) {
     // Shadow: outputs 2, 1, 3, 4 are its last four bytes.
     struct {
@@ -157,20 +109,6 @@ TEST_F(W83782dChip, FourthOutputIsSentItsOldDutyAndTheNewOneLandsInTheFirstsShad
         EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 30 5F 77"));
         EXPECT_EQ(shadow(3), UNTOUCHED.substr(0, 57) + text("00 %02X 00 77", duty));
     }
-}
-
-TEST_F(W83782dChip, OutputsAndBackplanesThatDoNotExistAreRefused) {
-    for (unsigned index = 4; index <= 255; ++index) {
-        const auto none = static_cast<U8_t>(index);
-        winbondFanLoadPwm(0x28, 0, none, 64);
-        EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Winbond[64] Percent to Fan [%d]", index),
-                                             text("Unsupported Winbond Fan Index = [%d].", index)));
-        winbondFanLoadPwm(0x28, none, 2, 64);
-        EXPECT_THAT(takeTrace(),
-                    ElementsAre("Load PWM Winbond[64] Percent to Fan [2]", "Unsupported Winbond Fan Index = [2]."));
-    }
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
-    EXPECT_EQ(shadow(0), UNTOUCHED);
 }
 
 TEST_F(W83782dChip, TemperatureIsSignedDegrees) {
