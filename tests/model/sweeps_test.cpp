@@ -63,9 +63,10 @@ TEST_P(Sweep, EveryValueOfEveryRegisterIsForetold) {
                     life.steps.push_back(setRegister(address, reg, (value + 96 * apart++) % 256));
                 }
             }
-            life.steps.push_back(pass(A_POLL - 1));
-            life.steps.push_back(put(receiveDiagnostic(2, 4000)));
-            life.steps.push_back(pass());
+            life.steps.push_back(pass(A_POLL));
+            if (value % 8 == 0 || STEP > 1) { // a page is a poll's lines many times over
+                life.steps.push_back(put(receiveDiagnostic(2, 4000)));
+            }
         }
         SCOPED_TRACE(testing::Message() << "register " << reg);
         expectForetold(life);
@@ -95,6 +96,7 @@ TEST_P(Sweep, EveryBitOfAControlPageIsForetold) {
     for (const std::uint32_t fill : {0x00000000U, 0x80000000U}) {
         const Bytes page = controlPage(countsOf(chassis()), fill);
         Life life = lifeOf(chassis());
+        life.flags = RCP_COMPLETE; // what is remembered tells
         for (std::size_t bit = 64 * 8; bit<page.size() * 8; bit += ESA_STRIDE> 1 ? 13 : 1) {
             Bytes changed = page;
             changed[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
