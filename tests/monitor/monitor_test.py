@@ -75,8 +75,9 @@ class MonitorTest(unittest.TestCase):
             self.enclosure.simulator(f"sensor {sensor} set 65")
         _, shutdown = stream.until("event", name("orderly-shutdown"))
         self.assertGreater(shutdown["time"], time.strftime("%Y-%m-%dT%H:%M:%S", time.gmtime(before)))
-        _, hot = stream.until("event", lambda document: document["name"] == "state-change" and document["to"] == "fault")
-        self.assertIn(" over ", hot["text"])
+        hot = [entry for entry in self.client.events("?type=state-change") if entry["to"] == "fault"]
+        self.assertEqual(sorted(entry["elements"][0] for entry in hot), ["temp0", "temp1", "temp2"])
+        self.assertIn(" over ", hot[0]["text"])
         _, repeat = stream.until("repeat", name("orderly-shutdown"))
         self.assertEqual(repeat["sequence"], shutdown["sequence"])
         self.assertGreater(repeat["count"], 1)
