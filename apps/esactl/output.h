@@ -16,7 +16,7 @@ void printJsonLine(const Json_t& document); /**< on one line */
 bool isStandardOutput(const std::string& path);
 
 /**
- * Prints `text`, or puts it in the place of the file `path` at once, so that nobody reads half of it. Whatever else than a
- * regular file stands there, a link too, is left alone: throws ToolError_t "output".
+ * Prints `text`, or puts it in the place of the file `path` at once, so that nobody reads half of it. Whatever else
+ * than a regular file stands there, a link too, is left alone: throws ToolError_t "output".
  */
 void deliverText(const std::string& path, const std::string& text);

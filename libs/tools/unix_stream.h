@@ -29,8 +29,8 @@ struct UnixSocket_t {
 };
 
 /**
- * Connects to whoever listens at `path`. Where connections queue up, waits for at most `patience`, and so does each send
- * afterwards, with errno EAGAIN when it is over; 0: for as long as it takes.
+ * Connects to whoever listens at `path`. Where connections queue up, waits for at most `patience`, and so does each
+ * send afterwards, with errno EAGAIN when it is over; 0: for as long as it takes.
  */
 [[nodiscard]] UnixSocket_t unixConnect(const std::string& path, std::chrono::milliseconds patience = {});
 

@@ -137,7 +137,8 @@ protected:
             const json event = json::parse(line);
             if (event["schema"] == "esactl.startup") {
                 const std::string name = event["name"].get<std::string>();
-                names.push_back(name == "composite-fault-led" ? name + (event["data"]["on"] == 1 ? " on" : " off") : name);
+                names.push_back(name == "composite-fault-led" ? name + (event["data"]["on"] == 1 ? " on" : " off")
+                                                              : name);
             }
         }
         return names;
