@@ -60,6 +60,8 @@ struct Chassis_t {
 
     /** Whether there are fans and an alarm to look after. */
     bool isManaged = false;
+    /** Whether fans sit on backplanes of their own, of which some may be missing. */
+    bool mayMissBackplanes = false;
 
     /** VSC055 tachometers: pulses-per-revolution divisor (0: the chassis has none) and speed configuration. */
     U8_t tachometerDivisor = 0;
@@ -102,6 +104,9 @@ struct Chassis_t {
     /** Fault LED of a drive, 0 when done. */
     S32_t (*setDriveFaultLed)(S32_t drive) = [](S32_t) { return S32_t{0}; };
     S32_t (*clearDriveFaultLed)(S32_t drive) = [](S32_t) { return S32_t{0}; };
+    /** For before the start: puts out the fault LEDs that an earlier life may have left lit, all that init() does not.
+     */
+    void (*putOutDriveLeds)() = [] {};
     /** 0 when the drive is present; slots that cannot be sensed count as occupied. */
     S32_t (*isDrivePresent)(S32_t drive) = [](S32_t) { return S32_t{0}; };
 };
