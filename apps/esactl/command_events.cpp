@@ -44,7 +44,7 @@ int eventsCommand(const Options_t& options) {
         return pastEventsCommand(options);
     }
     stopSignalInstall();
-    EventSource_t source(options.directory, options.startup, options.everyEvent);
+    EventSource_t source(options, options.startup);
     const Deadline_t deadline = options.follow ? Deadline_t::max() : Clock_t::now() + options.timeout();
     try {
         if (printUntil(source, options, deadline) == 0 && !options.json()) {

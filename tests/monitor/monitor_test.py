@@ -169,7 +169,7 @@ class MonitorTest(EnclosureTest):
         chance = random.Random(int(os.environ.get("ESA_SEED", "1")))
         told = {}
         for life in range(int(os.environ.get("ESA_KILLS", "25"))):
-            monitor = self.start_monitor("--timeout", "0.1", "--listen", "none")
+            monitor = self.start_monitor("--timeout", "0.1", listen="none")
             if life % 5 == 0:
                 connection = sqlite3.connect(self.database)
                 self.assertEqual(connection.execute("PRAGMA integrity_check").fetchall(), [("ok",)])

@@ -42,11 +42,11 @@ class EnclosureTest(unittest.TestCase):
                                         "LogDirectory = /var/log/esa\n")
         self.enclosure = stage.Enclosure(self.stack, self.programs, self.work, config, chassis)
 
-    def start_monitor(self, *options):
+    def start_monitor(self, *options, listen=None):
         log = tempfile.mktemp(dir=self.work)
         process = self.programs.start(self.stack, log, "esamon", "--database", self.database, "--socket", self.socket,
-                                      "--directory", "/run/esa", "--poll", "2", "--listen", f"127.0.0.1:{self.PORT}",
-                                      *options)
+                                      "--directory", "/run/esa", "--poll", "2", "--listen",
+                                      listen or f"127.0.0.1:{self.PORT}", *options)
         stage.wait_for_text(log, "ready")
         return process
 

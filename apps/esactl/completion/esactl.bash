@@ -69,6 +69,7 @@ _esactl() {
         case $command in
         "") words+=" --version" ;;
         status) words+=" --format --output" ;;
+        led) words+=" --force" ;;
         events) words+=" --follow --startup --all --count --since --until --element --type --monitor" ;;
         history) words+=" --since --until --plot --monitor" ;;
         watch) words+=" --interval --all --count" ;;
