@@ -136,7 +136,7 @@ int bundleCommand(const Options_t& options) {
     std::string now = timeText();
     std::erase(now, ':'); // which would name another machine to tar
     const std::string path = options.output.empty() ? "esa-bundle-" + now + ".tar" : options.output;
-    replaceFile(path, bundle.finish());
+    deliverText(path, bundle.finish());
     if (options.json()) {
         Json_t document = newDocument("esactl.bundle");
         document.set("file", path);

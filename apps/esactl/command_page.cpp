@@ -33,10 +33,6 @@ int pageCommand(const Options_t& options) {
         page = options.page == 1 ? standardConfigurationPage(fetchConfiguration(client))
                                  : standardStatusPage(fetchEnclosure(client));
     }
-    if (options.output.empty()) {
-        printText(hexDump(page));
-    } else {
-        replaceFile(options.output, hexDump(page));
-    }
+    deliverText(options.output, hexDump(page));
     return 0;
 }

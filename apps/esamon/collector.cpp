@@ -134,14 +134,15 @@ void Collector_t::collect() {
 
 void Collector_t::connect() {
     client_ = std::make_unique<SesClient_t>(options_.directory, options_.timeout());
+    const Deadline_t until = Clock_t::now() + options_.timeout();
     note_.reset();
     ears_.clear();
     if (options_.eventManager) {
-        ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "eventlog"));
-        ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "startup"));
+        ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "eventlog", until));
+        ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "startup", until));
     } else {
         try {
-            ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "listen"));
+            ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "listen", until));
         } catch (const ToolError_t&) {
             // Another switch than ours may not have it: then there is what polls tell.
         }

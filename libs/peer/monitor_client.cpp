@@ -15,7 +15,8 @@ std::string monitorSocket() {
 }
 
 std::optional<MonitorReply_t> askMonitor(const std::string& socket, const std::string& path, double seconds) {
-    const UnixSocket_t connection = unixConnect(socket);
+    const UnixSocket_t connection =
+        unixConnect(socket, std::chrono::milliseconds(static_cast<long long>(seconds * 1000)));
     if (connection.failed != UnixStep_e::NONE) {
         return std::nullopt;
     }
