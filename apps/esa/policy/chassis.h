@@ -22,14 +22,19 @@ struct ChassisDimensions_t {
 
 /** The counts of a type. */
 constexpr ChassisDimensions_t esaDimensionsOf(VORAN_E_CHASSIS_e type) {
-    switch (type) {
+    constexpr struct {
+        VORAN_E_CHASSIS_e type;
+        ChassisDimensions_t dimensions;
+    } COUNTS[] = {
 #define CHASSIS(number, constant, name, blockName, title, voltage, redundancy, drives, supplies, fans, sensors,        \
                 leastRpm)                                                                                              \
-    case VORAN_E_CHASSIS_##constant:                                                                                   \
-        return {.devices = drives, .powerSupplies = supplies, .coolings = fans, .temperatureSensors = sensors};
+    {VORAN_E_CHASSIS_##constant, {5, drives, supplies, fans, sensors, 1}},
 #include "chassis_list.def"
-    case VORAN_E_CHASSIS_NONE:
-        break;
+    };
+    for (const auto& entry : COUNTS) {
+        if (entry.type == type) {
+            return entry.dimensions;
+        }
     }
     return {};
 }
