@@ -6,7 +6,7 @@ import {TEXT} from "./text.js";
 
 const GAP = 2.4; // millimetres between cells
 // The least that a finger hits and an eye reads, in CSS pixels: width, height.
-const LEAST = {drive: [25, 26], supply: [58, 40], fan: [44, 54], temperature: [56, 26], alarm: [30, 34], lamp: [24, 24]};
+const LEAST = {drive: [25, 26], supply: [48, 44], fan: [38, 52], temperature: [52, 26], alarm: [24, 32], lamp: [24, 24]};
 const PER_TURN_MS = 3600000; // at one RPM: 6000 RPM is shown as a turn in 0.6 s, which an eye can follow
 
 const still = matchMedia("(prefers-reduced-motion: reduce)");
@@ -39,17 +39,22 @@ function turn(cell, rpm) {
 
 const INSIDE = {
     drive: () => [h("span", {class: "led"}), h("span", {class: "short"})],
-    fan: () => [h("span", {class: "duct"}, rotor()), h("span", {class: "short"})],
+    fan: () => [h("span", {class: "duct"}, rotor()), h("span", {class: "short", data: {unit: TEXT.time.rpm}})],
     supply: () => [glyph("plug", PLUG), h("span", {class: "short"})],
     temperature: () => [h("span", {class: "short"})],
-    alarm: () => [glyph("bell", BELL), h("span", {class: "short"})],
-    lamp: () => [h("span", {class: "bulb"}, glyph("bulb", BULB)), h("span", {class: "short"})],
+    alarm: () => [wide(glyph("bell", BELL))],
+    lamp: () => [wide(h("span", {class: "bulb"}, glyph("bulb", BULB)))],
 };
 
-function makeCell(name, kind, label) {
+/** Picture and word, side by side where the cell is wide enough. */
+function wide(picture) {
+    return h("span", {class: "wide"}, picture, h("span", {class: "short"}));
+}
+
+function makeCell(name, kind) {
     const number = kind === "lamp" || kind === "alarm" ? null : h("span", {class: "number"}, String(indexOf(name)));
     return h("button", {type: "button", class: `cell cell-${kind}`, data: {element: name, kind}, tabindex: "-1", "aria-pressed": "false"},
-        number, ...INSIDE[kind](), h("span", {class: "mark"}), label && h("span", {class: "bank"}, TEXT.label[label]));
+        number, ...INSIDE[kind](), h("span", {class: "mark"}));
 }
 
 /** The boxes of an item's cells, first to last. */
@@ -127,11 +132,12 @@ export class Drawing {
             cells(item).forEach((box, each) => {
                 const known = item.kind === "lamp" || item.first + each < counts[item.kind];
                 const name = nameOf(item, each);
-                const cell = known ? makeCell(name, item.kind, each === 0 && item.label) : h("span", {class: "blank"}, TEXT.blank);
+                const cell = known ? makeCell(name, item.kind) : h("span", {class: "blank"}, TEXT.blank);
                 place(cell, box, face);
                 plate.append(cell);
                 if (known) {
                     this.cells.set(name, cell);
+                    cell.note = TEXT.label[item.label];
                 }
                 const [least, low] = LEAST[item.kind];
                 width = Math.max(width, (least * face.width) / box.w);
@@ -186,6 +192,11 @@ export class Drawing {
         } else if (element.kind === "alarm") {
             cell.dataset.sounds = String(element.sounds);
         }
+    }
+
+    /** What only the place of an element tells, such as its bank. */
+    noteOf(name) {
+        return this.cells.get(name)?.note;
     }
 
     select(names) {

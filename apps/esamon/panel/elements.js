@@ -81,7 +81,7 @@ function describeFan(fan) {
     return {
         state: fan.state,
         value,
-        short: value,
+        short: String(fan.rpm ?? "–"),
         rpm: fan.rpm ?? 0,
         limit: TEXT.element.rpmLimit(fan.minimum_rpm),
         notes: fan.state === "fault" ? [TEXT.element.fanCommand] : [],
@@ -93,7 +93,7 @@ function describeTemperature(sensor) {
     return {
         state: sensor.state,
         value,
-        short: sensor.celsius === null ? "–" : value,
+        short: sensor.celsius === null ? "–" : TEXT.element.degrees(sensor.celsius),
         celsius: sensor.celsius,
         limit: TEXT.element.celsiusLimit(sensor.limits),
         notes: [],

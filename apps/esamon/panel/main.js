@@ -134,6 +134,12 @@ function redraw() {
     }
     const at = view.at ?? now();
     page.elements = describe(shown, page.layout, history.told(at, page.config.chassis_name, shown.state === "ok"));
+    for (const [name, element] of page.elements) {
+        const note = drawing.noteOf(name);
+        if (note) {
+            element.notes.unshift(note);
+        }
+    }
     if (view.at === null) {
         act.confirm();
     }

@@ -13,7 +13,7 @@ const PLOTS = {
 };
 // Line styles tell the series apart where colours do not.
 const DASHES = [[], [8, 4], [2, 3], [10, 3, 2, 3], [5, 2], [1, 2], [12, 4], [6, 2, 2, 2]];
-const HEIGHT = 210;
+const HEIGHT = 200;
 const LEAST_SPAN = 20; // seconds
 
 /** A colour of the theme, resolved for the canvas. */
@@ -78,12 +78,12 @@ class Plot {
             cursor: {y: false, drag: {x: true, y: false, setScale: false}, bind: {mousedown: (plot, target, handle) => this.press(handle)},
                 sync: {key: "time"}, points: {size: 7}},
             scales: {x: {time: true, auto: false}, y: {auto: false}},
-            axes: [{...axis, space: 80, values: timeTicks()}, {...axis, size: 52}],
+            axes: [{...axis, size: 32, space: 80, values: timeTicks()}, {...axis, size: 52}],
             series: [{}, ...this.series.map((each, index) => ({
                 label: each.name, stroke: colour(`series-${index % 8}`), width: 2, dash: DASHES[index % 8],
                 show: !this.hidden.has(each.name), points: {show: false},
             }))],
-            hooks: {drawAxes: [(plot) => this.limits(plot)], draw: [(plot) => this.cursor(plot)], setSelect: [(plot) => this.zoom(plot)]},
+            hooks: {draw: [(plot) => this.limits(plot), (plot) => this.cursor(plot)], setSelect: [(plot) => this.zoom(plot)]},
         };
         this.plot = new uPlot(options, align(this.series), this.canvas);
         this.plot.over.addEventListener("click", (event) => this.click(event));
@@ -141,7 +141,7 @@ class Plot {
         const seen = new Map(this.series.flatMap((each) => Object.entries(each.limits)).map(([name, value]) => [value, name]));
         ctx.save();
         ctx.font = `${11 * devicePixelRatio}px system-ui, sans-serif`;
-        ctx.textAlign = "right";
+        ctx.textAlign = "left";
         ctx.lineWidth = 1.5 * devicePixelRatio;
         for (const [value, name] of seen) {
             const y = Math.round(plot.valToPos(value, "y", true));
@@ -154,9 +154,20 @@ class Plot {
             ctx.moveTo(bbox.left, y);
             ctx.lineTo(bbox.left + bbox.width, y);
             ctx.stroke();
-            ctx.fillText(`${TEXT.time.limits[name] ?? name} ${value} ${this.text.unit}`, bbox.left + bbox.width - 6, y - 5 * devicePixelRatio);
+            this.label(plot, `${TEXT.time.limits[name] ?? name} ${value} ${this.text.unit}`, y);
         }
         ctx.restore();
+    }
+
+    /** On a ground of its own: curves run through it. */
+    label({ctx, bbox}, text, y) {
+        const dot = devicePixelRatio;
+        const ink = ctx.fillStyle;
+        const width = ctx.measureText(text).width + 8 * dot;
+        ctx.fillStyle = colour("panel");
+        ctx.fillRect(bbox.left + 4 * dot, y - 8 * dot, width, 16 * dot);
+        ctx.fillStyle = ink;
+        ctx.fillText(text, bbox.left + 8 * dot, y + 4 * dot);
     }
 
     /** The moment that the drawing shows, while it is not the present. */

@@ -44,6 +44,7 @@ export const TEXT = {
     element: {
         rpm: (n) => `${n} RPM`,
         celsius: (n) => `${n} °C`,
+        degrees: (n) => `${n}°`,
         rpmLimit: (n) => `at least ${n} RPM`,
         celsiusLimit: (l) => `warning ${l.low_warning} to ${l.high_warning} °C, failure ${l.low_failure} to ${l.high_failure} °C`,
         noReading: "no reading",
@@ -85,10 +86,6 @@ export const TEXT = {
     label: {
         frontBank: "front bank",
         backBank: "back bank",
-        backplanes: "one a backplane",
-        left: "left",
-        middle: "middle",
-        right: "right",
     },
     lamp: {
         composite: {name: "Composite fault", short: "FAULT", on: "on", off: "off", unknown: "not told yet"},
