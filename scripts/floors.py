@@ -1,7 +1,7 @@
 """
-Checks which way the includes of the tree point: the libraries know include/ and themselves, the simulator and the tools
-nothing of the adapter, and inside the adapter a floor knows the floors below it and no enclosure knows another. Prints
-what runs up or round; exit status 1 when there is anything.
+Checks which way the includes of the tree point: the libraries know include/ and themselves, the tools nothing of the
+adapter, the simulator nothing but libs/tools, and inside the adapter a floor knows the floors below it and no enclosure
+knows another. Prints what runs up or round; exit status 1 when there is anything.
 """
 
 import re
@@ -70,11 +70,12 @@ def circles():
             yield f"apps/esa: {circle} is a circle"
 
 
-def reaches(path, included, folder):
-    """Whether an include can only mean a file below `folder`."""
-    if (path.parent / included).exists():
+def reaches(path, own, included, folder):
+    """Whether an include of a file below `own` can only mean a file below `folder`."""
+    shared = [place for place in (ROOT / "include", *(ROOT / "libs").iterdir()) if place != folder]
+    if any((place / included).exists() for place in [path.parent, own, *shared]):
         return False
-    return (folder / included).exists() and not (ROOT / "include" / included).exists()
+    return (folder / included).exists()
 
 
 def other_findings():
@@ -84,19 +85,20 @@ def other_findings():
     above = {
         "include": [*libraries, *applications, ROOT / "sim", ROOT / "tests"],
         "libs": [*applications, ROOT / "sim", ROOT / "tests"],
-        "sim": [ADAPTER],
+        # Of the tree it knows what the tools share, and no number of the hardware that the adapter knows too.
+        "sim": [ROOT / "include", *(library for library in libraries if library.name != "tools"), *applications],
     }
     above |= {f"apps/{path.name}": [ADAPTER, ROOT / "sim", ROOT / "tests"] for path in applications if path != ADAPTER}
+    # What peers share knows what all tools share, and not the other way round.
+    above["libs/tools"] = [ROOT / "libs/peer"]
     # The fail-safe program drives the fans by the adapter's own chips and enclosures.
     above["apps/esafailsafe"].remove(ADAPTER)
     above["apps/esa"] = [ROOT / "sim", ROOT / "tests", *(path for path in applications if path != ADAPTER)]
     for name, folders in above.items():
         for path in sources(ROOT / name):
             for included in includes(path):
-                if name == "apps/esa" and (ADAPTER / included).exists():
-                    continue
                 for folder in folders:
-                    if reaches(path, included, folder):
+                    if reaches(path, ROOT / name, included, folder):
                         yield f"{path.relative_to(ROOT)}: reaches {included} of {folder.relative_to(ROOT)}"
 
 

@@ -1,17 +1,14 @@
-#include "sim/show.h"
-
-#include <nlohmann/json.hpp>
+#include "show.h"
 
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
 
-namespace encsim {
+#include "json.h"
+
 namespace {
 
-using nlohmann::json;
-
-constexpr int kVersion = 1;
+constexpr int VERSION = 1;
 
 std::string format(const char* text, ...) __attribute__((format(printf, 1, 2)));
 
@@ -28,182 +25,186 @@ double tenths(double value) {
     return std::round(value * 10.0) / 10.0;
 }
 
-const char* sensorState(const Control& control, const Sensor& sensor) {
-    if (control.enclosure().bus().silent(sensor.address)) {
+const char* sensorState(const Commands_t& commands, const Sensor_t& sensor) {
+    if (commands.enclosure().bus().silent(sensor.address)) {
         return "gone";
     }
     return sensor.set ? "set" : "ok";
 }
 
-json fansJson(const World& world) {
-    json all = json::array();
-    for (const Fan& fan : world.fans) {
-        all.push_back({{"index", all.size()},
-                       {"state", nameOf(fan.state)},
-                       {"rpm", std::lround(fan.rpm)},
-                       {"dutyPercent", tenths(fan.duty * 100.0)}});
+Json_t fansJson(const World_t& world) {
+    Json_t all = Json_t::array();
+    for (std::size_t i = 0; i < world.fans.size(); ++i) {
+        const Fan_t& fan = world.fans[i];
+        all.add(Json_t::object({{"dutyPercent", tenths(fan.duty * 100.0)},
+                                {"index", i},
+                                {"rpm", std::lround(fan.rpm)},
+                                {"state", nameOf(fan.state)}}));
     }
     return all;
 }
 
-json drivesJson(const World& world) {
-    json all = json::array();
-    for (const Drive& drive : world.drives) {
-        const json led = drive.led ? json(*drive.led) : json(nullptr);
-        all.push_back({{"index", all.size()}, {"present", drive.present}, {"led", led}});
+Json_t drivesJson(const World_t& world) {
+    Json_t all = Json_t::array();
+    for (std::size_t i = 0; i < world.drives.size(); ++i) {
+        const Drive_t& drive = world.drives[i];
+        all.add(Json_t::object({{"index", i}, {"led", drive.led}, {"present", drive.present}}));
     }
     return all;
 }
 
-json suppliesJson(const World& world) {
-    json all = json::array();
-    for (const Supply& supply : world.supplies) {
-        all.push_back({{"index", all.size()}, {"state", nameOf(supply.state)}, {"alarm", supply.alarm}});
+Json_t suppliesJson(const World_t& world) {
+    Json_t all = Json_t::array();
+    for (std::size_t i = 0; i < world.supplies.size(); ++i) {
+        const Supply_t& supply = world.supplies[i];
+        all.add(Json_t::object({{"alarm", supply.alarm}, {"index", i}, {"state", nameOf(supply.state)}}));
     }
     return all;
 }
 
-json sensorsJson(const Control& control) {
-    json all = json::array();
-    for (const Sensor& sensor : control.enclosure().world().sensors) {
-        all.push_back({{"index", all.size()},
-                       {"address", hexByte(sensor.address)},
-                       {"celsius", tenths(sensor.celsius)},
-                       {"state", sensorState(control, sensor)}});
+Json_t sensorsJson(const Commands_t& commands) {
+    Json_t all = Json_t::array();
+    const std::vector<Sensor_t>& sensors = commands.enclosure().world().sensors;
+    for (std::size_t i = 0; i < sensors.size(); ++i) {
+        all.add(Json_t::object({{"address", hexByte(sensors[i].address)},
+                                {"celsius", tenths(sensors[i].celsius)},
+                                {"index", i},
+                                {"state", sensorState(commands, sensors[i])}}));
     }
     return all;
 }
 
-json boardsJson(const World& world) {
-    json all = json::array();
-    for (const Board& board : world.boards) {
-        json volts;
-        for (std::size_t rail = 0; rail < kRailNames.size(); ++rail) {
-            volts[kRailNames[rail]] = board.set[rail].value_or(board.volts[rail]);
+Json_t boardsJson(const World_t& world) {
+    Json_t all = Json_t::array();
+    for (std::size_t i = 0; i < world.boards.size(); ++i) {
+        const Board_t& board = world.boards[i];
+        Json_t volts = Json_t::object();
+        for (std::size_t rail = 0; rail < RAIL_NAMES.size(); ++rail) {
+            volts.set(RAIL_NAMES[rail], board.set[rail].value_or(board.volts[rail]));
         }
-        all.push_back({{"index", all.size()}, {"address", hexByte(board.address)}, {"volts", volts}});
+        all.add(Json_t::object({{"address", hexByte(board.address)}, {"index", i}, {"volts", volts}}));
     }
     return all;
 }
 
-json ledsJson(const World& world) {
-    json all = json::object();
+Json_t ledsJson(const World_t& world) {
+    Json_t all = Json_t::object();
     for (const auto& [name, on] : world.leds) {
-        all[name] = on;
+        all.set(name, on);
     }
     return all;
 }
 
-json busJson(const Control& control) {
-    const Bus& bus = control.enclosure().bus();
-    json silent = json::array();
+Json_t busJson(const Commands_t& commands) {
+    const Bus_t& bus = commands.enclosure().bus();
+    Json_t silent = Json_t::array();
     for (const std::uint8_t address : bus.addresses()) {
         if (bus.silent(address)) {
-            silent.push_back(hexByte(address));
+            silent.add(hexByte(address));
         }
     }
-    return {{"line", control.line().silent() ? "silent" : "ok"},
-            {"silent", silent},
-            {"failNext", bus.failuresLeft()},
-            {"failSkip", bus.skipLeft()}};
+    return Json_t::object({{"failNext", bus.failuresLeft()},
+                           {"failSkip", bus.skipLeft()},
+                           {"line", commands.line().silent() ? "silent" : "ok"},
+                           {"silent", silent}});
 }
 
-json transfersJson(const TransferCounts& counts) {
-    return {{"total", counts.total}, {"reads", counts.reads}, {"writes", counts.writes}, {"failed", counts.failed}};
+Json_t transfersJson(const TransferCounts_t& counts) {
+    return Json_t::object(
+        {{"failed", counts.failed}, {"reads", counts.reads}, {"total", counts.total}, {"writes", counts.writes}});
 }
 
 } // namespace
 
-const char* nameOf(FanState state) {
+const char* nameOf(FanState_e state) {
     switch (state) {
-    case FanState::Ok:
+    case FanState_e::OK:
         return "ok";
-    case FanState::Stalled:
+    case FanState_e::STALLED:
         return "stalled";
-    case FanState::Worn:
+    case FanState_e::WORN:
         return "worn";
-    case FanState::Removed:
+    case FanState_e::REMOVED:
         break;
     }
     return "removed";
 }
 
-const char* nameOf(SupplyState state) {
+const char* nameOf(SupplyState_e state) {
     switch (state) {
-    case SupplyState::Ok:
+    case SupplyState_e::OK:
         return "ok";
-    case SupplyState::Failed:
+    case SupplyState_e::FAILED:
         return "failed";
-    case SupplyState::Pulled:
+    case SupplyState_e::PULLED:
         break;
     }
     return "pulled";
 }
 
 const char* alarmName(unsigned state) {
-    constexpr const char* kNames[] = {"IDLE", "FAULT", "REMIND", "MUTE", "CRITICAL"};
-    return state < std::size(kNames) ? kNames[state] : "INVALID";
+    constexpr const char* NAMES[] = {"IDLE", "FAULT", "REMIND", "MUTE", "CRITICAL"};
+    return state < std::size(NAMES) ? NAMES[state] : "INVALID";
 }
 
 std::string hexByte(unsigned value) {
     return format("0x%02x", value);
 }
 
-std::string showJson(const Control& control) {
-    const Enclosure& enclosure = control.enclosure();
-    const World& world = enclosure.world();
-    const json document = {
-        {"version", kVersion},
-        {"chassis", enclosure.chassis()},
-        {"frozen", enclosure.frozen()},
-        {"speed", control.speed()},
-        {"seconds", tenths(world.seconds)},
-        {"heatWatts", world.heatWatts},
-        {"ambientCelsius", world.ambient},
-        {"airCelsius", tenths(world.air)},
-        {"drives", drivesJson(world)},
-        {"supplies", suppliesJson(world)},
-        {"fans", fansJson(world)},
-        {"sensors", sensorsJson(control)},
-        {"boards", boardsJson(world)},
-        {"alarm",
-         {{"state", alarmName(world.alarm.state)}, {"number", world.alarm.state}, {"sounding", world.alarm.sounding}}},
-        {"leds", ledsJson(world)},
-        {"bus", busJson(control)},
-        {"transfers", transfersJson(enclosure.bus().counts())},
-    };
-    return document.dump() + "\n";
+std::string showJson(const Commands_t& commands) {
+    const Enclosure_t& enclosure = commands.enclosure();
+    const World_t& world = enclosure.world();
+    const Json_t alarm = Json_t::object(
+        {{"number", world.alarm.state}, {"sounding", world.alarm.sounding}, {"state", alarmName(world.alarm.state)}});
+    const Json_t document = Json_t::object({{"airCelsius", tenths(world.air)},
+                                            {"alarm", alarm},
+                                            {"ambientCelsius", world.ambient},
+                                            {"boards", boardsJson(world)},
+                                            {"bus", busJson(commands)},
+                                            {"chassis", enclosure.chassis()},
+                                            {"drives", drivesJson(world)},
+                                            {"fans", fansJson(world)},
+                                            {"frozen", enclosure.frozen()},
+                                            {"heatWatts", world.heatWatts},
+                                            {"leds", ledsJson(world)},
+                                            {"seconds", tenths(world.seconds)},
+                                            {"sensors", sensorsJson(commands)},
+                                            {"speed", commands.speed()},
+                                            {"supplies", suppliesJson(world)},
+                                            {"transfers", transfersJson(enclosure.bus().counts())},
+                                            {"version", VERSION}});
+    return document.text(-1) + "\n";
 }
 
-std::string showText(const Control& control) {
-    const Enclosure& enclosure = control.enclosure();
-    const World& world = enclosure.world();
+std::string showText(const Commands_t& commands) {
+    const Enclosure_t& enclosure = commands.enclosure();
+    const World_t& world = enclosure.world();
     std::string text = format("chassis %s, %s, speed %g, %.1f s since power-on\n", enclosure.chassis().c_str(),
-                              enclosure.frozen() ? "frozen" : "running", control.speed(), world.seconds);
+                              enclosure.frozen() ? "frozen" : "running", commands.speed(), world.seconds);
     text += format("heat %g W, ambient %.1f C, air %.1f C\n", world.heatWatts, world.ambient, world.air);
     for (std::size_t i = 0; i < world.fans.size(); ++i) {
-        const Fan& fan = world.fans[i];
+        const Fan_t& fan = world.fans[i];
         text += format("fan %zu: %s, %.0f rpm at %.0f%% duty\n", i, nameOf(fan.state), fan.rpm, fan.duty * 100.0);
     }
     for (std::size_t i = 0; i < world.sensors.size(); ++i) {
-        const Sensor& sensor = world.sensors[i];
-        text += format("sensor %zu at 0x%02x: %s, %.1f C\n", i, unsigned{sensor.address}, sensorState(control, sensor),
+        const Sensor_t& sensor = world.sensors[i];
+        text += format("sensor %zu at 0x%02x: %s, %.1f C\n", i, unsigned{sensor.address}, sensorState(commands, sensor),
                        sensor.celsius);
     }
     for (std::size_t i = 0; i < world.supplies.size(); ++i) {
-        const Supply& supply = world.supplies[i];
+        const Supply_t& supply = world.supplies[i];
         text += format("supply %zu: %s%s\n", i, nameOf(supply.state), supply.alarm ? ", beeping" : "");
     }
     for (std::size_t i = 0; i < world.boards.size(); ++i) {
-        const Board& board = world.boards[i];
+        const Board_t& board = world.boards[i];
         text += format("voltages %zu at 0x%02x:", i, unsigned{board.address});
-        for (std::size_t rail = 0; rail < kRailNames.size(); ++rail) {
-            text += format(" %s %.2f", kRailNames[rail], board.set[rail].value_or(board.volts[rail]));
+        for (std::size_t rail = 0; rail < RAIL_NAMES.size(); ++rail) {
+            text += format(" %s %.2f", RAIL_NAMES[rail], board.set[rail].value_or(board.volts[rail]));
         }
         text += "\n";
     }
     text += "drives: ";
-    for (const Drive& drive : world.drives) {
+    for (const Drive_t& drive : world.drives) {
         text += !drive.present ? '-' : drive.led.value_or(false) ? '*' : 'o';
     }
     text += "  (o present, * fault LED on, - empty)\n";
@@ -211,10 +212,8 @@ std::string showText(const Control& control) {
     for (const auto& [name, on] : world.leds) {
         text += format("led %s: %s\n", name.c_str(), on ? "on" : "off");
     }
-    const TransferCounts& counts = enclosure.bus().counts();
+    const TransferCounts_t& counts = enclosure.bus().counts();
     text += format("transfers: %llu, %llu failed\n", static_cast<unsigned long long>(counts.total),
                    static_cast<unsigned long long>(counts.failed));
     return text;
 }
-
-} // namespace encsim
