@@ -14,11 +14,11 @@ const COUNTS = {vsc055: [16, 2, 3, 3], quadra: [16, 3, 3, 3], xyratex: [12, 2, 8
 const LIMITS = {low_failure: 0, low_warning: 1, high_warning: 55, high_failure: 60};
 
 const iso = (at) => new Date(at * 1000).toISOString();
-const now = () => Date.now() / 1000;
 const two = (number) => String(number).padStart(2, "0");
 
 /** `evil`: put wherever a document has free text. `mends`: changes to the status before it is sent. */
-export function startFake({panel, chassis = "xyratex", evil = "", mend = (status) => status, port = 0, trouble = false}) {
+export function startFake({panel, chassis = "xyratex", evil = "", mend = (status) => status, known = true, port = 0, trouble = false,
+    now = () => Date.now() / 1000}) {
     const [drives, supplies, fans, temps] = COUNTS[chassis];
     const celsius = (n, at) => Math.round(31 + 2 * n + 6 * Math.sin(at / 200 + n) + (trouble && n === 1 ? 24 : 0));
     const rpm = (n, at) => (trouble && n === 2 ? 0 : Math.round((5200 + 140 * n + 300 * Math.sin(at / 150 + n)) / 10) * 10);
@@ -61,7 +61,7 @@ export function startFake({panel, chassis = "xyratex", evil = "", mend = (status
             ...list(fans, (n) => series(`fan${n}`, "speed", "rpm", {minimum: 2000}, (at) => rpm(n, at)))]};
     };
     const config = {schema: "esactl.config", version: 1, generation: 0, sub_enclosures: 0, processes: 1, logical_id: "0".repeat(16), vendor: evil,
-        product: evil, revision: "", drives, power_supplies: supplies, fans, temperatures: temps, alarms: 1, chassis_name: chassis,
+        product: evil, revision: "", drives, power_supplies: supplies, fans, temperatures: temps, alarms: 1, chassis_name: known ? chassis : null,
         actions: ["leds", "alarm"], simulator: false};
     const streams = new Set();
     const say = (to, kind, body) => to.write(`event: ${kind}\ndata: ${JSON.stringify(body)}\n\n`);

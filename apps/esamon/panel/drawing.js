@@ -6,7 +6,7 @@ import {TEXT} from "./text.js";
 
 const GAP = 2.4; // millimetres between cells
 // The least that a finger hits and an eye reads, in CSS pixels: width, height.
-const LEAST = {drive: [25, 26], supply: [48, 44], fan: [38, 52], temperature: [52, 26], alarm: [24, 32], lamp: [24, 24]};
+const LEAST = {drive: [25, 26], supply: [48, 44], fan: [38, 52], temperature: [52, 26], alarm: [24, 32], lamp: [24, 25]};
 const PER_TURN_MS = 3600000; // at one RPM: 6000 RPM is shown as a turn in 0.6 s, which an eye can follow
 
 const still = matchMedia("(prefers-reduced-motion: reduce)");
@@ -54,7 +54,8 @@ function wide(picture) {
 function makeCell(name, kind) {
     const number = kind === "lamp" || kind === "alarm" ? null : h("span", {class: "number"}, String(indexOf(name)));
     return h("button", {type: "button", class: `cell cell-${kind}`, data: {element: name, kind}, tabindex: "-1", "aria-pressed": "false"},
-        number, ...INSIDE[kind](), h("span", {class: "mark"}));
+        // The name says in words what the parts show; they are not read out besides.
+        h("span", {class: "said"}), h("span", {class: "seen", "aria-hidden": "true"}, number, ...INSIDE[kind](), h("span", {class: "mark"})));
 }
 
 /** The boxes of an item's cells, first to last. */
@@ -178,9 +179,7 @@ export class Drawing {
         setText(cell.querySelector(".short"), element.short);
         setIcon(cell.querySelector(".mark"), element.state);
         const said = `${title(element.name)}: ${TEXT.state[element.state]}, ${element.value}${asked ? `, ${TEXT.element.ledAsked}` : ""}`;
-        if (cell.getAttribute("aria-label") !== said) {
-            cell.setAttribute("aria-label", said);
-        }
+        setText(cell.querySelector(".said"), said);
         if (element.kind === "drive") {
             cell.dataset.present = String(element.present);
             cell.dataset.led = asked ? "asked" : element.led === null ? "none" : element.led ? "on" : "off";

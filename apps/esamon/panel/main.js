@@ -30,6 +30,7 @@ let heard = 0; // when the age below was true
 let monitor = null;
 let chosen = new Set();
 let plots = null;
+let drawn = false;
 const page = {config: null, layout: null, elements: new Map(), changed: () => redraw(), pick: (slots) => pickSlots(slots)};
 
 const view = new View({moved: () => viewMoved(), picked: () => showMoment(), returned: () => returned()});
@@ -146,6 +147,10 @@ function redraw() {
     drawing.show(page.elements, view.at === null ? act.asked : new Map(), view.at === null && (connected === false || monitor?.answering === false));
     showState();
     inspect();
+    if (!drawn) {
+        drawn = true;
+        performance.mark("drawn"); // the first meaningful picture, for whoever measures
+    }
     if (tip.cell) {
         tip.refresh();
     }
@@ -282,32 +287,47 @@ function follow(hash) {
     }
 }
 
+/** The plotting library comes after the first picture: nobody looks at curves before the enclosure. */
+function loadLibrary() {
+    return new Promise((resolve) => document.head.append(h("script", {src: "uplot.js", onload: resolve, onerror: resolve})));
+}
+
 async function begin() {
     try {
-        const [config, past, faults, rows] = await Promise.all([get("config"), get("events", {limit: FIRST_EVENTS}),
-            get("events", {type: "composite-fault-led", limit: 20}), fetch("advice.json").then((response) => response.json())]);
+        // A monitor that has just begun has no status yet; the stream brings it.
+        const [config, first, past, faults, rows] = await Promise.all([get("config"), get("status").catch(() => null),
+            get("events", {limit: FIRST_EVENTS}), get("events", {type: "composite-fault-led", limit: 20}),
+            fetch("advice.json").then((response) => response.json())]);
         events.advice = advice = rows;
         [...faults.events, ...past.events].forEach((entry) => history.take(entry));
         history.more = past.more;
         await configure(config);
+        if (first) {
+            receive.status(first);
+        }
     } catch {
         setText(parts.drawing, TEXT.cannotLoad);
         setTimeout(begin, RETRY_MS);
         return;
     }
-    plots = new Plots(parts.plots, view);
-    readings.load();
+    listen();
     events.draw();
     timeline.draw();
+    follow(location.hash);
+    await loadLibrary();
+    plots = new Plots(parts.plots, view);
+    readings.load();
+}
+
+function listen() {
     openStream((kind, body) => receive[kind](body), (is) => {
         connected = is;
         showLive();
         redraw();
-        if (is) {
+        if (is && plots) {
             readings.load();
         }
     }).seen(history.entries.at(-1)?.sequence ?? 0);
-    follow(location.hash);
     setInterval(() => {
         showLive();
         view.tick();
