@@ -122,7 +122,8 @@ function lamps(status, told) {
         composite: lamp(told.composite, true),
         psuOk: lamp(!supplies.some((supply) => supply.ac_fail), false),
         redundancyFail: lamp(supplies.some((supply) => supply.status === "not-installed"), true),
-        fanFail: lamp(status.fans.some((fan) => fan.fail), true),
+        // The record's own mark is not set for a fan that gives no pulses at all.
+        fanFail: lamp(status.fans.some((fan) => fan.state === "fault"), true),
     };
     return Object.entries(all).map(([name, each]) => {
         const text = TEXT.lamp[name];

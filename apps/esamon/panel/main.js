@@ -206,17 +206,31 @@ function viewMoved() {
     readings.want();
 }
 
-/** Draws the enclosure as it was; what arrives too late for a moment that is left again is dropped. */
+let asking = false;
+
+/** Draws the enclosure as it was. One question at a time: a replay goes on to the moment that is wanted by then. */
 async function showMoment() {
-    const at = view.at;
-    window.history.replaceState(null, "", `#at=${stamp(at)}`);
+    window.history.replaceState(null, "", `#at=${stamp(view.at)}`);
     plots?.move();
     timeline.draw();
     showLive();
+    if (asking) {
+        return;
+    }
+    asking = true;
+    for (let at = null; view.at !== null && view.at !== at;) {
+        at = view.at;
+        await showThen(at);
+    }
+    asking = false;
+}
+
+async function showThen(at) {
     try {
         const past = await get("status", {at: at.toFixed(3)});
         if (view.at !== null) {
             shown = past;
+            setText(parts.plotError, "");
             redraw();
         }
     } catch (error) {
