@@ -12,9 +12,9 @@ struct Row_t {
     std::unique_ptr<Enclosure_t> (*make)();
 };
 
-constexpr Row_t CHASSIS[] = {
-    {"vsc055", makeVsc055Backplane},   {"quadra", makeQuadra}, {"xyratex", makeXyratex}, {"chenbro", makeChenbro},
-    {"w83782d", makeW83782dBackplane},
+constexpr Row_t ROWS[] = {
+#define CHASSIS(name, make) {name, make},
+#include "enclosures/chassis_list.def"
 };
 
 } // namespace
@@ -41,7 +41,7 @@ void Enclosure_t::powerOn() {
 const std::vector<std::string>& chassisNames() {
     static const std::vector<std::string> names = [] {
         std::vector<std::string> all;
-        for (const Row_t& row : CHASSIS) {
+        for (const Row_t& row : ROWS) {
             all.emplace_back(row.name);
         }
         return all;
@@ -50,7 +50,7 @@ const std::vector<std::string>& chassisNames() {
 }
 
 std::unique_ptr<Enclosure_t> makeEnclosure(std::string_view chassis) {
-    for (const Row_t& row : CHASSIS) {
+    for (const Row_t& row : ROWS) {
         if (chassis == row.name) {
             return row.make();
         }

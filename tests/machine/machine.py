@@ -54,12 +54,12 @@ def make_overlay(path, files):
         _archive(root, path)
 
 
-def table(chassis_type, switch, device, key=0x64):
+def table(chassis, switch, device, key=0x64):
     """What the machine's init does at start: the line to the bus, the parameter block, the switch, the adapter."""
     lines = [
         f"link {device} /dev/enc-0",
         f"run /usr/bin/mpuparams create --key {key} --config /etc/esa/mpu.conf",
-        f"run /usr/bin/mpuparams set --key {key} chassisType={chassis_type} flags+=RcpComplete",
+        f"run /usr/bin/mpuparams set --key {key} chassisType={chassis} flags+=RcpComplete",
         switch,
         "wait /run/esa/esadapter",
         f"keep esa /usr/sbin/esa {key}",
@@ -77,11 +77,11 @@ CmapTracingEnabled
 """
 
 
-def ramdisk(work, chassis_type, switch, device="/dev/i2c-1", more=""):
+def ramdisk(work, chassis, switch, device="/dev/i2c-1", more=""):
     """The archives of one machine, one behind the other; their path. `more` is added to the table of its init."""
     path = os.path.join(work, "ramdisk")
     overlay = os.path.join(work, "overlay")
-    make_overlay(overlay, {"etc/machine.tab": table(chassis_type, switch, device) + more,
+    make_overlay(overlay, {"etc/machine.tab": table(chassis, switch, device) + more,
                            "etc/esa/mpu.conf": CONFIG})
     with open(path, "wb") as out:
         for part in (os.path.join(WORK, "root.gz"), overlay):
@@ -91,8 +91,9 @@ def ramdisk(work, chassis_type, switch, device="/dev/i2c-1", more=""):
     return path
 
 
-def command(work, disk, bus, serial=None, console="file", ports=("agent", "switch")):
-    """The emulator's command line. `bus` is the simulator's socket, None for none; `serial` a line of the host."""
+def command(work, disk, bus, serial=None, console="file", ports=("agent", "switch"), queue=""):
+    """The emulator's command line. `bus` is the simulator's socket, None for none; `serial` a line of the host; `queue`
+    says more of the bus' device."""
     with open(os.path.join(WORK, "kernel.path"), encoding="utf-8") as file:
         kernel = os.path.join(SOURCE, file.read().strip())
     words = ["nice", "qemu-system-ppc", "-M", "ppce500" + (",memory-backend=mem" if bus else ""), "-cpu", "e500mc",
@@ -109,7 +110,7 @@ def command(work, disk, bus, serial=None, console="file", ports=("agent", "switc
                   "-device", f"virtserialport,chardev={name},name={name}"]
     if bus:
         words += ["-object", "memory-backend-memfd,id=mem,size=256M,share=on",
-                  "-chardev", f"socket,path={bus},id=bus", "-device", "vhost-user-i2c-pci,chardev=bus"]
+                  "-chardev", f"socket,path={bus},id=bus", "-device", "vhost-user-i2c-pci,chardev=bus" + queue]
     return words
 
 
@@ -124,12 +125,12 @@ def listener(path):
 class Machine:
     """A running machine. Leaves nothing behind when the stack is left."""
 
-    def __init__(self, stack, work, disk, bus=None, serial=None):
+    def __init__(self, stack, work, disk, bus=None, serial=None, queue=""):
         self.console = os.path.join(work, "console")
         servers = [listener(os.path.join(work, name)) for name in ("agent", "switch")]
         # What the emulator has to say goes where the machine's console goes.
         with open(self.console, "ab") as out:
-            self.process = subprocess.Popen(command(work, disk, bus, serial), stdin=subprocess.DEVNULL, stdout=out,
+            self.process = subprocess.Popen(command(work, disk, bus, serial, queue=queue), stdin=subprocess.DEVNULL, stdout=out,
                                             stderr=out)
         stack.callback(self.stop)
         self.agent, self.switch = (server.accept()[0] for server in servers)
