@@ -25,6 +25,7 @@ export async function open(browser, address, options = {}) {
     const context = await browser.newContext({viewport: {width: 1440, height: 900}, timezoneId: "UTC", locale: "en-GB",
         colorScheme: "dark", ...rest});
     const page = await context.newPage();
+    page.setDefaultTimeout(60000);
     const wrong = [];
     page.on("pageerror", (error) => wrong.push(`error ${error.message}`));
     page.on("console", (message) => message.type() === "error" && wrong.push(message.text()));
@@ -34,7 +35,7 @@ export async function open(browser, address, options = {}) {
     });
     page.on("request", (request) => request.url().startsWith(address) || wrong.push(`asked ${request.url()}`));
     await page.goto(address + path);
-    await page.waitForSelector(".cell[data-state]", {timeout: 20000});
+    await page.waitForSelector(".cell[data-state]", {timeout: 60000});
     page.check = () => assert.deepEqual(wrong.filter((text) => !expected.some((each) => text.includes(each))), []);
     page.leave = () => context.close();
     return page;
@@ -94,7 +95,7 @@ export function places(chassis) {
     return {layout, found};
 }
 
-export async function until(what, condition, seconds = 30) {
+export async function until(what, condition, seconds = 60) {
     const end = Date.now() + 1000 * seconds;
     let last;
     while (Date.now() < end) {

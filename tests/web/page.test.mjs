@@ -5,10 +5,11 @@ import {mkdirSync, readdirSync, readFileSync, statSync, writeFileSync} from "nod
 import {join} from "node:path";
 import {cpus, loadavg} from "node:os";
 import {after, before, test} from "node:test";
+import {fileURLToPath} from "node:url";
 import {axe, cell, cellNames, CHASSIS, launch, open, PANEL, places, RESULTS, until} from "./browser.mjs";
 import {startFake} from "./fake.mjs";
 
-const REFERENCE = join(import.meta.dirname, "reference");
+const REFERENCE = fileURLToPath(new URL("reference", import.meta.url));
 const NOON = 1795262400; // 2026-11-21T12:00:00Z
 
 let browser;

@@ -44,8 +44,9 @@ class Hands {
         holder.append(h("p", {class: "note"}, TEXT.hands.explain), h("div", {class: "row"},
             recipe("overheat", () => this.do(`heat ${OVERHEAT_WATTS}`)), recipe("cool", () => this.do(`heat ${POWER_ON.heat}`)),
             recipe("stall", () => this.do("fan 0 stall")), recipe("supply", () => this.do("psu 0 fail")), recipe("heal", () => this.heal())),
-        this.heat.row, this.ambient.row, this.choices,
-        h("div", {class: "row"}, ...this.bus()), this.world, this.result);
+        this.heat.row, this.ambient.row, this.result,
+        h("details", {class: "hands-more"}, h("summary", null, TEXT.hands.more), this.choices,
+            h("div", {class: "row"}, ...this.bus()), this.world));
     }
 
     knob(name, min, max, step, text) {
@@ -112,8 +113,7 @@ class Hands {
             this.selects[kind] = this.seen[list].map((_, index) => h("select", {data: {hand: `${kind}${index}`},
                 onchange: (event) => this.do(VERBS[kind][event.target.value](index))},
             ...Object.keys(VERBS[kind]).map((verb) => h("option", {value: verb}, TEXT.hands[kind][verb]))));
-            this.choices.append(h("details", {class: "hands-group", open: kind === "fan" || kind === "supply"},
-                h("summary", null, TEXT.hands.groups[kind]),
+            this.choices.append(h("fieldset", {class: "hands-group"}, h("legend", null, TEXT.hands.groups[kind]),
                 h("div", {class: "hands-grid"}, ...this.selects[kind].map((select, index) => h("label", null,
                     h("span", null, `${TEXT.kind[kind === "sensor" ? "temperature" : kind]} ${index}`), select)))));
         }

@@ -170,12 +170,17 @@ function showState() {
     parts.problems.replaceChildren(...shown.problems.map((problem) => {
         const todo = adviceForElement(problem.element, advice);
         return h("li", {data: {element: problem.element, state: problem.state}}, stateIcon(problem.state),
-            h("div", null, h("p", null, h("strong", null, title(problem.element)), ` ${problem.text}`),
+            h("div", null, h("p", null, h("strong", null, title(problem.element)), ` ${withoutName(problem)}`),
                 todo && h("p", {class: "todo"}, TEXT.problems.todo, todo)));
     }));
     if (shown.problems.length === 0) {
         parts.problems.append(h("li", {class: "well"}, stateIcon("ok"), TEXT.problems.none));
     }
+}
+
+/** The text of a problem begins with the element's name, which stands before it in words already. */
+function withoutName({element, text}) {
+    return text.startsWith(`${element} `) ? text.slice(element.length + 1) : text;
 }
 
 /** How old what is on the screen is, and whether more will come. */

@@ -44,7 +44,7 @@ export function moment(at) {
     return day.format(at * 1000) === day.format(Date.now()) ? timeOfDay(at) : dateAndTime(at);
 }
 
-/** UTC without fractions: what goes into a link. */
+/** UTC to the millisecond, as the history has it: what goes into a link. */
 export function stamp(at) {
-    return `${new Date(Math.round(at) * 1000).toISOString().slice(0, 19)}Z`;
+    return new Date(at * 1000).toISOString();
 }
