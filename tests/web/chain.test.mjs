@@ -249,4 +249,20 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
         page.check();
         await page.leave();
     });
+
+    test("the page is guarded by its headers, and nobody but this machine reaches it", async () => {
+        const response = await fetch(CHAINS.quadra.address);
+        const policy = response.headers.get("content-security-policy");
+        assert.match(policy, /default-src 'none'; script-src 'self'; style-src 'self';/);
+        assert.doesNotMatch(policy, /unsafe|\*|http/);
+        assert.equal(response.headers.get("x-frame-options"), "DENY");
+        assert.equal(response.headers.get("set-cookie"), null);
+        const port = Number(new URL(CHAINS.quadra.address).port).toString(16).toUpperCase().padStart(4, "0");
+        const listening = ["tcp", "tcp6"].flatMap((name) => readFileSync(`/proc/net/${name}`, "utf8").split("\n")).map((line) => line.trim().split(/\s+/))
+            .filter((fields) => fields[3] === "0A" && fields[1].endsWith(`:${port}`)).map((fields) => fields[1]);
+        assert.deepEqual(listening, [`0100007F:${port}`]);
+        const framed = await fetch(`${CHAINS.quadra.address}api/v1/simulator`, {method: "POST", body: JSON.stringify({command: "heat 10"}),
+            headers: {"Content-Type": "application/json", Origin: "http://somewhere.example"}});
+        assert.equal(framed.status, 403);
+    });
 });

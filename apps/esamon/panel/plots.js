@@ -14,7 +14,7 @@ const PLOTS = {
 // Line styles tell the series apart where colours do not.
 const DASHES = [[], [8, 4], [2, 3], [10, 3, 2, 3], [5, 2], [1, 2], [12, 4], [6, 2, 2, 2]];
 const HEIGHT = 200;
-const LEAST_SPAN = 20; // seconds
+export const LEAST_SPAN = 20; // seconds
 
 /** A colour of the theme, resolved for the canvas. */
 function colour(name) {

@@ -1,6 +1,6 @@
 /** The part of time that the plots show, and the moment that the drawing shows. */
 
-import {clampSpan} from "./plots.js";
+import {clampSpan, LEAST_SPAN} from "./plots.js";
 import {now, span} from "./time.js";
 
 export class View {
@@ -37,8 +37,13 @@ export class View {
         this.set(this.from + share * width, this.to + share * width);
     }
 
+    /** About the moment that is shown; the present stays where it is. */
     zoom(factor) {
-        const middle = this.at ?? (this.following ? this.to : (this.from + this.to) / 2);
+        if (this.following) {
+            this.apply(this.to - Math.max(LEAST_SPAN, (this.to - this.from) * factor), this.to);
+            return;
+        }
+        const middle = this.at ?? (this.from + this.to) / 2;
         this.set(middle - (middle - this.from) * factor, middle + (this.to - middle) * factor);
     }
 
