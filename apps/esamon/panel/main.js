@@ -144,7 +144,8 @@ function redraw() {
     if (view.at === null) {
         act.confirm();
     }
-    drawing.show(page.elements, view.at === null ? act.asked : new Map(), view.at === null && (connected === false || monitor?.answering === false));
+    const old = view.at === null ? connected === false || monitor?.answering === false : missing;
+    drawing.show(page.elements, view.at === null ? act.asked : new Map(), old);
     showState();
     inspect();
     if (!drawn) {
@@ -192,8 +193,8 @@ function showLive() {
     const fresh = state === "live" && old !== null && old < 3 * monitor.poll_seconds;
     setText(parts.live, fresh ? TEXT.live.live
         : `${TEXT.live[state]} · ${old === null ? TEXT.live.noData : TEXT.live.age(age(old))}`);
-    const banner = view.at !== null ? [TEXT.replay.banner(dateAndTime(view.at)), "history"]
-        : (state === "lost" || state === "silent") && old !== null ? [TEXT.stale(age(old)), "lost"] : [view.failed ?? "", "history"];
+    const banner = view.at !== null ? [(missing ? TEXT.replay.nothing : TEXT.replay.banner)(dateAndTime(view.at)), missing ? "lost" : "history"]
+        : (state === "lost" || state === "silent") && old !== null ? [TEXT.stale(age(old)), "lost"] : ["", "history"];
     parts.banner.hidden = !banner[0];
     parts.banner.dataset.kind = banner[1];
     if (parts.banner.dataset.said !== banner[0]) {
@@ -212,6 +213,7 @@ function viewMoved() {
 }
 
 let asking = false;
+let missing = false; // nothing is kept of the moment that is asked for: what is drawn is of another one
 
 /** Draws the enclosure as it was. One question at a time: a replay goes on to the moment that is wanted by then. */
 async function showMoment() {
@@ -235,12 +237,15 @@ async function showThen(at) {
         const past = await get("status", {at: at.toFixed(3)});
         if (view.at !== null) {
             shown = past;
-            setText(parts.plotError, "");
+            missing = false;
             redraw();
         }
     } catch (error) {
-        setText(parts.plotError, error.status === 404 ? TEXT.replay.nothing : error.message);
+        missing = error.status === 404;
+        setText(parts.plotError, missing ? "" : error.message);
+        redraw();
     }
+    showLive();
 }
 
 function returned() {

@@ -186,7 +186,7 @@ export const TEXT = {
         speeds: {1: "as it was", 10: "10 times", 60: "60 times", 600: "600 times"},
         banner: (time) => `You see the enclosure as it was on ${time}.`,
         live: "Back to now",
-        nothing: "Nothing is kept of that moment.",
+        nothing: (time) => `Nothing is kept of ${time}; the drawing is of another moment.`,
         begin: "See the past",
     },
 
