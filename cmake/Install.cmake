@@ -131,6 +131,7 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
-  ${packaging}/debian/conffiles ${packaging}/debian/postinst ${packaging}/debian/prerm ${packaging}/debian/postrm
+  ${packaging}/debian/conffiles ${packaging}/debian/preinst ${packaging}/debian/postinst
+  ${packaging}/debian/prerm ${packaging}/debian/postrm
   ${packaging}/debian/triggers)
 include(CPack)

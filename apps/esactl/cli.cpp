@@ -86,7 +86,7 @@ std::vector<Command_t> queries(Options_t& options) {
             .type = "FORMAT",
             .choices = {"text", "json", "prometheus"}},
            {.name = "--output",
-            .description = "Replace FILE, all at once, instead of printing",
+            .description = "Replace FILE, all at once, instead of printing; - prints",
             .target = &options.output,
             .type = "FILE"}}},
          statusCommand},
@@ -99,7 +99,11 @@ std::vector<Command_t> changes(Options_t& options) {
         {{"led",
           "Switch a drive slot's fault LED, or all of them; the slot may be empty",
           "esactl led slot03 on",
-          {element(options, "SLOT", "Slot address from 0, as 3 or slot03; or all"), request(options, {"on", "off"})}},
+          {element(options, "SLOT", "Slot address from 0, as 3 or slot03; or all"),
+           request(options, {"on", "off"}),
+           {.name = "--force",
+            .description = "Ask for the opposite first: after its restart the adapter may be wrong about an LED",
+            .target = &options.force}}},
          ledCommand},
         {{"fan",
           "Switch a fan to full speed or off (some chassis switch a whole bank)",
@@ -201,11 +205,7 @@ int report(const ToolError_t& error, bool json) {
 
 /** A fleet's watch must see that this enclosure cannot be asked, instead of its last state for ever. */
 void publishDown(const Options_t& options) {
-    if (options.output.empty()) {
-        printText(prometheusDownText());
-    } else {
-        replaceFile(options.output, prometheusDownText());
-    }
+    deliverText(options.output, prometheusDownText());
 }
 
 int runCommand(Run_t run, const Options_t& options) {

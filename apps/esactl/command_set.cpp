@@ -47,6 +47,16 @@ Names_t changeLeds(ControlPage_t& wanted, const Options_t& options) {
     return elements;
 }
 
+/** The adapter touches only LEDs that are, by what it remembers, to change. */
+void askForTheOpposite(const Options_t& options) {
+    Options_t opposite = options;
+    opposite.request = options.request == "on" ? "off" : "on";
+    SesClient_t client(options.directory, options.timeout());
+    ControlPage_t wanted = controlPageOf(fetchEnclosure(client).status);
+    (void)changeLeds(wanted, opposite);
+    requireGood(client.sendDiagnostic(encodeControlPage(wanted)), "the control page");
+}
+
 /** The tones of each request; the mute wins over whatever is asked for beside it. */
 AlarmTones_t alarmTones(const std::string& request, AlarmTones_t tones) {
     if (request == "mute") {
@@ -63,6 +73,9 @@ AlarmTones_t alarmTones(const std::string& request, AlarmTones_t tones) {
 } // namespace
 
 int ledCommand(const Options_t& options) {
+    if (options.force) {
+        askForTheOpposite(options);
+    }
     return applyChange(options, "led", "fault LED", [&](ControlPage_t& wanted) { return changeLeds(wanted, options); });
 }
 

@@ -14,7 +14,7 @@ std::string statusText(const Options_t& options, const Enclosure_t& enclosure, c
     if (options.prometheus()) {
         return prometheusText(enclosure, health);
     }
-    const Palette_t palette = options.output.empty() ? standardOutputPalette() : Palette_t{};
+    const Palette_t palette = isStandardOutput(options.output) ? standardOutputPalette() : Palette_t{};
     std::string text;
     for (const std::string& line : statusLines(enclosure, health, palette)) {
         text += line + "\n";
@@ -29,11 +29,7 @@ int statusCommand(const Options_t& options) {
     const Enclosure_t enclosure = fetchEnclosure(client);
     const Health_t health = assessHealth(enclosure.status);
     const std::string text = statusText(options, enclosure, health);
-    if (options.output.empty()) {
-        printText(text);
-    } else {
-        replaceFile(options.output, text);
-    }
+    deliverText(options.output, text);
     return health.exitStatus;
 }
 

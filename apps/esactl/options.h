@@ -20,6 +20,7 @@ struct Options_t {
     int page = -1; /**< page to ask for; -1: none, send `hex` */
     bool follow = false;
     bool startup = false;
+    bool force = false; /**< led: ask for the opposite first */
     bool everyEvent = false;
     unsigned count = 0; /**< events or redraws after which to stop; 0: no limit */
     double intervalSeconds = 2;

@@ -1,5 +1,6 @@
 #include "switch_client.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -17,8 +18,13 @@ constexpr U8_t PEER_K_FIRST_ID = 34;
 constexpr U8_t PEER_K_LAST_ID = 63;
 constexpr std::size_t LONGEST_SOCKET_NAME = 9; // "/eventlog"
 
-int connectTo(const std::string& path) {
-    const UnixSocket_t socket = unixConnect(path);
+std::chrono::milliseconds left(Deadline_t deadline) {
+    const auto time = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock_t::now());
+    return std::max(time, std::chrono::milliseconds(1)); // 0 would mean without end
+}
+
+int connectTo(const std::string& path, Deadline_t deadline) {
+    const UnixSocket_t socket = unixConnect(path, left(deadline));
     switch (socket.failed) {
     case UnixStep_e::NONE:
         return socket.descriptor;
@@ -28,6 +34,9 @@ int connectTo(const std::string& path) {
     case UnixStep_e::SOCKET:
         throw noSwitchError(std::string("cannot make a socket: ") + std::strerror(errno));
     default:
+        if (errno == EAGAIN) {
+            throw noAnswerError("the switch at '" + path + "' took no connection in time");
+        }
         throw noSwitchError("no switch at '" + path + "' (" + std::strerror(errno) +
                             "); start it or name its directory with --directory");
     }
@@ -48,8 +57,8 @@ U8_t takeGreeting(SwitchConnection_t& connection, Deadline_t deadline) {
 
 } // namespace
 
-SwitchConnection_t::SwitchConnection_t(const std::string& directory, const std::string& name)
-    : path_(directory + "/" + name), fd_(connectTo(path_)) {}
+SwitchConnection_t::SwitchConnection_t(const std::string& directory, const std::string& name, Deadline_t deadline)
+    : path_(directory + "/" + name), fd_(connectTo(path_, deadline)) {}
 
 SwitchConnection_t::~SwitchConnection_t() {
     close(fd_);
@@ -57,6 +66,9 @@ SwitchConnection_t::~SwitchConnection_t() {
 
 void SwitchConnection_t::send(std::span<const U8_t> message) {
     if (!sendWhole(fd_, message)) {
+        if (errno == EAGAIN) {
+            throw noAnswerError("the switch at '" + path_ + "' took no message in time");
+        }
         throw noSwitchError("the switch at '" + path_ + "' has gone away: " + std::strerror(errno));
     }
 }
@@ -120,4 +132,4 @@ void waitReadable(std::span<const int> fds, Deadline_t deadline) {
 }
 
 PeerConnection_t::PeerConnection_t(const std::string& directory, Deadline_t deadline)
-    : connection_(directory, "peer"), endpointId_(takeGreeting(connection_, deadline)) {}
+    : connection_(directory, "peer", deadline), endpointId_(takeGreeting(connection_, deadline)) {}

@@ -68,6 +68,7 @@ _esactl() {
         case $command in
         "") words+=" --version" ;;
         status) words+=" --format --output" ;;
+        led) words+=" --force" ;;
         events) words+=" --follow --startup --all --count" ;;
         watch) words+=" --interval --all --count" ;;
         raw) words+=" --page" ;;

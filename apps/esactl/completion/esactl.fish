@@ -18,6 +18,7 @@ complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a raw -d 'Pag
 complete -c esactl -n '__fish_seen_subcommand_from status' -l format -x -a 'text json prometheus'
 complete -c esactl -n '__fish_seen_subcommand_from status' -l output -r -F
 complete -c esactl -n '__fish_seen_subcommand_from led' -a 'all (printf "slot%02d\n" (seq 0 15)) on off'
+complete -c esactl -n '__fish_seen_subcommand_from led' -l force -d 'Even where it is taken for done'
 complete -c esactl -n '__fish_seen_subcommand_from fan' -a '(printf "fan%d\n" (seq 0 7)) on off'
 complete -c esactl -n '__fish_seen_subcommand_from psu' -a 'psu0 psu1 psu2 fail ok'
 complete -c esactl -n '__fish_seen_subcommand_from alarm' -a 'mute fault critical'

@@ -57,6 +57,7 @@ TEST_F(Completion, RequestsAndOptions) {
     EXPECT_EQ(offered("alarm ''"), "mute fault critical\n");
     EXPECT_EQ(offered("status --format p"), "prometheus\n");
     EXPECT_EQ(offered("events --f"), "--follow\n");
+    EXPECT_EQ(offered("led all off --fo"), "--force\n");
 }
 
 } // namespace
