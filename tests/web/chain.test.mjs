@@ -111,6 +111,14 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
         await page.setViewportSize({width: 1440, height: 1700});
         await page.screenshot({path: join(RESULTS, "overheated.png")});
 
+        await page.locator('[data-act="enter"]').click();
+        await page.locator("dialog input").fill(CHAINS.heat.token);
+        await page.keyboard.press("Enter");
+        await page.locator('[data-act="mute"]').click();
+        await page.locator("dialog button", {hasText: "Yes"}).click();
+        await until("silence", async () => !(await world("heat")).alarm.sounding);
+        await until("the muted alarm", async () => (await cell(page, "alarm0")).short === "muted");
+
         await page.locator('[data-hand="cool"]').click();
         await until("the end of the fault", async () => (await cell(page, "temp0")).state === "ok", 90);
 
@@ -193,6 +201,14 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
         await page.locator('[data-act="off"]').click();
         await page.locator("dialog button", {hasText: "Yes"}).click();
         await until("the dark LEDs", async () => (await cell(page, "slot02")).led === "off");
+        assert.deepEqual((await world("hand")).drives.filter((drive) => drive.led), []);
+        // Found by its blinking, the bay is as dark as it was.
+        await page.locator(".panel-act input").fill("7");
+        await page.locator('[data-act="blink"]').click();
+        await page.locator("dialog button", {hasText: "Yes"}).click();
+        await until("the blinking LED", async () => (await world("hand")).drives[7].led);
+        await page.locator('[data-act="blink"]').click();
+        await until("the end of the blinking", async () => (await page.locator('[data-act="blink"]').textContent()) === "Blink to find");
         assert.deepEqual((await world("hand")).drives.filter((drive) => drive.led), []);
         assert.ok(!page.url().includes(CHAINS.hand.token));
         assert.deepEqual(await page.context().cookies(), []);
