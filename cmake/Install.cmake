@@ -78,6 +78,9 @@ if(TARGET esamon)
   install(FILES ${packaging}/esamon.tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME esamon.conf ${monitor})
   install(FILES ${packaging}/esamon.default DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default RENAME esamon ${monitor})
   install(FILES ${packaging}/esamon.sysusers.conf DESTINATION lib/sysusers.d RENAME esamon.conf ${monitor})
+  if(ESA_PANEL)
+    install(DIRECTORY ${CMAKE_BINARY_DIR}/panel DESTINATION ${CMAKE_INSTALL_DATADIR}/esa ${monitor})
+  endif()
 endif()
 
 file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[18])
@@ -91,7 +94,7 @@ install(FILES ${completion}/esactl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bas
 install(FILES ${completion}/_esactl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 install(FILES ${completion}/esactl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${packaging}/debian/copyright DESTINATION ${doc_dir})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${doc_dir}/docs FILES_MATCHING PATTERN *.md PATTERN man EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${doc_dir}/docs FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${doc_dir})
 install_compressed(${packaging}/debian/changelog ${doc_dir})
 

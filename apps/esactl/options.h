@@ -24,6 +24,15 @@ struct Options_t {
     bool everyEvent = false;
     unsigned count = 0; /**< events or redraws after which to stop; 0: no limit */
     double intervalSeconds = 2;
+    std::string monitor; /**< the monitor's socket */
+    std::string since;   /**< moments as people write them; empty: any */
+    std::string until;
+    std::string type;  /**< name of an event; empty: any */
+    bool plot = false; /**< a curve instead of a table */
+    bool standard = false;
+    std::string file;
+    std::string logDirectory = "/var/log/esa";
+    unsigned key = 0x64; /**< of the parameter block */
 
     bool json() const { return jsonFlag || format == "json"; }
     bool prometheus() const { return !json() && format == "prometheus"; }

@@ -27,6 +27,7 @@ BUILD = "shown: ./test installs and builds the same, and the tests as well"
 PACKAGE = "run by tests/package"
 EMULATED = "run by ./test --machine"
 RUN = "run by run_test.py"
+WEB = "run by tests/web"
 # How a line is run.
 SESSION, LIVE, STATUS_SCRIPT, BRIDGE = "session", "live", "script", "bridge"
 
@@ -35,6 +36,7 @@ LINES = {
     "README.md": {
         "Startup      event manager...": PICTURE,
         "./run": RUN,
+        "./run --web": WEB,
         "./run --sim heat 1600": RUN,
         "./run --sim heat 190": RUN,
         "./test": ITSELF,
@@ -42,6 +44,9 @@ LINES = {
     },
     "docs/architecture.md": {
         "main, esamain, esainit...": PICTURE,
+    },
+    "docs/panel.md": {
+        "./run --web": WEB,
     },
     "docs/operations.md": {
         "scripts/packages build package": BUILD,
@@ -197,7 +202,7 @@ class DocsTest(unittest.TestCase):
 
     def test_examples_of_esactl(self):
         examples = re.findall(r"^\|.*\| `(esactl [^`]*)` \|$", text_of("docs/esactl.md"), re.MULTILINE)
-        self.assertEqual(9, len(examples))
+        self.assertEqual(10, len(examples))
         with stage.prepared(), contextlib.ExitStack() as stack, tempfile.TemporaryDirectory() as work:
             programs = self.enclosure(stack, work)
             for line in examples:

@@ -24,7 +24,7 @@ _esactl_elements() {
 _esactl() {
     local cur=${COMP_WORDS[COMP_CWORD]}
     local prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="status config led fan psu alarm events watch raw"
+    local commands="status config led fan psu alarm events history watch raw page bundle decode"
     local common="--directory --timeout --json --help"
     local command="" position=0 i
     local -a where=()
@@ -36,18 +36,19 @@ _esactl() {
             where=(--directory "${COMP_WORDS[i + 1]}")
             ((i++))
             ;;
-        --timeout | --format | --output | --interval | --count | --page) ((i++)) ;;
+        --timeout | --format | --output | --interval | --count | --page | --since | --until | --element | --type | --monitor | \
+            --log-directory | --key) ((i++)) ;;
         -*) ;;
         *) if [[ -z $command ]]; then command=${COMP_WORDS[i]}; else ((position++)); fi ;;
         esac
     done
 
     case $prev in
-    --directory)
+    --directory | --log-directory)
         mapfile -t COMPREPLY < <(compgen -d -- "$cur")
         return
         ;;
-    --output)
+    --output | --monitor)
         mapfile -t COMPREPLY < <(compgen -f -- "$cur")
         return
         ;;
@@ -59,7 +60,7 @@ _esactl() {
         mapfile -t COMPREPLY < <(compgen -W "1 2" -- "$cur")
         return
         ;;
-    --timeout | --interval | --count) return ;;
+    --timeout | --interval | --count | --since | --until | --element | --type | --key) return ;;
     esac
 
     local words=""
@@ -69,9 +70,12 @@ _esactl() {
         "") words+=" --version" ;;
         status) words+=" --format --output" ;;
         led) words+=" --force" ;;
-        events) words+=" --follow --startup --all --count" ;;
+        events) words+=" --follow --startup --all --count --since --until --element --type --monitor" ;;
+        history) words+=" --since --until --plot --monitor" ;;
         watch) words+=" --interval --all --count" ;;
         raw) words+=" --page" ;;
+        page) words+=" --standard --output" ;;
+        bundle) words+=" --output --log-directory --key --monitor" ;;
         esac
     else
         case $command:$position in
@@ -82,6 +86,11 @@ _esactl() {
         led:1 | fan:1) words="on off" ;;
         psu:1) words="fail ok" ;;
         alarm:0) words="mute fault critical" ;;
+        page:0) words="1 2" ;;
+        decode:0)
+            mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+            return
+            ;;
         esac
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")

@@ -1,6 +1,6 @@
 # fish completion for esactl
 
-set -l commands status config led fan psu alarm events watch raw
+set -l commands status config led fan psu alarm events history watch raw page bundle decode
 
 complete -c esactl -f
 complete -c esactl -l directory -r -a '(__fish_complete_directories)' -d 'Directory of the switch sockets'
@@ -15,6 +15,22 @@ complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a alarm -d 'S
 complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a events -d 'Events as they come'
 complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a watch -d 'Live view'
 complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a raw -d 'Pages as bytes'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a history -d 'Readings over time'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a page -d 'A page as hex'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a bundle -d 'One file for a trouble report'
+complete -c esactl -n "not __fish_seen_subcommand_from $commands" -a decode -d 'Logs in words'
+complete -c esactl -n '__fish_seen_subcommand_from events history' -l since -x
+complete -c esactl -n '__fish_seen_subcommand_from events history' -l until -x
+complete -c esactl -n '__fish_seen_subcommand_from events' -l element -x
+complete -c esactl -n '__fish_seen_subcommand_from events' -l type -x
+complete -c esactl -n '__fish_seen_subcommand_from events history bundle' -l monitor -r -F
+complete -c esactl -n '__fish_seen_subcommand_from history' -l plot
+complete -c esactl -n '__fish_seen_subcommand_from page' -a '1 2'
+complete -c esactl -n '__fish_seen_subcommand_from page' -l standard
+complete -c esactl -n '__fish_seen_subcommand_from page bundle' -l output -r -F
+complete -c esactl -n '__fish_seen_subcommand_from bundle' -l log-directory -x -a '(__fish_complete_directories)'
+complete -c esactl -n '__fish_seen_subcommand_from bundle' -l key -x
+complete -c esactl -n '__fish_seen_subcommand_from decode' -F
 complete -c esactl -n '__fish_seen_subcommand_from status' -l format -x -a 'text json prometheus'
 complete -c esactl -n '__fish_seen_subcommand_from status' -l output -r -F
 complete -c esactl -n '__fish_seen_subcommand_from led' -a 'all (printf "slot%02d\n" (seq 0 15)) on off'
