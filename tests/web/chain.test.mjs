@@ -16,9 +16,8 @@ let browser;
 before(async () => (browser = await launch()));
 after(() => browser.close());
 
-/** A page whose fans stand still: several that are painted at once leave the processors to nobody else. */
-function open(address, options = {}) {
-    return openPage(browser, address, {reducedMotion: "reduce", ...options});
+function open(address, options) {
+    return openPage(browser, address, options);
 }
 
 /** Gives the simulator a command, as its page does. */
