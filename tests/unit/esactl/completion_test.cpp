@@ -37,7 +37,7 @@ protected:
 };
 
 TEST_F(Completion, Commands) {
-    EXPECT_EQ(offered("''"), "status config led fan psu alarm events watch raw\n");
+    EXPECT_EQ(offered("''"), "status config led fan psu alarm events history watch raw page bundle decode\n");
     EXPECT_EQ(offered("--timeout 3 co"), "config\n");
 }
 
