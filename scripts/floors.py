@@ -72,9 +72,10 @@ def circles():
 
 def reaches(path, included, folder):
     """Whether an include can only mean a file below `folder`."""
-    if (path.parent / included).exists():
+    shared = [ROOT / "include", *(library for library in (ROOT / "libs").iterdir() if library != folder)]
+    if any((place / included).exists() for place in [path.parent, *shared]):
         return False
-    return (folder / included).exists() and not (ROOT / "include" / included).exists()
+    return (folder / included).exists()
 
 
 def other_findings():
@@ -87,6 +88,8 @@ def other_findings():
         "sim": [ADAPTER],
     }
     above |= {f"apps/{path.name}": [ADAPTER, ROOT / "sim", ROOT / "tests"] for path in applications if path != ADAPTER}
+    # What peers share knows what all tools share, and not the other way round.
+    above["libs/tools"] = [ROOT / "libs/peer"]
     # The fail-safe program drives the fans by the adapter's own chips and enclosures.
     above["apps/esafailsafe"].remove(ADAPTER)
     above["apps/esa"] = [ROOT / "sim", ROOT / "tests", *(path for path in applications if path != ADAPTER)]
