@@ -1,48 +1,48 @@
-#include "sim/bridge.h"
+#include "bridge.h"
 
 #include <algorithm>
 #include <iterator>
 
-namespace encsim {
 namespace {
 
-/// What the first byte of a frame says about it.
-struct Kind {
+/** What the first byte of a frame says about it. */
+struct FrameKind_t {
     std::uint8_t first;
     bool read;
     bool numbered;
-    std::size_t head; // bytes before the data, or of the whole frame; a request's last three: device, register, length
+    /** Bytes before the data, or of the whole frame; a request's last three: device, register, length. */
+    std::size_t head;
 };
 
-constexpr Kind kKinds[] = {
+constexpr FrameKind_t KINDS[] = {
     {0x48, false, true, 2}, // greeting: the number
     {0x52, true, false, 4}, {0x57, false, false, 4}, {0x72, true, true, 5}, {0x77, false, true, 5},
 };
 
-constexpr std::uint8_t kGreetingAnswer = 0x68;
-constexpr std::uint8_t kDone = 0x41;
-constexpr std::uint8_t kNotAcknowledged = 0x4E;
-constexpr std::uint8_t kNumberedDone = 0x61;
-constexpr std::uint8_t kNumberedNotAcknowledged = 0x6E;
+constexpr std::uint8_t GREETING_ANSWER = 0x68;
+constexpr std::uint8_t DONE = 0x41;
+constexpr std::uint8_t NOT_ACKNOWLEDGED = 0x4E;
+constexpr std::uint8_t NUMBERED_DONE = 0x61;
+constexpr std::uint8_t NUMBERED_NOT_ACKNOWLEDGED = 0x6E;
 
-constexpr std::size_t kGreeting = 2;
+constexpr std::size_t GREETING = 2;
 
-const Kind* kindOf(const std::vector<std::uint8_t>& frame) {
+const FrameKind_t* kindOf(const std::vector<std::uint8_t>& frame) {
     const auto* const kind =
-        std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& one) { return one.first == frame[0]; });
-    return kind == std::end(kKinds) ? nullptr : kind;
+        std::find_if(std::begin(KINDS), std::end(KINDS), [&](const FrameKind_t& one) { return one.first == frame[0]; });
+    return kind == std::end(KINDS) ? nullptr : kind;
 }
 
-/// Whether what there is of the frame can become one.
+/** Whether what there is of the frame can become one. */
 bool isPossible(const std::vector<std::uint8_t>& frame) {
-    const Kind* const kind = kindOf(frame);
+    const FrameKind_t* const kind = kindOf(frame);
     if (kind == nullptr) {
         return false;
     }
     if (kind->numbered && frame.size() >= 2 && frame[1] < 0x80) {
         return false;
     }
-    if (kind->head == kGreeting) {
+    if (kind->head == GREETING) {
         return true;
     }
     const bool address = frame.size() < kind->head - 2 || frame[kind->head - 3] < 0x80;
@@ -50,17 +50,17 @@ bool isPossible(const std::vector<std::uint8_t>& frame) {
     return address && length;
 }
 
-/// Bytes of the whole frame, as far as what there is of it tells.
+/** Bytes of the whole frame, as far as what there is of it tells. */
 std::size_t lengthOf(const std::vector<std::uint8_t>& frame) {
-    const Kind& kind = *kindOf(frame);
-    const bool data = kind.head != kGreeting && !kind.read && frame.size() >= kind.head;
+    const FrameKind_t& kind = *kindOf(frame);
+    const bool data = kind.head != GREETING && !kind.read && frame.size() >= kind.head;
     return kind.head + (data ? frame[kind.head - 1] : 0);
 }
 
 } // namespace
 
-std::vector<std::uint8_t> Bridge::feed(std::span<const std::uint8_t> bytes, Clock::time_point now) {
-    if (now - last_ >= kSilence) {
+std::vector<std::uint8_t> Bridge_t::feed(std::span<const std::uint8_t> bytes, Clock_t::time_point now) {
+    if (now - last_ >= SILENCE) {
         request_.clear();
         junk_ = false;
     }
@@ -72,12 +72,12 @@ std::vector<std::uint8_t> Bridge::feed(std::span<const std::uint8_t> bytes, Cloc
     return answer;
 }
 
-void Bridge::setSilent(bool silent) {
+void Bridge_t::setSilent(bool silent) {
     silent_ = silent;
     request_.clear();
 }
 
-void Bridge::take(std::uint8_t byte, std::vector<std::uint8_t>& answer) {
+void Bridge_t::take(std::uint8_t byte, std::vector<std::uint8_t>& answer) {
     if (junk_ || silent_) {
         return;
     }
@@ -93,10 +93,10 @@ void Bridge::take(std::uint8_t byte, std::vector<std::uint8_t>& answer) {
     }
 }
 
-void Bridge::run(std::vector<std::uint8_t>& answer) {
-    const Kind& kind = *kindOf(request_);
-    if (kind.head == kGreeting) {
-        answer.insert(answer.end(), {kGreetingAnswer, request_[1]});
+void Bridge_t::run(std::vector<std::uint8_t>& answer) {
+    const FrameKind_t& kind = *kindOf(request_);
+    if (kind.head == GREETING) {
+        answer.insert(answer.end(), {GREETING_ANSWER, request_[1]});
         return;
     }
     const std::uint8_t address = request_[kind.head - 3];
@@ -110,9 +110,9 @@ void Bridge::run(std::vector<std::uint8_t>& answer) {
         done = bus_.write(address, reg, std::span<const std::uint8_t>(request_).subspan(kind.head));
     }
     if (kind.numbered) {
-        answer.insert(answer.end(), {done ? kNumberedDone : kNumberedNotAcknowledged, request_[1]});
+        answer.insert(answer.end(), {done ? NUMBERED_DONE : NUMBERED_NOT_ACKNOWLEDGED, request_[1]});
     } else {
-        answer.push_back(done ? kDone : kNotAcknowledged);
+        answer.push_back(done ? DONE : NOT_ACKNOWLEDGED);
     }
     if (done && kind.numbered) {
         answer.push_back(static_cast<std::uint8_t>(data.size()));
@@ -121,5 +121,3 @@ void Bridge::run(std::vector<std::uint8_t>& answer) {
         answer.insert(answer.end(), data.begin(), data.end());
     }
 }
-
-} // namespace encsim

@@ -1,24 +1,20 @@
-#pragma once
 /** The serial I2C bridge on a pseudo-terminal. */
+#pragma once
 
-#include "sim/bridge.h"
-#include "sim/pty.h"
+#include "bridge.h"
+#include "pty.h"
 
-namespace encsim {
-
-class BridgeLine : public Line {
+class BridgeLine_t : public Line_t {
 public:
     /** Throws std::runtime_error when the link cannot be made. */
-    BridgeLine(Bus& bus, const std::string& link) : bridge_(bus), pty_(link) {}
+    BridgeLine_t(Bus_t& bus, const std::string& link) : bridge_(bus), pty_(link) {}
 
-    Silenceable& silenceable() override { return bridge_; }
+    Silenceable_t& silenceable() override { return bridge_; }
     std::string place() const override { return pty_.link() + " (" + pty_.device() + ")"; }
     std::vector<pollfd> watched() const override { return {{pty_.fd(), POLLIN, 0}}; }
     void serve(std::span<const pollfd> ready) override;
 
 private:
-    Bridge bridge_;
-    Pty pty_;
+    Bridge_t bridge_;
+    Pty_t pty_;
 };
-
-} // namespace encsim

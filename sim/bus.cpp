@@ -1,9 +1,7 @@
-#include "sim/bus.h"
+#include "bus.h"
 
 #include <algorithm>
 #include <cstdio>
-
-namespace encsim {
 
 namespace {
 
@@ -21,7 +19,7 @@ const char* outcome(bool acknowledged) {
     return acknowledged ? " ack" : " nack";
 }
 
-std::string describe(const Message_t& message) {
+std::string describe(const BusMessage_t& message) {
     char head[16];
     std::snprintf(head, sizeof head, "%s 0x%02x ", message.read ? "read" : "write", unsigned{message.address});
     return head + inBrackets(message.data) + outcome(message.acknowledged);
@@ -29,24 +27,24 @@ std::string describe(const Message_t& message) {
 
 } // namespace
 
-std::string describe(const Transfer& transfer) {
+std::string describe(const Transfer_t& transfer) {
     char head[64];
     std::snprintf(head, sizeof head, "%llu %s 0x%02x 0x%02x %u ", static_cast<unsigned long long>(transfer.number),
                   transfer.read ? "read" : "write", unsigned{transfer.address}, unsigned{transfer.reg},
                   transfer.length);
     std::string text = head + inBrackets(transfer.data) + outcome(transfer.acknowledged);
-    for (const Message_t& message : transfer.messages) {
+    for (const BusMessage_t& message : transfer.messages) {
         text += (&message == &transfer.messages.front() ? " = " : ", ") + describe(message);
     }
     return text;
 }
 
-Device* Bus::device(std::uint8_t address) const {
+Device_t* Bus_t::device(std::uint8_t address) const {
     const auto found = devices_.find(address);
     return found == devices_.end() ? nullptr : found->second.get();
 }
 
-std::vector<std::uint8_t> Bus::addresses() const {
+std::vector<std::uint8_t> Bus_t::addresses() const {
     std::vector<std::uint8_t> all;
     for (const auto& entry : devices_) {
         all.push_back(entry.first);
@@ -54,8 +52,8 @@ std::vector<std::uint8_t> Bus::addresses() const {
     return all;
 }
 
-bool Bus::read(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> out) {
-    Device* const target = begin(address);
+bool Bus_t::read(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> out) {
+    Device_t* const target = begin(address);
     std::vector<std::uint8_t> bytes(out.size());
     const bool acknowledged = target != nullptr && target->read(reg, bytes);
     if (acknowledged) {
@@ -73,8 +71,8 @@ bool Bus::read(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> o
     return acknowledged;
 }
 
-bool Bus::write(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
-    Device* const target = begin(address);
+bool Bus_t::write(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
+    Device_t* const target = begin(address);
     const bool acknowledged = target != nullptr && target->write(reg, data);
     finish({.read = false,
             .address = address,
@@ -86,10 +84,10 @@ bool Bus::write(std::uint8_t address, std::uint8_t reg, std::span<const std::uin
     return acknowledged;
 }
 
-bool Bus::transfer(std::span<Message_t> messages) {
+bool Bus_t::transfer(std::span<BusMessage_t> messages) {
     for (std::size_t i = 0; i < messages.size(); ++i) {
-        Message_t& message = messages[i];
-        Message_t* const next = i + 1 < messages.size() ? &messages[i + 1] : nullptr;
+        BusMessage_t& message = messages[i];
+        BusMessage_t* const next = i + 1 < messages.size() ? &messages[i + 1] : nullptr;
         if (message.read) {
             readOn(message);
         } else if (message.data.size() == 1 && next != nullptr && next->read && next->address == message.address) {
@@ -105,10 +103,10 @@ bool Bus::transfer(std::span<Message_t> messages) {
     return true;
 }
 
-void Bus::readRegister(Message_t& select, Message_t& wanted) {
+void Bus_t::readRegister(BusMessage_t& select, BusMessage_t& wanted) {
     const std::uint8_t address = select.address;
     const std::uint8_t reg = select.data[0];
-    Device* const target = begin(address);
+    Device_t* const target = begin(address);
     std::vector<std::uint8_t> bytes(wanted.data.size());
     select.acknowledged = target != nullptr ? target->width(reg) != 0 : refused_ && failSecond_;
     wanted.acknowledged = target != nullptr && (bytes.empty() || target->read(reg, bytes));
@@ -128,9 +126,9 @@ void Bus::readRegister(Message_t& select, Message_t& wanted) {
 }
 
 /* Without a register, as from a program that has set it in an earlier transfer, or asks whether anybody is there. */
-void Bus::readOn(Message_t& wanted) {
+void Bus_t::readOn(BusMessage_t& wanted) {
     const std::uint8_t reg = pointers_[wanted.address];
-    Device* const target = begin(wanted.address);
+    Device_t* const target = begin(wanted.address);
     const auto length = static_cast<unsigned>(wanted.data.size());
     wanted.acknowledged = target != nullptr && (length == 0 || target->read(reg, wanted.data));
     if (!wanted.acknowledged) {
@@ -145,13 +143,13 @@ void Bus::readOn(Message_t& wanted) {
             .messages = {wanted}});
 }
 
-void Bus::writeRegister(Message_t& message) {
+void Bus_t::writeRegister(BusMessage_t& message) {
     if (!message.data.empty()) {
         pointers_[message.address] = message.data[0];
     }
     const std::uint8_t reg = pointers_[message.address];
     const auto data = std::span<const std::uint8_t>(message.data).subspan(message.data.empty() ? 0 : 1);
-    Device* const target = begin(message.address);
+    Device_t* const target = begin(message.address);
     if (data.empty()) {
         message.acknowledged = target != nullptr && (message.data.empty() || target->width(reg) != 0);
     } else {
@@ -166,13 +164,13 @@ void Bus::writeRegister(Message_t& message) {
             .messages = {message}});
 }
 
-void Bus::failNext(unsigned count, unsigned skip, bool atSecondMessage) {
+void Bus_t::failNext(unsigned count, unsigned skip, bool atSecondMessage) {
     failures_ = count;
     skip_ = count == 0 ? 0 : skip;
     failSecond_ = atSecondMessage;
 }
 
-void Bus::setSilent(std::uint8_t address, bool silent) {
+void Bus_t::setSilent(std::uint8_t address, bool silent) {
     if (silent) {
         silent_.insert(address);
     } else {
@@ -180,7 +178,7 @@ void Bus::setSilent(std::uint8_t address, bool silent) {
     }
 }
 
-Device* Bus::begin(std::uint8_t address) {
+Device_t* Bus_t::begin(std::uint8_t address) {
     refused_ = false;
     if (failures_ != 0 && skip_ != 0) {
         --skip_;
@@ -192,7 +190,7 @@ Device* Bus::begin(std::uint8_t address) {
     return silent(address) ? nullptr : device(address);
 }
 
-void Bus::finish(Transfer transfer) {
+void Bus_t::finish(Transfer_t transfer) {
     for (const auto& [address, device] : devices_) {
         if (address != transfer.address || !transfer.acknowledged) {
             device->otherTraffic();
@@ -206,9 +204,7 @@ void Bus::finish(Transfer transfer) {
         observer_(transfer);
     }
     remembered_.push_back(std::move(transfer));
-    if (remembered_.size() > kRemembered) {
+    if (remembered_.size() > REMEMBERED) {
         remembered_.pop_front();
     }
 }
-
-} // namespace encsim

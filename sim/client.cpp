@@ -1,17 +1,16 @@
-#include "sim/client.h"
-
-#include "sim/descriptor.h"
-#include "sim/unix_socket.h"
+#include "client.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
 
-namespace encsim {
+#include "owned_fd.h"
+#include "unix_socket.h"
+
 namespace {
 
-/// The position of the last line of `reply` when it ends a reply, npos otherwise.
+/** The position of the last line of `reply` when it ends a reply, npos otherwise. */
 std::size_t lastLine(const std::string& reply) {
     if (!reply.ends_with('\n')) {
         return std::string::npos;
@@ -26,7 +25,7 @@ std::size_t lastLine(const std::string& reply) {
 
 int sendCommand(const std::string& path, const std::string& command) {
     const sockaddr_un address = socketAddress(path);
-    const Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const OwnedFd_t fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (fd.get() < 0 || connect(fd.get(), generic(address), sizeof address) != 0) {
         throw std::runtime_error("no simulator answers at " + path + ": " + std::strerror(errno));
     }
@@ -51,5 +50,3 @@ int sendCommand(const std::string& path, const std::string& command) {
     std::fputs(reply.c_str() + last, stderr);
     return 1;
 }
-
-} // namespace encsim

@@ -2,11 +2,9 @@
 
 #include <string>
 
-namespace encsim {
-
-/// Gives the simulator whose control socket is at `path` one command and prints its reply: the lines before "ok" on
-/// standard output, a refusal on standard error. Returns 0, or 1 when the command was refused. Throws
-/// std::runtime_error when nobody answers there.
+/**
+ * Gives the simulator whose command socket is at `path` one command and prints its reply: the lines before "ok" on
+ * standard output, a refusal on standard error. Returns 0, or 1 when the command was refused. Throws
+ * std::runtime_error when nobody answers there.
+ */
 int sendCommand(const std::string& path, const std::string& command);
-
-} // namespace encsim

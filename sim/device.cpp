@@ -1,13 +1,11 @@
-#include "sim/device.h"
+#include "device.h"
 
-namespace encsim {
-
-bool Device::read(std::uint8_t reg, std::span<std::uint8_t> out) {
+bool Device_t::read(std::uint8_t reg, std::span<std::uint8_t> out) {
     const std::optional<unsigned> value = peek(reg);
     return value.has_value() && deliver(reg, *value, out);
 }
 
-bool Device::write(std::uint8_t reg, std::span<const std::uint8_t> data) {
+bool Device_t::write(std::uint8_t reg, std::span<const std::uint8_t> data) {
     if (width(reg) == 0 || data.size() != width(reg)) {
         return false;
     }
@@ -18,7 +16,7 @@ bool Device::write(std::uint8_t reg, std::span<const std::uint8_t> data) {
     return store(reg, value);
 }
 
-bool Device::pin(std::uint8_t reg, unsigned value) {
+bool Device_t::pin(std::uint8_t reg, unsigned value) {
     const unsigned bytes = width(reg);
     if (bytes == 0 || value >> (8 * bytes) != 0) {
         return false;
@@ -27,7 +25,7 @@ bool Device::pin(std::uint8_t reg, unsigned value) {
     return true;
 }
 
-std::optional<unsigned> Device::peek(std::uint8_t reg) const {
+std::optional<unsigned> Device_t::peek(std::uint8_t reg) const {
     if (width(reg) == 0) {
         return std::nullopt;
     }
@@ -35,12 +33,10 @@ std::optional<unsigned> Device::peek(std::uint8_t reg) const {
     return pin != pins_.end() ? pin->second : load(reg);
 }
 
-bool Device::deliver(std::uint8_t, unsigned value, std::span<std::uint8_t> out) {
+bool Device_t::deliver(std::uint8_t, unsigned value, std::span<std::uint8_t> out) {
     if (out.size() != 1) {
         return false;
     }
     out[0] = static_cast<std::uint8_t>(value);
     return true;
 }
-
-} // namespace encsim

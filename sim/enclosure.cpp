@@ -1,39 +1,38 @@
-#include "sim/enclosure.h"
-
-#include "sim/enclosures/chassis.h"
-#include "sim/physics.h"
+#include "enclosure.h"
 
 #include <utility>
 
-namespace encsim {
+#include "enclosures/chassis.h"
+#include "physics.h"
+
 namespace {
 
-struct Row {
+struct Row_t {
     const char* name;
-    std::unique_ptr<Enclosure> (*make)();
+    std::unique_ptr<Enclosure_t> (*make)();
 };
 
-constexpr Row kChassis[] = {
+constexpr Row_t CHASSIS[] = {
     {"vsc055", makeVsc055Backplane},   {"quadra", makeQuadra}, {"xyratex", makeXyratex}, {"chenbro", makeChenbro},
     {"w83782d", makeW83782dBackplane},
 };
 
 } // namespace
 
-Enclosure::Enclosure(std::string chassis) : chassis_(std::move(chassis)) {
-    bus_.onTransfer([this](const Transfer&) { wire(); });
+Enclosure_t::Enclosure_t(std::string chassis) : chassis_(std::move(chassis)) {
+    bus_.onTransfer([this](const Transfer_t&) { wire(); });
 }
 
-void Enclosure::advance(double seconds) {
+void Enclosure_t::advance(double seconds) {
     if (frozen_ || seconds <= 0) {
         return;
     }
-    encsim::advance(world_, seconds);
+    ::advance(world_, seconds);
     live(seconds);
     wire();
 }
 
-void Enclosure::powerOn() {
+void Enclosure_t::powerOn() {
     wire();
     settle(world_);
     wire();
@@ -42,7 +41,7 @@ void Enclosure::powerOn() {
 const std::vector<std::string>& chassisNames() {
     static const std::vector<std::string> names = [] {
         std::vector<std::string> all;
-        for (const Row& row : kChassis) {
+        for (const Row_t& row : CHASSIS) {
             all.emplace_back(row.name);
         }
         return all;
@@ -50,13 +49,11 @@ const std::vector<std::string>& chassisNames() {
     return names;
 }
 
-std::unique_ptr<Enclosure> makeEnclosure(std::string_view chassis) {
-    for (const Row& row : kChassis) {
+std::unique_ptr<Enclosure_t> makeEnclosure(std::string_view chassis) {
+    for (const Row_t& row : CHASSIS) {
         if (chassis == row.name) {
             return row.make();
         }
     }
     return nullptr;
 }
-
-} // namespace encsim

@@ -1,6 +1,5 @@
-#include "sim/guest_memory.h"
+#include "guest_memory.h"
 
-namespace encsim {
 namespace {
 
 std::optional<std::span<std::uint8_t>> within(std::uint64_t begin, std::span<std::uint8_t> bytes, std::uint64_t address,
@@ -13,7 +12,7 @@ std::optional<std::span<std::uint8_t>> within(std::uint64_t begin, std::span<std
 
 } // namespace
 
-std::optional<std::span<std::uint8_t>> GuestMemory::atGuest(std::uint64_t address, std::uint64_t length) const {
+std::optional<std::span<std::uint8_t>> GuestMemory_t::atGuest(std::uint64_t address, std::uint64_t length) const {
     for (const Region_t& region : regions_) {
         if (const auto found = within(region.guest, region.bytes, address, length)) {
             return found;
@@ -22,7 +21,7 @@ std::optional<std::span<std::uint8_t>> GuestMemory::atGuest(std::uint64_t addres
     return std::nullopt;
 }
 
-std::optional<std::span<std::uint8_t>> GuestMemory::atUser(std::uint64_t address, std::uint64_t length) const {
+std::optional<std::span<std::uint8_t>> GuestMemory_t::atUser(std::uint64_t address, std::uint64_t length) const {
     for (const Region_t& region : regions_) {
         if (const auto found = within(region.user, region.bytes, address, length)) {
             return found;
@@ -30,5 +29,3 @@ std::optional<std::span<std::uint8_t>> GuestMemory::atUser(std::uint64_t address
     }
     return std::nullopt;
 }
-
-} // namespace encsim

@@ -1,15 +1,13 @@
-#pragma once
 /** A virtual machine's memory as the device sees it: nothing is reached that does not lie in it as a whole. */
+#pragma once
 
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <vector>
 
-namespace encsim {
-
 /** Memory of this process that the machine sees at an address of its own. */
-class GuestMemory {
+class GuestMemory_t {
 public:
     struct Region_t {
         std::uint64_t guest = 0;       /**< address that the machine's programs and devices use */
@@ -28,5 +26,3 @@ public:
 private:
     std::vector<Region_t> regions_;
 };
-
-} // namespace encsim

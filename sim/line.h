@@ -1,33 +1,30 @@
-#pragma once
 /** Where transfers come from: whoever is at the other end of the simulated bus. */
+#pragma once
 
 #include <poll.h>
-
 #include <span>
 #include <string>
 #include <vector>
 
-namespace encsim {
-
 /** Something that can be told not to answer. */
-class Silenceable {
+class Silenceable_t {
 public:
-    Silenceable() = default;
-    virtual ~Silenceable() = default;
+    Silenceable_t() = default;
+    virtual ~Silenceable_t() = default;
 
     /** While silent it answers nothing, and nothing reaches the bus. */
     virtual void setSilent(bool silent) = 0;
     virtual bool silent() const = 0;
 };
 
-class Line {
+class Line_t {
 public:
-    Line() = default;
-    virtual ~Line() = default;
-    Line(const Line&) = delete;
-    Line& operator=(const Line&) = delete;
+    Line_t() = default;
+    virtual ~Line_t() = default;
+    Line_t(const Line_t&) = delete;
+    Line_t& operator=(const Line_t&) = delete;
 
-    virtual Silenceable& silenceable() = 0;
+    virtual Silenceable_t& silenceable() = 0;
     /** Where the other end finds it, for a person. */
     virtual std::string place() const = 0;
     /** What to wait for. */
@@ -35,5 +32,3 @@ public:
     /** Deals with what came; `ready` are the entries that watched() gave last, with their results. */
     virtual void serve(std::span<const pollfd> ready) = 0;
 };
-
-} // namespace encsim

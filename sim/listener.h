@@ -1,26 +1,24 @@
 #pragma once
 
-#include "sim/descriptor.h"
-
 #include <string>
 
-namespace encsim {
+#include "owned_fd.h"
 
-/// A UNIX stream socket that listens at a path, and removes it at the end.
-class Listener {
+/** A UNIX stream socket that listens at a path, and removes it at the end. */
+class Listener_t {
 public:
-    /// A socket nobody answers at any more is replaced. Throws std::runtime_error, naming the option that gave the
-    /// path, when the path is taken otherwise.
-    explicit Listener(std::string path, const char* option = "--control");
-    ~Listener();
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
+    /**
+     * A socket nobody answers at any more is replaced. Throws std::runtime_error, naming the option that gave the
+     * path, when the path is taken otherwise.
+     */
+    explicit Listener_t(std::string path, const char* option = "--control");
+    ~Listener_t();
+    Listener_t(const Listener_t&) = delete;
+    Listener_t& operator=(const Listener_t&) = delete;
 
     int fd() const { return fd_.get(); }
 
 private:
     std::string path_;
-    Descriptor fd_;
+    OwnedFd_t fd_;
 };
-
-} // namespace encsim

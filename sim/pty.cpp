@@ -1,4 +1,4 @@
-#include "sim/pty.h"
+#include "pty.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -9,7 +9,6 @@
 #include <sys/stat.h>
 #include <termios.h>
 
-namespace encsim {
 namespace {
 
 [[noreturn]] void failed(const std::string& what) {
@@ -33,16 +32,16 @@ std::string linkTarget(const std::string& path) {
     return length > 0 ? std::string(target, static_cast<std::size_t>(length)) : std::string();
 }
 
-/// A living simulator holds a lock on its line.
+/** A living simulator holds a lock on its line. */
 bool inUse(const std::string& device) {
-    const Descriptor fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    const OwnedFd_t fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     return fd.get() >= 0 && flock(fd.get(), LOCK_EX | LOCK_NB) != 0;
 }
 
 } // namespace
 
-Pty::Pty(std::string link) : link_(std::move(link)) {
-    master_ = Descriptor(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+Pty_t::Pty_t(std::string link) : link_(std::move(link)) {
+    master_ = OwnedFd_t(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (master_.get() < 0 || grantpt(master_.get()) != 0 || unlockpt(master_.get()) != 0) {
         failed("cannot open a pseudo-terminal");
     }
@@ -51,7 +50,7 @@ Pty::Pty(std::string link) : link_(std::move(link)) {
         failed("cannot name the pseudo-terminal");
     }
     device_ = name;
-    slave_ = Descriptor(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
+    slave_ = OwnedFd_t(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
     if (slave_.get() < 0) {
         failed("cannot open " + device_);
     }
@@ -65,13 +64,13 @@ Pty::Pty(std::string link) : link_(std::move(link)) {
     }
 }
 
-Pty::~Pty() {
+Pty_t::~Pty_t() {
     if (linkTarget(link_) == device_) {
         unlink(link_.c_str());
     }
 }
 
-void Pty::place() const {
+void Pty_t::place() const {
     struct stat there {};
     if (lstat(link_.c_str(), &there) == 0) {
         const std::string target = linkTarget(link_);
@@ -87,5 +86,3 @@ void Pty::place() const {
         failed("cannot create the link " + link_ + " (--link names another place)");
     }
 }
-
-} // namespace encsim

@@ -1,4 +1,4 @@
-#include "sim/server.h"
+#include "server.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -7,13 +7,12 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-namespace encsim {
 namespace {
 
-constexpr timespec kTick{.tv_sec = 0, .tv_nsec = 50'000'000};
-constexpr std::chrono::seconds kLongestPause{10}; // a suspended simulator does not make up for the time
-constexpr std::size_t kLongestLine = 4096;
-constexpr std::size_t kLargestBacklog = 8 * 1024 * 1024; // a peer that asks and never reads
+constexpr timespec TICK{.tv_sec = 0, .tv_nsec = 50'000'000};
+constexpr std::chrono::seconds LONGEST_PAUSE{10}; // a suspended simulator does not make up for the time
+constexpr std::size_t LONGEST_LINE = 4096;
+constexpr std::size_t LARGEST_BACKLOG = 8 * 1024 * 1024; // a peer that asks and never reads
 
 volatile std::sig_atomic_t stopping = 0;
 
@@ -21,11 +20,11 @@ extern "C" void stop(int) {
     stopping = 1;
 }
 
-/// Carries out every whole line of `text` and removes it; the replies, one after another.
-std::string runLines(Control& control, std::string& text) {
+/** Carries out every whole line of `text` and removes it; the replies, one after another. */
+std::string runLines(Commands_t& commands, std::string& text) {
     std::string replies;
-    for (std::size_t end; (end = text.find('\n')) != std::string::npos && !control.quitRequested();) {
-        replies += control.execute(std::string_view(text).substr(0, end));
+    for (std::size_t end; (end = text.find('\n')) != std::string::npos && !commands.quitRequested();) {
+        replies += commands.execute(std::string_view(text).substr(0, end));
         text.erase(0, end + 1);
     }
     return replies;
@@ -33,7 +32,7 @@ std::string runLines(Control& control, std::string& text) {
 
 } // namespace
 
-void Server::catchSignals() {
+void Server_t::catchSignals() {
     struct sigaction action {};
     action.sa_handler = stop;
     sigaction(SIGINT, &action, nullptr);
@@ -50,18 +49,18 @@ void Server::catchSignals() {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
 }
 
-void Server::run() {
+void Server_t::run() {
     sigset_t none;
     sigemptyset(&none);
-    while (stopping == 0 && !control_.quitRequested()) {
+    while (stopping == 0 && !commands_.quitRequested()) {
         std::vector<pollfd> watched = line_.watched();
         const std::size_t terminal = watched.size();
         watched.push_back({terminalOpen_ ? STDIN_FILENO : -1, POLLIN, 0});
         watched.push_back({listener_ != nullptr ? listener_->fd() : -1, POLLIN, 0});
-        for (const Peer& peer : peers_) {
+        for (const Peer_t& peer : peers_) {
             watched.push_back({peer.fd.get(), static_cast<short>(peer.out.empty() ? POLLIN : POLLIN | POLLOUT), 0});
         }
-        const int ready = ppoll(watched.data(), watched.size(), &kTick, &none);
+        const int ready = ppoll(watched.data(), watched.size(), &TICK, &none);
         passTime();
         if (ready <= 0) {
             continue;
@@ -72,24 +71,24 @@ void Server::run() {
             serveTerminal();
         }
         std::size_t at = terminal + 2;
-        for (Peer& peer : peers_) {
+        for (Peer_t& peer : peers_) {
             servePeer(peer, watched[at++].revents);
         }
-        peers_.remove_if([](const Peer& peer) { return peer.closing; });
+        peers_.remove_if([](const Peer_t& peer) { return peer.closing; });
         if (watched[terminal + 1].revents != 0) {
             acceptPeer();
         }
     }
 }
 
-void Server::passTime() {
-    const auto now = Clock::now();
-    const std::chrono::duration<double> passed = std::min<Clock::duration>(now - last_, kLongestPause);
+void Server_t::passTime() {
+    const auto now = Clock_t::now();
+    const std::chrono::duration<double> passed = std::min<Clock_t::duration>(now - last_, LONGEST_PAUSE);
     last_ = now;
-    control_.enclosure().advance(passed.count() * control_.speed());
+    commands_.enclosure().advance(passed.count() * commands_.speed());
 }
 
-void Server::serveTerminal() {
+void Server_t::serveTerminal() {
     char bytes[1024];
     const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
     if (count <= 0) {
@@ -97,21 +96,21 @@ void Server::serveTerminal() {
         return;
     }
     terminal_.append(bytes, static_cast<std::size_t>(count));
-    std::fputs(runLines(control_, terminal_).c_str(), stdout);
+    std::fputs(runLines(commands_, terminal_).c_str(), stdout);
     std::fflush(stdout);
-    if (terminal_.size() > kLongestLine) {
+    if (terminal_.size() > LONGEST_LINE) {
         terminal_.clear();
     }
 }
 
-void Server::acceptPeer() {
-    Descriptor fd(accept4(listener_->fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+void Server_t::acceptPeer() {
+    OwnedFd_t fd(accept4(listener_->fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (fd.get() >= 0) {
         peers_.push_back({.fd = std::move(fd), .in = {}, .out = {}, .closing = false});
     }
 }
 
-void Server::servePeer(Peer& peer, short events) {
+void Server_t::servePeer(Peer_t& peer, short events) {
     if ((events & (POLLIN | POLLHUP | POLLERR)) != 0) {
         char bytes[4096];
         const ssize_t count = recv(peer.fd.get(), bytes, sizeof bytes, 0);
@@ -121,10 +120,10 @@ void Server::servePeer(Peer& peer, short events) {
         }
         if (count > 0) {
             peer.in.append(bytes, static_cast<std::size_t>(count));
-            peer.out += runLines(control_, peer.in);
+            peer.out += runLines(commands_, peer.in);
         }
-        if (peer.in.size() > kLongestLine) {
-            peer.out += "error: a command line must have at most " + std::to_string(kLongestLine) + " characters\n";
+        if (peer.in.size() > LONGEST_LINE) {
+            peer.out += "error: a command line must have at most " + std::to_string(LONGEST_LINE) + " characters\n";
             peer.in.clear();
             send(peer);
             peer.closing = true;
@@ -133,28 +132,27 @@ void Server::servePeer(Peer& peer, short events) {
     send(peer);
 }
 
-void Server::send(Peer& peer) {
+void Server_t::send(Peer_t& peer) {
     while (!peer.out.empty()) {
         const ssize_t count = ::send(peer.fd.get(), peer.out.data(), peer.out.size(), MSG_NOSIGNAL);
         if (count < 0) {
-            peer.closing |= (errno != EAGAIN && errno != EINTR) || peer.out.size() > kLargestBacklog;
+            peer.closing |= (errno != EAGAIN && errno != EINTR) || peer.out.size() > LARGEST_BACKLOG;
             return;
         }
         peer.out.erase(0, static_cast<std::size_t>(count));
     }
 }
 
-void Server::printTransfers() {
-    const auto& all = control_.enclosure().bus().remembered();
+void Server_t::printTransfers() {
+    const auto& all = commands_.enclosure().bus().remembered();
     if (all.empty()) {
         return;
     }
-    if (control_.logging()) {
-        const auto fresh = std::find_if(all.begin(), all.end(), [&](const Transfer& t) { return t.number > printed_; });
-        std::for_each(fresh, all.end(), [](const Transfer& t) { std::puts(describe(t).c_str()); });
+    if (commands_.logging()) {
+        const auto fresh =
+            std::find_if(all.begin(), all.end(), [&](const Transfer_t& t) { return t.number > printed_; });
+        std::for_each(fresh, all.end(), [](const Transfer_t& t) { std::puts(describe(t).c_str()); });
         std::fflush(stdout);
     }
     printed_ = all.back().number;
 }
-
-} // namespace encsim

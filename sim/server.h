@@ -1,33 +1,31 @@
+/** The one loop: line, command socket, terminal, passing time. */
 #pragma once
-// The one loop: line, control socket, terminal, passing time.
-
-#include "sim/control.h"
-#include "sim/line.h"
-#include "sim/listener.h"
 
 #include <chrono>
 #include <list>
 #include <string>
 
-namespace encsim {
+#include "commands.h"
+#include "line.h"
+#include "listener.h"
 
-class Server {
+class Server_t {
 public:
-    /// `listener` may be null: no control socket.
-    Server(Control& control, Line& line, const Listener* listener)
-        : control_(control), line_(line), listener_(listener) {}
+    /** `listener` may be null: no command socket. */
+    Server_t(Commands_t& commands, Line_t& line, const Listener_t* listener)
+        : commands_(commands), line_(line), listener_(listener) {}
 
-    /// Runs until the command "quit", SIGINT or SIGTERM; catchSignals() must have been called before.
+    /** Runs until the command "quit", SIGINT or SIGTERM; catchSignals() must have been called before. */
     void run();
 
-    /// From now on SIGINT and SIGTERM end run(), and a reader that goes away does no harm.
+    /** From now on SIGINT and SIGTERM end run(), and a reader that goes away does no harm. */
     static void catchSignals();
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock_t = std::chrono::steady_clock;
 
-    struct Peer {
-        Descriptor fd;
+    struct Peer_t {
+        OwnedFd_t fd;
         std::string in, out;
         bool closing = false;
     };
@@ -35,18 +33,16 @@ private:
     void passTime();
     void serveTerminal();
     void acceptPeer();
-    void servePeer(Peer& peer, short events);
-    void send(Peer& peer);
+    void servePeer(Peer_t& peer, short events);
+    void send(Peer_t& peer);
     void printTransfers();
 
-    Control& control_;
-    Line& line_;
-    const Listener* listener_;
-    std::list<Peer> peers_;
+    Commands_t& commands_;
+    Line_t& line_;
+    const Listener_t* listener_;
+    std::list<Peer_t> peers_;
     std::string terminal_;
     bool terminalOpen_ = true;
     std::uint64_t printed_ = 0;
-    Clock::time_point last_ = Clock::now();
+    Clock_t::time_point last_ = Clock_t::now();
 };
-
-} // namespace encsim

@@ -1,9 +1,7 @@
-#include "sim/unix_socket.h"
+#include "unix_socket.h"
 
 #include <cstring>
 #include <stdexcept>
-
-namespace encsim {
 
 sockaddr_un socketAddress(const std::string& path) {
     sockaddr_un address{};
@@ -15,5 +13,3 @@ sockaddr_un socketAddress(const std::string& path) {
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     return address;
 }
-
-} // namespace encsim

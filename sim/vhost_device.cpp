@@ -1,11 +1,10 @@
-#include "sim/vhost_device.h"
+#include "vhost_device.h"
 
 #include <algorithm>
 #include <cstring>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
-namespace encsim {
 namespace {
 
 constexpr std::uint32_t VERSION = 1;
@@ -40,8 +39,8 @@ std::uint64_t longWord(const VhostMessage_t& message, std::size_t at) {
     return value;
 }
 
-template <class Number>
-void append(std::vector<std::uint8_t>& bytes, Number value) {
+template <typename Number_t>
+void append(std::vector<std::uint8_t>& bytes, Number_t value) {
     const std::size_t at = bytes.size();
     bytes.resize(at + sizeof value);
     std::memcpy(&bytes[at], &value, sizeof value);
@@ -62,19 +61,19 @@ std::vector<std::uint8_t> packed(const VhostMessage_t& message) {
 }
 
 /** The file that comes with a message about the one queue; none where the message says so. */
-bool takeFile(VhostMessage_t& message, Descriptor& file) {
+bool takeFile(VhostMessage_t& message, OwnedFd_t& file) {
     const std::uint64_t which = longWord(message, 0);
     const bool expected = (which & NO_FILE) == 0;
     if ((which & VRING_MASK) != 0 || message.files.size() != (expected ? 1 : 0)) {
         return false;
     }
-    file = expected ? std::move(message.files[0]) : Descriptor();
+    file = expected ? std::move(message.files[0]) : OwnedFd_t();
     return true;
 }
 
 } // namespace
 
-SharedMapping::SharedMapping(const Descriptor& file, std::uint64_t offset, std::uint64_t size) {
+SharedMapping_t::SharedMapping_t(const OwnedFd_t& file, std::uint64_t offset, std::uint64_t size) {
     struct stat there {};
     if (fstat(file.get(), &there) != 0 || there.st_size < 0) {
         return;
@@ -94,42 +93,42 @@ SharedMapping::SharedMapping(const Descriptor& file, std::uint64_t offset, std::
     bytes_ = {static_cast<std::uint8_t*>(base) + offset, static_cast<std::size_t>(size)};
 }
 
-SharedMapping::SharedMapping(SharedMapping&& other) noexcept
+SharedMapping_t::SharedMapping_t(SharedMapping_t&& other) noexcept
     : base_(std::exchange(other.base_, nullptr)), length_(other.length_), bytes_(other.bytes_) {}
 
-SharedMapping::~SharedMapping() {
+SharedMapping_t::~SharedMapping_t() {
     if (base_ != nullptr) {
         munmap(base_, length_);
     }
 }
 
-struct VhostDevice::Rule_t {
+struct VhostDevice_t::Rule_t {
     std::uint32_t request;
     std::size_t payload;
     bool replies;
-    bool (VhostDevice::*run)(VhostMessage_t& message); /* the reply's payload takes the message's place */
+    bool (VhostDevice_t::*run)(VhostMessage_t& message); /* the reply's payload takes the message's place */
 };
 
-constexpr VhostDevice::Rule_t VhostDevice::RULES[] = {
-    {1, 0, true, &VhostDevice::getFeatures},
-    {2, 8, false, &VhostDevice::setFeatures},
-    {3, 0, false, &VhostDevice::accept}, /* SET_OWNER */
-    {4, 0, false, &VhostDevice::accept}, /* RESET_OWNER, which means nothing any more */
-    {5, ANY_SIZE, false, &VhostDevice::setMemory},
-    {8, 8, false, &VhostDevice::setSize},
-    {9, 40, false, &VhostDevice::setAddresses},
-    {10, 8, false, &VhostDevice::setBase},
-    {11, 8, true, &VhostDevice::getBase},
-    {12, 8, false, &VhostDevice::setKick},
-    {13, 8, false, &VhostDevice::setCall},
-    {14, 8, false, &VhostDevice::accept}, /* SET_VRING_ERR: nothing is ever told there */
-    {15, 0, true, &VhostDevice::getProtocolFeatures},
-    {16, 8, false, &VhostDevice::setProtocolFeatures},
-    {17, 0, true, &VhostDevice::getQueueCount},
-    {18, 8, false, &VhostDevice::setEnabled},
+constexpr VhostDevice_t::Rule_t VhostDevice_t::RULES[] = {
+    {1, 0, true, &VhostDevice_t::getFeatures},
+    {2, 8, false, &VhostDevice_t::setFeatures},
+    {3, 0, false, &VhostDevice_t::accept}, /* SET_OWNER */
+    {4, 0, false, &VhostDevice_t::accept}, /* RESET_OWNER, which means nothing any more */
+    {5, ANY_SIZE, false, &VhostDevice_t::setMemory},
+    {8, 8, false, &VhostDevice_t::setSize},
+    {9, 40, false, &VhostDevice_t::setAddresses},
+    {10, 8, false, &VhostDevice_t::setBase},
+    {11, 8, true, &VhostDevice_t::getBase},
+    {12, 8, false, &VhostDevice_t::setKick},
+    {13, 8, false, &VhostDevice_t::setCall},
+    {14, 8, false, &VhostDevice_t::accept}, /* SET_VRING_ERR: nothing is ever told there */
+    {15, 0, true, &VhostDevice_t::getProtocolFeatures},
+    {16, 8, false, &VhostDevice_t::setProtocolFeatures},
+    {17, 0, true, &VhostDevice_t::getQueueCount},
+    {18, 8, false, &VhostDevice_t::setEnabled},
 };
 
-std::optional<std::vector<std::uint8_t>> VhostDevice::handle(VhostMessage_t message) {
+std::optional<std::vector<std::uint8_t>> VhostDevice_t::handle(VhostMessage_t message) {
     const auto* const rule = std::find_if(std::begin(RULES), std::end(RULES),
                                           [&](const Rule_t& one) { return one.request == message.request; });
     const bool known = rule != std::end(RULES);
@@ -148,16 +147,16 @@ std::optional<std::vector<std::uint8_t>> VhostDevice::handle(VhostMessage_t mess
     return done || !known ? std::optional(std::vector<std::uint8_t>()) : std::nullopt;
 }
 
-bool VhostDevice::accept(VhostMessage_t& /*message*/) {
+bool VhostDevice_t::accept(VhostMessage_t& /*message*/) {
     return true;
 }
 
-bool VhostDevice::getFeatures(VhostMessage_t& message) {
+bool VhostDevice_t::getFeatures(VhostMessage_t& message) {
     setNumber(message, OFFERED);
     return true;
 }
 
-bool VhostDevice::setFeatures(VhostMessage_t& message) {
+bool VhostDevice_t::setFeatures(VhostMessage_t& message) {
     const std::uint64_t features = longWord(message, 0);
     stop();
     layout_.indirect = (features & INDIRECT_DESCRIPTORS) != 0;
@@ -168,22 +167,22 @@ bool VhostDevice::setFeatures(VhostMessage_t& message) {
     return (features & ~OFFERED) == 0 && (features & VERSION_1) != 0;
 }
 
-bool VhostDevice::getProtocolFeatures(VhostMessage_t& message) {
+bool VhostDevice_t::getProtocolFeatures(VhostMessage_t& message) {
     setNumber(message, REPLY_ACKNOWLEDGE);
     return true;
 }
 
-bool VhostDevice::setProtocolFeatures(VhostMessage_t& message) {
+bool VhostDevice_t::setProtocolFeatures(VhostMessage_t& message) {
     acknowledges_ = (longWord(message, 0) & REPLY_ACKNOWLEDGE) != 0;
     return (longWord(message, 0) & ~REPLY_ACKNOWLEDGE) == 0;
 }
 
-bool VhostDevice::getQueueCount(VhostMessage_t& message) {
+bool VhostDevice_t::getQueueCount(VhostMessage_t& message) {
     setNumber(message, 1);
     return true;
 }
 
-bool VhostDevice::setMemory(VhostMessage_t& message) {
+bool VhostDevice_t::setMemory(VhostMessage_t& message) {
     stop();
     memory_.clear();
     mappings_.clear();
@@ -194,7 +193,7 @@ bool VhostDevice::setMemory(VhostMessage_t& message) {
     }
     for (std::size_t i = 0; i < count; ++i) {
         const std::size_t at = TABLE_HEAD + i * TABLE_REGION;
-        SharedMapping mapping(message.files[i], longWord(message, at + 24), longWord(message, at + 8));
+        SharedMapping_t mapping(message.files[i], longWord(message, at + 24), longWord(message, at + 8));
         if (mapping.bytes().empty()) {
             return false;
         }
@@ -205,13 +204,13 @@ bool VhostDevice::setMemory(VhostMessage_t& message) {
     return true;
 }
 
-bool VhostDevice::setSize(VhostMessage_t& message) {
+bool VhostDevice_t::setSize(VhostMessage_t& message) {
     stop();
     layout_.size = word(message, 4);
     return word(message, 0) == 0;
 }
 
-bool VhostDevice::setAddresses(VhostMessage_t& message) {
+bool VhostDevice_t::setAddresses(VhostMessage_t& message) {
     stop();
     layout_.descriptors = longWord(message, 8);
     layout_.used = longWord(message, 16);
@@ -221,13 +220,13 @@ bool VhostDevice::setAddresses(VhostMessage_t& message) {
     return word(message, 0) == 0;
 }
 
-bool VhostDevice::setBase(VhostMessage_t& message) {
+bool VhostDevice_t::setBase(VhostMessage_t& message) {
     stop();
     layout_.next = static_cast<std::uint16_t>(word(message, 4));
     return word(message, 0) == 0;
 }
 
-bool VhostDevice::getBase(VhostMessage_t& message) {
+bool VhostDevice_t::getBase(VhostMessage_t& message) {
     if (word(message, 0) != 0) {
         return false;
     }
@@ -239,17 +238,17 @@ bool VhostDevice::getBase(VhostMessage_t& message) {
     return true;
 }
 
-bool VhostDevice::setKick(VhostMessage_t& message) {
+bool VhostDevice_t::setKick(VhostMessage_t& message) {
     kickSet_ = takeFile(message, kick_);
     startWhenReady();
     return kickSet_;
 }
 
-bool VhostDevice::setCall(VhostMessage_t& message) {
+bool VhostDevice_t::setCall(VhostMessage_t& message) {
     return takeFile(message, call_);
 }
 
-bool VhostDevice::setEnabled(VhostMessage_t& message) {
+bool VhostDevice_t::setEnabled(VhostMessage_t& message) {
     enabled_ = word(message, 4) != 0;
     if (!enabled_) {
         stop();
@@ -258,31 +257,29 @@ bool VhostDevice::setEnabled(VhostMessage_t& message) {
     return word(message, 0) == 0;
 }
 
-void VhostDevice::stop() {
+void VhostDevice_t::stop() {
     if (queue_) {
         layout_.next = queue_->next();
         queue_.reset();
     }
 }
 
-void VhostDevice::startWhenReady() {
+void VhostDevice_t::startWhenReady() {
     if (!queue_ && enabled_ && kickSet_ && hasAddresses_) {
-        queue_ = Virtqueue::make(memory_, layout_);
+        queue_ = Virtqueue_t::make(memory_, layout_);
         // A machine that lost its device while it waited for an answer does not tell again.
         serve();
     }
 }
 
-void VhostDevice::setSilent(bool silent) {
+void VhostDevice_t::setSilent(bool silent) {
     silent_ = silent;
     serve();
 }
 
-void VhostDevice::serve() {
+void VhostDevice_t::serve() {
     if (queue_ && !silent_ && serveRequests(*queue_, bus_) && queue_->wantsInterrupt() && call_.get() >= 0) {
         const std::uint64_t one = 1;
         (void)!write(call_.get(), &one, sizeof one); // an emulator that is gone shows at its socket
     }
 }
-
-} // namespace encsim

@@ -1,13 +1,12 @@
-#include "sim/vhost_line.h"
+#include "vhost_line.h"
 
 #include <cerrno>
 #include <cstring>
 #include <sys/socket.h>
 
-namespace encsim {
 namespace {
 
-void takeFiles(msghdr& message, std::vector<Descriptor>& files) {
+void takeFiles(msghdr& message, std::vector<OwnedFd_t>& files) {
     for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
         if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) {
             continue;
@@ -21,15 +20,15 @@ void takeFiles(msghdr& message, std::vector<Descriptor>& files) {
 }
 
 /** All of `bytes`, and the files that come with the first of them; false when the other end is gone. */
-bool receive(int socket, std::span<std::uint8_t> bytes, std::vector<Descriptor>& files) {
+bool receive(int socket, std::span<std::uint8_t> bytes, std::vector<OwnedFd_t>& files) {
     while (!bytes.empty()) {
         iovec part{bytes.data(), bytes.size()};
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * VhostDevice::MOST_FILES)];
+        alignas(cmsghdr) char ancillary[CMSG_SPACE(sizeof(int) * VhostDevice_t::MOST_FILES)];
         msghdr message{};
         message.msg_iov = &part;
         message.msg_iovlen = 1;
-        message.msg_control = control;
-        message.msg_controllen = sizeof control;
+        message.msg_control = ancillary;
+        message.msg_controllen = sizeof ancillary;
         const ssize_t count = recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
         if (count < 0 && errno == EINTR) {
             continue;
@@ -57,13 +56,13 @@ void limitWaiting(int socket) {
 
 } // namespace
 
-std::vector<pollfd> VhostLine::watched() const {
+std::vector<pollfd> VhostLine_t::watched() const {
     return {{listener_.fd(), POLLIN, 0},
             {emulator_.get(), POLLIN, 0},
             {device_ && !silent_ ? device_->kick() : -1, POLLIN, 0}};
 }
 
-void VhostLine::serve(std::span<const pollfd> ready) {
+void VhostLine_t::serve(std::span<const pollfd> ready) {
     std::uint64_t kicks;
     if (ready[2].revents != 0 && read(ready[2].fd, &kicks, sizeof kicks) > 0) {
         device_->serve();
@@ -76,15 +75,15 @@ void VhostLine::serve(std::span<const pollfd> ready) {
     }
 }
 
-void VhostLine::setSilent(bool silent) {
+void VhostLine_t::setSilent(bool silent) {
     silent_ = silent;
     if (device_) {
         device_->setSilent(silent);
     }
 }
 
-void VhostLine::serveListener() {
-    Descriptor fd(accept4(listener_.fd(), nullptr, nullptr, SOCK_CLOEXEC));
+void VhostLine_t::serveListener() {
+    OwnedFd_t fd(accept4(listener_.fd(), nullptr, nullptr, SOCK_CLOEXEC));
     // A second emulator finds its device gone; the first keeps it.
     if (fd.get() < 0 || device_) {
         return;
@@ -95,8 +94,8 @@ void VhostLine::serveListener() {
     device_->setSilent(silent_);
 }
 
-bool VhostLine::serveMessage() {
-    std::uint8_t head[VhostDevice::HEADER];
+bool VhostLine_t::serveMessage() {
+    std::uint8_t head[VhostDevice_t::HEADER];
     VhostMessage_t message;
     if (!receive(emulator_.get(), head, message.files)) {
         return false;
@@ -105,7 +104,7 @@ bool VhostLine::serveMessage() {
     std::memcpy(&message.request, head, sizeof message.request);
     std::memcpy(&message.flags, head + 4, sizeof message.flags);
     std::memcpy(&size, head + 8, sizeof size);
-    if (size > VhostDevice::LARGEST_PAYLOAD) {
+    if (size > VhostDevice_t::LARGEST_PAYLOAD) {
         return false;
     }
     message.payload.resize(size);
@@ -116,9 +115,7 @@ bool VhostLine::serveMessage() {
     return reply && sendAll(emulator_.get(), *reply);
 }
 
-void VhostLine::hangUp() {
+void VhostLine_t::hangUp() {
     device_.reset();
-    emulator_ = Descriptor();
+    emulator_ = OwnedFd_t();
 }
-
-} // namespace encsim

@@ -1,19 +1,17 @@
-#pragma once
 /** The simulated bus as a virtual machine's: a socket to which the emulator's vhost-user I2C device connects. */
+#pragma once
 
-#include "sim/line.h"
-#include "sim/listener.h"
-#include "sim/vhost_device.h"
-
-namespace encsim {
+#include "line.h"
+#include "listener.h"
+#include "vhost_device.h"
 
 /** Serves one emulator at a time, one after another; what a kernel waits for stays waiting while nobody serves it. */
-class VhostLine : public Line, public Silenceable {
+class VhostLine_t : public Line_t, public Silenceable_t {
 public:
     /** Throws std::runtime_error when nothing can listen at `path`. */
-    VhostLine(Bus& bus, const std::string& path) : bus_(bus), path_(path), listener_(path, "--vhost-user") {}
+    VhostLine_t(Bus_t& bus, const std::string& path) : bus_(bus), path_(path), listener_(path, "--vhost-user") {}
 
-    Silenceable& silenceable() override { return *this; }
+    Silenceable_t& silenceable() override { return *this; }
     std::string place() const override { return path_; }
     std::vector<pollfd> watched() const override;
     void serve(std::span<const pollfd> ready) override;
@@ -25,12 +23,10 @@ private:
     bool serveMessage();
     void hangUp();
 
-    Bus& bus_;
+    Bus_t& bus_;
     std::string path_;
-    Listener listener_;
-    Descriptor emulator_;
-    std::optional<VhostDevice> device_;
+    Listener_t listener_;
+    OwnedFd_t emulator_;
+    std::optional<VhostDevice_t> device_;
     bool silent_ = false;
 };
-
-} // namespace encsim

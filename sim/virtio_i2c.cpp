@@ -1,8 +1,7 @@
-#include "sim/virtio_i2c.h"
+#include "virtio_i2c.h"
 
 #include <algorithm>
 
-namespace encsim {
 namespace {
 
 constexpr std::size_t HEADER = 8; /* le16 address shifted left by one, le16 zero, le32 flags */
@@ -19,7 +18,7 @@ struct Request_t {
     Chain_t chain;
     bool more = false;  /**< the next request belongs to the same transfer */
     bool valid = false; /**< a message for the bus */
-    Message_t message;
+    BusMessage_t message;
 };
 
 std::uint64_t sizeOf(const auto& buffers) {
@@ -100,11 +99,12 @@ std::uint32_t answer(const Request_t& request) {
     return done ? static_cast<std::uint32_t>(sizeOf(request.chain.writable)) : 0;
 }
 
-using Transfer_t = std::vector<Request_t>;
+using Requests_t = std::vector<Request_t>;
 
-/** Takes the next transfer; nothing when none waits. One that is cut off is taken only when `allThere`. */
-Transfer_t takeTransfer(Virtqueue& queue, bool allThere) {
-    Transfer_t requests;
+/** Takes the requests of the next transfer; nothing when none waits. One that is cut off is taken only when `allThere`.
+ */
+Requests_t takeTransfer(Virtqueue_t& queue, bool allThere) {
+    Requests_t requests;
     do {
         auto chain = queue.peek(static_cast<unsigned>(requests.size()));
         if (!chain && !allThere) {
@@ -119,17 +119,17 @@ Transfer_t takeTransfer(Virtqueue& queue, bool allThere) {
     return requests;
 }
 
-void takeTransfers(Virtqueue& queue, std::vector<Transfer_t>& all, bool allThere) {
-    for (Transfer_t one = takeTransfer(queue, allThere); !one.empty(); one = takeTransfer(queue, allThere)) {
+void takeTransfers(Virtqueue_t& queue, std::vector<Requests_t>& all, bool allThere) {
+    for (Requests_t one = takeTransfer(queue, allThere); !one.empty(); one = takeTransfer(queue, allThere)) {
         all.push_back(std::move(one));
     }
 }
 
-void carryOut(Transfer_t& requests, Bus& bus) {
+void carryOut(Requests_t& requests, Bus_t& bus) {
     if (!std::all_of(requests.begin(), requests.end(), [](const Request_t& request) { return request.valid; })) {
         return;
     }
-    std::vector<Message_t> messages;
+    std::vector<BusMessage_t> messages;
     for (const Request_t& request : requests) {
         messages.push_back(request.message);
     }
@@ -141,14 +141,14 @@ void carryOut(Transfer_t& requests, Bus& bus) {
 
 } // namespace
 
-bool serveRequests(Virtqueue& queue, Bus& bus) {
+bool serveRequests(Virtqueue_t& queue, Bus_t& bus) {
     /* Nothing is given back before the driver knows of what it shall tell next. It adds no message of its next
        transfer before this one is given back, so it tells of each transfer, and when the transfer is whole. */
-    std::vector<Transfer_t> transfers;
+    std::vector<Requests_t> transfers;
     takeTransfers(queue, transfers, true);
     queue.askForNotification();
     takeTransfers(queue, transfers, false);
-    for (Transfer_t& transfer : transfers) {
+    for (Requests_t& transfer : transfers) {
         carryOut(transfer, bus);
         for (const Request_t& request : transfer) {
             queue.push(request.chain, answer(request));
@@ -156,5 +156,3 @@ bool serveRequests(Virtqueue& queue, Bus& bus) {
     }
     return !transfers.empty();
 }
-
-} // namespace encsim

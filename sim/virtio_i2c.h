@@ -1,10 +1,8 @@
-#pragma once
 /** The I2C adapter that a virtual machine's kernel drives: requests of a virtio queue in, transfers on the bus. */
+#pragma once
 
-#include "sim/bus.h"
-#include "sim/virtqueue.h"
-
-namespace encsim {
+#include "bus.h"
+#include "virtqueue.h"
 
 /**
  * Carries out the requests that are waiting, and gives them back; to be called when the driver tells that there are
@@ -12,6 +10,4 @@ namespace encsim {
  * follow. Rubbish gets an error status where there is room for one, and nothing of its transfer reaches the bus. True
  * when anything was given back.
  */
-bool serveRequests(Virtqueue& queue, Bus& bus);
-
-} // namespace encsim
+bool serveRequests(Virtqueue_t& queue, Bus_t& bus);

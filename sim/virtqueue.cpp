@@ -1,11 +1,10 @@
-#include "sim/virtqueue.h"
+#include "virtqueue.h"
 
 #include <bit>
 #include <cstring>
 #include <endian.h>
 #include <utility>
 
-namespace encsim {
 namespace {
 
 constexpr std::size_t DESCRIPTOR_SIZE = 16; /* le64 address, le32 length, le16 flags, le16 next */
@@ -19,9 +18,9 @@ constexpr unsigned INDIRECT = 4;
 
 constexpr unsigned NO_INTERRUPT = 1;
 
-template <class Number>
-Number plain(const std::uint8_t* from) {
-    Number value;
+template <typename Number_t>
+Number_t plain(const std::uint8_t* from) {
+    Number_t value;
     std::memcpy(&value, from, sizeof value);
     return value;
 }
@@ -36,7 +35,7 @@ void setSharedIndex(std::uint8_t* to, std::uint16_t value) {
 
 } // namespace
 
-struct Virtqueue::Descriptor_t {
+struct Virtqueue_t::Descriptor_t {
     std::uint64_t address;
     std::uint32_t length;
     std::uint16_t flags;
@@ -47,7 +46,7 @@ struct Virtqueue::Descriptor_t {
           flags(le16toh(plain<std::uint16_t>(from + 12))), next(le16toh(plain<std::uint16_t>(from + 14))) {}
 };
 
-std::optional<Virtqueue> Virtqueue::make(const GuestMemory& memory, const Layout_t& layout) {
+std::optional<Virtqueue_t> Virtqueue_t::make(const GuestMemory_t& memory, const Layout_t& layout) {
     if (layout.size == 0 || layout.size > LARGEST_SIZE || !std::has_single_bit(layout.size)) {
         return std::nullopt;
     }
@@ -62,7 +61,7 @@ std::optional<Virtqueue> Virtqueue::make(const GuestMemory& memory, const Layout
             return std::nullopt;
         }
     }
-    Virtqueue queue(memory, layout);
+    Virtqueue_t queue(memory, layout);
     queue.descriptors_ = *descriptors;
     queue.available_ = *available;
     queue.used_ = *used;
@@ -71,12 +70,12 @@ std::optional<Virtqueue> Virtqueue::make(const GuestMemory& memory, const Layout
     return queue;
 }
 
-unsigned Virtqueue::waiting() const {
+unsigned Virtqueue_t::waiting() const {
     const auto count = static_cast<std::uint16_t>(sharedIndex(available_.data() + 2) - next_);
     return count <= layout_.size ? count : 0;
 }
 
-std::optional<Chain_t> Virtqueue::peek(unsigned ahead) const {
+std::optional<Chain_t> Virtqueue_t::peek(unsigned ahead) const {
     if (ahead >= waiting()) {
         return std::nullopt;
     }
@@ -88,7 +87,8 @@ std::optional<Chain_t> Virtqueue::peek(unsigned ahead) const {
 }
 
 /* A table that leads in a circle is left after as many steps as it has entries. */
-bool Virtqueue::readTable(Chain_t& chain, std::span<const std::uint8_t> table, unsigned at, bool mayBeIndirect) const {
+bool Virtqueue_t::readTable(Chain_t& chain, std::span<const std::uint8_t> table, unsigned at,
+                            bool mayBeIndirect) const {
     const std::size_t entries = table.size() / DESCRIPTOR_SIZE;
     for (std::size_t step = 0; step < entries && at < entries; ++step) {
         const Descriptor_t descriptor(&table[at * DESCRIPTOR_SIZE]);
@@ -106,7 +106,7 @@ bool Virtqueue::readTable(Chain_t& chain, std::span<const std::uint8_t> table, u
     return false;
 }
 
-bool Virtqueue::readIndirect(Chain_t& chain, const Descriptor_t& where) const {
+bool Virtqueue_t::readIndirect(Chain_t& chain, const Descriptor_t& where) const {
     const auto table = memory_->atGuest(where.address, where.length);
     if (!table || table->size() % DESCRIPTOR_SIZE != 0 || table->size() / DESCRIPTOR_SIZE > LARGEST_SIZE) {
         return false;
@@ -114,7 +114,7 @@ bool Virtqueue::readIndirect(Chain_t& chain, const Descriptor_t& where) const {
     return readTable(chain, *table, 0, false);
 }
 
-bool Virtqueue::addBuffer(Chain_t& chain, const Descriptor_t& descriptor) const {
+bool Virtqueue_t::addBuffer(Chain_t& chain, const Descriptor_t& descriptor) const {
     const auto bytes = memory_->atGuest(descriptor.address, descriptor.length);
     const bool writable = (descriptor.flags & WRITE) != 0;
     if (!bytes || (!writable && !chain.writable.empty())) {
@@ -128,20 +128,20 @@ bool Virtqueue::addBuffer(Chain_t& chain, const Descriptor_t& descriptor) const 
     return true;
 }
 
-void Virtqueue::push(const Chain_t& chain, std::uint32_t written) {
+void Virtqueue_t::push(const Chain_t& chain, std::uint32_t written) {
     std::uint8_t* const entry = &used_[RING_HEAD + pushed_ % layout_.size * USED_ENTRY];
     const std::uint32_t words[2] = {htole32(chain.head), htole32(written)};
     std::memcpy(entry, words, sizeof words);
     setSharedIndex(used_.data() + 2, ++pushed_);
 }
 
-void Virtqueue::askForNotification() {
+void Virtqueue_t::askForNotification() {
     if (layout_.eventIndex) {
         setSharedIndex(&used_[RING_HEAD + layout_.size * USED_ENTRY], next_);
     }
 }
 
-bool Virtqueue::wantsInterrupt() {
+bool Virtqueue_t::wantsInterrupt() {
     const std::uint16_t before = std::exchange(told_, pushed_);
     if (before == pushed_) {
         return false;
@@ -152,5 +152,3 @@ bool Virtqueue::wantsInterrupt() {
     const std::uint16_t event = sharedIndex(&available_[RING_HEAD + layout_.size * 2]);
     return static_cast<std::uint16_t>(pushed_ - event - 1) < static_cast<std::uint16_t>(pushed_ - before);
 }
-
-} // namespace encsim

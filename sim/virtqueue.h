@@ -1,9 +1,7 @@
-#pragma once
 /** A virtio split queue from the device's side. The driver writes it and is not trusted. */
+#pragma once
 
-#include "sim/guest_memory.h"
-
-namespace encsim {
+#include "guest_memory.h"
 
 /** One request's buffers, in the driver's order. */
 struct Chain_t {
@@ -13,7 +11,7 @@ struct Chain_t {
     std::vector<std::span<std::uint8_t>> writable;
 };
 
-class Virtqueue {
+class Virtqueue_t {
 public:
     static constexpr unsigned LARGEST_SIZE = 32768;
 
@@ -27,7 +25,7 @@ public:
     };
 
     /** Nothing when a part is misaligned or does not lie in the memory, which must outlive the queue's use. */
-    static std::optional<Virtqueue> make(const GuestMemory& memory, const Layout_t& layout);
+    static std::optional<Virtqueue_t> make(const GuestMemory_t& memory, const Layout_t& layout);
 
     /** The request `ahead` places behind the next one; nothing when the driver has not made it available yet. */
     std::optional<Chain_t> peek(unsigned ahead) const;
@@ -49,17 +47,15 @@ public:
 private:
     struct Descriptor_t;
 
-    Virtqueue(const GuestMemory& memory, const Layout_t& layout) : memory_(&memory), layout_(layout) {}
+    Virtqueue_t(const GuestMemory_t& memory, const Layout_t& layout) : memory_(&memory), layout_(layout) {}
     bool readIndirect(Chain_t& chain, const Descriptor_t& where) const;
     bool readTable(Chain_t& chain, std::span<const std::uint8_t> table, unsigned at, bool mayBeIndirect) const;
     bool addBuffer(Chain_t& chain, const Descriptor_t& descriptor) const;
 
-    const GuestMemory* memory_;
+    const GuestMemory_t* memory_;
     Layout_t layout_;
     std::span<std::uint8_t> descriptors_, available_, used_;
     std::uint16_t next_ = 0;
     std::uint16_t pushed_ = 0;
     std::uint16_t told_ = 0; /**< `pushed_` when the driver was last asked whether it wants to hear of it */
 };
-
-} // namespace encsim

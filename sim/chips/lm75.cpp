@@ -1,61 +1,60 @@
-#include "sim/chips/lm75.h"
+#include "chips/lm75.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace encsim {
 namespace {
 
-constexpr std::uint8_t kTemperature = 0x00;
-constexpr std::uint8_t kConfiguration = 0x01;
-constexpr std::uint8_t kHysteresis = 0x02;
-constexpr std::uint8_t kLimit = 0x03;
+constexpr std::uint8_t TEMPERATURE = 0x00;
+constexpr std::uint8_t CONFIGURATION = 0x01;
+constexpr std::uint8_t HYSTERESIS = 0x02;
+constexpr std::uint8_t LIMIT = 0x03;
 
-constexpr unsigned kImplementedBits = 0xFF80; // nine bits, left-justified
+constexpr unsigned IMPLEMENTED_BITS = 0xFF80; // nine bits, left-justified
 
 } // namespace
 
-unsigned Lm75::width(std::uint8_t reg) const {
-    if (reg > kLimit) {
+unsigned Lm75_t::width(std::uint8_t reg) const {
+    if (reg > LIMIT) {
         return 0;
     }
-    return reg == kConfiguration ? 1 : 2;
+    return reg == CONFIGURATION ? 1 : 2;
 }
 
-unsigned Lm75::load(std::uint8_t reg) const {
+unsigned Lm75_t::load(std::uint8_t reg) const {
     switch (reg) {
-    case kTemperature: {
+    case TEMPERATURE: {
         const auto halves = static_cast<int>(std::lround(std::clamp(celsius_, -55.0, 125.0) * 2.0));
-        return (static_cast<unsigned>(halves) << 7) & kImplementedBits;
+        return (static_cast<unsigned>(halves) << 7) & IMPLEMENTED_BITS;
     }
-    case kConfiguration:
+    case CONFIGURATION:
         return configuration_;
-    case kHysteresis:
+    case HYSTERESIS:
         return hysteresis_;
     default:
         return limit_;
     }
 }
 
-bool Lm75::store(std::uint8_t reg, unsigned value) {
+bool Lm75_t::store(std::uint8_t reg, unsigned value) {
     switch (reg) {
-    case kConfiguration:
+    case CONFIGURATION:
         configuration_ = static_cast<std::uint8_t>(value);
         return true;
-    case kHysteresis:
-        hysteresis_ = value & kImplementedBits;
+    case HYSTERESIS:
+        hysteresis_ = value & IMPLEMENTED_BITS;
         return true;
-    case kLimit:
-        limit_ = value & kImplementedBits;
+    case LIMIT:
+        limit_ = value & IMPLEMENTED_BITS;
         return true;
     default: // the temperature is read only
         return false;
     }
 }
 
-bool Lm75::deliver(std::uint8_t reg, unsigned value, std::span<std::uint8_t> out) {
+bool Lm75_t::deliver(std::uint8_t reg, unsigned value, std::span<std::uint8_t> out) {
     if (width(reg) == 1) {
-        return Device::deliver(reg, value, out);
+        return Device_t::deliver(reg, value, out);
     }
     const auto most = static_cast<std::uint8_t>(value >> 8);
     const auto least = static_cast<std::uint8_t>(value);
@@ -71,5 +70,3 @@ bool Lm75::deliver(std::uint8_t reg, unsigned value, std::span<std::uint8_t> out
     mostSignificantNext_ = !mostSignificantNext_;
     return true;
 }
-
-} // namespace encsim

@@ -1,36 +1,37 @@
-#include "sim/chips/w83782d.h"
+#include "chips/w83782d.h"
 
 #include <algorithm>
 #include <cmath>
 #include <iterator>
 
-namespace encsim {
 namespace {
 
-constexpr std::uint8_t kVoltages = 0x20; // to 0x26
-constexpr std::uint8_t kTemperature = 0x27;
-constexpr std::uint8_t kFanCounts = 0x28; // to 0x2A
-constexpr std::uint8_t kLimitsFirst = 0x2B;
-constexpr std::uint8_t kLimitsLast = 0x3D;
-constexpr std::uint8_t kConfiguration = 0x40;
-constexpr std::uint8_t kSerialBusAddress = 0x48;
-constexpr std::uint8_t kFanInOutBeep = 0x4D;
+constexpr std::uint8_t VOLTAGES = 0x20; // to 0x26
+constexpr std::uint8_t TEMPERATURE = 0x27;
+constexpr std::uint8_t FAN_COUNTS = 0x28; // to 0x2A
+constexpr std::uint8_t LIMITS_FIRST = 0x2B;
+constexpr std::uint8_t LIMITS_LAST = 0x3D;
+constexpr std::uint8_t CONFIGURATION = 0x40;
+constexpr std::uint8_t SERIAL_BUS_ADDRESS = 0x48;
+constexpr std::uint8_t FAN_IN_OUT_BEEP = 0x4D;
 
-constexpr std::uint8_t kBeepOff = 0x40;    // in the configuration
-constexpr std::uint8_t kBeepOutput = 0x80; // in the fan in/out and beep control
+constexpr std::uint8_t BEEP_OFF = 0x40;    // in the configuration
+constexpr std::uint8_t BEEP_OUTPUT = 0x80; // in the fan in/out and beep control
 
-constexpr double kFanClock = 1350000.0;
-constexpr double kFanDivisor = 2.0; // as the divisor bits stand at power-on; nothing on these boards changes them
-constexpr std::uint8_t kTooSlow = 0xFF;
+constexpr double FAN_CLOCK = 1350000.0;
+constexpr double FAN_DIVISOR = 2.0; // as the divisor bits stand at power-on; nothing on these boards changes them
+constexpr std::uint8_t TOO_SLOW = 0xFF;
 
-constexpr double kVoltsPerStep = 0.016;
+constexpr double VOLTS_PER_STEP = 0.016;
 
-// The pin sees rail x gain + offset: plain dividers for the positive rails, dividers against the 3.6 V reference (232 k
-// with 56 k, 120 k with 56 k) for the negative ones.
-struct Input {
+/**
+ * The pin sees rail x gain + offset: plain dividers for the positive rails, dividers against the 3.6 V reference (232 k
+ * with 56 k, 120 k with 56 k) for the negative ones.
+ */
+struct Input_t {
     double gain, offset;
 };
-constexpr Input kInputs[] = {
+constexpr Input_t INPUTS[] = {
     {1.0, 0.0},
     {1.0, 0.0},
     {1.0, 0.0},
@@ -40,21 +41,23 @@ constexpr Input kInputs[] = {
     {56.0 / 176.0, 3.6 * 120.0 / 176.0},
 };
 
-// Power-on values of the registers beside the measured ones and the limits. The limits are undefined at power-on; here
-// they are 0.
-struct Default {
+/**
+ * Power-on values of the registers beside the measured ones and the limits. The limits are undefined at power-on; here
+ * they are 0.
+ */
+struct Default_t {
     std::uint8_t reg, value;
     bool writable;
 };
-constexpr Default kDefaults[] = {
-    {kConfiguration, 0x01, true},
+constexpr Default_t DEFAULTS[] = {
+    {CONFIGURATION, 0x01, true},
     {0x41, 0x00, false},
     {0x42, 0x00, false},
     {0x47, 0x50, true},
-    {kSerialBusAddress, 0x2D, true},
+    {SERIAL_BUS_ADDRESS, 0x2D, true},
     {0x49, 0x02, true},
     {0x4B, 0x44, true},
-    {kFanInOutBeep, 0x15, true},
+    {FAN_IN_OUT_BEEP, 0x15, true},
     {0x4E, 0x80, true},
     {0x58, 0x30, false},
     {0x5A, 0xFF, true},
@@ -64,17 +67,17 @@ constexpr Default kDefaults[] = {
     {0x5F, 0xFF, true},
 };
 
-const Default* defaultOf(std::uint8_t reg) {
+const Default_t* defaultOf(std::uint8_t reg) {
     const auto* const found =
-        std::find_if(std::begin(kDefaults), std::end(kDefaults), [reg](const Default& row) { return row.reg == reg; });
-    return found == std::end(kDefaults) ? nullptr : found;
+        std::find_if(std::begin(DEFAULTS), std::end(DEFAULTS), [reg](const Default_t& row) { return row.reg == reg; });
+    return found == std::end(DEFAULTS) ? nullptr : found;
 }
 
 bool isMeasured(std::uint8_t reg) {
-    return reg >= kVoltages && reg < kLimitsFirst;
+    return reg >= VOLTAGES && reg < LIMITS_FIRST;
 }
 bool isLimit(std::uint8_t reg) {
-    return reg >= kLimitsFirst && reg <= kLimitsLast;
+    return reg >= LIMITS_FIRST && reg <= LIMITS_LAST;
 }
 
 std::uint8_t clampToByte(double value, double least, double most) {
@@ -83,31 +86,31 @@ std::uint8_t clampToByte(double value, double least, double most) {
 
 } // namespace
 
-W83782d::W83782d(std::uint8_t address) {
-    for (const Default& row : kDefaults) {
+W83782d_t::W83782d_t(std::uint8_t address) {
+    for (const Default_t& row : DEFAULTS) {
         registers_[row.reg] = row.value;
     }
-    registers_[kSerialBusAddress] = address;
+    registers_[SERIAL_BUS_ADDRESS] = address;
 }
 
-unsigned W83782d::width(std::uint8_t reg) const {
+unsigned W83782d_t::width(std::uint8_t reg) const {
     return isMeasured(reg) || isLimit(reg) || defaultOf(reg) != nullptr ? 1 : 0;
 }
 
-double W83782d::duty(std::uint8_t reg) const {
+double W83782d_t::duty(std::uint8_t reg) const {
     return registers_[reg] / 255.0;
 }
 
-bool W83782d::beeping() const {
-    return (registers_[kFanInOutBeep] & kBeepOutput) != 0 && (registers_[kConfiguration] & kBeepOff) == 0;
+bool W83782d_t::beeping() const {
+    return (registers_[FAN_IN_OUT_BEEP] & BEEP_OUTPUT) != 0 && (registers_[CONFIGURATION] & BEEP_OFF) == 0;
 }
 
-unsigned W83782d::load(std::uint8_t reg) const {
+unsigned W83782d_t::load(std::uint8_t reg) const {
     return isMeasured(reg) ? measured(reg) : registers_[reg];
 }
 
-bool W83782d::store(std::uint8_t reg, unsigned value) {
-    const Default* const row = defaultOf(reg);
+bool W83782d_t::store(std::uint8_t reg, unsigned value) {
+    const Default_t* const row = defaultOf(reg);
     if (!isLimit(reg) && (row == nullptr || !row->writable)) {
         return false;
     }
@@ -115,16 +118,14 @@ bool W83782d::store(std::uint8_t reg, unsigned value) {
     return true;
 }
 
-std::uint8_t W83782d::measured(std::uint8_t reg) const {
-    if (reg < kTemperature) {
-        const std::size_t input = reg - std::size_t{kVoltages};
-        return clampToByte((volts_[input] * kInputs[input].gain + kInputs[input].offset) / kVoltsPerStep, 0, 255);
+std::uint8_t W83782d_t::measured(std::uint8_t reg) const {
+    if (reg < TEMPERATURE) {
+        const std::size_t input = reg - std::size_t{VOLTAGES};
+        return clampToByte((volts_[input] * INPUTS[input].gain + INPUTS[input].offset) / VOLTS_PER_STEP, 0, 255);
     }
-    if (reg == kTemperature) {
+    if (reg == TEMPERATURE) {
         return clampToByte(celsius_, -128, 127);
     }
-    const double rpm = rpm_[reg - std::size_t{kFanCounts}];
-    return rpm < 1.0 ? kTooSlow : clampToByte(kFanClock / (rpm * kFanDivisor), 1, kTooSlow);
+    const double rpm = rpm_[reg - std::size_t{FAN_COUNTS}];
+    return rpm < 1.0 ? TOO_SLOW : clampToByte(FAN_CLOCK / (rpm * FAN_DIVISOR), 1, TOO_SLOW);
 }
-
-} // namespace encsim

@@ -1,14 +1,10 @@
+/** One maker a chassis; enclosure.cpp holds the table of their names. */
 #pragma once
-// One maker a chassis; enclosure.cpp holds the table of their names.
 
-#include "sim/enclosure.h"
+#include "enclosure.h"
 
-namespace encsim {
-
-std::unique_ptr<Enclosure> makeVsc055Backplane();
-std::unique_ptr<Enclosure> makeQuadra();
-std::unique_ptr<Enclosure> makeXyratex();
-std::unique_ptr<Enclosure> makeChenbro();
-std::unique_ptr<Enclosure> makeW83782dBackplane();
-
-} // namespace encsim
+std::unique_ptr<Enclosure_t> makeVsc055Backplane();
+std::unique_ptr<Enclosure_t> makeQuadra();
+std::unique_ptr<Enclosure_t> makeXyratex();
+std::unique_ptr<Enclosure_t> makeChenbro();
+std::unique_ptr<Enclosure_t> makeW83782dBackplane();

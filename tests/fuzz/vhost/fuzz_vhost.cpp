@@ -3,15 +3,14 @@
  * nothing outside the guest's memory is touched, no more requests are given back than the ring has places, and the
  * device answers a well-formed message whatever came before it.
  */
-#include "fuzz_input.h"
-#include "sim/enclosure.h"
-#include "sim/vhost_device.h"
-
 #include <cstring>
 #include <sys/eventfd.h>
 #include <sys/mman.h>
 
-using namespace encsim;
+#include "enclosure.h"
+#include "fuzz_input.h"
+#include "vhost_device.h"
+
 using fuzz::Input;
 using fuzz::require;
 
@@ -22,9 +21,9 @@ constexpr std::uint64_t USER = 0x7f0000000000;
 constexpr std::size_t MEMORY = 0x1000;
 
 /** The rest of the input is what the driver has written: rings at the beginning, and buffers wherever it says. */
-void driveQueue(Input& input, Bus& bus) {
+void driveQueue(Input_t& input, Bus_t& bus) {
     const unsigned flags = input.byte();
-    Virtqueue::Layout_t layout;
+    Virtqueue_t::Layout_t layout;
     layout.size = 1U << (flags & 7);
     layout.indirect = (flags & 8) != 0;
     layout.eventIndex = (flags & 16) != 0;
@@ -34,9 +33,9 @@ void driveQueue(Input& input, Bus& bus) {
     layout.used = layout.available + 8 + layout.size * 2;
     std::vector<std::uint8_t> bytes = input.all();
     bytes.resize(bytes.size() + bytes.size() % 2);
-    GuestMemory memory;
+    GuestMemory_t memory;
     memory.add({.guest = GUEST, .user = USER, .bytes = bytes});
-    auto queue = Virtqueue::make(memory, layout);
+    auto queue = Virtqueue_t::make(memory, layout);
     if (!queue) {
         return;
     }
@@ -50,14 +49,14 @@ void driveQueue(Input& input, Bus& bus) {
 }
 
 /** Messages with a request each, a payload, and files: the guest's memory, or the end of a pipe of events. */
-void driveDevice(Input& input, Bus& bus) {
-    const Descriptor memory(memfd_create("guest", MFD_CLOEXEC));
+void driveDevice(Input_t& input, Bus_t& bus) {
+    const OwnedFd_t memory(memfd_create("guest", MFD_CLOEXEC));
     require(ftruncate(memory.get(), MEMORY) == 0);
     {
         const std::vector<std::uint8_t> content = input.bytes(input.word() % MEMORY);
         require(pwrite(memory.get(), content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()));
     }
-    VhostDevice device(bus);
+    VhostDevice_t device(bus);
     while (!input.empty()) {
         VhostMessage_t message;
         message.request = input.byte();
@@ -81,7 +80,7 @@ void driveDevice(Input& input, Bus& bus) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Input input(data, size);
+    Input_t input(data, size);
     const auto enclosure = makeEnclosure("vsc055");
     if ((input.byte() & 1) == 0) {
         driveQueue(input, enclosure->bus());

@@ -1,32 +1,29 @@
-// The serial I2C bridge protocol, byte for byte.
-
-#include "sim/bridge.h"
-
-#include "hex.h"
-#include "sim/chips/vsc055.h"
+/** The serial I2C bridge protocol, byte for byte. */
+#include "bridge.h"
 
 #include <gtest/gtest.h>
-
 #include <random>
 
-using namespace encsim;
+#include "chips/vsc055.h"
+#include "hex.h"
+
 using namespace std::chrono_literals;
 
 namespace {
 
 class BridgeTest : public testing::Test {
 protected:
-    BridgeTest() { bus.attach(0x41, std::make_shared<Vsc055>()); }
+    BridgeTest() { bus.attach(0x41, std::make_shared<Vsc055_t>()); }
 
-    /// What the bridge answers to `line`, sent `after` the line was last used.
+    /** What the bridge answers to `line`, sent `after` the line was last used. */
     std::string send(const std::string& line, std::chrono::milliseconds after = 1ms) {
         now += after;
         return hex(bridge.feed(bytes(line), now));
     }
 
-    Bus bus;
-    Bridge bridge{bus};
-    Bridge::Clock::time_point now{1h};
+    Bus_t bus;
+    Bridge_t bridge{bus};
+    Bridge_t::Clock_t::time_point now{1h};
 };
 
 TEST_F(BridgeTest, ReadIsAnsweredWithTheBytes) {

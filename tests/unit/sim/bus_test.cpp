@@ -1,22 +1,19 @@
-// The bus: addressing, injected faults, and the record of transfers.
-
-#include "sim/bus.h"
-
-#include "hex.h"
-#include "sim/chips/lm75.h"
-#include "sim/chips/vsc055.h"
+/** The bus: addressing, injected faults, and the record of transfers. */
+#include "bus.h"
 
 #include <gtest/gtest.h>
 
-using namespace encsim;
+#include "chips/lm75.h"
+#include "chips/vsc055.h"
+#include "hex.h"
 
 namespace {
 
 class BusTest : public testing::Test {
 protected:
     BusTest() {
-        bus.attach(0x41, std::make_shared<Vsc055>());
-        auto sensor = std::make_shared<Lm75>();
+        bus.attach(0x41, std::make_shared<Vsc055_t>());
+        auto sensor = std::make_shared<Lm75_t>();
         sensor->setCelsius(30.5);
         bus.attach(0x4C, sensor);
     }
@@ -28,7 +25,7 @@ protected:
         return bus.write(static_cast<std::uint8_t>(address), static_cast<std::uint8_t>(reg), bytes(data));
     }
 
-    Bus bus;
+    Bus_t bus;
 };
 
 TEST_F(BusTest, OnlyAddressedDeviceAnswers) {
@@ -97,7 +94,7 @@ TEST_F(BusTest, RemembersEachTransferInOrder) {
     read(0x62, 0x00);
     read(0x4C, 0x00, 2);
     std::vector<std::string> lines;
-    for (const Transfer& transfer : bus.remembered()) {
+    for (const Transfer_t& transfer : bus.remembered()) {
         lines.push_back(describe(transfer));
     }
     EXPECT_EQ(lines, (std::vector<std::string>{"1 read 0x41 0x04 1 [ff] ack", "2 write 0x41 0x98 1 [2f] ack",

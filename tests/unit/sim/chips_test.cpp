@@ -1,28 +1,26 @@
-// The chip models: bytes on one face, physical units on the other. All numbers are the data sheets' and the boards'.
-
-#include "hex.h"
-#include "sim/chips/lm75.h"
-#include "sim/chips/vsc055.h"
-#include "sim/chips/w83782d.h"
-
+/** The chip models: bytes on one face, physical units on the other. All numbers are the data sheets' and the boards'.
+ */
 #include <gtest/gtest.h>
 
-using namespace encsim;
+#include "chips/lm75.h"
+#include "chips/vsc055.h"
+#include "chips/w83782d.h"
+#include "hex.h"
 
 namespace {
 
-std::string read(Device& device, unsigned reg) {
+std::string read(Device_t& device, unsigned reg) {
     return readHex(device, 1, reg);
 }
 
-bool write(Device& device, unsigned reg, const std::string& data) {
+bool write(Device_t& device, unsigned reg, const std::string& data) {
     return device.write(static_cast<std::uint8_t>(reg), bytes(data));
 }
 
-// VSC055
+/* VSC055 */
 
 TEST(Vsc055, PowerOnValues) {
-    Vsc055 chip;
+    Vsc055_t chip;
     for (unsigned i = 0; i < 8; ++i) {
         EXPECT_EQ(read(chip, 0x00 + i), "ff");
         EXPECT_EQ(read(chip, 0x10 + i), "ff");
@@ -33,7 +31,7 @@ TEST(Vsc055, PowerOnValues) {
 }
 
 TEST(Vsc055, ExactlyTheRegistersOfTheMapExist) {
-    Vsc055 chip;
+    Vsc055_t chip;
     std::string existing;
     for (unsigned reg = 0; reg < 256; ++reg) {
         if (read(chip, reg) != "nack") {
@@ -47,7 +45,7 @@ TEST(Vsc055, ExactlyTheRegistersOfTheMapExist) {
 }
 
 TEST(Vsc055, TakesOneByteATimeOnly) {
-    Vsc055 chip;
+    Vsc055_t chip;
     EXPECT_FALSE(write(chip, 0x06, "00 00"));
     EXPECT_FALSE(write(chip, 0x06, ""));
     EXPECT_EQ(read(chip, 0x06), "ff");
@@ -55,12 +53,12 @@ TEST(Vsc055, TakesOneByteATimeOnly) {
 }
 
 TEST(Vsc055, TachometersCannotBeWritten) {
-    Vsc055 chip;
+    Vsc055_t chip;
     EXPECT_FALSE(write(chip, 0x32, "10"));
 }
 
 TEST(Vsc055, PortReadsBoardOnInputsAndDataOnOutputs) {
-    Vsc055 chip;
+    Vsc055_t chip;
     ASSERT_TRUE(write(chip, 0x14, "a7")); // 1 = input
     ASSERT_TRUE(write(chip, 0x04, "50"));
     chip.setInputs(4, 0x80);
@@ -71,7 +69,7 @@ TEST(Vsc055, PortReadsBoardOnInputsAndDataOnOutputs) {
 }
 
 TEST(Vsc055, DrivesOnlyOutputs) {
-    Vsc055 chip;
+    Vsc055_t chip;
     ASSERT_TRUE(write(chip, 0x06, "fe"));
     EXPECT_FALSE(chip.drivesLow(6, 0x01));
     EXPECT_FALSE(chip.drivesHigh(6, 0x02));
@@ -82,7 +80,7 @@ TEST(Vsc055, DrivesOnlyOutputs) {
 }
 
 TEST(Vsc055, PwmCodesGiveDutyCycles) {
-    Vsc055 chip;
+    Vsc055_t chip;
     const struct {
         const char* code;
         double duty;
@@ -105,7 +103,7 @@ TEST(Vsc055, TachometerCountFollowsSpeedAndDivisor) {
         {"81", 0, "ff"},    {"80", 5e6, "01"},  {"01", 6000, "ff"}, // not enabled
     };
     for (const auto& row : rows) {
-        Vsc055 chip;
+        Vsc055_t chip;
         chip.setRpm(3, row.rpm);
         ASSERT_TRUE(write(chip, 0x3C, row.configuration));
         EXPECT_EQ(read(chip, 0x3E), row.count) << row.configuration << " " << row.rpm;
@@ -113,10 +111,10 @@ TEST(Vsc055, TachometerCountFollowsSpeedAndDivisor) {
     }
 }
 
-// LM75
+/* LM75 */
 
 TEST(Lm75, PowerOnValues) {
-    Lm75 chip;
+    Lm75_t chip;
     EXPECT_EQ(readHex(chip, 2, 0), "19 00");
     EXPECT_EQ(readHex(chip, 1, 1), "00");
     EXPECT_EQ(readHex(chip, 2, 2), "4b 00");
@@ -131,14 +129,14 @@ TEST(Lm75, TemperatureInHalfDegreesAsTwosComplement) {
                 {-25, "e7 00"},  {125, "7d 00"},  {200, "7d 00"},   {-55, "c9 00"},  {-90, "c9 00"},
                 {30.2, "1e 00"}, {30.3, "1e 80"}, {-24.49, "e7 80"}};
     for (const auto& row : rows) {
-        Lm75 chip;
+        Lm75_t chip;
         chip.setCelsius(row.celsius);
         EXPECT_EQ(readHex(chip, 2, 0), row.both) << row.celsius;
     }
 }
 
 TEST(Lm75, OneByteReadsGiveLeastThenMostSignificantByTurns) {
-    Lm75 chip;
+    Lm75_t chip;
     chip.setCelsius(-24.5);
     EXPECT_EQ(read(chip, 0), "80");
     EXPECT_EQ(read(chip, 0), "e7");
@@ -147,7 +145,7 @@ TEST(Lm75, OneByteReadsGiveLeastThenMostSignificantByTurns) {
 }
 
 TEST(Lm75, OtherTrafficBeginsAgainWithTheLeastSignificantByte) {
-    Lm75 chip;
+    Lm75_t chip;
     chip.setCelsius(30.5);
     EXPECT_EQ(read(chip, 0), "80");
     chip.otherTraffic();
@@ -156,7 +154,7 @@ TEST(Lm75, OtherTrafficBeginsAgainWithTheLeastSignificantByte) {
 }
 
 TEST(Lm75, RefusesOtherLengthsAndRegistersAndWritesToTheTemperature) {
-    Lm75 chip;
+    Lm75_t chip;
     EXPECT_EQ(readHex(chip, 3, 0), "nack");
     EXPECT_EQ(readHex(chip, 2, 1), "nack");
     EXPECT_EQ(readHex(chip, 1, 4), "nack");
@@ -166,7 +164,7 @@ TEST(Lm75, RefusesOtherLengthsAndRegistersAndWritesToTheTemperature) {
 }
 
 TEST(Lm75, LimitsKeepNineBits) {
-    Lm75 chip;
+    Lm75_t chip;
     EXPECT_TRUE(write(chip, 2, "3c ff"));
     EXPECT_TRUE(write(chip, 3, "46 00"));
     EXPECT_TRUE(write(chip, 1, "01"));
@@ -175,10 +173,10 @@ TEST(Lm75, LimitsKeepNineBits) {
     EXPECT_EQ(readHex(chip, 1, 1), "01");
 }
 
-// W83782D
+/* W83782D */
 
 TEST(W83782d, PowerOnValues) {
-    W83782d chip(0x2C);
+    W83782d_t chip(0x2C);
     const struct {
         unsigned reg;
         const char* value;
@@ -190,7 +188,7 @@ TEST(W83782d, PowerOnValues) {
 }
 
 TEST(W83782d, ReadsItsRailsThroughTheDividers) {
-    W83782d chip(0x28);
+    W83782d_t chip(0x28);
     chip.setVolts({1.5, 1.6, 3.3, 5.0, 12.0, -12.0, -5.0});
     const char* const expected[] = {"5e", "64", "ce", "ba", "c5", "23", "36"};
     for (unsigned i = 0; i < 7; ++i) {
@@ -206,7 +204,7 @@ TEST(W83782d, ReadsItsRailsThroughTheDividers) {
 }
 
 TEST(W83782d, TemperatureInWholeDegreesAsTwosComplement) {
-    W83782d chip(0x28);
+    W83782d_t chip(0x28);
     const struct {
         double celsius;
         const char* value;
@@ -218,7 +216,7 @@ TEST(W83782d, TemperatureInWholeDegreesAsTwosComplement) {
 }
 
 TEST(W83782d, FanCountFollowsSpeed) {
-    W83782d chip(0x28);
+    W83782d_t chip(0x28);
     const struct {
         double rpm;
         const char* count;
@@ -232,7 +230,7 @@ TEST(W83782d, FanCountFollowsSpeed) {
 }
 
 TEST(W83782d, PwmRegistersAreDutyBytes) {
-    W83782d chip(0x28);
+    W83782d_t chip(0x28);
     EXPECT_TRUE(write(chip, 0x5E, "00"));
     EXPECT_TRUE(write(chip, 0x5A, "33"));
     EXPECT_DOUBLE_EQ(chip.duty(0x5E), 0.0);
@@ -241,7 +239,7 @@ TEST(W83782d, PwmRegistersAreDutyBytes) {
 }
 
 TEST(W83782d, BeepsWhileEnabledAndNotTurnedOff) {
-    W83782d chip(0x28);
+    W83782d_t chip(0x28);
     EXPECT_FALSE(chip.beeping());
     EXPECT_TRUE(write(chip, 0x4D, "95"));
     EXPECT_TRUE(chip.beeping());
@@ -252,7 +250,7 @@ TEST(W83782d, BeepsWhileEnabledAndNotTurnedOff) {
 }
 
 TEST(W83782d, LimitsAreWritableAndMeasurementsAreNot) {
-    W83782d chip(0x28);
+    W83782d_t chip(0x28);
     for (unsigned reg = 0x2B; reg <= 0x3D; ++reg) {
         EXPECT_TRUE(write(chip, reg, "7f")) << reg;
         EXPECT_EQ(read(chip, reg), "7f") << reg;
@@ -264,7 +262,7 @@ TEST(W83782d, LimitsAreWritableAndMeasurementsAreNot) {
 }
 
 TEST(W83782d, RefusesUnknownRegistersAndOtherLengths) {
-    W83782d chip(0x28);
+    W83782d_t chip(0x28);
     for (const unsigned reg : {0x00u, 0x1Fu, 0x3Eu, 0x3Fu, 0x60u, 0xFFu}) {
         EXPECT_EQ(read(chip, reg), "nack") << reg;
         EXPECT_FALSE(write(chip, reg, "00")) << reg;
@@ -274,10 +272,10 @@ TEST(W83782d, RefusesUnknownRegistersAndOtherLengths) {
     EXPECT_EQ(read(chip, 0x2B), "00");
 }
 
-// Pins
+/* Pins */
 
 TEST(Pin, ReadsFindThePinnedValueAndWritesStillReachTheChip) {
-    Vsc055 chip;
+    Vsc055_t chip;
     EXPECT_TRUE(chip.pin(0x32, 0x00));
     EXPECT_TRUE(chip.pin(0x9A, 0x12));
     EXPECT_EQ(read(chip, 0x32), "00");
@@ -289,7 +287,7 @@ TEST(Pin, ReadsFindThePinnedValueAndWritesStillReachTheChip) {
 }
 
 TEST(Pin, TwoByteRegistersTakeTwoByteValues) {
-    Lm75 chip;
+    Lm75_t chip;
     EXPECT_TRUE(chip.pin(0, 0xE780));
     EXPECT_EQ(readHex(chip, 2, 0), "e7 80");
     EXPECT_EQ(read(chip, 0), "80");
@@ -297,8 +295,8 @@ TEST(Pin, TwoByteRegistersTakeTwoByteValues) {
 }
 
 TEST(Pin, RefusesUnknownRegistersAndValuesTooLarge) {
-    Lm75 lm75;
-    Vsc055 vsc055;
+    Lm75_t lm75;
+    Vsc055_t vsc055;
     EXPECT_FALSE(vsc055.pin(0x08, 0));
     EXPECT_FALSE(vsc055.pin(0x00, 0x100));
     EXPECT_FALSE(lm75.pin(0x00, 0x10000));

@@ -1,11 +1,8 @@
-// The wiring of each chassis, seen from the bus: which register tells or does what.
-
-#include "hex.h"
-#include "sim/enclosure.h"
-
+/** The wiring of each chassis, seen from the bus: which register tells or does what. */
 #include <gtest/gtest.h>
 
-using namespace encsim;
+#include "enclosure.h"
+#include "hex.h"
 
 namespace {
 
@@ -15,7 +12,7 @@ protected:
         enclosure = makeEnclosure(name);
         ASSERT_NE(enclosure, nullptr);
     }
-    World& world() { return enclosure->world(); }
+    World_t& world() { return enclosure->world(); }
 
     std::string read(unsigned address, unsigned reg) { return readHex(enclosure->bus(), 1, address, reg); }
     void write(unsigned address, unsigned reg, const std::string& data) {
@@ -23,7 +20,7 @@ protected:
             enclosure->bus().write(static_cast<std::uint8_t>(address), static_cast<std::uint8_t>(reg), bytes(data)))
             << address << " " << reg;
     }
-    /// Half-degree byte, then whole degrees, as two reads bring them.
+    /** Half-degree byte, then whole degrees, as two reads bring them. */
     std::string lm75(unsigned address) {
         const std::string half = read(address, 0);
         return half + " " + read(address, 0);
@@ -36,12 +33,12 @@ protected:
                                                std::span(all).subspan(port, 1)));
         }
     }
-    void supply(std::size_t index, SupplyState state) {
-        world().supplies.at(index) = {state, state == SupplyState::Failed};
+    void supply(std::size_t index, SupplyState_e state) {
+        world().supplies.at(index) = {state, state == SupplyState_e::FAILED};
         enclosure->changed();
     }
 
-    std::unique_ptr<Enclosure> enclosure;
+    std::unique_ptr<Enclosure_t> enclosure;
 };
 
 TEST(ChassisTable, KnowsFiveAndNoOther) {
@@ -72,7 +69,7 @@ TEST(ChassisTable, EachHasItsDimensionsAndAddresses) {
     }
 }
 
-// VSC055 backplanes
+/* VSC055 backplanes */
 
 class Vsc055Backplane : public Chassis {
 protected:
@@ -87,7 +84,7 @@ TEST_F(Vsc055Backplane, HealthyAtPowerOn) {
     EXPECT_EQ(lm75(0x4C), "00 1e");
     EXPECT_EQ(lm75(0x4B), "80 1e");
     EXPECT_EQ(lm75(0x4A), "80 1d");
-    for (const Drive& drive : world().drives) {
+    for (const Drive_t& drive : world().drives) {
         EXPECT_EQ(drive.led, false);
     }
 }
@@ -95,11 +92,11 @@ TEST_F(Vsc055Backplane, HealthyAtPowerOn) {
 TEST_F(Vsc055Backplane, RedundancyInputNeedsEverySupply) {
     write(0x41, 0x04, "50");
     EXPECT_EQ(read(0x41, 0x04), "f7");
-    supply(1, SupplyState::Failed);
+    supply(1, SupplyState_e::FAILED);
     EXPECT_EQ(read(0x41, 0x04), "77");
-    supply(1, SupplyState::Ok);
+    supply(1, SupplyState_e::OK);
     EXPECT_EQ(read(0x41, 0x04), "f7");
-    supply(0, SupplyState::Pulled);
+    supply(0, SupplyState_e::PULLED);
     EXPECT_EQ(read(0x41, 0x04), "77");
 }
 
@@ -114,7 +111,7 @@ TEST_F(Vsc055Backplane, BeeperFollowsPort4Bit3) {
 
 TEST_F(Vsc055Backplane, ClearLineLowSilencesTheSupplies) {
     write(0x41, 0x04, "50");
-    supply(0, SupplyState::Failed);
+    supply(0, SupplyState_e::FAILED);
     EXPECT_TRUE(world().supplies[0].alarm);
     write(0x41, 0x04, "10");
     EXPECT_FALSE(world().supplies[0].alarm);
@@ -178,12 +175,12 @@ TEST_F(Quadra, TachometersCountWithDivisorFour) {
 }
 
 TEST_F(Quadra, LosesRedundancyWithTheThirdSupply) {
-    supply(2, SupplyState::Pulled);
+    supply(2, SupplyState_e::PULLED);
     write(0x41, 0x04, "50");
     EXPECT_EQ(read(0x41, 0x04), "77");
 }
 
-// Xyratex
+/* Xyratex */
 
 class XyratexChassis : public Chassis {
 protected:
@@ -197,7 +194,7 @@ protected:
             write(0x63, 0x05, hex({&one, 1}));
         }
     }
-    /// Bits 0, 1, 2 as the three selections show them.
+    /** Bits 0, 1, 2 as the three selections show them. */
     std::string alarmBits() {
         std::string all;
         for (const char* const select : {"00", "01", "02"}) {
@@ -223,11 +220,11 @@ TEST_F(XyratexChassis, PresenceIsActiveLowOnPorts0And3) {
 TEST_F(XyratexChassis, SupplyInputsTellVoltagesAndRedundancy) {
     write(0x63, 0x04, "fc");
     EXPECT_EQ(read(0x63, 0x04), "fc");
-    supply(0, SupplyState::Pulled);
+    supply(0, SupplyState_e::PULLED);
     EXPECT_EQ(read(0x63, 0x04), "dc");
-    supply(0, SupplyState::Failed);
+    supply(0, SupplyState_e::FAILED);
     EXPECT_EQ(read(0x63, 0x04), "cc");
-    supply(0, SupplyState::Ok);
+    supply(0, SupplyState_e::OK);
     EXPECT_EQ(read(0x63, 0x04), "fc");
 }
 
@@ -288,14 +285,14 @@ TEST_F(XyratexChassis, AlarmSoundsInFaultRemindAndCritical) {
 
 TEST_F(XyratexChassis, LostSupplySoundsTheFaultThenReminds) {
     setAlarm(0);
-    supply(1, SupplyState::Pulled);
+    supply(1, SupplyState_e::PULLED);
     enclosure->advance(0.1);
     EXPECT_EQ(world().alarm.state, 1u);
     enclosure->advance(119);
     EXPECT_EQ(world().alarm.state, 1u);
     enclosure->advance(1);
     EXPECT_EQ(world().alarm.state, 2u);
-    supply(1, SupplyState::Ok);
+    supply(1, SupplyState_e::OK);
     enclosure->advance(1000);
     EXPECT_EQ(world().alarm.state, 2u) << "the reminder waits for software";
     setAlarm(0);
@@ -314,7 +311,7 @@ TEST_F(XyratexChassis, MuteTurnsIntoTheReminder) {
 
 TEST_F(XyratexChassis, CriticalStays) {
     setAlarm(4);
-    supply(0, SupplyState::Failed);
+    supply(0, SupplyState_e::FAILED);
     enclosure->advance(1000);
     EXPECT_EQ(world().alarm.state, 4u);
 }
@@ -322,12 +319,12 @@ TEST_F(XyratexChassis, CriticalStays) {
 TEST_F(XyratexChassis, ControllerLeavesTheAlarmAloneWithoutAuto) {
     world().alarm.automatic = false;
     setAlarm(0);
-    supply(0, SupplyState::Failed);
+    supply(0, SupplyState_e::FAILED);
     enclosure->advance(1000);
     EXPECT_EQ(world().alarm.state, 0u);
 }
 
-// W83782D backplane
+/* W83782D backplane */
 
 class W83782dBackplane : public Chassis {
     void SetUp() override { power("w83782d"); }
@@ -354,13 +351,13 @@ TEST_F(W83782dBackplane, EachFanHasItsOwnPwmRegister) {
 }
 
 TEST_F(W83782dBackplane, FailedSupplyDragsTheRailsPulledOneDoesNot) {
-    supply(1, SupplyState::Pulled);
+    supply(1, SupplyState_e::PULLED);
     EXPECT_EQ(read(0x28, 0x23), "ba");
-    supply(1, SupplyState::Failed);
+    supply(1, SupplyState_e::FAILED);
     EXPECT_EQ(read(0x28, 0x23), "9c");
     EXPECT_EQ(read(0x28, 0x24), "a8");
     EXPECT_EQ(read(0x28, 0x22), "ce");
-    supply(1, SupplyState::Ok);
+    supply(1, SupplyState_e::OK);
     EXPECT_EQ(read(0x28, 0x23), "ba");
 }
 
@@ -378,7 +375,7 @@ TEST_F(W83782dBackplane, DriveLedsAreNotWired) {
     EXPECT_EQ(world().drives[0].led, std::nullopt);
 }
 
-// Chenbro
+/* Chenbro */
 
 class ChenbroChassis : public Chassis {
     void SetUp() override { power("chenbro"); }

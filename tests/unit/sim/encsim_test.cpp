@@ -1,8 +1,4 @@
-// The real program: pseudo-terminal, link, control socket, terminal, signals.
-
-#include "hex.h"
-#include "program.h"
-
+/** The real program: pseudo-terminal, link, command socket, terminal, signals. */
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -18,6 +14,9 @@
 #include <thread>
 #include <unistd.h>
 
+#include "hex.h"
+#include "program.h"
+
 using namespace testsupport;
 using nlohmann::json;
 using testing::EndsWith;
@@ -25,22 +24,22 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr Milliseconds kLong{30000};
+constexpr Milliseconds LONG{30000};
 
-class File {
+class File_t {
 public:
-    explicit File(int fd) : fd_(fd) {}
-    ~File() { close(fd_); }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
+    explicit File_t(int fd) : fd_(fd) {}
+    ~File_t() { close(fd_); }
+    File_t(const File_t&) = delete;
+    File_t& operator=(const File_t&) = delete;
     int fd() const { return fd_; }
 
     void send(const std::string& bytes) const {
         EXPECT_EQ(write(fd_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
-    /// What comes until `enough` holds, the other end closes, or `timeout` passes.
-    template <class Enough>
-    std::string receive(Enough enough, Milliseconds timeout = kLong) const {
+    /** What comes until `enough` holds, the other end closes, or `timeout` passes. */
+    template <typename Enough>
+    std::string receive(Enough enough, Milliseconds timeout = LONG) const {
         std::string all;
         const auto end = std::chrono::steady_clock::now() + timeout;
         while (!enough(all)) {
@@ -63,8 +62,8 @@ private:
     int fd_;
 };
 
-/// One transfer over the serial line, as hex.
-std::string exchange(const File& line, const std::string& request, std::size_t answer) {
+/** One transfer over the serial line, as hex. */
+std::string exchange(const File_t& line, const std::string& request, std::size_t answer) {
     const std::vector<std::uint8_t> out = bytes(request);
     line.send({out.begin(), out.end()});
     const std::string in = line.receive([answer](const std::string& all) { return all.size() >= answer; });
@@ -77,30 +76,30 @@ protected:
         char pattern[] = "/tmp/encsim-test-XXXXXX";
         directory = mkdtemp(pattern);
         link = directory / "enc-0";
-        control = directory / "control";
+        commands = directory / "control";
     }
     ~Encsim() override { std::filesystem::remove_all(directory); }
 
     std::vector<std::string> command(std::vector<std::string> more = {}) const {
-        std::vector<std::string> arguments = {"--link", link, "--control", control, "--chassis", "vsc055"};
+        std::vector<std::string> arguments = {"--link", link, "--control", commands, "--chassis", "vsc055"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return programCommand("encsim", arguments);
     }
     std::unique_ptr<Process> start(const std::vector<std::string>& more = {"--frozen"}) const {
         auto process = std::make_unique<Process>(command(more));
-        EXPECT_TRUE(process->waitForOut("ready\n", kLong)) << process->err();
+        EXPECT_TRUE(process->waitForOut("ready\n", LONG)) << process->err();
         return process;
     }
-    File openLine() const { return File(open(link.c_str(), O_RDWR | O_NOCTTY)); }
-    File connectControl() const {
+    File_t openLine() const { return File_t(open(link.c_str(), O_RDWR | O_NOCTTY)); }
+    File_t connectToCommands() const {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        control.string().copy(address.sun_path, sizeof address.sun_path - 1);
+        commands.string().copy(address.sun_path, sizeof address.sun_path - 1);
         const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
         EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-        return File(fd);
+        return File_t(fd);
     }
-    static std::string ask(const File& peer, const std::string& line) {
+    static std::string ask(const File_t& peer, const std::string& line) {
         peer.send(line + "\n");
         return peer.receive([](const std::string& all) {
             const std::size_t last = all.rfind('\n', all.size() - 2);
@@ -110,12 +109,12 @@ protected:
     }
     bool linkExists() const { return std::filesystem::is_symlink(std::filesystem::symlink_status(link)); }
 
-    std::filesystem::path directory, link, control;
+    std::filesystem::path directory, link, commands;
 };
 
 TEST_F(Encsim, ServesTheBridgeWhereTheLinkPoints) {
     const auto encsim = start();
-    const File line = openLine();
+    const File_t line = openLine();
     EXPECT_EQ(exchange(line, "52 41 10 01", 2), "41 ff");
     EXPECT_EQ(exchange(line, "57 41 98 01 2f", 1), "41");
     EXPECT_EQ(exchange(line, "52 41 98 01", 2), "41 2f");
@@ -126,7 +125,7 @@ TEST_F(Encsim, ServesTheBridgeWhereTheLinkPoints) {
 
 TEST_F(Encsim, LineIsRaw) {
     const auto encsim = start();
-    const File line = openLine();
+    const File_t line = openLine();
     for (const char* const byte : {"03", "04", "0a", "0d", "11", "13", "15", "1a", "1c", "7f", "ff", "00", "80"}) {
         EXPECT_EQ(exchange(line, std::string("57 41 06 01 ") + byte, 1), "41");
         EXPECT_EQ(exchange(line, "57 41 16 01 00", 1), "41");
@@ -137,7 +136,7 @@ TEST_F(Encsim, LineIsRaw) {
 TEST_F(Encsim, AdapterMayComeAndGo) {
     const auto encsim = start();
     for (int i = 0; i < 3; ++i) {
-        const File line = openLine();
+        const File_t line = openLine();
         EXPECT_EQ(exchange(line, "52 41 98 01", 2), "41 3f");
     }
     EXPECT_TRUE(encsim->running());
@@ -145,8 +144,8 @@ TEST_F(Encsim, AdapterMayComeAndGo) {
 
 TEST_F(Encsim, AnswersAgainAfterJunkAndSilence) {
     const auto encsim = start();
-    const File line = openLine();
-    const File peer = connectControl();
+    const File_t line = openLine();
+    const File_t peer = connectToCommands();
     line.send(std::string(3000, 'x'));
     // Whatever came over the line before a command has been taken when the command is answered.
     ask(peer, "transfers");
@@ -157,8 +156,8 @@ TEST_F(Encsim, AnswersAgainAfterJunkAndSilence) {
 
 TEST_F(Encsim, SilentLineGivesNoAnswer) {
     const auto encsim = start();
-    const File line = openLine();
-    const File peer = connectControl();
+    const File_t line = openLine();
+    const File_t peer = connectToCommands();
     EXPECT_EQ(ask(peer, "line silent"), "ok\n");
     line.send("\x52\x41\x10\x01");
     EXPECT_EQ(line.receive([](const std::string& all) { return !all.empty(); }, Milliseconds(400)), "");
@@ -168,8 +167,8 @@ TEST_F(Encsim, SilentLineGivesNoAnswer) {
 
 TEST_F(Encsim, SeveralConnectionsWithManyCommandsEach) {
     const auto encsim = start();
-    const File first = connectControl();
-    const File second = connectControl();
+    const File_t first = connectToCommands();
+    const File_t second = connectToCommands();
     EXPECT_EQ(ask(first, "heat 500"), "ok\n");
     EXPECT_EQ(ask(second, "ambient 30"), "ok\n");
     EXPECT_EQ(ask(first, "toast"), "error: unknown command \"toast\"; \"help\" lists the commands\n");
@@ -185,49 +184,49 @@ TEST_F(Encsim, SeveralConnectionsWithManyCommandsEach) {
 
 TEST_F(Encsim, PeerThatClosesInTheMiddleDoesNoHarm) {
     const auto encsim = start();
-    { connectControl().send("show\nshow --js"); }
-    EXPECT_EQ(ask(connectControl(), "transfers"), "total 0 reads 0 writes 0 failed 0\nok\n");
+    { connectToCommands().send("show\nshow --js"); }
+    EXPECT_EQ(ask(connectToCommands(), "transfers"), "total 0 reads 0 writes 0 failed 0\nok\n");
 }
 
 TEST_F(Encsim, EndlessLineIsRefused) {
     const auto encsim = start();
-    const File peer = connectControl();
+    const File_t peer = connectToCommands();
     peer.send(std::string(5000, 'a'));
     EXPECT_EQ(peer.receive([](const std::string& all) { return all.ends_with("\n"); }),
               "error: a command line must have at most 4096 characters\n");
-    EXPECT_EQ(ask(connectControl(), "freeze"), "ok\n");
+    EXPECT_EQ(ask(connectToCommands(), "freeze"), "ok\n");
 }
 
 TEST_F(Encsim, TakesCommandsOnItsTerminal) {
     StartOptions options;
     options.closeStdin = false;
     Process encsim(command({"--frozen"}), options);
-    ASSERT_TRUE(encsim.waitForOut("ready\n", kLong));
+    ASSERT_TRUE(encsim.waitForOut("ready\n", LONG));
     EXPECT_TRUE(encsim.writeInput("reg 0x41 0x98\n"));
-    EXPECT_TRUE(encsim.waitForOut("0x41 0x98 0x3f\nok\n", kLong));
+    EXPECT_TRUE(encsim.waitForOut("0x41 0x98 0x3f\nok\n", LONG));
     encsim.closeInput();
-    EXPECT_EQ(ask(connectControl(), "freeze"), "ok\n") << "the end of the terminal is not the end";
+    EXPECT_EQ(ask(connectToCommands(), "freeze"), "ok\n") << "the end of the terminal is not the end";
 }
 
 TEST_F(Encsim, LogPrintsTransfersAsTheyHappen) {
     const auto encsim = start();
-    const File line = openLine();
-    const File peer = connectControl();
+    const File_t line = openLine();
+    const File_t peer = connectToCommands();
     exchange(line, "52 41 98 01", 2);
     EXPECT_EQ(ask(peer, "log on"), "ok\n");
     exchange(line, "57 41 98 01 27", 1);
     exchange(line, "52 62 00 01", 1);
-    EXPECT_TRUE(encsim->waitForOut("2 write 0x41 0x98 1 [27] ack\n3 read 0x62 0x00 1 [] nack\n", kLong));
+    EXPECT_TRUE(encsim->waitForOut("2 write 0x41 0x98 1 [27] ack\n3 read 0x62 0x00 1 [] nack\n", LONG));
     EXPECT_THAT(encsim->out(), testing::Not(HasSubstr("1 read 0x41 0x98")));
 }
 
 TEST_F(Encsim, SendGivesARunningSimulatorOneCommand) {
     const auto send = [this](const std::string& line) {
-        return run(programCommand("encsim", {"--control", control, "--send", line}), kLong);
+        return run(programCommand("encsim", {"--control", commands, "--send", line}), LONG);
     };
     const RunResult nobody = send("show");
     EXPECT_EQ(nobody.ending.exitCode, 1);
-    EXPECT_EQ(nobody.err, "encsim: no simulator answers at " + control.string() + ": No such file or directory\n");
+    EXPECT_EQ(nobody.err, "encsim: no simulator answers at " + commands.string() + ": No such file or directory\n");
 
     const auto encsim = start();
     const RunResult done = send("heat 400");
@@ -245,9 +244,9 @@ TEST_F(Encsim, SendGivesARunningSimulatorOneCommand) {
 
 TEST_F(Encsim, TimePassesAtTheGivenSpeed) {
     const auto encsim = start({"--speed", "200"});
-    const File peer = connectControl();
+    const File_t peer = connectToCommands();
     EXPECT_EQ(ask(peer, "fan 0 stall"), "ok\n");
-    const auto end = std::chrono::steady_clock::now() + kLong;
+    const auto end = std::chrono::steady_clock::now() + LONG;
     long rpm = 9000;
     while (rpm > 10 && std::chrono::steady_clock::now() < end) {
         const std::string reply = ask(peer, "show --json");
@@ -262,15 +261,15 @@ TEST_F(Encsim, RemovesLinkAndSocketHoweverItEnds) {
         const auto encsim = start();
         EXPECT_TRUE(linkExists());
         if (signal == 0) {
-            EXPECT_EQ(ask(connectControl(), "quit"), "ok\n");
+            EXPECT_EQ(ask(connectToCommands(), "quit"), "ok\n");
         } else {
             encsim->kill(signal);
         }
-        const auto ending = encsim->wait(kLong);
+        const auto ending = encsim->wait(LONG);
         ASSERT_TRUE(ending.has_value());
         EXPECT_EQ(ending->exitCode, 0);
         EXPECT_FALSE(linkExists());
-        EXPECT_FALSE(std::filesystem::exists(control));
+        EXPECT_FALSE(std::filesystem::exists(commands));
     }
 }
 
@@ -278,34 +277,34 @@ TEST_F(Encsim, ReplacesWhatADeadSimulatorLeft) {
     {
         const auto encsim = start();
         encsim->kill(SIGKILL);
-        ASSERT_TRUE(encsim->wait(kLong).has_value());
+        ASSERT_TRUE(encsim->wait(LONG).has_value());
     }
     EXPECT_TRUE(linkExists());
-    EXPECT_TRUE(std::filesystem::exists(control));
+    EXPECT_TRUE(std::filesystem::exists(commands));
     const auto encsim = start();
     EXPECT_EQ(exchange(openLine(), "52 41 98 01", 2), "41 3f");
-    EXPECT_EQ(ask(connectControl(), "freeze"), "ok\n");
+    EXPECT_EQ(ask(connectToCommands(), "freeze"), "ok\n");
 }
 
 TEST_F(Encsim, LeavesALivingSimulatorAlone) {
     const auto encsim = start();
-    const RunResult second = run(programCommand("encsim", {"--chassis", "quadra", "--link", link}), kLong);
+    const RunResult second = run(programCommand("encsim", {"--chassis", "quadra", "--link", link}), LONG);
     EXPECT_EQ(second.ending.exitCode, 1);
     EXPECT_EQ(second.err, "encsim: another simulator serves " + link.string() + "; stop it or give another --link\n");
     const std::string other = directory / "other";
     const RunResult third =
-        run(programCommand("encsim", {"--chassis", "quadra", "--link", other, "--control", control}), kLong);
+        run(programCommand("encsim", {"--chassis", "quadra", "--link", other, "--control", commands}), LONG);
     EXPECT_EQ(third.ending.exitCode, 1);
     EXPECT_EQ(third.err,
-              "encsim: another process serves " + control.string() + "; stop it or give another --control\n");
+              "encsim: another process serves " + commands.string() + "; stop it or give another --control\n");
     EXPECT_FALSE(std::filesystem::is_symlink(std::filesystem::symlink_status(other)));
     EXPECT_EQ(exchange(openLine(), "52 41 98 01", 2), "41 3f");
-    EXPECT_EQ(ask(connectControl(), "freeze"), "ok\n");
+    EXPECT_EQ(ask(connectToCommands(), "freeze"), "ok\n");
 }
 
 TEST_F(Encsim, LeavesForeignFilesAlone) {
     std::ofstream(link) << "precious";
-    const RunResult file = run(command(), kLong);
+    const RunResult file = run(command(), LONG);
     EXPECT_EQ(file.ending.exitCode, 1);
     EXPECT_EQ(file.err,
               "encsim: " + link.string() + " exists and is not a simulator's link; remove it or give another --link\n");
@@ -313,16 +312,16 @@ TEST_F(Encsim, LeavesForeignFilesAlone) {
     std::filesystem::remove(link);
 
     std::filesystem::create_symlink("/dev/null", link);
-    EXPECT_EQ(run(command(), kLong).ending.exitCode, 1);
+    EXPECT_EQ(run(command(), LONG).ending.exitCode, 1);
     EXPECT_EQ(std::filesystem::read_symlink(link), "/dev/null");
     std::filesystem::remove(link);
 
-    std::ofstream(control) << "precious";
-    const RunResult socket = run(command(), kLong);
+    std::ofstream(commands) << "precious";
+    const RunResult socket = run(command(), LONG);
     EXPECT_EQ(socket.ending.exitCode, 1);
     EXPECT_EQ(socket.err,
-              "encsim: cannot listen at " + control.string() + ": Address already in use; give another --control\n");
-    EXPECT_EQ(std::filesystem::file_size(control), 8u);
+              "encsim: cannot listen at " + commands.string() + ": Address already in use; give another --control\n");
+    EXPECT_EQ(std::filesystem::file_size(commands), 8u);
     EXPECT_FALSE(linkExists());
 }
 
@@ -331,14 +330,14 @@ TEST_F(Encsim, BadOptionsAreOneLineOnStandardError) {
         {},
         {"--chassis", "toaster"},
         {"--send", "show"},
-        {"--chassis", "vsc055", "--control", control, "--send", "show"},
+        {"--chassis", "vsc055", "--control", commands, "--send", "show"},
         {"--chassis", "vsc055", "--speed", "0"},
         {"--chassis", "vsc055", "--colour", "red"},
         {"--chassis", "vsc055", "--link", directory / "no" / "such" / "place"},
         {"--chassis", "vsc055", "--link", link, "--control", std::string(200, 'x')},
     };
     for (const std::vector<std::string>& arguments : rows) {
-        const RunResult result = run(programCommand("encsim", arguments), kLong);
+        const RunResult result = run(programCommand("encsim", arguments), LONG);
         EXPECT_NE(result.ending.exitCode, 0);
         EXPECT_THAT(result.err, testing::StartsWith("encsim: "));
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
@@ -363,10 +362,10 @@ TEST_F(Encsim, EveryChassisAnswersAtItsAddress) {
                 {"chenbro", "52 30 48 01", "41 30"}};
     for (const auto& row : rows) {
         Process encsim(programCommand("encsim", {"--frozen", "--link", link, "--chassis", row.chassis}));
-        ASSERT_TRUE(encsim.waitForOut("ready\n", kLong));
+        ASSERT_TRUE(encsim.waitForOut("ready\n", LONG));
         EXPECT_EQ(exchange(openLine(), row.request, 2), row.answer) << row.chassis;
         encsim.kill(SIGTERM);
-        ASSERT_TRUE(encsim.wait(kLong).has_value());
+        ASSERT_TRUE(encsim.wait(LONG).has_value());
     }
 }
 

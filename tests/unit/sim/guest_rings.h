@@ -1,10 +1,10 @@
-#pragma once
 /** A driver's side of a virtio queue, written byte by byte into a piece of memory that plays a guest's. */
-
-#include "hex.h"
-#include "sim/virtqueue.h"
+#pragma once
 
 #include <algorithm>
+
+#include "hex.h"
+#include "virtqueue.h"
 
 namespace rings {
 
@@ -18,9 +18,9 @@ inline constexpr std::size_t AVAILABLE = 0x100;
 inline constexpr std::size_t USED = 0x200;
 inline constexpr std::size_t BUFFERS = 0x300;
 
-class Guest {
+class Guest_t {
 public:
-    Guest() { memory.add({.guest = GUEST, .user = USER, .bytes = bytes_}); }
+    Guest_t() { memory.add({.guest = GUEST, .user = USER, .bytes = bytes_}); }
 
     /** Puts bytes, written as hex, at an offset. */
     void put(std::size_t at, const std::string& text) {
@@ -30,8 +30,8 @@ public:
     std::string get(std::size_t at, std::size_t count) const { return hex(std::span(bytes_).subspan(at, count)); }
     std::span<std::uint8_t> whole() { return bytes_; }
 
-    static encsim::Virtqueue::Layout_t layout(unsigned size = 8) {
-        encsim::Virtqueue::Layout_t layout;
+    static Virtqueue_t::Layout_t layout(unsigned size = 8) {
+        Virtqueue_t::Layout_t layout;
         layout.size = size;
         layout.descriptors = USER + DESCRIPTORS;
         layout.available = USER + AVAILABLE;
@@ -39,7 +39,7 @@ public:
         return layout;
     }
 
-    encsim::GuestMemory memory;
+    GuestMemory_t memory;
 
 private:
     alignas(16) std::uint8_t bytes_[0x1000] = {};

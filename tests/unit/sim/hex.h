@@ -1,5 +1,5 @@
+/** Bytes written as a person reads them: "52 41 10 01". */
 #pragma once
-// Bytes written as a person reads them: "52 41 10 01".
 
 #include <cstdint>
 #include <cstdio>
@@ -27,9 +27,11 @@ inline std::string hex(std::span<const std::uint8_t> data) {
     return text;
 }
 
-/// Hex of a read of `length` bytes, "nack" when it was not acknowledged. `source` is a device or, with an address
-/// before the register, a bus.
-template <class Source, class... Where>
+/**
+ * Hex of a read of `length` bytes, "nack" when it was not acknowledged. `source` is a device or, with an address
+ * before the register, a bus.
+ */
+template <typename Source, typename... Where>
 std::string readHex(Source& source, std::size_t length, Where... where) {
     std::vector<std::uint8_t> out(length);
     return source.read(static_cast<std::uint8_t>(where)..., out) ? hex(out) : "nack";

@@ -1,18 +1,15 @@
-// The physical model: plausible directions and times, stepped, never waited for.
-
-#include "sim/physics.h"
-
-#include "sim/enclosure.h"
+/** The physical model: plausible directions and times, stepped, never waited for. */
+#include "physics.h"
 
 #include <gtest/gtest.h>
 
-using namespace encsim;
+#include "enclosure.h"
 
 namespace {
 
-World threeFans(double duty) {
-    World world;
-    world.fans.resize(3, Fan{.maxRpm = 9000, .duty = duty});
+World_t threeFans(double duty) {
+    World_t world;
+    world.fans.resize(3, Fan_t{.maxRpm = 9000, .duty = duty});
     world.sensors.resize(1);
     settle(world);
     return world;
@@ -21,12 +18,12 @@ World threeFans(double duty) {
 TEST(Physics, SettledSpeedRisesWithDuty) {
     double last = 0;
     for (const double duty : {0.03, 0.25, 0.5, 0.75, 1.0}) {
-        const double rpm = settledRpm(Fan{.maxRpm = 9000, .duty = duty});
+        const double rpm = settledRpm(Fan_t{.maxRpm = 9000, .duty = duty});
         EXPECT_GT(rpm, last);
         last = rpm;
     }
     EXPECT_DOUBLE_EQ(last, 9000);
-    EXPECT_DOUBLE_EQ(settledRpm(Fan{.maxRpm = 9000, .duty = 0}), 0);
+    EXPECT_DOUBLE_EQ(settledRpm(Fan_t{.maxRpm = 9000, .duty = 0}), 0);
 }
 
 TEST(Physics, EveryFanIsHealthyAtEveryDutyItsChassisUses) {
@@ -41,7 +38,7 @@ TEST(Physics, EveryFanIsHealthyAtEveryDutyItsChassisUses) {
                 {"chenbro", 0.25, 675000 / 254.0}};
     for (const auto& row : rows) {
         const auto enclosure = makeEnclosure(row.chassis);
-        for (Fan fan : enclosure->world().fans) {
+        for (Fan_t fan : enclosure->world().fans) {
             fan.duty = row.leastDuty;
             EXPECT_GT(settledRpm(fan), row.slowestMeasurable) << row.chassis;
             EXPECT_GT(settledRpm(fan), 2000) << row.chassis;
@@ -50,7 +47,7 @@ TEST(Physics, EveryFanIsHealthyAtEveryDutyItsChassisUses) {
 }
 
 TEST(Physics, FanApproachesItsSpeedWithInertia) {
-    World world = threeFans(1.0);
+    World_t world = threeFans(1.0);
     world.fans[0].duty = 0.5;
     advance(world, 0.1);
     EXPECT_GT(world.fans[0].rpm, 8700);
@@ -62,36 +59,36 @@ TEST(Physics, FanApproachesItsSpeedWithInertia) {
 }
 
 TEST(Physics, StalledFanRunsDownAndRecovers) {
-    World world = threeFans(0.5);
-    world.fans[2].state = FanState::Stalled;
+    World_t world = threeFans(0.5);
+    world.fans[2].state = FanState_e::STALLED;
     advance(world, 30);
     EXPECT_LT(world.fans[2].rpm, 1);
-    world.fans[2].state = FanState::Ok;
+    world.fans[2].state = FanState_e::OK;
     advance(world, 30);
     EXPECT_NEAR(world.fans[2].rpm, 6075, 1);
 }
 
 TEST(Physics, WornFanReachesItsShare) {
-    EXPECT_DOUBLE_EQ(settledRpm(Fan{.maxRpm = 9000, .duty = 0.5, .state = FanState::Worn, .wornTo = 0.4}), 2430);
+    EXPECT_DOUBLE_EQ(settledRpm(Fan_t{.maxRpm = 9000, .duty = 0.5, .state = FanState_e::WORN, .wornTo = 0.4}), 2430);
 }
 
 TEST(Physics, RemovedFanStopsAtOnce) {
-    World world = threeFans(0.5);
-    world.fans[0].state = FanState::Removed;
+    World_t world = threeFans(0.5);
+    world.fans[0].state = FanState_e::REMOVED;
     advance(world, 0.01);
     EXPECT_DOUBLE_EQ(world.fans[0].rpm, 0);
 }
 
 TEST(Physics, DefaultHeatSettlesNear30Degrees) {
     for (const double duty : {0.25, 0.5, 0.75, 1.0}) {
-        World world = threeFans(duty);
+        World_t world = threeFans(duty);
         advance(world, 600);
         EXPECT_NEAR(world.air, 30.0, 2.5) << duty;
     }
 }
 
 TEST(Physics, MoreHeatIsWarmerMoreAirIsCooler) {
-    World world = threeFans(0.5);
+    World_t world = threeFans(0.5);
     const double normal = settledAir(world);
     world.heatWatts *= 2;
     const double hot = settledAir(world);
@@ -104,7 +101,7 @@ TEST(Physics, MoreHeatIsWarmerMoreAirIsCooler) {
 }
 
 TEST(Physics, TemperatureRisesWithoutOvershoot) {
-    World world = threeFans(0.5);
+    World_t world = threeFans(0.5);
     world.heatWatts = 800;
     const double goal = settledAir(world);
     double last = world.air;
@@ -118,7 +115,7 @@ TEST(Physics, TemperatureRisesWithoutOvershoot) {
 }
 
 TEST(Physics, OverheatsAndRecoversWithinAMinuteEach) {
-    World world = threeFans(1.0);
+    World_t world = threeFans(1.0);
     world.heatWatts = 1600;
     advance(world, 60);
     EXPECT_GT(world.sensors[0].celsius, 61);
@@ -128,7 +125,7 @@ TEST(Physics, OverheatsAndRecoversWithinAMinuteEach) {
 }
 
 TEST(Physics, SensorFollowsTheAirBehind) {
-    World world = threeFans(0.5);
+    World_t world = threeFans(0.5);
     world.heatWatts = 1600;
     advance(world, 5);
     EXPECT_LT(world.sensors[0].celsius, world.air);
@@ -136,15 +133,15 @@ TEST(Physics, SensorFollowsTheAirBehind) {
 }
 
 TEST(Physics, HeldSensorKeepsItsValue) {
-    World world = threeFans(0.5);
+    World_t world = threeFans(0.5);
     world.sensors[0].set = -12.5;
     advance(world, 5);
     EXPECT_DOUBLE_EQ(world.sensors[0].celsius, -12.5);
 }
 
 TEST(Physics, ManySmallStepsEqualOneLargeOne) {
-    World once = threeFans(1.0);
-    World often = threeFans(1.0);
+    World_t once = threeFans(1.0);
+    World_t often = threeFans(1.0);
     once.fans[0].duty = often.fans[0].duty = 0.25;
     once.heatWatts = often.heatWatts = 900;
     advance(once, 10);
@@ -157,7 +154,7 @@ TEST(Physics, ManySmallStepsEqualOneLargeOne) {
 }
 
 TEST(Physics, WithoutFansTheAirIsStillFinite) {
-    World world;
+    World_t world;
     advance(world, 100);
     EXPECT_NEAR(settledAir(world), 22 + 190 / 5.0, 1e-9);
     EXPECT_GT(world.air, 30);

@@ -1,15 +1,14 @@
 /** What an emulator says to set the device up, in the order in which it says it. */
-#include "guest_rings.h"
-#include "sim/chips/vsc055.h"
-#include "sim/vhost_device.h"
-
-#include <gtest/gtest.h>
+#include "vhost_device.h"
 
 #include <cstring>
+#include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <sys/mman.h>
 
-using namespace encsim;
+#include "chips/vsc055.h"
+#include "guest_rings.h"
+
 using namespace rings;
 
 namespace {
@@ -34,7 +33,7 @@ Bytes joined(Bytes first, const Bytes& second) {
 class VhostDeviceTest : public testing::Test {
 protected:
     VhostDeviceTest() : memory(memfd_create("guest", MFD_CLOEXEC)), call(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-        bus.attach(0x41, std::make_shared<Vsc055>());
+        bus.attach(0x41, std::make_shared<Vsc055_t>());
         EXPECT_EQ(ftruncate(memory.get(), 0x2000), 0);
         shared = static_cast<std::uint8_t*>(mmap(nullptr, 0x2000, PROT_READ | PROT_WRITE, MAP_SHARED, memory.get(), 0));
     }
@@ -90,10 +89,10 @@ protected:
         return read(call.get(), &count, sizeof count) > 0;
     }
 
-    Bus bus;
-    VhostDevice device{bus};
-    Descriptor memory, call;
-    Descriptor kick{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+    Bus_t bus;
+    VhostDevice_t device{bus};
+    OwnedFd_t memory, call;
+    OwnedFd_t kick{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     std::uint8_t* shared = nullptr;
 };
 

@@ -1,12 +1,12 @@
 /** The requests of a kernel's I2C driver, byte for byte, and what becomes of them on the bus. */
-#include "guest_rings.h"
-#include "sim/chips/lm75.h"
-#include "sim/chips/vsc055.h"
-#include "sim/virtio_i2c.h"
+#include "virtio_i2c.h"
 
 #include <gtest/gtest.h>
 
-using namespace encsim;
+#include "chips/lm75.h"
+#include "chips/vsc055.h"
+#include "guest_rings.h"
+
 using namespace rings;
 
 namespace {
@@ -14,8 +14,8 @@ namespace {
 class VirtioI2cTest : public testing::Test {
 protected:
     VirtioI2cTest() {
-        bus.attach(0x41, std::make_shared<Vsc055>());
-        auto sensor = std::make_shared<Lm75>();
+        bus.attach(0x41, std::make_shared<Vsc055_t>());
+        auto sensor = std::make_shared<Lm75_t>();
         sensor->setCelsius(30.5);
         bus.attach(0x4C, sensor);
     }
@@ -62,22 +62,22 @@ protected:
         available += bytes(heads).size() / 2;
         std::snprintf(index, sizeof index, "00 00 %02x 00 ", static_cast<unsigned>(available));
         guest.put(AVAILABLE, index + heads);
-        queue = Virtqueue::make(guest.memory, Guest::layout());
+        queue = Virtqueue_t::make(guest.memory, Guest_t::layout());
         return serveRequests(*queue, bus);
     }
     std::string status(unsigned at) const { return guest.get(BUFFERS + at + 0x1F, 1); }
     std::vector<std::string> log() const {
         std::vector<std::string> lines;
-        for (const Transfer& transfer : bus.remembered()) {
+        for (const Transfer_t& transfer : bus.remembered()) {
             lines.push_back(describe(transfer));
         }
         return lines;
     }
     using Lines = std::vector<std::string>;
 
-    Guest guest;
-    Bus bus;
-    std::optional<Virtqueue> queue;
+    Guest_t guest;
+    Bus_t bus;
+    std::optional<Virtqueue_t> queue;
     std::size_t available = 0;
 };
 

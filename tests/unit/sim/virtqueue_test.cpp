@@ -1,21 +1,20 @@
 /** Rings as a driver writes them, byte for byte, and as it must not. */
-#include "guest_rings.h"
-
 #include <gtest/gtest.h>
 
-using namespace encsim;
+#include "guest_rings.h"
+
 using namespace rings;
 
 namespace {
 
 class VirtqueueTest : public testing::Test {
 protected:
-    static Virtqueue queue(Guest& guest, const Virtqueue::Layout_t& layout = Guest::layout()) {
-        auto made = Virtqueue::make(guest.memory, layout);
+    static Virtqueue_t queue(Guest_t& guest, const Virtqueue_t::Layout_t& layout = Guest_t::layout()) {
+        auto made = Virtqueue_t::make(guest.memory, layout);
         EXPECT_TRUE(made.has_value());
         return *made;
     }
-    Guest guest;
+    Guest_t guest;
 };
 
 TEST_F(VirtqueueTest, GivesTheBuffersOfAChainInTheDriversOrder) {
@@ -25,7 +24,7 @@ TEST_F(VirtqueueTest, GivesTheBuffersOfAChainInTheDriversOrder) {
     guest.put(0x100, "00 00 01 00 00 00");
     guest.put(0x300, "98 00 00 00 01 00 00 00");
     guest.put(0x310, "04 2f");
-    Virtqueue ring = queue(guest);
+    Virtqueue_t ring = queue(guest);
     ASSERT_EQ(ring.waiting(), 1u);
     const auto chain = ring.peek(0);
     ASSERT_TRUE(chain && chain->valid);
@@ -42,7 +41,7 @@ TEST_F(VirtqueueTest, GivesTheBuffersOfAnIndirectTable) {
     guest.put(0x400, "00 03 01 00 00 00 00 00  08 00 00 00  01 00 01 00");
     guest.put(0x410, "20 03 01 00 00 00 00 00  03 00 00 00  02 00 00 00");
     guest.put(0x100, "00 00 01 00 00 00");
-    Virtqueue::Layout_t layout = Guest::layout();
+    Virtqueue_t::Layout_t layout = Guest_t::layout();
     EXPECT_FALSE(queue(guest, layout).peek(0)->valid) << "the driver has not agreed to them";
     layout.indirect = true;
     const auto chain = queue(guest, layout).peek(0);
@@ -55,7 +54,7 @@ TEST_F(VirtqueueTest, GivesRequestsBackInTheUsedRing) {
     guest.put(0x000, "20 03 01 00 00 00 00 00  05 00 00 00  02 00 00 00");
     guest.put(0x020, "30 03 01 00 00 00 00 00  06 00 00 00  02 00 00 00");
     guest.put(0x100, "00 00 02 00 02 00 00 00");
-    Virtqueue ring = queue(guest);
+    Virtqueue_t ring = queue(guest);
     const Chain_t first = *ring.peek(0);
     const Chain_t second = *ring.peek(1);
     ring.take(2);
@@ -68,12 +67,12 @@ TEST_F(VirtqueueTest, GivesRequestsBackInTheUsedRing) {
 }
 
 TEST_F(VirtqueueTest, IndexesWrapAroundRingAndNumber) {
-    Virtqueue::Layout_t layout = Guest::layout(2);
+    Virtqueue_t::Layout_t layout = Guest_t::layout(2);
     layout.next = 0xFFFF;
     guest.put(0x010, "20 03 01 00 00 00 00 00  05 00 00 00  02 00 00 00");
     guest.put(0x100, "00 00 01 00 00 00 01 00"); // entries 0xFFFF (place 1) and 0x0000 (place 0)
     guest.put(0x200, "00 00 ff ff");
-    Virtqueue ring = queue(guest, layout);
+    Virtqueue_t ring = queue(guest, layout);
     EXPECT_EQ(ring.waiting(), 2u);
     const Chain_t chain = *ring.peek(0);
     EXPECT_EQ(chain.head, 1u);
@@ -86,7 +85,7 @@ TEST_F(VirtqueueTest, IndexesWrapAroundRingAndNumber) {
 
 TEST_F(VirtqueueTest, TellsOnlyADriverThatWantsToHear) {
     guest.put(0x100, "00 00 01 00 00 00");
-    Virtqueue ring = queue(guest);
+    Virtqueue_t ring = queue(guest);
     EXPECT_FALSE(ring.wantsInterrupt()) << "nothing was given back";
     ring.push(Chain_t{}, 1);
     EXPECT_TRUE(ring.wantsInterrupt());
@@ -97,11 +96,11 @@ TEST_F(VirtqueueTest, TellsOnlyADriverThatWantsToHear) {
 }
 
 TEST_F(VirtqueueTest, EventIndexNamesTheRequestThatIsToBeTold) {
-    Virtqueue::Layout_t layout = Guest::layout(8);
+    Virtqueue_t::Layout_t layout = Guest_t::layout(8);
     layout.eventIndex = true;
     guest.put(0x100, "01 00 03 00"); // the flag means nothing now
     guest.put(0x114, "01 00");       // behind eight entries: when the second is given back
-    Virtqueue ring = queue(guest, layout);
+    Virtqueue_t ring = queue(guest, layout);
     ring.push(Chain_t{}, 1);
     EXPECT_FALSE(ring.wantsInterrupt());
     ring.push(Chain_t{}, 1);
@@ -115,7 +114,7 @@ TEST_F(VirtqueueTest, EventIndexNamesTheRequestThatIsToBeTold) {
 
 TEST_F(VirtqueueTest, WithoutEventIndexNothingIsWrittenBehindTheRing) {
     guest.put(0x244, "aa aa");
-    Virtqueue ring = queue(guest);
+    Virtqueue_t ring = queue(guest);
     ring.askForNotification();
     EXPECT_EQ(guest.get(0x244, 2), "aa aa");
 }
@@ -149,12 +148,12 @@ TEST_F(VirtqueueTest, RubbishInAChainMakesItInvalid) {
         {"an indirect table in an indirect table", "40 04 01 00 00 00 00 00 10 00 00 00 04 00 00 00", "00 00"},
     };
     for (const auto& row : rows) {
-        Guest machine;
+        Guest_t machine;
         machine.put(0x000, row.descriptors);
         machine.put(0x440, "00 04 01 00 00 00 00 00 10 00 00 00 04 00 00 00");
         machine.put(0x100, "00 00 01 00");
         machine.put(0x104, row.head);
-        Virtqueue::Layout_t layout = Guest::layout();
+        Virtqueue_t::Layout_t layout = Guest_t::layout();
         layout.indirect = true;
         const auto chain = queue(machine, layout).peek(0);
         ASSERT_TRUE(chain) << row.what;
@@ -164,9 +163,9 @@ TEST_F(VirtqueueTest, RubbishInAChainMakesItInvalid) {
 
 TEST_F(VirtqueueTest, IsNotMadeWhereTheRingsCannotBe) {
     const auto made = [this](auto change) {
-        Virtqueue::Layout_t layout = Guest::layout();
+        Virtqueue_t::Layout_t layout = Guest_t::layout();
         change(layout);
-        return Virtqueue::make(guest.memory, layout).has_value();
+        return Virtqueue_t::make(guest.memory, layout).has_value();
     };
     EXPECT_TRUE(made([](auto&) {}));
     for (const unsigned size : {0u, 3u, 65536u, 0x80000000u, 4096u}) {

@@ -1,131 +1,131 @@
-#include "sim/control.h"
-
-#include "sim/arguments.h"
-#include "sim/physics.h"
-#include "sim/show.h"
+#include "commands.h"
 
 #include <algorithm>
 #include <cctype>
 
-namespace encsim {
+#include "arguments.h"
+#include "physics.h"
+#include "show.h"
+
 namespace {
 
-struct Command {
+struct Command_t {
     const char* name;
-    std::size_t least, most; // words after the command
+    std::size_t least, most; /**< words after the command */
     const char* usage;
-    std::string (*run)(Control& control, const Arguments& arguments); // the reply without its last line
+    std::string (*run)(Commands_t& commands, const Arguments_t& arguments); /**< the reply without its last line */
 };
 
-World& worldOf(Control& control) {
-    return control.enclosure().world();
+World_t& worldOf(Commands_t& commands) {
+    return commands.enclosure().world();
 }
-Bus& busOf(Control& control) {
-    return control.enclosure().bus();
+Bus_t& busOf(Commands_t& commands) {
+    return commands.enclosure().bus();
 }
 
 [[noreturn]] void refuseWord(const std::string& word, const char* right) {
-    throw Refused(quoted(word) + " must be " + right);
+    throw Refused_t(inQuotes(word) + " must be " + right);
 }
 
-/// Words the verb of `arguments` does not take.
-void expectAfterVerb(const Arguments& arguments, std::size_t verb, std::size_t words) {
+/** Words the verb of `arguments` does not take. */
+void expectAfterVerb(const Arguments_t& arguments, std::size_t verb, std::size_t words) {
     if (arguments.size() != verb + 1 + words) {
-        throw Refused(quoted(arguments.word(verb)) + " takes " + (words == 0 ? "nothing" : "one value") + " after it");
+        throw Refused_t(inQuotes(arguments.word(verb)) + " takes " + (words == 0 ? "nothing" : "one value") +
+                        " after it");
     }
 }
 
-std::uint8_t deviceAddress(Control& control, const Arguments& arguments) {
+std::uint8_t deviceAddress(Commands_t& commands, const Arguments_t& arguments) {
     const auto address = static_cast<std::uint8_t>(arguments.whole(0, "address", 0, 0x7F));
-    if (busOf(control).device(address) == nullptr) {
+    if (busOf(commands).device(address) == nullptr) {
         std::string all;
-        for (const std::uint8_t known : busOf(control).addresses()) {
+        for (const std::uint8_t known : busOf(commands).addresses()) {
             all += ' ';
             all += hexByte(known);
         }
-        throw Refused("no chip at " + hexByte(address) + "; this chassis has" + all);
+        throw Refused_t("no chip at " + hexByte(address) + "; this chassis has" + all);
     }
     return address;
 }
 
-std::string heat(Control& control, const Arguments& arguments) {
-    worldOf(control).heatWatts = arguments.number(0, "heat", 0, 10000);
+std::string heat(Commands_t& commands, const Arguments_t& arguments) {
+    worldOf(commands).heatWatts = arguments.number(0, "heat", 0, 10000);
     return {};
 }
 
-std::string ambient(Control& control, const Arguments& arguments) {
-    worldOf(control).ambient = arguments.number(0, "ambient temperature", -55, 125);
+std::string ambient(Commands_t& commands, const Arguments_t& arguments) {
+    worldOf(commands).ambient = arguments.number(0, "ambient temperature", -55, 125);
     return {};
 }
 
-std::string fan(Control& control, const Arguments& arguments) {
-    Fan& one = worldOf(control).fans.at(arguments.index(0, "fan", worldOf(control).fans.size()));
+std::string fan(Commands_t& commands, const Arguments_t& arguments) {
+    Fan_t& one = worldOf(commands).fans.at(arguments.index(0, "fan", worldOf(commands).fans.size()));
     const std::string& verb = arguments.word(1);
-    Fan wanted = one;
+    Fan_t wanted = one;
     if (verb == "rpm") {
         expectAfterVerb(arguments, 1, 1);
-        if (!control.enclosure().frozen()) {
-            throw Refused("a fan's speed follows its duty while time passes; freeze first");
+        if (!commands.enclosure().frozen()) {
+            throw Refused_t("a fan's speed follows its duty while time passes; freeze first");
         }
         one.rpm = arguments.number(2, "speed", 0, 100000);
         return {};
     }
     expectAfterVerb(arguments, 1, verb == "worn" ? 1 : 0);
     if (verb == "ok") {
-        wanted.state = FanState::Ok;
+        wanted.state = FanState_e::OK;
     } else if (verb == "stall") {
-        wanted.state = FanState::Stalled;
+        wanted.state = FanState_e::STALLED;
     } else if (verb == "remove") {
-        wanted.state = FanState::Removed;
+        wanted.state = FanState_e::REMOVED;
     } else if (verb == "worn") {
         wanted.wornTo = arguments.number(2, "percentage of its healthy speed", 1, 100) / 100.0;
-        wanted.state = FanState::Worn;
+        wanted.state = FanState_e::WORN;
     } else {
         refuseWord(verb, "ok, stall, worn PERCENT, remove or rpm RPM");
     }
     one = wanted;
-    if (control.enclosure().frozen() || one.state == FanState::Removed) {
+    if (commands.enclosure().frozen() || one.state == FanState_e::REMOVED) {
         one.rpm = settledRpm(one);
     }
     return {};
 }
 
-std::string psu(Control& control, const Arguments& arguments) {
-    Supply& supply = worldOf(control).supplies.at(arguments.index(0, "supply", worldOf(control).supplies.size()));
+std::string psu(Commands_t& commands, const Arguments_t& arguments) {
+    Supply_t& supply = worldOf(commands).supplies.at(arguments.index(0, "supply", worldOf(commands).supplies.size()));
     const std::string& verb = arguments.word(1);
     if (verb == "fail") {
-        if (supply.state == SupplyState::Pulled) {
-            throw Refused("supply " + arguments.word(0) + " is pulled; insert it first");
+        if (supply.state == SupplyState_e::PULLED) {
+            throw Refused_t("supply " + arguments.word(0) + " is pulled; insert it first");
         }
-        supply = {SupplyState::Failed, true};
+        supply = {SupplyState_e::FAILED, true};
     } else if (verb == "pull") {
-        supply = {SupplyState::Pulled, false};
+        supply = {SupplyState_e::PULLED, false};
     } else if (verb == "ok" || verb == "insert") {
-        supply = {SupplyState::Ok, false};
+        supply = {SupplyState_e::OK, false};
     } else {
         refuseWord(verb, "fail, ok, pull or insert");
     }
     return {};
 }
 
-std::string drive(Control& control, const Arguments& arguments) {
-    Drive& slot = worldOf(control).drives.at(arguments.index(0, "drive", worldOf(control).drives.size()));
+std::string drive(Commands_t& commands, const Arguments_t& arguments) {
+    Drive_t& slot = worldOf(commands).drives.at(arguments.index(0, "drive", worldOf(commands).drives.size()));
     slot.present = arguments.either(1, "insert", "pull");
     return {};
 }
 
-std::string sensor(Control& control, const Arguments& arguments) {
-    Sensor& one = worldOf(control).sensors.at(arguments.index(0, "sensor", worldOf(control).sensors.size()));
+std::string sensor(Commands_t& commands, const Arguments_t& arguments) {
+    Sensor_t& one = worldOf(commands).sensors.at(arguments.index(0, "sensor", worldOf(commands).sensors.size()));
     const std::string& verb = arguments.word(1);
     expectAfterVerb(arguments, 1, verb == "set" ? 1 : 0);
     if (verb == "gone") {
         if (!one.ownChip) {
-            throw Refused("this sensor is inside a monitor chip; use: chip " + hexByte(one.address) + " silent");
+            throw Refused_t("this sensor is inside a monitor chip; use: chip " + hexByte(one.address) + " silent");
         }
-        busOf(control).setSilent(one.address, true);
+        busOf(commands).setSilent(one.address, true);
     } else if (verb == "ok") {
         one.set.reset();
-        busOf(control).setSilent(one.address, false);
+        busOf(commands).setSilent(one.address, false);
     } else if (verb == "set") {
         one.set = arguments.number(2, "temperature", -55, 125);
         one.celsius = *one.set;
@@ -135,19 +135,20 @@ std::string sensor(Control& control, const Arguments& arguments) {
     return {};
 }
 
-std::string temp(Control& control, const Arguments& arguments) {
-    Sensor& one = worldOf(control).sensors.at(arguments.index(0, "sensor", worldOf(control).sensors.size()));
+std::string temp(Commands_t& commands, const Arguments_t& arguments) {
+    Sensor_t& one = worldOf(commands).sensors.at(arguments.index(0, "sensor", worldOf(commands).sensors.size()));
     one.celsius = arguments.number(1, "temperature", -55, 125);
     return {};
 }
 
-std::string volt(Control& control, const Arguments& arguments) {
-    Board& board = worldOf(control).boards.at(arguments.index(0, "voltage monitor", worldOf(control).boards.size()));
-    const auto rail = std::find(kRailNames.begin(), kRailNames.end(), arguments.word(1));
-    if (rail == kRailNames.end()) {
+std::string volt(Commands_t& commands, const Arguments_t& arguments) {
+    Board_t& board =
+        worldOf(commands).boards.at(arguments.index(0, "voltage monitor", worldOf(commands).boards.size()));
+    const auto rail = std::find(RAIL_NAMES.begin(), RAIL_NAMES.end(), arguments.word(1));
+    if (rail == RAIL_NAMES.end()) {
         refuseWord(arguments.word(1), "vcore, vinr0, 3.3, 5, 12, -12 or -5");
     }
-    std::optional<double>& set = board.set.at(static_cast<std::size_t>(rail - kRailNames.begin()));
+    std::optional<double>& set = board.set.at(static_cast<std::size_t>(rail - RAIL_NAMES.begin()));
     if (arguments.word(2) == "ok") {
         set.reset();
     } else {
@@ -156,34 +157,34 @@ std::string volt(Control& control, const Arguments& arguments) {
     return {};
 }
 
-std::string chip(Control& control, const Arguments& arguments) {
-    const std::uint8_t address = deviceAddress(control, arguments);
-    busOf(control).setSilent(address, arguments.either(1, "silent", "ok"));
+std::string chip(Commands_t& commands, const Arguments_t& arguments) {
+    const std::uint8_t address = deviceAddress(commands, arguments);
+    busOf(commands).setSilent(address, arguments.either(1, "silent", "ok"));
     return {};
 }
 
-std::string bus(Control& control, const Arguments& arguments) {
+std::string bus(Commands_t& commands, const Arguments_t& arguments) {
     if (arguments.word(0) == "ok" && arguments.size() == 1) {
-        busOf(control).failNext(0, 0);
+        busOf(commands).failNext(0, 0);
         return {};
     }
     const bool second = arguments.size() > 2 && arguments.word(arguments.size() - 1) == "second";
     const std::size_t words = arguments.size() - (second ? 1 : 0);
     const bool skips = words == 4 && arguments.word(2) == "skip";
     if (arguments.word(0) != "fail" || !(words == 2 || skips)) {
-        throw Refused("usage: bus fail N [skip M] [second], or: bus ok");
+        throw Refused_t("usage: bus fail N [skip M] [second], or: bus ok");
     }
     const unsigned count = arguments.whole(1, "number of transfers", 0, 1000000);
-    busOf(control).failNext(count, skips ? arguments.whole(3, "number to skip", 0, 1000000) : 0, second);
+    busOf(commands).failNext(count, skips ? arguments.whole(3, "number to skip", 0, 1000000) : 0, second);
     return {};
 }
 
-std::string line(Control& control, const Arguments& arguments) {
-    control.line().setSilent(arguments.either(0, "silent", "ok"));
+std::string line(Commands_t& commands, const Arguments_t& arguments) {
+    commands.line().setSilent(arguments.either(0, "silent", "ok"));
     return {};
 }
 
-unsigned alarmState(const Arguments& arguments) {
+unsigned alarmState(const Arguments_t& arguments) {
     std::string upper = arguments.word(0);
     std::transform(upper.begin(), upper.end(), upper.begin(),
                    [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
@@ -198,10 +199,10 @@ unsigned alarmState(const Arguments& arguments) {
     refuseWord(arguments.word(0), "idle, fault, remind, mute, critical, a number 0 to 7, auto, or remind-after");
 }
 
-std::string alarm(Control& control, const Arguments& arguments) {
-    Alarm& controller = worldOf(control).alarm;
+std::string alarm(Commands_t& commands, const Arguments_t& arguments) {
+    Alarm_t& controller = worldOf(commands).alarm;
     if (!controller.settable) {
-        throw Refused("this chassis has no alarm controller; its alarm sounds as the adapter tells it");
+        throw Refused_t("this chassis has no alarm controller; its alarm sounds as the adapter tells it");
     }
     const std::string& verb = arguments.word(0);
     expectAfterVerb(arguments, 0, verb == "auto" || verb == "remind-after" ? 1 : 0);
@@ -210,27 +211,27 @@ std::string alarm(Control& control, const Arguments& arguments) {
     } else if (verb == "remind-after") {
         controller.remindAfter = arguments.number(1, "seconds", 0.1, 100000);
     } else {
-        control.enclosure().setAlarm(alarmState(arguments));
+        commands.enclosure().setAlarm(alarmState(arguments));
     }
     return {};
 }
 
-std::string freeze(Control& control, const Arguments&) {
-    control.enclosure().setFrozen(true);
+std::string freeze(Commands_t& commands, const Arguments_t&) {
+    commands.enclosure().setFrozen(true);
     return {};
 }
 
-std::string thaw(Control& control, const Arguments&) {
-    control.enclosure().setFrozen(false);
+std::string thaw(Commands_t& commands, const Arguments_t&) {
+    commands.enclosure().setFrozen(false);
     return {};
 }
 
-std::string reg(Control& control, const Arguments& arguments) {
-    const std::uint8_t address = deviceAddress(control, arguments);
-    Device& device = *busOf(control).device(address);
+std::string reg(Commands_t& commands, const Arguments_t& arguments) {
+    const std::uint8_t address = deviceAddress(commands, arguments);
+    Device_t& device = *busOf(commands).device(address);
     const auto number = static_cast<std::uint8_t>(arguments.whole(1, "register", 0, 0xFF));
     if (device.width(number) == 0) {
-        throw Refused("the " + device.name() + " at " + hexByte(address) + " has no register " + hexByte(number));
+        throw Refused_t("the " + device.name() + " at " + hexByte(address) + " has no register " + hexByte(number));
     }
     if (arguments.word(2) == "free") {
         device.unpin(number);
@@ -243,18 +244,18 @@ std::string reg(Control& control, const Arguments& arguments) {
     return {};
 }
 
-std::string speed(Control& control, const Arguments& arguments) {
-    control.setSpeed(arguments.number(0, "speed", 0.01, 1000));
+std::string speed(Commands_t& commands, const Arguments_t& arguments) {
+    commands.setSpeed(arguments.number(0, "speed", 0.01, 1000));
     return {};
 }
 
-std::string log(Control& control, const Arguments& arguments) {
+std::string log(Commands_t& commands, const Arguments_t& arguments) {
     if (arguments.word(0) == "on" || arguments.word(0) == "off") {
-        control.setLogging(arguments.word(0) == "on");
+        commands.setLogging(arguments.word(0) == "on");
         return {};
     }
-    const auto& all = busOf(control).remembered();
-    const std::size_t count = arguments.whole(0, "\"on\", \"off\" or the number of transfers", 0, Bus::kRemembered);
+    const auto& all = busOf(commands).remembered();
+    const std::size_t count = arguments.whole(0, "\"on\", \"off\" or the number of transfers", 0, Bus_t::REMEMBERED);
     std::string text;
     for (std::size_t i = all.size() - std::min(count, all.size()); i < all.size(); ++i) {
         text += describe(all[i]) + "\n";
@@ -262,34 +263,34 @@ std::string log(Control& control, const Arguments& arguments) {
     return text;
 }
 
-std::string transfers(Control& control, const Arguments& arguments) {
+std::string transfers(Commands_t& commands, const Arguments_t& arguments) {
     if (arguments.size() == 1) {
         if (arguments.word(0) != "reset") {
             refuseWord(arguments.word(0), "reset, or nothing");
         }
-        busOf(control).resetCounts();
+        busOf(commands).resetCounts();
         return {};
     }
-    const TransferCounts& counts = busOf(control).counts();
+    const TransferCounts_t& counts = busOf(commands).counts();
     return "total " + std::to_string(counts.total) + " reads " + std::to_string(counts.reads) + " writes " +
            std::to_string(counts.writes) + " failed " + std::to_string(counts.failed) + "\n";
 }
 
-std::string show(Control& control, const Arguments& arguments) {
+std::string show(Commands_t& commands, const Arguments_t& arguments) {
     if (arguments.size() == 1 && arguments.word(0) != "--json") {
         refuseWord(arguments.word(0), "--json, or nothing");
     }
-    return arguments.size() == 1 ? showJson(control) : showText(control);
+    return arguments.size() == 1 ? showJson(commands) : showText(commands);
 }
 
-std::string quit(Control& control, const Arguments&) {
-    control.requestQuit();
+std::string quit(Commands_t& commands, const Arguments_t&) {
+    commands.requestQuit();
     return {};
 }
 
-std::string help(Control& control, const Arguments& arguments);
+std::string help(Commands_t& commands, const Arguments_t& arguments);
 
-constexpr Command kCommands[] = {
+constexpr Command_t COMMANDS[] = {
     {"heat", 1, 1, "heat WATTS", heat},
     {"ambient", 1, 1, "ambient C", ambient},
     {"fan", 2, 3, "fan N ok|stall|worn PERCENT|remove|rpm RPM", fan},
@@ -313,28 +314,28 @@ constexpr Command kCommands[] = {
     {"quit", 0, 0, "quit", quit},
 };
 
-std::string help(Control&, const Arguments&) {
+std::string help(Commands_t&, const Arguments_t&) {
     std::string text;
-    for (const Command& command : kCommands) {
+    for (const Command_t& command : COMMANDS) {
         text += std::string(command.usage) + "\n";
     }
     return text;
 }
 
-std::string dispatch(Control& control, const Arguments& arguments) {
-    for (const Command& command : kCommands) {
+std::string dispatch(Commands_t& commands, const Arguments_t& arguments) {
+    for (const Command_t& command : COMMANDS) {
         if (arguments.command() == command.name) {
             arguments.expect(command.least, command.most, command.usage);
-            return command.run(control, arguments);
+            return command.run(commands, arguments);
         }
     }
-    throw Refused("unknown command " + quoted(arguments.command()) + "; \"help\" lists the commands");
+    throw Refused_t("unknown command " + inQuotes(arguments.command()) + "; \"help\" lists the commands");
 }
 
 } // namespace
 
-std::string Control::execute(std::string_view line) {
-    const Arguments arguments(line);
+std::string Commands_t::execute(std::string_view line) {
+    const Arguments_t arguments(line);
     if (arguments.command().empty()) {
         return "ok\n";
     }
@@ -342,9 +343,7 @@ std::string Control::execute(std::string_view line) {
         std::string reply = dispatch(*this, arguments);
         enclosure_.changed();
         return reply + "ok\n";
-    } catch (const Refused& refusal) {
+    } catch (const Refused_t& refusal) {
         return "error: " + std::string(refusal.what()) + "\n";
     }
 }
-
-} // namespace encsim

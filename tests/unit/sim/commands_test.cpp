@@ -1,47 +1,44 @@
-// The commands: what each changes, what each refuses, and what the two views of the world show.
-
-#include "sim/control.h"
-
-#include "sim/bridge.h"
-
-#include "hex.h"
+/** The commands: what each changes, what each refuses, and what the two views of the world show. */
+#include "commands.h"
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-using namespace encsim;
+#include "bridge.h"
+#include "hex.h"
+
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::StartsWith;
 
 namespace {
 
-/// A frozen enclosure under control.
-struct Rig {
-    explicit Rig(const char* chassis) : enclosure(makeEnclosure(chassis)) { enclosure->setFrozen(true); }
+/** A frozen enclosure under commands. */
+struct Rig_t {
+    explicit Rig_t(const char* chassis) : enclosure(makeEnclosure(chassis)) { enclosure->setFrozen(true); }
 
-    std::string operator()(const std::string& line) { return control.execute(line); }
+    std::string operator()(const std::string& line) { return commands.execute(line); }
     json world() {
-        const std::string reply = control.execute("show --json");
+        const std::string reply = commands.execute("show --json");
         return json::parse(reply.substr(0, reply.find('\n')));
     }
     std::string read(unsigned address, unsigned reg) { return readHex(enclosure->bus(), 1, address, reg); }
 
-    std::unique_ptr<Enclosure> enclosure;
-    Bridge bridge{enclosure->bus()};
-    Control control{*enclosure, bridge};
+    std::unique_ptr<Enclosure_t> enclosure;
+    Bridge_t bridge{enclosure->bus()};
+    Commands_t commands{*enclosure, bridge};
 };
 
-TEST(Control, HeatAndAmbientChangeTheRoom) {
-    Rig rig("vsc055");
+TEST(Commands, HeatAndAmbientChangeTheRoom) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("heat 812.5"), "ok\n");
     EXPECT_EQ(rig("ambient -4"), "ok\n");
     EXPECT_EQ(rig.world()["heatWatts"], 812.5);
     EXPECT_EQ(rig.world()["ambientCelsius"], -4.0);
 }
 
-TEST(Control, FanCommandsTakeEffectAtOnceWhileFrozen) {
-    Rig rig("vsc055");
+TEST(Commands, FanCommandsTakeEffectAtOnceWhileFrozen) {
+    Rig_t rig("vsc055");
     const auto fan = [&rig] { return rig.world()["fans"][1]; };
     EXPECT_EQ(rig("fan 1 stall"), "ok\n");
     EXPECT_EQ(fan(), json::parse(R"({"index":1,"state":"stalled","rpm":0,"dutyPercent":100.0})"));
@@ -56,16 +53,16 @@ TEST(Control, FanCommandsTakeEffectAtOnceWhileFrozen) {
     EXPECT_EQ(fan()["rpm"], 1999) << "another fan's command leaves it alone";
 }
 
-TEST(Control, ExactSpeedNeedsFrozenTime) {
-    Rig rig("vsc055");
+TEST(Commands, ExactSpeedNeedsFrozenTime) {
+    Rig_t rig("vsc055");
     rig("thaw");
     EXPECT_EQ(rig("fan 0 rpm 2000"), "error: a fan's speed follows its duty while time passes; freeze first\n");
     rig("fan 0 stall");
     EXPECT_EQ(rig.world()["fans"][0]["rpm"], 9000) << "inertia";
 }
 
-TEST(Control, SuppliesFailRecoverLeaveAndReturn) {
-    Rig rig("quadra");
+TEST(Commands, SuppliesFailRecoverLeaveAndReturn) {
+    Rig_t rig("quadra");
     const auto supply = [&rig] { return rig.world()["supplies"][2]; };
     EXPECT_EQ(rig("psu 2 fail"), "ok\n");
     EXPECT_EQ(supply(), json::parse(R"({"index":2,"state":"failed","alarm":true})"));
@@ -79,8 +76,8 @@ TEST(Control, SuppliesFailRecoverLeaveAndReturn) {
     EXPECT_EQ(supply()["state"], "ok");
 }
 
-TEST(Control, DrivesArePulledAndInserted) {
-    Rig rig("xyratex");
+TEST(Commands, DrivesArePulledAndInserted) {
+    Rig_t rig("xyratex");
     EXPECT_EQ(rig("drive 3 pull"), "ok\n");
     EXPECT_EQ(rig.world()["drives"][3], json::parse(R"({"index":3,"present":false,"led":false})"));
     EXPECT_EQ(rig.read(0x63, 0x00), "08");
@@ -88,8 +85,8 @@ TEST(Control, DrivesArePulledAndInserted) {
     EXPECT_EQ(rig.read(0x63, 0x00), "00");
 }
 
-TEST(Control, SensorsAreHeldUnpluggedAndFreed) {
-    Rig rig("vsc055");
+TEST(Commands, SensorsAreHeldUnpluggedAndFreed) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("sensor 0 set -24.5"), "ok\n");
     EXPECT_EQ(rig.world()["sensors"][0], json::parse(R"({"index":0,"address":"0x4c","celsius":-24.5,"state":"set"})"));
     EXPECT_EQ(rig.read(0x4C, 0), "80");
@@ -102,15 +99,15 @@ TEST(Control, SensorsAreHeldUnpluggedAndFreed) {
     EXPECT_EQ(rig.read(0x4C, 0), "80");
 }
 
-TEST(Control, SensorInsideAMonitorCannotGoAlone) {
-    Rig rig("chenbro");
+TEST(Commands, SensorInsideAMonitorCannotGoAlone) {
+    Rig_t rig("chenbro");
     EXPECT_EQ(rig("sensor 1 gone"), "error: this sensor is inside a monitor chip; use: chip 0x2a silent\n");
     EXPECT_EQ(rig("chip 0x2a silent"), "ok\n");
     EXPECT_EQ(rig.world()["sensors"][1]["state"], "gone");
 }
 
-TEST(Control, TempIsTakenNowAndGivesWayWithTime) {
-    Rig rig("vsc055");
+TEST(Commands, TempIsTakenNowAndGivesWayWithTime) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("temp 2 61"), "ok\n");
     EXPECT_EQ(rig.world()["sensors"][2]["celsius"], 61.0);
     rig("thaw");
@@ -118,8 +115,8 @@ TEST(Control, TempIsTakenNowAndGivesWayWithTime) {
     EXPECT_LT(rig.world()["sensors"][2]["celsius"], 35.0);
 }
 
-TEST(Control, RailsAreHeldAndFreed) {
-    Rig rig("chenbro");
+TEST(Commands, RailsAreHeldAndFreed) {
+    Rig_t rig("chenbro");
     EXPECT_EQ(rig("volt 3 12 10.7"), "ok\n");
     EXPECT_EQ(rig.read(0x30, 0x24), "b0");
     EXPECT_EQ(rig.world()["boards"][3]["volts"]["12"], 10.7);
@@ -130,8 +127,8 @@ TEST(Control, RailsAreHeldAndFreed) {
     EXPECT_EQ(rig("volt 0 9 9"), "error: \"9\" must be vcore, vinr0, 3.3, 5, 12, -12 or -5\n");
 }
 
-TEST(Control, ChipGoesSilentAndComesBack) {
-    Rig rig("vsc055");
+TEST(Commands, ChipGoesSilentAndComesBack) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("chip 0x41 silent"), "ok\n");
     EXPECT_EQ(rig.read(0x41, 0x10), "nack");
     EXPECT_EQ(rig.world()["bus"]["silent"], json::parse(R"(["0x41"])"));
@@ -140,8 +137,8 @@ TEST(Control, ChipGoesSilentAndComesBack) {
     EXPECT_EQ(rig("chip 0x42 silent"), "error: no chip at 0x42; this chassis has 0x41 0x4a 0x4b 0x4c\n");
 }
 
-TEST(Control, BusFailsTheOrderedTransfers) {
-    Rig rig("vsc055");
+TEST(Commands, BusFailsTheOrderedTransfers) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("bus fail 1 skip 1"), "ok\n");
     EXPECT_EQ(rig.world()["bus"]["failNext"], 1);
     EXPECT_EQ(rig.world()["bus"]["failSkip"], 1);
@@ -153,11 +150,11 @@ TEST(Control, BusFailsTheOrderedTransfers) {
     EXPECT_EQ(rig.read(0x41, 0x10), "ff");
 }
 
-TEST(Control, BusFailsAtTheSecondMessage) {
-    Rig rig("vsc055");
+TEST(Commands, BusFailsAtTheSecondMessage) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("bus fail 1 skip 1 second"), "ok\n");
     const auto transfer = [&rig] {
-        Message_t messages[] = {{0x41, false, {0x10}, false}, {0x41, true, {0}, false}};
+        BusMessage_t messages[] = {{0x41, false, {0x10}, false}, {0x41, true, {0}, false}};
         (void)rig.enclosure->bus().transfer(messages);
         return std::pair(messages[0].acknowledged, messages[1].acknowledged);
     };
@@ -170,8 +167,8 @@ TEST(Control, BusFailsAtTheSecondMessage) {
     EXPECT_EQ(transfer(), std::pair(false, false));
 }
 
-TEST(Control, LineGoesSilent) {
-    Rig rig("vsc055");
+TEST(Commands, LineGoesSilent) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("line silent"), "ok\n");
     EXPECT_TRUE(rig.bridge.silent());
     EXPECT_EQ(rig.world()["bus"]["line"], "silent");
@@ -179,8 +176,8 @@ TEST(Control, LineGoesSilent) {
     EXPECT_FALSE(rig.bridge.silent());
 }
 
-TEST(Control, AlarmStatesByNameAndNumber) {
-    Rig rig("xyratex");
+TEST(Commands, AlarmStatesByNameAndNumber) {
+    Rig_t rig("xyratex");
     const struct {
         const char* word;
         unsigned number;
@@ -195,8 +192,8 @@ TEST(Control, AlarmStatesByNameAndNumber) {
     }
 }
 
-TEST(Control, AlarmControllerCanBeLeftToCommands) {
-    Rig rig("xyratex");
+TEST(Commands, AlarmControllerCanBeLeftToCommands) {
+    Rig_t rig("xyratex");
     rig("thaw");
     EXPECT_EQ(rig("alarm auto off"), "ok\n");
     rig("psu 0 pull");
@@ -209,14 +206,14 @@ TEST(Control, AlarmControllerCanBeLeftToCommands) {
     EXPECT_EQ(rig.world()["alarm"]["state"], "REMIND");
 }
 
-TEST(Control, AlarmOfOtherChassisCannotBeSet) {
-    Rig rig("vsc055");
+TEST(Commands, AlarmOfOtherChassisCannotBeSet) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("alarm idle"),
               "error: this chassis has no alarm controller; its alarm sounds as the adapter tells it\n");
 }
 
-TEST(Control, RegistersAreShownPinnedAndFreed) {
-    Rig rig("vsc055");
+TEST(Commands, RegistersAreShownPinnedAndFreed) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("reg 0x41 0x32"), "0x41 0x32 0xff\nok\n");
     EXPECT_EQ(rig("reg 0x41 0x32 0xC8"), "ok\n");
     EXPECT_EQ(rig("reg 0x41 0x32"), "0x41 0x32 0xc8 pinned\nok\n");
@@ -230,40 +227,40 @@ TEST(Control, RegistersAreShownPinnedAndFreed) {
                 StartsWith("error: value is \"256\"; it must be a whole number from 0 to 255"));
 }
 
-TEST(Control, LookingAtARegisterIsNoTransfer) {
-    Rig rig("vsc055");
+TEST(Commands, LookingAtARegisterIsNoTransfer) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig.read(0x4C, 0), "00");
     rig("reg 0x4c 0");
     EXPECT_EQ(rig.read(0x4C, 0), "1e") << "the pair goes on";
     EXPECT_EQ(rig.world()["transfers"]["total"], 2);
 }
 
-TEST(Control, FreezeThawAndSpeed) {
-    Rig rig("vsc055");
+TEST(Commands, FreezeThawAndSpeed) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig.world()["frozen"], true);
     EXPECT_EQ(rig("thaw"), "ok\n");
     EXPECT_EQ(rig.world()["frozen"], false);
     EXPECT_EQ(rig("speed 20"), "ok\n");
-    EXPECT_EQ(rig.control.speed(), 20);
+    EXPECT_EQ(rig.commands.speed(), 20);
     EXPECT_EQ(rig("freeze"), "ok\n");
     EXPECT_EQ(rig.world()["frozen"], true);
 }
 
-TEST(Control, LogShowsTheLatestTransfers) {
-    Rig rig("vsc055");
+TEST(Commands, LogShowsTheLatestTransfers) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("log 5"), "ok\n");
     rig.read(0x41, 0x04);
     rig.read(0x62, 0x00);
     EXPECT_EQ(rig("log 1"), "2 read 0x62 0x00 1 [] nack\nok\n");
     EXPECT_EQ(rig("log 5"), "1 read 0x41 0x04 1 [ff] ack\n2 read 0x62 0x00 1 [] nack\nok\n");
     EXPECT_EQ(rig("log on"), "ok\n");
-    EXPECT_TRUE(rig.control.logging());
+    EXPECT_TRUE(rig.commands.logging());
     EXPECT_EQ(rig("log off"), "ok\n");
-    EXPECT_FALSE(rig.control.logging());
+    EXPECT_FALSE(rig.commands.logging());
 }
 
-TEST(Control, TransfersAreCounted) {
-    Rig rig("vsc055");
+TEST(Commands, TransfersAreCounted) {
+    Rig_t rig("vsc055");
     rig.read(0x41, 0x04);
     rig.read(0x62, 0x00);
     EXPECT_EQ(rig("transfers"), "total 2 reads 2 writes 0 failed 1\nok\n");
@@ -272,8 +269,8 @@ TEST(Control, TransfersAreCounted) {
     EXPECT_EQ(rig("transfers"), "total 0 reads 0 writes 0 failed 0\nok\n");
 }
 
-TEST(Control, ShowIsForAPerson) {
-    Rig rig("xyratex");
+TEST(Commands, ShowIsForAPerson) {
+    Rig_t rig("xyratex");
     rig("psu 1 fail");
     rig("drive 2 pull");
     const std::string text = rig("show");
@@ -286,8 +283,8 @@ TEST(Control, ShowIsForAPerson) {
     EXPECT_THAT(text, testing::EndsWith("\nok\n"));
 }
 
-TEST(Control, ShowJsonIsOneLineWithEverything) {
-    Rig rig("w83782d");
+TEST(Commands, ShowJsonIsOneLineWithEverything) {
+    Rig_t rig("w83782d");
     const std::string reply = rig("show --json");
     EXPECT_EQ(std::count(reply.begin(), reply.end(), '\n'), 2);
     const json world = rig.world();
@@ -304,8 +301,8 @@ TEST(Control, ShowJsonIsOneLineWithEverything) {
     }
 }
 
-TEST(Control, HelpListsEveryCommand) {
-    Rig rig("vsc055");
+TEST(Commands, HelpListsEveryCommand) {
+    Rig_t rig("vsc055");
     const std::string text = rig("help");
     for (const char* const name :
          {"heat",  "ambient", "fan",    "psu",  "drive", "sensor", "temp",      "volt", "chip", "bus", "line",
@@ -314,22 +311,22 @@ TEST(Control, HelpListsEveryCommand) {
     }
 }
 
-TEST(Control, QuitEnds) {
-    Rig rig("vsc055");
-    EXPECT_FALSE(rig.control.quitRequested());
+TEST(Commands, QuitEnds) {
+    Rig_t rig("vsc055");
+    EXPECT_FALSE(rig.commands.quitRequested());
     EXPECT_EQ(rig("quit"), "ok\n");
-    EXPECT_TRUE(rig.control.quitRequested());
+    EXPECT_TRUE(rig.commands.quitRequested());
 }
 
-TEST(Control, BlanksAroundWordsDoNotMatter) {
-    Rig rig("vsc055");
+TEST(Commands, BlanksAroundWordsDoNotMatter) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("  heat \t 100 \r"), "ok\n");
     EXPECT_EQ(rig(""), "ok\n");
     EXPECT_EQ(rig("   "), "ok\n");
     EXPECT_EQ(rig.world()["heatWatts"], 100.0);
 }
 
-TEST(Control, RefusalsSayWhatWouldBeRightAndChangeNothing) {
+TEST(Commands, RefusalsSayWhatWouldBeRightAndChangeNothing) {
     const struct {
         const char* line;
         const char* reply;
@@ -364,7 +361,7 @@ TEST(Control, RefusalsSayWhatWouldBeRightAndChangeNothing) {
         {"transfers clear", "error: \"clear\" must be reset, or nothing\n"},
         {"freeze now", "error: usage: freeze\n"},
     };
-    Rig rig("vsc055");
+    Rig_t rig("vsc055");
     const json before = rig.world();
     for (const auto& row : rows) {
         EXPECT_EQ(rig(row.line), row.reply);
@@ -372,8 +369,8 @@ TEST(Control, RefusalsSayWhatWouldBeRightAndChangeNothing) {
     EXPECT_EQ(rig.world(), before);
 }
 
-TEST(Control, RefusalStaysOnePrintableLineWhateverCame) {
-    Rig rig("vsc055");
+TEST(Commands, RefusalStaysOnePrintableLineWhateverCame) {
+    Rig_t rig("vsc055");
     EXPECT_EQ(rig("\x1b[2J\xff"), "error: unknown command \"?[2J?\"; \"help\" lists the commands\n");
     std::string endless = "heat ";
     endless.append(4000, 'x');
