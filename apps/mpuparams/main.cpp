@@ -155,10 +155,10 @@ std::vector<Command_t> allCommands(Options_t& options) {
             setCommand(options),    imageCommand(options), deleteCommand(options)};
 }
 
-/** The command, which comes first. Nothing, when help or the version is asked for instead. */
+/** The command, which comes first. Nothing, when help, the version or a completion is asked for instead. */
 std::string findCommand(const std::vector<Command_t>& commands, int argc, char** argv) {
     std::string first = argc < 2 ? "" : argv[1];
-    if (first == "-h" || first == "--help" || first == "--version") {
+    if (first == "-h" || first == "--help" || first == "--version" || first == "--complete") {
         return "";
     }
     std::string known;

@@ -3,7 +3,9 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <grp.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "errors.h"
@@ -17,6 +19,19 @@ constexpr U8_t PEER_K_FIRST_ID = 34;
 constexpr U8_t PEER_K_LAST_ID = 63;
 constexpr std::size_t LONGEST_SOCKET_NAME = 9; // "/eventlog"
 
+/** Whom the socket's directory lets in, as far as it can be seen. */
+std::string whoMay(const std::string& path) {
+    struct stat status = {};
+    const std::string directory = path.substr(0, path.rfind('/'));
+    const group* const members = stat(directory.c_str(), &status) == 0 ? getgrgid(status.st_gid) : nullptr;
+    if (members == nullptr) {
+        return "ask whoever runs the switch for its group";
+    }
+    const std::string name = members->gr_name;
+    return "members of the group " + name + " may talk to the switch; join it (usermod -aG " + name +
+           " USER) and log in again";
+}
+
 int connectTo(const std::string& path) {
     const UnixSocket_t socket = unixConnect(path);
     switch (socket.failed) {
@@ -28,6 +43,9 @@ int connectTo(const std::string& path) {
     case UnixStep_e::SOCKET:
         throw noSwitchError(std::string("cannot make a socket: ") + std::strerror(errno));
     default:
+        if (errno == EACCES) {
+            throw noSwitchError("permission denied at '" + path + "': " + whoMay(path));
+        }
         throw noSwitchError("no switch at '" + path + "' (" + std::strerror(errno) +
                             "); start it or name its directory with --directory");
     }
@@ -49,7 +67,7 @@ U8_t takeGreeting(SwitchConnection_t& connection, Deadline_t deadline) {
 } // namespace
 
 SwitchConnection_t::SwitchConnection_t(const std::string& directory, const std::string& name)
-    : path_(directory + "/" + name), fd_(connectTo(path_)) {}
+    : path_(name.starts_with('/') ? name : directory + "/" + name), fd_(connectTo(path_)) {}
 
 SwitchConnection_t::~SwitchConnection_t() {
     close(fd_);
@@ -119,5 +137,6 @@ void waitReadable(std::span<const int> fds, Deadline_t deadline) {
     }
 }
 
-PeerConnection_t::PeerConnection_t(const std::string& directory, Deadline_t deadline)
-    : connection_(directory, "peer"), endpointId_(takeGreeting(connection_, deadline)) {}
+PeerConnection_t::PeerConnection_t(const std::string& directory, Deadline_t deadline, const PeerDoor_t& door)
+    : connection_(directory, door.socket),
+      endpointId_(door.endpoint ? *door.endpoint : takeGreeting(connection_, deadline)) {}
