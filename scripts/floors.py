@@ -1,7 +1,7 @@
 """
-Checks which way the includes of the tree point: the libraries know include/ and themselves, the simulator and the tools
-nothing of the adapter, and inside the adapter a floor knows the floors below it and no enclosure knows another. Prints
-what runs up or round; exit status 1 when there is anything.
+Checks which way the includes of the tree point: the libraries know include/ and themselves, the tools nothing of the
+adapter, the simulator nothing but libs/tools, and inside the adapter a floor knows the floors below it and no enclosure
+knows another. Prints what runs up or round; exit status 1 when there is anything.
 """
 
 import re
@@ -72,7 +72,7 @@ def circles():
 
 def reaches(path, own, included, folder):
     """Whether an include of a file below `own` can only mean a file below `folder`."""
-    shared = [ROOT / "include", *(library for library in (ROOT / "libs").iterdir() if library != folder)]
+    shared = [place for place in (ROOT / "include", *(ROOT / "libs").iterdir()) if place != folder]
     if any((place / included).exists() for place in [path.parent, own, *shared]):
         return False
     return (folder / included).exists()
@@ -85,7 +85,8 @@ def other_findings():
     above = {
         "include": [*libraries, *applications, ROOT / "sim", ROOT / "tests"],
         "libs": [*applications, ROOT / "sim", ROOT / "tests"],
-        "sim": [ADAPTER],
+        # Of the tree it knows what the tools share, and no number of the hardware that the adapter knows too.
+        "sim": [ROOT / "include", *(library for library in libraries if library.name != "tools"), *applications],
     }
     above |= {f"apps/{path.name}": [ADAPTER, ROOT / "sim", ROOT / "tests"] for path in applications if path != ADAPTER}
     # What peers share knows what all tools share, and not the other way round.

@@ -6,7 +6,7 @@
 
 class BridgeLine_t : public Line_t {
 public:
-    /** Throws std::runtime_error when the link cannot be made. */
+    /** Throws ToolError_t when the link cannot be made. */
     BridgeLine_t(Bus_t& bus, const std::string& link) : bridge_(bus), pty_(link) {}
 
     Silenceable_t& silenceable() override { return bridge_; }

@@ -3,10 +3,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <stdexcept>
 
+#include "failure.h"
+#include "listener.h"
 #include "owned_fd.h"
-#include "unix_socket.h"
+#include "unix_stream.h"
 
 namespace {
 
@@ -24,14 +25,14 @@ std::size_t lastLine(const std::string& reply) {
 } // namespace
 
 int sendCommand(const std::string& path, const std::string& command) {
-    const sockaddr_un address = socketAddress(path);
-    const OwnedFd_t fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (fd.get() < 0 || connect(fd.get(), generic(address), sizeof address) != 0) {
-        throw std::runtime_error("no simulator answers at " + path + ": " + std::strerror(errno));
+    checkSocketPath(path);
+    const OwnedFd_t fd(unixConnect(path).descriptor);
+    if (fd.get() < 0) {
+        throw failure("no simulator answers at " + path + ": " + std::strerror(errno));
     }
     const std::string line = command.substr(0, command.find('\n')) + "\n";
-    if (send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) {
-        throw std::runtime_error("cannot send the command to " + path + ": " + std::strerror(errno));
+    if (!sendWhole(fd.get(), {reinterpret_cast<const U8_t*>(line.data()), line.size()})) {
+        throw failure("cannot send the command to " + path + ": " + std::strerror(errno));
     }
     std::string reply;
     std::size_t last = std::string::npos;
@@ -39,7 +40,7 @@ int sendCommand(const std::string& path, const std::string& command) {
         char bytes[4096];
         const ssize_t count = recv(fd.get(), bytes, sizeof bytes, 0);
         if (count <= 0) {
-            throw std::runtime_error("the simulator at " + path + " has ended before its reply was complete");
+            throw failure("the simulator at " + path + " has ended before its reply was complete");
         }
         reply.append(bytes, static_cast<std::size_t>(count));
     }

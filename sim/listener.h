@@ -4,11 +4,14 @@
 
 #include "owned_fd.h"
 
+/** Throws ToolError_t when `path` cannot be that of a UNIX socket: too long for one, or empty. */
+void checkSocketPath(const std::string& path);
+
 /** A UNIX stream socket that listens at a path, and removes it at the end. */
 class Listener_t {
 public:
     /**
-     * A socket nobody answers at any more is replaced. Throws std::runtime_error, naming the option that gave the
+     * A socket nobody answers at any more is replaced. Throws ToolError_t, naming the option that gave the
      * path, when the path is taken otherwise.
      */
     explicit Listener_t(std::string path, const char* option = "--control");

@@ -1,11 +1,12 @@
 /** encsim: a simulated enclosure behind a serial I2C bridge on a pseudo-terminal, or as a virtual machine's I2C bus. */
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <optional>
 
 #include "bridge_line.h"
 #include "client.h"
+#include "command_line.h"
+#include "failure.h"
 #include "server.h"
 #include "vhost_line.h"
 
@@ -22,22 +23,35 @@ struct Options_t {
     bool quiet = false;
 };
 
-void declare(CLI::App& app, Options_t& options) {
-    CLI::Option* const chassis =
-        app.add_option("--chassis", options.chassis, "the enclosure to be")->check(CLI::IsMember(chassisNames()));
-    CLI::Option* const link = app.add_option("--link", options.link, "link made to the line")->capture_default_str();
-    app.add_option("--vhost-user", options.vhostUser,
-                   "be the I2C bus of a virtual machine whose emulator connects here")
-        ->excludes(link);
-    CLI::Option* const control = app.add_option("--control", options.commandSocket, "UNIX socket for commands");
-    app.add_option("--send", options.command, "give the simulator that runs at --control this command, print its reply")
-        ->needs(control)
-        ->excludes(chassis);
-    app.add_option("--speed", options.speed, "simulated seconds a second")
-        ->check(CLI::Range(0.01, 1000.0))
-        ->capture_default_str();
-    app.add_flag("--frozen", options.frozen, "start with time standing still");
-    app.add_flag("--quiet", options.quiet, "print \"ready\" and nothing else");
+CliProgram_t commandLine(Options_t& options) {
+    return {
+        .name = "encsim",
+        .description =
+            "Simulated enclosure: chips, wiring and physics behind a serial I2C bridge or as a virtual machine's bus.",
+        .options = {
+            {.name = "--chassis",
+             .description = "the enclosure to be",
+             .target = &options.chassis,
+             .choices = chassisNames()},
+            {.name = "--link", .description = "link made to the line", .target = &options.link, .showsDefault = true},
+            {.name = "--vhost-user",
+             .description = "be the I2C bus of a virtual machine whose emulator connects here",
+             .target = &options.vhostUser,
+             .excludes = "--link"},
+            {.name = "--control", .description = "UNIX socket for commands", .target = &options.commandSocket},
+            {.name = "--send",
+             .description = "give the simulator that runs at --control this command, print its reply",
+             .target = &options.command,
+             .needs = "--control",
+             .excludes = "--chassis"},
+            {.name = "--speed",
+             .description = "simulated seconds a second",
+             .target = &options.speed,
+             .showsDefault = true,
+             .range = CliRange_t<double>{0.01, 1000.0}},
+            {.name = "--frozen", .description = "start with time standing still", .target = &options.frozen},
+            {.name = "--quiet", .description = "print \"ready\" and nothing else", .target = &options.quiet},
+        }};
 }
 
 std::unique_ptr<Line_t> makeLine(const Options_t& options, Bus_t& bus) {
@@ -47,7 +61,7 @@ std::unique_ptr<Line_t> makeLine(const Options_t& options, Bus_t& bus) {
     return std::make_unique<VhostLine_t>(bus, options.vhostUser);
 }
 
-void run(const Options_t& options) {
+void serve(const Options_t& options) {
     Server_t::catchSignals();
     const std::unique_ptr<Enclosure_t> enclosure = makeEnclosure(options.chassis);
     enclosure->setFrozen(options.frozen);
@@ -68,28 +82,34 @@ void run(const Options_t& options) {
     Server_t(commands, *line, listener ? &*listener : nullptr).run();
 }
 
+int runTool(int argc, char** argv) {
+    Options_t options;
+    const CliResult_t result = parseCommandLine(commandLine(options), argc, argv);
+    if (result.exitStatus) {
+        return *result.exitStatus;
+    }
+    if (!result.error.empty()) {
+        throw failure(result.error);
+    }
+    if (result.isGiven("--send")) {
+        return sendCommand(options.commandSocket, options.command);
+    }
+    if (options.chassis.empty()) {
+        throw failure("--chassis is required");
+    }
+    serve(options);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app(
-        "Simulated enclosure: chips, wiring and physics behind a serial I2C bridge or as a virtual machine's bus.",
-        "encsim");
-    Options_t options;
-    declare(app, options);
     try {
-        app.parse(argc, argv);
-        if (app.count("--send") != 0) {
-            return sendCommand(options.commandSocket, options.command);
-        }
-        if (options.chassis.empty()) {
-            throw CLI::RequiredError("--chassis");
-        }
-        run(options);
-    } catch (const CLI::CallForHelp& help) {
-        return app.exit(help);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "encsim: %s\n", error.what());
-        return 1;
+        return runTool(argc, argv);
+    } catch (const ToolError_t& error) {
+        return reportError("encsim", error.exitStatus(), error.what());
+    } catch (...) {
+        std::fputs("encsim: out of memory\n", stderr); // whatever else can go wrong has been reported
+        return ENCSIM_K_EXIT_FAILED;
     }
-    return 0;
 }

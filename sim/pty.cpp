@@ -4,15 +4,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <stdexcept>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <termios.h>
 
+#include "failure.h"
+
 namespace {
 
 [[noreturn]] void failed(const std::string& what) {
-    throw std::runtime_error(what + ": " + std::strerror(errno));
+    throw failure(what + ": " + std::strerror(errno));
 }
 
 void setRaw(int fd) {
@@ -75,10 +76,10 @@ void Pty_t::place() const {
     if (lstat(link_.c_str(), &there) == 0) {
         const std::string target = linkTarget(link_);
         if (!S_ISLNK(there.st_mode) || !target.starts_with("/dev/pts/")) {
-            throw std::runtime_error(link_ + " exists and is not a simulator's link; remove it or give another --link");
+            throw failure(link_ + " exists and is not a simulator's link; remove it or give another --link");
         }
         if (target != device_ && inUse(target)) {
-            throw std::runtime_error("another simulator serves " + link_ + "; stop it or give another --link");
+            throw failure("another simulator serves " + link_ + "; stop it or give another --link");
         }
         unlink(link_.c_str());
     }

@@ -9,7 +9,7 @@ class Pty_t {
 public:
     /**
      * Opens a pseudo-terminal, sets its line raw and links `link` to it. A link that a simulator which has died left
-     * there is replaced. Throws std::runtime_error, saying what would be right, when the place is taken otherwise.
+     * there is replaced. Throws ToolError_t, saying what would be right, when the place is taken otherwise.
      */
     explicit Pty_t(std::string link);
     /** Removes the link, if it is still this one's. */

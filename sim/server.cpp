@@ -7,18 +7,14 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include "stop_signal.h"
+
 namespace {
 
-constexpr timespec TICK{.tv_sec = 0, .tv_nsec = 50'000'000};
+constexpr int TICK_MS = 50;
 constexpr std::chrono::seconds LONGEST_PAUSE{10}; // a suspended simulator does not make up for the time
 constexpr std::size_t LONGEST_LINE = 4096;
 constexpr std::size_t LARGEST_BACKLOG = 8 * 1024 * 1024; // a peer that asks and never reads
-
-volatile std::sig_atomic_t stopping = 0;
-
-extern "C" void stop(int) {
-    stopping = 1;
-}
 
 /** Carries out every whole line of `text` and removes it; the replies, one after another. */
 std::string runLines(Commands_t& commands, std::string& text) {
@@ -33,51 +29,44 @@ std::string runLines(Commands_t& commands, std::string& text) {
 } // namespace
 
 void Server_t::catchSignals() {
+    stopSignalInstall();
     struct sigaction action {};
-    action.sa_handler = stop;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
     action.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &action, nullptr);
     sigaction(SIGTTIN, &action, nullptr); // in the background the terminal just has nothing to say
-
-    // Delivered only inside ppoll(), so that none is missed between the test and the wait.
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
 }
 
 void Server_t::run() {
-    sigset_t none;
-    sigemptyset(&none);
-    while (stopping == 0 && !commands_.quitRequested()) {
+    while (!stopSignalReceived() && !commands_.quitRequested()) {
         std::vector<pollfd> watched = line_.watched();
-        const std::size_t terminal = watched.size();
+        const std::size_t own = watched.size();
         watched.push_back({terminalOpen_ ? STDIN_FILENO : -1, POLLIN, 0});
         watched.push_back({listener_ != nullptr ? listener_->fd() : -1, POLLIN, 0});
+        watched.push_back({stopSignalFd(), POLLIN, 0});
         for (const Peer_t& peer : peers_) {
             watched.push_back({peer.fd.get(), static_cast<short>(peer.out.empty() ? POLLIN : POLLIN | POLLOUT), 0});
         }
-        const int ready = ppoll(watched.data(), watched.size(), &TICK, &none);
+        const int ready = poll(watched.data(), watched.size(), TICK_MS);
         passTime();
-        if (ready <= 0) {
-            continue;
+        if (ready > 0) {
+            serveReady(watched, own);
         }
-        line_.serve(std::span(watched).first(terminal));
-        printTransfers();
-        if (watched[terminal].revents != 0) {
-            serveTerminal();
-        }
-        std::size_t at = terminal + 2;
-        for (Peer_t& peer : peers_) {
-            servePeer(peer, watched[at++].revents);
-        }
-        peers_.remove_if([](const Peer_t& peer) { return peer.closing; });
-        if (watched[terminal + 1].revents != 0) {
-            acceptPeer();
-        }
+    }
+}
+
+void Server_t::serveReady(std::span<const pollfd> watched, std::size_t own) {
+    line_.serve(watched.first(own));
+    printTransfers();
+    if (watched[own].revents != 0) {
+        serveTerminal();
+    }
+    std::size_t at = own + 3;
+    for (Peer_t& peer : peers_) {
+        servePeer(peer, watched[at++].revents);
+    }
+    peers_.remove_if([](const Peer_t& peer) { return peer.closing; });
+    if (watched[own + 1].revents != 0) {
+        acceptPeer();
     }
 }
 

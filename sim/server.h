@@ -15,10 +15,10 @@ public:
     Server_t(Commands_t& commands, Line_t& line, const Listener_t* listener)
         : commands_(commands), line_(line), listener_(listener) {}
 
-    /** Runs until the command "quit", SIGINT or SIGTERM; catchSignals() must have been called before. */
+    /** Runs until the command "quit" or a signal of stop_signal.h; catchSignals() must have been called before. */
     void run();
 
-    /** From now on SIGINT and SIGTERM end run(), and a reader that goes away does no harm. */
+    /** From now on the stop signals end run(), and a reader that goes away does no harm. */
     static void catchSignals();
 
 private:
@@ -31,6 +31,8 @@ private:
     };
 
     void passTime();
+    /** `watched` with its results; from `own` on terminal, command socket, stop signal, peers. */
+    void serveReady(std::span<const pollfd> watched, std::size_t own);
     void serveTerminal();
     void acceptPeer();
     void servePeer(Peer_t& peer, short events);

@@ -3,11 +3,10 @@
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
-#include <nlohmann/json.hpp>
+
+#include "json.h"
 
 namespace {
-
-using nlohmann::json;
 
 constexpr int VERSION = 1;
 
@@ -33,81 +32,86 @@ const char* sensorState(const Commands_t& commands, const Sensor_t& sensor) {
     return sensor.set ? "set" : "ok";
 }
 
-json fansJson(const World_t& world) {
-    json all = json::array();
-    for (const Fan_t& fan : world.fans) {
-        all.push_back({{"index", all.size()},
-                       {"state", nameOf(fan.state)},
-                       {"rpm", std::lround(fan.rpm)},
-                       {"dutyPercent", tenths(fan.duty * 100.0)}});
+Json_t fansJson(const World_t& world) {
+    Json_t all = Json_t::array();
+    for (std::size_t i = 0; i < world.fans.size(); ++i) {
+        const Fan_t& fan = world.fans[i];
+        all.add(Json_t::object({{"dutyPercent", tenths(fan.duty * 100.0)},
+                                {"index", i},
+                                {"rpm", std::lround(fan.rpm)},
+                                {"state", nameOf(fan.state)}}));
     }
     return all;
 }
 
-json drivesJson(const World_t& world) {
-    json all = json::array();
-    for (const Drive_t& drive : world.drives) {
-        const json led = drive.led ? json(*drive.led) : json(nullptr);
-        all.push_back({{"index", all.size()}, {"present", drive.present}, {"led", led}});
+Json_t drivesJson(const World_t& world) {
+    Json_t all = Json_t::array();
+    for (std::size_t i = 0; i < world.drives.size(); ++i) {
+        const Drive_t& drive = world.drives[i];
+        all.add(Json_t::object({{"index", i}, {"led", drive.led}, {"present", drive.present}}));
     }
     return all;
 }
 
-json suppliesJson(const World_t& world) {
-    json all = json::array();
-    for (const Supply_t& supply : world.supplies) {
-        all.push_back({{"index", all.size()}, {"state", nameOf(supply.state)}, {"alarm", supply.alarm}});
+Json_t suppliesJson(const World_t& world) {
+    Json_t all = Json_t::array();
+    for (std::size_t i = 0; i < world.supplies.size(); ++i) {
+        const Supply_t& supply = world.supplies[i];
+        all.add(Json_t::object({{"alarm", supply.alarm}, {"index", i}, {"state", nameOf(supply.state)}}));
     }
     return all;
 }
 
-json sensorsJson(const Commands_t& commands) {
-    json all = json::array();
-    for (const Sensor_t& sensor : commands.enclosure().world().sensors) {
-        all.push_back({{"index", all.size()},
-                       {"address", hexByte(sensor.address)},
-                       {"celsius", tenths(sensor.celsius)},
-                       {"state", sensorState(commands, sensor)}});
+Json_t sensorsJson(const Commands_t& commands) {
+    Json_t all = Json_t::array();
+    const std::vector<Sensor_t>& sensors = commands.enclosure().world().sensors;
+    for (std::size_t i = 0; i < sensors.size(); ++i) {
+        all.add(Json_t::object({{"address", hexByte(sensors[i].address)},
+                                {"celsius", tenths(sensors[i].celsius)},
+                                {"index", i},
+                                {"state", sensorState(commands, sensors[i])}}));
     }
     return all;
 }
 
-json boardsJson(const World_t& world) {
-    json all = json::array();
-    for (const Board_t& board : world.boards) {
-        json volts;
+Json_t boardsJson(const World_t& world) {
+    Json_t all = Json_t::array();
+    for (std::size_t i = 0; i < world.boards.size(); ++i) {
+        const Board_t& board = world.boards[i];
+        Json_t volts = Json_t::object();
         for (std::size_t rail = 0; rail < RAIL_NAMES.size(); ++rail) {
-            volts[RAIL_NAMES[rail]] = board.set[rail].value_or(board.volts[rail]);
+            volts.set(RAIL_NAMES[rail], board.set[rail].value_or(board.volts[rail]));
         }
-        all.push_back({{"index", all.size()}, {"address", hexByte(board.address)}, {"volts", volts}});
+        all.add(Json_t::object({{"address", hexByte(board.address)}, {"index", i}, {"volts", volts}}));
     }
     return all;
 }
 
-json ledsJson(const World_t& world) {
-    json all = json::object();
+Json_t ledsJson(const World_t& world) {
+    Json_t all = Json_t::object();
     for (const auto& [name, on] : world.leds) {
-        all[name] = on;
+        all.set(name, on);
     }
     return all;
 }
 
-json busJson(const Commands_t& commands) {
+Json_t busJson(const Commands_t& commands) {
     const Bus_t& bus = commands.enclosure().bus();
-    json silent = json::array();
+    Json_t silent = Json_t::array();
     for (const std::uint8_t address : bus.addresses()) {
         if (bus.silent(address)) {
-            silent.push_back(hexByte(address));
+            silent.add(hexByte(address));
         }
     }
-    return {{"line", commands.line().silent() ? "silent" : "ok"},
-            {"silent", silent},
-            {"failNext", bus.failuresLeft()},
-            {"failSkip", bus.skipLeft()}};
+    return Json_t::object({{"failNext", bus.failuresLeft()},
+                           {"failSkip", bus.skipLeft()},
+                           {"line", commands.line().silent() ? "silent" : "ok"},
+                           {"silent", silent}});
 }
 
-json transfersJson(const TransferCounts_t& counts) {
-    return {{"total", counts.total}, {"reads", counts.reads}, {"writes", counts.writes}, {"failed", counts.failed}};
+Json_t transfersJson(const TransferCounts_t& counts) {
+    return Json_t::object(
+        {{"failed", counts.failed}, {"reads", counts.reads}, {"total", counts.total}, {"writes", counts.writes}});
 }
 
 } // namespace
@@ -150,27 +154,26 @@ std::string hexByte(unsigned value) {
 std::string showJson(const Commands_t& commands) {
     const Enclosure_t& enclosure = commands.enclosure();
     const World_t& world = enclosure.world();
-    const json document = {
-        {"version", VERSION},
-        {"chassis", enclosure.chassis()},
-        {"frozen", enclosure.frozen()},
-        {"speed", commands.speed()},
-        {"seconds", tenths(world.seconds)},
-        {"heatWatts", world.heatWatts},
-        {"ambientCelsius", world.ambient},
-        {"airCelsius", tenths(world.air)},
-        {"drives", drivesJson(world)},
-        {"supplies", suppliesJson(world)},
-        {"fans", fansJson(world)},
-        {"sensors", sensorsJson(commands)},
-        {"boards", boardsJson(world)},
-        {"alarm",
-         {{"state", alarmName(world.alarm.state)}, {"number", world.alarm.state}, {"sounding", world.alarm.sounding}}},
-        {"leds", ledsJson(world)},
-        {"bus", busJson(commands)},
-        {"transfers", transfersJson(enclosure.bus().counts())},
-    };
-    return document.dump() + "\n";
+    const Json_t alarm = Json_t::object(
+        {{"number", world.alarm.state}, {"sounding", world.alarm.sounding}, {"state", alarmName(world.alarm.state)}});
+    const Json_t document = Json_t::object({{"airCelsius", tenths(world.air)},
+                                            {"alarm", alarm},
+                                            {"ambientCelsius", world.ambient},
+                                            {"boards", boardsJson(world)},
+                                            {"bus", busJson(commands)},
+                                            {"chassis", enclosure.chassis()},
+                                            {"drives", drivesJson(world)},
+                                            {"fans", fansJson(world)},
+                                            {"frozen", enclosure.frozen()},
+                                            {"heatWatts", world.heatWatts},
+                                            {"leds", ledsJson(world)},
+                                            {"seconds", tenths(world.seconds)},
+                                            {"sensors", sensorsJson(commands)},
+                                            {"speed", commands.speed()},
+                                            {"supplies", suppliesJson(world)},
+                                            {"transfers", transfersJson(enclosure.bus().counts())},
+                                            {"version", VERSION}});
+    return document.text(-1) + "\n";
 }
 
 std::string showText(const Commands_t& commands) {

@@ -39,8 +39,8 @@ std::uint64_t longWord(const VhostMessage_t& message, std::size_t at) {
     return value;
 }
 
-template <typename Number_t>
-void append(std::vector<std::uint8_t>& bytes, Number_t value) {
+template <typename Number>
+void append(std::vector<std::uint8_t>& bytes, Number value) {
     const std::size_t at = bytes.size();
     bytes.resize(at + sizeof value);
     std::memcpy(&bytes[at], &value, sizeof value);

@@ -8,7 +8,7 @@
 /** Serves one emulator at a time, one after another; what a kernel waits for stays waiting while nobody serves it. */
 class VhostLine_t : public Line_t, public Silenceable_t {
 public:
-    /** Throws std::runtime_error when nothing can listen at `path`. */
+    /** Throws ToolError_t when nothing can listen at `path`. */
     VhostLine_t(Bus_t& bus, const std::string& path) : bus_(bus), path_(path), listener_(path, "--vhost-user") {}
 
     Silenceable_t& silenceable() override { return *this; }

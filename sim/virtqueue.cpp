@@ -18,9 +18,9 @@ constexpr unsigned INDIRECT = 4;
 
 constexpr unsigned NO_INTERRUPT = 1;
 
-template <typename Number_t>
-Number_t plain(const std::uint8_t* from) {
-    Number_t value;
+template <typename Number>
+Number plain(const std::uint8_t* from) {
+    Number value;
     std::memcpy(&value, from, sizeof value);
     return value;
 }

@@ -1,20 +1,20 @@
 /** msm: the message switch that the management processes meet at while they are developed and tested. */
-#include <CLI/CLI.hpp>
-
 #include <charconv>
 #include <csignal>
-#include <cstdio>
 #include <optional>
 #include <pwd.h>
 #include <string>
 
+#include "command_line.h"
 #include "server.h"
+#include "tool_error.h"
 
 namespace {
 
+constexpr int EXIT_FAILED = 1;
+
 int fail(const std::string& why) {
-    (void)std::fprintf(stderr, "msm: %s\n", why.c_str());
-    return 1;
+    return reportError("msm", EXIT_FAILED, why);
 }
 
 /** Number of a user, given by name or number; nothing when there is none. */
@@ -27,41 +27,63 @@ std::optional<uid_t> userNumber(const std::string& text) {
     return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
+CliProgram_t commandLine(MsmOptions_t& options, std::string& adapterUser) {
+    return {.name = "msm",
+            .description = "Message switch of the management processes: UNIX stream sockets esadapter, startup, "
+                           "eventlog, volmgr and peer in one directory.",
+            .options = {
+                {.name = "--directory",
+                 .description = "Directory of the sockets; must exist",
+                 .target = &options.directory,
+                 .required = true},
+                {.name = "--log",
+                 .description = "Print a line for each message and each connection",
+                 .target = &options.log},
+                {.name = "--queue",
+                 .description = "Messages kept for an endpoint that is not connected",
+                 .target = &options.queueLimit,
+                 .showsDefault = true,
+                 .range = CliRange_t<int>{1, 16384}},
+                {.name = "--keep-seconds",
+                 .description = "Seconds that messages for the adapter and shutdown requests are kept",
+                 .target = &options.keepSeconds,
+                 .showsDefault = true,
+                 .range = CliRange_t<int>{1, 86400}},
+                {.name = "--rate",
+                 .description = "Messages a second that the adapter gets of one sender; 0 for any number",
+                 .target = &options.rate,
+                 .showsDefault = true,
+                 .range = CliRange_t<int>{0, 100000}},
+                {.name = "--per-user",
+                 .description = "Connections of one user at a time, the adapter's not counted; 0 for any number",
+                 .target = &options.perUser,
+                 .showsDefault = true,
+                 .range = CliRange_t<int>{0, 1024}},
+                {.name = "--adapter-user",
+                 .description = "User who may connect to esadapter besides root, the switch's user and the directory's",
+                 .target = &adapterUser},
+                {.name = "--ask-directory",
+                 .description = "Directory of a second socket peer, whose connections may only ask for status pages; "
+                                "must exist",
+                 .target = &options.askDirectory},
+                {.name = "--quiet",
+                 .description = "No \"ready\" line and no notices of refusals and losses",
+                 .target = &options.quiet},
+            }};
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     MsmOptions_t options;
     std::string adapterUser;
-    CLI::App app("Message switch of the management processes: UNIX stream sockets esadapter, startup, eventlog, volmgr "
-                 "and peer in one directory.",
-                 "msm");
-    app.add_option("--directory", options.directory, "Directory of the sockets; must exist")->required();
-    app.add_flag("--log", options.log, "Print a line for each message and each connection");
-    app.add_option("--queue", options.queueLimit, "Messages kept for an endpoint that is not connected")
-        ->check(CLI::Range(1, 16384))
-        ->capture_default_str();
-    app.add_option("--keep-seconds", options.keepSeconds,
-                   "Seconds that messages for the adapter and shutdown requests are kept")
-        ->check(CLI::Range(1, 86400))
-        ->capture_default_str();
-    app.add_option("--rate", options.rate, "Messages a second that the adapter gets of one sender; 0 for any number")
-        ->check(CLI::Range(0, 100000))
-        ->capture_default_str();
-    app.add_option("--per-user", options.perUser,
-                   "Connections of one user at a time, the adapter's not counted; 0 for any number")
-        ->check(CLI::Range(0, 1024))
-        ->capture_default_str();
-    app.add_option("--adapter-user", adapterUser,
-                   "User who may connect to esadapter besides root, the switch's user and the directory's");
-    app.add_option("--ask-directory", options.askDirectory,
-                   "Directory of a second socket peer, whose connections may only ask for status pages; must exist");
-    app.add_flag("--quiet", options.quiet, "No \"ready\" line and no notices of refusals and losses");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return error.get_exit_code() == 0 ? app.exit(error) : fail(error.what());
+    const CliResult_t result = parseCommandLine(commandLine(options, adapterUser), argc, argv);
+    if (result.exitStatus) {
+        return *result.exitStatus;
     }
-
+    if (!result.error.empty()) {
+        return fail(result.error);
+    }
     if (!adapterUser.empty()) {
         options.adapterUser = userNumber(adapterUser);
         if (!options.adapterUser) {

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "stop_signal.h"
 #include "words.h"
 
 using namespace std::chrono_literals;
@@ -26,36 +25,6 @@ constexpr auto LOG_INTERVAL = 50ms;
 constexpr double ARRIVALS_A_SECOND = 100;
 constexpr double ARRIVALS_AT_ONCE = 400;
 constexpr rlim_t DESCRIPTORS = 1024;
-
-volatile std::sig_atomic_t stopRequested = 0;
-volatile int stopEvent = -1;
-
-void requestStop(int) {
-    const int saved = errno;
-    const std::uint64_t one = 1;
-    stopRequested = 1;
-    if (::write(stopEvent, &one, sizeof one) != sizeof one) {
-        // Full: it has been told already.
-    }
-    errno = saved;
-}
-
-/**
- * The signals stay deliverable at any time, and the wait ends by the event: a switch that is never idle would not look
- * at signals that are held back but while it waits.
- */
-void watchSignals() {
-    sigset_t stopSignals;
-    (void)sigemptyset(&stopSignals);
-    struct sigaction action {};
-    action.sa_handler = requestStop;
-    action.sa_flags = SA_RESTART;
-    for (const int signal : {SIGINT, SIGTERM}) {
-        (void)sigaddset(&stopSignals, signal);
-        (void)::sigaction(signal, &action, nullptr);
-    }
-    (void)::sigprocmask(SIG_UNBLOCK, &stopSignals, nullptr);
-}
 
 void raiseDescriptorLimit() {
     rlimit limit{};
@@ -79,21 +48,18 @@ Server_t::~Server_t() {
             (void)::close(connection->descriptor);
         }
     }
-    for (const int descriptor : {epoll_, signals_}) {
-        if (descriptor >= 0) {
-            (void)::close(descriptor);
-        }
+    if (epoll_ >= 0) {
+        (void)::close(epoll_);
     }
 }
 
 std::string Server_t::open() {
     raiseDescriptorLimit();
     epoll_ = ::epoll_create1(EPOLL_CLOEXEC);
-    signals_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    stopEvent = signals_;
-    watchSignals();
+    // Not at the wait alone: a switch that is never idle would not look at signals that are held back till then.
+    stopSignalInstall();
     journal_.open();
-    if (!watch(signals_, EPOLL_CTL_ADD, EPOLLIN)) {
+    if (!watch(stopSignalFd(), EPOLL_CTL_ADD, EPOLLIN)) {
         return std::string("cannot wait for signals: ") + std::strerror(errno);
     }
     std::string error = sockets_.open(options_.directory);
@@ -119,7 +85,7 @@ bool Server_t::listen(SocketDirectory_t& sockets) {
 
 std::string Server_t::run() {
     std::array<epoll_event, 512> events;
-    while (stopRequested == 0) {
+    while (!stopSignalReceived()) {
         const int count = ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), timeout());
         if (count < 0 && errno != EINTR) {
             return std::string("cannot wait for messages: ") + std::strerror(errno);

@@ -21,7 +21,7 @@
 struct MsmOptions_t {
     std::string directory;
     std::string askDirectory;         /**< sockets that may only ask; empty for none */
-    std::size_t queueLimit = 256;     /**< messages kept per absent endpoint */
+    unsigned queueLimit = 256;        /**< messages kept per absent endpoint */
     unsigned keepSeconds = 60;        /**< how long perishable ones are kept, see isPerishable() */
     unsigned rate = 25;               /**< messages a second from one sender to the adapter, 0 for any number */
     unsigned perUser = 0;             /**< connections of one user at a time, 0 for any number */
@@ -48,10 +48,11 @@ public:
     Server_t& operator=(const Server_t&) = delete;
     ~Server_t();
 
-    /** Starts listening; a line on what is wrong, or an empty text. SIGINT and SIGTERM end run() from here on. */
+    /** Starts listening; a line on what is wrong, or an empty text. The signals of stop_signal.h end run() from here
+     * on. */
     std::string open();
 
-    /** Switches messages until SIGINT or SIGTERM; a line on what is wrong when the system fails it, else empty. */
+    /** Switches messages until such a signal; a line on what is wrong when the system fails it, else empty. */
     std::string run();
 
 private:
@@ -150,5 +151,4 @@ private:
     MsmClock_t::time_point acceptAgain_ = MsmClock_t::time_point::max(); /**< never, while no socket pauses */
     MsmClock_t::time_point now_{};
     int epoll_ = -1;
-    int signals_ = -1;
 };

@@ -213,7 +213,8 @@ void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission
     const int buffer = isAdapter ? ADAPTER_BUFFER : OTHER_BUFFER;
     (void)::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &buffer, sizeof buffer);
     // Room for a whole queue: what was kept while nobody was there must not get lost at the moment of connection.
-    const std::size_t limit = std::max(MSM_K_OUTPUT_LIMIT, options_.queueLimit * MMSG_K_MAX_SIZE);
+    const std::size_t limit =
+        std::max<std::size_t>(MSM_K_OUTPUT_LIMIT, std::size_t{options_.queueLimit} * MMSG_K_MAX_SIZE);
     connections_[index] = std::make_unique<Connection_t>(descriptor, door, admission, Origin_t{++arrived_, visitor},
                                                          Mailbox_t(limit, isAdapter ? &adapterPace_ : nullptr));
     Connection_t& connection = *connections_[index];

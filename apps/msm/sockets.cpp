@@ -5,10 +5,10 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
+
+#include "unix_stream.h"
 
 namespace {
 
@@ -19,24 +19,8 @@ std::string failure(const std::string& what) {
     return what + ": " + std::strerror(errno);
 }
 
-int openSocket() {
-    return ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-}
-
-const sockaddr* generic(const sockaddr_un& address) {
-    return reinterpret_cast<const sockaddr*>(&address);
-}
-
-/** Whether a process listens there; EAGAIN means that its queue of connections is full. */
-bool isAlive(const sockaddr_un& address) {
-    const int probe = openSocket();
-    const bool alive = ::connect(probe, generic(address), sizeof address) == 0 || errno == EAGAIN;
-    (void)::close(probe);
-    return alive;
-}
-
 /** Removes the socket of a dead process; anything else that is in the way is left and reported. */
-std::string makeRoom(const std::string& path, const sockaddr_un& address) {
+std::string makeRoom(const std::string& path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
         return {};
@@ -44,10 +28,26 @@ std::string makeRoom(const std::string& path, const sockaddr_un& address) {
     if (!S_ISSOCK(status.st_mode)) {
         return path + " is in the way: it is not a socket";
     }
-    if (isAlive(address)) {
+    if (unixHasListener(path)) {
         return path + " is in use by another process";
     }
     return ::unlink(path.c_str()) == 0 ? std::string() : failure("cannot remove " + path);
+}
+
+std::string complaint(UnixStep_e failed, const std::string& path) {
+    switch (failed) {
+    case UnixStep_e::NONE:
+        return {};
+    case UnixStep_e::PATH:
+        return "socket name " + path + " is longer than " + std::to_string(UNIX_K_MAX_PATH) + " characters";
+    case UnixStep_e::SOCKET:
+        return failure("cannot create a socket");
+    case UnixStep_e::ADDRESS:
+        return failure("cannot create " + path);
+    case UnixStep_e::LISTEN:
+        break;
+    }
+    return failure("cannot listen on " + path);
 }
 
 } // namespace
@@ -119,33 +119,25 @@ std::string SocketDirectory_t::lock(const std::string& directory) {
 }
 
 std::string SocketDirectory_t::listenOn(const std::string& path, Door_e door, std::optional<mode_t> mode) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        return "socket name " + path + " is longer than " + std::to_string(sizeof address.sun_path - 1) + " characters";
+    if (path.size() > UNIX_K_MAX_PATH) {
+        return complaint(UnixStep_e::PATH, path);
     }
-    path.copy(address.sun_path, path.size());
-    if (std::string error = makeRoom(path, address); !error.empty()) {
+    if (std::string error = makeRoom(path); !error.empty()) {
         return error;
     }
-    const int descriptor = openSocket();
-    if (descriptor < 0) {
-        return failure("cannot create a socket");
-    }
     const mode_t mask = mode ? ::umask(static_cast<mode_t>(~*mode & 0777)) : 0;
-    const bool isBound = ::bind(descriptor, generic(address), sizeof address) == 0;
+    const UnixSocket_t socket = unixListen(path, BACKLOG);
     const int reason = errno;
     if (mode) {
         (void)::umask(mask);
     }
-    if (!isBound) {
-        (void)::close(descriptor);
+    if (socket.failed != UnixStep_e::NONE) {
         errno = reason;
-        return failure("cannot create " + path);
+        return complaint(socket.failed, path);
     }
-    listeners_.push_back({descriptor, door, path});
+    listeners_.push_back({socket.descriptor, door, path});
     renewSpares();
-    return ::listen(descriptor, BACKLOG) == 0 ? std::string() : failure("cannot listen on " + path);
+    return {};
 }
 
 bool SocketDirectory_t::useSpare(Listener_t& listener) {

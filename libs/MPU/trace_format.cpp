@@ -12,12 +12,25 @@ class Text_t {
 public:
     Text_t(CHAR_t* buffer, std::size_t size) : begin_(buffer), at_(buffer), end_(buffer + size - 1) {}
 
-    [[nodiscard]] bool add(const CHAR_t* text, std::size_t length) {
-        if (static_cast<std::size_t>(end_ - at_) < length) {
+    /** What stands between conversions is short: a call to copy it would cost more than the copying. */
+    [[nodiscard]] bool add(CHAR_t letter) {
+        if (at_ == end_) {
             return false;
         }
-        std::memcpy(at_, text, length);
-        at_ += length;
+        *at_++ = letter;
+        return true;
+    }
+
+    /** Adds a word, and behind it blanks up to `width` characters. */
+    [[nodiscard]] bool addFilled(const CHAR_t* word, std::size_t width) {
+        const std::size_t length = std::strlen(word);
+        const std::size_t blanks = std::max(width, length) - length;
+        if (static_cast<std::size_t>(end_ - at_) < length + blanks) {
+            return false;
+        }
+        std::memcpy(at_, word, length);
+        std::memset(at_ + length, ' ', blanks);
+        at_ += length + blanks;
         return true;
     }
 
@@ -42,9 +55,12 @@ private:
     CHAR_t* end_;
 };
 
-/** One conversion of a plain kind, `letter` behind the percent sign; false for any other and for what does not fit. */
-bool addConversion(Text_t& text, CHAR_t letter, va_list& args) {
-    switch (letter) {
+/**
+ * One conversion of a plain kind, or "%-*s"; `at` is behind the percent sign, and then behind the conversion. False for
+ * any other and for what does not fit.
+ */
+bool addConversion(Text_t& text, const CHAR_t*& at, va_list& args) {
+    switch (*at++) {
     case 'd':
         return text.addNumber(va_arg(args, int), 10);
     case 'u':
@@ -53,7 +69,16 @@ bool addConversion(Text_t& text, CHAR_t letter, va_list& args) {
         return text.addNumber(va_arg(args, unsigned), 16);
     case 's': {
         const CHAR_t* word = va_arg(args, const CHAR_t*);
-        return word != nullptr && text.add(word, std::strlen(word));
+        return word != nullptr && text.addFilled(word, 0);
+    }
+    case '-': {
+        if (at[0] != '*' || at[1] != 's') {
+            return false;
+        }
+        at += 2;
+        const int width = va_arg(args, int);
+        const CHAR_t* word = va_arg(args, const CHAR_t*);
+        return width >= 0 && word != nullptr && text.addFilled(word, static_cast<std::size_t>(width));
     }
     default:
         return false;
@@ -61,16 +86,13 @@ bool addConversion(Text_t& text, CHAR_t letter, va_list& args) {
 }
 
 bool addAll(Text_t& text, const CHAR_t* format, va_list& args) {
-    for (;;) {
-        const CHAR_t* percent = std::strchr(format, '%');
-        if (percent == nullptr) {
-            return text.add(format, std::strlen(format));
-        }
-        if (!text.add(format, static_cast<std::size_t>(percent - format)) || !addConversion(text, percent[1], args)) {
+    while (*format != '\0') {
+        const CHAR_t letter = *format++;
+        if (letter == '%' ? !addConversion(text, format, args) : !text.add(letter)) {
             return false;
         }
-        format = percent + 2;
     }
+    return true;
 }
 
 } // namespace

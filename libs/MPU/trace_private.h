@@ -18,6 +18,11 @@ public:
         std::memcpy(buffer_ + length_, text.data(), count);
         length_ += static_cast<U32_t>(count);
     }
+    void add(CHAR_t letter) {
+        if (length_ < size_) {
+            buffer_[length_++] = letter;
+        }
+    }
     /** Adds a file or function name, cut to 32 characters; nullptr adds nothing. */
     void addName(const CHAR_t* name);
     /** Adds `number` in decimal, filled on the left with `fill` to at least `width` characters. */
@@ -30,7 +35,7 @@ private:
     U32_t length_ = 0;
 };
 
-/** vsnprintf(), byte for byte and in its result; faster where the format has nothing but plain %d, %u, %x and %s. */
+/** vsnprintf(), byte for byte and in its result; faster where the format has nothing but %d, %u, %x, %s and %-*s. */
 [[gnu::format(printf, 3, 0)]] int traceFormat(CHAR_t* buffer, std::size_t size, const CHAR_t* format, va_list args);
 
 /** The stream that lines go to: standard error where no log has been opened. */
@@ -42,7 +47,8 @@ void traceCountLine();
 /** Takes the lock and fills the current-call fields; a writer releases it. */
 void traceBeginCall(U8_t module, const CHAR_t* file, const CHAR_t* function, U32_t line);
 
-/** The current time stamp, formatted anew only when the second has changed. The caller holds the lock. */
+/** The current time stamp and the blanks behind it, formatted anew only when the second has changed. The caller holds
+ * the lock. */
 std::string_view traceCurrentStamp();
 
 /** Loads the time zone, with what memory that takes, and makes the next stamp a new one. */

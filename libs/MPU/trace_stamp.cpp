@@ -12,6 +12,7 @@ constexpr const CHAR_t* months_list[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun
 
 constexpr U32_t STAMP_SIZE = 64;
 constexpr U32_t ZONE_SIZE = 40;
+constexpr std::string_view BLANKS = "  ";
 
 /** The stamp of the latest line: many lines share a second. Guarded by the trace lock. */
 struct {
@@ -62,7 +63,8 @@ std::string_view traceCurrentStamp() {
         if (zoneHasChanged()) {
             tzset();
         }
-        latest.length = formatStamp(now, latest.text, sizeof latest.text);
+        const U32_t length = formatStamp(now, latest.text, sizeof latest.text - BLANKS.size());
+        latest.length = length + static_cast<U32_t>(BLANKS.copy(latest.text + length, BLANKS.size()));
         latest.second = now;
         latest.valid = true;
     }

@@ -26,7 +26,6 @@ U16_t currentLevel() {
 void addStamp(TraceText_t& prefix, U16_t level) {
     if ((level & TRC_K_TIMESTAMP) != 0) {
         prefix.add(traceCurrentStamp());
-        prefix.add("  ");
     }
 }
 
@@ -34,11 +33,11 @@ void addStamp(TraceText_t& prefix, U16_t level) {
 void addPlace(TraceText_t& prefix, U16_t level, std::string_view end) {
     if ((level & TRC_K_FILE) != 0) {
         prefix.addName(traceData.fileName);
-        prefix.add(":");
+        prefix.add(':');
     }
     if ((level & TRC_K_FUNCTION) != 0) {
         prefix.addName(traceData.funcName);
-        prefix.add(":");
+        prefix.add(':');
     }
     if ((level & (TRC_K_FILE | TRC_K_FUNCTION)) != 0) {
         prefix.addNumber(traceData.lineNumber);
@@ -75,7 +74,7 @@ struct Line_t {
     void finishAndWrite(std::string_view text) {
         TraceText_t rest(buffer + preBuf.length(), static_cast<U32_t>(sizeof buffer) - preBuf.length());
         rest.add(text);
-        rest.add("\n");
+        rest.add('\n');
         writeLine(buffer, preBuf.length() + rest.length());
     }
 };
@@ -87,9 +86,9 @@ void writeCallLine(std::string_view direction) {
     addStamp(line.preBuf, level);
     if ((level & TRC_K_FILE) != 0) {
         line.preBuf.addName(traceData.fileName);
-        line.preBuf.add(":");
+        line.preBuf.add(':');
         line.preBuf.addNumber(traceData.lineNumber);
-        line.preBuf.add(":");
+        line.preBuf.add(':');
     }
     line.preBuf.add(direction);
     line.preBuf.addName(traceData.funcName);

@@ -7,6 +7,7 @@ using nlohmann::ordered_json;
 Json_t::Json_t() = default;
 Json_t::Json_t(bool value) : value_(std::make_unique<ordered_json>(value)) {}
 Json_t::Json_t(std::int64_t value) : value_(std::make_unique<ordered_json>(value)) {}
+Json_t::Json_t(double value) : value_(std::make_unique<ordered_json>(value)) {}
 Json_t::Json_t(std::string_view value) : value_(std::make_unique<ordered_json>(value)) {}
 Json_t::Json_t(const std::vector<std::string>& values) : value_(std::make_unique<ordered_json>(values)) {}
 

@@ -21,6 +21,7 @@ public:
     Json_t(std::nullptr_t) : Json_t() {}
     Json_t(bool value);
     Json_t(std::int64_t value);
+    Json_t(double value);
     template <std::integral T>
     Json_t(T value) : Json_t(static_cast<std::int64_t>(value)) {}
     Json_t(const char* value) : Json_t(std::string_view(value)) {}

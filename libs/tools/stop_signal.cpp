@@ -27,10 +27,19 @@ void stopSignalInstall() {
         return;
     }
     struct sigaction action {};
+    struct sigaction before {};
     action.sa_handler = onSignal;
+    sigset_t noted;
+    (void)sigemptyset(&noted);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        (void)sigaction(signal, &action, nullptr);
+        const bool isKept =
+            signal == SIGHUP && sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
+        if (!isKept) {
+            (void)sigaction(signal, &action, nullptr);
+            (void)sigaddset(&noted, signal);
+        }
     }
+    (void)sigprocmask(SIG_UNBLOCK, &noted, nullptr);
 }
 
 void stopSignalForget() {

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
@@ -30,26 +29,37 @@ UnixSocket_t openSocket(const std::string& path, int type, Attach_t attach) {
     return {descriptor, UnixStep_e::NONE};
 }
 
+/* Direct calls, so that a test can take their place. */
+int callConnect(int descriptor, const sockaddr* address, socklen_t size) {
+    return ::connect(descriptor, address, size);
+}
+int callBind(int descriptor, const sockaddr* address, socklen_t size) {
+    return ::bind(descriptor, address, size);
+}
+
 } // namespace
 
 UnixSocket_t unixConnect(const std::string& path) {
-    // A direct call, so that a test can take connect's place.
-    const Attach_t attach = [](int descriptor, const sockaddr* address, socklen_t size) {
-        return ::connect(descriptor, address, size);
-    };
-    return openSocket(path, SOCK_STREAM | SOCK_CLOEXEC, attach);
+    return openSocket(path, SOCK_STREAM | SOCK_CLOEXEC, callConnect);
 }
 
-UnixSocket_t unixListen(const std::string& path) {
-    const Attach_t attach = [](int descriptor, const sockaddr* address, socklen_t size) {
-        return ::bind(descriptor, address, size);
-    };
-    const UnixSocket_t socket = openSocket(path, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, attach);
-    if (socket.failed != UnixStep_e::NONE || ::listen(socket.descriptor, SOMAXCONN) == 0) {
+bool unixHasListener(const std::string& path) {
+    const UnixSocket_t probe = openSocket(path, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, callConnect);
+    if (probe.failed == UnixStep_e::NONE) {
+        (void)::close(probe.descriptor);
+        return true;
+    }
+    return probe.failed == UnixStep_e::ADDRESS && errno == EAGAIN; // its queue of connections is full
+}
+
+UnixSocket_t unixListen(const std::string& path, int backlog) {
+    const UnixSocket_t socket = openSocket(path, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, callBind);
+    if (socket.failed != UnixStep_e::NONE || ::listen(socket.descriptor, backlog) == 0) {
         return socket;
     }
     const int reason = errno;
     (void)::close(socket.descriptor);
+    (void)::unlink(path.c_str());
     errno = reason;
     return {-1, UnixStep_e::LISTEN};
 }

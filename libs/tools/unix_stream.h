@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <sys/socket.h>
 #include <sys/un.h>
 #include <vector>
 
@@ -29,8 +30,14 @@ struct UnixSocket_t {
 /** Connects to whoever listens at `path`. */
 [[nodiscard]] UnixSocket_t unixConnect(const std::string& path);
 
-/** Listens at `path`, which must not exist yet; accept() on it never blocks. */
-[[nodiscard]] UnixSocket_t unixListen(const std::string& path);
+/**
+ * Listens at `path`, which must not exist yet; accept() on it never blocks. At most `backlog` connections wait to be
+ * taken.
+ */
+[[nodiscard]] UnixSocket_t unixListen(const std::string& path, int backlog = SOMAXCONN);
+
+/** Whether a process listens at `path`, found out without waiting for it. errno says why not. */
+[[nodiscard]] bool unixHasListener(const std::string& path);
 
 /** Sends all of `bytes`, waiting as long as the peer does not read. False with errno set when it is gone. */
 [[nodiscard]] bool sendWhole(int descriptor, std::span<const U8_t> bytes);

@@ -6,11 +6,11 @@
 namespace {
 
 /* Register map. */
-constexpr std::uint8_t DATA = 0x00;      // + port
-constexpr std::uint8_t DIRECTION = 0x10; // + port, 1 = input
-constexpr std::uint8_t FAN_FIRST = 0x30; // + 4 x fan: configuration; + 2: tachometer
+constexpr std::uint8_t PORT_DATA = 0x00;      // + port
+constexpr std::uint8_t PORT_DIRECTION = 0x10; // + port, 1 = input
+constexpr std::uint8_t FAN_FIRST = 0x30;      // + 4 x fan: configuration; + 2: tachometer
 constexpr std::uint8_t FAN_LAST = 0x4F;
-constexpr std::uint8_t PWM = 0x98; // + fan
+constexpr std::uint8_t PWM_FIRST = 0x98; // + fan
 
 /* Fan speed configuration. */
 constexpr std::uint8_t TACHOMETER_ENABLE = 0x80;
@@ -29,17 +29,17 @@ struct Place_t {
 };
 
 Place_t place(std::uint8_t reg) {
-    if (reg < DATA + Vsc055_t::PORTS) {
+    if (reg < PORT_DATA + Vsc055_t::PORTS) {
         return {Place_t::DATA, reg};
     }
-    if (reg >= DIRECTION && reg < DIRECTION + Vsc055_t::PORTS) {
-        return {Place_t::DIRECTION, reg - unsigned{DIRECTION}};
+    if (reg >= PORT_DIRECTION && reg < PORT_DIRECTION + Vsc055_t::PORTS) {
+        return {Place_t::DIRECTION, reg - unsigned{PORT_DIRECTION}};
     }
     if (reg >= FAN_FIRST && reg <= FAN_LAST && reg % 2 == 0) {
         return {reg % 4 == 0 ? Place_t::FAN_CONFIGURATION : Place_t::TACHOMETER, (reg - unsigned{FAN_FIRST}) / 4};
     }
-    if (reg >= PWM && reg < PWM + Vsc055_t::FANS) {
-        return {Place_t::PWM, reg - unsigned{PWM}};
+    if (reg >= PWM_FIRST && reg < PWM_FIRST + Vsc055_t::FANS) {
+        return {Place_t::PWM, reg - unsigned{PWM_FIRST}};
     }
     return {Place_t::NONE, 0};
 }

@@ -1,5 +1,6 @@
 """One life of an enclosure, the same wherever the adapter lives it, and the record of all that was to be seen of it."""
 
+import json
 import re
 import select
 import socket
@@ -29,12 +30,13 @@ def page_request(code):
     return message(0x1C, 28, bytes([0x1C, 0x80, code, 0, 0x10, 0, 0, 0]))
 
 
-def led_request(counts, lit):
-    """A control page that asks for the fault LEDs of these drives and says nothing of the other elements."""
+def control_request(counts, lit=(), alarm=0):
+    """A control page: the fault LEDs of these drives, and the alarm's tones; it says nothing of the other elements."""
     page = bytearray(bytes.fromhex("0200000000000000") + bytes(4))
     for drive in range(counts["drives"]):
         page += bytes([0, 0, 0, 4 if drive in lit else 0])
-    page += bytes(4 * (4 + counts["supplies"] + counts["fans"] + counts["records"] + 1 + 4))
+    page += bytes(4 * (3 + counts["supplies"] + counts["fans"] + counts["records"]))
+    page += bytes([0, 0, 0, 0x80, 0x80 if alarm else 0, 0, 0, alarm]) + bytes(16)
     page[2:4] = struct.pack(">H", len(page) - 4)
     return message(0x1D, 28, bytes([0x1D, 0x10, 0, 0]) + struct.pack(">HH", len(page), 0) + bytes(page))
 
@@ -162,6 +164,16 @@ class Life:
             self.poll()
         self.page(2)
 
+    def controls(self, request, text):
+        """A control page, the status page after it, and what the enclosure then shows."""
+        self.note(text)
+        self.ask(request)
+        self.page(2)
+        world = json.loads(self.simulator("show --json"))
+        lit = [drive["index"] for drive in world["drives"] if drive["led"]]
+        self.seen.append(("world", f"{lit} {world['alarm']['sounding']}".encode()))
+        self.poll()  # every request brings the next poll nearer, which is to come in its own step
+
     def live(self, counts):
         """From the adapter's first message to its last."""
         self.note("start")
@@ -178,12 +190,13 @@ class Life:
         self.set_temperatures(counts["sensors"], 56, "warm")
         self.set_temperatures(counts["sensors"], 61, "too hot: shut down", 2)
         self.set_temperatures(counts["sensors"], 30, "cool again")
-        self.note("LEDs of three drives")
-        self.ask(led_request(counts, {0, 3, 11}))
-        self.page(2)
-        self.note("LEDs off")
-        self.ask(led_request(counts, set()))
-        self.page(2)
+        self.controls(control_request(counts, lit={0, 3, 11}), "LEDs of three drives")
+        self.controls(control_request(counts), "LEDs off")
+        self.controls(control_request(counts, alarm=0x20), "the alarm sounds")
+        self.controls(control_request(counts, alarm=0x02), "the alarm is muted")
+        if counts["sets its alarm"]:
+            self.polls("alarm critical", "the enclosure's own alarm")
+            self.polls("alarm idle", "the enclosure's alarm ends")
         self.polls("bus fail 1 skip 3 second", "a read fails behind the repeated start")
         self.poll()
         self.polls("bus fail 1 skip 4", "an address is not acknowledged")

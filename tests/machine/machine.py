@@ -91,8 +91,9 @@ def ramdisk(work, chassis_type, switch, device="/dev/i2c-1", more=""):
     return path
 
 
-def command(work, disk, bus, serial=None, console="file", ports=("agent", "switch")):
-    """The emulator's command line. `bus` is the simulator's socket, None for none; `serial` a line of the host."""
+def command(work, disk, bus, serial=None, console="file", ports=("agent", "switch"), queue=""):
+    """The emulator's command line. `bus` is the simulator's socket, None for none; `serial` a line of the host; `queue`
+    says more of the bus' device."""
     with open(os.path.join(WORK, "kernel.path"), encoding="utf-8") as file:
         kernel = os.path.join(SOURCE, file.read().strip())
     words = ["nice", "qemu-system-ppc", "-M", "ppce500" + (",memory-backend=mem" if bus else ""), "-cpu", "e500mc",
@@ -109,7 +110,7 @@ def command(work, disk, bus, serial=None, console="file", ports=("agent", "switc
                   "-device", f"virtserialport,chardev={name},name={name}"]
     if bus:
         words += ["-object", "memory-backend-memfd,id=mem,size=256M,share=on",
-                  "-chardev", f"socket,path={bus},id=bus", "-device", "vhost-user-i2c-pci,chardev=bus"]
+                  "-chardev", f"socket,path={bus},id=bus", "-device", "vhost-user-i2c-pci,chardev=bus" + queue]
     return words
 
 
@@ -124,12 +125,12 @@ def listener(path):
 class Machine:
     """A running machine. Leaves nothing behind when the stack is left."""
 
-    def __init__(self, stack, work, disk, bus=None, serial=None):
+    def __init__(self, stack, work, disk, bus=None, serial=None, queue=""):
         self.console = os.path.join(work, "console")
         servers = [listener(os.path.join(work, name)) for name in ("agent", "switch")]
         # What the emulator has to say goes where the machine's console goes.
         with open(self.console, "ab") as out:
-            self.process = subprocess.Popen(command(work, disk, bus, serial), stdin=subprocess.DEVNULL, stdout=out,
+            self.process = subprocess.Popen(command(work, disk, bus, serial, queue=queue), stdin=subprocess.DEVNULL, stdout=out,
                                             stderr=out)
         stack.callback(self.stop)
         self.agent, self.switch = (server.accept()[0] for server in servers)

@@ -3,6 +3,7 @@
 import contextlib
 import json
 import os
+import re
 import socket
 import subprocess
 import tempfile
@@ -53,7 +54,8 @@ def read(path):
 class Record:
     """All that was to be seen of a life."""
 
-    def __init__(self, lived, log, trace, events):
+    def __init__(self, lived, log, trace, events, fail_safe):
+        self.fail_safe = fail_safe
         self.seen = lived.seen
         self.marks = getattr(lived, "marks", [])
         self.log = log.splitlines()
@@ -68,7 +70,11 @@ class Record:
 
 def counts_of(chassis, simulator):
     world = json.loads(simulator("show --json"))
-    return {**CHASSIS[chassis][1], "sensors": len(world["sensors"])}
+    return {**CHASSIS[chassis][1], "sensors": len(world["sensors"]), "sets its alarm": chassis == "xyratex"}
+
+
+def loads(simulator):
+    return [fan["dutyPercent"] for fan in json.loads(simulator("show --json"))["fans"]]
 
 
 def live(chassis, connection, simulator):
@@ -102,20 +108,25 @@ def native(chassis):
         subprocess.run([program("mpuparams"), "set", "--key", key, f"chassisType={CHASSIS[chassis][0]}",
                         "flags+=RcpComplete"], check=True, stdout=subprocess.DEVNULL)
         own_dev = os.path.join(machine.SOURCE, "tests", "system", "own_dev")
-        stack.enter_context(started([own_dev, os.path.join(work, "dev"), link, program("esa"), key], "",
-                                    os.path.join(work, "esa.out")))
+        in_own_dev = [own_dev, os.path.join(work, "dev"), link]
+        adapter = stack.enter_context(started([*in_own_dev, program("esa"), key], "", os.path.join(work, "esa.out")))
         connection = server.accept()[0]
         stack.callback(connection.close)
         simulator = life.Simulator(control)
         stack.callback(simulator.close)
         lived = live(chassis, connection, simulator)
+        adapter.kill()
+        adapter.wait()
+        before = loads(simulator)
+        left = subprocess.run([*in_own_dev, program("esafailsafe"), key], capture_output=True, check=False)
         events = os.path.join(work, "altevents.jsonl")
         return Record(lived, simulator("log 10000"), read(os.path.join(work, "esa_01.log")),
-                      read(events) if os.path.exists(events) else "")
+                      read(events) if os.path.exists(events) else "",
+                      (before, left.returncode, left.stdout, left.stderr, loads(simulator)))
 
 
 @contextlib.contextmanager
-def booted(chassis, switch, serial=False, frozen=True):
+def booted(chassis, switch, serial=False, queue=""):
     """A machine with the chassis on its kernel's I2C bus, or behind its second serial port, and the simulator."""
     with contextlib.ExitStack() as stack:
         work = stack.enter_context(tempfile.TemporaryDirectory(prefix="esa-machine."))
@@ -124,23 +135,26 @@ def booted(chassis, switch, serial=False, frozen=True):
         control, running = simulated(chassis, work, *(["--link", link] if serial else ["--vhost-user", bus]))
         stack.enter_context(running)
         disk = machine.ramdisk(work, CHASSIS[chassis][0], switch, "/dev/ttyS1" if serial else "/dev/i2c-1")
-        run = machine.Machine(stack, work, disk, bus, os.path.realpath(link) if serial else None)
+        run = machine.Machine(stack, work, disk, bus, os.path.realpath(link) if serial else None, queue)
         simulator = life.Simulator(control)
         stack.callback(simulator.close)
-        if not frozen:
-            simulator("thaw")
         try:
             yield run, simulator
         except (EOFError, TimeoutError) as error:
             raise RuntimeError(f"{error}; the machine's console:\n{run.said()}") from error
 
 
-def in_machine(chassis, serial=False):
+def in_machine(chassis, serial=False, queue=""):
     """The adapter of the package in the machine; the switch's end is held here."""
-    with booted(chassis, machine.RELAY, serial) as (run, simulator):
+    with booted(chassis, machine.RELAY, serial, queue) as (run, simulator):
         lived = live(chassis, run.switch, simulator)
+        stack = re.search(r"\[stack\]\n(?:.*\n)*?Rss:\s+(\d+) kB", run.read(f"/proc/{run.output('pid esa')}/smaps"))
+        run.do("end esa 9")
+        before = loads(simulator)
+        left = run.do(f"run /usr/sbin/esafailsafe {KEY}")
         status, events, _ = run.do("read /var/log/esa/altevents.jsonl")
         record = Record(lived, simulator("log 10000"), run.read("/var/log/esa/esa_01.log"),
-                        events.decode() if status == 0 else "")
+                        events.decode() if status == 0 else "", (before, *left, loads(simulator)))
+        record.stack = int(stack.group(1))
         record.unaligned = int(run.read("/sys/kernel/debug/powerpc/emulated_instructions/unaligned"), 0)
         return record

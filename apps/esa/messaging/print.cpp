@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdio>
+#include <charconv>
+#include <cstring>
 #include <span>
 
 #include "core/operation.h"
@@ -33,9 +34,7 @@ U32_t valueOf(const U8_t* record, const FieldLine_t& field) {
 
 void printFields(const CHAR_t* name, const void* record, const RecordLines_t& lines) {
     for (const FieldLine_t& field : lines.fields) {
-        CHAR_t value[24];
-        std::snprintf(value, sizeof(value), field.form, valueOf(static_cast<const U8_t*>(record), field));
-        ESA_TRACE("%s %-*s%s", name, lines.labelWidth, field.label, value);
+        ESA_TRACE(field.form, name, lines.labelWidth, field.label, valueOf(static_cast<const U8_t*>(record), field));
     }
 }
 
@@ -49,7 +48,8 @@ const U8_t* printElements(const U8_t* list, const CHAR_t* overallFormat, U8_t co
     const U8_t* record = list + sizeof(be32_t);
     for (U8_t index = 0; index < count; ++index, record += RECORD_SIZE) {
         CHAR_t name[32];
-        std::snprintf(name, sizeof(name), "%s [%d]", lines.name, index);
+        CHAR_t* const number = stpcpy(stpcpy(name, lines.name), " [");
+        (void)stpcpy(std::to_chars(number, name + sizeof(name), index).ptr, "]");
         printFields(name, record, lines);
     }
     return record;

@@ -10,11 +10,11 @@
 #include "mmsg.h"
 #include "ses_mesgs.h"
 
-/** How a value is printed. */
-inline constexpr const CHAR_t* DECIMAL = " = [%d]";
-inline constexpr const CHAR_t* HEX = " = [0x%x]";
-inline constexpr const CHAR_t* UPPER_HEX = " = [0x%X]";
-inline constexpr const CHAR_t* TOUCHING = "= [%d]"; /**< the label reaches beyond its column */
+/** How a field is printed: record's name, label's width, label, value. */
+inline constexpr const CHAR_t* DECIMAL = "%s %-*s = [%d]";
+inline constexpr const CHAR_t* HEX = "%s %-*s = [0x%x]";
+inline constexpr const CHAR_t* UPPER_HEX = "%s %-*s = [0x%X]";
+inline constexpr const CHAR_t* TOUCHING = "%s %-*s= [%d]"; /**< the label reaches beyond its column */
 
 /** One field of a record. */
 struct FieldLine_t {

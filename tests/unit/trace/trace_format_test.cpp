@@ -37,6 +37,14 @@ TEST_F(TraceFormat, WordsAndWhatStandsBetweenThem) {
     EXPECT_LINE("nobody is (null)", "nobody is %s", nobody);
 }
 
+TEST_F(TraceFormat, WordsInAColumn) {
+    EXPECT_LINE("[fan  ][fan][turning]", "[%-*s][%-*s][%-*s]", 5, "fan", 3, "fan", 4, "turning");
+    EXPECT_LINE("[][  ][ab   ]", "[%-*s][%-*s][%-*s]", 0, "", 2, "", -5, "ab");
+    EXPECT_LINE("7  ,ab , ab", "%-*d,%-3s,%*s", 3, 7, "ab", 3, "ab");
+    const char* volatile nobody = nullptr;
+    EXPECT_LINE("(null)  ", "%-*s", 8, nobody);
+}
+
 TEST_F(TraceFormat, EveryOtherConversionToo) {
     EXPECT_LINE("100% FF 07 0x2a    5 5   +5", "100%% %X %02d %#x %4d %-3d %+d", 255U, 7, 42U, 5, 5, 5);
     EXPECT_LINE("3.300000 ab c 12345678901 9", "%f %.*s %c %lld %hhu", 3.3, 2, "abc", 'c', 12345678901LL, 9);
@@ -49,6 +57,8 @@ TEST_F(TraceFormat, IsCutAt1023CharactersWhereverTheyEnd) {
         TRACE__info("", "", 1, "%s%d", text.c_str(), 12345);
         EXPECT_EQ(std::string(traceData.infoBuf), (text + "12345").substr(0, 1023)) << before;
         EXPECT_EQ(traceData.infoBufLen, std::min<std::size_t>(before + 5, 1023));
+        TRACE__info("", "", 1, "%s%-*s2", text.c_str(), 4, "abc");
+        EXPECT_EQ(std::string(traceData.infoBuf), (text + "abc 2").substr(0, 1023)) << before;
         TRACE__info("", "", 1, "%s%x12", text.c_str(), 0xABCU);
         EXPECT_EQ(std::string(traceData.infoBuf), (text + "abc12").substr(0, 1023)) << before;
     }
