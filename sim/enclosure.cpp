@@ -1,5 +1,6 @@
 #include "enclosure.h"
 
+#include <strings.h>
 #include <utility>
 
 #include "enclosures/chassis.h"
@@ -9,12 +10,14 @@ namespace {
 
 struct Row_t {
     const char* name;
+    const char* longName; /**< as in the controller's configuration; letters may be of any case in both */
     std::unique_ptr<Enclosure_t> (*make)();
 };
 
 constexpr Row_t CHASSIS[] = {
-    {"vsc055", makeVsc055Backplane},   {"quadra", makeQuadra}, {"xyratex", makeXyratex}, {"chenbro", makeChenbro},
-    {"w83782d", makeW83782dBackplane},
+    {"vsc055", "Vsc055", makeVsc055Backplane},    {"quadra", "Quadra", makeQuadra},
+    {"xyratex", "Xyratex2U12ATX", makeXyratex},   {"chenbro", "Chenbro3U16ATX", makeChenbro},
+    {"w83782d", "W83782d", makeW83782dBackplane},
 };
 
 } // namespace
@@ -49,9 +52,9 @@ const std::vector<std::string>& chassisNames() {
     return names;
 }
 
-std::unique_ptr<Enclosure_t> makeEnclosure(std::string_view chassis) {
+std::unique_ptr<Enclosure_t> makeEnclosure(const std::string& chassis) {
     for (const Row_t& row : CHASSIS) {
-        if (chassis == row.name) {
+        if (strcasecmp(chassis.c_str(), row.name) == 0 || strcasecmp(chassis.c_str(), row.longName) == 0) {
             return row.make();
         }
     }

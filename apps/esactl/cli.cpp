@@ -329,7 +329,6 @@ int parseAndRun(int argc, const char* const* argv) {
     CliProgram_t program{.name = "esactl",
                          .description = "Talks to the enclosure services adapter through the message switch.",
                          .footer = EXIT_STATUS_HELP,
-                         .version = std::string("esactl ") + ESACTL_VERSION,
                          .options = commonOptions(options)};
     for (const Command_t& command : commands) {
         program.commands.push_back(command.line);

@@ -8,7 +8,6 @@
 #include "errors.h"
 #include "segment.h"
 #include "values.h"
-#include "version.h"
 
 namespace {
 
@@ -179,8 +178,7 @@ int runTool(int argc, char** argv) {
         .name = "mpuparams",
         .description = "Creates, shows, changes and deletes the shared parameter block of the management processes.",
         .footer = "Exit status: 0 done, 1 wrong command line, 2 the operation failed, 3 check has found something.\n"
-                  "Example: mpuparams create --key 0x1234 --config examples/quadra.conf",
-        .version = std::string("mpuparams ") + VersionFullString()};
+                  "Example: mpuparams create --key 0x1234 --config examples/quadra.conf"};
     for (const Command_t& command : commands) {
         program.commands.push_back(command.line);
     }

@@ -81,9 +81,7 @@ void addCommand(CLI::App& app, const CliCommand_t& command, const std::function<
 /** Returns the program's own options, in their order. */
 std::vector<const CLI::Option*> declare(CLI::App& app, const CliProgram_t& program, CliResult_t& result) {
     std::vector<const CLI::Option*> own;
-    if (!program.version.empty()) {
-        app.set_version_flag("--version", program.version);
-    }
+    app.set_version_flag("--version", program.name + " " + ESA_VERSION);
     app.footer(program.footer);
     for (const CliOption_t& option : program.options) {
         own.push_back(&addOption(app, option));

@@ -54,7 +54,6 @@ struct CliProgram_t {
     std::string name;
     std::string description;
     std::string footer = {};
-    std::string version = {};                /**< printed by --version; empty: there is no such option */
     std::vector<CliOption_t> options = {};   /**< given before a command */
     std::vector<CliCommand_t> commands = {}; /**< exactly one must be given; none: the program has no commands */
 };

@@ -54,8 +54,7 @@ void store(const CliOption_t& option, const std::string& value) {
 }
 
 void takeOption(const CliProgram_t& program, CliPlace_t& place, const std::string& word) {
-    place.isHelp =
-        place.isHelp || word == "-h" || word == "--help" || (word == "--version" && !program.version.empty());
+    place.isHelp = place.isHelp || word == "-h" || word == "--help" || word == "--version";
     const std::size_t equals = word.find('=');
     const CliOption_t* const option = findOption(optionsAt(program, place.command), word.substr(0, equals));
     if (option == nullptr || !takesValue(*option)) {
@@ -142,7 +141,7 @@ void offerOptions(const CliProgram_t& program, const CliPlace_t& place, Offer_t&
         }
     }
     offer.word("--help", "Print this help message and exit");
-    if (place.command == nullptr && !program.version.empty()) {
+    if (place.command == nullptr) {
         offer.word("--version", "Print the version");
     }
 }

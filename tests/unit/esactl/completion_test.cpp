@@ -37,14 +37,19 @@ protected:
 };
 
 TEST_F(Completion, Commands) {
-    EXPECT_EQ(offered("''"), "status config led fan psu alarm events watch raw\n");
+    EXPECT_EQ(offered("''"), "status config slots accept led locate fan psu alarm events watch raw\n");
     EXPECT_EQ(offered("--timeout 3 co"), "config\n");
+    EXPECT_EQ(offered("--timeout=1 co"), "config\n") << "a shell that takes = for a part of the word";
+    EXPECT_EQ(offered("--timeout = 1 co"), "config\n") << "and one that does not, as bash";
+    EXPECT_EQ(offered("--json --timeout = 1 led s"), "slot00 slot01\n");
+    EXPECT_EQ(offered("bogus ''"), "\n");
 }
 
 TEST_F(Completion, ElementsThatThisEnclosureHas) {
     EXPECT_EQ(offered("led ''"), "all slot00 slot01\n");
     EXPECT_EQ(offered("fan ''"), "fan0 fan1\n");
     EXPECT_EQ(offered("psu p"), "psu0\n");
+    EXPECT_EQ(offered("led slot00,slot0"), "slot00,slot00 slot00,slot01\n");
 }
 
 TEST_F(Completion, ElementsOfTheDirectoryThatIsNamed) {
@@ -56,6 +61,10 @@ TEST_F(Completion, RequestsAndOptions) {
     EXPECT_EQ(offered("psu psu0 ''"), "fail ok\n");
     EXPECT_EQ(offered("alarm ''"), "mute fault critical\n");
     EXPECT_EQ(offered("status --format p"), "prometheus\n");
+    EXPECT_EQ(offered("status --format = p"), "prometheus\n");
+    EXPECT_EQ(offered("status --format = "), "text json prometheus\n");
+    EXPECT_EQ(offered("--chassis q"), "quadra\n");
+    EXPECT_EQ(offered("--directory /et"), "/etc\n");
     EXPECT_EQ(offered("events --f"), "--follow\n");
 }
 
