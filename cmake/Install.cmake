@@ -45,7 +45,8 @@ install_programs(${CMAKE_INSTALL_BINDIR} mpuparams esactl encsim)
 install(TARGETS platform mpu
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/esa FILES_MATCHING PATTERN *.h)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/esa FILES_MATCHING
+        PATTERN *.h PATTERN *.def)
 
 # What all units give up. It stands in one file and is written into each, since a unit cannot include a file.
 file(READ ${packaging}/hardening.conf HARDENING)
@@ -64,6 +65,20 @@ install(FILES ${packaging}/60-esa.rules DESTINATION lib/udev/rules.d)
 install(FILES ${packaging}/esa.modules-load.conf DESTINATION lib/modules-load.d RENAME esa.conf)
 install(FILES ${packaging}/esa.tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME esa.conf)
 install(FILES ${packaging}/esa.sysusers.conf DESTINATION lib/sysusers.d RENAME esa.conf)
+
+# The monitor is a package of its own: a controller that nobody asks over HTTP needs neither it nor its libraries.
+# cmake --install BUILD --component monitor
+if(TARGET esamon)
+  set(monitor COMPONENT monitor EXCLUDE_FROM_ALL)
+  install(TARGETS esamon RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} ${monitor})
+  configure_file(${packaging}/esamon.service ${staged}/esamon.service @ONLY)
+  install(FILES ${staged}/esamon.service DESTINATION lib/systemd/system ${monitor})
+  configure_file(${packaging}/esamon.msm.conf ${staged}/esamon.msm.conf @ONLY)
+  install(FILES ${staged}/esamon.msm.conf DESTINATION lib/systemd/system/msm.service.d RENAME esamon.conf ${monitor})
+  install(FILES ${packaging}/esamon.tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME esamon.conf ${monitor})
+  install(FILES ${packaging}/esamon.default DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default RENAME esamon ${monitor})
+  install(FILES ${packaging}/esamon.sysusers.conf DESTINATION lib/sysusers.d RENAME esamon.conf ${monitor})
+endif()
 
 file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[18])
 foreach(page ${pages})

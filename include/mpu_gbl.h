@@ -13,11 +13,8 @@
 /** Chassis types, as `MPU_PARAMS_t::chassisType` holds them. */
 enum VORAN_E_CHASSIS_e : U8_t {
     VORAN_E_CHASSIS_NONE = 1,
-    VORAN_E_CHASSIS_XYRATEX_2U12ATX = 2,
-    VORAN_E_CHASSIS_TELMA_QUADRA = 3,
-    VORAN_E_CHASSIS_CHENBRO_3U16ATX = 4,
-    VORAN_E_CHASSIS_VORAN_VSC055 = 5,
-    VORAN_E_CHASSIS_VORAN_W83782D = 6,
+#define CHASSIS(number, constant, ...) VORAN_E_CHASSIS_##constant = number,
+#include "chassis_list.def"
 };
 using VORAN_E_CHASSIS_t = U8_t;
 

@@ -1,6 +1,5 @@
 #include "enclosure.h"
 
-#include <strings.h>
 #include <utility>
 
 #include "enclosures/chassis.h"
@@ -10,14 +9,12 @@ namespace {
 
 struct Row_t {
     const char* name;
-    const char* longName; /**< as in the controller's configuration; letters may be of any case in both */
     std::unique_ptr<Enclosure_t> (*make)();
 };
 
-constexpr Row_t CHASSIS[] = {
-    {"vsc055", "Vsc055", makeVsc055Backplane},    {"quadra", "Quadra", makeQuadra},
-    {"xyratex", "Xyratex2U12ATX", makeXyratex},   {"chenbro", "Chenbro3U16ATX", makeChenbro},
-    {"w83782d", "W83782d", makeW83782dBackplane},
+constexpr Row_t ROWS[] = {
+#define CHASSIS(name, make) {name, make},
+#include "enclosures/chassis_list.def"
 };
 
 } // namespace
@@ -44,7 +41,7 @@ void Enclosure_t::powerOn() {
 const std::vector<std::string>& chassisNames() {
     static const std::vector<std::string> names = [] {
         std::vector<std::string> all;
-        for (const Row_t& row : CHASSIS) {
+        for (const Row_t& row : ROWS) {
             all.emplace_back(row.name);
         }
         return all;
@@ -52,9 +49,9 @@ const std::vector<std::string>& chassisNames() {
     return names;
 }
 
-std::unique_ptr<Enclosure_t> makeEnclosure(const std::string& chassis) {
-    for (const Row_t& row : CHASSIS) {
-        if (strcasecmp(chassis.c_str(), row.name) == 0 || strcasecmp(chassis.c_str(), row.longName) == 0) {
+std::unique_ptr<Enclosure_t> makeEnclosure(std::string_view chassis) {
+    for (const Row_t& row : ROWS) {
+        if (chassis == row.name) {
             return row.make();
         }
     }

@@ -53,4 +53,4 @@ private:
 const std::vector<std::string>& chassisNames();
 
 /** A powered-on enclosure; null for an unknown name. */
-std::unique_ptr<Enclosure_t> makeEnclosure(const std::string& chassis);
+std::unique_ptr<Enclosure_t> makeEnclosure(std::string_view chassis);

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "bridge_line.h"
+#include "chassis_list.h"
 #include "client.h"
 #include "command_line.h"
 #include "failure.h"
@@ -105,6 +106,10 @@ int runTool(int argc, char** argv) {
     }
     if (options.chassis.empty()) {
         throw failure("--chassis is required");
+    }
+    // The long names of the controller's configuration will do as well.
+    if (const ChassisFacts_t* const facts = findChassis(options.chassis); facts != nullptr) {
+        options.chassis = facts->name;
     }
     const std::unique_ptr<Enclosure_t> enclosure = makeEnclosure(options.chassis);
     if (enclosure == nullptr) {

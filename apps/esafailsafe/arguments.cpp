@@ -88,7 +88,8 @@ VORAN_E_CHASSIS_t chassisOf(const FailSafeArguments_t& arguments) {
     if (arguments.chassis != nullptr) {
         const ChassisFacts_t* facts = findChassis(std::string_view(arguments.chassis));
         if (facts == nullptr) {
-            (void)refuse("--chassis takes vsc055, quadra, xyratex, chenbro, w83782d or none", arguments.chassis);
+            (void)std::fprintf(stderr, "esafailsafe: --chassis takes %s, not '%s'; try esafailsafe --help\n",
+                               FAIL_SAFE_K_CHASSIS_NAMES, arguments.chassis);
             return 0;
         }
         return facts->type;

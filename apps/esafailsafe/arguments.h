@@ -3,6 +3,12 @@
 
 #include "mpu_gbl.h"
 
+/** Names that --chassis takes. */
+inline constexpr CHAR_t FAIL_SAFE_K_CHASSIS_NAMES[] =
+#define CHASSIS(number, constant, name, ...) #name ", "
+#include "chassis_list.def"
+    "or none";
+
 struct FailSafeArguments_t {
     const CHAR_t* key = nullptr;     /**< text of the parameter block's key, or */
     const CHAR_t* chassis = nullptr; /**< name of a chassis */

@@ -22,7 +22,7 @@ constexpr CHAR_t HELP[] =
     "adapter ends. It needs no switch and waits its turn for the bus.\n"
     "\n"
     "  KEY             key of the parameter block, which says what the chassis is\n"
-    "  --chassis NAME  vsc055, quadra, xyratex, chenbro, w83782d, or none\n"
+    "  --chassis NAME  %s\n"
     "  --seconds N     how long a bus that does not answer is tried again: 0 to 3600 (15)\n"
     "\n"
     "Exit status: 0 all fans at full speed, or no chassis to look after; 1 the bus did not answer; 2 wrong use, or no\n"
@@ -56,7 +56,7 @@ int main(int argc, char* argv[]) {
         return EXIT_USAGE;
     }
     if (arguments.wantsHelp) {
-        (void)std::fputs(HELP, stdout);
+        (void)std::printf(HELP, FAIL_SAFE_K_CHASSIS_NAMES);
         return EXIT_DONE;
     }
     if (arguments.wantsVersion) {

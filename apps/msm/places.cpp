@@ -25,13 +25,14 @@ Places_t::Places_t(bool asking, unsigned perUser) : perUser_(perUser) {
         bool isNumbered;
         unsigned places;
     };
-    const std::array<Row_t, 6> rows = {{
+    const std::array<Row_t, 7> rows = {{
         {MMSG_E_EPID_ES_ADAPTERMP, false, 1},
         {MMSG_E_EPID_STARTUPMP, false, MSM_K_SHARING},
         {MMSG_E_EPID_EVENTLOGMP, false, MSM_K_SHARING},
         {MMSG_E_EPID_VOLMGRMP, false, MSM_K_SHARING},
         {MSM_K_FIRST_PEER, true, PEERS - asks},
         {firstAsk, true, asks},
+        {MMSG_E_EPID_MSMMP, false, MSM_K_LISTENING},
     }};
     unsigned first = 0;
     for (const Row_t& row : rows) {

@@ -11,7 +11,7 @@
 #include "letter.h"
 
 /** The sockets. */
-enum class Door_e : U8_t { ADAPTER, STARTUP, EVENTLOG, VOLMGR, PEER, ASK };
+enum class Door_e : U8_t { ADAPTER, STARTUP, EVENTLOG, VOLMGR, PEER, ASK, LISTEN };
 
 /** Where a connection sits: numbers are given out again, lowest first. */
 using Place_t = U8_t;
@@ -20,6 +20,9 @@ using Place_t = U8_t;
 inline constexpr unsigned MSM_K_SHARING = 32;
 /** Ids, from 63 down, that are kept for the socket for questions when there is one. */
 inline constexpr unsigned MSM_K_ASKING = 10;
+
+/** Connections to the sockets for listening at most. */
+inline constexpr unsigned MSM_K_LISTENING = 8;
 
 /** What becomes of somebody who connects. */
 struct Admission_t {

@@ -40,7 +40,8 @@ Server_t::Server_t(const MsmOptions_t& options)
     : options_(options), journal_(options.log, options.quiet),
       router_(options.queueLimit, std::chrono::seconds(options.keepSeconds)),
       places_(!options.askDirectory.empty(), options.perUser), adapterPace_(options.rate),
-      arrivals_(ARRIVALS_A_SECOND, ARRIVALS_AT_ONCE) {}
+      arrivals_(ARRIVALS_A_SECOND, ARRIVALS_AT_ONCE),
+      run_(static_cast<std::uint32_t>(std::chrono::system_clock::now().time_since_epoch() / 1ms)) {}
 
 Server_t::~Server_t() {
     for (const auto& connection : connections_) {

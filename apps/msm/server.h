@@ -75,7 +75,8 @@ private:
         Place_t place;
         Origin_t origin;
         Mailbox_t mail;
-        OutStream_t out{MMSG_K_MAX_SIZE}; /**< the rest of a message that the kernel has taken a part of */
+        OutStream_t out{MMSG_K_MAX_SIZE +
+                        MMSG_K_HEADER_SIZE}; /**< the rest of a message that the kernel has taken a part of */
         InStream_t in;
         Arrival_t arrival{};     /**< of the bytes in `in` */
         bool hasPlace = true;    /**< false: it has left, and what it sent before is still being switched */
@@ -118,6 +119,8 @@ private:
 
     // server_delivery.cpp
     bool mustWait(const Connection_t& sender, std::span<const U8_t> message);
+    void tellListeners(const Parcel_t& message);
+    void beginToListen(Connection_t& listener);
     void switchMessage(Connection_t& sender, std::span<const U8_t> message);
     bool isRefused(Connection_t& sender, std::span<const U8_t> message);
     void reportLosses(const Routing_t& routing);
@@ -140,6 +143,10 @@ private:
     SocketDirectory_t sockets_;
     SocketDirectory_t questions_;
     std::vector<std::unique_ptr<Connection_t>> connections_; /**< by descriptor */
+    std::vector<int> listeners_;                             /**< descriptors */
+    std::deque<LetterPtr_t> news_;                           /**< the latest that listeners were told */
+    std::uint32_t told_ = 0;                                 /**< how many they were told */
+    std::uint32_t run_; /**< number that no other run of a switch on this machine is likely to have */
     std::deque<int> fresh_;
     std::deque<int> busy_;
     std::deque<int> held_;

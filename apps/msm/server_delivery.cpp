@@ -32,6 +32,28 @@ bool isQuestion(std::span<const U8_t> message) {
            recipientsOf(header) == endpointSet(MMSG_E_EPID_ES_ADAPTERMP);
 }
 
+/** Whom the adapter reports to. */
+constexpr EndpointSet_t REPORTED_TO = endpointSet(MMSG_E_EPID_STARTUPMP) | endpointSet(MMSG_E_EPID_EVENTLOGMP);
+/** Reports that a listener is given when it connects. */
+constexpr std::size_t LATEST_NEWS = 256;
+
+/** What the switch knows of a message, as a header of its own. */
+MMCH_t noteOf(const Parcel_t& message, std::uint32_t number, std::uint32_t run) {
+    MMCH_t note;
+    wireClear(note);
+    note.message_type = MSG_E_TYPE_MMSG;
+    note.mmch_version = MMCH_K_VERSION;
+    note.mmsg_length = MMSG_K_HEADER_SIZE;
+    note.requestor = MMSG_E_EPID_MSMMP;
+    note.handle = number;
+    note.general_use1 = run;
+    const auto arrived =
+        static_cast<std::uint64_t>(message.arrival().wall.time_since_epoch() / std::chrono::microseconds(1));
+    note.timestamp.high = static_cast<U32_t>(arrived >> 32);
+    note.timestamp.low = static_cast<U32_t>(arrived);
+    return note;
+}
+
 } // namespace
 
 /** Whether the sender's next message has to wait because the adapter has enough of its messages. */
@@ -62,13 +84,45 @@ void Server_t::switchMessage(Connection_t& sender, std::span<const U8_t> message
     for (const int descriptor : routing.connections) {
         deliver(*find(descriptor), parcel);
     }
+    tellListeners(parcel);
     reportLosses(routing);
+}
+
+/** Note and message are one letter: whoever reads too slowly loses both. */
+void Server_t::tellListeners(const Parcel_t& message) {
+    const bool isReport = (recipientsOf(wireAt<MMCH_t>(message.bytes().data())) & REPORTED_TO) != 0;
+    if (!isReport || message.sender() != MMSG_E_EPID_ES_ADAPTERMP) {
+        return;
+    }
+    const MMCH_t note = noteOf(message, ++told_, run_);
+    const std::span noteBytes(reinterpret_cast<const U8_t*>(&note), sizeof note);
+    std::vector<U8_t> bytes(noteBytes.begin(), noteBytes.end());
+    bytes.insert(bytes.end(), message.bytes().begin(), message.bytes().end());
+    const Parcel_t news(bytes, MMSG_E_EPID_MSMMP, message.origin(), message.arrival());
+    news_.push_back(news.letter());
+    if (news_.size() > LATEST_NEWS) {
+        news_.pop_front();
+    }
+    for (const int listener : listeners_) {
+        deliver(*find(listener), news);
+    }
+}
+
+void Server_t::beginToListen(Connection_t& listener) {
+    listeners_.push_back(listener.descriptor);
+    for (const LetterPtr_t& letter : news_) {
+        wait(listener, letter);
+    }
+    pump(listener);
 }
 
 /** Nobody speaks in another's name, and who may only ask does nothing else. */
 bool Server_t::isRefused(Connection_t& sender, std::span<const U8_t> message) {
     const U8_t requestor = wireAt<MMCH_t>(message.data()).requestor;
     const bool isForeign = requestor != sender.endpoint;
+    if (sender.door == Door_e::LISTEN) {
+        return true;
+    }
     if (!isForeign && (sender.door != Door_e::ASK || isQuestion(message))) {
         return false;
     }

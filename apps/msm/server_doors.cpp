@@ -149,12 +149,13 @@ void Server_t::refuse(int descriptor, Door_e door, const std::string& why) {
     (void)::close(descriptor);
     sockets_.renewSpares();
     questions_.renewSpares();
-    const std::array<std::string, 6> names = {endpointName(MMSG_E_EPID_ES_ADAPTERMP),
+    const std::array<std::string, 7> names = {endpointName(MMSG_E_EPID_ES_ADAPTERMP),
                                               endpointName(MMSG_E_EPID_STARTUPMP),
                                               endpointName(MMSG_E_EPID_EVENTLOGMP),
                                               endpointName(MMSG_E_EPID_VOLMGRMP),
                                               "peer",
-                                              "peer for questions"};
+                                              "peer for questions",
+                                              "listener"};
     journal_.notice(Notice_e::REFUSED, names[static_cast<std::size_t>(door)] + " refused: " + why);
 }
 
@@ -197,7 +198,11 @@ void Server_t::leave(Connection_t& connection) {
 }
 
 void Server_t::vacate(const Connection_t& connection) {
-    router_.detach(connection.endpoint, connection.descriptor);
+    if (connection.door == Door_e::LISTEN) {
+        (void)std::erase(listeners_, connection.descriptor);
+    } else {
+        router_.detach(connection.endpoint, connection.descriptor);
+    }
     places_.release(connection.place, connection.descriptor);
     if (connection.descriptor == adapter_) {
         adapter_ = -1;
@@ -220,6 +225,11 @@ void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission
     Connection_t& connection = *connections_[index];
     connection.taken = now_;
     adapter_ = isAdapter ? descriptor : adapter_;
+    if (door == Door_e::LISTEN) {
+        journal_.trace("listener connected");
+        beginToListen(connection);
+        return;
+    }
     router_.attach(connection.endpoint, descriptor);
     journal_.trace(endpointName(connection.endpoint) + " connected");
     if (connection.endpoint >= MSM_K_FIRST_PEER) {

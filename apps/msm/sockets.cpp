@@ -75,13 +75,15 @@ std::string SocketDirectory_t::open(const std::string& directory) {
             return error;
         }
     }
-    return listenOn(directory + '/' + MSM_K_PEER_SOCKET, Door_e::PEER, std::nullopt);
+    std::string error = listenOn(directory + '/' + MSM_K_PEER_SOCKET, Door_e::PEER, std::nullopt);
+    return error.empty() ? listenOn(directory + '/' + MSM_K_LISTEN_SOCKET, Door_e::LISTEN, std::nullopt) : error;
 }
 
 std::string SocketDirectory_t::openForQuestions(const std::string& directory) {
     constexpr mode_t EVERYBODY = 0666;
     std::string error = lock(directory);
-    return error.empty() ? listenOn(directory + '/' + MSM_K_PEER_SOCKET, Door_e::ASK, EVERYBODY) : error;
+    error = error.empty() ? listenOn(directory + '/' + MSM_K_PEER_SOCKET, Door_e::ASK, EVERYBODY) : error;
+    return error.empty() ? listenOn(directory + '/' + MSM_K_LISTEN_SOCKET, Door_e::LISTEN, EVERYBODY) : error;
 }
 
 std::string SocketDirectory_t::lock(const std::string& directory) {

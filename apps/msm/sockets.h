@@ -12,6 +12,8 @@
 
 /** File name of the sockets whose connections are given a free id. */
 inline constexpr const char* MSM_K_PEER_SOCKET = "peer";
+/** File name of the sockets whose connections hear what the adapter reports. */
+inline constexpr const char* MSM_K_LISTEN_SOCKET = "listen";
 /** File that a switch locks in its directory. */
 inline constexpr const char* MSM_K_LOCK_FILE = ".msm.lock";
 
@@ -39,7 +41,7 @@ public:
 
     /** Locks the directory and listens on all sockets; a line on what is wrong when that fails, else an empty text. */
     std::string open(const std::string& directory);
-    /** The same with a single socket `peer`, for questions only: whoever can enter the directory can use it. */
+    /** The same with `peer`, for questions only, and `listen`: whoever can enter the directory can use them. */
     std::string openForQuestions(const std::string& directory);
 
     std::vector<Listener_t>& listeners() { return listeners_; }

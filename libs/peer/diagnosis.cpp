@@ -41,7 +41,7 @@ bool canReport(unsigned rate, unsigned rpm) {
  */
 bool looksLike(const ChassisFacts_t& chassis, const ChassisFacts_t& other, const EnclosureStatus_t& status) {
     for (std::size_t i = 0; i < status.sensors.size(); ++i) {
-        if (status.sensors[i].celsius.has_value() != (i < chassis.sensorsRead)) {
+        if (status.sensors[i].celsius.has_value() != (i + chassis.sensorsUnread < status.sensors.size())) {
             return false;
         }
     }
@@ -156,8 +156,9 @@ void diagnose(Enclosure_t& enclosure, const AdapterFacts_t& facts) {
                               ": no fan and no sensor has a reading";
         }
     }
-    const std::size_t read = enclosure.chassis == nullptr ? status.sensors.size() : enclosure.chassis->sensorsRead;
-    for (std::size_t i = read; i < status.sensors.size(); ++i) {
+    const std::size_t all = status.sensors.size();
+    const std::size_t unread = enclosure.chassis == nullptr ? 0 : enclosure.chassis->sensorsUnread;
+    for (std::size_t i = all - std::min(all, unread); i < all; ++i) {
         status.sensors[i].fitted = status.sensors[i].celsius.has_value();
     }
     if (!enclosure.cause.empty()) {

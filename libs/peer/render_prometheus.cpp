@@ -1,5 +1,7 @@
 #include "render_prometheus.h"
 
+#include <cstdio>
+
 #include "names.h"
 
 namespace {
@@ -127,6 +129,21 @@ std::string prometheusText(const Enclosure_t& enclosure, const Health_t& health)
     elementMetric(out, "esa_alarm_muted", "Whether the audible alarm is silent.", "alarm", alarmName, status.alarms,
                   [](const Alarm_t& alarm) { return alarm.tones ? truth(alarm.tones->muted) : std::nullopt; });
     return out;
+}
+
+void metricSample(std::string& out, const char* name, const char* type, const char* help,
+                  const std::vector<std::pair<std::string, std::string>>& labels, double value) {
+    if (help != nullptr) {
+        out.append("# HELP ").append(name).append(" ").append(help).append("\n");
+        out.append("# TYPE ").append(name).append(" ").append(type).append("\n");
+    }
+    std::string parts;
+    for (const auto& [key, text] : labels) {
+        parts += (parts.empty() ? "" : ",") + label(key, text);
+    }
+    char number[32];
+    std::snprintf(number, sizeof number, "%.15g", value);
+    out.append(name).append(parts.empty() ? "" : "{" + parts + "}").append(" ").append(number).append("\n");
 }
 
 std::string prometheusDownText() {

@@ -1,4 +1,4 @@
-/** The chassis as the tools know them: the one place that names them and says by what they are told apart. */
+/** The chassis as the tools know them: by what they are called and told apart. */
 #pragma once
 
 #include <array>
@@ -17,33 +17,20 @@ struct ChassisFacts_t {
     unsigned supplies;
     unsigned fans;
     unsigned sensors;
-    unsigned leastRpm; /**< slowest turning fan its tachometers can report: count 254, in the record's steps of 10 */
-    unsigned tachometerRate; /**< RPM of a count of 1; any other count gives the whole part of its share */
-    unsigned sensorsRead;    /**< sensors that the adapter reads; it lists the others and never has a reading */
-    unsigned fansPerBank;    /**< fans that a command switches together */
-    bool hasDriveLeds;
-    bool hasFourSteps; /**< fan policy with four steps, which drives every fan fully when one has failed */
-    bool fanOnIsRaw;   /**< "on" reaches the fan as 100 of 255 */
+    unsigned leastRpm; /**< slowest turning fan its tachometers can report: in the status page's steps of 10 */
+    unsigned tachometerRate = 0; /**< RPM of a count of 1, of any other its share; 0: not known */
+    unsigned sensorsUnread = 0;  /**< the last so many sensors are listed, and never read */
+    unsigned fansPerBank = 1;    /**< fans that a command switches together */
+    bool hasDriveLeds = true;
+    bool hasFourSteps = true; /**< the fan policy that drives every fan fully when one has failed */
+    bool fanOnIsRaw = false;  /**< "on" reaches the fan as 100 of 255 */
 };
 
-inline constexpr std::array<ChassisFacts_t, 6> CHASSIS_LIST{{
-    {VORAN_E_CHASSIS_NONE, "none", "None", "none", false, false, 0, 0, 0, 0, 0, 0, 0, 1, false, false, false},
-    // 1200000 / count
-    {VORAN_E_CHASSIS_XYRATEX_2U12ATX, "xyratex", "Xyratex2U12ATX", "Xyratex 2U12", true, true, 12, 2, 8, 2, 4720,
-     1200000, 2, 4, true, true, false},
-    // 1200000 / (4 x count)
-    {VORAN_E_CHASSIS_TELMA_QUADRA, "quadra", "Quadra", "VSC055 Quadra", false, true, 16, 3, 3, 3, 1180, 300000, 3, 1,
-     true, false, false},
-    // 1350000 / (2 x count)
-    {VORAN_E_CHASSIS_CHENBRO_3U16ATX, "chenbro", "Chenbro3U16ATX", "Chenbro 3U16", true, false, 16, 3, 6, 4, 2650,
-     675000, 4, 1, false, true, false},
-    // 1200000 / (2 x count)
-    {VORAN_E_CHASSIS_VORAN_VSC055, "vsc055", "Vsc055", "VSC055 backplane", false, true, 16, 2, 3, 3, 2360, 600000, 3, 1,
-     true, false, false},
-    // 1350000 / (2 x count)
-    {VORAN_E_CHASSIS_VORAN_W83782D, "w83782d", "W83782d", "W83782D backplane", true, false, 16, 2, 3, 3, 2650, 675000,
-     1, 1, false, true, true},
-}};
+inline constexpr auto CHASSIS_LIST = std::to_array<ChassisFacts_t>({
+    {VORAN_E_CHASSIS_NONE, "none", "None", "none", false, false, 0, 0, 0, 0, 0},
+#define CHASSIS(number, constant, name, ...) {VORAN_E_CHASSIS_##constant, #name, __VA_ARGS__},
+#include "chassis_list.def"
+});
 
 /** The chassis of that type, or nullptr. */
 [[nodiscard]] const ChassisFacts_t* findChassis(unsigned type);

@@ -1,10 +1,7 @@
-/** One maker a chassis; enclosure.cpp holds the table of their names. */
+/** What makes the enclosure of each chassis. */
 #pragma once
 
 #include "enclosure.h"
 
-std::unique_ptr<Enclosure_t> makeVsc055Backplane();
-std::unique_ptr<Enclosure_t> makeQuadra();
-std::unique_ptr<Enclosure_t> makeXyratex();
-std::unique_ptr<Enclosure_t> makeChenbro();
-std::unique_ptr<Enclosure_t> makeW83782dBackplane();
+#define CHASSIS(name, make) std::unique_ptr<Enclosure_t> make();
+#include "enclosures/chassis_list.def"

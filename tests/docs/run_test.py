@@ -36,7 +36,9 @@ class Tree:
             shutil.copy(os.path.join(PROGRAMS, name), self.bin)
         self.witness()
         shutil.copy(LIBRARY, os.path.join(self.bin, "libesaplatform.so.1"))
-        shutil.copy(os.path.join(SOURCE, "run"), self.folder)
+        for name in ("run", "include/chassis_list.def", "tests/system/own_dev"):
+            os.makedirs(os.path.join(self.folder, os.path.dirname(name)), exist_ok=True)
+            shutil.copy(os.path.join(SOURCE, name), os.path.join(self.folder, name))
         self.runtime = os.path.join(self.folder, "runtime")
         os.mkdir(self.runtime)
         os.chmod(self.runtime, 0o777)
@@ -244,7 +246,7 @@ class RunTest(unittest.TestCase):
     def test_refuses_what_it_does_not_know(self):
         with contextlib.ExitStack() as stack:
             tree = Tree(stack)
-            for arguments, text in ((["--chassis", "other"], "no chassis 'other': one of vsc055, quadra, xyratex, chenbro, "
+            for arguments, text in ((["--chassis", "other"], "no chassis 'other': one of xyratex, quadra, chenbro, vsc055, "
                                      "w83782d"), (["--twice"], "unknown argument '--twice'"),
                                     (["--chassis"], "--chassis needs a name"), (["--sim"], "--sim needs a command")):
                 result = subprocess.run(tree.command(*arguments), text=True, capture_output=True, check=False)

@@ -28,38 +28,16 @@ def build_plugin():
                     os.path.join(machine.HERE, "count_plugin.cpp"), "-o", PLUGIN], check=True)
 
 
-class Adapter:
+class Adapter(places.Native):
     """The adapter under the counting emulator, connected and initialised."""
 
     def __init__(self, stack, emulator, folder, tracing):
-        self.work = stack.enter_context(tempfile.TemporaryDirectory(prefix="esa-costs."))
-        link = os.path.join(self.work, "enc-0")
-        control, running = places.simulated("vsc055", self.work, "--link", link)
-        stack.enter_context(running)
-        server = machine.listener(os.path.join(self.work, "esadapter"))
-        stack.callback(server.close)
-        config = os.path.join(self.work, "mpu.conf")
-        text = machine.CONFIG.replace("/run/esa", self.work).replace("/var/log/esa", self.work)
-        with open(config, "w", encoding="utf-8") as file:
-            file.write(text if tracing else text.replace("CmapTracingEnabled\n", ""))
-        key = str(0x47000000 + os.getpid())
-        params = [*emulator, os.path.join(folder, "mpuparams")]
-        quiet = {"check": True, "stdout": subprocess.DEVNULL}
-        subprocess.run([*params, "create", "--key", key, "--config", config], **quiet)
-        stack.callback(subprocess.run, [*params, "delete", "--key", key], check=False, stdout=subprocess.DEVNULL)
-        subprocess.run([*params, "set", "--key", key, "chassisType=5", "flags+=RcpComplete"], **quiet)
-        counts = os.path.join(self.work, "counts")
-        with open(counts, "wb") as file:
-            file.write(bytes(16))
-        own_dev = os.path.join(machine.SOURCE, "tests", "system", "own_dev")
-        words = [own_dev, os.path.join(self.work, "dev"), link, *emulator, "-plugin", f"{PLUGIN},to={counts}",
-                 os.path.join(folder, "esa"), key]
-        with open(counts, "r+b") as file:
-            self.shared = mmap.mmap(file.fileno(), 16)
-        stack.enter_context(places.started(words, "", os.path.join(self.work, "esa.out")))
-        connection = server.accept()[0]
-        stack.callback(connection.close)
-        self.switch = life.Switch(connection)
+        counts = stack.enter_context(tempfile.NamedTemporaryFile())
+        counts.truncate(16)
+        self.shared = mmap.mmap(counts.fileno(), 16)
+        config = machine.CONFIG if tracing else machine.CONFIG.replace("CmapTracingEnabled\n", "")
+        super().__init__(stack, "vsc055", folder, config, emulator, ["-plugin", f"{PLUGIN},to={counts.name}"])
+        self.switch = life.Switch(self.connection)
         self.switch.receive()  # it tells that it is up
         self.connected = self.counts()[0]
         self.ask(1)

@@ -27,7 +27,7 @@ def simulator(stack, chassis, folder, *more):
 def watch(chassis, folder):
     with contextlib.ExitStack() as stack:
         bus = simulator(stack, chassis, folder)
-        disk = machine.ramdisk(folder, places.CHASSIS[chassis][0], machine.SWITCH, more=VIEW)
+        disk = machine.ramdisk(folder, chassis, machine.SWITCH, more=VIEW)
         print(f"The machine starts; the {chassis} enclosure is shown when its LEDs have been tested, in about ten seconds. "
               "In another terminal try: ./run --sim heat 1600", flush=True)
         return subprocess.run(machine.command(folder, disk, bus, console="stdio", ports=()), check=False).returncode
@@ -36,7 +36,7 @@ def watch(chassis, folder):
 def once(chassis, folder):
     with contextlib.ExitStack() as stack:
         bus = simulator(stack, chassis, folder, "--frozen")
-        disk = machine.ramdisk(folder, places.CHASSIS[chassis][0], machine.SWITCH)
+        disk = machine.ramdisk(folder, chassis, machine.SWITCH)
         run = machine.Machine(stack, folder, disk, bus)
         for words in ("status", "status --json"):
             status, out, err = run.do("run /usr/bin/esactl --timeout 60 " + words)

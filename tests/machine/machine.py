@@ -54,12 +54,12 @@ def make_overlay(path, files):
         _archive(root, path)
 
 
-def table(chassis_type, switch, device, key=0x64):
+def table(chassis, switch, device, key=0x64):
     """What the machine's init does at start: the line to the bus, the parameter block, the switch, the adapter."""
     lines = [
         f"link {device} /dev/enc-0",
         f"run /usr/bin/mpuparams create --key {key} --config /etc/esa/mpu.conf",
-        f"run /usr/bin/mpuparams set --key {key} chassisType={chassis_type} flags+=RcpComplete",
+        f"run /usr/bin/mpuparams set --key {key} chassisType={chassis} flags+=RcpComplete",
         switch,
         "wait /run/esa/esadapter",
         f"keep esa /usr/sbin/esa {key}",
@@ -77,11 +77,11 @@ CmapTracingEnabled
 """
 
 
-def ramdisk(work, chassis_type, switch, device="/dev/i2c-1", more=""):
+def ramdisk(work, chassis, switch, device="/dev/i2c-1", more=""):
     """The archives of one machine, one behind the other; their path. `more` is added to the table of its init."""
     path = os.path.join(work, "ramdisk")
     overlay = os.path.join(work, "overlay")
-    make_overlay(overlay, {"etc/machine.tab": table(chassis_type, switch, device) + more,
+    make_overlay(overlay, {"etc/machine.tab": table(chassis, switch, device) + more,
                            "etc/esa/mpu.conf": CONFIG})
     with open(path, "wb") as out:
         for part in (os.path.join(WORK, "root.gz"), overlay):

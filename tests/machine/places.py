@@ -4,7 +4,6 @@ import contextlib
 import json
 import os
 import re
-import socket
 import subprocess
 import tempfile
 import time
@@ -89,38 +88,47 @@ def simulated(chassis, work, *where):
                             "ready\n", os.path.join(work, "encsim.out"))
 
 
-def native(chassis):
-    """The adapter of this machine's own build, over the serial bridge on a pseudo-terminal."""
-    with contextlib.ExitStack() as stack:
-        work = stack.enter_context(tempfile.TemporaryDirectory(prefix="esa-native."))
-        link = os.path.join(work, "enc-0")
-        control, running = simulated(chassis, work, "--link", link)
+class Native:
+    """An adapter on this machine, over the serial bridge on a pseudo-terminal; the switch's end is held here."""
+
+    def __init__(self, stack, chassis, folder, config=machine.CONFIG, emulator=(), plugin=()):
+        self.work = stack.enter_context(tempfile.TemporaryDirectory(prefix="esa-native."))
+        link = os.path.join(self.work, "enc-0")
+        self.control, running = simulated(chassis, self.work, "--link", link)
         stack.enter_context(running)
-        server = machine.listener(os.path.join(work, "esadapter"))
+        server = machine.listener(os.path.join(self.work, "esadapter"))
         stack.callback(server.close)
-        config = os.path.join(work, "mpu.conf")
-        with open(config, "w", encoding="utf-8") as file:
-            file.write(machine.CONFIG.replace("/run/esa", work).replace("/var/log/esa", work))
-        key = str(0x45000000 + os.getpid())
-        subprocess.run([program("mpuparams"), "create", "--key", key, "--config", config], check=True,
-                       stdout=subprocess.DEVNULL)
-        stack.callback(subprocess.run, [program("mpuparams"), "delete", "--key", key], check=False)
-        subprocess.run([program("mpuparams"), "set", "--key", key, f"chassisType={CHASSIS[chassis][0]}",
-                        "flags+=RcpComplete"], check=True, stdout=subprocess.DEVNULL)
+        path = os.path.join(self.work, "mpu.conf")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(config.replace("/run/esa", self.work).replace("/var/log/esa", self.work))
+        self.key = str(0x45000000 + os.getpid())
+        params = [*emulator, os.path.join(folder, "mpuparams")]
+        quiet = {"check": True, "stdout": subprocess.DEVNULL}
+        subprocess.run([*params, "create", "--key", self.key, "--config", path], **quiet)
+        stack.callback(subprocess.run, [*params, "delete", "--key", self.key], **quiet)
+        subprocess.run([*params, "set", "--key", self.key, f"chassisType={CHASSIS[chassis][0]}", "flags+=RcpComplete"],
+                       **quiet)
         own_dev = os.path.join(machine.SOURCE, "tests", "system", "own_dev")
-        in_own_dev = [own_dev, os.path.join(work, "dev"), link]
-        adapter = stack.enter_context(started([*in_own_dev, program("esa"), key], "", os.path.join(work, "esa.out")))
-        connection = server.accept()[0]
-        stack.callback(connection.close)
-        simulator = life.Simulator(control)
+        self.in_own_dev = [own_dev, os.path.join(self.work, "dev"), link, *emulator]
+        self.process = stack.enter_context(started([*self.in_own_dev, *plugin, os.path.join(folder, "esa"), self.key], "",
+                                                   os.path.join(self.work, "esa.out")))
+        self.connection = server.accept()[0]
+        stack.callback(self.connection.close)
+
+
+def native(chassis):
+    """The life of the adapter of this machine's own build."""
+    with contextlib.ExitStack() as stack:
+        here = Native(stack, chassis, os.environ["ESA_PROGRAM_DIR"])
+        simulator = life.Simulator(here.control)
         stack.callback(simulator.close)
-        lived = live(chassis, connection, simulator)
-        adapter.kill()
-        adapter.wait()
+        lived = live(chassis, here.connection, simulator)
+        here.process.kill()
+        here.process.wait()
         before = loads(simulator)
-        left = subprocess.run([*in_own_dev, program("esafailsafe"), key], capture_output=True, check=False)
-        events = os.path.join(work, "altevents.jsonl")
-        return Record(lived, simulator("log 10000"), read(os.path.join(work, "esa_01.log")),
+        left = subprocess.run([*here.in_own_dev, program("esafailsafe"), here.key], capture_output=True, check=False)
+        events = os.path.join(here.work, "altevents.jsonl")
+        return Record(lived, simulator("log 10000"), read(os.path.join(here.work, "esa_01.log")),
                       read(events) if os.path.exists(events) else "",
                       (before, left.returncode, left.stdout, left.stderr, loads(simulator)))
 

@@ -27,6 +27,7 @@ FILES = """
 /usr/bin/esactl
 /usr/bin/mpuparams
 /usr/include/esa/basetypes.h
+/usr/include/esa/chassis_list.def
 /usr/include/esa/emp_mesgs.h
 /usr/include/esa/esa_evl.h
 /usr/include/esa/mmsg.h

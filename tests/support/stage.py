@@ -17,6 +17,7 @@ import time
 import unittest
 
 ANSWER_SECONDS = 60
+OWN_DEV = os.path.join(os.path.dirname(__file__), "..", "system", "own_dev")
 
 
 def enter():
@@ -42,28 +43,11 @@ def _mount(*arguments):
     subprocess.run(["mount", *arguments], check=True)
 
 
-def _private_dev():
-    copy = tempfile.mkdtemp(prefix="esa-dev.")
-    _mount("-t", "tmpfs", "tmpfs", copy)
-    for name in ("null", "zero", "full", "random", "urandom", "tty"):
-        target = os.path.join(copy, name)
-        open(target, "w", encoding="utf-8").close()
-        _mount("--bind", "/dev/" + name, target)
-    for name, place in (("fd", "/proc/self/fd"), ("stdin", "fd/0"), ("stdout", "fd/1"), ("stderr", "fd/2"),
-                        ("ptmx", "pts/ptmx")):
-        os.symlink(place, os.path.join(copy, name))
-    # Pseudo-terminals of the machine cannot be had through a bound device node.
-    os.mkdir(os.path.join(copy, "pts"))
-    _mount("-t", "devpts", "-o", "newinstance,ptmxmode=0666", "devpts", os.path.join(copy, "pts"))
-    os.mkdir(os.path.join(copy, "shm"), 0o1777)
-    _mount("--rbind", copy, "/dev")
-
-
 @contextlib.contextmanager
 def prepared():
     """The place, ready; afterwards nothing is left of it."""
     if is_own():
-        _private_dev()
+        subprocess.run([OWN_DEV, "--here", tempfile.mkdtemp(prefix="esa-dev.")], check=True)
         _mount("-t", "tmpfs", "-o", "mode=755", "tmpfs", "/run")
         os.environ.pop("XDG_RUNTIME_DIR", None)
     with contextlib.ExitStack() as stack:
@@ -162,7 +146,7 @@ class Enclosure:
     KEY = "0x64"
     SOCKETS = "/run/esa"
 
-    def __init__(self, stack, programs, work, config, chassis="vsc055", chassis_type="5", simulator=(), adapter=True):
+    def __init__(self, stack, programs, work, config, chassis="vsc055", simulator=(), switch=(), adapter=True):
         self.programs = programs
         self.work = work
         self.control = os.path.join(work, "encsim.control")
@@ -170,8 +154,8 @@ class Enclosure:
         if created.returncode != 0:
             raise RuntimeError(created.stderr)
         stack.callback(programs.run, "mpuparams", "delete", "--key", self.KEY)
-        programs.run("mpuparams", "set", "--key", self.KEY, f"chassisType={chassis_type}", "flags+=RcpComplete")
-        programs.start(stack, self.path("msm.out"), "msm", "--directory", self.SOCKETS)
+        programs.run("mpuparams", "set", "--key", self.KEY, f"chassisType={chassis}", "flags+=RcpComplete")
+        programs.start(stack, self.path("msm.out"), "msm", "--directory", self.SOCKETS, *switch)
         programs.start(stack, self.path("encsim.out"), "encsim", "--chassis", chassis, "--control", self.control,
                        "--link", "/dev/enc-0", *simulator)
         for name in ("msm.out", "encsim.out"):

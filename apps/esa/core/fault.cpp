@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <span>
+#include <type_traits>
 
 #include "core/control_block.h"
 #include "core/operation.h"
@@ -130,59 +131,38 @@ void sendErrorMessage(const CHAR_t* fileName, int lineNo, const CHAR_t* fnName) 
     altEventLogM(eventRecord(), oMpuParams);
 }
 
-template <typename T, std::size_t N>
-void copyRecords(T (&to)[N], const T (&from)[N]) {
-    std::memcpy(static_cast<void*>(to), from, sizeof(to));
+/** A field of the control block as the record has it: bytes and records as they are, numbers in the record's order. */
+template <typename To, typename From>
+void copyField(To& to, const From& from) {
+    if constexpr (std::is_array_v<From>) {
+        static_assert(sizeof(to) == sizeof(from));
+        std::memcpy(static_cast<void*>(&to), &from, sizeof(to));
+    } else {
+        to = from;
+    }
 }
 
-void fillConnections(EsaInfo_t& info) {
-    info.socketFdMSM = static_cast<U32_t>(esaControl.socketFdMSM);
+void fillSnapshot(EsaInfo_t& info) {
+#define COPY(field) copyField(info.field, esaControl.field)
+    // clang-format off
+    COPY(socketFdMSM); COPY(i2cFileFd); COPY(enclosureType); COPY(elementTypeMaxNumber); COPY(deviceMaxNumber);
+    COPY(powerSupplyMaxNumber); COPY(coolingMaxNumber); COPY(temperatureSensorMaxNumber); COPY(audibleAlarmMaxNumber);
+    COPY(pageCodeInRecentSndDiagCmd); COPY(sesTypeDescriptorList); COPY(deviceElementControlOverall);
+    COPY(deviceElementControl); COPY(deviceElementStatusOverall); COPY(deviceElementStatus);
+    COPY(driveFaultLedStatus0); COPY(driveFaultLedStatus1); COPY(powerSupplyElementControlOverall);
+    COPY(powerSupplyElementControl); COPY(powerSupplyElementStatusOverall); COPY(powerSupplyElementStatus);
+    COPY(powerSupplyStatus); COPY(coolingElementControlOverall); COPY(coolingElementControl);
+    COPY(coolingElementStatusOverall); COPY(coolingElementStatus); COPY(coolingElementOnOff); COPY(fanFaultStatus);
+    COPY(audibleAlarmElementControlOverall); COPY(audibleAlarmElementControl); COPY(audibleAlarmElementStatusOverall);
+    COPY(audibleAlarmElementStatus); COPY(alarmState); COPY(compositeFaultStatus); COPY(esaDebug);
+    // clang-format on
+#undef COPY
     info.socketAddressMSM.family = static_cast<U16_t>(esaControl.socketAddressMSM.sun_family);
-    copyRecords(info.socketAddressMSM.path, esaControl.socketAddressMSM.sun_path);
-    info.i2cFileFd = static_cast<U32_t>(esaControl.i2cFileFd);
-    info.enclosureType = esaControl.enclosureType;
-    info.elementTypeMaxNumber = esaControl.elementTypeMaxNumber;
-    info.deviceMaxNumber = esaControl.deviceMaxNumber;
-    info.powerSupplyMaxNumber = esaControl.powerSupplyMaxNumber;
-    info.coolingMaxNumber = esaControl.coolingMaxNumber;
-    info.temperatureSensorMaxNumber = esaControl.temperatureSensorMaxNumber;
-    info.audibleAlarmMaxNumber = esaControl.audibleAlarmMaxNumber;
-    info.pageCodeInRecentSndDiagCmd = esaControl.pageCodeInRecentSndDiagCmd;
-    copyRecords(info.sesTypeDescriptorList, esaControl.sesTypeDescriptorList);
-}
-
-void fillElements(EsaInfo_t& info) {
-    info.deviceElementControlOverall = esaControl.deviceElementControlOverall;
-    copyRecords(info.deviceElementControl, esaControl.deviceElementControl);
-    info.deviceElementStatusOverall = esaControl.deviceElementStatusOverall;
-    copyRecords(info.deviceElementStatus, esaControl.deviceElementStatus);
-    info.driveFaultLedStatus0 = esaControl.driveFaultLedStatus0;
-    info.driveFaultLedStatus1 = esaControl.driveFaultLedStatus1;
-    info.powerSupplyElementControlOverall = esaControl.powerSupplyElementControlOverall;
-    copyRecords(info.powerSupplyElementControl, esaControl.powerSupplyElementControl);
-    info.powerSupplyElementStatusOverall = esaControl.powerSupplyElementStatusOverall;
-    copyRecords(info.powerSupplyElementStatus, esaControl.powerSupplyElementStatus);
-    info.powerSupplyStatus = esaControl.powerSupplyStatus;
-    info.coolingElementControlOverall = esaControl.coolingElementControlOverall;
-    copyRecords(info.coolingElementControl, esaControl.coolingElementControl);
-    info.coolingElementStatusOverall = esaControl.coolingElementStatusOverall;
-    copyRecords(info.coolingElementStatus, esaControl.coolingElementStatus);
-    copyRecords(info.coolingElementOnOff, esaControl.coolingElementOnOff);
-    info.fanFaultStatus = esaControl.fanFaultStatus;
-}
-
-void fillConditions(EsaInfo_t& info) {
+    copyField(info.socketAddressMSM.path, esaControl.socketAddressMSM.sun_path);
     for (int i = 0; i < ESA_K_MAX_TEMPERATURE_SENSORS; ++i) {
         info.temperatureSensor[i] = static_cast<U16_t>(esaControl.temperatureSensor[i]);
         info.temperatureReportStatus[i] = esaControl.temperatureReportStatus[i];
     }
-    info.audibleAlarmElementControlOverall = esaControl.audibleAlarmElementControlOverall;
-    copyRecords(info.audibleAlarmElementControl, esaControl.audibleAlarmElementControl);
-    info.audibleAlarmElementStatusOverall = esaControl.audibleAlarmElementStatusOverall;
-    copyRecords(info.audibleAlarmElementStatus, esaControl.audibleAlarmElementStatus);
-    info.alarmState = esaControl.alarmState;
-    info.compositeFaultStatus = esaControl.compositeFaultStatus;
-    info.esaDebug = esaControl.esaDebug;
     wireCopy(info.vitesse, esaControl.vitesse);
     info.selectTimeout = {esaControl.selectTimeout.sec, esaControl.selectTimeout.usec};
     info.pollTimeout = {esaControl.pollTimeout.sec, esaControl.pollTimeout.usec};
@@ -190,9 +170,7 @@ void fillConditions(EsaInfo_t& info) {
 
 void sendSnapshot() {
     auto& info = wireAt<EsaInfo_t>(startEvent(ESA_E_ID_ES_ADAPTERMP_BUGCHECK_INFO, sizeof(EsaInfo_t)));
-    fillConnections(info);
-    fillElements(info);
-    fillConditions(info);
+    fillSnapshot(info);
     altEventLogM(eventRecord(), oMpuParams);
 }
 

@@ -1,12 +1,13 @@
-#include "enclosures/chenbro.h"
-#include "enclosures/vsc055.h"
-#include "enclosures/w83782d.h"
-#include "enclosures/xyratex.h"
+#include "policy/chassis.h"
+
+#define CHASSIS(number, constant, name, ...) extern const Chassis_t name##Chassis;
+#include "chassis_list.def"
 
 namespace {
 
 constexpr const Chassis_t* ROWS[] = {
-    &xyratexChassis, &quadraChassis, &chenbroChassis, &vsc055Chassis, &w83782dChassis,
+#define CHASSIS(number, constant, name, ...) &name##Chassis,
+#include "chassis_list.def"
 };
 
 } // namespace

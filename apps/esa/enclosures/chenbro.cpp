@@ -63,6 +63,8 @@ ESA_CODE_e initTemperatureAndBeep(U8_t address, U8_t backplane) {
                                          "Reading fanInOutBeepGpoRegister on Backplane [%d] failed");
 }
 
+constexpr SupplyCheck_t SUPPLY_CHECKS[] = {esaVoltageCheck(chenbroReadPowerVoltageToleranceStatus)};
+
 } // namespace
 
 ESA_CODE_e chenbroReadPowerVoltageToleranceStatus() {
@@ -134,18 +136,12 @@ void chenbroEsaProcessPollTimeout() {
     esaPollEnclosure();
 }
 
-namespace {
-
-constexpr SupplyCheck_t SUPPLY_CHECKS[] = {esaVoltageCheck(chenbroReadPowerVoltageToleranceStatus)};
-
-} // namespace
-
 constexpr Chassis_t chenbroChassis = {
     .type = VORAN_E_CHASSIS_CHENBRO_3U16ATX,
     .typeName = "VORAN_E_CHASSIS_CHENBRO_3U16ATX",
     .initDoneText = "Finish initializing for the Chenbro Enclosure.",
     .initFailedText = "Initializing for the Chenbro Enclosure fails.",
-    .dimensions = {5, 16, 3, 6, 4, 1},
+    .dimensions = esaDimensionsOf(VORAN_E_CHASSIS_CHENBRO_3U16ATX),
     .init = chenbroInit,
     .processPollTimeout = chenbroEsaProcessPollTimeout,
     .supplyChecks = SUPPLY_CHECKS,

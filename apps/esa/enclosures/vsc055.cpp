@@ -75,14 +75,26 @@ void configureTachometers(const Chassis_t& chassis) {
     }
 }
 
-S16_t readTemperature(U8_t sensor) {
-    return lm75ReadTemperature(esaControl.i2cAddressLM75[sensor]);
-}
-
 S32_t pollAlarm() {
     esaTraceAlarmState("Alarm State is set to", esaVsc055ReadAlarmState(), ESA_E_ALARM_NAMES_STATE);
     return ESA_E_OK;
 }
+
+constexpr SupplyTexts_t REDUNDANCY_TEXTS = {
+    .stillGood = "Power Redundancy Status already [OK].",
+    .stillBad = "Power Redundancy Status already [NOT OK].",
+};
+
+constexpr SupplyCheck_t SUPPLY_CHECKS[] = {{
+    .statusBit = ESA_K_POWER_REDUNDANCY_OK,
+    .cause = ESA_K_FAULT_POWER_SUPPLY_REDUNDANCY,
+    .read = esaVsc055ReadPowerRedundancyFailStatus,
+    .unusableBusIsBad = false,
+    .isInstallation = true,
+    .isInput = false,
+    .pollTexts = REDUNDANCY_TEXTS,
+    .pageTexts = REDUNDANCY_TEXTS,
+}};
 
 } // namespace
 
@@ -164,23 +176,7 @@ void esaVsc055ProcessPollTimeout() {
 
 namespace {
 
-constexpr SupplyTexts_t REDUNDANCY_TEXTS = {
-    .stillGood = "Power Redundancy Status already [OK].",
-    .stillBad = "Power Redundancy Status already [NOT OK].",
-};
-
-constexpr SupplyCheck_t SUPPLY_CHECKS[] = {{
-    .statusBit = ESA_K_POWER_REDUNDANCY_OK,
-    .cause = ESA_K_FAULT_POWER_SUPPLY_REDUNDANCY,
-    .read = esaVsc055ReadPowerRedundancyFailStatus,
-    .unusableBusIsBad = false,
-    .isInstallation = true,
-    .isInput = false,
-    .pollTexts = REDUNDANCY_TEXTS,
-    .pageTexts = REDUNDANCY_TEXTS,
-}};
-
-constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t supplies, U8_t tachometerDivisor,
+constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t tachometerDivisor,
                         U8_t fanSpeedConfiguration) {
     return {
         .type = type,
@@ -189,7 +185,7 @@ constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t sup
         .initFailedText = "Initializing for the Vsc055 based Enclosure fails.",
         .vsc055Address = 0x41,
         .lm75Address = {0x4C, 0x4B, 0x4A},
-        .dimensions = {5, 16, supplies, 3, 3, 1},
+        .dimensions = esaDimensionsOf(type),
         .init = esaVsc055Init,
         .processPollTimeout = esaVsc055ProcessPollTimeout,
         .supplyChecks = SUPPLY_CHECKS,
@@ -200,7 +196,7 @@ constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t sup
         .fanPolicy = &esaVsc055Policy,
         .policyLoadPwm = esaVsc055FanLoadPwm,
         .controlLoadPwm = esaVsc055FanLoadPwm,
-        .readTemperature = readTemperature,
+        .readTemperature = [](U8_t sensor) { return lm75ReadTemperature(esaControl.i2cAddressLM75[sensor]); },
         .pageTracesTemperatures = true,
         .faultMovesAlarm = true,
         .setAlarm = esaVsc055SetAlarmStateBackplane,
@@ -213,5 +209,5 @@ constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t sup
 
 } // namespace
 
-constexpr Chassis_t quadraChassis = row(VORAN_E_CHASSIS_TELMA_QUADRA, "VORAN_E_CHASSIS_TELMA_QUADRA", 3, 4, 0x82);
-constexpr Chassis_t vsc055Chassis = row(VORAN_E_CHASSIS_VORAN_VSC055, "VORAN_E_CHASSIS_VORAN_VSC055", 2, 2, 0x81);
+constexpr Chassis_t quadraChassis = row(VORAN_E_CHASSIS_TELMA_QUADRA, "VORAN_E_CHASSIS_TELMA_QUADRA", 4, 0x82);
+constexpr Chassis_t vsc055Chassis = row(VORAN_E_CHASSIS_VORAN_VSC055, "VORAN_E_CHASSIS_VORAN_VSC055", 2, 0x81);

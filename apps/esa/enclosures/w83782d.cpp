@@ -48,6 +48,8 @@ void setAlarm(EsaAlarmState_e state) {
     esaW83782dSetAlarmState(esaControl.i2cAddressW83782d, BACKPLANE, state);
 }
 
+constexpr SupplyCheck_t SUPPLY_CHECKS[] = {esaVoltageCheck(readVoltages)};
+
 } // namespace
 
 void esaW83782dFanLoadPwm(U8_t w83782dPwmFanInx, U8_t winbondPwmPercentage) {
@@ -93,19 +95,13 @@ void esaW83782dProcessPollTimeout() {
     esaPollEnclosure();
 }
 
-namespace {
-
-constexpr SupplyCheck_t SUPPLY_CHECKS[] = {esaVoltageCheck(readVoltages)};
-
-} // namespace
-
 constexpr Chassis_t w83782dChassis = {
     .type = VORAN_E_CHASSIS_VORAN_W83782D,
     .typeName = "VORAN_E_CHASSIS_VORAN_W83782D",
     .initDoneText = "Finish initializing for the W83782d based Enclosure.",
     .initFailedText = "Initializing for the W83782d based Enclosure fails.",
     .w83782dAddress = 0x28,
-    .dimensions = {5, 16, 2, 3, 3, 1},
+    .dimensions = esaDimensionsOf(VORAN_E_CHASSIS_VORAN_W83782D),
     .init = esaW83782dInit,
     .processPollTimeout = esaW83782dProcessPollTimeout,
     .supplyChecks = SUPPLY_CHECKS,

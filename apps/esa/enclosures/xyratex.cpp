@@ -84,14 +84,6 @@ S32_t driveFaultLed(S32_t drive, bool on) {
     return ESA_E_OK;
 }
 
-void showVoltages(bool good) {
-    good ? xyratexSetPsuOkLED() : xyratexClearPsuOkLED();
-}
-
-void showRedundancy(bool good) {
-    good ? xyratexClearPowerRedundancyFailLED() : xyratexSetPowerRedundancyFailLED();
-}
-
 /** Redundancy has been good for a while: an alarm that only reminds of its loss has nothing left to say. */
 void endReminder() {
     if (xyratexReadAlarmstate() != ESA_E_XYRATEX_ALARM_STATE_REMIND_S2) {
@@ -124,10 +116,6 @@ void loadPwm(U8_t group, U8_t percent) {
     vsc055FanLoadPwm(esaControl.i2cAddressVsc055, group, percent);
 }
 
-S16_t readTemperature(U8_t sensor) {
-    return lm75ReadTemperature(LM75_ADDRESSES[sensor]);
-}
-
 /** The alarm belongs to the enclosure: its controller is read back, and what it has changed to is reported. */
 S32_t pollAlarm() {
     const U32_t state = xyratexReadAlarmstate();
@@ -137,10 +125,6 @@ S32_t pollAlarm() {
     esaControl.alarmState = state;
     const bool sounding = state == ESA_E_ALARM_STATE_FAULT_S1 || state == ESA_E_ALARM_STATE_CRITICAL_S4;
     return esaSendAlarmEvent(sounding ? EMP_E_TYPE_WARNING : EMP_E_TYPE_INFORMATION);
-}
-
-bool isAlarmMuted(bool) {
-    return xyratexReadAlarmstate() == ESA_E_XYRATEX_ALARM_STATE_IDLE_S0;
 }
 
 void writeLedPattern(U8_t port4, U8_t port6, U8_t port7) {
@@ -163,6 +147,31 @@ void initFans() {
         esaControl.fanPwmLoad[group] = START_LOAD_PERCENT;
     }
 }
+
+constexpr SupplyCheck_t SUPPLY_CHECKS[] = {
+    {
+        .statusBit = ESA_K_POWER_VOLTAGE_OK,
+        .cause = ESA_K_FAULT_POWER_SUPPLY_VOLTAGE_TOLERANCE,
+        .read = xyratexReadPowerVoltageStatus,
+        .unusableBusIsBad = false,
+        .isInstallation = false,
+        .isInput = true,
+        .show = [](bool good) { good ? xyratexSetPsuOkLED() : xyratexClearPsuOkLED(); },
+        .pageTexts = {.stillGood = "PSU OK LED already [ON].", .stillBad = "PSU OK LED already [OFF]."},
+    },
+    {
+        .statusBit = ESA_K_POWER_REDUNDANCY_OK,
+        .cause = ESA_K_FAULT_POWER_SUPPLY_REDUNDANCY,
+        .read = xyratexReadPowerRedundancyFailStatus,
+        .unusableBusIsBad = false,
+        .isInstallation = true,
+        .isInput = false,
+        .show = [](bool good) { good ? xyratexClearPowerRedundancyFailLED() : xyratexSetPowerRedundancyFailLED(); },
+        .stillGood = endReminder,
+        .pageTexts = {.stillGood = "Power Redundancy Fail LED already [OFF].",
+                      .stillBad = "Power Redundancy Fail LED already [ON]."},
+    },
+};
 
 } // namespace
 
@@ -304,42 +313,13 @@ S32_t xyratexEsaProcessPollTimeout() {
     return esaPollEnclosure();
 }
 
-namespace {
-
-constexpr SupplyCheck_t SUPPLY_CHECKS[] = {
-    {
-        .statusBit = ESA_K_POWER_VOLTAGE_OK,
-        .cause = ESA_K_FAULT_POWER_SUPPLY_VOLTAGE_TOLERANCE,
-        .read = xyratexReadPowerVoltageStatus,
-        .unusableBusIsBad = false,
-        .isInstallation = false,
-        .isInput = true,
-        .show = showVoltages,
-        .pageTexts = {.stillGood = "PSU OK LED already [ON].", .stillBad = "PSU OK LED already [OFF]."},
-    },
-    {
-        .statusBit = ESA_K_POWER_REDUNDANCY_OK,
-        .cause = ESA_K_FAULT_POWER_SUPPLY_REDUNDANCY,
-        .read = xyratexReadPowerRedundancyFailStatus,
-        .unusableBusIsBad = false,
-        .isInstallation = true,
-        .isInput = false,
-        .show = showRedundancy,
-        .stillGood = endReminder,
-        .pageTexts = {.stillGood = "Power Redundancy Fail LED already [OFF].",
-                      .stillBad = "Power Redundancy Fail LED already [ON]."},
-    },
-};
-
-} // namespace
-
 constexpr Chassis_t xyratexChassis = {
     .type = VORAN_E_CHASSIS_XYRATEX_2U12ATX,
     .typeName = "VORAN_E_CHASSIS_XYRATEX_2U12ATX",
     .initDoneText = "Finish initializing for the Xyratex Enclosure.",
     .initFailedText = "Initializing for the Xyratex Enclosure fails.",
     .vsc055Address = CHIP,
-    .dimensions = {5, 12, 2, 8, 2, 1},
+    .dimensions = esaDimensionsOf(VORAN_E_CHASSIS_XYRATEX_2U12ATX),
     .init = xyratexInit,
     .processPollTimeout = [] { xyratexEsaProcessPollTimeout(); },
     .supplyChecks = SUPPLY_CHECKS,
@@ -354,11 +334,11 @@ constexpr Chassis_t xyratexChassis = {
     .showFans = showFans,
     .pageMarksFans = true,
     .sensorCount = std::size(LM75_ADDRESSES),
-    .readTemperature = readTemperature,
+    .readTemperature = [](U8_t sensor) { return lm75ReadTemperature(LM75_ADDRESSES[sensor]); },
     .temperatureTexts = TEMPERATURE_TEXTS,
     .setAlarm = [](EsaAlarmState_e state) { xyratexSetAlarmState(state); },
     .criticalAlarmState = ESA_E_ALARM_STATE_CRITICAL_S4,
-    .isAlarmMuted = isAlarmMuted,
+    .isAlarmMuted = [](bool) { return xyratexReadAlarmstate() == ESA_E_XYRATEX_ALARM_STATE_IDLE_S0; },
     .pollAlarm = pollAlarm,
     .setDriveFaultLed = xyratexSetDriveFaultLED,
     .clearDriveFaultLed = xyratexClearDriveFaultLED,

@@ -10,15 +10,29 @@
 #include "policy/fans.h"
 #include "policy/supplies.h"
 
-/** Element counts of a chassis. */
+/** Element counts of a chassis; unless given, what is reported where none answers. */
 struct ChassisDimensions_t {
-    U8_t elementTypes;
-    U8_t devices;
-    U8_t powerSupplies;
-    U8_t coolings;
-    U8_t temperatureSensors;
-    U8_t audibleAlarms;
+    U8_t elementTypes = 5;
+    U8_t devices = 16;
+    U8_t powerSupplies = 3;
+    U8_t coolings = 8;
+    U8_t temperatureSensors = 4;
+    U8_t audibleAlarms = 1;
 };
+
+/** The counts of a type. */
+constexpr ChassisDimensions_t esaDimensionsOf(VORAN_E_CHASSIS_e type) {
+    switch (type) {
+#define CHASSIS(number, constant, name, blockName, title, voltage, redundancy, drives, supplies, fans, sensors,        \
+                leastRpm)                                                                                              \
+    case VORAN_E_CHASSIS_##constant:                                                                                   \
+        return {.devices = drives, .powerSupplies = supplies, .coolings = fans, .temperatureSensors = sensors};
+#include "chassis_list.def"
+    case VORAN_E_CHASSIS_NONE:
+        break;
+    }
+    return {};
+}
 
 struct Chassis_t {
     VORAN_E_CHASSIS_e type = VORAN_E_CHASSIS_NONE;
@@ -31,7 +45,7 @@ struct Chassis_t {
     U8_t lm75Address[3] = {};
     U8_t w83782dAddress = 0;
 
-    ChassisDimensions_t dimensions = {5, 16, 3, 8, 4, 1};
+    ChassisDimensions_t dimensions = {};
 
     ESA_CODE_e (*init)() = [] { return ESA_E_OK; };
     void (*processPollTimeout)() = [] {};

@@ -1,0 +1,23 @@
+/** What the monitor knows now. */
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "enclosure.h"
+#include "moments.h"
+
+struct Present_t {
+    std::optional<Enclosure_t> enclosure; /**< as of the latest answer */
+    Millis_t answered = 0;                /**< when that came */
+    Millis_t polled = 0;                  /**< when the adapter was last asked, answer or not */
+    std::optional<bool> isAnswering;      /**< nothing before the first poll */
+    bool hasSwitch = false;
+    std::string error;   /**< why there was no answer */
+    std::string chassis; /**< name, empty while it is not known */
+    std::uint64_t polls = 0;
+    std::uint64_t failedPolls = 0;
+    std::map<std::string, std::int64_t> counts; /**< of history's entries with their repeats, by name */
+};

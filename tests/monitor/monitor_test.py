@@ -1,0 +1,215 @@
+"""The monitor beside the real adapter, the switch and the simulated enclosure."""
+
+import os
+import signal
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+SOURCE = Path(os.environ["ESA_SOURCE"])
+sys.path.insert(0, str(SOURCE / "tests/support"))
+sys.path.insert(0, str(SOURCE / "tests/monitor"))
+import stage
+from client import Client, Stream
+
+TOKEN = "0123456789abcdef-token"
+PORT = 20000 + os.getpid() % 30000
+
+
+def name(wanted):
+    return lambda document: document.get("name") == wanted
+
+
+class MonitorTest(unittest.TestCase):
+    def setUp(self):
+        self.stack = self.enterContext(stage.prepared()) if hasattr(self, "enterContext") else self.prepare()
+        self.work = tempfile.mkdtemp(prefix="esa-monitor.")
+        self.stack.callback(stage.shutil.rmtree, self.work)
+        stage.folder(self.stack, "/run/esa")
+        stage.emptied(self.stack, "/var/log", "/var/log/esa")
+        os.makedirs("/var/log/esa", exist_ok=True)
+        self.programs = stage.Programs([os.environ["ESA_PROGRAMS"]], os.environ.get("ESA_TEST_EMULATOR", ""))
+        self.database = os.path.join(self.work, "history.db")
+        self.socket = os.path.join(self.work, "api")
+        self.token = os.path.join(self.work, "tokens")
+        Path(self.token).write_text(f"# who may\nanna {TOKEN}\n", encoding="utf-8")
+        os.chmod(self.token, 0o600)
+        self.client = Client(self.socket)
+
+    def prepare(self):
+        context = stage.prepared()
+        stack = context.__enter__()
+        self.addCleanup(context.__exit__, None, None, None)
+        return stack
+
+    def start_enclosure(self, chassis="vsc055", chassis_type="5"):
+        config = os.path.join(self.work, "mpu.conf")
+        Path(config).write_text("Version = 15\nChassisType = Quadra\nMmsgDirectory = /run/esa\nLogDirectory = /var/log/esa\n",
+                                encoding="utf-8")
+        self.enclosure = stage.Enclosure(self.stack, self.programs, self.work, config, chassis, chassis_type)
+
+    def start_monitor(self, *options):
+        log = os.path.join(self.work, f"esamon.{time.monotonic_ns()}")
+        process = self.programs.start(self.stack, log, "esamon", "--database", self.database, "--socket", self.socket,
+                                      "--directory", "/run/esa", "--poll", "2", "--listen", f"127.0.0.1:{PORT}", *options)
+        stage.wait_for_text(log, "ready")
+        return process
+
+    def wait_answer(self):
+        stage.wait_for(lambda: self.client.ask("/api/v1/status").status == 200, "the first status")
+
+    def test_the_night_s_question_is_answered(self):
+        """An overheat: what came when, once with its count, live, in the history, in the readings, and as it was."""
+        self.start_enclosure()
+        self.start_monitor()
+        self.wait_answer()
+        self.assertEqual(self.client.get("/api/v1/config")["drives"], 16)
+        self.assertEqual(len(self.client.get("/api/v1/status")["fans"]), 3)
+        stream = Stream(self.client)
+        self.addCleanup(stream.close)
+        self.assertEqual(stream.until("status")[1]["state"], "ok")
+        before = time.time()
+        for sensor in range(3):
+            self.enclosure.simulator(f"sensor {sensor} set 65")
+        _, shutdown = stream.until("event", name("orderly-shutdown"))
+        self.assertGreater(shutdown["time"], time.strftime("%Y-%m-%dT%H:%M:%S", time.gmtime(before)))
+        hot = [entry for entry in self.client.events("?type=state-change") if entry["to"] == "fault"]
+        self.assertEqual(sorted(entry["elements"][0] for entry in hot), ["temp0", "temp1", "temp2"])
+        self.assertIn(" over ", hot[0]["text"])
+        _, repeat = stream.until("repeat", name("orderly-shutdown"))
+        self.assertEqual(repeat["sequence"], shutdown["sequence"])
+        self.assertGreater(repeat["count"], 1)
+        self.assertEqual(len(self.client.events("?type=orderly-shutdown")), 1)
+        self.assertEqual(self.client.get("/api/v1/config")["chassis_name"], "vsc055")
+        elements = {entry["name"] for entry in self.client.events("?element=temp1&since=1h")}
+        self.assertEqual(elements, {"temperature-sensor-status", "state-change"})
+        self.assertEqual(self.client.get("/api/v1/status")["state"], "fault")
+        self.assertEqual(self.client.get(f"/api/v1/status?at={before}")["state"], "ok")
+        readings = self.client.get("/api/v1/readings?element=temp0,fan0&step=0")
+        self.assertEqual([series["quantity"] for series in readings["series"]], ["temperature", "speed"])
+        temperatures = [point[1] for point in readings["series"][0]["points"]]
+        self.assertIn(65, temperatures)
+        self.assertLess(temperatures[0], 60)
+        metrics = self.client.ask("/metrics").body.decode()
+        self.assertIn('esa_temperature_celsius{sensor="temp0"} 65\n', metrics)
+        self.assertIn('esa_events_total{type="orderly-shutdown"} ', metrics)
+        self.assertIn('chassis="vsc055"', metrics)
+
+    def test_switch_and_adapter_come_and_go(self):
+        self.start_monitor()
+        self.assertEqual(self.client.ask("/api/v1/status").status, 503)
+        stream = Stream(self.client)
+        self.addCleanup(stream.close)
+        stage.wait_for(lambda: any(entry["name"] == "switch-lost" for entry in self.client.events()), "the loss")
+        self.start_enclosure()
+        stream.until("event", name("switch-back"))
+        _, start = stream.until("event", name("init-complete")) if not self.client.events("?type=init-complete") \
+            else (0, self.client.events("?type=init-complete")[0])
+        self.assertEqual(start["count"], 1)
+
+    def test_a_monitor_that_was_killed_has_lost_and_doubled_nothing(self):
+        self.start_enclosure()
+        monitor = self.start_monitor()
+        self.wait_answer()
+        self.enclosure.simulator("fan 1 stall")
+        stage.wait_for(lambda: self.client.events("?type=fan-fault-status"), "the fan's event")
+        seen = self.client.events()
+        monitor.send_signal(signal.SIGKILL)
+        monitor.wait()
+        self.programs.run("esactl", "led", "3", "on")
+        self.start_monitor()
+        self.wait_answer()
+        entries = self.client.events()
+        self.assertEqual(entries[:len(seen)], seen)
+        self.assertEqual(len(self.client.events("?type=fan-fault-status")), 1)
+        led = stage.wait_for(lambda: self.client.events("?type=drive-fault-led-status"), "what it did not see")
+        self.assertEqual(led[0]["elements"], ["slot03"])
+        stream = Stream(self.client, {"Last-Event-ID": str(seen[-1]["sequence"])})
+        self.assertEqual(stream.until("event")[0], seen[-1]["sequence"] + 1)
+        stream.close()
+
+    def test_only_a_token_of_our_own_page_changes_something(self):
+        self.start_enclosure()
+        self.start_monitor("--token-file", self.token)
+        self.wait_answer()
+        web = Client(f"127.0.0.1:{PORT}")
+        good = {"Authorization": f"Bearer {TOKEN}", "Content-Type": "application/json"}
+        ask = {"slots": ["slot03"], "state": "on"}
+        self.assertEqual(web.ask("/api/v1/leds", "POST", ask, {"Content-Type": "application/json"}).status, 401)
+        for wrong in (TOKEN[:-1], TOKEN + "x", "x" * len(TOKEN), ""):
+            self.assertEqual(web.ask("/api/v1/leds", "POST", ask, {**good, "Authorization": f"Bearer {wrong}"}).status, 401)
+        self.assertEqual(web.ask("/api/v1/leds", "POST", ask, {**good, "Origin": "http://evil.example"}).status, 403)
+        self.assertEqual(web.ask("/api/v1/leds", "POST", ask, {**good, "Sec-Fetch-Site": "cross-site"}).status, 403)
+        self.assertEqual(web.ask("/api/v1/leds", "POST", ask, {**good, "Content-Type": "text/plain"}).status, 415)
+        self.assertEqual(web.ask("/api/v1/leds", "POST", {"slots": ["slot99"], "state": "on"}, good).status, 400)
+        self.assertEqual(web.ask("/api/v1/leds", "POST", {"slots": [], "state": "on"}, good).status, 400)
+        self.assertEqual(web.ask("/api/v1/leds", "POST", {"slots": "x" * 9000, "state": "on"}, good).status, 413)
+        self.assertEqual(web.ask("/api/v1/status", headers={"Host": "evil.example"}).status, 403)
+        self.assertFalse(any(drive["fault_led"] for drive in self.client.get("/api/v1/status")["drives"]))
+        reply = web.ask("/api/v1/leds", "POST", ask, {**good, "Origin": f"http://127.0.0.1:{PORT}"})
+        self.assertEqual((reply.status, reply.json["elements"]), (200, ["slot03"]))
+        stage.wait_for(lambda: self.client.get("/api/v1/status")["drives"][3]["fault_led"], "the LED")
+        done = [entry for entry in self.client.events("?type=action") if entry["result"] == "accepted"]
+        self.assertEqual([entry["text"] for entry in done], ["anna asked for leds on: slot03"])
+        self.assertEqual(web.ask("/api/v1/fans", "POST", {"fan": "fan1", "state": "on"}, good).status, 200)
+        self.assertEqual(web.ask("/api/v1/alarm", "POST", {"request": "mute"}, good).status, 200)
+
+    def test_pages_are_served_with_care(self):
+        panel = Path(self.work) / "panel"
+        panel.mkdir()
+        (panel / "index.html").write_text("<!doctype html>", encoding="utf-8")
+        (panel / "panel.js").write_text("1", encoding="utf-8")
+        (panel / ".secret").write_text("x", encoding="utf-8")
+        self.start_monitor("--panel", str(panel))
+        page = self.client.ask("/")
+        self.assertEqual((page.status, page.headers["Content-Type"]), (200, "text/html; charset=utf-8"))
+        self.assertNotIn("unsafe", page.headers["Content-Security-Policy"])
+        self.assertEqual(page.headers["X-Frame-Options"], "DENY")
+        self.assertEqual(page.headers["X-Content-Type-Options"], "nosniff")
+        self.assertIsNone(page.headers["Set-Cookie"])
+        again = self.client.ask("/", headers={"If-None-Match": page.headers["ETag"]})
+        self.assertEqual((again.status, again.body), (304, b""))
+        self.assertEqual(self.client.ask("/panel.js").headers["Content-Type"], "text/javascript; charset=utf-8")
+        for path in ("/.secret", "/../history.db", "/%2e%2e/history.db", "/none.html", "/api/v1/none"):
+            self.assertEqual(self.client.ask(path).status, 404, path)
+        self.assertEqual(self.client.ask("/api/v1/leds", "POST", {}).status, 404)
+        self.assertEqual(self.client.ask("/api/v1/status", "DELETE").status, 405)
+        for query in ("events?since=yesterday", "events?limit=0", "events?colour=red", "readings?element=nonsense",
+                      "readings?step=-1", "status?at=x"):
+            self.assertEqual(self.client.ask("/api/v1/" + query).status, 400, query)
+
+    def test_two_hundred_streams_cost_less_than_twenty_megabytes(self):
+        self.start_enclosure()
+        monitor = self.start_monitor()
+        self.wait_answer()
+
+        def memory():
+            for line in Path(f"/proc/{monitor.pid}/status").read_text(encoding="utf-8").splitlines():
+                if line.startswith("VmRSS"):
+                    return int(line.split()[1])
+
+        before = memory()
+        streams = [Stream(self.client) for _ in range(200)]
+        for stream in streams:
+            stream.until("alive")
+            stream.until("status")
+        cost = memory() - before
+        print(f"200 streams: {cost} kB")
+        self.assertLess(cost, 20 * 1024)
+        for stream in streams:
+            stream.close()
+        self.assertEqual(self.client.ask("/healthz").body, b"ok\n")
+
+    def test_a_damaged_history_is_set_aside(self):
+        Path(self.database).write_bytes(b"not a database at all" * 1000)
+        self.start_monitor()
+        entries = self.client.events()
+        self.assertEqual([entry["name"] for entry in entries[:2]], ["history-set-aside", "monitor-started"])
+        self.assertIn(".aside-", entries[0]["text"])
+        self.assertEqual(len(list(Path(self.work).glob("history.db.aside-*"))), 1)
+
+
+if __name__ == "__main__":
+    stage.main()

@@ -1,0 +1,104 @@
+/** The real switch's socket for whoever listens to what the adapter reports. */
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "msm_client.h"
+
+namespace {
+
+using msmtest::Bytes;
+using msmtest::Client;
+using msmtest::messageTo;
+using msmtest::SwitchTest;
+
+std::uint64_t word(const Bytes& bytes, std::size_t at) {
+    return std::uint64_t{bytes[at]} << 24 | std::uint64_t{bytes[at + 1]} << 16 | std::uint64_t{bytes[at + 2]} << 8 |
+           bytes[at + 3];
+}
+
+std::uint64_t microsNow() {
+    return static_cast<std::uint64_t>(std::chrono::system_clock::now().time_since_epoch() /
+                                      std::chrono::microseconds(1));
+}
+
+class SwitchListenTest : public SwitchTest {
+protected:
+    /** Takes a report with its note; the note. */
+    Bytes expectReport(const Client& listener, const Bytes& report, unsigned number) {
+        const auto note = listener.receive();
+        EXPECT_TRUE(note.has_value());
+        EXPECT_EQ(note->size(), 64U);
+        EXPECT_EQ((*note)[16], 16); // from the switch itself
+        EXPECT_EQ(word(*note, 40), number);
+        EXPECT_EQ(listener.receive(), report);
+        return *note;
+    }
+};
+
+TEST_F(SwitchListenTest, AReportIsHeardUnchangedWithTheTimeOfItsArrival) {
+    start();
+    const auto adapter = connect("esadapter");
+    const auto listener = connect("listen");
+    const std::uint64_t before = microsNow();
+    ASSERT_TRUE(adapter->send(messageTo({27}, 33, 7, 300)));
+    const Bytes note = expectReport(*listener, messageTo({27}, 33, 7, 300), 1);
+    const std::uint64_t arrived = word(note, 56) << 32 | word(note, 60);
+    EXPECT_GE(arrived, before);
+    EXPECT_LE(arrived, microsNow());
+    ASSERT_TRUE(adapter->send(messageTo({18}, 33, 8)));
+    EXPECT_EQ(word(expectReport(*listener, messageTo({18}, 33, 8), 2), 44), word(note, 44)); // the same run
+}
+
+TEST_F(SwitchListenTest, AListenerTakesNothingFromTheReceiver) {
+    start();
+    const auto adapter = connect("esadapter");
+    const auto listener = connect("listen");
+    ASSERT_TRUE(adapter->send(messageTo({27}, 33, 1)));
+    (void)expectReport(*listener, messageTo({27}, 33, 1), 1);
+    const auto manager = connect("eventlog");
+    EXPECT_EQ(manager->receiveHandle(), 1);
+}
+
+TEST_F(SwitchListenTest, WhoComesLateIsToldWhatCameBefore) {
+    start();
+    const auto adapter = connect("esadapter");
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    for (unsigned handle = 1; handle <= 300; ++handle) {
+        ASSERT_TRUE(adapter->send(messageTo({27, id}, 33, handle)));
+        ASSERT_EQ(peer->receiveHandle(), handle);
+    }
+    const auto listener = connect("listen");
+    for (unsigned handle = 45; handle <= 300; ++handle) { // the latest 256
+        (void)expectReport(*listener, messageTo({27, id}, 33, handle), handle);
+    }
+    EXPECT_TRUE(listener->isSilent());
+}
+
+TEST_F(SwitchListenTest, OnlyReportsOfTheAdapterAreHeardAndAListenerSaysNothing) {
+    start();
+    const auto adapter = connect("esadapter");
+    const auto listener = connect("listen");
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    ASSERT_TRUE(peer->send(messageTo({27}, id, 1)));
+    ASSERT_TRUE(adapter->send(messageTo({id}, 33, 2)));
+    ASSERT_TRUE(listener->send(messageTo({33, id}, 16, 3)));
+    EXPECT_EQ(peer->receiveHandle(), 2);
+    settle(*peer, id);
+    EXPECT_TRUE(listener->isSilent());
+    EXPECT_TRUE(adapter->isSilent());
+}
+
+TEST_F(SwitchListenTest, ItIsThereForWhoeverMayAskAsWell) {
+    std::filesystem::create_directory(path("ask"));
+    start({"--ask-directory", path("ask")});
+    const auto adapter = connect("esadapter");
+    const auto listener = connect("ask/listen");
+    ASSERT_TRUE(adapter->send(messageTo({18}, 33, 1)));
+    (void)expectReport(*listener, messageTo({18}, 33, 1), 1);
+}
+
+} // namespace
