@@ -23,8 +23,7 @@ struct ChassisDimensions_t {
 /** The counts of a type. */
 constexpr ChassisDimensions_t esaDimensionsOf(VORAN_E_CHASSIS_e type) {
     switch (type) {
-#define CHASSIS(number, constant, name, blockName, title, voltage, redundancy, drives, supplies, fans, sensors,        \
-                leastRpm)                                                                                              \
+#define CHASSIS(number, constant, name, blockName, title, voltage, redundancy, drives, supplies, fans, sensors, ...)   \
     case VORAN_E_CHASSIS_##constant:                                                                                   \
         return {.devices = drives, .powerSupplies = supplies, .coolings = fans, .temperatureSensors = sensors};
 #include "chassis_list.def"
