@@ -70,7 +70,7 @@ int applyChange(const Options_t& options, Make&& make) {
     ControlPage_t wanted = controlPageOf(enclosure.status);
     const Change_t change = make(enclosure, wanted);
     if (!enclosure.cause.empty()) {
-        tellNote("the enclosure " + enclosure.cause + "; the adapter takes the request, and nothing may move");
+        tellNote(enclosure.cause + "; the adapter takes the request, and nothing may move");
     }
     requireGood(client.sendDiagnostic(encodeControlPage(wanted)), "the control page");
     report(options, change);

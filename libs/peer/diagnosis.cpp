@@ -46,6 +46,10 @@ bool looksLike(const ChassisFacts_t& chassis, const ChassisFacts_t& other, const
         }
     }
     bool differs = false;
+    for (std::size_t i = 0; i < status.sensors.size(); ++i) {
+        // A reading that the other one never has settles it.
+        differs = differs || (status.sensors[i].celsius && i + other.sensorsUnread >= status.sensors.size());
+    }
     for (const Fan_t& fan : status.fans) {
         if (fan.rpm.value_or(0) != 0) {
             if (!canReport(chassis.tachometerRate, *fan.rpm)) {
@@ -92,16 +96,14 @@ void setUnreachedCause(Enclosure_t& enclosure, const AdapterFacts_t& facts) {
     const bool isNone = facts.chassis != nullptr && facts.chassis->type == VORAN_E_CHASSIS_NONE;
     const std::string name = facts.chassis == nullptr || isNone ? "" : std::string(facts.chassis->name) + " ";
     if (!isUntouched(enclosure.status)) {
-        enclosure.cause = "has not answered: no chip of the " + name +
-                          "enclosure was on the I2C bus when the adapter started; check cable and chassis type, then "
-                          "restart it";
+        enclosure.cause = "no answer on the I2C bus when the adapter started: no chip of the " + name +
+                          "enclosure was found; check cable and chassis type, then restart it";
     } else if (!name.empty()) {
-        enclosure.cause =
-            "is not there: /dev/enc-0 could not be opened for the " + name + "enclosure when the adapter started";
+        enclosure.cause = "the adapter has no enclosure: /dev/enc-0 could not be opened for the " + name +
+                          "enclosure when it started";
     } else {
-        enclosure.cause = isNone ? "is none: the adapter has no enclosure (chassis type None)"
-                                 : "is none: the adapter has no enclosure (chassis type None, or /dev/enc-0 could not "
-                                   "be opened when it started)";
+        enclosure.cause = "the adapter has no enclosure: chassis type None";
+        enclosure.cause += isNone ? "" : ", or /dev/enc-0 could not be opened when it started";
         enclosure.causeIsMeant = true;
     }
 }
@@ -152,7 +154,7 @@ void diagnose(Enclosure_t& enclosure, const AdapterFacts_t& facts) {
         enclosure.chassis = recognise(enclosure, facts);
         if (hasNoReading(status)) {
             const std::string since = lastTransferTime();
-            enclosure.cause = "does not answer on the I2C bus" + (since.empty() ? "" : " since " + since) +
+            enclosure.cause = "no answer on the I2C bus" + (since.empty() ? "" : " since " + since) +
                               ": no fan and no sensor has a reading";
         }
     }

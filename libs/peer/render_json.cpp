@@ -101,7 +101,7 @@ Json_t statusJson(const Enclosure_t& enclosure, const Health_t& health, const st
                                             {"until", accepted.until}});
                  }));
     document.set("chassis_name", enclosure.chassis == nullptr ? Json_t() : Json_t(enclosure.chassis->name));
-    document.set("cause", enclosure.cause.empty() ? Json_t() : Json_t("enclosure " + enclosure.cause));
+    document.set("cause", enclosure.cause.empty() ? Json_t() : Json_t(enclosure.cause));
     const EnclosureStatus_t& status = enclosure.status;
     document.set("drives", list(status.drives, driveJson));
     document.set("power_supplies", list(status.supplies, supplyJson));

@@ -141,7 +141,7 @@ TEST(StatusText, WrappedLinesKeepTheirColoursAndLongWordsAreCut) {
 
 TEST(StatusText, WhatIsNotKnownHasNoDetails) {
     Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
-    enclosure.cause = "is not there";
+    enclosure.cause = "it is not there";
     enclosure.status.drives.resize(1);
     enclosure.status.drives[0].known = false;
     enclosure.status.supplies.resize(1);
@@ -152,7 +152,7 @@ TEST(StatusText, WhatIsNotKnownHasNoDetails) {
     enclosure.status.sensors[0].known = false;
     enclosure.status.sensors[1].fitted = false;
     EXPECT_THAT(linesOf(enclosure),
-                ElementsAre("Enclosure FAULT: enclosure is not there", "Drives      slot00 unknown",
+                ElementsAre("Enclosure FAULT: it is not there", "Drives      slot00 unknown",
                             "Supplies    psu0   unknown", "Fans        fan0   unknown", "Temperature temp0  unknown",
                             "            temp1  absent   not read on this chassis",
                             "Alarm       alarm0 state not reported by the adapter"));
