@@ -32,12 +32,13 @@ endfunction()
 esa_header_package(cli11 CLI)
 esa_header_package(nlohmann_json nlohmann)
 
-# What every test target compiles with. g++ 12 takes some insertions into strings and vectors for overflows.
+# What every test target compiles with. g++ 12 takes some insertions into strings and vectors for overflows, and a source
+# that is compiled together with others for a header.
 add_library(esa_test_options INTERFACE)
 target_link_libraries(esa_test_options INTERFACE esa_warnings)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   target_compile_options(esa_test_options INTERFACE
-    -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread -Wno-restrict)
+    -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread -Wno-restrict -Wno-subobject-linkage)
 endif()
 
 # GoogleTest: the prebuilt package natively, its source package for any other processor.
@@ -81,4 +82,20 @@ function(esa_test name)
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
+
+# esa_compile_together(TARGET...): with ESA_UNITY, the sources of each are compiled several at a time: their libraries'
+# headers and templates are most of what there is to compile.
+function(esa_compile_together)
+  foreach(target ${ARGN})
+    if(ESA_UNITY AND TARGET ${target})
+      set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+      # Chips and enclosures have registers of the same names.
+      get_target_property(sources ${target} SOURCES)
+      get_target_property(folder ${target} SOURCE_DIR)
+      list(FILTER sources INCLUDE REGEX "^(chips|enclosures)/")
+      list(TRANSFORM sources PREPEND ${folder}/)
+      set_source_files_properties(${sources} TARGET_DIRECTORY ${target} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+    endif()
+  endforeach()
 endfunction()

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int VERSION = 1;
+constexpr int DOCUMENT_VERSION = 1;
 
 std::string format(const char* text, ...) __attribute__((format(printf, 1, 2)));
 
@@ -172,7 +172,7 @@ std::string showJson(const Commands_t& commands) {
                                             {"speed", commands.speed()},
                                             {"supplies", suppliesJson(world)},
                                             {"transfers", transfersJson(enclosure.bus().counts())},
-                                            {"version", VERSION}});
+                                            {"version", DOCUMENT_VERSION}});
     return document.text(-1) + "\n";
 }
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::size_t RECORD_SIZE = 4;
+constexpr std::size_t WORD_SIZE = 4;
 // The alarm records and their overall word are reported with this bit only; it goes back as it came.
 constexpr U8_t ALARM_REPORTED_BITS = 0x20;
 
@@ -21,7 +21,7 @@ struct Layout_t {
 };
 
 constexpr std::size_t listSize(std::size_t elements) {
-    return RECORD_SIZE * (elements + 1);
+    return WORD_SIZE * (elements + 1);
 }
 
 /*
@@ -53,7 +53,7 @@ U8_t selectBit(const std::optional<unsigned>& selected, std::size_t index) {
 }
 
 void writeOverall(std::vector<U8_t>& page, std::size_t list, const std::optional<unsigned>& selected, U8_t other = 0) {
-    page[list + RECORD_SIZE - 1] = static_cast<U8_t>(other | (selected ? SES_K_CONTROL_SELECT : 0));
+    page[list + WORD_SIZE - 1] = static_cast<U8_t>(other | (selected ? SES_K_CONTROL_SELECT : 0));
 }
 
 void writeDevices(std::vector<U8_t>& page, std::size_t list, const ControlPage_t& wanted) {

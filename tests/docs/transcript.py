@@ -1,13 +1,17 @@
 """Sessions shown in the documentation: a line after "$ " is a command, the lines after it are what it prints."""
 
+import contextlib
+import os
 import queue
 import re
+import signal
 import subprocess
 import threading
 
 import stage
 
 MARK = "--- done ---"
+JOB_SECONDS = 5  # that a job may take to stop
 # Different at every run.
 VOLATILE = [(r"\d\d:\d\d:\d\d(\.\d{3})?", "HH:MM:SS"), (r"\b[A-Z][a-z]{2} [ \d]\d ", "DATE "),
             (r"handle 0x[0-9a-f]+", "handle H"), (r"segment \d+", "segment N"), (r"socket \[\d+\]", "socket [N]"), (r"(\w):\d+:  ", r"\1:LINE:  ")]
@@ -35,7 +39,8 @@ class Shell:
 
     def __init__(self, stack, environment, folder):
         self.process = subprocess.Popen(["bash", "--norc"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        stderr=subprocess.STDOUT, text=True, env=environment, cwd=folder)
+                                        stderr=subprocess.STDOUT, text=True, env=environment, cwd=folder,
+                                        start_new_session=True)
         stack.callback(self.close)
         self.pieces = queue.Queue()
         self.reader = threading.Thread(target=self._read, daemon=True)
@@ -46,9 +51,14 @@ class Shell:
             self.pieces.put(piece)
 
     def close(self):
-        self.process.stdin.close()
-        self.process.wait(stage.ANSWER_SECONDS)
-        self.reader.join(stage.ANSWER_SECONDS)
+        """Ends the shell and the jobs that a session which failed has left: they would keep its output open."""
+        for end in (signal.SIGTERM, signal.SIGKILL):
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(self.process.pid, end)
+            self.reader.join(JOB_SECONDS)
+        self.process.wait()
+        with contextlib.suppress(BrokenPipeError):
+            self.process.stdin.close()
         self.process.stdout.close()
 
     def run(self, command, shown):

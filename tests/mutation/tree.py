@@ -290,10 +290,18 @@ class Tree:
             return True
         on_line = [change for change in source.changes if change.edits and change.row == row == source.row(change.end)]
         wide = [change for change in source.changes if change.edits and change.row <= row <= source.row(change.end)]
-        chosen = on_line or sorted(wide, key=lambda change: change.end - change.start)[:1]
+        chosen = on_line or sorted(wide, key=lambda change: change.end - change.start)[:1] or self.in_constant(source, row)
         for change in chosen:
             change.edits = []
         return bool(chosen)
+
+    @staticmethod
+    def in_constant(source, row):
+        """Changes of the constexpr function around the line: the compiler names a line of what it makes a constant of."""
+        around_row = [number for number, (at, _) in enumerate(source.functions) if source.row(at) <= row]
+        if not around_row or not source.functions[around_row[-1]][1]:
+            return []
+        return [change for change in source.changes if change.edits and change.function == around_row[-1]]
 
     # --- what is built
 

@@ -13,6 +13,7 @@
 
 using segments::attachedSegments;
 using segments::errorsOf;
+using segments::keyText;
 
 namespace {
 
@@ -29,12 +30,6 @@ protected:
     CmapParams_t* block = nullptr;
     S32_t shmid = -7;
 };
-
-std::string keyText(int key) {
-    char text[40];
-    (void)std::snprintf(text, sizeof(text), "(key=%d (0x%08X))", key, static_cast<unsigned>(key));
-    return text;
-}
 
 } // namespace
 

@@ -15,6 +15,7 @@
 
 using segments::attachedSegments;
 using segments::errorsOf;
+using segments::keyText;
 
 namespace {
 
@@ -43,12 +44,6 @@ protected:
 /** All are counted: capturing standard error takes and gives back the lowest free one meanwhile. */
 std::ptrdiff_t openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
-}
-
-std::string keyText(int key) {
-    char text[40];
-    (void)std::snprintf(text, sizeof(text), "(key=%d (0x%08X))", key, static_cast<unsigned>(key));
-    return text;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "segment.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -50,6 +51,12 @@ std::string SegmentTest::writeFile(const std::string& name, const std::string& c
     const std::string path = folder + "/" + name;
     std::ofstream(path, std::ios::binary) << contents;
     return path;
+}
+
+std::string keyText(int key) {
+    char text[40];
+    (void)std::snprintf(text, sizeof(text), "(key=%d (0x%08X))", key, static_cast<unsigned>(key));
+    return text;
 }
 
 std::string errorsOf(const std::function<void()>& action) {

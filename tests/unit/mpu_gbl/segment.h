@@ -30,6 +30,9 @@ protected:
     std::string folder;
 };
 
+/** A key as the library's messages tell it. */
+std::string keyText(int key);
+
 /** What `action` writes to standard error. */
 std::string errorsOf(const std::function<void()>& action);
 

@@ -11,7 +11,7 @@ using msmtest::messageTo;
 using testing::ElementsAre;
 using namespace std::chrono_literals;
 
-constexpr MsmClock_t::time_point START = MsmClock_t::time_point(5000s);
+constexpr MsmClock_t::time_point NOW = MsmClock_t::time_point(5000s);
 
 LetterPtr_t letter(std::uint64_t connection, Visitor_t visitor, std::uint32_t handle, std::uint8_t sender = 34,
                    std::size_t length = 64) {
@@ -20,7 +20,7 @@ LetterPtr_t letter(std::uint64_t connection, Visitor_t visitor, std::uint32_t ha
 }
 
 /** Handles of all letters that may go now, in their order; -1 ends what does not end by itself. */
-std::vector<std::int64_t> drain(Mailbox_t& mailbox, MsmClock_t::time_point now = START) {
+std::vector<std::int64_t> drain(Mailbox_t& mailbox, MsmClock_t::time_point now = NOW) {
     std::vector<std::int64_t> handles;
     while (const LetterPtr_t next = mailbox.next(now)) {
         handles.push_back(msmtest::get32(next->bytes, 40));
@@ -71,11 +71,11 @@ TEST(MailboxTest, ThePaceBoundsOneProcessAndLetsItGoOnInTime) {
         (void)mailbox.push(letter(handle % 3, {0, 1}, handle));
     }
     EXPECT_EQ(drain(mailbox).size(), 8U); // four seconds' worth at once
-    EXPECT_EQ(mailbox.ready(START), START + 500ms);
-    EXPECT_EQ(drain(mailbox, START + 400ms).size(), 0U);
-    EXPECT_EQ(drain(mailbox, START + 600ms).size(), 1U);
-    EXPECT_EQ(drain(mailbox, START + 1100ms).size(), 1U);
-    EXPECT_EQ(drain(mailbox, START + 100s).size(), 2U);
+    EXPECT_EQ(mailbox.ready(NOW), NOW + 500ms);
+    EXPECT_EQ(drain(mailbox, NOW + 400ms).size(), 0U);
+    EXPECT_EQ(drain(mailbox, NOW + 600ms).size(), 1U);
+    EXPECT_EQ(drain(mailbox, NOW + 1100ms).size(), 1U);
+    EXPECT_EQ(drain(mailbox, NOW + 100s).size(), 2U);
 }
 
 TEST(MailboxTest, AnotherProcessIsNotHeldUpByThePaceOfTheFirst) {
@@ -85,7 +85,7 @@ TEST(MailboxTest, AnotherProcessIsNotHeldUpByThePaceOfTheFirst) {
         (void)mailbox.push(letter(1, {0, 1}, handle));
     }
     EXPECT_EQ(drain(mailbox).size(), 8U);
-    EXPECT_FALSE(mailbox.isOpen({2, {0, 2}}, START)) << "others wait";
+    EXPECT_FALSE(mailbox.isOpen({2, {0, 2}}, NOW)) << "others wait";
     (void)mailbox.push(letter(2, {0, 2}, 99));
     EXPECT_THAT(drain(mailbox), ElementsAre(99));
 }
@@ -99,12 +99,12 @@ TEST(MailboxTest, WithAPaceTheUserThatHasWaitedLongestIsNext) {
                 letter(static_cast<std::uint64_t>(process), {1000, process}, 10U * unsigned(process) + handle));
         }
     }
-    EXPECT_NE(mailbox.next(START + 1ms), nullptr);
-    EXPECT_NE(mailbox.next(START + 2ms), nullptr);
+    EXPECT_NE(mailbox.next(NOW + 1ms), nullptr);
+    EXPECT_NE(mailbox.next(NOW + 2ms), nullptr);
     (void)mailbox.push(letter(9, {1001, 9}, 90));
     (void)mailbox.push(letter(9, {1001, 9}, 91));
     std::vector<std::int64_t> handles;
-    for (auto now = START + 3ms; !mailbox.empty(); now += 1ms) {
+    for (auto now = NOW + 3ms; !mailbox.empty(); now += 1ms) {
         handles.push_back(msmtest::get32(mailbox.next(now)->bytes, 40));
     }
     EXPECT_THAT(std::vector(handles.begin(), handles.begin() + 4), ElementsAre(90, 30, 91, 40));
@@ -117,7 +117,7 @@ TEST(MailboxTest, WithinOneProcessTheConnectionWithTheFewestLettersIsFirst) {
         (void)mailbox.push(letter(1, {0, 1}, handle));
     }
     (void)mailbox.push(letter(2, {0, 1}, 100));
-    EXPECT_EQ(msmtest::get32(mailbox.next(START)->bytes, 40), 100U);
+    EXPECT_EQ(msmtest::get32(mailbox.next(NOW)->bytes, 40), 100U);
 }
 
 TEST(MailboxTest, AllProcessesTogetherAreBoundedToo) {
@@ -129,7 +129,7 @@ TEST(MailboxTest, AllProcessesTogetherAreBoundedToo) {
         }
     }
     EXPECT_EQ(drain(mailbox).size(), 16U); // eight times the rate of one
-    EXPECT_EQ(drain(mailbox, START + 1010ms).size(), 16U);
+    EXPECT_EQ(drain(mailbox, NOW + 1010ms).size(), 16U);
 }
 
 TEST(MailboxTest, RateZeroIsNoBound) {
@@ -139,7 +139,7 @@ TEST(MailboxTest, RateZeroIsNoBound) {
         (void)mailbox.push(letter(1, {0, 1}, handle));
     }
     EXPECT_EQ(drain(mailbox).size(), 5000U);
-    EXPECT_TRUE(mailbox.isOpen({1, {0, 1}}, START));
+    EXPECT_TRUE(mailbox.isOpen({1, {0, 1}}, NOW));
 }
 
 } // namespace

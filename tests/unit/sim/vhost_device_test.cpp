@@ -86,7 +86,7 @@ protected:
     }
     bool called() const {
         std::uint64_t count = 0;
-        return read(call.get(), &count, sizeof count) > 0;
+        return ::read(call.get(), &count, sizeof count) > 0;
     }
 
     Bus_t bus;

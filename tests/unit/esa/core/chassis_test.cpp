@@ -14,7 +14,6 @@ using testing::IsEmpty;
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using ChassisTable = EsaTest;
 
 /** Code of a line: without a trailing comment, and nothing of a comment's own lines. */
@@ -104,45 +103,6 @@ TEST_F(ChassisTable, RowsGiveNamesTextsAddressesAndCounts) {
     }
 }
 
-TEST_F(ChassisTable, TypesThreeAndFiveShareEveryOperation) {
-    const Chassis_t& quadra = esaFindChassis(3);
-    const Chassis_t& vsc055 = esaFindChassis(5);
-    EXPECT_EQ(quadra.init, vsc055.init);
-    EXPECT_EQ(quadra.processPollTimeout, vsc055.processPollTimeout);
-    EXPECT_EQ(quadra.fanReadSpeed, vsc055.fanReadSpeed);
-    EXPECT_EQ(quadra.policyLoadPwm, vsc055.policyLoadPwm);
-    EXPECT_EQ(quadra.fanPolicy, vsc055.fanPolicy);
-    EXPECT_EQ(quadra.controlLoadPwm, vsc055.controlLoadPwm);
-    EXPECT_EQ(quadra.showFans, vsc055.showFans);
-    EXPECT_EQ(quadra.faultMovesAlarm, vsc055.faultMovesAlarm);
-    EXPECT_EQ(quadra.setAlarm, vsc055.setAlarm);
-    EXPECT_EQ(quadra.criticalAlarmState, vsc055.criticalAlarmState);
-    EXPECT_EQ(quadra.silencePowerSupplyAlarm, vsc055.silencePowerSupplyAlarm);
-    EXPECT_EQ(quadra.isAlarmMuted, vsc055.isAlarmMuted);
-    EXPECT_EQ(quadra.setDriveFaultLed, vsc055.setDriveFaultLed);
-    EXPECT_EQ(quadra.clearDriveFaultLed, vsc055.clearDriveFaultLed);
-    EXPECT_EQ(quadra.isDrivePresent, vsc055.isDrivePresent);
-    EXPECT_EQ(quadra.readTemperature, vsc055.readTemperature);
-    EXPECT_EQ(quadra.supplyChecks.data(), vsc055.supplyChecks.data());
-    EXPECT_EQ(quadra.pageMarksFans, vsc055.pageMarksFans);
-    EXPECT_EQ(quadra.pollAlarm, vsc055.pollAlarm);
-}
-
-TEST_F(ChassisTable, OperationsThatEveryRowMustHaveAreThere) {
-    for (const Chassis_t* row : chassisTable) {
-        SCOPED_TRACE(row->typeName);
-        EXPECT_TRUE(row->isManaged);
-        EXPECT_NE(row->init, noChassis.init);
-        EXPECT_NE(row->processPollTimeout, noChassis.processPollTimeout);
-        EXPECT_NE(row->fanReadSpeed, noChassis.fanReadSpeed);
-        EXPECT_NE(row->policyLoadPwm, noChassis.policyLoadPwm);
-        EXPECT_NE(row->controlLoadPwm, noChassis.controlLoadPwm);
-        EXPECT_NE(row->setAlarm, noChassis.setAlarm);
-        EXPECT_NE(row->readTemperature, noChassis.readTemperature);
-        EXPECT_FALSE(row->supplyChecks.empty());
-    }
-}
-
 TEST_F(ChassisTable, RowsDifferInWhatTheirEnclosureLacks) {
     struct {
         int type;
@@ -168,16 +128,6 @@ TEST_F(ChassisTable, RowsDifferInWhatTheirEnclosureLacks) {
         EXPECT_EQ(chassis.pageMarksFans, row.coolingMarks);
         EXPECT_EQ(chassis.criticalAlarmState, row.critical);
     }
-}
-
-TEST_F(ChassisTable, DimensionsAreTakenOverFieldByField) {
-    esaSetDimensions({1, 2, 3, 4, 5, 6});
-    EXPECT_EQ(esaControl.elementTypeMaxNumber, 1);
-    EXPECT_EQ(esaControl.deviceMaxNumber, 2);
-    EXPECT_EQ(esaControl.powerSupplyMaxNumber, 3);
-    EXPECT_EQ(esaControl.coolingMaxNumber, 4);
-    EXPECT_EQ(esaControl.temperatureSensorMaxNumber, 5);
-    EXPECT_EQ(esaControl.audibleAlarmMaxNumber, 6);
 }
 
 TEST_F(ChassisTable, FanSwitchIsRecordedForTheEightFansThatHaveAPlace) {

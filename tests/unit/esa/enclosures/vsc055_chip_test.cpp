@@ -10,20 +10,12 @@ using testing::IsEmpty;
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 class Vsc055Chip : public EsaTest {
 protected:
     void start(int type) {
         startChassis(type);
         wireClear(esaControl.vitesse);
         (void)takeTrace();
-    }
-
-    static std::string text(const char* format, int a, int b = 0) {
-        char line[128];
-        std::snprintf(line, sizeof(line), format, a, b);
-        return line;
     }
 };
 
@@ -92,18 +84,6 @@ TEST_F(Vsc055Chip, FanThatTheChipDoesNotHaveIsRefused) {
                                          "Load PWM [0] Percent to Fan [255]", "Un-supported PWM Percentage [0]"));
 }
 
-TEST_F(Vsc055Chip, PwmShadowKeepsAValueThatCouldNotBeWritten) {
-    start(5);
-    esaControl.vitesse.vsc055GPD[1] = 0x07;
-    fakeBus.failDevice(0x41);
-    esaVsc055FanLoadPwm(1, 75);
-    EXPECT_EQ(esaControl.vitesse.vsc055PWMC[1], 0x37);
-    esaVsc055FanLoadPwm(1, 0);
-    EXPECT_EQ(esaControl.vitesse.vsc055PWMC[1], 0x00);
-    EXPECT_EQ(esaControl.vitesse.vsc055GPD[1], 0x05);
-    EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 41 99 37 !", "W 41 99 00 !", "W 41 01 05 !"));
-}
-
 TEST_F(Vsc055Chip, TachometerOfEveryChassisOverAllValues) {
     struct {
         int type;
@@ -134,60 +114,6 @@ TEST_F(Vsc055Chip, TachometerOfEveryChassisOverAllValues) {
             EXPECT_EQ(takeTrace(), trace);
             EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(one.read));
         }
-    }
-}
-
-TEST_F(Vsc055Chip, TachometerExamples) {
-    struct {
-        int type;
-        int value;
-        int rpm;
-    } const examples[] = {
-        {5, 200, 3000}, {5, 254, 2362}, {2, 254, 4724}, {3, 150, 2000}, {3, 151, 1986}, {3, 254, 1181}, {3, 1, 37856},
-        {3, 5, 60000},  {2, 19, 63157}, {2, 18, 1130},  {2, 1, 20352},  {5, 1, 10176},  {5, 10, 60000},
-    };
-    for (const auto& example : examples) {
-        SCOPED_TRACE(testing::Message() << "type " << example.type << " value " << example.value);
-        start(example.type);
-        fakeBus.set(example.type == 2 ? 0x63 : 0x41, 0x32, example.value);
-        U16_t rpm = 0;
-        EXPECT_EQ(esaVsc055FanReadSpeed(0, &rpm), 0);
-        EXPECT_EQ(rpm, example.rpm);
-    }
-}
-
-TEST_F(Vsc055Chip, EveryFanHasItsOwnTachometer) {
-    start(2);
-    U16_t rpm = 0;
-    for (U8_t fan = 0; fan < 8; ++fan) {
-        (void)esaVsc055FanReadSpeed(fan, &rpm);
-    }
-    EXPECT_THAT(fakeBus.takeTransfers(),
-                ElementsAre("R 63 32", "R 63 36", "R 63 3A", "R 63 3E", "R 63 42", "R 63 46", "R 63 4A", "R 63 4E"));
-}
-
-TEST_F(Vsc055Chip, TachometerThatCannotBeReadGivesTheTransfersCode) {
-    start(5);
-    U16_t rpm = 0xABCD;
-    fakeBus.failTransfer(0);
-    EXPECT_EQ(esaVsc055FanReadSpeed(0, &rpm), -1);
-    EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("R 41 32 !"));
-    esaControl.i2cConnected = 0;
-    EXPECT_EQ(esaVsc055FanReadSpeed(0, &rpm), 1);
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
-    EXPECT_EQ(rpm, 0xABCD);
-    EXPECT_THAT(takeTrace(), IsEmpty());
-}
-
-TEST_F(Vsc055Chip, ChassisWithoutItsTachometersReadNothing) {
-    U16_t rpm = 0xABCD;
-    for (int type : {0, 1, 4, 6, 7, 255}) {
-        SCOPED_TRACE(type);
-        start(5);
-        esaControl.enclosureType = static_cast<VORAN_E_CHASSIS_t>(type);
-        EXPECT_EQ(esaVsc055FanReadSpeed(0, &rpm), -1);
-        EXPECT_EQ(rpm, 0xABCD);
-        EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
     }
 }
 

@@ -13,16 +13,6 @@
 #include "messaging/dispatch.h"
 #include "messaging/print.h"
 
-using Lines = std::vector<std::string>;
-
-inline Lines join(std::initializer_list<Lines> parts) {
-    Lines all;
-    for (const Lines& part : parts) {
-        all.insert(all.end(), part.begin(), part.end());
-    }
-    return all;
-}
-
 /** `count` times the same text. */
 inline std::string repeat(const std::string& text, int count) {
     std::string all;
@@ -65,30 +55,6 @@ protected:
         const Bytes reply = reports.back();
         reports.pop_back();
         return hex(reply.data() + 64, reply.size() - 64);
-    }
-
-    /** The messages that came before the last reply, told in a word each, such as "event 6/2". */
-    Lines reportNames() {
-        Lines names;
-        for (const Bytes& message : reports) {
-            const U8_t protocol = message[12];
-            const int type = message[15];
-            if (protocol == 8) {
-                names.push_back("event " + std::to_string(message[215]) + "/" + std::to_string(message[211]) +
-                                " chassis " + std::to_string(message[216]));
-            } else if (protocol == 12 && type == 14) {
-                names.push_back(message[51] == 2 ? "led-on" : "led-off");
-            } else {
-                names.push_back(protocol == 12 && type == 16 ? "email" : "other");
-            }
-        }
-        return names;
-    }
-
-    /** A word of an event's record. */
-    static U32_t eventWord(const Bytes& message, std::size_t index) {
-        const std::size_t at = 216 + 4 * index;
-        return U32_t{message[at]} << 24 | U32_t{message[at + 1]} << 16 | U32_t{message[at + 2]} << 8 | message[at + 3];
     }
 
     /** Forgets everything that was seen so far. */

@@ -3,17 +3,6 @@
 
 #include "messaging_test.h"
 
-/** What a page shows when one of a run of transfers fails. */
-struct FailedTransfer {
-    int first;        /**< number of the run's first transfer in the healthy page */
-    int count;        /**< transfers of the run */
-    int perRecord;    /**< transfers that one record takes */
-    int list;         /**< list of the record: 0 devices, 1 supplies, 2 fans, 3 sensors, 4 alarms */
-    int record;       /**< first record */
-    const char* text; /**< the record then; "SS" stands for its number. Empty: nothing changes */
-    Lines reports;
-};
-
 struct PageCase {
     const char* name;
     int type;
@@ -22,7 +11,6 @@ struct PageCase {
     std::string header;
     std::vector<Lines> lists; /**< records of the five lists */
     Lines transfers;
-    std::vector<FailedTransfer> failures;
 };
 
 inline Lines times(int count, const Lines& lines) {
@@ -60,13 +48,6 @@ const Lines RUNNING_TWICE = {"00 80 58 E0"}; // 6000 RPM: 2 x 256 + 88
 const Lines AT_25_DEG_C = {"00 00 2D 00"};
 const Lines QUIET = {"00 00 00 00"};
 const Lines MUTED = {"00 00 00 02"};
-const Lines BAD_THEN_GOOD = {"led-on", "email", "led-off"};
-const Lines BAD = {"led-on", "email"};
-
-inline Lines with(Lines lines, const char* last) {
-    lines.emplace_back(last);
-    return lines;
-}
 
 inline const std::vector<PageCase>& pageCases() {
     static const Lines xyratexAlarm = {"W 63 05 00", "R 63 05", "W 63 05 01", "R 63 05", "W 63 05 02", "R 63 05"};
@@ -82,28 +63,14 @@ inline const std::vector<PageCase>& pageCases() {
          "02 00 00 7C 00 00 00 00",
          {slots(12), times(2, GOOD_SUPPLY), times(8, RUNNING_TWICE), times(2, AT_25_DEG_C), MUTED},
          join({times(8, {"R 63 00"}), times(4, {"R 63 03"}), times(2, join({{"R 63 04"}, xyratexAlarm, {"R 63 04"}})),
-               numbered("R 63 NN", 0x32, 4, 8), times(2, {"R 4C 00"}), times(2, {"R 4D 00"}), xyratexAlarm}),
-         {{0, 12, 1, 0, 0, "05 SS 00 00", {}},
-          {12, 1, 1, 1, 0, "05 00 00 03", {"event 6/2 chassis 2"}},
-          {13, 6, 6, 1, 0, "", {}},
-          {19, 1, 1, 1, 0, "01 00 00 43", {"event 6/2 chassis 2"}},
-          {20, 1, 1, 1, 1, "05 00 00 03", {"event 6/2 chassis 2"}},
-          {21, 6, 6, 1, 1, "", {}},
-          {27, 1, 1, 1, 1, "01 00 00 43", {"event 6/2 chassis 2"}},
-          {28, 8, 1, 2, 0, "00 00 00 E0", {}},
-          {36, 4, 2, 3, 0, "00 00 00 00", {}},
-          {40, 6, 6, 4, 0, "", {}}}},
+               numbered("R 63 NN", 0x32, 4, 8), times(2, {"R 4C 00"}), times(2, {"R 4D 00"}), xyratexAlarm})},
         {"Quadra",
          3,
          196,
          {"10", "03", "03", "03", "01"},
          "02 00 00 80 00 00 00 00",
          {slots(16), times(3, GOOD_SUPPLY), times(3, RUNNING), times(3, AT_25_DEG_C), QUIET},
-         join({times(3, {"R 41 04"}), numbered("R 41 NN", 0x32, 4, 3), backplaneLm75}),
-         {{0, 2, 1, 1, 0, "05 00 00 03", with(BAD_THEN_GOOD, "event 6/2 chassis 3")},
-          {2, 1, 1, 1, 2, "05 00 00 03", with(BAD, "event 6/2 chassis 3")},
-          {3, 3, 1, 2, 0, "00 00 00 E0", {}},
-          {6, 6, 2, 3, 0, "00 00 00 00", {}}}},
+         join({times(3, {"R 41 04"}), numbered("R 41 NN", 0x32, 4, 3), backplaneLm75})},
         {"Chenbro",
          4,
          212,
@@ -112,33 +79,21 @@ inline const std::vector<PageCase>& pageCases() {
          {slots(16), times(3, GOOD_SUPPLY), times(6, RUNNING), times(4, AT_25_DEG_C), QUIET},
          join({times(3, allRails),
                {"R 28 28", "R 28 29", "R 29 28", "R 2A 28", "R 2B 28", "R 2B 29"},
-               {"R 28 27", "R 2A 27", "R 2C 27", "R 30 27"}}),
-         {{0, 56, 28, 1, 0, "05 00 00 43", with(BAD_THEN_GOOD, "event 6/2 chassis 4")},
-          {56, 28, 28, 1, 2, "05 00 00 43", with(BAD, "event 6/2 chassis 4")},
-          {84, 6, 1, 2, 0, "00 00 00 E0", {}},
-          {90, 4, 1, 3, 0, "00 00 00 00", {}}}},
+               {"R 28 27", "R 2A 27", "R 2C 27", "R 30 27"}})},
         {"Vsc055",
          5,
          192,
          {"10", "02", "03", "03", "01"},
          "02 00 00 7C 00 00 00 00",
          {slots(16), times(2, GOOD_SUPPLY), times(3, RUNNING), times(3, AT_25_DEG_C), QUIET},
-         join({times(2, {"R 41 04"}), numbered("R 41 NN", 0x32, 4, 3), backplaneLm75}),
-         {{0, 1, 1, 1, 0, "05 00 00 03", with(BAD_THEN_GOOD, "event 6/2 chassis 5")},
-          {1, 1, 1, 1, 1, "05 00 00 03", with(BAD, "event 6/2 chassis 5")},
-          {2, 3, 1, 2, 0, "00 00 00 E0", {}},
-          {5, 6, 2, 3, 0, "00 00 00 00", {}}}},
+         join({times(2, {"R 41 04"}), numbered("R 41 NN", 0x32, 4, 3), backplaneLm75})},
         {"W83782d",
          6,
          192,
          {"10", "02", "03", "03", "01"},
          "02 00 00 7C 00 00 00 00",
          {slots(16), times(2, GOOD_SUPPLY), times(3, RUNNING), join({AT_25_DEG_C, times(2, {"00 00 00 00"})}), QUIET},
-         join({times(2, rails28), {"R 28 28", "R 28 29", "R 28 2A"}, {"R 28 27"}}),
-         {{0, 7, 7, 1, 0, "05 00 00 43", with(BAD_THEN_GOOD, "event 6/2 chassis 6")},
-          {7, 7, 7, 1, 1, "05 00 00 43", with(BAD, "event 6/2 chassis 6")},
-          {14, 3, 1, 2, 0, "00 00 00 E0", {}},
-          {17, 1, 1, 3, 0, "00 00 00 00", {}}}},
+         join({times(2, rails28), {"R 28 28", "R 28 29", "R 28 2A"}, {"R 28 27"}})},
     };
     return cases;
 }

@@ -10,8 +10,6 @@ using testing::IsEmpty;
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 /** What the alarm of a chassis sees of the manager: the transfers that sound it and those that silence it. */
 struct AlarmCase {
     int type;
@@ -79,99 +77,6 @@ TEST_F(CompositeFault, SequenceSendsTheSameMessagesOnEveryChassisAndMovesOnlyBac
     }
 }
 
-TEST_F(CompositeFault, WithoutAChassisMessagesGoOutAndNoAlarmChanges) {
-    for (int type : {0, 1, 7, 255}) {
-        SCOPED_TRACE(type);
-        startWithoutChassis(type, 3);
-        esaManageCompositeFault(0x10, -1);
-        EXPECT_THAT(takeMessageNames(), ElementsAre("led-on", "email"));
-        EXPECT_EQ(esaControl.alarmState, 3U);
-        esaControl.alarmState = 1;
-        esaManageCompositeFault(0x10, 0);
-        EXPECT_THAT(takeMessageNames(), ElementsAre("led-off"));
-        EXPECT_EQ(esaControl.alarmState, 1U);
-        EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
-    }
-}
-
-TEST_F(CompositeFault, OnlyAMutedAlarmStartsToSound) {
-    for (U32_t state = 0; state <= 8; ++state) {
-        SCOPED_TRACE(state);
-        startChassis(5, state);
-        esaControl.compositeFaultStatus = 0;
-        esaManageCompositeFault(0x1, -1);
-        EXPECT_EQ(esaControl.alarmState, state == 3 ? 1U : state);
-        EXPECT_EQ(fakeBus.takeTransfers(), state == 3 ? Lines{"W 41 04 08"} : Lines{});
-    }
-}
-
-TEST_F(CompositeFault, LastCauseThatGoesMutesTheAlarmFromAnyOtherState) {
-    for (U32_t state = 0; state <= 8; ++state) {
-        SCOPED_TRACE(state);
-        startChassis(5, state);
-        esaControl.vitesse.vsc055GPD[4] = 0x58;
-        esaControl.compositeFaultStatus = 0x80000001;
-        esaManageCompositeFault(0x1, 0);
-        EXPECT_EQ(esaControl.alarmState, 3U);
-        EXPECT_EQ(fakeBus.takeTransfers(), state == 3 ? Lines{} : Lines{"W 41 04 50"});
-    }
-}
-
-TEST_F(CompositeFault, LaterCausesLeaveTheAlarmAlone) {
-    startChassis(3, 0);
-    esaManageCompositeFault(0x1, -1);
-    esaControl.alarmState = 3;
-    esaManageCompositeFault(0x2, -1);
-    EXPECT_EQ(esaControl.alarmState, 3U);
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
-}
-
-TEST_F(CompositeFault, EveryOtherCauseKeepsTheLedOn) {
-    for (U32_t going : CAUSES) {
-        for (U32_t staying : CAUSES) {
-            if (going == staying) {
-                continue;
-            }
-            SCOPED_TRACE(testing::Message() << going << " goes, " << staying << " stays");
-            startChassis(2);
-            esaControl.compositeFaultStatus = 0;
-            esaManageCompositeFault(going, -1);
-            EXPECT_EQ(esaControl.compositeFaultStatus, 0x80000000U | going);
-            esaManageCompositeFault(staying, -1);
-            EXPECT_THAT(takeMessageNames(), ElementsAre("led-on", "email", "email"));
-            EXPECT_EQ(esaControl.compositeFaultStatus, 0x80000000U | going | staying);
-            esaManageCompositeFault(going, 0);
-            EXPECT_THAT(takeMessageNames(), IsEmpty());
-            EXPECT_EQ(esaControl.compositeFaultStatus, 0x80000000U | staying);
-        }
-    }
-}
-
-TEST_F(CompositeFault, CauseThatIsSetAgainOrClearedAgainSendsNothing) {
-    startChassis(5);
-    for (U32_t cause : CAUSES) {
-        esaManageCompositeFault(cause, 0);
-        EXPECT_EQ(esaControl.compositeFaultStatus, 0U);
-    }
-    esaManageCompositeFault(0x2, -1);
-    (void)takeMessages();
-    (void)fakeBus.takeTransfers();
-    esaManageCompositeFault(0x2, -1);
-    EXPECT_EQ(esaControl.compositeFaultStatus, 0x80000002U);
-    EXPECT_THAT(takeMessageNames(), IsEmpty());
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
-}
-
-TEST_F(CompositeFault, ClearingWhileTheLedWasNeverAskedOnSendsNothing) {
-    startChassis(5, 1);
-    esaControl.compositeFaultStatus = 0x4;
-    esaManageCompositeFault(0x4, 0);
-    EXPECT_EQ(esaControl.compositeFaultStatus, 0U);
-    EXPECT_EQ(esaControl.alarmState, 1U);
-    EXPECT_THAT(takeMessageNames(), IsEmpty());
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
-}
-
 TEST_F(CompositeFault, OnlyTheLowEightBitsOfTheOutcomeCount) {
     struct {
         S32_t status;
@@ -231,64 +136,4 @@ TEST_F(CompositeFault, TracesEveryCauseByNameTheLowestFirst) {
         std::snprintf(clear, sizeof(clear), "The Fault bit [0x%x] is already clear.", name.map);
         EXPECT_THAT(takeTrace(), ElementsAre(name.text, absent, clear));
     }
-}
-
-TEST_F(CompositeFault, TracesEveryStepOfACausesLife) {
-    startChassis(2);
-    esaManageCompositeFault(0x10, -1);
-    EXPECT_THAT(takeTrace(),
-                ElementsAre("This Fault bit is [I2C_BUS_FAULT]", "This Fault bit [0x10] does NOT exist currently.",
-                            "Set the new Fault bit [0x10].", "Turn on the Composite Fault LED.",
-                            "[Set] Composite Fault LED in Startup.", "Send Email Notification MMSG To Startup."));
-    esaManageCompositeFault(0x4, -1);
-    EXPECT_THAT(takeTrace(),
-                ElementsAre("This Fault bit is [FAN]", "This Fault bit [0x4] does NOT exist currently.",
-                            "Set the new Fault bit [0x4].", "The Composite Fault LED is currently ON for other Faults.",
-                            "Send Email Notification MMSG To Startup."));
-    esaManageCompositeFault(0x4, -1);
-    EXPECT_THAT(takeTrace(), ElementsAre("This Fault bit is [FAN]", "This Fault bit [0x4] exists currently.",
-                                         "The Fault bit [0x4] is already set."));
-    esaManageCompositeFault(0x4, 1);
-    EXPECT_THAT(takeTrace(), ElementsAre("This Fault bit is [FAN]", "This Fault bit [0x4] exists currently.",
-                                         "The Fault bit [0x4] is already set."));
-    esaManageCompositeFault(0x4, 0);
-    EXPECT_THAT(takeTrace(), ElementsAre("This Fault bit is [FAN]", "This Fault bit [0x4] exists currently.",
-                                         "Clear the current Fault bit [0x4]."));
-    esaManageCompositeFault(0x10, 0);
-    EXPECT_THAT(takeTrace(),
-                ElementsAre("This Fault bit is [I2C_BUS_FAULT]", "This Fault bit [0x10] exists currently.",
-                            "Clear the current Fault bit [0x10].", "[Clear] Composite Fault LED in Startup."));
-}
-
-TEST_F(CompositeFault, AlarmThatCannotBeWrittenIsRecordedAllTheSame) {
-    startChassis(5, 3);
-    fakeBus.failDevice(0x41);
-    esaManageCompositeFault(0x4, -1);
-    EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 41 04 08 !"));
-    EXPECT_EQ(esaControl.alarmState, 1U);
-    EXPECT_THAT(takeMessageNames(), ElementsAre("led-on", "email"));
-    esaManageCompositeFault(0x4, 0);
-    EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 41 04 00 !"));
-    EXPECT_EQ(esaControl.alarmState, 3U);
-}
-
-TEST_F(CompositeFault, SendsThatFailAreReportedAndRollNothingBack) {
-    startChassis(5, 3);
-    esaControl.socketFdMSM = -1;
-    EXPECT_EQ(esaManageCompositeFault(0x4, -1), -1);
-    EXPECT_EQ(esaControl.compositeFaultStatus, 0x80000004U);
-    EXPECT_EQ(esaControl.alarmState, 1U);
-    EXPECT_EQ(fakeEventLog.size(), 8U); // two failed sends, four records each
-    EXPECT_EQ(esaManageCompositeFault(0x4, 0), -1);
-    EXPECT_EQ(esaControl.compositeFaultStatus, 0U);
-    EXPECT_EQ(esaControl.alarmState, 3U);
-    EXPECT_EQ(fakeEventLog.size(), 12U);
-}
-
-TEST_F(CompositeFault, DeadBusAtStartIsAnEventAndThenACauseThatNothingClears) {
-    startChassis(5, 0);
-    esaReportI2cBusFault();
-    EXPECT_THAT(takeMessageNames(), ElementsAre("event 10/2", "led-on", "email"));
-    EXPECT_EQ(esaControl.compositeFaultStatus, 0x80000010U);
-    EXPECT_EQ(esaControl.alarmState, 0U);
 }

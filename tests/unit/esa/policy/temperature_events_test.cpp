@@ -1,4 +1,4 @@
-/** The rule that turns the sensors' temperatures into events. */
+/** The rule that turns the sensors' temperatures into events, and the one for an enclosure that is too hot. */
 #include <gmock/gmock.h>
 
 #include "event_message.h"
@@ -8,6 +8,7 @@
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -54,6 +55,8 @@ constexpr BandCase BANDS[] = {
     {56, 4, "4/2", OVER_55, ALREADY_55}, {127, 4, "4/2", OVER_55, ALREADY_55}, {32766, 4, "4/2", OVER_55, ALREADY_55},
 };
 
+using Overheat = EsaTest;
+
 } // namespace
 
 TEST_F(TemperatureEvents, EveryTemperatureFromEveryReportStateGivesItsEvent) {
@@ -98,16 +101,6 @@ TEST_F(TemperatureEvents, SequencesOfPollsGiveTheseEvents) {
     }
 }
 
-TEST_F(TemperatureEvents, AbsentSensorKeepsItsReportAndTracesNothing) {
-    oneSensor();
-    for (U32_t before : {0U, 1U, 2U, 4U}) {
-        esaControl.temperatureReportStatus[0] = before;
-        EXPECT_EQ(poll(32767), "");
-        EXPECT_EQ(esaControl.temperatureReportStatus[0], before);
-        EXPECT_THAT(takeTrace(), IsEmpty());
-    }
-}
-
 TEST_F(TemperatureEvents, EventCarriesSensorsStatePositionAndTemperature) {
     startChassis(4);
     esaControl.temperatureReportStatus[1] = 0x4;
@@ -127,25 +120,38 @@ TEST_F(TemperatureEvents, EventCarriesSensorsStatePositionAndTemperature) {
                                          "temperatureReportStatus[3] reporting over 55 degrees Event."));
 }
 
-TEST_F(TemperatureEvents, OnlyTheChassisOwnSensorsAreExamined) {
-    for (U8_t sensors = 0; sensors <= 4; ++sensors) {
-        startChassis(5);
-        esaControl.temperatureSensorMaxNumber = sensors;
-        for (int i = 0; i < 4; ++i) {
-            esaControl.temperatureSensor[i] = 40;
-            esaControl.temperatureReportStatus[i] = 0;
-        }
-        esaTemperatureEventLog();
-        EXPECT_EQ(takeMessages().size(), sensors);
+TEST_F(Overheat, SixtyIsNotTooHotAndSixtyOneIs) {
+    for (int type : {2, 3, 4, 5, 6}) {
+        SCOPED_TRACE(type);
+        startChassis(type, 0);
+        esaControl.compositeFaultStatus = 0;
+        esaControl.temperatureSensorAverage = 60;
+        EXPECT_EQ(esaTemperatureOverheatCheck(), 0);
+        EXPECT_THAT(takeMessageNames(), IsEmpty());
+        EXPECT_THAT(takeTrace(), Not(Contains("Temperature average over 60 degrees!")));
+        EXPECT_EQ(esaControl.compositeFaultStatus, 0U);
+
+        esaControl.temperatureSensorAverage = 61;
+        EXPECT_EQ(esaTemperatureOverheatCheck(), 64);
+        EXPECT_THAT(takeMessageNames(), ElementsAre("led-on", "email", "event 10/3", "shutdown"));
+        EXPECT_EQ(esaControl.compositeFaultStatus, 0x80000008U);
+        EXPECT_EQ(takeTrace().at(0), "Temperature average over 60 degrees!");
     }
 }
 
-TEST_F(TemperatureEvents, ReportStateIsKeptWhenTheSendFails) {
-    oneSensor();
-    esaControl.socketFdMSM = -1;
-    esaControl.temperatureSensor[0] = 50;
-    esaTemperatureEventLog();
-    EXPECT_EQ(esaControl.temperatureReportStatus[0], 2U);
-    EXPECT_EQ(fakeEventLog.size(), 4U);
-    EXPECT_THAT(takeTrace(), Contains("| Function:  esaSendEventMmsgToEmp()"));
+TEST_F(Overheat, EveryPollAboveSixtySendsTheEventAndTheShutdownAgainButNoMail) {
+    startChassis(5, 0);
+    esaControl.temperatureSensorAverage = 80;
+    (void)esaTemperatureOverheatCheck();
+    (void)takeMessages();
+    for (int poll = 0; poll < 3; ++poll) {
+        EXPECT_EQ(esaTemperatureOverheatCheck(), 64);
+        EXPECT_THAT(takeMessageNames(), ElementsAre("event 10/3", "shutdown"));
+    }
+    esaControl.temperatureSensorAverage = 60;
+    EXPECT_EQ(esaTemperatureOverheatCheck(), 64);
+    EXPECT_THAT(takeMessageNames(), ElementsAre("led-off"));
+    EXPECT_EQ(esaTemperatureOverheatCheck(), 0);
+    EXPECT_THAT(takeMessageNames(), IsEmpty());
+    EXPECT_EQ(esaControl.compositeFaultStatus, 0U);
 }

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,24 @@
 #include "policy/chassis.h"
 
 using Bytes = std::vector<U8_t>;
+using Lines = std::vector<std::string>;
+
+/** Several runs of lines, one behind the other. */
+inline Lines join(std::initializer_list<Lines> parts) {
+    Lines all;
+    for (const Lines& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+/** Formats numbers into a text. */
+template <typename... Numbers>
+std::string text(const char* format, Numbers... numbers) {
+    char line[256];
+    std::snprintf(line, sizeof(line), format, numbers...);
+    return line;
+}
 
 class EsaTest : public testing::Test {
 protected:

@@ -1,0 +1,187 @@
+/** Fans: the limit of a healthy one, and the loads that follow from the average temperature, band by band. */
+#include <gmock/gmock.h>
+
+#include "event_message.h"
+#include "policy/fans.h"
+
+using testing::ElementsAre;
+
+namespace {
+
+using Loads = std::vector<int>;
+
+class Fans : public EsaTest {
+protected:
+    static void setAll(int degC, int percent) {
+        for (S16_t& sensor : esaControl.temperatureSensor) {
+            sensor = static_cast<S16_t>(degC);
+        }
+        for (U8_t& load : esaControl.fanPwmLoad) {
+            load = static_cast<U8_t>(percent);
+        }
+    }
+
+    /** A Quadra whose fans run at `rpm`, of those that a count can tell. */
+    void startFans(int count) {
+        startChassis(3);
+        esaControl.fanFaultStatus = 0;
+        for (int fan = 0; fan < 8; ++fan) {
+            fakeBus.set(0x41, 0x32 + 4 * fan, count);
+        }
+    }
+};
+
+struct Policy {
+    const char* name;
+    std::vector<int> types;
+    void (*run)();
+    struct Walk {
+        const char* name;
+        int start;
+        std::vector<int> degC;
+        Loads loads;
+    };
+    std::vector<Walk> walks;
+};
+
+const Policy POLICIES[] = {
+    {"four steps",
+     {2, 3, 4, 5, 6},
+     [] { esaTemperatureFanPolicy(); },
+     {{"up one band a poll", 25, {50, 50, 50, 50}, {50, 75, 100, 100}},
+      {"down one band a poll", 100, {20, 20, 20, 20}, {75, 50, 25, 25}},
+      {"25 to 50 at 36 and no further", 25, {35, 36, 36, 38}, {25, 50, 50, 50}},
+      {"50 to 75 at 39", 50, {38, 39, 39, 40}, {50, 75, 75, 75}},
+      {"75 to 100 at 41", 75, {40, 41, 41}, {75, 100, 100}},
+      {"100 to 75 at 34, then to 50 at 33", 100, {36, 35, 34, 34, 33}, {100, 100, 75, 75, 50}},
+      {"50 to 25 at 31", 50, {33, 32, 31, 31, 35}, {50, 50, 25, 25, 25}},
+      {"hysteresis around 36", 25, {36, 35, 32, 36, 31, 36}, {50, 50, 50, 50, 25, 50}},
+      {"hysteresis around 39", 50, {39, 38, 34, 39, 33, 39}, {75, 75, 75, 75, 50, 75}},
+      {"hysteresis around 41", 75, {41, 40, 35, 34, 40, 41}, {100, 100, 100, 75, 75, 100}},
+      {"below zero", 100, {-1, -20, -40, -40}, {75, 50, 25, 25}}}},
+    {"the VSC055 backplane's own",
+     {3, 5},
+     [] { esaVsc055TemperatureFanPolicy(); },
+     {{"up one band a poll", 50, {70, 70, 70}, {75, 100, 100}},
+      {"down one band a poll and never below 50", 100, {10, 10, 10, 10}, {75, 50, 50, 50}},
+      {"50 to 75 at 45", 50, {44, 45, 45, 54}, {50, 75, 75, 75}},
+      {"75 to 100 at 55", 75, {54, 55, 55}, {75, 100, 100}},
+      {"100 to 75 one degree below", 100, {55, 54, 54}, {100, 75, 75}},
+      {"75 to 50 at 44", 75, {46, 45, 44, 44}, {75, 75, 50, 50}},
+      {"to and fro around 55", 75, {55, 54, 55, 54}, {100, 75, 100, 75}},
+      {"to and fro around 45", 50, {45, 44, 45, 44}, {75, 50, 75, 50}}}},
+};
+
+} // namespace
+
+TEST_F(Fans, BandEdgesWalkedUpAndDownOverSeveralPolls) {
+    for (const Policy& policy : POLICIES) {
+        for (int type : policy.types) {
+            for (const Policy::Walk& walk : policy.walks) {
+                SCOPED_TRACE(testing::Message() << policy.name << ", type " << type << ": " << walk.name);
+                startChassis(type);
+                setAll(0, walk.start);
+                Loads loads;
+                for (int degC : walk.degC) {
+                    setAll(degC, esaControl.fanPwmLoad[0]);
+                    policy.run();
+                    loads.push_back(esaControl.fanPwmLoad[0]);
+                }
+                EXPECT_EQ(loads, walk.loads);
+            }
+        }
+    }
+}
+
+TEST_F(Fans, EachMovesFromItsOwnLoad) {
+    startChassis(4);
+    setAll(39, 0);
+    const U8_t loads[] = {25, 50, 75, 100, 0, 60};
+    std::copy(std::begin(loads), std::end(loads), esaControl.fanPwmLoad);
+    (void)takeTrace();
+    esaTemperatureFanPolicy();
+    EXPECT_THAT(Loads(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 6), ElementsAre(50, 75, 75, 100, 0, 60));
+    EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 28 5B 80", "W 28 5A C0"));
+    EXPECT_THAT(takeTrace(), testing::IsSupersetOf({"temperatureSensorAverage = [39] degrees Celsius.",
+                                                    "Temperature = [39], Fan [0] set to 50 percent PWM",
+                                                    "Temperature = [39], Fan [1] set to 75 percent PWM",
+                                                    "ESA never set this PWM Load [0] on Fan [4]?",
+                                                    "ESA never set this PWM Load [60] on Fan [5]?"}));
+}
+
+TEST_F(Fans, XyratexDrivesItsTwoGroupsWhateverTheNumberOfFans) {
+    for (int coolings : {1, 2, 3, 8}) {
+        SCOPED_TRACE(coolings);
+        startChassis(2);
+        esaControl.coolingMaxNumber = static_cast<U8_t>(coolings);
+        setAll(50, 25);
+        esaTemperatureFanPolicy();
+        EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 63 98 2F", "W 63 99 2F"));
+        EXPECT_THAT(Loads(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 8),
+                    ElementsAre(50, 50, 25, 25, 25, 25, 25, 25));
+    }
+}
+
+TEST_F(Fans, AverageIsOfThePresentSensorsAndTruncatesTowardZero) {
+    struct {
+        U8_t sensors;
+        S16_t readings[4];
+        S16_t average;
+    } const cases[] = {
+        {2, {36, 37, 99, 99}, 36},    {3, {40, 32767, 32767, 99}, 40},
+        {2, {32767, 40, 0, 0}, 40},   {3, {36, 36, 38, 99}, 36},
+        {2, {-1, 0, 0, 0}, 0},        {2, {-1, -2, 0, 0}, -1},
+        {3, {-36, -37, -36, 0}, -36}, {2, {-3, 2, 0, 0}, 0},
+        {4, {1, 2, 3, 4}, 2},         {4, {127, 127, 127, 127}, 127},
+        {1, {25, 99, 99, 99}, 25},    {4, {32767, 32767, 32767, 12}, 12},
+        {2, {32766, 0, 0, 0}, 16383}, {4, {-128, -128, -128, -128}, -128},
+        {5, {30, 30, 30, 30}, 30}, // no more than four are looked at
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(testing::PrintToString(one.readings));
+        for (const Policy& policy : POLICIES) {
+            startChassis(5);
+            setAll(0, 0);
+            esaControl.temperatureSensorMaxNumber = one.sensors;
+            esaControl.temperatureReportStatus[0] = 0x7F7F7F7F; // lies behind the sensors
+            std::copy(std::begin(one.readings), std::end(one.readings), esaControl.temperatureSensor);
+            policy.run();
+            EXPECT_EQ(esaControl.temperatureSensorAverage, one.average);
+        }
+    }
+}
+
+TEST_F(Fans, TwoThousandRpmAreHealthyAndOneStepBelowIsNot) {
+    startFans(150);
+    EXPECT_EQ(esaReadFanFailStatus(), 0);
+    startFans(151); // 1986
+    EXPECT_EQ(esaReadFanFailStatus(), -1);
+    EXPECT_EQ(esaControl.fanFaultStatus, 7U);
+}
+
+TEST_F(Fans, LimitIsComparedAsAnUnsignedNumber) {
+    startFans(150);
+    esaControl.fanFaultRpmLimit = 0xFFFFFFFF;
+    EXPECT_EQ(esaReadFanFailStatus(), -1);
+    esaControl.fanFaultRpmLimit = 0;
+    EXPECT_EQ(esaReadFanFailStatus(), 0);
+}
+
+TEST_F(Fans, ManyChangesAtOnceSendOneEventWithTheNewMarks) {
+    startFans(150);
+    esaControl.fanFaultStatus = 0x2; // fan 1 was faulty and recovers
+    fakeBus.set(0x41, 0x32, 255);
+    fakeBus.set(0x41, 0x3A, 255);
+    EXPECT_EQ(esaReadFanFailStatus(), -1);
+    EXPECT_EQ(esaControl.fanFaultStatus, 0x5U);
+    const std::vector<Bytes> messages = takeMessages();
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(behindLinks(messages[0]), eventBytes("02", "07", {0x03000000, 0, 0, 3, 0, 0, 0, 0, 0, 0x5}));
+}
+
+TEST_F(Fans, NoMoreThanEightAreRead) {
+    startFans(150);
+    esaControl.coolingMaxNumber = 9;
+    EXPECT_EQ(esaReadFanFailStatus(), 0);
+    EXPECT_EQ(fakeBus.takeTransfers().size(), 8U);
+}
