@@ -22,7 +22,7 @@ bool isSame(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     return "\"" + std::string(text) + "\"";
 }
 
@@ -60,7 +60,7 @@ std::string nearest(const Entries* entries, std::string_view name) {
             best = entry->name;
         }
     }
-    return best == nullptr ? MANUAL : "expected " + quoted(best);
+    return best == nullptr ? MANUAL : "expected " + inQuotes(best);
 }
 
 /* ----------------------------------------------------------------------------------------------- values */
@@ -218,8 +218,8 @@ private:
         }
         const bool isKey = std::any_of(std::begin(nonXML_Tables.tagList), std::end(nonXML_Tables.tagList) - 1,
                                        [&](const NonXML_s& tag) { return isSame(tag.name, name); });
-        add(isKey ? "no value: expected " + quoted(std::string(name) + " = VALUE")
-                  : "no flag " + quoted(name) + ": " + nearest(nonXML_Flags, name));
+        add(isKey ? "no value: expected " + inQuotes(std::string(name) + " = VALUE")
+                  : "no flag " + inQuotes(name) + ": " + nearest(nonXML_Flags, name));
     }
 
     void judgeSetting(std::string_view key, std::string_view value) {
@@ -228,7 +228,7 @@ private:
             ++tag;
         }
         if (tag->name == nullptr) {
-            add("no key " + quoted(key) + ": " + nearest(nonXML_Tables.tagList, key));
+            add("no key " + inQuotes(key) + ": " + nearest(nonXML_Tables.tagList, key));
             return;
         }
         std::uint64_t element = 0;
@@ -238,7 +238,7 @@ private:
             expected = JUDGES[tag->type](*tag, value);
         }
         if (!expected.empty()) {
-            add(std::string(tag->name) + " " + quoted(whole) + ": " + expected);
+            add(std::string(tag->name) + " " + inQuotes(whole) + ": " + expected);
         }
         noteLine(*tag, element);
     }

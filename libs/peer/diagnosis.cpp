@@ -21,7 +21,7 @@ Counts_t countsOf(const Configuration_t& configuration) {
             configuration.count(SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR)};
 }
 
-bool fits(const ChassisFacts_t& chassis, const Configuration_t& configuration) {
+bool hasElementsOf(const ChassisFacts_t& chassis, const Configuration_t& configuration) {
     return Counts_t{chassis.drives, chassis.supplies, chassis.fans, chassis.sensors} == countsOf(configuration);
 }
 
@@ -62,12 +62,12 @@ bool looksLike(const ChassisFacts_t& chassis, const ChassisFacts_t& other, const
 }
 
 const ChassisFacts_t* recognise(const Enclosure_t& enclosure, const AdapterFacts_t& facts) {
-    if (facts.chassis != nullptr && (facts.isChosen || fits(*facts.chassis, enclosure.configuration))) {
+    if (facts.chassis != nullptr && (facts.isChosen || hasElementsOf(*facts.chassis, enclosure.configuration))) {
         return facts.chassis;
     }
     std::vector<const ChassisFacts_t*> alike;
     for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
-        if (fits(chassis, enclosure.configuration)) {
+        if (hasElementsOf(chassis, enclosure.configuration)) {
             alike.push_back(&chassis);
         }
     }

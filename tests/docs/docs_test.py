@@ -258,6 +258,18 @@ class DocsTest(unittest.TestCase):
     def simulated(programs, work, command):
         return programs.run("encsim", "--control", os.path.join(work, "encsim.control"), "--send", command)
 
+    def test_alerts_are_raised(self):
+        """The alert rules, on the metrics that a failed fan and a hot enclosure give."""
+        promtool = shutil.which("promtool")
+        if promtool is None:
+            self.skipTest("promtool is not installed")
+        with tempfile.TemporaryDirectory() as work:
+            for path in ("examples/esa-alerts.yml", "tests/docs/alerts_test.yml"):
+                shutil.copy(os.path.join(SOURCE, path), work)
+            result = subprocess.run([promtool, "test", "rules", "alerts_test.yml"], cwd=work, text=True, capture_output=True,
+                                    check=False)
+            self.assertEqual(0, result.returncode, result.stdout + result.stderr)
+
 
 if __name__ == "__main__":
     stage.main()
