@@ -155,7 +155,7 @@ std::vector<Command_t> queries(Options_t& options) {
             .type = "FORMAT",
             .choices = {"text", "json", "prometheus"}},
            {.name = "--output",
-            .description = "Replace FILE, all at once, instead of printing",
+            .description = "Replace FILE, all at once, instead of printing; - prints",
             .target = &options.output,
             .type = "FILE"}}},
          statusCommand},
@@ -184,7 +184,13 @@ std::vector<Command_t> changes(Options_t& options) {
         {{"led",
           "Switch a drive slot's fault LED, or all of them; the slot may be empty",
           "esactl led slot03 on",
-          {slots(options), request(options, {"on", "off"}), waitFlag(options), afterSeconds(options)}},
+          {slots(options),
+           request(options, {"on", "off"}),
+           {.name = "--force",
+            .description = "Ask for the opposite first: after its restart the adapter may be wrong about an LED",
+            .target = &options.force},
+           waitFlag(options),
+           afterSeconds(options)}},
          ledCommand},
         {{"locate",
           "Blink drive slots' LEDs until Ctrl-C, then leave them as they were",
@@ -303,11 +309,7 @@ int report(const ToolError_t& error, bool json) {
 
 /** A fleet's watch must see that this enclosure cannot be asked, instead of its last state for ever. */
 void publishDown(const Options_t& options) {
-    if (options.output.empty()) {
-        printText(prometheusDownText());
-    } else {
-        replaceFile(options.output, prometheusDownText());
-    }
+    deliverText(options.output, prometheusDownText());
 }
 
 int runCommand(Run_t run, const Options_t& options) {

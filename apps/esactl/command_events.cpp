@@ -41,7 +41,7 @@ unsigned printUntil(EventSource_t& source, const Options_t& options, Deadline_t 
 
 int eventsCommand(const Options_t& options) {
     stopSignalInstall();
-    EventSource_t source(options.directory, options.startup, options.everyEvent);
+    EventSource_t source(options, options.startup);
     const Deadline_t deadline = options.follow ? Deadline_t::max() : Clock_t::now() + options.timeout();
     try {
         if (printUntil(source, options, deadline) == 0 && !options.json()) {

@@ -127,6 +127,17 @@ Change_t changeSupply(const Options_t& options, const Enclosure_t& enclosure, Co
     return {"psu", "marked", {supplyName(supply)}, {}, supplyOutlook(enclosure, options.request == "fail")};
 }
 
+/** The adapter touches only LEDs that are, by what it remembers, to change. */
+void askForTheOpposite(const Options_t& options) {
+    Options_t opposite = options;
+    opposite.request = options.request == "on" ? "off" : "on";
+    SesClient_t client = connectAdapter(options);
+    const Enclosure_t enclosure = askEnclosure(client, options);
+    ControlPage_t wanted = controlPageOf(enclosure.status);
+    (void)changeLeds(opposite, enclosure, wanted);
+    requireGood(client.sendDiagnostic(encodeControlPage(wanted)), "the control page");
+}
+
 /** The tones of each request; the mute wins over whatever is asked for beside it. */
 AlarmTones_t alarmTones(const std::string& request, AlarmTones_t tones) {
     if (request == "mute") {
@@ -159,6 +170,9 @@ void requireLeds(const Enclosure_t& enclosure) {
 }
 
 int ledCommand(const Options_t& options) {
+    if (options.force) {
+        askForTheOpposite(options);
+    }
     return applyChange(options, [&](const Enclosure_t& enclosure, ControlPage_t& wanted) {
         return changeLeds(options, enclosure, wanted);
     });

@@ -16,9 +16,9 @@ std::string statusText(const Options_t& options, const Enclosure_t& enclosure, c
     if (options.prometheus()) {
         return prometheusText(enclosure, health);
     }
-    const Palette_t palette = options.output.empty() ? standardOutputPalette() : Palette_t{};
+    const Palette_t palette = isStandardOutput(options.output) ? standardOutputPalette() : Palette_t{};
     std::string text;
-    const std::size_t width = options.output.empty() ? standardOutputWidth() : UNBOUNDED;
+    const std::size_t width = isStandardOutput(options.output) ? standardOutputWidth() : UNBOUNDED;
     for (const std::string& line : statusLines(enclosure, health, palette, width)) {
         text += line + "\n";
     }
@@ -35,11 +35,7 @@ int statusCommand(const Options_t& options) {
     const Enclosure_t enclosure = askEnclosure(client, options);
     const Health_t health = judgedHealth(enclosure, options);
     const std::string text = statusText(options, enclosure, health);
-    if (options.output.empty()) {
-        printText(text);
-    } else {
-        replaceFile(options.output, text);
-    }
+    deliverText(options.output, text);
     return health.exitStatus;
 }
 

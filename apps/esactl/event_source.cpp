@@ -2,10 +2,11 @@
 
 #include "render_json.h"
 
-EventSource_t::EventSource_t(const std::string& directory, bool startup, bool everyEvent) : everyEvent_(everyEvent) {
-    connections_.push_back(std::make_unique<SwitchConnection_t>(directory, "eventlog"));
+EventSource_t::EventSource_t(const Options_t& options, bool startup) : everyEvent_(options.everyEvent) {
+    const Deadline_t deadline = Clock_t::now() + options.timeout();
+    connections_.push_back(std::make_unique<SwitchConnection_t>(options.directory, "eventlog", deadline));
     if (startup) {
-        connections_.push_back(std::make_unique<SwitchConnection_t>(directory, "startup"));
+        connections_.push_back(std::make_unique<SwitchConnection_t>(options.directory, "startup", deadline));
     }
 }
 

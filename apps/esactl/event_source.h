@@ -14,8 +14,8 @@ struct EventNews_t {
 
 class EventSource_t {
 public:
-    /** Connects. `startup`: Startup's requests too. `everyEvent`: repeats too. Throws as SwitchConnection. */
-    EventSource_t(const std::string& directory, bool startup, bool everyEvent);
+    /** Connects, within the time of the options. `startup`: Startup's requests too. Throws as SwitchConnection. */
+    EventSource_t(const Options_t& options, bool startup);
 
     /** Descriptors to wait on. */
     std::vector<int> fds() const;

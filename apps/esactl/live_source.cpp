@@ -18,7 +18,7 @@ Enclosure_t LiveSource_t::fetch() {
 std::vector<EventNews_t> LiveSource_t::takeEvents() {
     try {
         if (!events_) {
-            events_ = std::make_unique<EventSource_t>(options_.directory, true, options_.everyEvent);
+            events_ = std::make_unique<EventSource_t>(options_, true);
         }
         return events_->take();
     } catch (const ToolError_t&) {

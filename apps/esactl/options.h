@@ -27,6 +27,7 @@ struct Options_t {
     int page = -1; /**< page to ask for; -1: none, send `hex` */
     bool follow = false;
     bool startup = false;
+    bool force = false; /**< led: ask for the opposite first */
     bool everyEvent = false;
     bool force = false;
     bool wait = false;

@@ -12,5 +12,11 @@ void printLines(const std::vector<std::string>& lines);
 void printJson(const Json_t& document);     /**< indented, over several lines */
 void printJsonLine(const Json_t& document); /**< on one line */
 
-/** Puts `text` in the place of `path` at once, so that nobody reads half of it. Throws ToolError_t "output". */
-void replaceFile(const std::string& path, const std::string& text);
+/** Whether `path`, as --output has it, means standard output: it is empty, or "-". */
+bool isStandardOutput(const std::string& path);
+
+/**
+ * Prints `text`, or puts it in the place of the file `path` at once, so that nobody reads half of it. Whatever else
+ * than a regular file stands there, a link too, is left alone: throws ToolError_t "output".
+ */
+void deliverText(const std::string& path, const std::string& text);

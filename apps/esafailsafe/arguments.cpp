@@ -1,8 +1,12 @@
 #include "arguments.h"
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "chassis_list.h"
 
@@ -11,6 +15,7 @@ namespace {
 constexpr long MAX_SECONDS = 3600;
 constexpr long MIN_KEY = 100;
 constexpr long MAX_KEY = 0x7FFFFFFF;
+constexpr CHAR_t MEMORY[] = "/chassis";
 
 bool readNumber(const CHAR_t* text, long least, long most, long& number) {
     CHAR_t* end = nullptr;
@@ -46,6 +51,10 @@ bool readWord(char* argv[], int& at, FailSafeArguments_t& arguments) {
         arguments.wantsVersion = true;
         return true;
     }
+    if (std::strcmp(word, "--prepare") == 0) {
+        arguments.prepare = true;
+        return true;
+    }
     if (const CHAR_t* chassis = optionValue("--chassis", argv, at); chassis != nullptr) {
         arguments.chassis = chassis;
         return true;
@@ -58,11 +67,36 @@ bool readWord(char* argv[], int& at, FailSafeArguments_t& arguments) {
         arguments.seconds = static_cast<unsigned>(seconds);
         return true;
     }
+    if (const CHAR_t* text = optionValue("--watch", argv, at); text != nullptr) {
+        return readNumber(text, 2, MAX_KEY, arguments.watched) || refuse("--watch takes the number of a process", text);
+    }
     if (word[0] == '-' || arguments.key != nullptr) {
-        return refuse("takes one key, --chassis NAME and --seconds N", word);
+        return refuse("takes one key, --chassis NAME, --seconds N, --prepare and --watch PID", word);
     }
     arguments.key = word;
     return true;
+}
+
+/** A file of one digit, opened in the program's own folder; -1 when there is no such folder or file. */
+int openMemory(int flags) {
+    const CHAR_t* folder = std::getenv("STATE_DIRECTORY");
+    std::array<CHAR_t, 256> path{};
+    if (folder == nullptr || std::strlen(folder) + sizeof(MEMORY) > path.size()) {
+        return -1;
+    }
+    (void)std::snprintf(path.data(), path.size(), "%s%s", folder, MEMORY);
+    return open(path.data(), flags | O_NOFOLLOW | O_CLOEXEC, 0640);
+}
+
+/** The chassis type last remembered; 0 for none. */
+VORAN_E_CHASSIS_t rememberedChassis() {
+    CHAR_t digit = '0';
+    const int memory = openMemory(O_RDONLY);
+    const bool known = memory >= 0 && read(memory, &digit, 1) == 1;
+    if (memory >= 0) {
+        (void)close(memory);
+    }
+    return known && findChassis(digit - '0') != nullptr ? static_cast<VORAN_E_CHASSIS_t>(digit - '0') : 0;
 }
 
 } // namespace
@@ -100,10 +134,26 @@ VORAN_E_CHASSIS_t chassisOf(const FailSafeArguments_t& arguments) {
         return 0;
     }
     const MPU_PARAMS_t* block = MPU_getMpuParams(static_cast<int>(key));
+    if (const VORAN_E_CHASSIS_t type = block == nullptr ? rememberedChassis() : 0; type != 0) {
+        (void)std::fprintf(
+            stderr, "esafailsafe: there is no parameter block of key %ld; taking the chassis of the last\n", key);
+        return type;
+    }
     if (block == nullptr) {
         (void)std::fprintf(
             stderr, "esafailsafe: there is no parameter block of key %ld; name the enclosure by --chassis\n", key);
         return 0;
     }
     return block->chassisType;
+}
+
+void rememberChassis(VORAN_E_CHASSIS_t type) {
+    if (type == rememberedChassis()) {
+        return;
+    }
+    const std::array<CHAR_t, 2> line{static_cast<CHAR_t>('0' + type), '\n'};
+    if (const int memory = openMemory(O_WRONLY | O_CREAT); memory >= 0) {
+        (void)!write(memory, line.data(), line.size()); // on a full disk the block still has it
+        (void)close(memory);
+    }
 }

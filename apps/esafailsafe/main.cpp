@@ -1,4 +1,7 @@
-/** Puts an enclosure that nobody manages into a safe state: run whenever the adapter has ended, and by hand. */
+/**
+ * Puts an enclosure that nobody manages into a safe state: run whenever the adapter has ended, and by hand. Also gets
+ * it ready for the adapter's start.
+ */
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -6,6 +9,7 @@
 #include "arguments.h"
 #include "failsafe.h"
 #include "version.h"
+#include "watch.h"
 
 namespace {
 
@@ -15,7 +19,7 @@ constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
 
 constexpr CHAR_t HELP[] =
-    "usage: esafailsafe KEY | --chassis NAME [--seconds N]\n"
+    "usage: esafailsafe KEY | --chassis NAME [--seconds N] [--prepare]\n"
     "\n"
     "Puts every fan of an enclosure to full speed, for when nobody manages it: the service manager runs it whenever "
     "the\n"
@@ -24,17 +28,24 @@ constexpr CHAR_t HELP[] =
     "  KEY             key of the parameter block, which says what the chassis is\n"
     "  --chassis NAME  %s\n"
     "  --seconds N     how long a bus that does not answer is tried again: 0 to 3600 (15)\n"
+    "  --prepare       instead, before the adapter starts: put out the drive LEDs that it would take for dark, and\n"
+    "                  remember the chassis, for a time when the block is gone\n"
+    "  --watch PID     instead, beside an adapter: when it had no answer from the bus and the bus answers later, full\n"
+    "                  speed, and an end of the adapter, for the service manager to start it again\n"
     "\n"
     "Exit status: 0 all fans at full speed, or no chassis to look after; 1 the bus did not answer; 2 wrong use, or no\n"
     "parameter block.\n";
 
-int report(FailSafe_e result, const Chassis_t& chassis, unsigned seconds) {
+int report(FailSafe_e result, const Chassis_t& chassis, const FailSafeArguments_t& arguments) {
+    const unsigned seconds = arguments.seconds;
     switch (result) {
     case FAIL_SAFE_E_DONE:
-        (void)std::printf("every fan of %s is at full speed\n", chassis.typeName);
+        if (!arguments.prepare) {
+            (void)std::printf("every fan of %s is at full speed\n", chassis.typeName);
+        }
         return EXIT_DONE;
     case FAIL_SAFE_E_NO_DEVICE:
-        (void)std::fprintf(stderr, "esafailsafe: %s cannot be opened: %s; tried for %u s, the fans are as they were\n",
+        (void)std::fprintf(stderr, "esafailsafe: %s cannot be opened: %s; tried for %u s, the enclosure is as it was\n",
                            DEVICE, std::strerror(errno), seconds);
         return EXIT_FAILED;
     case FAIL_SAFE_E_NO_ANSWER:
@@ -72,5 +83,13 @@ int main(int argc, char* argv[]) {
         (void)std::puts("no chassis to look after");
         return EXIT_DONE;
     }
-    return report(failSafe(chassis, DEVICE, arguments.seconds), chassis, arguments.seconds);
+    if (arguments.watched != 0) {
+        watchAdapter(chassis, DEVICE, static_cast<pid_t>(arguments.watched));
+        return EXIT_DONE;
+    }
+    if (arguments.prepare) {
+        rememberChassis(type);
+    }
+    const Attempt_t work = arguments.prepare ? prepareOnce : failSafeOnce;
+    return report(failSafe(chassis, DEVICE, arguments.seconds, work), chassis, arguments);
 }

@@ -100,7 +100,7 @@ std::string ledText(const MMCH_t& header) {
 std::string startupText(const MMCH_t& header) {
     switch (U32_t{header.opcode.request.type}) {
     case SUS_E_MMSG_NOTIFY_INIT_COMPLETE:
-        return "initialisation complete";
+        return "initialisation complete, earlier causes are void";
     case SUS_E_MMSG_CHANGE_LED_COLOR:
         return ledText(header);
     case SUS_E_MMSG_SEND_EMAIL_NOTIFICATION:

@@ -32,7 +32,8 @@ struct Visitor_t {
 
 /** Whom a message came from; what is shared out evenly is shared out by these. */
 struct Origin_t {
-    std::uint64_t connection; /**< number that no other connection of this switch has had */
+    std::uint64_t
+        connection; /**< number that no other connection has had; 0 for each of the adapter's, which are one row */
     Visitor_t visitor;
 };
 

@@ -220,7 +220,9 @@ void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission
     // Room for a whole queue: what was kept while nobody was there must not get lost at the moment of connection.
     const std::size_t limit =
         std::max<std::size_t>(MSM_K_OUTPUT_LIMIT, std::size_t{options_.queueLimit} * MMSG_K_MAX_SIZE);
-    connections_[index] = std::make_unique<Connection_t>(descriptor, door, admission, Origin_t{++arrived_, visitor},
+    // What an adapter has told must not come behind what its successor tells.
+    const std::uint64_t row = isAdapter ? 0 : ++arrived_;
+    connections_[index] = std::make_unique<Connection_t>(descriptor, door, admission, Origin_t{row, visitor},
                                                          Mailbox_t(limit, isAdapter ? &adapterPace_ : nullptr));
     Connection_t& connection = *connections_[index];
     connection.taken = now_;

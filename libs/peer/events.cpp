@@ -164,7 +164,7 @@ std::optional<Event_t> decodeStartupRequest(const MMCH_t& header) {
         event.text = "asks Startup to send its notification e-mail: a new fault has arisen";
     } else if (event.id == SUS_E_MMSG_NOTIFY_INIT_COMPLETE) {
         event.name = "init-complete";
-        event.text = "tells Startup that the adapter is up";
+        event.text = "tells Startup that the adapter is up: no fault cause is known to it, whatever was told before";
     } else {
         event.name = "unknown";
         event.text = "request " + std::to_string(event.id) + " to Startup";

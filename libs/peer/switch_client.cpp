@@ -1,5 +1,6 @@
 #include "switch_client.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -32,8 +33,13 @@ std::string whoMay(const std::string& path) {
            " USER) and log in again";
 }
 
-int connectTo(const std::string& path) {
-    const UnixSocket_t socket = unixConnect(path);
+std::chrono::milliseconds left(Deadline_t deadline) {
+    const auto time = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock_t::now());
+    return std::max(time, std::chrono::milliseconds(1)); // 0 would mean without end
+}
+
+int connectTo(const std::string& path, Deadline_t deadline) {
+    const UnixSocket_t socket = unixConnect(path, left(deadline));
     switch (socket.failed) {
     case UnixStep_e::NONE:
         return socket.descriptor;
@@ -45,6 +51,9 @@ int connectTo(const std::string& path) {
     default:
         if (errno == EACCES) {
             throw noSwitchError("permission denied at '" + path + "': " + whoMay(path));
+        }
+        if (errno == EAGAIN) {
+            throw noAnswerError("the switch at '" + path + "' took no connection in time");
         }
         throw noSwitchError("no switch at '" + path + "' (" + std::strerror(errno) +
                             "); start it or name its directory with --directory");
@@ -66,8 +75,8 @@ U8_t takeGreeting(SwitchConnection_t& connection, Deadline_t deadline) {
 
 } // namespace
 
-SwitchConnection_t::SwitchConnection_t(const std::string& directory, const std::string& name)
-    : path_(name.starts_with('/') ? name : directory + "/" + name), fd_(connectTo(path_)) {}
+SwitchConnection_t::SwitchConnection_t(const std::string& directory, const std::string& name, Deadline_t deadline)
+    : path_(name.starts_with('/') ? name : directory + "/" + name), fd_(connectTo(path_, deadline)) {}
 
 SwitchConnection_t::~SwitchConnection_t() {
     close(fd_);
@@ -75,6 +84,9 @@ SwitchConnection_t::~SwitchConnection_t() {
 
 void SwitchConnection_t::send(std::span<const U8_t> message) {
     if (!sendWhole(fd_, message)) {
+        if (errno == EAGAIN) {
+            throw noAnswerError("the switch at '" + path_ + "' took no message in time");
+        }
         throw noSwitchError("the switch at '" + path_ + "' has gone away: " + std::strerror(errno));
     }
 }
@@ -138,5 +150,5 @@ void waitReadable(std::span<const int> fds, Deadline_t deadline) {
 }
 
 PeerConnection_t::PeerConnection_t(const std::string& directory, Deadline_t deadline, const PeerDoor_t& door)
-    : connection_(directory, door.socket),
+    : connection_(directory, door.socket, deadline),
       endpointId_(door.endpoint ? *door.endpoint : takeGreeting(connection_, deadline)) {}

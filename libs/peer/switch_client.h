@@ -19,17 +19,21 @@ inline const MMCH_t& messageHeader(const Message_t& message) {
 class SwitchConnection_t {
 public:
     /**
-     * Connects to the switch's socket `name` in `directory`. Throws ToolError_t "no-switch" when nobody listens there
-     * and "usage" when the path is too long for a socket address.
+     * Connects to the switch's socket `name` in `directory`, until `deadline` at most; a later send waits no longer
+     * than was left then. Throws ToolError_t "no-switch" when nobody listens there, "no-answer" when the connection is
+     * not taken in time and "usage" when the path is too long for a socket address.
      */
-    SwitchConnection_t(const std::string& directory, const std::string& name);
+    SwitchConnection_t(const std::string& directory, const std::string& name, Deadline_t deadline);
     ~SwitchConnection_t();
     SwitchConnection_t(const SwitchConnection_t&) = delete;
     SwitchConnection_t& operator=(const SwitchConnection_t&) = delete;
 
     int fd() const { return fd_; }
 
-    /** Sends a whole message. Throws ToolError_t "no-switch" when the switch has gone away. */
+    /**
+     * Sends a whole message. Throws ToolError_t "no-switch" when the switch has gone away, "no-answer" when it does not
+     * read.
+     */
     void send(std::span<const U8_t> message);
 
     /**

@@ -38,10 +38,13 @@ struct Device_t {
     Identity_t identity;
     const I2cBus_t* bus; /**< nullptr: no transfers, for the reason `error` */
     int error;
-    bool ours; /**< the enclosure's bus */
+    bool ours;   /**< the enclosure's bus */
+    bool master; /**< its lock is held */
     std::int64_t retryMs;
 };
-Device_t device{-1, {}, nullptr, 0, false, 0};
+Device_t device{-1, {}, nullptr, 0, false, false, 0};
+
+bool answered = false; /**< some transfer of this process was carried out */
 
 bool identify(int fd, Identity_t& identity) {
     struct stat node;
@@ -78,16 +81,18 @@ const I2cBus_t* kindOf(int fd) {
 }
 
 /** The lock belongs to the open device, not to the process: it lives as long as the descriptor and its duplicates. */
-bool setLock(int fd, short kind) {
-    struct flock whole {};
-    whole.l_type = kind;
-    whole.l_whence = SEEK_SET;
-    return fcntl(fd, F_OFD_SETLK, &whole) == 0;
+bool setLock(int fd, int which, short kind) {
+    struct flock byte {};
+    byte.l_type = kind;
+    byte.l_whence = SEEK_SET;
+    byte.l_start = which;
+    byte.l_len = 1;
+    return fcntl(fd, F_OFD_SETLK, &byte) == 0;
 }
 
 bool lockDevice(int fd, std::int64_t patienceMs) {
     const std::int64_t deadlineMs = monotonicMs() + patienceMs;
-    while (!setLock(fd, F_WRLCK)) {
+    while (!setLock(fd, BUS_LOCK_MASTER, F_WRLCK)) {
         if ((errno != EAGAIN && errno != EACCES) || monotonicMs() >= deadlineMs) {
             errno = errno == EACCES || errno == EAGAIN ? EBUSY : errno;
             return false;
@@ -106,7 +111,7 @@ const I2cBus_t* takeOver(int fd, std::int64_t patienceMs) {
     }
     if (!bus->takeOver(fd)) {
         const int cause = errno;
-        (void)setLock(fd, F_UNLCK); // the next try comes with another descriptor
+        (void)setLock(fd, BUS_LOCK_MASTER, F_UNLCK); // the next try comes with another descriptor
         errno = cause;
         return nullptr;
     }
@@ -135,6 +140,7 @@ void refuse(int error) {
 
 void accept(const I2cBus_t* bus) {
     device.bus = bus;
+    device.master = device.ours;
     device.error = 0;
     bus->begin();
     busForgetHealth();
@@ -191,7 +197,7 @@ void reopen(int fd) {
 /** A descriptor number that is new here, or has another device than before. */
 void meet(int fd, const Identity_t& identity) {
     const bool gone = hungUp(fd);
-    device = {fd, identity, nullptr, 0, gone || isBusDevice(identity), 0};
+    device = {fd, identity, nullptr, 0, gone || isBusDevice(identity), false, 0};
     if (gone) { // before the first transfer: nothing but the bus is given to us, so it is looked for by its name
         letGo(fd);
         return;
@@ -205,6 +211,20 @@ void meet(int fd, const Identity_t& identity) {
     } else {
         device.error = errno;
     }
+}
+
+/** The lock again, which was let go because nobody answered. */
+bool isMaster(int fd) {
+    if (!device.ours || device.master) {
+        return true;
+    }
+    device.master = lockDevice(fd, LOCK_PATIENCE_MS);
+    if (!device.master) {
+        refuse(EBUSY);
+        device.retryMs = monotonicMs() + RETRY_INTERVAL_MS;
+        errno = EBUSY;
+    }
+    return device.master;
 }
 
 } // namespace
@@ -222,8 +242,13 @@ const I2cBus_t* busOf(int fd) {
     }
     if (device.bus == nullptr) {
         errno = device.error;
+        return nullptr;
     }
-    return device.bus;
+    return isMaster(fd) ? device.bus : nullptr;
+}
+
+void busNoteAnswer() {
+    answered = true;
 }
 
 void busNoteFailure(int fd, int error) {
@@ -234,5 +259,9 @@ void busNoteFailure(int fd, int error) {
         letGo(fd);
     } else if (error != ENXIO && error != EREMOTEIO) { // a refusal comes from a bus that is alive
         reopen(fd);
+    }
+    if (device.bus != nullptr && !answered) {
+        (void)setLock(fd, BUS_LOCK_UNANSWERED, F_WRLCK);
+        device.master = !setLock(fd, BUS_LOCK_MASTER, F_UNLCK);
     }
 }

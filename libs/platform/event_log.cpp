@@ -94,7 +94,10 @@ template <std::size_t CAPACITY>
     const char* end = putRecord(text + 1, record);
     const std::span<CHAR_t> line{text + 1, static_cast<std::size_t>(end - text - 1)};
     if (!keepLine(line, params)) {
-        writeToStandardError({line.data(), line.size()});
+        // In the journal on a line of its own, whatever the process has printed before.
+        const std::size_t lineEnds = journalListens() ? 1 : 0;
+        text[0] = '\n';
+        writeToStandardError({line.data() - lineEnds, line.size() + lineEnds});
     }
 }
 

@@ -32,6 +32,8 @@ void noteOutcome(int fd, U8_t i2cAddr, int error, std::int64_t startMs) {
     }
     if (error != 0) {
         busNoteFailure(fd, error);
+    } else {
+        busNoteAnswer();
     }
 }
 

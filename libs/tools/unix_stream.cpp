@@ -2,14 +2,25 @@
 
 #include <array>
 #include <cerrno>
+#include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace {
 
 using Attach_t = int (*)(int, const sockaddr*, socklen_t);
 
+/** A blocking send or connect gives up after `patience`; 0: never. */
+void limitWaiting(int descriptor, std::chrono::milliseconds patience) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(patience);
+    timeval limit{};
+    limit.tv_sec = static_cast<time_t>(seconds.count());
+    limit.tv_usec = static_cast<suseconds_t>(std::chrono::microseconds(patience - seconds).count());
+    (void)::setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
+
 /** Makes a socket of `type` and gives it to `attach` (connect or bind) with the address of `path`. */
-UnixSocket_t openSocket(const std::string& path, int type, Attach_t attach) {
+UnixSocket_t openSocket(const std::string& path, int type, Attach_t attach, std::chrono::milliseconds patience = {}) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() > UNIX_K_MAX_PATH) {
@@ -20,6 +31,7 @@ UnixSocket_t openSocket(const std::string& path, int type, Attach_t attach) {
     if (descriptor < 0) {
         return {-1, UnixStep_e::SOCKET};
     }
+    limitWaiting(descriptor, patience);
     if (attach(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int reason = errno;
         (void)::close(descriptor);
@@ -39,8 +51,8 @@ int callBind(int descriptor, const sockaddr* address, socklen_t size) {
 
 } // namespace
 
-UnixSocket_t unixConnect(const std::string& path) {
-    return openSocket(path, SOCK_STREAM | SOCK_CLOEXEC, callConnect);
+UnixSocket_t unixConnect(const std::string& path, std::chrono::milliseconds patience) {
+    return openSocket(path, SOCK_STREAM | SOCK_CLOEXEC, callConnect, patience);
 }
 
 bool unixHasListener(const std::string& path) {

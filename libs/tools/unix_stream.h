@@ -1,6 +1,7 @@
 /** UNIX stream sockets, and the messages of the message switch on them. */
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <span>
 #include <string>
@@ -27,8 +28,11 @@ struct UnixSocket_t {
     UnixStep_e failed = UnixStep_e::NONE;
 };
 
-/** Connects to whoever listens at `path`. */
-[[nodiscard]] UnixSocket_t unixConnect(const std::string& path);
+/**
+ * Connects to whoever listens at `path`. Where connections queue up, waits for at most `patience`, and so does each
+ * send afterwards, with errno EAGAIN when it is over; 0: for as long as it takes.
+ */
+[[nodiscard]] UnixSocket_t unixConnect(const std::string& path, std::chrono::milliseconds patience = {});
 
 /**
  * Listens at `path`, which must not exist yet; accept() on it never blocks. At most `backlog` connections wait to be
@@ -39,7 +43,7 @@ struct UnixSocket_t {
 /** Whether a process listens at `path`, found out without waiting for it. errno says why not. */
 [[nodiscard]] bool unixHasListener(const std::string& path);
 
-/** Sends all of `bytes`, waiting as long as the peer does not read. False with errno set when it is gone. */
+/** Sends all of `bytes`, waiting while the peer does not read. False with errno set; EAGAIN: it has waited enough. */
 [[nodiscard]] bool sendWhole(int descriptor, std::span<const U8_t> bytes);
 
 /** One whole message, header included, as long as its mmsg_length says. */

@@ -4,6 +4,7 @@ import contextlib
 import glob
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys

@@ -474,7 +474,7 @@ class PackageTest(unittest.TestCase):
                     self.assertIn("activate-noawait ldconfig", file.read())
                 with open(os.path.join(control, "shlibs"), encoding="utf-8") as file:
                     self.assertIn(f"libesaplatform 1 esa (>= {VERSION})", file.read())
-                for script in ("postinst", "prerm", "postrm"):
+                for script in ("preinst", "postinst", "prerm", "postrm"):
                     self.assertEqual(0o755, os.stat(os.path.join(control, script)).st_mode & 0o777)
 
     def test_deb_holds_what_is_installed(self):
@@ -557,6 +557,22 @@ class PackageTest(unittest.TestCase):
             calls = self.calls(work)
             self.assertIn("systemctl try-restart msm.service esa.service", calls)
             self.assertLess(calls.index("systemctl daemon-reload"), calls.index("systemctl try-restart msm.service esa.service"))
+
+    def test_deb_starts_what_is_enabled_when_it_is_installed_again(self):
+        with stage.prepared(), tempfile.TemporaryDirectory() as work:
+            if not stage.is_own():
+                self.skipTest("the services of this machine would be meant")
+            os.makedirs("/run/systemd/system")
+            environment = {**os.environ, "PATH": self.stand_ins(work) + ":" + os.environ["PATH"]}
+            scripts = os.path.join(SOURCE, "packaging", "debian", "adapter")
+            for words, starts in ((("install",), False), (("upgrade", "1.2"), False), (("install", "1.2"), True)):
+                output("sh", os.path.join(scripts, "preinst"), *words, env=environment)
+                output("sh", os.path.join(scripts, "postinst"), "configure", *words[1:], env=environment)
+                calls = self.calls(work)
+                self.assertEqual(starts, "systemctl start esa.service" in calls, words)
+                self.assertEqual(starts, "systemctl start msm.service" in calls, words)
+            output("sh", os.path.join(scripts, "postinst"), "configure", "1.2", env=environment)
+            self.assertEqual(1, self.calls(work).count("systemctl start esa.service"), "once")
 
     @staticmethod
     def stand_ins(root):

@@ -247,6 +247,14 @@ void SystemTest::startAdapter(const std::vector<std::string>& arguments) {
     }
 }
 
+RunResult SystemTest::runOnBus(const std::string& program, const std::vector<std::string>& arguments) const {
+    std::vector<std::string> command = {ESA_OWN_DEV, directory + "/dev", directory + "/enc-0"};
+    for (const std::string& word : programCommand(program, arguments)) {
+        command.push_back(word);
+    }
+    return run(command);
+}
+
 std::string SystemTest::simulator(const std::string& command) const {
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_un address = addressOf(directory + "/control");

@@ -69,6 +69,9 @@ protected:
     void startAdapter(const std::vector<std::string>& arguments);
     void startAdapter() { startAdapter({std::to_string(key)}); }
 
+    /** Runs a program that opens the simulator's bus by its usual name. */
+    testsupport::RunResult runOnBus(const std::string& program, const std::vector<std::string>& arguments) const;
+
     /** Gives the simulator a command; its reply without the last line. */
     std::string simulator(const std::string& command) const;
     nlohmann::json world() const { return nlohmann::json::parse(simulator("show --json")); }

@@ -1,9 +1,12 @@
 #include "core/i2c.h"
 
+#include <cerrno>
+
 #include "core/operation.h"
 #include "platform.h"
 
 U32_t esaFailedTransfers = 0;
+U32_t esaRefusedTransfers = 0;
 
 namespace {
 
@@ -12,6 +15,7 @@ ESA_CODE_e outcome(int result) {
         return ESA_E_OK;
     }
     ++esaFailedTransfers;
+    esaRefusedTransfers += errno == ENXIO || errno == EREMOTEIO ? 1U : 0U; // bus adapters differ in what they say
     return ESA_E_GENERR;
 }
 

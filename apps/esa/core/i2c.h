@@ -13,6 +13,8 @@ ESA_CODE_e esaReadI2CData(U8_t i2cAddr, U8_t regAddr, U8_t* readDataPtr, int dat
 
 /** Transfers that failed so far, wherever their results went: for who has to know whether all was done. */
 extern U32_t esaFailedTransfers;
+/** Those of them that no device acknowledged: nobody is there. */
+extern U32_t esaRefusedTransfers;
 
 /**
  * Reads one byte whether the bus is marked usable or not, and marks it usable when the device answers. Returns

@@ -146,6 +146,7 @@ constexpr Chassis_t chenbroChassis = {
     .processPollTimeout = chenbroEsaProcessPollTimeout,
     .supplyChecks = SUPPLY_CHECKS,
     .isManaged = true,
+    .mayMissBackplanes = true,
     .fanReadSpeed = fanReadSpeed,
     .policyLoadPwm = chenbroW83782dFanLoadPwm,
     .controlLoadPwm = chenbroW83782dFanLoadPwm,

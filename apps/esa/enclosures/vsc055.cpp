@@ -61,6 +61,12 @@ void lampTest() {
     lampTestStep(0xFF);
 }
 
+/** The lamp test leaves LEDs 8 to 15 as an earlier life has lit them, and the start then takes them for dark. */
+void putOutDriveLeds() {
+    constexpr U8_t ALL_OUT = 0xFF;
+    vsc055SetPort(esaControl.i2cAddressVsc055, LED_PORT_8_TO_15, ALL_OUT);
+}
+
 void initAlarm() {
     drivePowerPort(POWER_PORT_ENABLE, true);
     vsc055ChangeShadow(POWER_PORT, SUPPLY_ALARM_CLEAR, true);
@@ -204,6 +210,7 @@ constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t tac
         .pollAlarm = pollAlarm,
         .setDriveFaultLed = esaVsc055SetDriveFaultLED,
         .clearDriveFaultLed = esaVsc055ClearDriveFaultLED,
+        .putOutDriveLeds = putOutDriveLeds,
     };
 }
 

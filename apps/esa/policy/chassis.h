@@ -22,13 +22,18 @@ struct ChassisDimensions_t {
 
 /** The counts of a type. */
 constexpr ChassisDimensions_t esaDimensionsOf(VORAN_E_CHASSIS_e type) {
-    switch (type) {
+    constexpr struct {
+        VORAN_E_CHASSIS_e type;
+        ChassisDimensions_t dimensions;
+    } COUNTS[] = {
 #define CHASSIS(number, constant, name, blockName, title, voltage, redundancy, drives, supplies, fans, sensors, ...)   \
-    case VORAN_E_CHASSIS_##constant:                                                                                   \
-        return {.devices = drives, .powerSupplies = supplies, .coolings = fans, .temperatureSensors = sensors};
+    {VORAN_E_CHASSIS_##constant, {5, drives, supplies, fans, sensors, 1}},
 #include "chassis_list.def"
-    case VORAN_E_CHASSIS_NONE:
-        break;
+    };
+    for (const auto& entry : COUNTS) {
+        if (entry.type == type) {
+            return entry.dimensions;
+        }
     }
     return {};
 }
@@ -54,6 +59,8 @@ struct Chassis_t {
 
     /** Whether there are fans and an alarm to look after. */
     bool isManaged = false;
+    /** Whether fans sit on backplanes of their own, of which some may be missing. */
+    bool mayMissBackplanes = false;
 
     /** VSC055 tachometers: pulses-per-revolution divisor (0: the chassis has none) and speed configuration. */
     U8_t tachometerDivisor = 0;
@@ -96,6 +103,9 @@ struct Chassis_t {
     /** Fault LED of a drive, 0 when done. */
     S32_t (*setDriveFaultLed)(S32_t drive) = [](S32_t) { return S32_t{0}; };
     S32_t (*clearDriveFaultLed)(S32_t drive) = [](S32_t) { return S32_t{0}; };
+    /** For before the start: puts out the fault LEDs that an earlier life may have left lit, all that init() does not.
+     */
+    void (*putOutDriveLeds)() = [] {};
     /** 0 when the drive is present; slots that cannot be sensed count as occupied. */
     S32_t (*isDrivePresent)(S32_t drive) = [](S32_t) { return S32_t{0}; };
 };

@@ -2,6 +2,7 @@
 #include "chips/lm75.h"
 #include "chips/vsc055.h"
 #include "core/operation.h"
+#include "policy/chassis.h"
 #include "policy/composite_fault.h"
 #include "policy/poll.h"
 

@@ -24,7 +24,8 @@ public:
         world().drives.resize(DRIVES);
         world().supplies.resize(1);
         world().fans.resize(1, Fan_t{.maxRpm = MAX_RPM});
-        world().sensors.resize(1, Sensor_t{.address = SENSOR});
+        world().sensors.resize(1);
+        world().sensors[0].address = SENSOR;
         powerOn();
     }
 

@@ -88,6 +88,7 @@ TEST_F(Completion, RequestsAndOptions) {
     EXPECT_EQ(offered("--chassis q"), "quadra\n");
     EXPECT_EQ(offered("--directory /et"), "/etc\n");
     EXPECT_EQ(offered("events --f"), "--follow\n");
+    EXPECT_EQ(offered("led all off --fo"), "--force\n");
 }
 
 TEST_F(Completion, FishAsksTheProgramToo) {

@@ -2,6 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include "fake_switch.h"
 #include "json_value.h"
 
@@ -71,6 +76,27 @@ TEST(Errors, NoSwitchIsTwo) {
         all.insert(all.end(), args.begin(), args.end());
         expectError(esactl(all), 2, "no-switch", "no switch at '/nonexistent/");
     }
+}
+
+TEST(Errors, SwitchThatTakesNoConnectionIsGivenUpInTime) {
+    // Nobody accepts, and the queue is full.
+    char folder[] = "/tmp/esactl-full.XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    (std::string(folder) + "/peer").copy(address.sun_path, sizeof address.sun_path - 1);
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 0), 0);
+    const int waiting = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(connect(waiting, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const auto start = std::chrono::steady_clock::now();
+    expectError(esactl({"--directory", folder, "--timeout", "0.3", "status", "--json"}), 2, "no-answer",
+                "took no connection in time");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+    close(waiting);
+    close(listener);
+    std::filesystem::remove_all(folder);
 }
 
 TEST(Errors, NoAnswerWithinTheTimeoutIsTwo) {

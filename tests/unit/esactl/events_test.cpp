@@ -117,7 +117,8 @@ TEST(Events, UnknownEventIsShownByNumber) {
 }
 
 TEST(Events, StartupRequests) {
-    EXPECT_EQ(textOf(startupMessage(12, 1, 0, 0)), "tells Startup that the adapter is up");
+    EXPECT_EQ(textOf(startupMessage(12, 1, 0, 0)),
+              "tells Startup that the adapter is up: no fault cause is known to it, whatever was told before");
     EXPECT_EQ(textOf(startupMessage(12, 14, 2, 2)), "asks Startup to switch the composite fault LED on");
     EXPECT_EQ(textOf(startupMessage(12, 14, 2, 1)), "asks Startup to switch the composite fault LED off");
     EXPECT_EQ(decoded(startupMessage(12, 16, 0, 0)).name, "email-notification");

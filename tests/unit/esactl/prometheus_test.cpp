@@ -1,11 +1,14 @@
 /** esactl status --format prometheus: the text whole, the format's own rules, and promtool where it is installed. */
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <regex.h>
 #include <set>
 #include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "fake_switch.h"
 
@@ -196,6 +199,52 @@ TEST(Prometheus, OutputFileIsReplacedWhole) {
     EXPECT_EQ(net.esactl({"--timeout", "0.2", "status", "--format", "prometheus", "--output", path}).ending.exitCode,
               2);
     EXPECT_THAT(fileText(path), testing::EndsWith("esa_up 0\n"));
+}
+
+TEST(Output, WhateverIsNoRegularFileIsLeftAlone) {
+    FakeSwitch_t net;
+    net.serve(smallConfiguration(), smallStatus());
+    const std::string target = net.directory() + "/target";
+    const std::string link = net.directory() + "/link";
+    const std::string pipe = net.directory() + "/pipe";
+    std::ofstream(target) << "mine";
+    ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& path : {link, pipe, net.directory(), std::string("/dev/null")}) {
+        const testsupport::RunResult result = net.esactl({"status", "--output", path});
+        EXPECT_EQ(result.ending.exitCode, 1) << path;
+        EXPECT_EQ(result.err, "esactl: cannot write '" + path +
+                                  "': it is no regular file; give another name, or - for standard output\n");
+    }
+    EXPECT_EQ(fileText(target), "mine");
+    struct stat status {};
+    ASSERT_EQ(lstat(link.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
+    ASSERT_EQ(stat("/dev/null", &status), 0);
+    EXPECT_TRUE(S_ISCHR(status.st_mode));
+}
+
+TEST(Output, DashIsStandardOutput) {
+    FakeSwitch_t net;
+    net.serve(smallConfiguration(), smallStatus());
+    const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus", "--output", "-"});
+    EXPECT_THAT(result.out, testing::HasSubstr("esa_up 1\n"));
+    EXPECT_NE(access("-", F_OK), 0);
+}
+
+TEST(Output, ReplacedFileKeepsItsPermissionsAndLeavesNothingBeside) {
+    FakeSwitch_t net;
+    net.serve(smallConfiguration(), smallStatus());
+    const std::string folder = net.directory() + "/kept";
+    const std::string path = folder + "/esa.prom";
+    ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+    std::ofstream(path) << "old";
+    ASSERT_EQ(chmod(path.c_str(), 0604), 0);
+    EXPECT_EQ(net.esactl({"status", "--output", path}).ending.exitCode, 0);
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0604U);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
 }
 
 TEST(Prometheus, OutputFileThatCannotBeWrittenIsSaid) {

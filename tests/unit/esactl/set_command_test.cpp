@@ -83,6 +83,21 @@ TEST_F(SetCommand, LedAll) {
                                                  SUPPLIES + COOLING + TEMPERATURES + ALARM);
 }
 
+TEST_F(SetCommand, ForcedLedIsSetTheOtherWayFirst) {
+    EXPECT_EQ(pageOf({"led", "0", "off", "--force"}), std::string(HEADER) +
+                                                          "00000000"
+                                                          "00000000"
+                                                          "00000004" +
+                                                          SUPPLIES + COOLING + TEMPERATURES + ALARM);
+    EXPECT_EQ(result_.out, "slot00: fault LED off\n");
+    const std::vector<Bytes_t> requests = net_.requests(29);
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_THAT(toHex(requests.front()), testing::HasSubstr("0200003800000007"
+                                                            "00000000"
+                                                            "00000004"
+                                                            "00000004"));
+}
+
 TEST_F(SetCommand, LedOnAnEmptySlot) {
     Bytes_t status = smallStatus();
     status[12] = 5; // slot 0 not installed

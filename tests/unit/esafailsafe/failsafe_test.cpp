@@ -1,5 +1,9 @@
 #include "failsafe.h"
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
 #include <gmock/gmock.h>
 
 #include "arguments.h"
@@ -52,6 +56,41 @@ TEST_F(FailSafe, LaterAttemptThatSucceedsIsEnough) {
     EXPECT_TRUE(once(3));
 }
 
+TEST_F(FailSafe, MissingBackplaneIsNoFailureAsLongAsAnotherAnswers) {
+    fakeBus.failDevice(0x29);
+    fakeBus.failDevice(0x2B);
+    EXPECT_TRUE(once(4));
+    EXPECT_EQ(fakeBus.takeTransfers(), (Lines{"W 28 5B FF", "W 28 5A FF", "W 29 5B FF !", "W 29 5B FF !", "W 2A 5B FF",
+                                              "W 2B 5B FF !", "W 2B 5B FF !", "W 2B 5A FF !", "W 2B 5A FF !"}))
+        << "asked twice: a refusal may have been a disturbance";
+    fakeBus.failDevice(0x28);
+    fakeBus.failDevice(0x2A);
+    EXPECT_FALSE(once(4)) << "nobody is there";
+}
+
+TEST_F(FailSafe, BackplaneThatHangsIsAFailure) {
+    fakeBus.failRegister(0x29, 0x5B);
+    EXPECT_FALSE(once(4));
+}
+
+TEST_F(FailSafe, OneChipThatIsMissingIsAFailureWhereThereIsNoOther) {
+    for (const int type : {2, 3, 5, 6}) {
+        fakeBus.failDevice(type == 2 ? 0x63 : type == 6 ? 0x28 : 0x41);
+        EXPECT_FALSE(once(type)) << type;
+        fakeBus.heal();
+    }
+}
+
+TEST_F(FailSafe, PreparationPutsOutTheLedsThatTheStartLeavesLit) {
+    const FullSpeed_t rows[] = {{2, {}}, {3, {"W 41 07 FF"}}, {4, {}}, {5, {"W 41 07 FF"}}, {6, {}}};
+    for (const FullSpeed_t& row : rows) {
+        EXPECT_TRUE(prepareOnce(chassis(row.type), 99)) << row.type;
+        EXPECT_EQ(fakeBus.takeTransfers(), row.transfers) << row.type;
+    }
+    fakeBus.failDevice(0x41);
+    EXPECT_FALSE(prepareOnce(chassis(5), 99));
+}
+
 TEST_F(FailSafe, SendsNobodyAMessage) {
     EXPECT_TRUE(once(2));
     EXPECT_TRUE(takeMessages().empty());
@@ -98,6 +137,8 @@ TEST(FailSafeArguments, KeyOrChassisButNotBoth) {
         {{"100", "--seconds", "soon"}, false},
         {{"100", "--seconds"}, false},
         {{"--chassis"}, false},
+        {{"--prepare", "100"}, true},
+        {{"--prepare"}, false},
         {{"--now"}, false},
     };
     for (const Words_t& row : rows) {
@@ -114,6 +155,43 @@ TEST(FailSafeArguments, ChassisGoesByEitherOfItsNames) {
         arguments.chassis = name;
         EXPECT_EQ(int{chassisOf(arguments)}, type) << name;
     }
+}
+
+/** A folder for what is remembered, as the service manager gives it. */
+class FailSafeMemory : public testing::Test {
+protected:
+    FailSafeMemory() {
+        EXPECT_NE(mkdtemp(folder_.data()), nullptr);
+        setenv("STATE_DIRECTORY", folder_.c_str(), 1);
+        arguments_.key = "1999999999"; // nobody's block
+    }
+    ~FailSafeMemory() override {
+        unsetenv("STATE_DIRECTORY");
+        std::filesystem::remove_all(folder_);
+    }
+
+    std::string folder_ = "/tmp/esafailsafe.XXXXXX";
+    FailSafeArguments_t arguments_;
+};
+
+TEST_F(FailSafeMemory, RememberedChassisTakesThePlaceOfABlockThatIsGone) {
+    EXPECT_EQ(int{chassisOf(arguments_)}, 0) << "nothing is remembered yet";
+    rememberChassis(VORAN_E_CHASSIS_CHENBRO_3U16ATX);
+    EXPECT_EQ(int{chassisOf(arguments_)}, 4);
+    rememberChassis(VORAN_E_CHASSIS_XYRATEX_2U12ATX);
+    EXPECT_EQ(int{chassisOf(arguments_)}, 2);
+    unsetenv("STATE_DIRECTORY");
+    EXPECT_EQ(int{chassisOf(arguments_)}, 0) << "by hand there is no memory";
+    rememberChassis(VORAN_E_CHASSIS_NONE);
+}
+
+TEST_F(FailSafeMemory, WhatIsNoChassisOrALinkIsNotBelieved) {
+    std::ofstream(folder_ + "/chassis") << "7\n";
+    EXPECT_EQ(int{chassisOf(arguments_)}, 0);
+    std::ofstream(folder_ + "/elsewhere") << "5\n";
+    std::filesystem::remove(folder_ + "/chassis");
+    std::filesystem::create_symlink(folder_ + "/elsewhere", folder_ + "/chassis");
+    EXPECT_EQ(int{chassisOf(arguments_)}, 0);
 }
 
 TEST(FailSafeArguments, KeyBelow100OrNoNumberIsRefused) {

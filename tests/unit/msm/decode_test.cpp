@@ -42,14 +42,15 @@ std::string line(const Bytes& bytes, std::uint8_t sender) {
 
 TEST(DecodeLineTest, SaysWhoToWhomHowLongAndWhat) {
     EXPECT_EQ(line(withOpcode(0x0C000001), 33),
-              "esadapter(33) -> startup(18): 64 bytes, startup/notify-init-complete: initialisation complete");
+              "esadapter(33) -> startup(18): 64 bytes, startup/notify-init-complete: initialisation complete, earlier "
+              "causes are void");
 }
 
 TEST(DecodeLineTest, MarksRecipientsThatDidNotGetTheirCopy) {
     Bytes bytes = withOpcode(0x0C000001);
     msmtest::name(msmtest::name(bytes, 27), 40, 28);
     EXPECT_EQ(line(bytes, 33), "esadapter(33) -> startup(18), eventlog(27) queued, peer(40) dropped: 64 bytes, "
-                               "startup/notify-init-complete: initialisation complete");
+                               "startup/notify-init-complete: initialisation complete, earlier causes are void");
 }
 
 TEST(DecodeLineTest, SaysThatNobodyIsNamed) {

@@ -117,6 +117,24 @@ TEST_F(SwitchTest, WhatCameBeforeTheAdapterIsDeliveredToItInOrder) {
     EXPECT_EQ(adapter->receiveHandle(), 1000);
 }
 
+TEST_F(SwitchTest, WhatAnAdapterToldComesBeforeWhatItsSuccessorTells) {
+    start();
+    std::uint8_t id = 0;
+    const auto peer = connectPeer(id);
+    for (std::uint32_t life = 0; life < 2; ++life) {
+        const auto adapter = connect("esadapter");
+        for (std::uint32_t handle = 0; handle < 3; ++handle) {
+            ASSERT_TRUE(adapter->send(messageTo({18}, 33, 3 * life + handle)));
+        }
+        settle(*peer, id);
+        adapter->close();
+    }
+    const auto startup = connect("startup");
+    for (std::uint32_t handle = 0; handle < 6; ++handle) {
+        EXPECT_EQ(startup->receiveHandle(), handle);
+    }
+}
+
 TEST_F(SwitchTest, AFullQueueDropsItsOldestMessagesAndSaysSo) {
     start({"--queue", "3"});
     std::uint8_t id = 0;

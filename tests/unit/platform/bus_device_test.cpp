@@ -274,6 +274,31 @@ TEST_F(BusDevice, IsLockedFromTheFirstTransferToTheClosing) {
     close(second);
 }
 
+/** Whether `byte` of the device can be locked by somebody else. */
+bool isFree(const std::string& path, off_t byte) {
+    const int other = __real_open64(path.c_str(), O_RDWR | O_NOCTTY);
+    struct flock one {};
+    one.l_type = F_WRLCK;
+    one.l_start = byte;
+    one.l_len = 1;
+    const bool free = fcntl(other, F_OFD_SETLK, &one) == 0;
+    close(other);
+    return free;
+}
+
+TEST_F(BusDevice, IsLeftToOthersUnderAMarkWhileItHasNeverAnswered) {
+    bridge->silent = true;
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_TRUE(isFree(name, 0));
+    EXPECT_FALSE(isFree(name, 1));
+    bridge->silent = false;
+    EXPECT_EQ(transfer(), 0x11);
+    EXPECT_FALSE(isFree(name, 0)) << "driven again, and from now on";
+    bridge->silent = true;
+    EXPECT_EQ(transfer(), -1);
+    EXPECT_FALSE(isFree(name, 0)) << "a bus that has answered is not given away";
+}
+
 TEST_F(BusDevice, ATerminalThatSomebodyTypesAtIsRefusedUntilItIsSetRaw) {
     for (const tcflag_t flag : {tcflag_t{ICANON}, tcflag_t{ISIG}}) {
         plug(0x44);

@@ -341,7 +341,7 @@ TEST_F(EventLog, ACriticalErrorIsOneReadableLineInTheJournal) {
     EXPECT_EQ(standardErrorOf([&] { altEventLogM(error.get(), &params); }), "");
     setenv("JOURNAL_STREAM", "8:1234", 1);
     EXPECT_EQ(standardErrorOf([&] { altEventLogM(error.get(), &params); }),
-              "esa: critical error in " + function +
+              "\nesa: critical error in " + function +
                   " (esainit.cpp:88): Linux connect function fails for MSM/ESA socket!\n");
     EXPECT_EQ(standardErrorOf([&] {
                   altEventLogM(SMALL.get(), &params);
@@ -351,6 +351,15 @@ TEST_F(EventLog, ACriticalErrorIsOneReadableLineInTheJournal) {
               }),
               "");
     unsetenv("JOURNAL_STREAM");
+}
+
+TEST_F(EventLog, ARecordInTheJournalBeginsALineOfItsOwn) {
+    useDirectory((directory / "missing").string());
+    setenv("JOURNAL_STREAM", "8:1234", 1);
+    const std::string kept = standardErrorOf([&] { altEventLogM(SMALL.get(), &params); });
+    unsetenv("JOURNAL_STREAM");
+    EXPECT_EQ(kept.substr(0, 9), "\n{\"time\":");
+    EXPECT_EQ(kept.substr(kept.size() - 3), "\"}\n");
 }
 
 TEST_F(EventLog, LeavesTheCallersErrnoAlone) {

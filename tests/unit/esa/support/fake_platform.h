@@ -22,7 +22,7 @@ struct FakeBus {
     void queue(int address, int reg, const std::vector<int>& answers);
     /** Makes the n-th transfer from now (0: the next) fail. */
     void failTransfer(unsigned n) { failing.insert(count + n); }
-    /** Makes every transfer of a register, or of a whole device, fail. */
+    /** Makes every transfer of a register fail, or lets a whole device be missing: nobody acknowledges. */
     void failRegister(int address, int reg) { deadRegisters.insert({address, reg}); }
     void failDevice(int address) { deadDevices.insert(address); }
     void heal();

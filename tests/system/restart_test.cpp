@@ -1,0 +1,220 @@
+/**
+ * What every output of every chassis shows when the adapter is killed while it commands them and another one starts:
+ * the table "State after a restart" of docs/operations.md, row by row.
+ */
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <csignal>
+#include <ostream>
+#include <sstream>
+
+#include "system_test.h"
+
+using namespace testsupport;
+using nlohmann::json;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using Slots = std::vector<std::size_t>;
+
+struct ChassisCase {
+    const char* name;
+    int type;
+    std::size_t litDrives; /**< drives whose LEDs light when all are asked for */
+    Slots keptLit;         /**< drives that the start leaves lit */
+    const char* alarm;     /**< what "alarm fault" makes of the alarm, and what the start makes of it */
+    const char* startAlarm;
+    int startLoad;          /**< percent, of every fan */
+    std::vector<int> loads; /**< percent after each poll at 56 degrees, until all fans are at full speed */
+};
+
+void PrintTo(const ChassisCase& chassis, std::ostream* out) {
+    *out << chassis.name;
+}
+
+const Slots UPPER_HALF = {8, 9, 10, 11, 12, 13, 14, 15};
+
+const ChassisCase CHASSIS[] = {
+    {"vsc055", 5, 16, UPPER_HALF, "FAULT", "MUTE", 50, {75, 100}},
+    {"quadra", 3, 16, UPPER_HALF, "FAULT", "MUTE", 50, {75, 100}},
+    {"xyratex", 2, 12, {}, "FAULT", "IDLE", 25, {50, 75, 100}},
+    {"chenbro", 4, 0, {}, "FAULT", "MUTE", 50, {75, 100}},
+    {"w83782d", 6, 0, {}, "FAULT", "MUTE", 100, {}},
+};
+
+class Restart : public SystemTest, public testing::WithParamInterface<ChassisCase> {
+protected:
+    void SetUp() override {
+        startSimulator(GetParam().name);
+        makeBlock(GetParam().type, false);
+        msm_ = std::make_unique<Process>(programCommand("msm", {"--directory", directory}));
+        ASSERT_TRUE(msm_->waitForOut("ready", PATIENCE)) << msm_->err();
+        startManaging();
+    }
+
+    /** Starts an adapter, and waits until it answers. */
+    void startManaging() {
+        startAdapter();
+        ASSERT_EQ(esactl({"--timeout", "60", "config"}).ending.exitCode, 0);
+    }
+
+    void killAdapter() {
+        esa->kill(SIGKILL);
+        ASSERT_TRUE(esa->wait(PATIENCE).has_value());
+    }
+
+    RunResult esactl(std::vector<std::string> words) const {
+        words.insert(words.begin(), {"--directory", directory});
+        return run(programCommand("esactl", words));
+    }
+
+    void operate(const std::vector<std::string>& words) const {
+        const RunResult done = esactl(words);
+        ASSERT_EQ(done.ending.exitCode, 0) << done.err;
+    }
+
+    /** Makes the adapter poll: eleven passes of its main loop. */
+    void makePoll() const {
+        const int before = transfers();
+        for (int pass = 0; pass < 30 && transfers() == before; ++pass) {
+            operate({"config"});
+        }
+        operate({"config"}); // answered when the poll is over
+    }
+
+    void failSafe(const std::vector<std::string>& words = {}) const {
+        std::vector<std::string> arguments = {"--chassis", GetParam().name};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        const RunResult done = runOnBus("esafailsafe", arguments);
+        ASSERT_EQ(done.ending.exitCode, 0) << done.err;
+    }
+
+    Slots litDrives() const {
+        Slots lit;
+        const json now = world();
+        for (const json& drive : now["drives"]) {
+            if (drive["led"] == true) {
+                lit.push_back(drive["index"].get<std::size_t>());
+            }
+        }
+        return lit;
+    }
+
+    /** Loads of all fans, in whole percent. */
+    std::vector<int> loads() const {
+        std::vector<int> loads;
+        const json now = world();
+        for (const json& fan : now["fans"]) {
+            loads.push_back(static_cast<int>(fan["dutyPercent"].get<double>() + 0.5));
+        }
+        return loads;
+    }
+
+    std::string alarm() const { return world()["alarm"]["state"].get<std::string>(); }
+
+    /** The enclosure's own LEDs, where it has some: supplies well, redundancy lost, a fan failed. */
+    std::vector<bool> enclosureLeds() const {
+        const json leds = world()["leds"];
+        return {leds.value("psuOk", false), leds.value("redundancyFail", false), leds.value("fanFail", false)};
+    }
+
+    void setTemperatures(int celsius) const {
+        for (std::size_t sensor = 0; sensor < world()["sensors"].size(); ++sensor) {
+            (void)simulator("temp " + std::to_string(sensor) + " " + std::to_string(celsius));
+        }
+    }
+
+    /** Names of what Startup was told. */
+    Lines toldStartup() const {
+        Lines names;
+        const RunResult told = esactl({"--timeout", "0.5", "--json", "events", "--startup", "--all"});
+        std::istringstream lines(told.out);
+        for (std::string line; std::getline(lines, line);) {
+            const json event = json::parse(line);
+            if (event["schema"] == "esactl.startup") {
+                const std::string name = event["name"].get<std::string>();
+                names.push_back(name == "composite-fault-led" ? name + (event["data"]["on"] == 1 ? " on" : " off")
+                                                              : name);
+            }
+        }
+        return names;
+    }
+
+    std::unique_ptr<Process> msm_;
+};
+
+INSTANTIATE_TEST_SUITE_P(On, Restart, testing::ValuesIn(CHASSIS),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+} // namespace
+
+TEST_P(Restart, KilledWhileEverythingIsCommandedItTakesTheEnclosureForAHealthyOneUntilTheNextPoll) {
+    const ChassisCase& chassis = GetParam();
+    const bool hasLeds = chassis.type == 2;
+    const std::vector<bool> faultLeds = {false, hasLeds, hasLeds};
+    const std::string pollAlarm = hasLeds ? "IDLE" : "FAULT"; // that enclosure's controller runs the alarm by itself
+
+    (void)simulator("fan 1 stall");
+    (void)simulator("psu 0 fail");
+    setTemperatures(56);
+    makePoll();
+    operate({"led", "all", "on"});
+    operate({"fan", "0", "off"});
+    operate({"alarm", "fault"});
+    killAdapter();
+    EXPECT_EQ(litDrives().size(), chassis.litDrives) << "nobody is there to change anything";
+    EXPECT_EQ(alarm(), chassis.alarm);
+    EXPECT_EQ(loads()[0], 0) << "which is what the fail-safe program is for";
+    EXPECT_EQ(enclosureLeds(), faultLeds);
+    failSafe();
+    EXPECT_THAT(loads(), Each(100));
+
+    startManaging();
+    EXPECT_THAT(loads(), Each(chassis.startLoad));
+    EXPECT_EQ(litDrives(), chassis.keptLit);
+    EXPECT_EQ(alarm(), chassis.startAlarm);
+    EXPECT_EQ(enclosureLeds(), (std::vector<bool>{hasLeds, false, false}));
+    operate({"led", "all", "off"});
+    EXPECT_EQ(litDrives(), chassis.keptLit) << "the adapter takes them for dark";
+    operate({"led", "all", "off", "--force"});
+    EXPECT_THAT(litDrives(), IsEmpty());
+    operate({"led", "2", "on"});
+    EXPECT_EQ(litDrives(), chassis.litDrives == 0 ? Slots{} : Slots{2}) << "from then on it is right";
+
+    makePoll();
+    EXPECT_EQ(alarm(), pollAlarm);
+    EXPECT_EQ(enclosureLeds(), faultLeds);
+    const Lines told = toldStartup();
+    EXPECT_EQ(std::count(told.begin(), told.end(), "init-complete"), 2);
+    EXPECT_EQ(std::count(told.begin(), told.end(), "composite-fault-led on"), 2) << "the fault is told again";
+}
+
+TEST_P(Restart, PreparedAndMendedMeanwhileNothingOfTheEarlierLifeIsLeftButTheCompositeFaultLed) {
+    const ChassisCase& chassis = GetParam();
+    (void)simulator("fan 1 stall");
+    makePoll();
+    operate({"led", "all", "on"});
+    killAdapter();
+    (void)simulator("fan 1 ok");
+    setTemperatures(56);
+    failSafe();
+    failSafe({"--prepare"});
+    EXPECT_THAT(loads(), Each(100)) << "preparation leaves the fans alone";
+
+    startManaging();
+    EXPECT_THAT(litDrives(), IsEmpty());
+    for (const int load : chassis.loads) {
+        makePoll();
+        EXPECT_THAT(loads(), Each(load));
+    }
+    makePoll();
+    EXPECT_THAT(loads(), Each(100)) << "while it is hot";
+    EXPECT_EQ(alarm(), chassis.startAlarm);
+    // Nobody asks for the LED to go out: the second notice of a start has to be taken for that.
+    EXPECT_THAT(toldStartup(),
+                ElementsAre("init-complete", "composite-fault-led on", "email-notification", "init-complete"));
+}
