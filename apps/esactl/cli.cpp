@@ -6,6 +6,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "errors.h"
+#include "monitor_client.h"
 #include "output.h"
 #include "render_json.h"
 #include "render_prometheus.h"
@@ -138,6 +139,28 @@ CliOption_t count(Options_t& options) {
             .range = CliRange_t<unsigned>{1, 1000000000}};
 }
 
+CliOption_t monitor(Options_t& options) {
+    return {.name = "--monitor",
+            .description = "The monitor's socket (or ESA_MONITOR_SOCKET; else /run/esa-monitor/api)",
+            .target = &options.monitor,
+            .type = "FILE"};
+}
+
+CliOption_t since(Options_t& options) {
+    return {.name = "--since",
+            .description = "From then on: 2h, 2026-11-21T02:33:11Z or UNIX seconds",
+            .target = &options.since,
+            .type = "WHEN"};
+}
+
+CliOption_t until(Options_t& options) {
+    return {.name = "--until", .description = "Until then", .target = &options.until, .type = "WHEN"};
+}
+
+CliOption_t output(Options_t& options, const char* description) {
+    return {.name = "--output", .description = description, .target = &options.output, .type = "FILE"};
+}
+
 /** A command as the program's list has it, and what runs it. */
 struct Command_t {
     CliCommand_t line;
@@ -234,8 +257,28 @@ std::vector<Command_t> streams(Options_t& options) {
           {{.name = "--follow", .description = "Go on until interrupted", .target = &options.follow},
            {.name = "--startup", .description = "Requests to Startup too", .target = &options.startup},
            everyEvent(options),
-           count(options)}},
+           count(options),
+           since(options),
+           until(options),
+           {.name = "--element",
+            .description = "Of the past: those that name it, as fan1",
+            .target = &options.element,
+            .type = "NAME"},
+           {.name = "--type",
+            .description = "Of the past: those of this name, as fan-fault-status",
+            .target = &options.type,
+            .type = "NAME"},
+           monitor(options)}},
          eventsCommand},
+        {{"history",
+          "Readings over time, from the monitor",
+          "esactl history temp0 --since 1d --plot",
+          {element(options, "SERIES", "temp0, fan1, fan1.load or psu0"),
+           since(options),
+           until(options),
+           {.name = "--plot", .description = "A curve as wide as the terminal", .target = &options.plot},
+           monitor(options)}},
+         historyCommand},
         {{"watch",
           "Live view of status and events; q or Ctrl-C ends it",
           "esactl watch --interval 5",
@@ -266,13 +309,50 @@ std::vector<Command_t> raw(Options_t& options) {
             .type = "N",
             .range = CliRange_t<int>{0, 255}}}},
          rawCommand},
+        {{"page",
+          "A page as hex, as it is or as the SES standard lays it out",
+          "esactl page 2 --standard --output page2.hex",
+          {{.name = "PAGE",
+            .description = "1 (configuration) or 2 (status)",
+            .target = &options.page,
+            .type = "",
+            .required = true,
+            .range = CliRange_t<int>{1, 2}},
+           {.name = "--standard", .description = "For sg_ses and other standard decoders", .target = &options.standard},
+           output(options, "Replace FILE instead of printing")}},
+         pageCommand},
+    };
+}
+
+std::vector<Command_t> reports(Options_t& options) {
+    return {
+        {{"bundle",
+          "One file for a trouble report: versions, status, history, logs, units, parameters",
+          "esactl bundle --output trouble.tar",
+          {output(options, "The file (default esa-bundle-TIME.tar here)"),
+           {.name = "--log-directory",
+            .description = "Where the adapter's logs are (default /var/log/esa)",
+            .target = &options.logDirectory,
+            .type = "DIR"},
+           {.name = "--key",
+            .description = "Key of the parameter block (default 100)",
+            .target = &options.key,
+            .type = "N",
+            .range = CliRange_t<unsigned>{100, 0x7FFFFFFF}},
+           monitor(options)}},
+         bundleCommand},
+        {{"decode",
+          "An event log, or the dumps of a trace log, in words",
+          "esactl decode /var/log/esa/altevents.jsonl",
+          {{.name = "FILE", .description = "The log", .target = &options.file, .type = "", .required = true}}},
+         decodeCommand},
     };
 }
 
 /** All commands in the order of the help; each with the common options before its own. */
 std::vector<Command_t> allCommands(Options_t& options) {
     std::vector<Command_t> commands;
-    for (const auto& part : {queries(options), changes(options), streams(options), raw(options)}) {
+    for (const auto& part : {queries(options), changes(options), streams(options), raw(options), reports(options)}) {
         commands.insert(commands.end(), part.begin(), part.end());
     }
     const std::vector<CliOption_t> common = commonOptions(options);
@@ -327,6 +407,7 @@ int runCommand(Run_t run, const Options_t& options) {
 int parseAndRun(int argc, const char* const* argv) {
     Options_t options;
     takeEnvironment(options);
+    options.monitor = monitorSocket();
     const std::vector<Command_t> commands = allCommands(options);
     CliProgram_t program{.name = "esactl",
                          .description = "Talks to the enclosure services adapter through the message switch.",

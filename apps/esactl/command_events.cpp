@@ -40,6 +40,9 @@ unsigned printUntil(EventSource_t& source, const Options_t& options, Deadline_t 
 } // namespace
 
 int eventsCommand(const Options_t& options) {
+    if (wantsHistory(options)) {
+        return pastEventsCommand(options);
+    }
     stopSignalInstall();
     EventSource_t source(options, options.startup);
     const Deadline_t deadline = options.follow ? Deadline_t::max() : Clock_t::now() + options.timeout();

@@ -17,6 +17,13 @@ int fanCommand(const Options_t& options);
 int supplyCommand(const Options_t& options);
 int alarmCommand(const Options_t& options);
 int eventsCommand(const Options_t& options);
+/** Whether the events that are asked for are of the past. */
+bool wantsHistory(const Options_t& options);
+int pastEventsCommand(const Options_t& options);
+int historyCommand(const Options_t& options);
+int pageCommand(const Options_t& options);
+int bundleCommand(const Options_t& options);
+int decodeCommand(const Options_t& options);
 int watchCommand(const Options_t& options);
 int rawCommand(const Options_t& options);
 

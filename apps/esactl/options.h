@@ -27,17 +27,24 @@ struct Options_t {
     int page = -1; /**< page to ask for; -1: none, send `hex` */
     bool follow = false;
     bool startup = false;
-    bool force = false; /**< led: ask for the opposite first */
+    bool force = false; /**< led: ask for the opposite first; fan: even where on slows it */
     bool everyEvent = false;
-    bool force = false;
     bool wait = false;
     double afterSeconds = 12; /**< how long --wait waits: the adapter's poll comes every 11 */
-    std::string until;
     bool revoke = false;
     std::string note;   /**< line that stays above a watch */
     unsigned count = 0; /**< events or redraws after which to stop; 0: no limit */
     double intervalSeconds = 2;
     double blinkSeconds = 1;
+    std::string monitor; /**< the monitor's socket */
+    std::string since;   /**< moments as people write them; empty: any */
+    std::string until;
+    std::string type;  /**< name of an event; empty: any */
+    bool plot = false; /**< a curve instead of a table */
+    bool standard = false;
+    std::string file;
+    std::string logDirectory = "/var/log/esa";
+    unsigned key = 0x64; /**< of the parameter block */
 
     bool json() const { return jsonFlag || format == "json"; }
     bool prometheus() const { return !json() && format == "prometheus"; }

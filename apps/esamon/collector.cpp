@@ -136,12 +136,13 @@ void Collector_t::connect() {
     client_ = std::make_unique<SesClient_t>(options_.directory, options_.timeout());
     note_.reset();
     ears_.clear();
+    const Deadline_t deadline = Clock_t::now() + options_.timeout();
     if (options_.eventManager) {
-        ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "eventlog"));
-        ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "startup"));
+        ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "eventlog", deadline));
+        ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "startup", deadline));
     } else {
         try {
-            ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "listen"));
+            ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "listen", deadline));
         } catch (const ToolError_t&) {
             // Another switch than ours may not have it: then there is what polls tell.
         }

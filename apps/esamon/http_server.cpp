@@ -161,9 +161,7 @@ int HttpServer_t::openUnix() const {
     const std::string& path = options_.socket;
     struct stat status {};
     if (lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode)) {
-        const UnixSocket_t other = unixConnect(path);
-        if (other.failed == UnixStep_e::NONE) {
-            close(other.descriptor);
+        if (unixHasListener(path)) {
             throw usageError("another monitor listens at " + path + "; give this one another --socket");
         }
         (void)unlink(path.c_str());

@@ -25,7 +25,7 @@ std::size_t lastLine(const std::string& reply) {
 } // namespace
 
 std::string askSimulator(const std::string& path, const std::string& command) {
-    const UnixSocket_t socket = unixConnect(path);
+    const UnixSocket_t socket = unixConnect(path, std::chrono::seconds(1));
     if (socket.failed != UnixStep_e::NONE) {
         throw noAnswerError("no simulator answers at " + path + ": " + std::strerror(errno));
     }

@@ -108,6 +108,8 @@ std::vector<Entry_t> Store_t::entries(const EntryQuery_t& query) const {
     }
     if (!query.oldest) {
         std::ranges::reverse(found);
+        // What happened before the monitor came is told to it later than it happened.
+        std::ranges::stable_sort(found, {}, &Entry_t::time);
     }
     return found;
 }

@@ -62,7 +62,7 @@ public:
 
     std::int64_t add(const Entry_t& entry);
     void repeat(std::int64_t sequence, Millis_t lastTime);
-    /** In the order of their sequence. */
+    /** The last ones in the order of their time, the oldest ones in that of their sequence. */
     std::vector<Entry_t> entries(const EntryQuery_t& query) const;
     std::int64_t lastSequence() const;
     std::map<std::string, std::int64_t> countsByName() const;

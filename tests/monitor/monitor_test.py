@@ -1,65 +1,25 @@
 """The monitor beside the real adapter, the switch and the simulated enclosure."""
 
 import os
+import random
 import signal
+import sqlite3
 import sys
-import tempfile
 import time
-import unittest
 from pathlib import Path
 
-SOURCE = Path(os.environ["ESA_SOURCE"])
-sys.path.insert(0, str(SOURCE / "tests/support"))
-sys.path.insert(0, str(SOURCE / "tests/monitor"))
-import stage
+sys.path.insert(0, str(Path(__file__).resolve().parent))
+from place import EnclosureTest, stage
 from client import Client, Stream
 
 TOKEN = "0123456789abcdef-token"
-PORT = 20000 + os.getpid() % 30000
 
 
 def name(wanted):
     return lambda document: document.get("name") == wanted
 
 
-class MonitorTest(unittest.TestCase):
-    def setUp(self):
-        self.stack = self.enterContext(stage.prepared()) if hasattr(self, "enterContext") else self.prepare()
-        self.work = tempfile.mkdtemp(prefix="esa-monitor.")
-        self.stack.callback(stage.shutil.rmtree, self.work)
-        stage.folder(self.stack, "/run/esa")
-        stage.emptied(self.stack, "/var/log", "/var/log/esa")
-        os.makedirs("/var/log/esa", exist_ok=True)
-        self.programs = stage.Programs([os.environ["ESA_PROGRAMS"]], os.environ.get("ESA_TEST_EMULATOR", ""))
-        self.database = os.path.join(self.work, "history.db")
-        self.socket = os.path.join(self.work, "api")
-        self.token = os.path.join(self.work, "tokens")
-        Path(self.token).write_text(f"# who may\nanna {TOKEN}\n", encoding="utf-8")
-        os.chmod(self.token, 0o600)
-        self.client = Client(self.socket)
-
-    def prepare(self):
-        context = stage.prepared()
-        stack = context.__enter__()
-        self.addCleanup(context.__exit__, None, None, None)
-        return stack
-
-    def start_enclosure(self, chassis="vsc055", chassis_type="5"):
-        config = os.path.join(self.work, "mpu.conf")
-        Path(config).write_text("Version = 15\nChassisType = Quadra\nMmsgDirectory = /run/esa\nLogDirectory = /var/log/esa\n",
-                                encoding="utf-8")
-        self.enclosure = stage.Enclosure(self.stack, self.programs, self.work, config, chassis, chassis_type)
-
-    def start_monitor(self, *options):
-        log = os.path.join(self.work, f"esamon.{time.monotonic_ns()}")
-        process = self.programs.start(self.stack, log, "esamon", "--database", self.database, "--socket", self.socket,
-                                      "--directory", "/run/esa", "--poll", "2", "--listen", f"127.0.0.1:{PORT}", *options)
-        stage.wait_for_text(log, "ready")
-        return process
-
-    def wait_answer(self):
-        stage.wait_for(lambda: self.client.ask("/api/v1/status").status == 200, "the first status")
-
+class MonitorTest(EnclosureTest):
     def test_the_night_s_question_is_answered(self):
         """An overheat: what came when, once with its count, live, in the history, in the readings, and as it was."""
         self.start_enclosure()
@@ -132,9 +92,11 @@ class MonitorTest(unittest.TestCase):
 
     def test_only_a_token_of_our_own_page_changes_something(self):
         self.start_enclosure()
-        self.start_monitor("--token-file", self.token)
+        tokens = self.write("tokens", f"# who may\nanna {TOKEN}\n")
+        os.chmod(tokens, 0o600)
+        self.start_monitor("--token-file", tokens)
         self.wait_answer()
-        web = Client(f"127.0.0.1:{PORT}")
+        web = Client(f"127.0.0.1:{self.PORT}")
         good = {"Authorization": f"Bearer {TOKEN}", "Content-Type": "application/json"}
         ask = {"slots": ["slot03"], "state": "on"}
         self.assertEqual(web.ask("/api/v1/leds", "POST", ask, {"Content-Type": "application/json"}).status, 401)
@@ -148,7 +110,7 @@ class MonitorTest(unittest.TestCase):
         self.assertEqual(web.ask("/api/v1/leds", "POST", {"slots": "x" * 9000, "state": "on"}, good).status, 413)
         self.assertEqual(web.ask("/api/v1/status", headers={"Host": "evil.example"}).status, 403)
         self.assertFalse(any(drive["fault_led"] for drive in self.client.get("/api/v1/status")["drives"]))
-        reply = web.ask("/api/v1/leds", "POST", ask, {**good, "Origin": f"http://127.0.0.1:{PORT}"})
+        reply = web.ask("/api/v1/leds", "POST", ask, {**good, "Origin": f"http://127.0.0.1:{self.PORT}"})
         self.assertEqual((reply.status, reply.json["elements"]), (200, ["slot03"]))
         stage.wait_for(lambda: self.client.get("/api/v1/status")["drives"][3]["fault_led"], "the LED")
         done = [entry for entry in self.client.events("?type=action") if entry["result"] == "accepted"]
@@ -201,6 +163,27 @@ class MonitorTest(unittest.TestCase):
         for stream in streams:
             stream.close()
         self.assertEqual(self.client.ask("/healthz").body, b"ok\n")
+
+    def test_killed_at_random_it_loses_nothing_that_it_has_told(self):
+        """ESA_KILLS says how often; each life is ended while entries are written."""
+        chance = random.Random(int(os.environ.get("ESA_SEED", "1")))
+        told = {}
+        for life in range(int(os.environ.get("ESA_KILLS", "25"))):
+            monitor = self.start_monitor("--timeout", "0.1", listen="none")
+            if life % 5 == 0:
+                connection = sqlite3.connect(self.database)
+                self.assertEqual(connection.execute("PRAGMA integrity_check").fetchall(), [("ok",)])
+                connection.close()
+            time.sleep(chance.uniform(0, 0.05))
+            entries = {entry["sequence"]: entry for entry in self.client.events("?limit=10000")}
+            self.assertEqual({number: entries.get(number) for number in told}, told, f"life {life}")
+            told = entries
+            time.sleep(chance.uniform(0, 0.02))
+            monitor.send_signal(signal.SIGKILL)
+            monitor.wait()
+        self.assertGreater(len(told), life)
+        self.assertEqual(sorted(told), list(range(1, len(told) + 1)))
+        self.assertFalse(list(Path(self.work).glob("*.aside-*")))
 
     def test_a_damaged_history_is_set_aside(self):
         Path(self.database).write_bytes(b"not a database at all" * 1000)

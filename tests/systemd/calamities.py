@@ -7,6 +7,7 @@ cannot be driven by anybody. It may leave something to undo, which is undone whe
 import contextlib
 import dataclasses
 import os
+import pathlib
 import time
 import typing
 
@@ -129,6 +130,42 @@ def block_given_back(machine):
     machine.run("mpuparams", "delete", "--key", "0x64")
 
 
+def block_half_made(machine, rng):
+    """The unit that makes the block is killed while it does: the adapter must not find half a block for ever."""
+    machine.run("mpuparams", "delete", "--key", "0x64")
+    folder = pathlib.Path(f"{machine.inside}/run/systemd/system/esa-params.service.d")
+    folder.mkdir(parents=True, exist_ok=True)
+    # The first time, the second command of the unit kills itself.
+    (folder / "harm.conf").write_text("[Service]\nExecStart=\n"
+                                      "ExecStart=/usr/bin/mpuparams create --key ${ESA_KEY} --config /etc/esa/mpu.conf\n"
+                                      "ExecStart=/bin/sh -c 'kill -9 $$$$'\n", encoding="utf-8")
+    machine.run("systemctl", "daemon-reload", check=True)
+    machine.signal("esa", "KILL")
+    time.sleep(rng.uniform(4, 6))
+    (folder / "harm.conf").unlink()
+    machine.run("systemctl", "daemon-reload", check=True)
+    return now()
+
+
+def own_block_is_kept(machine, rng):
+    """Where another start-up makes the block, the unit that would is disabled, and stays out."""
+    machine.run("systemctl", "disable", "esa-params", check=True)
+    machine.run("mpuparams", "delete", "--key", "0x64")
+    machine.shell("setpriv --reuid=esa --regid=esa --init-groups sh -c 'mpuparams create --key 0x64 --config "
+                  f"/etc/esa/mpu.conf && mpuparams set --key 0x64 chassisType={machine.chassis} flags+=RcpComplete "
+                  "flags+=CmapTracingEnabled'", check=True)
+    before = machine.run("mpuparams", "show", "--key", "0x64", check=True).stdout
+    machine.signal("esa", "KILL")
+    time.sleep(6)
+    if machine.run("mpuparams", "show", "--key", "0x64").stdout != before:
+        machine.complain("the controller's own block was changed")
+    return now()
+
+
+def params_enabled(machine):
+    machine.run("systemctl", "enable", "esa-params", check=True)
+
+
 def disk_full(machine, rng):
     with contextlib.suppress(OSError), open(machine.work / "log/filler", "wb", buffering=0) as filler:
         while True:
@@ -243,6 +280,9 @@ TABLE = [
     Calamity("block-removed", "block removed, adapter killed", block_removed),
     Calamity("block-foreign", "block replaced by a stranger's, adapter killed", block_foreign, full_speed_only=True,
              undo=block_given_back),
+    Calamity("block-half-made", "unit that makes the block killed half-way", block_half_made),
+    Calamity("block-own", "block of the controller's own start-up, adapter killed", own_block_is_kept, at_random=False,
+             undo=params_enabled),
     Calamity("disk-full", "disk full, adapter killed, its switch out of reach", disk_full, undo=disk_emptied),
     Calamity("clock-forth", "clock set forward by up to a year", clock(3600, 31_536_000)),
     Calamity("clock-back", "clock set back by up to a year", clock(-31_536_000, -3600)),

@@ -29,6 +29,7 @@ class Machine:
         self.root = work / "root"
         self.container = self.leader = self.enclosure = self.bridge = None
         self.group = 0
+        self.groups = []
 
     # ------------------------------------------------------------------------------------------ the place
 
@@ -63,18 +64,19 @@ class Machine:
             self.enclosure.wait()
         for folder in ("log", "root"):
             subprocess.run(["umount", "--lazy", str(self.work / folder)], stderr=subprocess.DEVNULL, check=False)
+        self._remove_groups()
         shutil.rmtree(self.work, ignore_errors=True)
 
     # --------------------------------------------------------------------------------------- the system
 
     def boot(self, bus=True):
         """Returns when process 1 answers; `bus`: whether the enclosure's bus is there from the beginning."""
+        groups = self._make_groups()
         with open(self.work / "console.txt", "a", encoding="utf-8") as console:
             self.container = subprocess.Popen(
-                ["systemd-nspawn", "--quiet", "--boot", f"--directory={self.root}", f"--machine={self.name}",
-                 "--register=no", "--keep-unit", "--private-network", "--resolv-conf=off", "--timezone=off",
-                 "--link-journal=no", "--console=pipe", f"--bind={self.work}/log:/var/log/esa"],
-                stdin=subprocess.DEVNULL, stdout=console, stderr=subprocess.STDOUT)
+                ["/bin/sh", "-c", 'for group; do [ "$group" = -- ] && break; echo $$ >"$group/cgroup.procs"; shift; done; '
+                 'shift; exec "$@"', "sh", *groups, "--",
+                 *self._command()], stdin=subprocess.DEVNULL, stdout=console, stderr=subprocess.STDOUT)
         end = time.monotonic() + BOOT_SECONDS
         self.leader = None
         while self.leader is None:
@@ -88,6 +90,26 @@ class Machine:
             if time.monotonic() > end:
                 raise Failed(f"the system does not come up; see {self.work}/console.txt")
             time.sleep(0.3)
+
+    def _command(self):
+        return ["systemd-nspawn", "--quiet", "--boot", f"--directory={self.root}", f"--machine={self.name}",
+                "--register=no", "--keep-unit", "--private-network", "--resolv-conf=off", "--timezone=off",
+                "--link-journal=no", "--console=pipe", f"--bind={self.work}/log:/var/log/esa"]
+
+    def _make_groups(self):
+        """Control groups of its own: systems that share one would kill each other's processes."""
+        folders = [pathlib.Path(place) / self.name for place in ("/sys/fs/cgroup/systemd", "/sys/fs/cgroup/unified")
+                   if os.path.isdir(place)] or [pathlib.Path("/sys/fs/cgroup") / self.name]
+        for folder in folders:
+            folder.mkdir(exist_ok=True)
+        self.groups = folders
+        return [str(folder) for folder in folders]
+
+    def _remove_groups(self):
+        for top in self.groups:
+            for folder, _, _ in os.walk(top, topdown=False):
+                with contextlib.suppress(OSError):
+                    os.rmdir(folder)
 
     def _find_leader(self):
         """The host's number of the container's process 1."""

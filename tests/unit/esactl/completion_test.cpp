@@ -59,7 +59,8 @@ protected:
 };
 
 TEST_F(Completion, Commands) {
-    EXPECT_EQ(offered("''"), "status config slots accept led locate fan psu alarm events watch raw\n");
+    EXPECT_EQ(offered("''"),
+              "status config slots accept led locate fan psu alarm events history watch raw page bundle decode\n");
     EXPECT_EQ(offered("--timeout 3 co"), "config\n");
     EXPECT_EQ(offered("--timeout=1 co"), "config\n") << "a shell that takes = for a part of the word";
     EXPECT_EQ(offered("--timeout = 1 co"), "config\n") << "and one that does not, as bash";

@@ -41,7 +41,8 @@ TEST(Errors, WithoutJsonStandardOutputStaysEmpty) {
 }
 
 TEST(Errors, UsageIsOne) {
-    const std::string commands = "status, config, slots, accept, led, locate, fan, psu, alarm, events, watch, raw";
+    const std::string commands = "status, config, slots, accept, led, locate, fan, psu, alarm, events, history, watch, "
+                                 "raw, page, bundle, decode";
     expectError(esactl({"--json"}), 1, "usage", "no command: expected one of " + commands);
     expectError(esactl({"bogus", "--json"}), 1, "usage", "'bogus' is no command: expected one of " + commands);
     expectError(esactl({"status", "--json", "--format", "prometheus"}), 1, "usage", "--json and --format prometheus");

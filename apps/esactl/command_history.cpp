@@ -1,0 +1,181 @@
+/** history, and events of the past: both from the monitor. */
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "commands.h"
+#include "enclosure.h"
+#include "errors.h"
+#include "moments.h"
+#include "monitor_client.h"
+#include "names.h"
+#include "output.h"
+#include "plot.h"
+#include "render_text.h"
+#include "session.h"
+
+using nlohmann::ordered_json;
+
+namespace {
+
+constexpr std::size_t DEFAULT_WIDTH = 80;
+
+std::size_t terminalWidth() {
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : DEFAULT_WIDTH;
+}
+
+/** The monitor's document; nothing when there is no monitor. */
+std::optional<ordered_json> document(const Options_t& options, const std::string& path) {
+    const std::optional<MonitorReply_t> reply = askMonitor(options.monitor, path, options.timeoutSeconds);
+    if (!reply) {
+        return std::nullopt;
+    }
+    ordered_json parsed = ordered_json::parse(reply->body, nullptr, false);
+    if (parsed.is_discarded() || !parsed.is_object()) {
+        throw badAnswerError("the monitor at '" + options.monitor + "' answers with something else than a document");
+    }
+    if (reply->status != 200) {
+        const bool isUsage = reply->status == 400;
+        const std::string text = parsed.value("/error/text"_json_pointer, "status " + std::to_string(reply->status));
+        throw isUsage ? usageError(text) : noAnswerError("the monitor says: " + text);
+    }
+    return parsed;
+}
+
+std::string query(const std::vector<std::pair<const char*, std::string>>& values) {
+    std::string text;
+    for (const auto& [name, value] : values) {
+        if (!value.empty()) {
+            text.append(text.empty() ? "?" : "&").append(name).append("=").append(queryValue(value));
+        }
+    }
+    return text;
+}
+
+void tellSource(const std::string& text) {
+    (void)std::fprintf(stderr, "esactl: %s\n", text.c_str());
+}
+
+std::string entryLine(const ordered_json& entry, const Palette_t& palette) {
+    Event_t event;
+    event.severity = entry.value("severity", "unknown");
+    event.text = entry.value("text", "");
+    if (const long count = entry.value("count", 1L); count > 1) {
+        event.text += " (" + std::to_string(count) + " times until " + entry.value("last_time", "") + ")";
+    }
+    return eventLine(event, 0, entry.value("time", ""), palette);
+}
+
+/** A reading at this moment, for want of a monitor. */
+int presentReading(const Options_t& options, const std::string& name) {
+    SesClient_t client = connectAdapter(options);
+    const EnclosureStatus_t status = askEnclosure(client, options).status;
+    std::optional<std::string> text;
+    for (unsigned i = 0; i < status.sensors.size() && !text; ++i) {
+        if (name == sensorName(i)) {
+            const auto& celsius = status.sensors[i].celsius;
+            text = celsius ? std::to_string(*celsius) + " C" : "no reading";
+        }
+    }
+    for (unsigned i = 0; i < status.fans.size() && !text; ++i) {
+        if (name == fanName(i)) {
+            text = status.fans[i].rpm ? std::to_string(*status.fans[i].rpm) + " RPM" : "no reading";
+        }
+    }
+    if (!text) {
+        throw usageError("'" + name +
+                         "' names no fan or sensor of this enclosure; without a monitor there is only their "
+                         "present reading");
+    }
+    tellSource("no monitor listens at " + options.monitor + ": this is the reading of now, from the adapter");
+    if (options.json()) {
+        throw noSwitchError("there is no document without a monitor; start esamon or name its socket with --monitor");
+    }
+    printText(millisText(millisNow()) + "  " + *text + "\n");
+    return 0;
+}
+
+std::string cell(const ordered_json& value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%10.6g", value.is_number() ? value.get<double>() : 0.0);
+    return value.is_number() ? text : "         -";
+}
+
+std::vector<std::string> tableLines(const ordered_json& series) {
+    std::vector<std::string> lines{"time                            min       mean        max"};
+    for (const ordered_json& point : series["points"]) {
+        lines.push_back(millisText(static_cast<Millis_t>(point[0].get<double>() * 1000)) + cell(point[1]) + " " +
+                        cell(point[2]) + " " + cell(point[3]));
+    }
+    return lines;
+}
+
+std::vector<std::string> curveLines(const ordered_json& series) {
+    std::vector<PlotPoint_t> points;
+    const auto number = [](const ordered_json& value) {
+        return value.is_number() ? std::optional(value.get<double>()) : std::nullopt;
+    };
+    for (const ordered_json& point : series["points"]) {
+        points.push_back({point[0].get<double>(), number(point[1]), number(point[3])});
+    }
+    std::vector<std::pair<std::string, double>> limits;
+    for (const auto& [name, value] : series["limits"].items()) {
+        limits.emplace_back(name, value.get<double>());
+    }
+    return plotLines(points, limits, terminalWidth());
+}
+
+} // namespace
+
+bool wantsHistory(const Options_t& options) {
+    return !options.since.empty() || !options.until.empty() || !options.element.empty() || !options.type.empty();
+}
+
+int pastEventsCommand(const Options_t& options) {
+    const std::string path =
+        "/api/v1/events" + query({{"since", options.since},
+                                  {"until", options.until},
+                                  {"element", options.element},
+                                  {"type", options.type},
+                                  {"limit", options.count == 0 ? "" : std::to_string(options.count)}});
+    const std::optional<ordered_json> found = document(options, path);
+    if (!found) {
+        throw noSwitchError("no monitor listens at '" + options.monitor +
+                            "', and only it knows the past; start esamon, name its socket with --monitor, or leave out "
+                            "--since, --until, --element and --type");
+    }
+    const Palette_t palette = standardOutputPalette();
+    std::vector<std::string> lines;
+    for (const ordered_json& entry : (*found)["events"]) {
+        lines.push_back(options.json() ? entry.dump(-1, ' ', false, ordered_json::error_handler_t::replace)
+                                       : entryLine(entry, palette));
+    }
+    tellSource("from the history of the monitor at " + options.monitor +
+               (found->value("more", false) ? "; there is more: give --until or --count" : ""));
+    printLines(lines);
+    return 0;
+}
+
+int historyCommand(const Options_t& options) {
+    const std::string path =
+        "/api/v1/readings" + query({{"element", options.element}, {"since", options.since}, {"until", options.until}});
+    const std::optional<ordered_json> found = document(options, path);
+    if (!found) {
+        return presentReading(options, options.element);
+    }
+    if (options.json()) {
+        printText(found->dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+        return 0;
+    }
+    const ordered_json& series = (*found)["series"].at(0);
+    tellSource(series.value("name", "") + " in " + series.value("unit", "") + ", " +
+               (found->value("source", "") == "raw" ? "readings" : "five-minute values") + " from the monitor at " +
+               options.monitor);
+    if (series["points"].empty()) {
+        throw noAnswerError("the monitor has no readings of " + options.element + " from that time");
+    }
+    printLines(options.plot ? curveLines(series) : tableLines(series));
+    return 0;
+}

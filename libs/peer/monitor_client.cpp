@@ -1,0 +1,56 @@
+#include "monitor_client.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "errors.h"
+#include "unix_stream.h"
+
+std::string monitorSocket() {
+    const char* const fromEnvironment = std::getenv("ESA_MONITOR_SOCKET");
+    return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "/run/esa-monitor/api";
+}
+
+std::optional<MonitorReply_t> askMonitor(const std::string& socket, const std::string& path, double seconds) {
+    const UnixSocket_t connection =
+        unixConnect(socket, std::chrono::milliseconds(static_cast<long long>(seconds * 1000)));
+    if (connection.failed != UnixStep_e::NONE) {
+        return std::nullopt;
+    }
+    const auto whole = static_cast<time_t>(seconds);
+    const timeval limit{whole, static_cast<suseconds_t>((seconds - static_cast<double>(whole)) * 1e6)};
+    (void)setsockopt(connection.descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    const std::string request = "GET " + path + " HTTP/1.0\r\nHost: localhost\r\n\r\n";
+    bool isGood =
+        sendWhole(connection.descriptor, std::span(reinterpret_cast<const U8_t*>(request.data()), request.size()));
+    std::string reply;
+    ssize_t count = 1;
+    while (isGood && count > 0) {
+        char bytes[16384];
+        count = recv(connection.descriptor, bytes, sizeof bytes, 0);
+        isGood = count >= 0;
+        reply.append(bytes, count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    close(connection.descriptor);
+    const std::size_t end = reply.find("\r\n\r\n");
+    unsigned status = 0;
+    if (!isGood || end == std::string::npos || std::sscanf(reply.c_str(), "HTTP/%*u.%*u %3u", &status) != 1) {
+        throw noAnswerError("the monitor at '" + socket + "' does not answer");
+    }
+    return MonitorReply_t{status, reply.substr(end + 4)};
+}
+
+std::string queryValue(const std::string& text) {
+    std::string safe;
+    for (const char c : text) {
+        const bool isPlain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+                             c == '_' || c == '.' || c == '~';
+        char coded[8];
+        std::snprintf(coded, sizeof coded, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+        safe += isPlain ? std::string(1, c) : coded;
+    }
+    return safe;
+}
