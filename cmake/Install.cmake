@@ -100,6 +100,9 @@ if(TARGET esamon)
   install(FILES ${packaging}/esamon.tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME esamon.conf ${monitor})
   install(FILES ${packaging}/esamon.default DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/default RENAME esamon ${monitor})
   install(FILES ${packaging}/esamon.sysusers.conf DESTINATION lib/sysusers.d RENAME esamon.conf ${monitor})
+  if(ESA_PANEL)
+    install(DIRECTORY ${CMAKE_BINARY_DIR}/panel DESTINATION ${CMAKE_INSTALL_DATADIR}/esa ${monitor})
+  endif()
 endif()
 
 file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.[18])
@@ -138,7 +141,7 @@ foreach(PROGRAM esactl mpuparams esamon msm encsim esafailsafe)
   endforeach()
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${doc_dir})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${doc_dir}/docs FILES_MATCHING PATTERN *.md PATTERN man EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${doc_dir}/docs FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${doc_dir})
 
 # The product's controller gets one package. Elsewhere each part is one of its own.
