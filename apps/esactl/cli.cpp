@@ -88,7 +88,7 @@ std::vector<CliOption_t> commonOptions(Options_t& options) {
 
 using Suggest_t = std::function<std::vector<std::string>()>;
 
-CliOption_t element(Options_t& options, const char* name, const char* description, Suggest_t suggest) {
+CliOption_t element(Options_t& options, const char* name, const char* description, Suggest_t suggest = {}) {
     return {.name = name,
             .description = description,
             .target = &options.element,
