@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "stop_signal.h"
 
@@ -14,6 +15,7 @@ namespace {
 constexpr int TICK_MS = 50;
 constexpr std::chrono::seconds LONGEST_PAUSE{10}; // a suspended simulator does not make up for the time
 constexpr std::size_t LONGEST_LINE = 4096;
+constexpr std::size_t MOST_PEERS = 64;
 constexpr std::size_t LARGEST_BACKLOG = 8 * 1024 * 1024; // a peer that asks and never reads
 
 /** Carries out every whole line of `text` and removes it; the replies, one after another. */
@@ -37,17 +39,20 @@ void Server_t::catchSignals() {
 }
 
 void Server_t::run() {
+    log_.open(STDOUT_FILENO);
     while (!stopSignalReceived() && !commands_.quitRequested()) {
         std::vector<pollfd> watched = line_.watched();
         const std::size_t own = watched.size();
         watched.push_back({terminalOpen_ ? STDIN_FILENO : -1, POLLIN, 0});
-        watched.push_back({listener_ != nullptr ? listener_->fd() : -1, POLLIN, 0});
+        watched.push_back({listener_ != nullptr && !acceptRests_ ? listener_->fd() : -1, POLLIN, 0});
+        acceptRests_ = false;
         watched.push_back({stopSignalFd(), POLLIN, 0});
         for (const Peer_t& peer : peers_) {
             watched.push_back({peer.fd.get(), static_cast<short>(peer.out.empty() ? POLLIN : POLLIN | POLLOUT), 0});
         }
         const int ready = poll(watched.data(), watched.size(), TICK_MS);
         passTime();
+        log_.flush();
         if (ready > 0) {
             serveReady(watched, own);
         }
@@ -94,9 +99,15 @@ void Server_t::serveTerminal() {
 
 void Server_t::acceptPeer() {
     OwnedFd_t fd(accept4(listener_->fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (fd.get() >= 0) {
-        peers_.push_back({.fd = std::move(fd), .in = {}, .out = {}, .closing = false});
+    if (fd.get() < 0) {
+        acceptRests_ = true;
+        return;
     }
+    if (peers_.size() >= MOST_PEERS) {
+        // Whoever takes all places and says nothing keeps nobody out.
+        peers_.erase(std::ranges::min_element(peers_, {}, &Peer_t::heard));
+    }
+    peers_.push_back({.fd = std::move(fd), .in = {}, .out = {}, .closing = false, .heard = Clock_t::now()});
 }
 
 void Server_t::servePeer(Peer_t& peer, short events) {
@@ -108,6 +119,7 @@ void Server_t::servePeer(Peer_t& peer, short events) {
             return;
         }
         if (count > 0) {
+            peer.heard = Clock_t::now();
             peer.in.append(bytes, static_cast<std::size_t>(count));
             peer.out += runLines(commands_, peer.in);
         }
@@ -140,8 +152,7 @@ void Server_t::printTransfers() {
     if (commands_.logging()) {
         const auto fresh =
             std::find_if(all.begin(), all.end(), [&](const Transfer_t& t) { return t.number > printed_; });
-        std::for_each(fresh, all.end(), [](const Transfer_t& t) { std::puts(describe(t).c_str()); });
-        std::fflush(stdout);
+        std::for_each(fresh, all.end(), [this](const Transfer_t& t) { log_.write(describe(t)); });
     }
     printed_ = all.back().number;
 }

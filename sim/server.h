@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "line.h"
 #include "listener.h"
+#include "log_writer.h"
 
 class Server_t {
 public:
@@ -28,6 +29,7 @@ private:
         OwnedFd_t fd;
         std::string in, out;
         bool closing = false;
+        Clock_t::time_point heard = Clock_t::now();
     };
 
     void passTime();
@@ -42,6 +44,8 @@ private:
     Commands_t& commands_;
     Line_t& line_;
     const Listener_t* listener_;
+    LogWriter_t log_;          /**< of transfers: the enclosure does not wait for who reads it */
+    bool acceptRests_ = false; /**< no descriptor was left: the next try comes with the next tick */
     std::list<Peer_t> peers_;
     std::string terminal_;
     bool terminalOpen_ = true;

@@ -69,6 +69,9 @@ LINES = {
         "esactl status >/dev/null...": STATUS_SCRIPT,
         "esactl status --format prometheus --output /var/lib/prometheus/node-exporter/esa.prom": LIVE,
     },
+    "docs/monitoring.md": {
+        "$ esactl events --since 1h...": PICTURE,
+    },
     "docs/simulator.md": {
         "encsim --chassis vsc055|quadra|xyratex|chenbro|w83782d...": PICTURE,
         "17 read 0x41 0x04 1 [80] ack...": PICTURE,

@@ -298,9 +298,28 @@ class PackageTest(unittest.TestCase):
         asked = [line for line in adapter if re.match("(Wants|Requires|BindsTo|Upholds|WatchdogSec)=", line)]
         self.assertEqual([], asked, "what is disabled stays out, and an adapter without a bus is left alone")
         self.assertIn("WantedBy=multi-user.target esa.service", settings("esa-params.service"))
-        self.assertFalse([line for line in settings("esa-params.service") if line.startswith(("ExecStop", "RemainAfter"))])
+        self.assertFalse([line for line in settings("esa-params.service") if line.startswith(("ExecStop=", "RemainAfter"))])
         self.assertIn("Restart=always", settings("msm.service"))
         self.assertNotIn("PrivateUsers=yes", settings("msm.service"), "the switch tells its users apart")
+
+    def test_block_that_is_not_finished_is_taken_away(self):
+        """The last step of esa-params.service: what it has begun and not finished must not be kept for ever."""
+        unit = read("/usr/lib/systemd/system/esa-params.service")
+        script = re.search(r"^ExecStopPost=-/bin/sh -c '(.*)'$", unit, re.M).group(1)
+        script = script.replace("/usr/bin/", installed("/usr/bin/"))
+        self.assertLess(unit.index("ExecStart=/bin/touch ${RUNTIME_DIRECTORY}/making\n"), unit.index("/mpuparams create"))
+        with stage.prepared() as stack, tempfile.TemporaryDirectory() as work:
+            here = programs(ESA_KEY="0x64", RUNTIME_DIRECTORY=work)
+            created = here.run("mpuparams", "create", "--key", "0x64", "--config", self.config(work))
+            self.assertEqual(0, created.returncode, created.stderr)
+            stack.callback(here.run, "mpuparams", "delete", "--key", "0x64")
+            for result, making, stays in (("success", False, True), ("exec-condition", False, True),
+                                          ("signal", False, True), ("success", True, True), ("signal", True, False)):
+                if making:
+                    open(os.path.join(work, "making"), "w", encoding="utf-8").close()
+                subprocess.run(["/bin/sh", "-c", script], env={**here.environment, "SERVICE_RESULT": result}, check=False)
+                there = here.run("mpuparams", "show", "--key", "0x64").returncode == 0
+                self.assertEqual(stays, there, (result, making))
 
     def test_block_that_is_there_is_kept(self):
         """The condition of esa-params.service: 0 lets it create the block, 1 does not."""

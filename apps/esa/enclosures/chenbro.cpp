@@ -35,10 +35,6 @@ const Fan_t* findFan(S32_t fan) {
     return &FANS[fan];
 }
 
-ESA_CODE_e fanReadSpeed(U8_t fan, U16_t* rpm) {
-    return chenbroW83782dFanReadSpeed(fan, rpm);
-}
-
 S16_t readTemperature(U8_t backplane) {
     return esaW83782dReadTemperature(BACKPLANE_ADDRESSES[backplane], ESA_E_WINBOND_TEMPERATURE_SENSOR_LHS);
 }
@@ -147,7 +143,7 @@ constexpr Chassis_t chenbroChassis = {
     .supplyChecks = SUPPLY_CHECKS,
     .isManaged = true,
     .mayMissBackplanes = true,
-    .fanReadSpeed = fanReadSpeed,
+    .fanReadSpeed = [](U8_t fan, U16_t* rpm) { return chenbroW83782dFanReadSpeed(fan, rpm); },
     .policyLoadPwm = chenbroW83782dFanLoadPwm,
     .controlLoadPwm = chenbroW83782dFanLoadPwm,
     .sensorCount = BACKPLANES,

@@ -25,14 +25,6 @@ constexpr PwmOutput_t PWM_OUTPUTS[] = {
     {&WinbondControl_t::pwmOut3ControlRegister, ESA_K_W83782D_PWM_OUT4_CONTROL_REG},
 };
 
-ESA_CODE_e readVoltages() {
-    return esaW83782dReadPowerVoltageToleranceStatus(esaControl.i2cAddressW83782d);
-}
-
-ESA_CODE_e fanReadSpeed(U8_t fan, U16_t* rpm) {
-    return esaW83782dFanReadSpeed(esaControl.i2cAddressW83782d, fan, rpm);
-}
-
 /** The temperature policy never stops a fan. */
 void policyLoadPwm(U8_t fan, U8_t percent) {
     if (const U8_t* duty = winbondDuty(percent); duty != nullptr && percent != 0) {
@@ -40,15 +32,12 @@ void policyLoadPwm(U8_t fan, U8_t percent) {
     }
 }
 
-S16_t readTemperature(U8_t sensor) {
-    return esaW83782dReadTemperature(esaControl.i2cAddressW83782d, sensor);
-}
-
 void setAlarm(EsaAlarmState_e state) {
     esaW83782dSetAlarmState(esaControl.i2cAddressW83782d, BACKPLANE, state);
 }
 
-constexpr SupplyCheck_t SUPPLY_CHECKS[] = {esaVoltageCheck(readVoltages)};
+constexpr SupplyCheck_t SUPPLY_CHECKS[] = {
+    esaVoltageCheck([] { return esaW83782dReadPowerVoltageToleranceStatus(esaControl.i2cAddressW83782d); })};
 
 } // namespace
 
@@ -106,11 +95,11 @@ constexpr Chassis_t w83782dChassis = {
     .processPollTimeout = esaW83782dProcessPollTimeout,
     .supplyChecks = SUPPLY_CHECKS,
     .isManaged = true,
-    .fanReadSpeed = fanReadSpeed,
+    .fanReadSpeed = [](U8_t fan, U16_t* rpm) { return esaW83782dFanReadSpeed(esaControl.i2cAddressW83782d, fan, rpm); },
     .policyLoadPwm = policyLoadPwm,
     // A control page's 100 goes to the chip as it stands: on this chassis that is less than half the full duty.
     .controlLoadPwm = esaW83782dFanLoadPwm,
-    .readTemperature = readTemperature,
+    .readTemperature = [](U8_t sensor) { return esaW83782dReadTemperature(esaControl.i2cAddressW83782d, sensor); },
     .faultMovesAlarm = true,
     .setAlarm = setAlarm,
 };

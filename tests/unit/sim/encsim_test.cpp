@@ -220,6 +220,34 @@ TEST_F(Encsim, LogPrintsTransfersAsTheyHappen) {
     EXPECT_THAT(encsim->out(), testing::Not(HasSubstr("1 read 0x41 0x98")));
 }
 
+TEST_F(Encsim, LogThatNobodyReadsHoldsUpNothingAndTellsWhatItLost) {
+    const auto encsim = start();
+    const File_t line = openLine();
+    const File_t peer = connectToCommands();
+    EXPECT_EQ(ask(peer, "log on"), "ok\n");
+    // A pipe takes 64 KiB, and 256 KiB wait: lines of 37 bytes.
+    for (int i = 0; i < 12000; ++i) {
+        ASSERT_EQ(exchange(line, "57 41 98 01 27", 1), "41") << i;
+    }
+    EXPECT_EQ(ask(peer, "log off"), "ok\n");
+    EXPECT_TRUE(encsim->waitForOut(" lines of the log lost: nobody read them in time\n", LONG));
+    EXPECT_THAT(encsim->out(), HasSubstr("\n1 write 0x41 0x98 1 [27] ack\n2 write 0x41 0x98 1 [27] ack\n"));
+}
+
+TEST_F(Encsim, WhoTakesAllPlacesAndSaysNothingKeepsNobodyOut) {
+    const auto encsim = start();
+    std::vector<std::unique_ptr<File_t>> silent;
+    const File_t busy = connectToCommands();
+    for (int i = 0; i < 100; ++i) {
+        const File_t next = connectToCommands();
+        silent.push_back(std::make_unique<File_t>(dup(next.fd())));
+        EXPECT_EQ(ask(busy, "freeze"), "ok\n") << "one that speaks keeps its place";
+    }
+    EXPECT_EQ(ask(connectToCommands(), "freeze"), "ok\n");
+    EXPECT_EQ(silent.front()->receive([](const std::string&) { return false; }), "")
+        << "the longest silent one is closed";
+}
+
 TEST_F(Encsim, SendGivesARunningSimulatorOneCommand) {
     const auto send = [this](const std::string& line) {
         return run(programCommand("encsim", {"--control", commands, "--send", line}), LONG);

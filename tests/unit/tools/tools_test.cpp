@@ -1,6 +1,8 @@
 /** What the tools share, where no tool's own tests reach. */
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -134,6 +136,32 @@ TEST(Streams, APathOf107CharactersIsTheLongest) {
     EXPECT_EQ(unixListen(std::string(108, 'p')).failed, UnixStep_e::PATH);
 }
 
+TEST(Streams, AListenerIsFoundWithoutWaitingForIt) {
+    const SocketPath_t socket;
+    EXPECT_FALSE(unixHasListener(socket.path));
+    EXPECT_EQ(errno, ENOENT);
+    const UnixSocket_t listener = unixListen(socket.path, 0);
+    ASSERT_EQ(listener.failed, UnixStep_e::NONE);
+    for (int tries = 0; tries < 3; ++tries) {
+        EXPECT_TRUE(unixHasListener(socket.path)) << "nobody takes the connections that wait";
+    }
+    close(listener.descriptor);
+    EXPECT_FALSE(unixHasListener(socket.path)) << "the file alone does not listen";
+    EXPECT_EQ(errno, ECONNREFUSED);
+}
+
+TEST(StopSignal, AHangUpThatIsIgnoredStaysSo) {
+    const auto tool = [] {
+        (void)std::signal(SIGHUP, SIG_IGN);
+        stopSignalInstall();
+        std::raise(SIGHUP);
+        const bool hungUp = stopSignalReceived();
+        std::raise(SIGTERM);
+        std::_Exit(!hungUp && stopSignalReceived() ? 0 : 1);
+    };
+    EXPECT_EXIT(tool(), testing::ExitedWithCode(0), "");
+}
+
 TEST(StopSignal, IsNotedAndEndsAWait) {
     EXPECT_EQ(stopSignalFd(), -1);
     stopSignalInstall();
@@ -162,6 +190,7 @@ TEST(Json, MembersKeepTheirOrderAndTextsMayHoldAnyByte) {
     list.add(Json_t::object({{"n", 0}}));
     EXPECT_EQ(list.text(2), "[\n  {\n    \"n\": 0\n  }\n]");
     EXPECT_EQ(Json_t().text(2), "null");
+    EXPECT_EQ(Json_t::object({{"part", 812.5}, {"whole", 20.0}}).text(-1), R"({"part":812.5,"whole":20.0})");
 }
 
 TEST(ChassisList, EveryTypeHasItsNames) {
