@@ -19,11 +19,14 @@ export function launch() {
         args: ["--no-sandbox", "--disable-dev-shm-usage", "--disable-background-networking"]});
 }
 
-/** A page that remembers what it complained about and whom it asked. `check()` fails when either is wrong. */
+/**
+ * A page that remembers what it complained about and whom it asked. `check()` fails when either is wrong. Its fans stand still
+ * unless a test is about them: what is painted without a graphics processor takes the other tests' time.
+ */
 export async function open(browser, address, options = {}) {
     const {path = "", expected = [], ...rest} = options;
     const context = await browser.newContext({viewport: {width: 1440, height: 900}, timezoneId: "UTC", locale: "en-GB",
-        colorScheme: "dark", ...rest});
+        colorScheme: "dark", reducedMotion: "reduce", ...rest});
     const page = await context.newPage();
     page.setDefaultTimeout(60000);
     const wrong = [];

@@ -16,9 +16,8 @@ let browser;
 before(async () => (browser = await launch()));
 after(() => browser.close());
 
-/** A page whose fans stand still: several that are painted at once leave the processors to nobody else. */
-function open(address, options = {}) {
-    return openPage(browser, address, {reducedMotion: "reduce", ...options});
+function open(address, options) {
+    return openPage(browser, address, options);
 }
 
 /** Gives the simulator a command, as its page does. */
@@ -197,6 +196,7 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
         await until("the lit LEDs", async () => (await cell(page, "slot02")).led === "on" && (await cell(page, "slot05")).led === "on")
             .catch(async (error) => assert.fail(`${error.message}: ${await page.locator(".panel-act .result").textContent()}`));
         assert.deepEqual((await world("hand")).drives.filter((drive) => drive.led).map((drive) => drive.index), [2, 3, 4, 5]);
+        await until("the word that it is done", async () => (await page.locator(".panel-act .result").textContent()) === "Done: the adapter reports it.");
         await until("the history", async () => (await page.locator('.event[data-name="action"]').first().textContent()).includes("guest"));
         await page.locator('[data-act="off"]').click();
         await page.locator("dialog button", {hasText: "Yes"}).click();
@@ -265,6 +265,24 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
             (await cell(page, "fan0")).state === "ok", 60);
         page.check();
         await page.leave();
+    });
+
+    test("a hundred browsers cost the enclosure not one transfer", async () => {
+        const transfers = async () => Number((await hand("crowd", "transfers")).match(/total (\d+)/)[1]);
+        const pace = async () => {
+            const begin = await transfers();
+            const start = Date.now();
+            await new Promise((resolve) => setTimeout(resolve, 20000));
+            return (1000 * (await transfers() - begin)) / (Date.now() - start);
+        };
+        const alone = await pace();
+        const stop = new AbortController();
+        const streams = await Promise.all(Array.from({length: 100}, () => fetch(`${CHAINS.crowd.address}api/v1/stream`, {signal: stop.signal})));
+        assert.deepEqual(new Set(streams.map((each) => each.status)), new Set([200]));
+        const crowded = await pace();
+        stop.abort();
+        console.log(`transfers a second: ${alone.toFixed(2)} alone, ${crowded.toFixed(2)} with 100 streams`);
+        assert.ok(alone > 1 && Math.abs(crowded - alone) < 0.25 * alone, `${alone} ${crowded}`);
     });
 
     test("the page is guarded by its headers, and nobody but this machine reaches it", async () => {

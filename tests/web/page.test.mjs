@@ -140,11 +140,12 @@ test("the keyboard alone reaches every element and tells about it", () => withFa
 }));
 
 test("reduced motion stands still, and speeds set the pace otherwise", () => withFake({trouble: true}, async (fake) => {
-    const turning = () => [...document.querySelectorAll(".cell-fan")].map((each) => {
-        const [animation] = each.querySelector(".rotor").getAnimations();
+    // A new rate holds once the compositor has taken it.
+    const turning = () => Promise.all([...document.querySelectorAll(".cell-fan")].map(async (each) => {
+        const animation = await each.querySelector(".rotor").getAnimations()[0].ready;
         return [each.querySelector(".short").textContent, animation.playState, animation.playbackRate];
-    });
-    const page = await open(browser, fake.address);
+    }));
+    const page = await open(browser, fake.address, {reducedMotion: "no-preference"});
     for (const [rpm, state, rate] of await page.evaluate(turning)) {
         assert.equal(state, Number(rpm) > 0 ? "running" : "paused");
         assert.ok(Number(rpm) === 0 || Math.abs(rate - rpm / 3600) < 0.01, `${rpm} ${rate}`);
@@ -158,7 +159,7 @@ test("reduced motion stands still, and speeds set the pace otherwise", () => wit
 test("the first picture comes within a second, and turning fans leave the page idle", () => withFake({}, async (fake) => {
     const times = [];
     for (let each = 0; each < 3; ++each) {
-        const page = await open(browser, fake.address);
+        const page = await open(browser, fake.address, {reducedMotion: "no-preference"});
         times.push(await page.evaluate(() => performance.getEntriesByName("drawn")[0].startTime));
         if (each === 2) {
             const session = await page.context().newCDPSession(page);

@@ -23,7 +23,7 @@ import stage  # noqa: E402
 
 # One enclosure of each kind, and one for each test that needs it for itself.
 CHAINS = {"vsc055": "vsc055", "quadra": "quadra", "xyratex": "xyratex", "chenbro": "chenbro", "w83782d": "w83782d", "heat": "vsc055",
-          "hand": "xyratex", "loss": "w83782d", "silence": "quadra"}
+          "hand": "xyratex", "loss": "w83782d", "silence": "quadra", "crowd": "vsc055"}
 
 
 def prepare():
@@ -46,7 +46,7 @@ def prepare():
 class WebTest(unittest.TestCase):
     def node(self, script, **environment):
         result = subprocess.run(
-            ["node", "--test", os.path.join(HERE, script)], check=False, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+            ["node", "--test", "--test-reporter=tap", os.path.join(HERE, script)], check=False, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
             env={**os.environ, "ESA_WEB_MODULES": os.path.join(BUILD, "web"), "ESA_PANEL_DIR": os.path.join(BUILD, "panel"),
                  "ESA_WEB_RESULTS": os.path.join(BUILD, "web-results"), **environment})
         print(result.stdout)

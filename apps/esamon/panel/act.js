@@ -180,7 +180,8 @@ export class Act {
     }
 
     accepted() {
-        this.say(TEXT.act.accepted);
+        // The adapter's report may have come before its answer to the request was read.
+        this.say(this.asked.size ? TEXT.act.accepted : TEXT.act.confirmed);
         clearTimeout(this.waiting);
         this.waiting = setTimeout(() => {
             if (this.asked.size) {

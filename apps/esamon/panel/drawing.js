@@ -185,6 +185,7 @@ export class Drawing {
             cell.dataset.led = asked ? "asked" : element.led === null ? "none" : element.led ? "on" : "off";
         } else if (element.kind === "fan") {
             cell.rpm = element.rpm;
+            cell.querySelector(".short").classList.toggle("bare", element.read === false);
             turn(cell, element.rpm);
         } else if (element.kind === "lamp") {
             cell.dataset.on = String(element.on);

@@ -83,6 +83,7 @@ function describeFan(fan) {
         value,
         short: String(fan.rpm ?? "–"),
         rpm: fan.rpm ?? 0,
+        read: fan.rpm !== null,
         limit: TEXT.element.rpmLimit(fan.minimum_rpm),
         notes: fan.state === "fault" ? [TEXT.element.fanCommand] : [],
     };

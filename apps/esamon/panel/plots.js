@@ -78,7 +78,7 @@ class Plot {
             cursor: {y: false, drag: {x: true, y: false, setScale: false}, bind: {mousedown: (plot, target, handle) => this.press(handle)},
                 sync: {key: "time"}, points: {size: 7}},
             scales: {x: {time: true, auto: false}, y: {auto: false}},
-            axes: [{...axis, size: 32, space: 80, values: timeTicks()}, {...axis, size: 52}],
+            axes: [{...axis, size: 32, space: 80, values: timeTicks()}, {...axis, size: 60}],
             series: [{}, ...this.series.map((each, index) => ({
                 label: each.name, stroke: colour(`series-${index % 8}`), width: 2, dash: DASHES[index % 8],
                 show: !this.hidden.has(each.name), points: {show: false},
