@@ -166,6 +166,7 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
             }
             await until("the trouble", async () => (await cell(page, "fan1")).state === "fault" && (await cell(page, "temp0")).state === "warning", 45);
             await agrees(page, chassis);
+            await until("the fan's own event", async () => (await page.locator(".event strong", {hasText: "Fan 1: Fault"}).count()) > 0);
             await until("the composite fault", async () => (await cell(page, "composite")).on === "true");
             await page.screenshot({path: join(RESULTS, `trouble-${chassis}.png`)});
             for (const command of ["fan 1 ok", "sensor 0 ok", "psu 0 ok", ...(chassis === "xyratex" ? ["drive 3 insert"] : [])]) {
