@@ -205,7 +205,7 @@ class DocsTest(unittest.TestCase):
 
     def test_examples_of_esactl(self):
         examples = re.findall(r"^\|.*\| `(esactl [^`]*)` \|$", text_of("docs/esactl.md"), re.MULTILINE)
-        self.assertEqual(10, len(examples))
+        self.assertEqual(13, len(examples))
         with stage.prepared(), contextlib.ExitStack() as stack, tempfile.TemporaryDirectory() as work:
             programs = self.enclosure(stack, work)
             for line in examples:

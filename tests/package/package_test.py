@@ -163,7 +163,8 @@ class PackageTest(unittest.TestCase):
             self.assertIn("--help", help_text.stdout)
         for name in ("mpuparams", "esactl", "encsim", "msm", "esafailsafe"):
             version = programs().run(name, "--version")
-            self.assertEqual((0, f"{name} {VERSION}\n"), (version.returncode, version.stdout))
+            self.assertEqual(0, version.returncode)
+            self.assertRegex(version.stdout, rf"^{name} {re.escape(VERSION)}( \|.*)?\n$")
 
     def test_man_pages_have_their_sections(self):
         for path in glob.glob(installed("/usr/share/man/man*/*.gz")):
