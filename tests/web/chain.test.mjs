@@ -203,6 +203,11 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
         await page.locator("dialog button", {hasText: "Yes"}).click();
         await until("the dark LEDs", async () => (await cell(page, "slot02")).led === "off");
         assert.deepEqual((await world("hand")).drives.filter((drive) => drive.led), []);
+        // In the past nothing is asked for.
+        await page.locator('[data-does="back"]').click();
+        await page.locator('[data-act="on"]').click();
+        assert.match(await page.locator(".panel-act .result").textContent(), /acting needs the present/);
+        await page.locator(".banner button").click();
         // Found by its blinking, the bay is as dark as it was.
         await page.locator(".panel-act input").fill("7");
         await page.locator('[data-act="blink"]').click();
