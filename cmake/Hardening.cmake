@@ -4,6 +4,9 @@
 include(CheckPIESupported)
 check_pie_supported()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+if(ESA_SYMBOLS)
+  add_compile_options(-g)
+endif()
 
 # File names in the programs and in their debugging information are the tree's.
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)

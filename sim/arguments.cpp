@@ -39,7 +39,7 @@ const std::string& Arguments_t::word(std::size_t at) const {
 
 void Arguments_t::expect(std::size_t least, std::size_t most, const char* usage) const {
     if (words_.size() < least || words_.size() > most) {
-        throw Refused_t("usage: " + std::string(usage));
+        throw Refused_t("expected \"" + std::string(usage) + "\"");
     }
 }
 

@@ -81,7 +81,7 @@ std::string fan(Commands_t& commands, const Arguments_t& arguments) {
         wanted.wornTo = arguments.number(2, "percentage of its healthy speed", 1, 100) / 100.0;
         wanted.state = FanState_e::WORN;
     } else {
-        refuseWord(verb, "ok, stall, worn PERCENT, remove or rpm RPM");
+        refuseWord(verb, "\"ok\", \"stall\", \"worn PERCENT\", \"remove\" or \"rpm RPM\"");
     }
     one = wanted;
     if (commands.enclosure().frozen() || one.state == FanState_e::REMOVED) {
@@ -103,7 +103,7 @@ std::string psu(Commands_t& commands, const Arguments_t& arguments) {
     } else if (verb == "ok" || verb == "insert") {
         supply = {SupplyState_e::OK, false};
     } else {
-        refuseWord(verb, "fail, ok, pull or insert");
+        refuseWord(verb, "\"fail\", \"ok\", \"pull\" or \"insert\"");
     }
     return {};
 }
@@ -120,7 +120,7 @@ std::string sensor(Commands_t& commands, const Arguments_t& arguments) {
     expectAfterVerb(arguments, 1, verb == "set" ? 1 : 0);
     if (verb == "gone") {
         if (!one.ownChip) {
-            throw Refused_t("this sensor is inside a monitor chip; use: chip " + hexByte(one.address) + " silent");
+            throw Refused_t("this sensor is inside a monitor chip; use \"chip " + hexByte(one.address) + " silent\"");
         }
         busOf(commands).setSilent(one.address, true);
     } else if (verb == "ok") {
@@ -130,7 +130,7 @@ std::string sensor(Commands_t& commands, const Arguments_t& arguments) {
         one.set = arguments.number(2, "temperature", -55, 125);
         one.celsius = *one.set;
     } else {
-        refuseWord(verb, "gone, ok or set C");
+        refuseWord(verb, "\"gone\", \"ok\" or \"set C\"");
     }
     return {};
 }
@@ -146,7 +146,7 @@ std::string volt(Commands_t& commands, const Arguments_t& arguments) {
         worldOf(commands).boards.at(arguments.index(0, "voltage monitor", worldOf(commands).boards.size()));
     const auto rail = std::find(RAIL_NAMES.begin(), RAIL_NAMES.end(), arguments.word(1));
     if (rail == RAIL_NAMES.end()) {
-        refuseWord(arguments.word(1), "vcore, vinr0, 3.3, 5, 12, -12 or -5");
+        refuseWord(arguments.word(1), "\"vcore\", \"vinr0\", \"3.3\", \"5\", \"12\", \"-12\" or \"-5\"");
     }
     std::optional<double>& set = board.set.at(static_cast<std::size_t>(rail - RAIL_NAMES.begin()));
     if (arguments.word(2) == "ok") {
@@ -172,7 +172,7 @@ std::string bus(Commands_t& commands, const Arguments_t& arguments) {
     const std::size_t words = arguments.size() - (second ? 1 : 0);
     const bool skips = words == 4 && arguments.word(2) == "skip";
     if (arguments.word(0) != "fail" || !(words == 2 || skips)) {
-        throw Refused_t("usage: bus fail N [skip M] [second], or: bus ok");
+        throw Refused_t("expected \"bus fail N [skip M] [second]\" or \"bus ok\"");
     }
     const unsigned count = arguments.whole(1, "number of transfers", 0, 1000000);
     busOf(commands).failNext(count, skips ? arguments.whole(3, "number to skip", 0, 1000000) : 0, second);
@@ -196,7 +196,9 @@ unsigned alarmState(const Arguments_t& arguments) {
     if (upper.size() == 1 && upper[0] >= '0' && upper[0] <= '7') {
         return static_cast<unsigned>(upper[0] - '0');
     }
-    refuseWord(arguments.word(0), "idle, fault, remind, mute, critical, a number 0 to 7, auto, or remind-after");
+    refuseWord(
+        arguments.word(0),
+        "\"idle\", \"fault\", \"remind\", \"mute\", \"critical\", a number 0 to 7, \"auto\" or \"remind-after\"");
 }
 
 std::string alarm(Commands_t& commands, const Arguments_t& arguments) {
@@ -266,7 +268,7 @@ std::string log(Commands_t& commands, const Arguments_t& arguments) {
 std::string transfers(Commands_t& commands, const Arguments_t& arguments) {
     if (arguments.size() == 1) {
         if (arguments.word(0) != "reset") {
-            refuseWord(arguments.word(0), "reset, or nothing");
+            refuseWord(arguments.word(0), "\"reset\", or nothing");
         }
         busOf(commands).resetCounts();
         return {};
@@ -278,7 +280,7 @@ std::string transfers(Commands_t& commands, const Arguments_t& arguments) {
 
 std::string show(Commands_t& commands, const Arguments_t& arguments) {
     if (arguments.size() == 1 && arguments.word(0) != "--json") {
-        refuseWord(arguments.word(0), "--json, or nothing");
+        refuseWord(arguments.word(0), "\"--json\", or nothing");
     }
     return arguments.size() == 1 ? showJson(commands) : showText(commands);
 }

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "bridge_line.h"
+#include "chassis_list.h"
 #include "client.h"
 #include "command_line.h"
 #include "failure.h"
@@ -30,18 +31,28 @@ CliProgram_t commandLine(Options_t& options) {
             "Simulated enclosure: chips, wiring and physics behind a serial I2C bridge or as a virtual machine's bus.",
         .options = {
             {.name = "--chassis",
-             .description = "the enclosure to be",
+             .description = "the enclosure to be: vsc055, quadra, xyratex, chenbro or w83782d",
              .target = &options.chassis,
-             .choices = chassisNames()},
-            {.name = "--link", .description = "link made to the line", .target = &options.link, .showsDefault = true},
+             .type = "NAME",
+             .suggest = [] { return chassisNames(); }},
+            {.name = "--link",
+             .description = "link made to the line",
+             .target = &options.link,
+             .type = "FILE",
+             .showsDefault = true},
             {.name = "--vhost-user",
              .description = "be the I2C bus of a virtual machine whose emulator connects here",
              .target = &options.vhostUser,
+             .type = "FILE",
              .excludes = "--link"},
-            {.name = "--control", .description = "UNIX socket for commands", .target = &options.commandSocket},
+            {.name = "--control",
+             .description = "UNIX socket for commands",
+             .target = &options.commandSocket,
+             .type = "FILE"},
             {.name = "--send",
              .description = "give the simulator that runs at --control this command, print its reply",
              .target = &options.command,
+             .type = "COMMAND",
              .needs = "--control",
              .excludes = "--chassis"},
             {.name = "--speed",
@@ -61,12 +72,11 @@ std::unique_ptr<Line_t> makeLine(const Options_t& options, Bus_t& bus) {
     return std::make_unique<VhostLine_t>(bus, options.vhostUser);
 }
 
-void serve(const Options_t& options) {
+void serve(const Options_t& options, Enclosure_t& enclosure) {
     Server_t::catchSignals();
-    const std::unique_ptr<Enclosure_t> enclosure = makeEnclosure(options.chassis);
-    enclosure->setFrozen(options.frozen);
-    const std::unique_ptr<Line_t> line = makeLine(options, enclosure->bus());
-    Commands_t commands(*enclosure, line->silenceable());
+    enclosure.setFrozen(options.frozen);
+    const std::unique_ptr<Line_t> line = makeLine(options, enclosure.bus());
+    Commands_t commands(enclosure, line->silenceable());
     commands.setSpeed(options.speed);
 
     std::optional<Listener_t> listener;
@@ -97,7 +107,19 @@ int runTool(int argc, char** argv) {
     if (options.chassis.empty()) {
         throw failure("--chassis is required");
     }
-    serve(options);
+    // The long names of the controller's configuration will do as well.
+    if (const ChassisFacts_t* const facts = findChassis(options.chassis); facts != nullptr) {
+        options.chassis = facts->name;
+    }
+    const std::unique_ptr<Enclosure_t> enclosure = makeEnclosure(options.chassis);
+    if (enclosure == nullptr) {
+        std::string known;
+        for (const std::string& name : chassisNames()) {
+            known += (known.empty() ? "" : ", ") + name;
+        }
+        throw failure("no chassis \"" + options.chassis + "\": expected one of " + known);
+    }
+    serve(options, *enclosure);
     return 0;
 }
 

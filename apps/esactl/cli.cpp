@@ -1,5 +1,6 @@
 #include "cli.h"
 
+#include <charconv>
 #include <cstdlib>
 
 #include "command_line.h"
@@ -9,6 +10,7 @@
 #include "output.h"
 #include "render_json.h"
 #include "render_prometheus.h"
+#include "suggest.h"
 
 namespace {
 
@@ -17,16 +19,32 @@ using Run_t = int (*)(const Options_t&);
 constexpr const char* EXIT_STATUS_HELP =
     "Exit status, bits that add up: 1 usage, 2 no switch or no answer in time, 4 refused,\n"
     "8 the enclosure is in fault, 16 warning (a temperature limit, a missing reading).\n"
-    "8 and 16 come from status only.\n"
+    "8 and 16 come from status, and from the last view of watch --count.\n"
     "\n"
     "Example: esactl status --json | jq .state";
 
 constexpr CliRange_t<double> TIMEOUT_SECONDS{0.01, 86400.0};
 constexpr CliRange_t<double> INTERVAL_SECONDS{0.1, 86400.0};
+constexpr CliRange_t<int> ENDPOINTS{0, 63};
 
-std::string defaultDirectory() {
-    const char* const fromEnvironment = std::getenv("ESA_MMSG_DIRECTORY");
-    return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "/run/esa";
+std::string fromEnvironment(const char* name, const char* otherwise) {
+    const char* const value = std::getenv(name);
+    return value != nullptr && *value != '\0' ? value : otherwise;
+}
+
+void takeEnvironment(Options_t& options) {
+    options.directory = fromEnvironment("ESA_MMSG_DIRECTORY", "/run/esa");
+    options.socket = fromEnvironment("ESA_MMSG_SOCKET", "peer");
+    options.chassis = fromEnvironment("ESA_CHASSIS", "");
+    options.state = fromEnvironment("ESA_STATE_DIRECTORY", "/var/lib/esa");
+    options.slots = fromEnvironment("ESA_SLOTS", "");
+    const std::string endpoint = fromEnvironment("ESA_MMSG_ENDPOINT", "");
+    const char* const end = endpoint.data() + endpoint.size();
+    const auto [stop, error] = std::from_chars(endpoint.data(), end, options.endpoint);
+    if (!endpoint.empty() && (error != std::errc() || stop != end || options.endpoint < ENDPOINTS.least ||
+                              options.endpoint > ENDPOINTS.most)) {
+        throw usageError("ESA_MMSG_ENDPOINT is '" + endpoint + "'; expected an endpoint number from 0 to 63");
+    }
 }
 
 /** Options that every command takes, before its name or after it. */
@@ -36,6 +54,29 @@ std::vector<CliOption_t> commonOptions(Options_t& options) {
          .description = "Directory of the switch's sockets (or ESA_MMSG_DIRECTORY; else /run/esa)",
          .target = &options.directory,
          .type = "DIR"},
+        {.name = "--socket",
+         .description =
+             "The switch's socket for peers, a name in the directory or a path (or ESA_MMSG_SOCKET; else peer)",
+         .target = &options.socket,
+         .type = "NAME"},
+        {.name = "--endpoint",
+         .description = "Our endpoint number, with a switch that gives none (or ESA_MMSG_ENDPOINT)",
+         .target = &options.endpoint,
+         .type = "N",
+         .range = ENDPOINTS},
+        {.name = "--chassis",
+         .description = "Which enclosure it is, where esactl cannot make it out (or ESA_CHASSIS)",
+         .target = &options.chassis,
+         .type = "NAME",
+         .suggest = suggestChassis},
+        {.name = "--state",
+         .description = "Directory of what is accepted (or ESA_STATE_DIRECTORY; else /var/lib/esa)",
+         .target = &options.state,
+         .type = "DIR"},
+        {.name = "--slots",
+         .description = "File of the slots' labels (or ESA_SLOTS; else /etc/esa/slots)",
+         .target = &options.slots,
+         .type = "FILE"},
         {.name = "--timeout",
          .description = "How long to wait for an answer, in seconds (default 5)",
          .target = &options.timeoutSeconds,
@@ -45,8 +86,36 @@ std::vector<CliOption_t> commonOptions(Options_t& options) {
     };
 }
 
-CliOption_t element(Options_t& options, const char* name, const char* description) {
-    return {.name = name, .description = description, .target = &options.element, .type = "", .required = true};
+using Suggest_t = std::function<std::vector<std::string>()>;
+
+CliOption_t element(Options_t& options, const char* name, const char* description, Suggest_t suggest = {}) {
+    return {.name = name,
+            .description = description,
+            .target = &options.element,
+            .type = "",
+            .required = true,
+            .suggest = std::move(suggest)};
+}
+
+CliOption_t slots(Options_t& options) {
+    CliOption_t slots = element(options, "SLOTS", "Slots as 3, slot03, 3,5-7, a label, or all",
+                                [&options] { return suggestSlots(options); });
+    slots.isList = true;
+    return slots;
+}
+
+CliOption_t waitFlag(Options_t& options) {
+    return {.name = "--wait",
+            .description = "Wait for the adapter's next poll and tell what has come of it",
+            .target = &options.wait};
+}
+
+CliOption_t afterSeconds(Options_t& options) {
+    return {.name = "--after",
+            .description = "How long --wait waits (default 12: a poll comes every 11)",
+            .target = &options.afterSeconds,
+            .type = "SECONDS",
+            .range = INTERVAL_SECONDS};
 }
 
 CliOption_t request(Options_t& options, std::vector<std::string> choices) {
@@ -64,7 +133,7 @@ CliOption_t everyEvent(Options_t& options) {
 
 CliOption_t count(Options_t& options) {
     return {.name = "--count",
-            .description = "End after so many events (events) or views (watch)",
+            .description = "End after so many events (events), views (watch) or blinks (locate)",
             .target = &options.count,
             .type = "N",
             .range = CliRange_t<unsigned>{1, 1000000000}};
@@ -113,7 +182,23 @@ std::vector<Command_t> queries(Options_t& options) {
             .target = &options.output,
             .type = "FILE"}}},
          statusCommand},
-        {{"config", "What the enclosure consists of", "esactl config --json", {}}, configCommand},
+        {{"config", "What the enclosure consists of, and the adapter's version", "esactl config --json", {}},
+         configCommand},
+        {{"slots", "Drive slots with their labels", "esactl slots", {}}, slotsCommand},
+        {{"accept",
+          "Live with a condition for a while: it counts no more unless it gets worse; without ELEMENT, list them",
+          "esactl accept temp1 --until 3d",
+          {{.name = "ELEMENT",
+            .description = "What is wrong, as the status names it",
+            .target = &options.element,
+            .type = "",
+            .suggest = [&options] { return suggestProblems(options); }},
+           {.name = "--until",
+            .description = "A date as 2026-12-01 or 2026-12-01T18:30 (UTC), or a time from now as 8h, 3d or 2w",
+            .target = &options.until,
+            .type = "WHEN"},
+           {.name = "--revoke", .description = "Let it count again", .target = &options.revoke}}},
+         acceptCommand},
     };
 }
 
@@ -122,26 +207,44 @@ std::vector<Command_t> changes(Options_t& options) {
         {{"led",
           "Switch a drive slot's fault LED, or all of them; the slot may be empty",
           "esactl led slot03 on",
-          {element(options, "SLOT", "Slot address from 0, as 3 or slot03; or all"),
+          {slots(options),
            request(options, {"on", "off"}),
            {.name = "--force",
             .description = "Ask for the opposite first: after its restart the adapter may be wrong about an LED",
-            .target = &options.force}}},
+            .target = &options.force},
+           waitFlag(options),
+           afterSeconds(options)}},
          ledCommand},
+        {{"locate",
+          "Blink drive slots' LEDs until Ctrl-C, then leave them as they were",
+          "esactl locate slot03",
+          {slots(options),
+           {.name = "--blink",
+            .description = "Seconds on and seconds off (default 1)",
+            .target = &options.blinkSeconds,
+            .type = "SECONDS",
+            .range = INTERVAL_SECONDS},
+           count(options)}},
+         locateCommand},
         {{"fan",
           "Switch a fan to full speed or off (some chassis switch a whole bank)",
           "esactl fan fan1 on",
-          {element(options, "FAN", "Fan, as 1 or fan1"), request(options, {"on", "off"})}},
+          {element(options, "FAN", "Fan, as 1 or fan1", [&options] { return suggestFans(options); }),
+           request(options, {"on", "off"}),
+           {.name = "--force", .description = "Even where on slows the fan", .target = &options.force},
+           waitFlag(options),
+           afterSeconds(options)}},
          fanCommand},
         {{"psu",
           "Switch a power supply's fault indication on (fail) or off (ok)",
           "esactl psu psu0 ok",
-          {element(options, "SUPPLY", "Supply, as 0 or psu0"), request(options, {"fail", "ok"})}},
+          {element(options, "SUPPLY", "Supply, as 0 or psu0", [&options] { return suggestSupplies(options); }),
+           request(options, {"fail", "ok"}), waitFlag(options), afterSeconds(options)}},
          supplyCommand},
         {{"alarm",
           "Silence or sound the audible alarm",
           "esactl alarm mute",
-          {request(options, {"mute", "fault", "critical"})}},
+          {request(options, {"mute", "fault", "critical"}), waitFlag(options), afterSeconds(options)}},
          alarmCommand},
     };
 }
@@ -184,6 +287,7 @@ std::vector<Command_t> streams(Options_t& options) {
             .target = &options.intervalSeconds,
             .type = "SECONDS",
             .range = INTERVAL_SECONDS},
+           {.name = "--note", .description = "Line that stays above the view", .target = &options.note, .type = "TEXT"},
            everyEvent(options),
            count(options)}},
          watchCommand},
@@ -302,13 +406,12 @@ int runCommand(Run_t run, const Options_t& options) {
 
 int parseAndRun(int argc, const char* const* argv) {
     Options_t options;
-    options.directory = defaultDirectory();
+    takeEnvironment(options);
     options.monitor = monitorSocket();
     const std::vector<Command_t> commands = allCommands(options);
     CliProgram_t program{.name = "esactl",
                          .description = "Talks to the enclosure services adapter through the message switch.",
                          .footer = EXIT_STATUS_HELP,
-                         .version = std::string("esactl ") + ESACTL_VERSION,
                          .options = commonOptions(options)};
     for (const Command_t& command : commands) {
         program.commands.push_back(command.line);

@@ -15,6 +15,7 @@
 #include "monitor_client.h"
 #include "output.h"
 #include "render_json.h"
+#include "session.h"
 #include "tar.h"
 
 namespace {
@@ -117,9 +118,9 @@ int bundleCommand(const Options_t& options) {
     Bundle_t bundle;
     bundle.add("versions.txt", versions);
     bundle.add("status.json", [&] {
-        SesClient_t client(options.directory, options.timeout());
-        const Enclosure_t enclosure = fetchEnclosure(client);
-        return statusJson(enclosure, assessHealth(enclosure.status), timeText()).text(2) + "\n" +
+        SesClient_t client = connectAdapter(options);
+        const Enclosure_t enclosure = askEnclosure(client, options);
+        return statusJson(enclosure, judgedHealth(enclosure, options), timeText()).text(2) + "\n" +
                configurationJson(enclosure.configuration).text(2) + "\n";
     });
     bundle.add("monitor-status.json", [&] { return fromMonitor(options, "/api/v1/status"); });

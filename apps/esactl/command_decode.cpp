@@ -82,8 +82,9 @@ private:
             const Decoded_t<EnclosureStatus_t> page =
                 configuration_ ? decodeStatusPage(payload, *configuration_) : decodeStatusPage(payload);
             if (page.value) {
-                append(all, statusLines({configuration_.value_or(Configuration_t{}), *page.value},
-                                        assessHealth(*page.value), Palette_t{}));
+                append(all,
+                       statusLines({.configuration = configuration_.value_or(Configuration_t{}), .status = *page.value},
+                                   assessHealth(*page.value), Palette_t{}, UNBOUNDED));
             } else {
                 all.push_back(page.error);
             }

@@ -13,6 +13,7 @@
 #include "output.h"
 #include "plot.h"
 #include "render_text.h"
+#include "session.h"
 
 using nlohmann::ordered_json;
 
@@ -69,8 +70,8 @@ std::string entryLine(const ordered_json& entry, const Palette_t& palette) {
 
 /** A reading at this moment, for want of a monitor. */
 int presentReading(const Options_t& options, const std::string& name) {
-    SesClient_t client(options.directory, options.timeout());
-    const EnclosureStatus_t status = fetchEnclosure(client).status;
+    SesClient_t client = connectAdapter(options);
+    const EnclosureStatus_t status = askEnclosure(client, options).status;
     std::optional<std::string> text;
     for (unsigned i = 0; i < status.sensors.size() && !text; ++i) {
         if (name == sensorName(i)) {

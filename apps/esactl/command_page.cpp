@@ -4,6 +4,7 @@
 #include "commands.h"
 #include "enclosure.h"
 #include "output.h"
+#include "session.h"
 #include "standard_pages.h"
 
 namespace {
@@ -23,7 +24,7 @@ std::string hexDump(const std::vector<U8_t>& bytes) {
 } // namespace
 
 int pageCommand(const Options_t& options) {
-    SesClient_t client(options.directory, options.timeout());
+    SesClient_t client = connectAdapter(options);
     std::vector<U8_t> page;
     if (!options.standard) {
         const SesReply_t reply = client.receiveDiagnostic(static_cast<U8_t>(options.page));

@@ -7,6 +7,7 @@
 #include "output.h"
 #include "render_json.h"
 #include "render_text.h"
+#include "session.h"
 
 namespace {
 
@@ -56,9 +57,10 @@ Spelt_t spellOut(SesClient_t& client, int page, const SesReply_t& reply) {
         const Configuration_t configuration = fetchConfiguration(client); // page 2 does not say how it is laid out
         const Decoded_t<EnclosureStatus_t> status = decodeStatusPage(reply.payload, configuration);
         if (status.value) {
-            const Enclosure_t enclosure{configuration, *status.value};
+            const Enclosure_t enclosure{.configuration = configuration, .status = *status.value};
             const Health_t health = assessHealth(*status.value);
-            return {statusLines(enclosure, health, standardOutputPalette()), statusJson(enclosure, health, timeText())};
+            return {statusLines(enclosure, health, standardOutputPalette(), standardOutputWidth()),
+                    statusJson(enclosure, health, timeText())};
         }
         return {{"not decoded: " + status.error}, nullptr};
     }
@@ -93,7 +95,7 @@ int rawCommand(const Options_t& options) {
         throw usageError("raw needs either a control page as hex or --page N, not both");
     }
     const std::vector<U8_t> page = bytesOf(options.hex);
-    SesClient_t client(options.directory, options.timeout());
+    SesClient_t client = connectAdapter(options);
     const SesReply_t reply =
         asks ? client.receiveDiagnostic(static_cast<U8_t>(options.page)) : client.sendDiagnostic(page);
     requireGood(reply, asks ? "the request" : "the control page");

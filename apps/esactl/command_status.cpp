@@ -1,9 +1,11 @@
 /** status and config: what the adapter knows. */
 #include "commands.h"
+#include "errors.h"
 #include "output.h"
 #include "render_json.h"
 #include "render_prometheus.h"
 #include "render_text.h"
+#include "session.h"
 
 namespace {
 
@@ -16,7 +18,8 @@ std::string statusText(const Options_t& options, const Enclosure_t& enclosure, c
     }
     const Palette_t palette = isStandardOutput(options.output) ? standardOutputPalette() : Palette_t{};
     std::string text;
-    for (const std::string& line : statusLines(enclosure, health, palette)) {
+    const std::size_t width = isStandardOutput(options.output) ? standardOutputWidth() : UNBOUNDED;
+    for (const std::string& line : statusLines(enclosure, health, palette, width)) {
         text += line + "\n";
     }
     return text;
@@ -25,21 +28,31 @@ std::string statusText(const Options_t& options, const Enclosure_t& enclosure, c
 } // namespace
 
 int statusCommand(const Options_t& options) {
-    SesClient_t client(options.directory, options.timeout());
-    const Enclosure_t enclosure = fetchEnclosure(client);
-    const Health_t health = assessHealth(enclosure.status);
+    if (options.jsonFlag && options.format != "text" && options.format != "json") {
+        throw usageError("--json and --format " + options.format + " name two formats; expected one of them");
+    }
+    SesClient_t client = connectAdapter(options);
+    const Enclosure_t enclosure = askEnclosure(client, options);
+    const Health_t health = judgedHealth(enclosure, options);
     const std::string text = statusText(options, enclosure, health);
     deliverText(options.output, text);
     return health.exitStatus;
 }
 
 int configCommand(const Options_t& options) {
-    SesClient_t client(options.directory, options.timeout());
+    SesClient_t client = connectAdapter(options);
     const Configuration_t configuration = fetchConfiguration(client);
+    const AdapterFacts_t facts = adapterFacts(options);
     if (options.json()) {
-        printJson(configurationJson(configuration));
+        Json_t document = configurationJson(configuration);
+        document.set("adapter_version", facts.version.empty() ? Json_t() : Json_t(facts.version));
+        document.set("adapter_chassis", facts.chassis == nullptr ? Json_t() : Json_t(facts.chassis->name));
+        printJson(document);
     } else {
-        printLines(configurationLines(configuration));
+        std::vector<std::string> lines = configurationLines(configuration);
+        lines.push_back("Adapter     " + (facts.version.empty() ? "-" : facts.version) +
+                        (facts.chassis == nullptr ? "" : std::string("  (chassis ") + facts.chassis->name + ")"));
+        printLines(lines);
     }
     return 0;
 }

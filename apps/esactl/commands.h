@@ -4,10 +4,14 @@
  */
 #pragma once
 
+#include "enclosure.h"
 #include "options.h"
 
 int statusCommand(const Options_t& options);
 int configCommand(const Options_t& options);
+int acceptCommand(const Options_t& options);
+int slotsCommand(const Options_t& options);
+int locateCommand(const Options_t& options);
 int ledCommand(const Options_t& options);
 int fanCommand(const Options_t& options);
 int supplyCommand(const Options_t& options);
@@ -22,3 +26,6 @@ int bundleCommand(const Options_t& options);
 int decodeCommand(const Options_t& options);
 int watchCommand(const Options_t& options);
 int rawCommand(const Options_t& options);
+
+/** Throws ToolError_t "usage" when the enclosure has no drive LEDs, as far as it is known. */
+void requireLeds(const Enclosure_t& enclosure);

@@ -36,10 +36,11 @@ std::vector<EventNews_t> EventSource_t::take() {
 }
 
 void EventSource_t::addNews(std::vector<EventNews_t>& news, const Message_t& message) {
-    const std::optional<Event_t> event = decodeEvent(message);
+    std::optional<Event_t> event = decodeEvent(message);
     if (!event) {
         return;
     }
+    supplies_.tell(*event);
     const std::optional<unsigned> repeats = everyEvent_ ? 0U : filter_.news(*event, Clock_t::now());
     if (repeats) {
         news.push_back({*event, *repeats, timeText()});

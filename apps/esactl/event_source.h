@@ -31,5 +31,6 @@ private:
 
     std::vector<std::unique_ptr<SwitchConnection_t>> connections_;
     RepeatFilter_t filter_;
+    SupplyMemory_t supplies_;
     bool everyEvent_;
 };

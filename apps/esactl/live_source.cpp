@@ -1,13 +1,14 @@
 #include "live_source.h"
 
 #include "errors.h"
+#include "session.h"
 
 Enclosure_t LiveSource_t::fetch() {
     try {
         if (!client_) {
-            client_ = std::make_unique<SesClient_t>(options_.directory, options_.timeout());
+            client_ = std::make_unique<SesClient_t>(options_.directory, options_.timeout(), options_.door());
         }
-        return fetchEnclosure(*client_);
+        return askEnclosure(*client_, options_);
     } catch (const ToolError_t&) {
         client_.reset();
         throw;

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "names.h"
@@ -13,7 +15,7 @@ namespace {
 
 constexpr std::size_t LABEL_WIDTH = 12;
 constexpr std::size_t LINE_WIDTH = 80;
-constexpr std::size_t SLOTS_PER_LINE = 4;
+constexpr std::size_t CONTINUED = 7; // under an element's state
 
 std::string padded(std::string text, std::size_t width) {
     text.resize(std::max(text.size(), width), ' ');
@@ -63,30 +65,45 @@ std::string overallLine(const Health_t& health, const Palette_t& palette) {
     return line;
 }
 
-std::string driveCell(unsigned slot, const DriveSlot_t& drive, const Palette_t& palette) {
-    constexpr std::size_t WIDTH = 17;
-    const char* const led = drive.faultRequested ? "LED" : "";
-    const Condition_e condition = driveCondition(drive);
-    const std::string plain = slotName(slot) + " " + conditionName(condition) + " " + led;
-    return slotName(slot) + " " + palette.paint(conditionName(condition), condition) + " " +
-           (drive.faultRequested ? palette.paint(led, CONDITION_E_WARNING) : "") +
-           std::string(WIDTH - std::min(plain.size(), WIDTH), ' ');
+std::string drivePlain(unsigned slot, const DriveSlot_t& drive) {
+    return slotName(slot) + " " + conditionName(driveCondition(drive)) + (drive.faultRequested ? " LED" : "");
 }
 
-void addDrives(std::vector<std::string>& lines, const std::vector<DriveSlot_t>& drives, const Palette_t& palette) {
+std::string drivePainted(unsigned slot, const DriveSlot_t& drive, const Palette_t& palette) {
+    const Condition_e condition = driveCondition(drive);
+    return slotName(slot) + " " + palette.paint(conditionName(condition), condition) +
+           (drive.faultRequested ? " " + palette.paint("LED", CONDITION_E_WARNING) : "");
+}
+
+/** As many columns as fit, each wide enough for the longest of them. */
+void addDrives(std::vector<std::string>& lines, const std::vector<DriveSlot_t>& drives, const Palette_t& palette,
+               std::size_t width) {
+    constexpr std::size_t LEAST_CELL = 16;
+    constexpr std::size_t MOST_COLUMNS = 4;
+    std::size_t cell = LEAST_CELL;
+    for (unsigned slot = 0; slot < drives.size(); ++slot) {
+        cell = std::max(cell, drivePlain(slot, drives[slot]).size());
+    }
+    width = std::min(width, LINE_WIDTH);
+    const std::size_t room = width > LABEL_WIDTH ? width - LABEL_WIDTH : 0;
+    const std::size_t columns = std::clamp<std::size_t>((room + 1) / (cell + 1), 1, MOST_COLUMNS);
     std::string label = "Drives";
     std::string row;
     for (unsigned slot = 0; slot < drives.size(); ++slot) {
-        row += driveCell(slot, drives[slot], palette);
-        if ((slot + 1) % SLOTS_PER_LINE == 0 || slot + 1 == drives.size()) {
-            row.erase(row.find_last_not_of(' ') + 1);
+        row += drivePainted(slot, drives[slot], palette);
+        if ((slot + 1) % columns == 0 || slot + 1 == drives.size()) {
             addLine(lines, label, row);
             row.clear();
+        } else {
+            row += std::string(cell + 1 - drivePlain(slot, drives[slot]).size(), ' ');
         }
     }
 }
 
 std::string supplyDetail(const PowerSupply_t& supply) {
+    if (!supply.known) {
+        return "";
+    }
     std::string text = elementStatusName(supply.code);
     text += supply.acFail ? ", input or voltage failed" : "";
     text += supplyFailRequested(supply) ? ", fault indication on by command" : "";
@@ -94,6 +111,9 @@ std::string supplyDetail(const PowerSupply_t& supply) {
 }
 
 std::string fanDetail(const Fan_t& fan) {
+    if (!fan.known) {
+        return "";
+    }
     char text[96];
     if (!fan.rpm) {
         std::snprintf(text, sizeof text, "  no reading  (limit %u RPM)", HEALTH_K_FAN_MINIMUM_RPM);
@@ -104,6 +124,9 @@ std::string fanDetail(const Fan_t& fan) {
 }
 
 std::string sensorDetail(const TemperatureSensor_t& sensor) {
+    if (!sensor.known || !sensor.fitted) {
+        return sensor.known ? "not read on this chassis" : "";
+    }
     char text[96];
     char reading[16] = "no reading";
     if (sensor.celsius) {
@@ -136,16 +159,65 @@ void addElements(std::vector<std::string>& lines, std::string label, const Eleme
                  Condition_e (*condition)(typename Elements::const_reference), Detail&& detail) {
     unsigned index = 0;
     for (const auto& element : elements) {
-        addLine(lines, label,
-                padded(name(index++), 6) + " " + stateWord(condition(element), palette) + detail(element));
+        std::string line = padded(name(index++), 6) + " " + stateWord(condition(element), palette) + detail(element);
+        line.erase(line.find_last_not_of(' ') + 1);
+        addLine(lines, label, line);
+    }
+}
+
+/** Bytes of the colour code that starts at `at`; 0 when none does. */
+std::size_t escapeLength(const std::string& line, std::size_t at) {
+    if (line[at] != '\033') {
+        return 0;
+    }
+    const std::size_t end = line.find('m', at);
+    return (end == std::string::npos ? line.size() : end + 1) - at;
+}
+
+/** The end of the part of `line` from `at` on that `width` columns hold, at a blank where there is one. */
+std::size_t endOfPart(const std::string& line, std::size_t at, std::size_t width) {
+    std::size_t columns = 0;
+    std::size_t blank = std::string::npos;
+    const std::size_t start = line.find_first_not_of(' ', at);
+    while (at < line.size()) {
+        if (const std::size_t escape = escapeLength(line, at)) {
+            at += escape;
+            continue;
+        }
+        if (line[at] == ' ' && at > start) {
+            blank = at;
+        }
+        if (columns == width) {
+            return blank == std::string::npos ? at : blank;
+        }
+        ++columns;
+        ++at;
+    }
+    return at;
+}
+
+void wrapLine(const std::string& line, std::size_t width, std::size_t indent, std::vector<std::string>& wrapped) {
+    std::size_t end = endOfPart(line, 0, width);
+    wrapped.push_back(line.substr(0, end));
+    const std::size_t room = width > indent + 1 ? width - indent : 1;
+    while ((end = line.find_first_not_of(' ', end)) != std::string::npos) {
+        const std::size_t next = endOfPart(line, end, room);
+        wrapped.push_back(std::string(indent, ' ') + line.substr(end, next - end));
+        end = next;
     }
 }
 
 } // namespace
 
 std::string Palette_t::paint(const std::string& text, Condition_e condition) const {
-    constexpr const char* COLOURS[] = {"\033[32m", "\033[2m", "\033[33m", "\033[1;31m"};
+    constexpr const char* COLOURS[] = {"\033[32m", "\033[2m", "\033[2m", "\033[33m", "\033[1;31m"};
     return enabled ? COLOURS[condition] + text + "\033[0m" : text;
+}
+
+std::size_t standardOutputWidth() {
+    winsize size{};
+    return isatty(STDOUT_FILENO) != 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col
+                                                                                                          : UNBOUNDED;
 }
 
 Palette_t standardOutputPalette() {
@@ -155,10 +227,14 @@ Palette_t standardOutputPalette() {
     return {isatty(STDOUT_FILENO) != 0 && !dumb && (noColor == nullptr || *noColor == '\0')};
 }
 
-std::vector<std::string> statusLines(const Enclosure_t& enclosure, const Health_t& health, const Palette_t& palette) {
+std::vector<std::string> statusLines(const Enclosure_t& enclosure, const Health_t& health, const Palette_t& palette,
+                                     std::size_t width) {
     const EnclosureStatus_t& status = enclosure.status;
     std::vector<std::string> lines{overallLine(health, palette)};
-    addDrives(lines, status.drives, palette);
+    for (const Accepted_t& accepted : health.accepted) {
+        lines.push_back(padded("Accepted", LABEL_WIDTH) + accepted.problem.text + " (until " + accepted.until + ")");
+    }
+    addDrives(lines, status.drives, palette, width);
     addElements(lines, "Supplies", status.supplies, supplyName, palette, supplyCondition, supplyDetail);
     addElements(lines, "Fans", status.fans, fanName, palette, fanCondition, fanDetail);
     addElements(lines, "Temperature", status.sensors, sensorName, palette, sensorCondition, sensorDetail);
@@ -166,7 +242,38 @@ std::vector<std::string> statusLines(const Enclosure_t& enclosure, const Health_
     for (unsigned index = 0; index < status.alarms.size(); ++index) {
         addLine(lines, label, alarmName(index) + " " + alarmDetail(status.alarms[index]));
     }
-    return lines;
+    return wrapLines(lines, width, LABEL_WIDTH + CONTINUED);
+}
+
+std::string elementText(const Enclosure_t& enclosure, const std::string& element) {
+    constexpr std::size_t ANY_WIDTH = 1000;
+    for (const std::string& line : statusLines(enclosure, {}, {}, ANY_WIDTH)) {
+        std::istringstream words(line.size() > LABEL_WIDTH ? line.substr(LABEL_WIDTH) : "");
+        std::string text;
+        bool found = false;
+        for (std::string word; words >> word;) {
+            // Several slots share a line.
+            if (word.starts_with("slot")) {
+                found = word == element;
+            } else if (text.empty() && !found) {
+                found = word == element;
+            } else if (found) {
+                text += (text.empty() ? "" : " ") + word;
+            }
+        }
+        if (!text.empty()) {
+            return text;
+        }
+    }
+    return "unknown";
+}
+
+std::vector<std::string> wrapLines(const std::vector<std::string>& lines, std::size_t width, std::size_t indent) {
+    std::vector<std::string> wrapped;
+    for (const std::string& line : lines) {
+        wrapLine(line, width, indent, wrapped);
+    }
+    return wrapped;
 }
 
 std::vector<std::string> configurationLines(const Configuration_t& configuration) {

@@ -5,6 +5,7 @@
 
 #include "interrupt.h"
 #include "output.h"
+#include "render_text.h"
 
 namespace {
 
@@ -48,33 +49,19 @@ std::size_t WatchScreen_t::height() const {
     return interactive_ ? terminalSize().ws_row : DEFAULT_HEIGHT;
 }
 
+std::size_t WatchScreen_t::width() const {
+    return interactive_ ? terminalSize().ws_col : UNBOUNDED;
+}
+
 void WatchScreen_t::draw(const std::vector<std::string>& lines) {
     if (!interactive_) {
         printLines(lines);
         printText("\n");
         return;
     }
-    const winsize size = terminalSize();
     std::string frame = "\033[H";
-    for (std::size_t i = 0; i < lines.size() && i < size.ws_row; ++i) {
-        frame += (i == 0 ? "" : "\r\n") + fitToWidth(lines[i], size.ws_col) + "\033[K";
+    for (std::size_t i = 0; i < lines.size() && i < height(); ++i) {
+        frame += (i == 0 ? "" : "\r\n") + lines[i] + "\033[K";
     }
     printText(frame + "\033[J");
-}
-
-std::string fitToWidth(const std::string& line, std::size_t width) {
-    std::string fitted;
-    std::size_t columns = 0;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        if (line[i] == '\033') {
-            const std::size_t end = line.find('m', i);
-            const std::size_t last = end == std::string::npos ? line.size() - 1 : end;
-            fitted.append(line, i, last - i + 1);
-            i = last;
-        } else if (columns < width) {
-            fitted += line[i];
-            ++columns;
-        }
-    }
-    return fitted;
 }

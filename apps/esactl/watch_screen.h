@@ -18,6 +18,9 @@ public:
     /** Lines that fit on the screen now; 24 where nobody knows. */
     std::size_t height() const;
 
+    /** Columns; UNBOUNDED where nobody knows. */
+    std::size_t width() const;
+
     /** Shows `lines` in the place of those shown before. Throws ToolError_t "output". */
     void draw(const std::vector<std::string>& lines);
 
@@ -25,6 +28,3 @@ private:
     bool interactive_ = false;
     termios saved_{};
 };
-
-/** `line` cut to `width` columns; colour codes take none and are not cut. */
-std::string fitToWidth(const std::string& line, std::size_t width);

@@ -90,7 +90,6 @@ int parseAndRun(int argc, const char* const* argv) {
         .description = "Watches an enclosure through the message switch: records what happens, and "
                        "tells it over HTTP.",
         .footer = "Example: esamon --directory /run/esa-ask --database /var/lib/esa-monitor/history.db",
-        .version = std::string("esamon ") + ESAMON_VERSION,
         .options = optionsOf(options)};
     const CliResult_t result = parseCommandLine(program, argc, argv);
     if (result.exitStatus) {

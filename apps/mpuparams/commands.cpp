@@ -6,9 +6,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <new>
-#include <sstream>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
@@ -18,7 +15,9 @@
 #include "errors.h"
 #include "fields.h"
 #include "json.h"
+#include "judge.h"
 #include "segment.h"
+#include "source.h"
 #include "values.h"
 
 namespace {
@@ -27,109 +26,37 @@ constexpr int JSON_FORMAT_VERSION = 1;
 
 /* ------------------------------------------------------------------------------------------------- create */
 
-/** Opens the file, so that what is wrong with it is known before an older block goes. */
-std::ifstream openInput(const std::string& path) {
-    struct stat status = {};
-    if (stat(path.c_str(), &status) < 0) {
-        throw failure("cannot read " + path + ": " + std::strerror(errno));
-    }
-    if (!S_ISREG(status.st_mode)) {
-        throw failure("cannot read " + path + ": not a regular file");
-    }
-    errno = 0;
-    std::ifstream input(path, std::ios::binary);
-    if (!input) {
-        throw failure("cannot read " + path + ": " + std::strerror(errno));
-    }
-    return input;
-}
-
-void checkImage(const std::string& path) {
-    std::ifstream input = openInput(path);
-    const auto size = std::filesystem::file_size(path);
-    if (size != sizeof(MPU_PARAMS_t)) {
-        throw failure(path + " is no image of a parameter block: it has " + std::to_string(size) + " bytes, expected " +
-                      std::to_string(sizeof(MPU_PARAMS_t)));
-    }
-    MPU_PARAMS_t params = {};
-    input.read(reinterpret_cast<char*>(&params), sizeof(params));
-    MPU_swapMpuParams(&params);
-    if (params.version != MPU_K_PARAMS_VERSION) {
-        throw failure(path + " is an image of version " + std::to_string(params.version) + ", expected " +
-                      std::to_string(MPU_K_PARAMS_VERSION));
-    }
-}
-
-/** Tells the library's block creator where the contents come from; returns the file's name. */
-const std::string& chooseSource(const std::string& config, const std::string& image) {
-    if (config.empty()) {
-        checkImage(image);
-        unsetenv("NONXML_FILE");
-        setenv("CONFIG_FILE", image.c_str(), 1);
-        return image;
-    }
-    (void)openInput(config);
-    setenv("NONXML_FILE", config.c_str(), 1);
-    return config;
-}
-
-/** What the library reports while `action` runs, instead of standard error. */
-std::string reportsOf(const std::function<void()>& action) {
-    char* text = nullptr;
-    std::size_t size = 0;
-    FILE* const terminal = stderr;
-    stderr = open_memstream(&text, &size);
-    if (stderr == nullptr) {
-        stderr = terminal;
-        throw std::bad_alloc();
-    }
-    action();
-    (void)std::fclose(stderr);
-    stderr = terminal;
-    std::string reports(text, size);
-    std::free(text);
-    return reports;
-}
-
-/** The same words with one blank for every run of white space. */
-std::string onOneLine(const std::string& text) {
-    std::istringstream words(text);
-    std::string line;
-    for (std::string word; words >> word;) {
-        line += (line.empty() ? "" : " ") + word;
-    }
-    return line;
-}
-
-/** What is wrong with a text file that does not give the version, with the lines that it may have been meant in. */
-ToolError_t versionFailure(const std::string& source, U32_t version, const std::string& reports) {
+/** What is wrong with a text file that does not give the version, with the line that it may have been meant in. */
+ToolError_t versionFailure(const std::string& source, U32_t version, const std::vector<Finding_t>& findings) {
     std::string message =
         source + " gives version " + std::to_string(version) +
         ", which every process refuses: expected a line \"Version = " + std::to_string(MPU_K_PARAMS_VERSION) + "\"";
-    if (!reports.empty()) {
-        message += "; the reader's first complaint: " + onOneLine(reports.substr(0, reports.find('\n')));
+    if (!findings.empty()) {
+        message += "; the first complaint: " + describeFinding(source, findings.front());
     }
     return failure(message);
 }
 
-/**
- * Makes a block without a key from the source and throws it away, so that an older block goes only for a good one.
- * Returns what the reader reports about single lines.
- */
-std::string tryOut(const std::string& source) {
-    S32_t shmid = -1;
-    MPU_PARAMS_t* block = nullptr;
-    std::string reports = reportsOf([&] { block = MPU_createMpuParams(&shmid, IPC_PRIVATE); });
-    if (block == nullptr) {
-        throw failure("no parameter block can be created from " + source + ": " + onOneLine(reports));
+/** The lines of the text file that are misread or left out; none in an image. */
+std::vector<Finding_t> findingsIn(const std::string& config) {
+    if (config.empty()) {
+        return {};
     }
-    const U32_t version = block->version;
-    (void)MPU_detachMpuParams(block);
-    (void)MPU_deleteMpuParams(shmid);
-    if (version != MPU_K_PARAMS_VERSION) {
-        throw versionFailure(source, version, reports);
+    std::ifstream input = openInput(config);
+    return judgeLines(input).findings;
+}
+
+void report(const std::string& file, const std::vector<Finding_t>& findings) {
+    for (const Finding_t& finding : findings) {
+        (void)reportError("mpuparams", 0, describeFinding(file, finding));
     }
-    return reports;
+}
+
+/** The block that the file and the assignments make. */
+MPU_PARAMS_t editedBlock(const std::string& source, std::span<const Edit_t> edits) {
+    MPU_PARAMS_t params = tryOut(source);
+    applyEdits(edits, reinterpret_cast<U8_t*>(&params));
+    return params;
 }
 
 /* --------------------------------------------------------------------------------------------------- show */
@@ -235,23 +162,44 @@ private:
 
 } // namespace
 
-void createBlock(int key, const std::string& config, const std::string& image) {
+void createBlock(int key, const std::string& config, const std::string& image,
+                 std::span<const std::string> assignments) {
+    const std::vector<Edit_t> edits = parseEdits(assignments);
     const std::string& source = chooseSource(config, image);
     const bool older = shmget(key, 0, 0) >= 0 || errno != ENOENT;
     if (older) {
         (void)findRemovable(key);
     }
-    const std::string warnings = tryOut(source);
+    // An older block goes only for a good one.
+    const std::vector<Finding_t> findings = findingsIn(config);
+    const U32_t version = tryOut(source).version;
+    if (version != MPU_K_PARAMS_VERSION) {
+        throw versionFailure(source, version, findings);
+    }
     S32_t shmid = -1;
     MPU_PARAMS_t* block = nullptr;
     const std::string reports = reportsOf([&] { block = MPU_createMpuParams(&shmid, key); });
     if (block == nullptr) {
         throw failure("no parameter block was created with key " + describeKey(key) + ": " + onOneLine(reports));
     }
+    applyEdits(edits, reinterpret_cast<U8_t*>(block));
     (void)MPU_detachMpuParams(block);
-    std::fputs(warnings.c_str(), stderr);
+    report(source, findings);
     std::printf("created parameter block %s, segment %d%s\n", describeKey(key).c_str(), shmid,
                 older ? ", in place of an older one" : "");
+}
+
+int checkFile(const std::string& file, bool lenient, std::span<const std::string> assignments) {
+    const std::vector<Edit_t> edits = parseEdits(assignments);
+    std::ifstream input = openInput(file);
+    Judgement_t judgement = judgeLines(input);
+    judgeBlock(editedBlock(chooseSource(file, ""), edits), judgement);
+    report(file, judgement.findings);
+    if (judgement.findings.empty()) {
+        std::printf("%s: nothing is wrong\n", file.c_str());
+    }
+    const bool bad = lenient ? judgement.hasErrors() : !judgement.findings.empty();
+    return bad ? EXIT_FINDINGS : 0;
 }
 
 void showBlock(int key) {

@@ -5,10 +5,18 @@
 #include <string>
 
 /**
- * Creates the block of `key` from the text file `config`, or from the binary image `image` when `config` is empty;
- * an older block of that key is replaced.
+ * Creates the block of `key` from the text file `config`, or from the binary image `image` when `config` is empty, and
+ * carries the assignments out in it; an older block of that key is replaced. Lines of the text file that are misread or
+ * left out are reported on standard error.
  */
-void createBlock(int key, const std::string& config, const std::string& image);
+void createBlock(int key, const std::string& config, const std::string& image,
+                 std::span<const std::string> assignments);
+
+/**
+ * Judges the text file, with the assignments that would go beside it, and reports every finding on standard error.
+ * Returns the exit status: 0 when there is none, or, if `lenient`, none that keeps every process from working.
+ */
+int checkFile(const std::string& file, bool lenient, std::span<const std::string> assignments);
 
 /** Prints every field of the block on standard output, a line each. */
 void showBlock(int key);

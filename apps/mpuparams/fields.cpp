@@ -10,11 +10,11 @@
 
 namespace {
 
-/** All chassis can be given to a live block; its text file knows the first three. */
+/** All chassis can be given to a live block, by the names that every tool uses; its text file knows the first three. */
 constexpr auto CHASSIS = [] {
     std::array<Named_t, CHASSIS_LIST.size()> names{};
     for (std::size_t i = 0; i < names.size(); ++i) {
-        names[i] = {CHASSIS_LIST[i].blockName, CHASSIS_LIST[i].type};
+        names[i] = {CHASSIS_LIST[i].name, CHASSIS_LIST[i].type};
     }
     return names;
 }();

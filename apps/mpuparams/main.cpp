@@ -19,6 +19,7 @@ struct Options_t {
     std::string file;
     std::vector<std::string> assignments;
     bool json = false;
+    bool lenient = false;
 };
 
 int parseKey(const std::string& text) {
@@ -32,97 +33,131 @@ int parseKey(const std::string& text) {
     return static_cast<int>(key);
 }
 
-/** A command as the program's list has it, and what runs it. */
+/** A command as the program's list has it, and what runs it and returns the exit status. */
 struct Command_t {
     CliCommand_t line;
-    std::function<void(int key)> run;
+    std::function<int()> run;
 };
 
+/** A command on the block of `options.key`. */
+Command_t onBlock(Options_t& options, CliCommand_t line, std::function<void(int key)> run) {
+    line.options.insert(line.options.begin(), {.name = "-k,--key",
+                                               .description = "Key of the segment: 100 or more, decimal or 0x "
+                                                              "hexadecimal",
+                                               .target = &options.key,
+                                               .type = "KEY",
+                                               .required = true});
+    return {std::move(line), [&options, run = std::move(run)] {
+                run(parseKey(options.key));
+                return 0;
+            }};
+}
+
+CliOption_t assignments(Options_t& options, const char* description, bool required) {
+    return {.name = "assignments",
+            .description = description,
+            .target = &options.assignments,
+            .type = "FIELD=VALUE",
+            .required = required};
+}
+
 Command_t createCommand(Options_t& options) {
-    return {{.name = "create",
-             .description = "Create the block; an older one of that key is replaced",
-             .footer = "The manual page mpuparams(8) lists the keys of the text file.\n"
-                       "Example: mpuparams create --key 0x1234 --config examples/quadra.conf",
-             .options = {},
-             .choice = CliChoice_t{.name = "source",
-                                   .description = "Where the contents come from",
-                                   .options = {{.name = "-c,--config",
-                                                .description = "Text configuration file",
-                                                .target = &options.config,
-                                                .type = "FILE",
-                                                .isFileName = true},
-                                               {.name = "-i,--image",
-                                                .description = "Binary image of 744 bytes in network byte order",
-                                                .target = &options.image,
-                                                .type = "FILE",
-                                                .isFileName = true}}}},
-            [&options](int key) { createBlock(key, options.config, options.image); }};
+    return onBlock(
+        options,
+        {.name = "create",
+         .description = "Create the block; an older one of that key is replaced",
+         .footer = "The manual page mpuparams(8) lists the keys of the text file.\n"
+                   "Example: mpuparams create --key 0x1234 --config examples/quadra.conf",
+         .options = {assignments(options, "Fields to set in it before anybody sees it, as \"set\" does", false)},
+         .choice = CliChoice_t{.name = "source",
+                               .description = "Where the contents come from",
+                               .options = {{.name = "-c,--config",
+                                            .description = "Text configuration file",
+                                            .target = &options.config,
+                                            .type = "FILE",
+                                            .isFileName = true},
+                                           {.name = "-i,--image",
+                                            .description = "Binary image of 744 bytes in network byte order",
+                                            .target = &options.image,
+                                            .type = "FILE",
+                                            .isFileName = true}}}},
+        [&options](int key) { createBlock(key, options.config, options.image, options.assignments); });
 }
 
-Command_t showCommand(Options_t& options) {
-    return {{.name = "show",
-             .description = "Print every field of the block",
-             .footer = "Example: mpuparams show --key 0x1234 --json",
-             .options = {{.name = "-j,--json",
-                          .description = "One JSON object: \"version\" of this format (1), \"key\", and the fields in "
-                                         "\"params\"",
-                          .target = &options.json}}},
-            [&options](int key) { options.json ? showBlockJson(key) : showBlock(key); }};
-}
-
-Command_t setCommand(Options_t& options) {
-    return {{.name = "set",
-             .description = "Change fields of a live block: all assignments, or none if one is wrong",
-             .footer = "Example: mpuparams set --key 0x1234 chassisType=Chenbro3U16ATX flags+=RcpComplete "
-                       "macAddress[1]=00:17:34:01:02:03",
-             .options = {{.name = "assignments",
-                          .description = "Fields are named as \"show\" names them",
-                          .target = &options.assignments,
-                          .type = "FIELD=VALUE",
-                          .required = true}}},
-            [&options](int key) { setFields(key, options.assignments); }};
-}
-
-Command_t imageCommand(Options_t& options) {
-    return {{.name = "image",
-             .description = "Write the block as a binary image",
-             .footer = "Example: mpuparams image --key 0x1234 configMpu.bin",
+Command_t checkCommand(Options_t& options) {
+    return {{.name = "check",
+             .description = "Judge a text configuration file: what is misread or left out, with its line, and what "
+                            "would be right",
+             .footer = "Exit status 3 when there is something to say.\n"
+                       "Example: mpuparams check examples/quadra.conf",
              .options = {{.name = "file",
-                          .description = "File that is written or replaced",
+                          .description = "Text configuration file",
                           .target = &options.file,
                           .type = "FILE",
                           .required = true,
-                          .isFileName = true}}},
-            [&options](int key) { writeImage(key, options.file); }};
+                          .isFileName = true},
+                         assignments(options, "Fields that \"create\" would be given beside the file", false),
+                         {.name = "--lenient",
+                          .description = "Exit status 0 as long as the management processes can work with the block",
+                          .target = &options.lenient}}},
+            [&options] { return checkFile(options.file, options.lenient, options.assignments); }};
 }
 
-Command_t deleteCommand() {
-    return {{.name = "delete",
-             .description = "Remove the block; processes that have it attached keep it",
-             .footer = "Example: mpuparams delete --key 0x1234",
-             .options = {}},
-            deleteBlock};
+Command_t showCommand(Options_t& options) {
+    return onBlock(options,
+                   {.name = "show",
+                    .description = "Print every field of the block",
+                    .footer = "Example: mpuparams show --key 0x1234 --json",
+                    .options = {{.name = "-j,--json",
+                                 .description = "One JSON object: \"version\" of this format (1), \"key\", and the "
+                                                "fields in \"params\"",
+                                 .target = &options.json}}},
+                   [&options](int key) { options.json ? showBlockJson(key) : showBlock(key); });
 }
 
-/** In the order of the help; each with the key before its own options. */
+Command_t setCommand(Options_t& options) {
+    return onBlock(options,
+                   {.name = "set",
+                    .description = "Change fields of a live block: all assignments, or none if one is wrong",
+                    .footer = "Example: mpuparams set --key 0x1234 chassisType=chenbro flags+=RcpComplete "
+                              "macAddress[1]=00:17:34:01:02:03",
+                    .options = {assignments(options, "Fields are named as \"show\" names them", true)}},
+                   [&options](int key) { setFields(key, options.assignments); });
+}
+
+Command_t imageCommand(Options_t& options) {
+    return onBlock(options,
+                   {.name = "image",
+                    .description = "Write the block as a binary image",
+                    .footer = "Example: mpuparams image --key 0x1234 configMpu.bin",
+                    .options = {{.name = "file",
+                                 .description = "File that is written or replaced",
+                                 .target = &options.file,
+                                 .type = "FILE",
+                                 .required = true,
+                                 .isFileName = true}}},
+                   [&options](int key) { writeImage(key, options.file); });
+}
+
+Command_t deleteCommand(Options_t& options) {
+    return onBlock(options,
+                   {.name = "delete",
+                    .description = "Remove the block; processes that have it attached keep it",
+                    .footer = "Example: mpuparams delete --key 0x1234",
+                    .options = {}},
+                   deleteBlock);
+}
+
+/** In the order of the help. */
 std::vector<Command_t> allCommands(Options_t& options) {
-    std::vector<Command_t> commands{createCommand(options), showCommand(options), setCommand(options),
-                                    imageCommand(options), deleteCommand()};
-    for (Command_t& command : commands) {
-        command.line.options.insert(command.line.options.begin(),
-                                    {.name = "-k,--key",
-                                     .description = "Key of the segment: 100 or more, decimal or 0x hexadecimal",
-                                     .target = &options.key,
-                                     .type = "KEY",
-                                     .required = true});
-    }
-    return commands;
+    return {createCommand(options), checkCommand(options), showCommand(options),
+            setCommand(options),    imageCommand(options), deleteCommand(options)};
 }
 
-/** The command, which comes first. Nothing, when help is asked for instead. */
+/** The command, which comes first. Nothing, when help, the version or a completion is asked for instead. */
 std::string findCommand(const std::vector<Command_t>& commands, int argc, char** argv) {
     std::string first = argc < 2 ? "" : argv[1];
-    if (first == "-h" || first == "--help") {
+    if (first == "-h" || first == "--help" || first == "--version" || first == "--complete") {
         return "";
     }
     std::string known;
@@ -142,7 +177,7 @@ int runTool(int argc, char** argv) {
     CliProgram_t program{
         .name = "mpuparams",
         .description = "Creates, shows, changes and deletes the shared parameter block of the management processes.",
-        .footer = "Exit status: 0 done, 1 wrong command line, 2 the operation failed.\n"
+        .footer = "Exit status: 0 done, 1 wrong command line, 2 the operation failed, 3 check has found something.\n"
                   "Example: mpuparams create --key 0x1234 --config examples/quadra.conf"};
     for (const Command_t& command : commands) {
         program.commands.push_back(command.line);
@@ -155,11 +190,11 @@ int runTool(int argc, char** argv) {
     if (!result.error.empty()) {
         throw usageError(result.error + "; see mpuparams " + command + " --help");
     }
-    commands[result.command].run(parseKey(options.key));
+    const int status = commands[result.command].run();
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         throw failure("cannot write to standard output");
     }
-    return 0;
+    return status;
 }
 
 } // namespace

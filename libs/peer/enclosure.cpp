@@ -20,7 +20,7 @@ Enclosure_t fetchEnclosure(SesClient_t& client) {
         requireGood(reply, "the request for page 2");
         Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(reply.payload, configuration);
         if (decoded.value) {
-            return {std::move(configuration), std::move(*decoded.value)};
+            return {.configuration = std::move(configuration), .status = std::move(*decoded.value)};
         }
         error = decoded.error;
     }

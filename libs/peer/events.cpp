@@ -1,5 +1,6 @@
 #include "events.h"
 
+#include <algorithm>
 #include <array>
 
 #include "chassis_list.h"
@@ -45,24 +46,27 @@ void describeLeds(Event_t& event, const EsaEventData_t& data) {
 
 constexpr U32_t VOLTAGE_GOOD = 0x1;
 constexpr U32_t REDUNDANCY_GOOD = 0x2;
+constexpr U32_t INDICATION_OFF = 0x4; // clear as well until the first command
 
 void describeSupplies(Event_t& event, const EsaEventData_t& data) {
     const U32_t status = data.powerSupplyStatus;
     addNumber(event, "power_supplies", data.numberOfPowerSupply);
     addNumber(event, "power_supply_bits", status);
     // The bits that a chassis does not watch carry nothing there.
-    const auto add = [&](bool watched, U32_t bit, const char* what) {
+    const auto add = [&](bool watched, U32_t bit, const char* good, const char* bad) {
         if (watched) {
-            event.text += (event.text.empty() ? "power supplies: " : ", ") + std::string(what) +
-                          ((status & bit) != 0 ? " ok" : " lost");
+            event.text +=
+                (event.text.empty() ? "power supplies: " : ", ") + std::string((status & bit) != 0 ? good : bad);
         }
     };
     const ChassisFacts_t* const chassis = findChassis(event.chassis);
-    add(chassis != nullptr && chassis->watchesVoltage, VOLTAGE_GOOD, "voltage");
-    add(chassis != nullptr && chassis->watchesRedundancy, REDUNDANCY_GOOD, "redundancy");
+    add(chassis != nullptr && chassis->watchesVoltage, VOLTAGE_GOOD, "voltage ok", "voltage out of tolerance");
+    add(chassis != nullptr && chassis->watchesRedundancy, REDUNDANCY_GOOD, "redundancy ok",
+        "redundancy lost (a supply has failed, is without input or was taken out)");
     if (event.text.empty()) {
         event.text = "power supply status changed";
     }
+    event.text += (status & INDICATION_OFF) != 0 ? ", fault indication off" : "";
 }
 
 void describeFans(Event_t& event, const EsaEventData_t& data) {
@@ -206,6 +210,20 @@ std::optional<unsigned> RepeatFilter_t::news(const Event_t& event, Clock_t::time
     }
     seen.text = event.text;
     return std::exchange(seen.repeats, 0U);
+}
+
+void SupplyMemory_t::tell(Event_t& event) {
+    const auto bits = std::ranges::find(event.numbers, "power_supply_bits", &std::pair<std::string, long>::first);
+    if (event.name != "power-supply-status" || bits == event.numbers.end()) {
+        return;
+    }
+    // A command alone switches the indication on; nothing else in the event says that it was one.
+    if (known_ && (static_cast<U32_t>(last_) & INDICATION_OFF) != 0 &&
+        (static_cast<U32_t>(bits->second) & INDICATION_OFF) == 0) {
+        event.text += ", fault indication switched on by command";
+    }
+    known_ = true;
+    last_ = bits->second;
 }
 
 const char* chassisName(unsigned chassis) {

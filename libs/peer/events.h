@@ -44,5 +44,16 @@ private:
     std::map<std::string, Seen_t> seen_;
 };
 
+/** Tells what one event alone does not: that the supplies' fault indication went on since the event before. */
+class SupplyMemory_t {
+public:
+    /** Adds to the text of a supply event; leaves others alone. Every event is to be told, in their order. */
+    void tell(Event_t& event);
+
+private:
+    bool known_ = false;
+    long last_ = 0;
+};
+
 /** Short name of a chassis value, such as "xyratex". */
 const char* chassisName(unsigned chassis);

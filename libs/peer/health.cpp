@@ -73,20 +73,28 @@ std::string sensorProblem(const TemperatureSensor_t& sensor) {
     return std::string("reports status ") + elementStatusName(sensor.code);
 }
 
-/** Notes one element's problem, if it has one. `alsoWarning`: a missing reading or a broken warning limit beside it. */
-void note(Health_t& health, const std::string& element, Condition_e condition, const std::string& text,
-          bool alsoWarning = false) {
-    if (condition != CONDITION_E_WARNING && condition != CONDITION_E_FAULT) {
-        return;
+/** Notes one element's problem, if it has one. */
+void note(std::vector<Problem_t>& problems, Condition_e condition, Problem_t problem) {
+    if (condition == CONDITION_E_WARNING || condition == CONDITION_E_FAULT) {
+        problem.condition = condition;
+        problem.text = problem.element + " " + problem.text;
+        problems.push_back(std::move(problem));
     }
-    health.problems.push_back({element, condition, element + " " + text});
-    health.overall = std::max(health.overall, condition);
-    if (condition == CONDITION_E_FAULT) {
-        health.exitStatus |= ESACTL_K_EXIT_FAULT;
-    }
-    if (condition == CONDITION_E_WARNING || alsoWarning) {
-        health.exitStatus |= ESACTL_K_EXIT_WARNING;
-    }
+}
+
+/** By how many steps that can be told apart a fan is too slow. */
+int slowness(const Fan_t& fan) {
+    constexpr unsigned STEP_RPM = 100;
+    const unsigned rpm = fan.rpm.value_or(0);
+    return rpm >= HEALTH_K_FAN_MINIMUM_RPM ? 0 : static_cast<int>((HEALTH_K_FAN_MINIMUM_RPM - rpm) / STEP_RPM) + 1;
+}
+
+Problem_t sensorProblemOf(const std::string& element, const TemperatureSensor_t& sensor) {
+    Problem_t problem{element, CONDITION_E_OK, sensorProblem(sensor), sensor.overWarning || sensor.underWarning};
+    const int celsius = sensor.celsius.value_or(0);
+    problem.kind = !sensor.celsius ? "no-reading" : sensor.underWarning ? "cold" : sensor.overWarning ? "hot" : "other";
+    problem.measure = problem.kind == "hot" ? celsius : problem.kind == "cold" ? -celsius : 0;
+    return problem;
 }
 
 template <typename Elements, typename Note>
@@ -100,11 +108,14 @@ void forEach(const Elements& elements, Note&& noteElement) {
 } // namespace
 
 const char* conditionName(Condition_e condition) {
-    constexpr std::array NAMES{"ok", "absent", "warning", "fault"};
+    constexpr std::array NAMES{"ok", "absent", "unknown", "warning", "fault"};
     return NAMES[condition];
 }
 
 Condition_e driveCondition(const DriveSlot_t& drive) {
+    if (!drive.known) {
+        return CONDITION_E_UNKNOWN;
+    }
     if (drive.code == SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED) {
         return CONDITION_E_ABSENT;
     }
@@ -112,17 +123,26 @@ Condition_e driveCondition(const DriveSlot_t& drive) {
 }
 
 Condition_e supplyCondition(const PowerSupply_t& supply) {
+    if (!supply.known) {
+        return CONDITION_E_UNKNOWN;
+    }
     const bool bad = supply.fail || supply.acFail || supply.dcFail || supply.off ||
                      supply.code == SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED;
     return bad ? CONDITION_E_FAULT : codeCondition(supply.code);
 }
 
 Condition_e fanCondition(const Fan_t& fan) {
+    if (!fan.known) {
+        return CONDITION_E_UNKNOWN;
+    }
     const bool bad = fan.fail || !fan.rpm || *fan.rpm < HEALTH_K_FAN_MINIMUM_RPM;
     return bad ? CONDITION_E_FAULT : codeCondition(fan.code);
 }
 
 Condition_e sensorCondition(const TemperatureSensor_t& sensor) {
+    if (!sensor.known || !sensor.fitted) {
+        return sensor.fitted ? CONDITION_E_UNKNOWN : CONDITION_E_ABSENT;
+    }
     if (sensor.overFailure || sensor.underFailure) {
         return CONDITION_E_FAULT;
     }
@@ -137,21 +157,45 @@ bool supplyFailRequested(const PowerSupply_t& supply) {
 }
 
 Health_t assessHealth(const EnclosureStatus_t& status) {
-    Health_t health;
+    std::vector<Problem_t> problems;
     forEach(status.drives, [&](unsigned i, const DriveSlot_t& drive) {
-        note(health, slotName(i), driveCondition(drive), "reports a drive fault");
+        note(problems, driveCondition(drive), {slotName(i), CONDITION_E_OK, "reports a drive fault", false, "fault"});
     });
     forEach(status.supplies, [&](unsigned i, const PowerSupply_t& supply) {
-        note(health, supplyName(i), supplyCondition(supply), supplyProblem(supply));
+        const std::string text = supplyProblem(supply);
+        note(problems, supplyCondition(supply), {supplyName(i), CONDITION_E_OK, text, false, text});
     });
     forEach(status.fans, [&](unsigned i, const Fan_t& fan) {
-        note(health, fanName(i), fanCondition(fan), fanProblem(fan), !fan.rpm);
+        note(problems, fanCondition(fan),
+             {fanName(i), CONDITION_E_OK, fanProblem(fan), !fan.rpm, fan.rpm ? "slow" : "no-reading", slowness(fan)});
     });
     forEach(status.sensors, [&](unsigned i, const TemperatureSensor_t& sensor) {
-        note(health, sensorName(i), sensorCondition(sensor), sensorProblem(sensor),
-             sensor.overWarning || sensor.underWarning);
+        note(problems, sensorCondition(sensor), sensorProblemOf(sensorName(i), sensor));
     });
-    std::stable_sort(health.problems.begin(), health.problems.end(),
+    std::stable_sort(problems.begin(), problems.end(),
                      [](const Problem_t& a, const Problem_t& b) { return a.condition > b.condition; });
+    return healthOf(std::move(problems));
+}
+
+Health_t assessHealth(const Enclosure_t& enclosure) {
+    if (enclosure.cause.empty()) {
+        return assessHealth(enclosure.status);
+    }
+    const Condition_e condition = enclosure.causeIsMeant ? CONDITION_E_WARNING : CONDITION_E_FAULT;
+    return healthOf({{"enclosure", condition, enclosure.cause, false, enclosure.causeIsMeant ? "none" : "no-answer"}});
+}
+
+Health_t healthOf(std::vector<Problem_t> problems) {
+    Health_t health;
+    for (const Problem_t& problem : problems) {
+        health.overall = std::max(health.overall, problem.condition);
+        if (problem.condition == CONDITION_E_FAULT) {
+            health.exitStatus |= ESACTL_K_EXIT_FAULT;
+        }
+        if (problem.condition == CONDITION_E_WARNING || problem.alsoWarning) {
+            health.exitStatus |= ESACTL_K_EXIT_WARNING;
+        }
+    }
+    health.problems = std::move(problems);
     return health;
 }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "pages.h"
+#include "enclosure.h"
 
 /** The limits that the adapter judges by; a value is healthy on the limit itself. */
 inline constexpr unsigned HEALTH_K_FAN_MINIMUM_RPM = 2000;
@@ -15,12 +15,13 @@ inline constexpr int HEALTH_K_HIGH_FAILURE_CELSIUS = 60;
 
 enum Condition_e {
     CONDITION_E_OK,
-    CONDITION_E_ABSENT, /**< an empty drive slot: nothing is wrong */
+    CONDITION_E_ABSENT,  /**< an empty drive slot, a sensor that the chassis does not have: nothing is wrong */
+    CONDITION_E_UNKNOWN, /**< the adapter cannot know */
     CONDITION_E_WARNING,
     CONDITION_E_FAULT,
 };
 
-/** "ok", "absent", "warning" or "fault". */
+/** "ok", "absent", "unknown", "warning" or "fault". */
 const char* conditionName(Condition_e condition);
 
 Condition_e driveCondition(const DriveSlot_t& drive);
@@ -36,13 +37,30 @@ bool supplyFailRequested(const PowerSupply_t& supply);
 struct Problem_t {
     std::string element; /**< such as "fan1" */
     Condition_e condition;
-    std::string text; /**< with the value and the limit it breaks, such as "fan1 at 1500 RPM is under ..." */
+    std::string text;         /**< with the value and the limit it breaks, such as "fan1 at 1500 RPM is under ..." */
+    bool alsoWarning = false; /**< a missing reading or a broken warning limit beside a fault */
+    /** What is wrong, apart from how much: what has another kind is another problem. */
+    std::string kind = {};
+    int measure = 0; /**< how much; more is worse */
+};
+
+/** A problem that an operator lives with; it does not count. */
+struct Accepted_t {
+    Problem_t problem;
+    std::string until; /**< UTC, such as "2026-12-01T00:00:00Z" */
 };
 
 struct Health_t {
     Condition_e overall = CONDITION_E_OK;
     std::vector<Problem_t> problems; /**< faults first */
-    int exitStatus = 0;              /**< ESACTL_K_EXIT_FAULT and ESACTL_K_EXIT_WARNING bits */
+    std::vector<Accepted_t> accepted;
+    int exitStatus = 0; /**< ESACTL_K_EXIT_FAULT and ESACTL_K_EXIT_WARNING bits */
 };
 
 Health_t assessHealth(const EnclosureStatus_t& status);
+
+/** Same; where nothing is known of the enclosure, the one cause is the only problem. */
+Health_t assessHealth(const Enclosure_t& enclosure);
+
+/** Health of an enclosure that has these problems, in this order. */
+Health_t healthOf(std::vector<Problem_t> problems);

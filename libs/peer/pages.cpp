@@ -36,13 +36,18 @@ T recordAt(std::span<const U8_t> bytes) {
 
 DriveSlot_t decodeDrive(std::span<const U8_t> bytes) {
     const auto record = recordAt<DeviceElementStat_t>(bytes);
-    return {record.commonStatus, record.faultReqstd != 0, record.faultSensed != 0};
+    return {record.commonStatus, record.faultReqstd != 0, record.faultSensed != 0, true};
 }
 
 PowerSupply_t decodeSupply(std::span<const U8_t> bytes) {
     const auto record = recordAt<PowerSupplyElementStat_t>(bytes);
-    return {record.commonStatus, record.dcFail != 0,   record.acFail != 0,
-            record.off != 0,     record.rqstedOn != 0, record.fail != 0};
+    return {record.commonStatus,
+            record.dcFail != 0,
+            record.acFail != 0,
+            record.off != 0,
+            record.rqstedOn != 0,
+            record.fail != 0,
+            true};
 }
 
 Fan_t decodeFan(std::span<const U8_t> bytes) {

@@ -43,6 +43,7 @@ struct DriveSlot_t {
     U8_t code = 0;
     bool faultRequested = false; /**< the slot's fault LED has been asked for */
     bool faultSensed = false;
+    bool known = true; /**< false: the adapter cannot know, whatever it reports; here and below */
 };
 
 struct PowerSupply_t {
@@ -52,6 +53,7 @@ struct PowerSupply_t {
     bool off = false;
     bool requestedOn = false;
     bool fail = false;
+    bool known = true;
 };
 
 struct Fan_t {
@@ -61,6 +63,7 @@ struct Fan_t {
     U8_t speedCode = 0;
     bool requestedOn = false;
     bool fail = false; /**< only one chassis sets it */
+    bool known = true;
 };
 
 struct TemperatureSensor_t {
@@ -70,6 +73,8 @@ struct TemperatureSensor_t {
     bool underFailure = false;
     bool overWarning = false;
     bool overFailure = false;
+    bool fitted = true; /**< false: the chassis has no such sensor, though it is listed */
+    bool known = true;
 };
 
 struct AlarmTones_t {

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "acceptance.h"
 #include "hex.h"
 #include "names.h"
 #include "ses_mesgs.h"
@@ -24,7 +25,7 @@ Json_t driveJson(unsigned slot, const DriveSlot_t& drive) {
                            {"slot", slot},
                            {"state", conditionName(condition)},
                            {"status", elementStatusName(drive.code)},
-                           {"present", condition != CONDITION_E_ABSENT},
+                           {"present", drive.known ? Json_t(condition != CONDITION_E_ABSENT) : Json_t()},
                            {"fault_led", drive.faultRequested}});
 }
 
@@ -93,6 +94,14 @@ Json_t statusJson(const Enclosure_t& enclosure, const Health_t& health, const st
                                             {"state", conditionName(problem.condition)},
                                             {"text", problem.text}});
                  }));
+    document.set("accepted", list(health.accepted, [](unsigned, const Accepted_t& accepted) {
+                     return Json_t::object({{"element", accepted.problem.element},
+                                            {"state", conditionName(accepted.problem.condition)},
+                                            {"text", accepted.problem.text},
+                                            {"until", accepted.until}});
+                 }));
+    document.set("chassis_name", enclosure.chassis == nullptr ? Json_t() : Json_t(enclosure.chassis->name));
+    document.set("cause", enclosure.cause.empty() ? Json_t() : Json_t(enclosure.cause));
     const EnclosureStatus_t& status = enclosure.status;
     document.set("drives", list(status.drives, driveJson));
     document.set("power_supplies", list(status.supplies, supplyJson));
@@ -147,20 +156,17 @@ Json_t errorJson(const ToolError_t& error) {
     return document;
 }
 
-Json_t commandJson(const std::string& command, const std::vector<std::string>& elements, const std::string& request) {
+Json_t commandJson(const std::string& command, const std::vector<std::string>& elements, const std::string& request,
+                   const std::string& outlook) {
     Json_t document = newDocument("esactl.command");
     document.set("command", command);
     document.set("elements", elements);
     document.set("request", request);
     document.set("result", "accepted");
+    document.set("outlook", outlook.empty() ? Json_t() : Json_t(outlook));
     return document;
 }
 
 std::string timeText() {
-    const std::time_t now = std::time(nullptr);
-    std::tm parts{};
-    char text[32];
-    gmtime_r(&now, &parts);
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
+    return timeTextOf(std::time(nullptr));
 }

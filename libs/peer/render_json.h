@@ -17,8 +17,9 @@ Json_t configurationJson(const Configuration_t& configuration);
 Json_t eventJson(const Event_t& event, unsigned repeats, const std::string& time);
 Json_t errorJson(const ToolError_t& error);
 
-/** What a command asked of which elements; the adapter has accepted it. */
-Json_t commandJson(const std::string& command, const std::vector<std::string>& elements, const std::string& request);
+/** What a command asked of which elements, and what will become of it; the adapter has accepted it. */
+Json_t commandJson(const std::string& command, const std::vector<std::string>& elements, const std::string& request,
+                   const std::string& outlook = {});
 
 /** The skeleton of a document of this kind. */
 Json_t newDocument(const char* schema);

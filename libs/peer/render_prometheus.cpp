@@ -60,26 +60,37 @@ void overallMetrics(std::string& out, const Configuration_t& configuration, cons
     for (Condition_e condition : {CONDITION_E_OK, CONDITION_E_WARNING, CONDITION_E_FAULT}) {
         state.sample(label("state", conditionName(condition)), health.overall == condition ? 1 : 0);
     }
+    Metric_t accepted(out, "esa_condition_accepted", "Conditions that an operator has accepted: they do not count.");
+    for (const Accepted_t& condition : health.accepted) {
+        accepted.sample(label("element", condition.problem.element), 1);
+    }
+}
+
+template <typename Element>
+std::optional<long> healthy(const Element& element, Condition_e condition) {
+    return element.known ? truth(condition == CONDITION_E_OK) : std::nullopt;
 }
 
 void driveMetrics(std::string& out, const std::vector<DriveSlot_t>& drives) {
     elementMetric(out, "esa_drive_present", "Whether the slot holds a drive.", "slot", slotName, drives,
-                  [](const DriveSlot_t& drive) { return truth(driveCondition(drive) != CONDITION_E_ABSENT); });
+                  [](const DriveSlot_t& drive) {
+                      return drive.known ? truth(driveCondition(drive) != CONDITION_E_ABSENT) : std::nullopt;
+                  });
     elementMetric(out, "esa_drive_fault_led_on", "Whether the slot's fault LED has been asked for.", "slot", slotName,
                   drives, [](const DriveSlot_t& drive) { return truth(drive.faultRequested); });
 }
 
 void supplyMetrics(std::string& out, const std::vector<PowerSupply_t>& supplies) {
     elementMetric(out, "esa_power_supply_healthy", "Whether the power supply is without fault.", "supply", supplyName,
-                  supplies,
-                  [](const PowerSupply_t& supply) { return truth(supplyCondition(supply) == CONDITION_E_OK); });
+                  supplies, [](const PowerSupply_t& supply) { return healthy(supply, supplyCondition(supply)); });
     elementMetric(out, "esa_power_supply_input_failed", "Whether the supply's input or voltage has failed.", "supply",
-                  supplyName, supplies, [](const PowerSupply_t& supply) { return truth(supply.acFail); });
+                  supplyName, supplies,
+                  [](const PowerSupply_t& supply) { return supply.known ? truth(supply.acFail) : std::nullopt; });
 }
 
 void fanMetrics(std::string& out, const std::vector<Fan_t>& fans) {
     elementMetric(out, "esa_fan_healthy", "Whether the fan is without fault.", "fan", fanName, fans,
-                  [](const Fan_t& fan) { return truth(fanCondition(fan) == CONDITION_E_OK); });
+                  [](const Fan_t& fan) { return healthy(fan, fanCondition(fan)); });
     elementMetric(out, "esa_fan_speed_rpm", "Speed of the fan in revolutions per minute.", "fan", fanName, fans,
                   [](const Fan_t& fan) { return fan.rpm ? std::optional<long>(*fan.rpm) : std::nullopt; });
     elementMetric(out, "esa_fan_speed_minimum_rpm", "Speed under which the fan is in fault.", "fan", fanName, fans,
@@ -109,6 +120,8 @@ std::string prometheusText(const Enclosure_t& enclosure, const Health_t& health)
     std::string out;
     const EnclosureStatus_t& status = enclosure.status;
     overallMetrics(out, enclosure.configuration, health);
+    Metric_t(out, "esa_enclosure_reached", "Whether the adapter has an enclosure that answers it.")
+        .sample("", enclosure.cause.empty() ? 1 : 0);
     driveMetrics(out, status.drives);
     supplyMetrics(out, status.supplies);
     fanMetrics(out, status.fans);

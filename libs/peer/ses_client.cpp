@@ -46,8 +46,8 @@ SesReply_t decodeReply(const Message_t& message) {
 
 } // namespace
 
-SesClient_t::SesClient_t(const std::string& directory, std::chrono::milliseconds timeout)
-    : timeout_(timeout), peer_(directory, Clock_t::now() + timeout),
+SesClient_t::SesClient_t(const std::string& directory, std::chrono::milliseconds timeout, const PeerDoor_t& door)
+    : timeout_(timeout), peer_(directory, Clock_t::now() + timeout, door),
       // A reply to a process that had this endpoint id before us must not pass for ours.
       handle_((static_cast<U32_t>(getpid()) << 12) ^
               static_cast<U32_t>(Clock_t::now().time_since_epoch() / std::chrono::microseconds(1))) {}
@@ -60,8 +60,10 @@ SesReply_t SesClient_t::receiveDiagnostic(U8_t page) {
     command.allocationLength = ALLOCATION_LENGTH;
     const bool answered = page == SES_K_CONFIGURATION_DIAGNOSTIC_PAGE || page == SES_K_ENCLOSURE_STATUS_DIAGNOSTIC_PAGE;
     return exchange(std::move(message), "the request for page " + std::to_string(page),
-                    answered ? "is the adapter running and connected to the switch?"
-                             : "the adapter answers pages 1 and 2 only");
+                    answered
+                        ? "is the adapter running? It may be starting (three minutes at most), or held up by a bus "
+                          "that does not answer: then try a longer --timeout"
+                        : "the adapter answers pages 1 and 2 only");
 }
 
 SesReply_t SesClient_t::sendDiagnostic(std::span<const U8_t> page) {

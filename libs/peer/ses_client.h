@@ -15,7 +15,7 @@ struct SesReply_t {
 class SesClient_t {
 public:
     /** Connects as a peer; `timeout` also limits each later exchange. Throws as PeerConnection does. */
-    SesClient_t(const std::string& directory, std::chrono::milliseconds timeout);
+    SesClient_t(const std::string& directory, std::chrono::milliseconds timeout, const PeerDoor_t& door = {});
 
     /**
      * RECEIVE DIAGNOSTIC RESULTS for `page`. Throws ToolError_t "no-answer" when no reply to this very request came in

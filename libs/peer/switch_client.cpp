@@ -4,7 +4,9 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <grp.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "errors.h"
@@ -17,6 +19,19 @@ namespace {
 constexpr U8_t PEER_K_FIRST_ID = 34;
 constexpr U8_t PEER_K_LAST_ID = 63;
 constexpr std::size_t LONGEST_SOCKET_NAME = 9; // "/eventlog"
+
+/** Whom the socket's directory lets in, as far as it can be seen. */
+std::string whoMay(const std::string& path) {
+    struct stat status = {};
+    const std::string directory = path.substr(0, path.rfind('/'));
+    const group* const members = stat(directory.c_str(), &status) == 0 ? getgrgid(status.st_gid) : nullptr;
+    if (members == nullptr) {
+        return "ask whoever runs the switch for its group";
+    }
+    const std::string name = members->gr_name;
+    return "members of the group " + name + " may talk to the switch; join it (usermod -aG " + name +
+           " USER) and log in again";
+}
 
 std::chrono::milliseconds left(Deadline_t deadline) {
     const auto time = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock_t::now());
@@ -34,6 +49,9 @@ int connectTo(const std::string& path, Deadline_t deadline) {
     case UnixStep_e::SOCKET:
         throw noSwitchError(std::string("cannot make a socket: ") + std::strerror(errno));
     default:
+        if (errno == EACCES) {
+            throw noSwitchError("permission denied at '" + path + "': " + whoMay(path));
+        }
         if (errno == EAGAIN) {
             throw noAnswerError("the switch at '" + path + "' took no connection in time");
         }
@@ -58,7 +76,7 @@ U8_t takeGreeting(SwitchConnection_t& connection, Deadline_t deadline) {
 } // namespace
 
 SwitchConnection_t::SwitchConnection_t(const std::string& directory, const std::string& name, Deadline_t deadline)
-    : path_(directory + "/" + name), fd_(connectTo(path_, deadline)) {}
+    : path_(name.starts_with('/') ? name : directory + "/" + name), fd_(connectTo(path_, deadline)) {}
 
 SwitchConnection_t::~SwitchConnection_t() {
     close(fd_);
@@ -131,5 +149,6 @@ void waitReadable(std::span<const int> fds, Deadline_t deadline) {
     }
 }
 
-PeerConnection_t::PeerConnection_t(const std::string& directory, Deadline_t deadline)
-    : connection_(directory, "peer", deadline), endpointId_(takeGreeting(connection_, deadline)) {}
+PeerConnection_t::PeerConnection_t(const std::string& directory, Deadline_t deadline, const PeerDoor_t& door)
+    : connection_(directory, door.socket, deadline),
+      endpointId_(door.endpoint ? *door.endpoint : takeGreeting(connection_, deadline)) {}

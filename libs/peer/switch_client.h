@@ -56,10 +56,17 @@ private:
 /** Waits until one of `fds` is readable, a stop is asked for (throws Interrupted) or `deadline` has passed. */
 void waitReadable(std::span<const int> fds, Deadline_t deadline);
 
-/** Connects as a peer and takes the greeting that names the endpoint id the switch has given to this connection. */
+/** How a peer gets in. */
+struct PeerDoor_t {
+    std::string socket = "peer"; /**< name in the directory, or a path from the root */
+    std::optional<U8_t> endpoint =
+        {}; /**< a number of our own, with a switch that greets nobody; none: the greeting's */
+};
+
+/** Connects as a peer and, without a number of its own, takes the greeting that names the one it has been given. */
 class PeerConnection_t {
 public:
-    PeerConnection_t(const std::string& directory, Deadline_t deadline);
+    PeerConnection_t(const std::string& directory, Deadline_t deadline, const PeerDoor_t& door = {});
     SwitchConnection_t& connection() { return connection_; }
     U8_t endpointId() const { return endpointId_; }
 

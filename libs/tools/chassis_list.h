@@ -18,6 +18,12 @@ struct ChassisFacts_t {
     unsigned fans;
     unsigned sensors;
     unsigned leastRpm; /**< slowest turning fan its tachometers can report: in the status page's steps of 10 */
+    unsigned tachometerRate = 0; /**< RPM of a count of 1, of any other its share; 0: not known */
+    unsigned sensorsUnread = 0;  /**< the last so many sensors are listed, and never read */
+    unsigned fansPerBank = 1;    /**< fans that a command switches together */
+    bool hasDriveLeds = true;
+    bool hasFourSteps = true; /**< the fan policy that drives every fan fully when one has failed */
+    bool fanOnIsRaw = false;  /**< "on" reaches the fan as 100 of 255 */
 };
 
 inline constexpr auto CHASSIS_LIST = std::to_array<ChassisFacts_t>({

@@ -2,7 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdio>
 #include <functional>
+
+#include "completion.h"
 
 namespace {
 
@@ -78,9 +81,7 @@ void addCommand(CLI::App& app, const CliCommand_t& command, const std::function<
 /** Returns the program's own options, in their order. */
 std::vector<const CLI::Option*> declare(CLI::App& app, const CliProgram_t& program, CliResult_t& result) {
     std::vector<const CLI::Option*> own;
-    if (!program.version.empty()) {
-        app.set_version_flag("--version", program.version);
-    }
+    app.set_version_flag("--version", program.name + " " + ESA_VERSION);
     app.footer(program.footer);
     for (const CliOption_t& option : program.options) {
         own.push_back(&addOption(app, option));
@@ -94,6 +95,29 @@ std::vector<const CLI::Option*> declare(CLI::App& app, const CliProgram_t& progr
     return own;
 }
 
+/** What is wrong with a line that names no command, or one that does not exist; empty when it names one. */
+std::string unknownCommand(const CliProgram_t& program, const std::vector<std::string>& words) {
+    if (program.commands.empty()) {
+        return "";
+    }
+    const CliPlace_t place = findPlace(program, words);
+    if (place.command != nullptr || place.isHelp) {
+        return "";
+    }
+    std::string known;
+    for (const CliCommand_t& command : program.commands) {
+        known += (known.empty() ? "" : ", ") + command.name;
+    }
+    return (place.unknown.empty() ? "no command" : "'" + place.unknown + "' is no command") + ": expected one of " +
+           known;
+}
+
+void printCompletions(const CliProgram_t& program, const std::vector<std::string>& words) {
+    for (const std::string& line : completionsOf(program, words)) {
+        (void)std::printf("%s\n", line.c_str());
+    }
+}
+
 } // namespace
 
 bool CliResult_t::isGiven(std::string_view option) const {
@@ -102,6 +126,15 @@ bool CliResult_t::isGiven(std::string_view option) const {
 
 CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* const* argv) {
     CliResult_t result;
+    if (argc > 1 && std::string_view(argv[1]) == "--complete") {
+        printCompletions(program, std::vector<std::string>(argv + 2, argv + argc));
+        result.exitStatus = 0;
+        return result;
+    }
+    result.error = unknownCommand(program, std::vector<std::string>(argv + 1, argv + argc));
+    if (!result.error.empty()) {
+        return result;
+    }
     CLI::App app(program.description, program.name);
     const std::vector<const CLI::Option*> own = declare(app, program, result);
     try {

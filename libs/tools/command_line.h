@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,9 @@ struct CliOption_t {
     std::variant<std::monostate, CliRange_t<int>, CliRange_t<unsigned>, CliRange_t<double>> range = {};
     std::string needs = {};    /**< name of an option, given earlier in the list, without which this one is refused */
     std::string excludes = {}; /**< name of one, given earlier in the list, beside which this one is refused */
+    /** What a shell may offer for it; called when what stands before on the line has reached its targets. */
+    std::function<std::vector<std::string>()> suggest = {};
+    bool isList = false; /**< items separated by commas: a shell completes the last one */
 };
 
 /** Options of which exactly one must be given. */
@@ -50,7 +54,6 @@ struct CliProgram_t {
     std::string name;
     std::string description;
     std::string footer = {};
-    std::string version = {};                /**< printed by --version; empty: there is no such option */
     std::vector<CliOption_t> options = {};   /**< given before a command */
     std::vector<CliCommand_t> commands = {}; /**< exactly one must be given; none: the program has no commands */
 };
@@ -64,5 +67,8 @@ struct CliResult_t {
     [[nodiscard]] bool isGiven(std::string_view option) const;
 };
 
-/** Fills the targets from the command line. They may be half filled when something is wrong with it. */
+/**
+ * Fills the targets from the command line. They may be half filled when something is wrong with it. A line of
+ * "--complete" and words is a shell's question: what may stand in the place of the last word is printed (completion.h).
+ */
 [[nodiscard]] CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* const* argv);

@@ -42,6 +42,16 @@ void stopSignalInstall() {
     (void)sigprocmask(SIG_UNBLOCK, &noted, nullptr);
 }
 
+void stopSignalForget() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        (void)std::signal(signal, SIG_DFL);
+    }
+    char byte = 0;
+    while (wakePipe[0] != -1 && read(wakePipe[0], &byte, 1) == 1) {
+    }
+    received = 0;
+}
+
 int stopSignalFd() {
     return wakePipe[0];
 }

@@ -10,5 +10,8 @@ void stopSignalInstall();
 /** Becomes readable with the first such signal and stays so; -1 before stopSignalInstall(). */
 [[nodiscard]] int stopSignalFd();
 
+/** From now on such a signal ends the process again, and one that has come counts no more. */
+void stopSignalForget();
+
 /** Whether one has come. */
 [[nodiscard]] bool stopSignalReceived();

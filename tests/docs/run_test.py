@@ -119,14 +119,14 @@ class RunTest(unittest.TestCase):
             self.assertEqual(set(), tree.leftovers())
 
     @staticmethod
-    def start_on_terminal(tree, slave):
+    def start_on_terminal(tree, slave, *arguments):
         def own_terminal():
             os.setsid()
             import fcntl
             import termios
             fcntl.ioctl(slave, termios.TIOCSCTTY, 0)
 
-        return tree.start(stdin=slave, stdout=slave, stderr=slave, preexec_fn=own_terminal, pass_fds=(slave,))
+        return tree.start(*arguments, stdin=slave, stdout=slave, stderr=slave, preexec_fn=own_terminal, pass_fds=(slave,))
 
     @staticmethod
     def read_until(master, text):
@@ -136,6 +136,7 @@ class RunTest(unittest.TestCase):
             if not select.select([master], [], [], max(0.0, end - time.monotonic()))[0]:
                 raise TimeoutError(f"{text!r} not in {seen[-2000:]!r}")
             seen += os.read(master, 4096)
+        return seen
 
     @staticmethod
     def drain(master, process):
@@ -197,6 +198,50 @@ class RunTest(unittest.TestCase):
             self.assertAlmostEqual(world["sensors"][sensor["index"]]["celsius"], sensor["celsius"], delta=1)
             self.assertRegex(table, rf"{sensor['name']} +ok +{sensor['celsius']} C")
         self.assertGreaterEqual(len(document["temperatures"]), len(world["sensors"]))
+
+    def test_simulator_of_the_one_that_lives(self):
+        with stage.prepared(), contextlib.ExitStack() as stack:
+            tree = Tree(stack)
+            none = tree.simulator("show")
+            self.assertEqual((1, "./run: no enclosure is running; start ./run in another terminal\n"),
+                             (none.returncode, none.stderr))
+            self.killed_run(tree, "1" * 7)
+            masters = [self.started(tree, stack, chassis) for chassis in ("Xyratex2U12ATX", "quadra")]
+            self.assertIn(b"./run --sim heat 1600, in another terminal, heats this xyratex enclosure", masters[0][1])
+            self.assertEqual(2, len(os.listdir(tree.runtime)), "the killed run's folder is gone")
+            several = tree.simulator("heat", "500")
+            self.assertEqual(1, several.returncode)
+            self.assertRegex(several.stderr, r"^./run: several enclosures are running: (xyratex, quadra|quadra, xyratex); name "
+                             r"one: ./run --sim --chassis NAME heat 500\n$")
+            self.assertEqual(0, tree.simulator("--chassis", "quadra", "heat", "500").returncode)
+            heats = {name: json.loads(tree.simulator("--chassis=" + name, "show", "--json").stdout.splitlines()[0])["heatWatts"]
+                     for name in ("xyratex", "quadra")}
+            self.assertEqual(500, heats["quadra"])
+            self.assertNotEqual(500, heats["xyratex"])
+            other = tree.simulator("--chassis", "chenbro", "show")
+            self.assertEqual(1, other.returncode)
+            self.assertIn("no chenbro enclosure is running, but ", other.stderr)
+            for master, _, process in masters:
+                os.write(master, b"q")
+                self.drain(master, process)
+            self.assertEqual(set(), tree.leftovers())
+
+    def started(self, tree, stack, chassis):
+        """A live view on a terminal: the terminal, what was seen first, the process."""
+        master, slave = pty.openpty()
+        stack.callback(os.close, master)
+        process = self.start_on_terminal(tree, slave, "--chassis", chassis)
+        os.close(slave)
+        return master, self.read_until(master, b"fan0"), process
+
+    @staticmethod
+    def killed_run(tree, pid):
+        """What a ./run that was killed leaves: its folder, with the process id that is another's or nobody's now."""
+        folder = os.path.join(tree.runtime, f"esa-run-{os.getuid()}.killed")
+        os.mkdir(folder)
+        for name, text in (("owner", pid + " 1"), ("chassis", "chenbro"), ("key", "0x45ffffff")):
+            with open(os.path.join(folder, name), "w", encoding="ascii") as file:
+                file.write(text + "\n")
 
     def test_refuses_what_it_does_not_know(self):
         with contextlib.ExitStack() as stack:

@@ -36,7 +36,8 @@ EXPECTED = {
     'count(esa_enclosure_state{state="fault"} == 1) or vector(0)': [("{}", 1)],
     'count(esa_enclosure_state{state="warning"} == 1) or vector(0)': [("{}", 0)],
     'ALERTS{alertname=~"Esa.*", alertstate="firing"}':
-        [(f'ALERTS{{alertname="EsaFanFault", alertstate="firing", severity="critical", fan="fan0", {LABELS}}}', 1)],
+        [(f'ALERTS{{alertname="EsaFanFault", alertstate="firing", severity="critical", fan="fan0", {LABELS}}}', 1),
+         (f'ALERTS{{alertname="EsaUnprotected", alertstate="firing", severity="critical", {LABELS}}}', 1)],
     'esa_temperature_celsius{instance=~"$instance"}': [(f'esa_temperature_celsius{{{LABELS}, sensor="temp0"}}', 50)],
     'max by (limit) (esa_temperature_limit_celsius{instance=~"$instance", limit=~"high_.*"})': [('{limit="high_failure"}', 60)],
     'esa:temperature_celsius:in_10m{instance=~"$instance"}': [(f'esa:temperature_celsius:in_10m{{{LABELS}, sensor="temp0"}}', 55)],

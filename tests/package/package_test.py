@@ -52,7 +52,11 @@ FILES = """
 /usr/sbin/esa-foreground
 /usr/sbin/esafailsafe
 /usr/sbin/msm
+/usr/share/bash-completion/completions/encsim
 /usr/share/bash-completion/completions/esactl
+/usr/share/bash-completion/completions/esafailsafe
+/usr/share/bash-completion/completions/mpuparams
+/usr/share/bash-completion/completions/msm
 /usr/share/doc/esa/README.md
 /usr/share/doc/esa/changelog.gz
 /usr/share/doc/esa/copyright
@@ -66,7 +70,11 @@ FILES = """
 /usr/share/doc/esa/examples/none.conf
 /usr/share/doc/esa/examples/quadra.conf
 /usr/share/doc/esa/examples/xyratex.conf
+/usr/share/fish/vendor_completions.d/encsim.fish
 /usr/share/fish/vendor_completions.d/esactl.fish
+/usr/share/fish/vendor_completions.d/esafailsafe.fish
+/usr/share/fish/vendor_completions.d/mpuparams.fish
+/usr/share/fish/vendor_completions.d/msm.fish
 /usr/share/man/man1/encsim.1.gz
 /usr/share/man/man1/esactl.1.gz
 /usr/share/man/man8/esa-foreground.8.gz
@@ -74,11 +82,15 @@ FILES = """
 /usr/share/man/man8/esafailsafe.8.gz
 /usr/share/man/man8/mpuparams.8.gz
 /usr/share/man/man8/msm.8.gz
+/usr/share/zsh/vendor-completions/_encsim
 /usr/share/zsh/vendor-completions/_esactl
+/usr/share/zsh/vendor-completions/_esafailsafe
+/usr/share/zsh/vendor-completions/_mpuparams
+/usr/share/zsh/vendor-completions/_msm
 """.split() + [LIBDIR + name for name in ("/libMPU.a", "/libesaplatform.so", "/libesaplatform.so.1",
-                                          "/libesaplatform.so.1.0.0")]
+                                          "/libesaplatform.so.1.0.0", "/pkgconfig/esa.pc")]
 # A page of the documentation may come or go without a change here.
-OPTIONAL = re.compile(r"/usr/share/doc/esa/(docs|examples)/")
+OPTIONAL = re.compile(r"/usr/share/(doc/esa/(docs|examples)/|doc/esa-|lintian/)")
 
 UNITS = ("esa.service", "esa-params.service", "msm.service")
 
@@ -96,6 +108,11 @@ def installed(path):
 
 def read(path):
     with open(installed(path), encoding="utf-8") as file:
+        return file.read()
+
+
+def read_at(path):
+    with open(path, encoding="utf-8") as file:
         return file.read()
 
 
@@ -144,12 +161,44 @@ class PackageTest(unittest.TestCase):
             help_text = programs().run(name, "--help")
             self.assertEqual(0, help_text.returncode, name)
             self.assertIn("--help", help_text.stdout)
-        version = programs().run("esactl", "--version")
-        self.assertEqual((0, f"esactl {VERSION}\n"), (version.returncode, version.stdout))
+        for name in ("mpuparams", "esactl", "encsim", "msm", "esafailsafe"):
+            version = programs().run(name, "--version")
+            self.assertEqual(0, version.returncode)
+            self.assertRegex(version.stdout, rf"^{name} {re.escape(VERSION)}( \|.*)?\n$")
+
+    def test_man_pages_have_their_sections(self):
+        for path in glob.glob(installed("/usr/share/man/man*/*.gz")):
+            with gzip.open(path, "rt", encoding="utf-8") as page:
+                sections = set(re.findall(r"^\.SH (.*)$", page.read(), re.M))
+            self.assertLessEqual({"NAME", "SYNOPSIS", "DESCRIPTION", "ENVIRONMENT", "FILES", "EXIT STATUS", "SEE ALSO"}, sections,
+                                 path)
+
+    def test_prepare_tells_chassis_and_version_beside_the_switch(self):
+        with self.prepare("quadra") as (run, work), contextlib.ExitStack() as stack:
+            stage.folder(stack, "/run/esa")
+            run("start", ESA_BUS_SECONDS="0")
+            self.assertEqual(f"chassis=quadra\nversion={VERSION}\n", read_at("/run/esa/adapter"))
+            self.assertTrue(os.path.isdir(work))
+
+    def test_wrong_chassis_ends_the_service_before_a_block_is_made(self):
+        unit = read("/usr/lib/systemd/system/esa-params.service").replace("$$", "$")
+        scripts = re.findall(r"^Exec(?:StartPre|Start)=/bin/sh -c '(.*)'$", unit, re.M)
+        self.assertEqual(2, len(scripts))
+        with stage.prepared() as stack:
+            stack.callback(programs().run, "mpuparams", "delete", "--key", "0x64")
+            for chassis, status in (("quadar", 1), ("", 0), ("Chenbro3U16ATX", 0)):
+                environment = {**os.environ, "ESA_KEY": "0x64", "ESA_CHASSIS": chassis, "ESA_RCP_COMPLETE": "yes",
+                               "LD_LIBRARY_PATH": installed(LIBDIR)}
+                for script in scripts:
+                    moved = re.sub(r"/(usr/bin|etc/esa)/", lambda found: installed(found.group(0)) + "/", script)
+                    result = subprocess.run(["/bin/sh", "-c", moved], env=environment, check=False)
+                    self.assertEqual(status, result.returncode, moved)
+            self.assertIn("4 (chenbro)", programs().run("mpuparams", "show", "--key", "0x64").stdout)
 
     def test_man_pages_name_every_option(self):
-        commands = {"esactl": ("status", "config", "led", "fan", "psu", "alarm", "events", "watch", "raw"),
-                    "mpuparams": ("create", "show", "set", "image", "delete"), "encsim": (), "msm": ()}
+        commands = {"esactl": ("status", "config", "slots", "accept", "led", "locate", "fan", "psu", "alarm", "events", "watch",
+                               "raw"),
+                    "mpuparams": ("create", "check", "show", "set", "image", "delete"), "encsim": (), "msm": ()}
         for program, names in commands.items():
             (page,) = glob.glob(installed(f"/usr/share/man/man*/{program}.[18].gz"))
             with gzip.open(page, "rt", encoding="utf-8") as file:
@@ -414,8 +463,13 @@ class PackageTest(unittest.TestCase):
     def package(self):
         with tempfile.TemporaryDirectory() as work:
             output("cpack", "-G", "DEB", "-B", work, "--config", os.path.join(BUILD, "CPackConfig.cmake"), cwd=work)
-            (path,) = glob.glob(os.path.join(work, "*.deb"))
+            (path,) = glob.glob(os.path.join(work, "esa_*.deb"))
             yield path
+
+    @staticmethod
+    def parts(deb):
+        """The packages beside the adapter's own, without the monitor."""
+        return [path for path in sorted(glob.glob(os.path.join(os.path.dirname(deb), "esa-*.deb"))) if "esa-monitor" not in path]
 
     def test_deb_control_fields(self):
         with self.package() as deb:
@@ -429,7 +483,9 @@ class PackageTest(unittest.TestCase):
             self.assertEqual("admin", fields["Section"])
             self.assertRegex(fields["Depends"], r"libc6 \(>= 2\.")
             self.assertRegex(fields["Depends"], r"libstdc\+\+6 \(>= ")
-            self.assertEqual("Enclosure services adapter of a storage controller", fields["Description"])
+            self.assertEqual("enclosure services adapter of a storage controller", fields["Description"])
+            self.assertEqual(["esa-dev", "esa-simulator", "esa-tools"],
+                             [os.path.basename(part).split("_")[0] for part in self.parts(deb)])
             with tempfile.TemporaryDirectory() as control:
                 output("dpkg-deb", "-e", deb, control)
                 with open(os.path.join(control, "conffiles"), encoding="utf-8") as file:
@@ -443,7 +499,13 @@ class PackageTest(unittest.TestCase):
 
     def test_deb_holds_what_is_installed(self):
         with self.package() as deb, tempfile.TemporaryDirectory() as root:
-            output("dpkg-deb", "-x", deb, root)
+            seen = set()
+            for part in (deb, *self.parts(deb)):
+                with tempfile.TemporaryDirectory() as alone:
+                    output("dpkg-deb", "-x", part, alone)
+                    self.assertEqual(set(), seen & files_below(alone), "a file in two packages")
+                    seen |= files_below(alone)
+                output("dpkg-deb", "-x", part, root)
             self.assertEqual(files_below(ROOT), files_below(root))
             for name in ("/usr/sbin/esa", "/usr/bin/mpuparams"):
                 dynamic = output("readelf", "-d", os.path.join(root, name.lstrip("/")))
@@ -456,8 +518,17 @@ class PackageTest(unittest.TestCase):
             self.assertEqual(1, nothing.returncode)
 
     def test_deb_scripts_are_clean(self):
-        for script in ("preinst", "postinst", "prerm", "postrm"):
-            output("sh", "-n", os.path.join(SOURCE, "packaging", "debian", script))
+        scripts = glob.glob(os.path.join(SOURCE, "packaging", "debian", "*", "p*"))
+        self.assertLessEqual(6, len(scripts))
+        for script in [*scripts, *glob.glob(os.path.join(SOURCE, "packaging", "debian", "tests", "[a-z]*[a-z]"))]:
+            if not script.endswith("control"):
+                output("sh", "-n", script)
+
+    def test_packages_have_nothing_that_lintian_warns_of(self):
+        with self.package() as deb:
+            found = subprocess.run(["lintian", "--no-cfg", "--allow-root", deb, *self.parts(deb)], text=True, capture_output=True,
+                                   check=False)
+            self.assertEqual("", found.stdout)
 
     def test_deb_configures_itself(self):
         """dpkg installs, removes and purges it in an empty root; the scripts run, edited settings stay until purged."""
@@ -470,7 +541,7 @@ class PackageTest(unittest.TestCase):
             dpkg = ["dpkg", "--root=" + root, "--log=/dev/null", "--force-depends", "--force-script-chrootless",
                     "--force-not-root", "--force-bad-path"]
             environment = {**os.environ, "PATH": self.stand_ins(root) + ":" + os.environ["PATH"]}
-            output(*dpkg, "-i", deb, env=environment)
+            output(*dpkg, "-i", deb, *self.parts(deb), env=environment)
             calls = self.calls(root)
             self.assertEqual(f"systemd-sysusers --root={root} esa.conf", calls[0])
             self.assertEqual(f"systemd-tmpfiles --root={root} --create esa.conf", calls[1])
@@ -481,14 +552,14 @@ class PackageTest(unittest.TestCase):
             log = os.path.join(root, "var/log/esa/esa_01.log")
             os.makedirs(os.path.dirname(log))
             open(log, "w", encoding="utf-8").close()
-            output(*dpkg, "-r", "esa", env=environment)
+            output(*dpkg, "-r", "esa", "esa-tools", "esa-simulator", "esa-dev", env=environment)
             self.assertFalse(os.path.exists(os.path.join(root, "usr/sbin/esa")))
             self.assertTrue(os.path.exists(settings))
             wants = os.path.join(root, "etc/systemd/system/multi-user.target.wants")
             os.makedirs(wants)
             for unit in ("esa.service", "esa-params.service", "msm.service", "other.service"):
                 os.symlink("/usr/lib/systemd/system/" + unit, os.path.join(wants, unit))
-            output(*dpkg, "-P", "esa", env=environment)
+            output(*dpkg, "-P", "esa", "esa-tools", "esa-simulator", "esa-dev", env=environment)
             self.assertEqual(["other.service"], os.listdir(wants), "no link is left to what is gone")
             self.assertFalse(os.path.exists(settings))
             self.assertTrue(os.path.exists(log))
@@ -499,7 +570,7 @@ class PackageTest(unittest.TestCase):
                 self.skipTest("the services of this machine would be meant")
             os.makedirs("/run/systemd/system")
             environment = {**os.environ, "PATH": self.stand_ins(work) + ":" + os.environ["PATH"]}
-            script = os.path.join(SOURCE, "packaging", "debian", "postinst")
+            script = os.path.join(SOURCE, "packaging", "debian", "adapter", "postinst")
             output("sh", script, "configure", env=environment)
             self.assertNotIn("systemctl try-restart msm.service esa.service", self.calls(work))
             output("sh", script, "configure", "1.2", env=environment)
@@ -513,7 +584,7 @@ class PackageTest(unittest.TestCase):
                 self.skipTest("the services of this machine would be meant")
             os.makedirs("/run/systemd/system")
             environment = {**os.environ, "PATH": self.stand_ins(work) + ":" + os.environ["PATH"]}
-            scripts = os.path.join(SOURCE, "packaging", "debian")
+            scripts = os.path.join(SOURCE, "packaging", "debian", "adapter")
             for words, starts in ((("install",), False), (("upgrade", "1.2"), False), (("install", "1.2"), True)):
                 output("sh", os.path.join(scripts, "preinst"), *words, env=environment)
                 output("sh", os.path.join(scripts, "postinst"), "configure", *words[1:], env=environment)

@@ -135,8 +135,8 @@ def block_half_made(machine, rng):
     machine.run("mpuparams", "delete", "--key", "0x64")
     folder = pathlib.Path(f"{machine.inside}/run/systemd/system/esa-params.service.d")
     folder.mkdir(parents=True, exist_ok=True)
-    # The first time, the second command of the unit kills itself.
-    (folder / "harm.conf").write_text("[Service]\nExecStart=\n"
+    # After the block is there, and before it is complete, the unit's next command kills itself.
+    (folder / "harm.conf").write_text("[Service]\nExecStart=\nExecStart=/bin/touch ${RUNTIME_DIRECTORY}/making\n"
                                       "ExecStart=/usr/bin/mpuparams create --key ${ESA_KEY} --config /etc/esa/mpu.conf\n"
                                       "ExecStart=/bin/sh -c 'kill -9 $$$$'\n", encoding="utf-8")
     machine.run("systemctl", "daemon-reload", check=True)

@@ -166,6 +166,7 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
             }
             await until("the trouble", async () => (await cell(page, "fan1")).state === "fault" && (await cell(page, "temp0")).state === "warning", 45);
             await agrees(page, chassis);
+            await until("the fan's own event", async () => (await page.locator(".event strong", {hasText: "Fan 1: Fault"}).count()) > 0);
             await until("the composite fault", async () => (await cell(page, "composite")).on === "true");
             await page.screenshot({path: join(RESULTS, `trouble-${chassis}.png`)});
             for (const command of ["fan 1 ok", "sensor 0 ok", "psu 0 ok", ...(chassis === "xyratex" ? ["drive 3 insert"] : [])]) {
@@ -202,6 +203,11 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
         await page.locator("dialog button", {hasText: "Yes"}).click();
         await until("the dark LEDs", async () => (await cell(page, "slot02")).led === "off");
         assert.deepEqual((await world("hand")).drives.filter((drive) => drive.led), []);
+        // In the past nothing is asked for.
+        await page.locator('[data-does="back"]').click();
+        await page.locator('[data-act="on"]').click();
+        assert.match(await page.locator(".panel-act .result").textContent(), /acting needs the present/);
+        await page.locator(".banner button").click();
         // Found by its blinking, the bay is as dark as it was.
         await page.locator(".panel-act input").fill("7");
         await page.locator('[data-act="blink"]').click();

@@ -26,8 +26,7 @@ constexpr ChassisDimensions_t esaDimensionsOf(VORAN_E_CHASSIS_e type) {
         VORAN_E_CHASSIS_e type;
         ChassisDimensions_t dimensions;
     } COUNTS[] = {
-#define CHASSIS(number, constant, name, blockName, title, voltage, redundancy, drives, supplies, fans, sensors,        \
-                leastRpm)                                                                                              \
+#define CHASSIS(number, constant, name, blockName, title, voltage, redundancy, drives, supplies, fans, sensors, ...)   \
     {VORAN_E_CHASSIS_##constant, {5, drives, supplies, fans, sensors, 1}},
 #include "chassis_list.def"
     };

@@ -57,7 +57,7 @@ function ask(question) {
 }
 
 export class Act {
-    /** `page`: {config, layout, elements, changed()}; `holder` stays hidden where nothing may be asked for. */
+    /** `page`: {config, layout, elements, changed(), pick(slots), isPast()}; `holder` stays hidden where nothing may be asked for. */
     constructor(holder, page) {
         this.holder = holder;
         this.page = page;
@@ -137,6 +137,14 @@ export class Act {
         return slots.length === 1 ? title(NAME.drive(slots[0])) : `${TEXT.act.slots} ${slotsText(slots)}`;
     }
 
+    /** False, and said, while the page shows the past: what was asked for would not be seen. */
+    isNow() {
+        if (this.page.isPast()) {
+            this.say(TEXT.act.history);
+        }
+        return !this.page.isPast();
+    }
+
     /** Sends a request; true when the adapter has accepted it. */
     async send(path, body) {
         this.say(TEXT.act.asking);
@@ -167,14 +175,14 @@ export class Act {
     }
 
     async leds(state) {
-        const slots = this.chosen();
+        const slots = this.isNow() && this.chosen();
         if (slots && await ask(TEXT.act.confirm[state](this.namesOf(slots))) && await this.setLeds(slots, state)) {
             this.accepted();
         }
     }
 
     async alarm(request) {
-        if (await ask(TEXT.act.confirm[request === "mute" ? "mute" : "sound"]()) && await this.send("alarm", {request})) {
+        if (this.isNow() && await ask(TEXT.act.confirm[request === "mute" ? "mute" : "sound"]()) && await this.send("alarm", {request})) {
             this.say(TEXT.act.confirmed);
         }
     }
@@ -213,7 +221,7 @@ export class Act {
             this.blinking = false;
             return;
         }
-        const slots = this.chosen();
+        const slots = this.isNow() && this.chosen();
         if (!slots || !await ask(TEXT.act.confirm.blink(this.namesOf(slots)))) {
             return;
         }

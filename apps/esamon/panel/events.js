@@ -4,7 +4,7 @@ import {h, setText} from "./dom.js";
 import {kindOf, title} from "./elements.js";
 import {keyOf} from "./history.js";
 import {TEXT} from "./text.js";
-import {heading, severityIcon} from "./timeline.js";
+import {heading, kindHeading, severityIcon} from "./timeline.js";
 import {dateAndTime, moment, seconds, stamp} from "./time.js";
 
 const SHOWN = 100;
@@ -81,7 +81,7 @@ export class EventList {
 
     draw() {
         for (const entry of this.history.entries) {
-            this.offer(this.kind, keyOf(entry), heading(entry));
+            this.offer(this.kind, keyOf(entry), kindHeading(entry));
             entry.elements.forEach((name) => this.offer(this.element, name, title(name)));
         }
         const all = this.history.entries;

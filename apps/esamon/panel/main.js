@@ -31,7 +31,8 @@ let monitor = null;
 let chosen = new Set();
 let plots = null;
 let drawn = false;
-const page = {config: null, layout: null, elements: new Map(), changed: () => redraw(), pick: (slots) => pickSlots(slots)};
+const page = {config: null, layout: null, elements: new Map(), changed: () => redraw(), pick: (slots) => pickSlots(slots),
+    isPast: () => view.at !== null};
 
 const view = new View({moved: () => viewMoved(), picked: () => showMoment(), returned: () => returned()});
 const parts = buildPage(themeChoice(() => plots?.repaint()), {

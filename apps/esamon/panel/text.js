@@ -187,7 +187,6 @@ export const TEXT = {
         banner: (time) => `You see the enclosure as it was on ${time}.`,
         live: "Back to now",
         nothing: (time) => `Nothing is kept of ${time}; the drawing is of another moment.`,
-        begin: "See the past",
     },
 
     events: {
@@ -198,7 +197,6 @@ export const TEXT = {
         kindLabel: "Kind",
         elementLabel: "Element",
         all: "All",
-        any: "any element",
         reset: "Show all",
         more: "Older events",
         link: "Copy a link to this moment",

@@ -1,6 +1,7 @@
 /** The line below the plots: events as marks, and the replay of what was. */
 
 import {h, setText, stateIcon} from "./dom.js";
+import {title} from "./elements.js";
 import {keyOf} from "./history.js";
 import {TEXT} from "./text.js";
 import {dateAndTime, moment, now} from "./time.js";
@@ -11,8 +12,13 @@ const STEP_SECONDS = 10; // about a poll of the adapter
 const ICONS = {error: "fault", warning: "warning", information: "ok", unknown: "unknown"};
 const WEIGHT = {error: 3, warning: 2, information: 1, unknown: 0};
 
-export function heading(entry) {
+export function kindHeading(entry) {
     return TEXT.events.names[keyOf(entry)] ?? TEXT.events.names[entry.name] ?? entry.name;
+}
+
+/** What happened, with the element where that is all it is about. */
+export function heading(entry) {
+    return entry.name === "state-change" ? `${title(entry.elements[0])}: ${TEXT.state[entry.to]}` : kindHeading(entry);
 }
 
 export function severityIcon(severity) {

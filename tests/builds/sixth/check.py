@@ -38,7 +38,7 @@ def main():
 
 def check(enclosure, programs):
     block = programs.run("mpuparams", "show", "--key", enclosure.KEY).stdout
-    require("7 (Lantern)" in block, "mpuparams shows\n" + block)
+    require("7 (lantern)" in block, "mpuparams shows\n" + block)
 
     status = json.loads(programs.run("esactl", "status", "--json").stdout)
     found = [len(status[name]) for name in ("drives", "power_supplies", "fans", "temperatures")]

@@ -86,7 +86,7 @@ void showConfiguration(const Configuration_t& configuration) {
 void showEnclosure(const Enclosure_t& enclosure) {
     const Health_t health = assessHealth(enclosure.status);
     require((health.overall == CONDITION_E_OK) == (health.exitStatus == 0));
-    requireLines(statusLines(enclosure, health, {}));
+    requireLines(statusLines(enclosure, health, {}, 80));
     requireJson(statusJson(enclosure, health, "2026-01-01T00:00:00Z"));
     requireMetrics(prometheusText(enclosure, health));
     try {

@@ -41,7 +41,11 @@ TEST(Errors, WithoutJsonStandardOutputStaysEmpty) {
 }
 
 TEST(Errors, UsageIsOne) {
-    expectError(esactl({"--json"}), 1, "usage", "A subcommand is required");
+    const std::string commands = "status, config, slots, accept, led, locate, fan, psu, alarm, events, history, watch, "
+                                 "raw, page, bundle, decode";
+    expectError(esactl({"--json"}), 1, "usage", "no command: expected one of " + commands);
+    expectError(esactl({"bogus", "--json"}), 1, "usage", "'bogus' is no command: expected one of " + commands);
+    expectError(esactl({"status", "--json", "--format", "prometheus"}), 1, "usage", "--json and --format prometheus");
     expectError(esactl({"status", "--json", "surplus"}), 1, "usage", "surplus");
     expectError(esactl({"led", "3", "maybe", "--json"}), 1, "usage", "{on,off}");
     expectError(esactl({"alarm", "loud", "--json"}), 1, "usage", "{mute,fault,critical}");

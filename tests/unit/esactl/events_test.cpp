@@ -38,13 +38,31 @@ TEST(Events, PowerSupplyBitsAreReadAsTheChassisMeansThem) {
     const auto message = [](const char* chassis, const char* bits) {
         return eventMessage(6, 2, std::string(chassis) + "000000 " + NO_COUNTS + "00000000 00000000 000000" + bits);
     };
-    EXPECT_EQ(textOf(message("02", "01")), "power supplies: voltage ok, redundancy lost");
+    EXPECT_EQ(textOf(message("02", "01")),
+              "power supplies: voltage ok, redundancy lost (a supply has failed, is without input or was taken out)");
     EXPECT_EQ(textOf(message("02", "03")), "power supplies: voltage ok, redundancy ok");
-    EXPECT_EQ(textOf(message("05", "01")), "power supplies: redundancy lost");
+    EXPECT_EQ(textOf(message("05", "01")),
+              "power supplies: redundancy lost (a supply has failed, is without input or was taken out)");
     EXPECT_EQ(textOf(message("03", "03")), "power supplies: redundancy ok");
     EXPECT_EQ(textOf(message("04", "01")), "power supplies: voltage ok");
-    EXPECT_EQ(textOf(message("06", "00")), "power supplies: voltage lost");
+    EXPECT_EQ(textOf(message("06", "00")), "power supplies: voltage out of tolerance");
     EXPECT_EQ(textOf(message("ff", "00")), "power supply status changed");
+}
+
+TEST(Events, AnIndicationThatIsSwitchedOnIsToldFromOneThatIsSwitchedOff) {
+    const auto supply = [](const char* bits) {
+        return decoded(eventMessage(6, 2, "03000000 " + NO_COUNTS + "00000000 00000000 000000" + bits));
+    };
+    SupplyMemory_t memory;
+    const auto told = [&](const char* bits) {
+        Event_t event = supply(bits);
+        memory.tell(event);
+        return event.text;
+    };
+    EXPECT_EQ(told("03"), "power supplies: redundancy ok") << "nothing is known of before";
+    EXPECT_EQ(told("07"), "power supplies: redundancy ok, fault indication off");
+    EXPECT_EQ(told("03"), "power supplies: redundancy ok, fault indication switched on by command");
+    EXPECT_EQ(told("01"), "power supplies: redundancy lost (a supply has failed, is without input or was taken out)");
 }
 
 TEST(Events, FanFaults) {

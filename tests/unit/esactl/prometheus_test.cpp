@@ -100,6 +100,9 @@ esa_enclosure_info{vendor="ACME",product="Shelf \"2\"",revision="0102"} 1
 esa_enclosure_state{state="ok"} 1
 esa_enclosure_state{state="warning"} 0
 esa_enclosure_state{state="fault"} 0
+# HELP esa_enclosure_reached Whether the adapter has an enclosure that answers it.
+# TYPE esa_enclosure_reached gauge
+esa_enclosure_reached 1
 # HELP esa_drive_present Whether the slot holds a drive.
 # TYPE esa_drive_present gauge
 esa_drive_present{slot="slot00"} 1

@@ -3,7 +3,6 @@
 
 #include "render_text.h"
 #include "sample_pages.h"
-#include "watch_screen.h"
 
 namespace {
 
@@ -13,11 +12,12 @@ using testing::Not;
 
 Enclosure_t enclosureOf(const Bytes_t& configurationPage, const Bytes_t& statusPage) {
     const Configuration_t configuration = decodeConfigurationPage(configurationPage).value.value_or(Configuration_t{});
-    return {configuration, decodeStatusPage(statusPage, configuration).value.value_or(EnclosureStatus_t{})};
+    return {.configuration = configuration,
+            .status = decodeStatusPage(statusPage, configuration).value.value_or(EnclosureStatus_t{})};
 }
 
 std::vector<std::string> linesOf(const Enclosure_t& enclosure, const Palette_t& palette = {}) {
-    return statusLines(enclosure, assessHealth(enclosure.status), palette);
+    return statusLines(enclosure, assessHealth(enclosure), palette, 80);
 }
 
 TEST(StatusText, HealthyBackplane) {
@@ -114,11 +114,56 @@ TEST(EventText, RepeatsAreTold) {
               "12:00 warning     fan1 stands still (the last such event came 4 times more)");
 }
 
-TEST(WatchText, LinesAreCutToTheScreenWithoutTheirColours) {
-    EXPECT_EQ(fitToWidth("abcdef", 4), "abcd");
-    EXPECT_EQ(fitToWidth("abc", 4), "abc");
-    EXPECT_EQ(fitToWidth("\033[31mabcdef\033[0m", 4), "\033[31mabcd\033[0m");
-    EXPECT_EQ(fitToWidth("ab\033[31", 1), "a\033[31");
+TEST(StatusText, ALitEmptySlotDoesNotRunIntoTheNext) {
+    Enclosure_t enclosure;
+    enclosure.status.drives = {
+        {5, true, false, true}, {1, true, false, true}, {1, false, false, true}, {1, false, false, true}};
+    EXPECT_THAT(linesOf(enclosure),
+                ElementsAre("Enclosure OK", "Drives      slot00 absent LED slot01 ok LED     slot02 ok",
+                            "            slot03 ok"));
+}
+
+TEST(StatusText, ANarrowTerminalGetsContinuedLines) {
+    const Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
+    const std::vector<std::string> lines = statusLines(enclosure, assessHealth(enclosure), {}, 60);
+    EXPECT_EQ(lines[1], "Drives      slot00 ok        slot01 ok");
+    EXPECT_EQ(lines[12], "Fans        fan0   ok           3000 RPM  (limit 2000 RPM)");
+    EXPECT_EQ(lines[15], "Temperature temp0  ok               30 C  (warning 1..55 C,");
+    EXPECT_EQ(lines[16], "                   failure 0..60 C)");
+}
+
+TEST(StatusText, WrappedLinesKeepTheirColoursAndLongWordsAreCut) {
+    EXPECT_THAT(wrapLines({"abc def ghi"}, 7, 2), ElementsAre("abc def", "  ghi"));
+    EXPECT_THAT(wrapLines({"abcdefghi"}, 4, 1), ElementsAre("abcd", " efg", " hi"));
+    EXPECT_THAT(wrapLines({"\033[31mabc\033[0m def"}, 5, 0), ElementsAre("\033[31mabc\033[0m", "def"));
+    EXPECT_THAT(wrapLines({""}, 5, 0), ElementsAre(""));
+}
+
+TEST(StatusText, WhatIsNotKnownHasNoDetails) {
+    Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
+    enclosure.cause = "it is not there";
+    enclosure.status.drives.resize(1);
+    enclosure.status.drives[0].known = false;
+    enclosure.status.supplies.resize(1);
+    enclosure.status.supplies[0].known = false;
+    enclosure.status.fans.resize(1);
+    enclosure.status.fans[0].known = false;
+    enclosure.status.sensors.resize(2);
+    enclosure.status.sensors[0].known = false;
+    enclosure.status.sensors[1].fitted = false;
+    EXPECT_THAT(linesOf(enclosure),
+                ElementsAre("Enclosure FAULT: it is not there", "Drives      slot00 unknown",
+                            "Supplies    psu0   unknown", "Fans        fan0   unknown", "Temperature temp0  unknown",
+                            "            temp1  absent   not read on this chassis",
+                            "Alarm       alarm0 state not reported by the adapter"));
+}
+
+TEST(StatusText, AnElementHasTheTextOfItsLine) {
+    const Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), faultyBackplaneStatus());
+    EXPECT_EQ(elementText(enclosure, "fan0"), "FAULT 1500 RPM (limit 2000 RPM)");
+    EXPECT_EQ(elementText(enclosure, "slot03"), "ok LED");
+    EXPECT_EQ(elementText(enclosure, "slot04"), "ok");
+    EXPECT_EQ(elementText(enclosure, "alarm0"), "state not reported by the adapter");
 }
 
 } // namespace

@@ -170,7 +170,7 @@ TEST_F(SetCommand, JsonNamesWhatWasAsked) {
     pageOf({"led", "all", "on", "--json"});
     EXPECT_EQ(JsonValue_t::parse(result_.out),
               JsonValue_t::parse(R"({"schema":"esactl.command","version":1,"command":"led",
-        "elements":["slot00","slot01"],"request":"on","result":"accepted"})"));
+        "elements":["slot00","slot01"],"request":"on","result":"accepted","outlook":null})"));
     pageOf({"alarm", "mute", "--json"});
     EXPECT_EQ(JsonValue_t::parse(result_.out)["elements"], JsonValue_t::parse(R"(["alarm0"])"));
 }

@@ -43,7 +43,7 @@ constexpr char SHOWN[] = "version                15\n"
                          "pciVendorId            0\n"
                          "asicRevision           0\n"
                          "haccMode               3 (eBlade)\n"
-                         "chassisType            3 (Quadra)\n"
+                         "chassisType            3 (quadra)\n"
                          "serialNo               0\n"
                          "shmKey                 0\n"
                          "ouiNo                  0\n"
@@ -114,7 +114,7 @@ TEST_F(Show, TheDocumentHoldsEveryFieldByItsName) {
     EXPECT_EQ(params["flags"].dump(),
               "{\"names\":[\"CacheValid\",\"RcpComplete\",\"CmapTracingEnabled\"],\"value\":16777360}");
     EXPECT_EQ(params["slotId"], 3);
-    EXPECT_EQ(params["chassisType"].dump(), "{\"name\":\"Quadra\",\"value\":3}");
+    EXPECT_EQ(params["chassisType"].dump(), "{\"name\":\"quadra\",\"value\":3}");
     EXPECT_EQ(params["portConfig"].size(), 8U);
     EXPECT_EQ(params["portConfig"][0].dump(), "{\"name\":null,\"value\":0}");
     EXPECT_EQ(params["portConfig"][7].dump(), "{\"name\":\"10gige\",\"value\":2}");
@@ -145,8 +145,7 @@ TEST_F(Show, TheDocumentNamesTheFieldsThatTheTextNames) {
 
 TEST_F(Show, EachChassisHasAName) {
     createFrom("");
-    const char* const names[] = {"1 (None)",           "2 (Xyratex2U12ATX)", "3 (Quadra)",
-                                 "4 (Chenbro3U16ATX)", "5 (Vsc055)",         "6 (W83782d)"};
+    const char* const names[] = {"1 (none)", "2 (xyratex)", "3 (quadra)", "4 (chenbro)", "5 (vsc055)", "6 (w83782d)"};
     for (int type = 1; type <= 6; ++type) {
         ASSERT_EQ(tool("set", {"chassisType=" + std::to_string(type)}).status, 0);
         EXPECT_EQ(shown("chassisType"), names[type - 1]);

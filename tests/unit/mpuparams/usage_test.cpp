@@ -14,9 +14,11 @@ TEST_F(Usage, EveryCommandHasHelpWithAnExample) {
         EXPECT_NE(result.out.find(std::string("Example: mpuparams ") + command + " --key 0x1234"), std::string::npos)
             << result.out;
     }
+    const Result_t check = run({"check", "--help"});
+    EXPECT_NE(check.out.find("Example: mpuparams check examples/quadra.conf"), std::string::npos) << check.out;
     const Result_t all = run({"--help"});
     EXPECT_EQ(all.status, 0);
-    for (const char* command : {"create", "show", "set", "image", "delete", "Example: "}) {
+    for (const char* command : {"create", "check", "show", "set", "image", "delete", "Example: "}) {
         EXPECT_NE(all.out.find(command), std::string::npos) << command;
     }
 }
@@ -54,7 +56,7 @@ TEST_F(Usage, WhatIsMissingOrUnknownIsSaidInOneLine) {
 }
 
 TEST_F(Usage, TheCommandComesFirst) {
-    const std::string expected = ": expected one of create, show, set, image, delete; see mpuparams --help";
+    const std::string expected = ": expected one of create, check, show, set, image, delete; see mpuparams --help";
     EXPECT_REFUSED(run({}), 1, "no command" + expected);
     EXPECT_REFUSED(run({"frobnicate"}), 1, "\"frobnicate\" is no command" + expected);
     EXPECT_REFUSED(run({"--key", "100", "show"}), 1, "\"--key\" is no command" + expected);

@@ -101,7 +101,7 @@ TEST(Commands, SensorsAreHeldUnpluggedAndFreed) {
 
 TEST(Commands, SensorInsideAMonitorCannotGoAlone) {
     Rig_t rig("chenbro");
-    EXPECT_EQ(rig("sensor 1 gone"), "error: this sensor is inside a monitor chip; use: chip 0x2a silent\n");
+    EXPECT_EQ(rig("sensor 1 gone"), "error: this sensor is inside a monitor chip; use \"chip 0x2a silent\"\n");
     EXPECT_EQ(rig("chip 0x2a silent"), "ok\n");
     EXPECT_EQ(rig.world()["sensors"][1]["state"], "gone");
 }
@@ -124,7 +124,8 @@ TEST(Commands, RailsAreHeldAndFreed) {
     EXPECT_EQ(rig.world()["boards"][3]["volts"]["-5"], -4.0);
     EXPECT_EQ(rig("volt 3 12 ok"), "ok\n");
     EXPECT_EQ(rig.read(0x30, 0x24), "c5");
-    EXPECT_EQ(rig("volt 0 9 9"), "error: \"9\" must be vcore, vinr0, 3.3, 5, 12, -12 or -5\n");
+    EXPECT_EQ(rig("volt 0 9 9"),
+              "error: \"9\" must be \"vcore\", \"vinr0\", \"3.3\", \"5\", \"12\", \"-12\" or \"-5\"\n");
 }
 
 TEST(Commands, ChipGoesSilentAndComesBack) {
@@ -332,8 +333,8 @@ TEST(Commands, RefusalsSayWhatWouldBeRightAndChangeNothing) {
         const char* reply;
     } rows[] = {
         {"melt", "error: unknown command \"melt\"; \"help\" lists the commands\n"},
-        {"heat", "error: usage: heat WATTS\n"},
-        {"heat 1 2", "error: usage: heat WATTS\n"},
+        {"heat", "error: expected \"heat WATTS\"\n"},
+        {"heat 1 2", "error: expected \"heat WATTS\"\n"},
         {"heat hot", "error: heat is \"hot\"; it must be a number from 0 to 10000\n"},
         {"heat -1", "error: heat is \"-1\"; it must be a number from 0 to 10000\n"},
         {"heat nan", "error: heat is \"nan\"; it must be a number from 0 to 10000\n"},
@@ -344,22 +345,22 @@ TEST(Commands, RefusalsSayWhatWouldBeRightAndChangeNothing) {
         {"fan 0 worn", "error: \"worn\" takes one value after it\n"},
         {"fan 0 worn 0", "error: percentage of its healthy speed is \"0\"; it must be a number from 1 to 100\n"},
         {"fan 0 ok 5", "error: \"ok\" takes nothing after it\n"},
-        {"fan 0 fly", "error: \"fly\" must be ok, stall, worn PERCENT, remove or rpm RPM\n"},
+        {"fan 0 fly", "error: \"fly\" must be \"ok\", \"stall\", \"worn PERCENT\", \"remove\" or \"rpm RPM\"\n"},
         {"psu 2 fail", "error: supply is \"2\"; it must be a whole number from 0 to 1, decimal or with 0x\n"},
-        {"psu 0 explode", "error: \"explode\" must be fail, ok, pull or insert\n"},
+        {"psu 0 explode", "error: \"explode\" must be \"fail\", \"ok\", \"pull\" or \"insert\"\n"},
         {"drive 16 pull", "error: drive is \"16\"; it must be a whole number from 0 to 15, decimal or with 0x\n"},
         {"drive 0 eject", "error: \"eject\" must be \"insert\" or \"pull\"\n"},
         {"sensor 0 set", "error: \"set\" takes one value after it\n"},
         {"sensor 0 set 126", "error: temperature is \"126\"; it must be a number from -55 to 125\n"},
         {"volt 0 5 5", "error: this chassis has no voltage monitor\n"},
-        {"bus fail", "error: usage: bus fail N [skip M] [second], or: bus ok\n"},
-        {"bus fail 1 skip", "error: usage: bus fail N [skip M] [second], or: bus ok\n"},
-        {"bus break 1", "error: usage: bus fail N [skip M] [second], or: bus ok\n"},
+        {"bus fail", "error: expected \"bus fail N [skip M] [second]\" or \"bus ok\"\n"},
+        {"bus fail 1 skip", "error: expected \"bus fail N [skip M] [second]\" or \"bus ok\"\n"},
+        {"bus break 1", "error: expected \"bus fail N [skip M] [second]\" or \"bus ok\"\n"},
         {"line dead", "error: \"dead\" must be \"silent\" or \"ok\"\n"},
         {"speed 0", "error: speed is \"0\"; it must be a number from 0.01 to 1000\n"},
-        {"show --xml", "error: \"--xml\" must be --json, or nothing\n"},
-        {"transfers clear", "error: \"clear\" must be reset, or nothing\n"},
-        {"freeze now", "error: usage: freeze\n"},
+        {"show --xml", "error: \"--xml\" must be \"--json\", or nothing\n"},
+        {"transfers clear", "error: \"clear\" must be \"reset\", or nothing\n"},
+        {"freeze now", "error: expected \"freeze\"\n"},
     };
     Rig_t rig("vsc055");
     const json before = rig.world();

@@ -77,6 +77,17 @@ TEST_F(CompositeFault, SequenceSendsTheSameMessagesOnEveryChassisAndMovesOnlyBac
     }
 }
 
+TEST_F(CompositeFault, OnlyAMutedAlarmStartsToSound) {
+    for (U32_t state = 0; state <= 8; ++state) {
+        SCOPED_TRACE(state);
+        startChassis(5, state);
+        esaControl.compositeFaultStatus = 0;
+        esaManageCompositeFault(0x1, -1);
+        EXPECT_EQ(esaControl.alarmState, state == 3 ? 1U : state);
+        EXPECT_EQ(fakeBus.takeTransfers(), state == 3 ? Lines{"W 41 04 08"} : Lines{});
+    }
+}
+
 TEST_F(CompositeFault, OnlyTheLowEightBitsOfTheOutcomeCount) {
     struct {
         S32_t status;

@@ -1,0 +1,46 @@
+#include "session.h"
+
+#include "acceptance.h"
+#include "errors.h"
+
+namespace {
+
+constexpr const char* USUAL_SLOTS = "/etc/esa/slots";
+
+} // namespace
+
+SesClient_t connectAdapter(const Options_t& options) {
+    return {options.directory, options.timeout(), options.door()};
+}
+
+AdapterFacts_t adapterFacts(const Options_t& options) {
+    AdapterFacts_t facts = readAdapterFacts(options.directory);
+    if (!options.chassis.empty()) {
+        facts.chassis = findChassis(options.chassis);
+        facts.isChosen = true;
+        if (facts.chassis == nullptr) {
+            throw usageError("no chassis '" + options.chassis +
+                             "'; expected none, xyratex, quadra, chenbro, vsc055 or w83782d");
+        }
+    }
+    return facts;
+}
+
+Enclosure_t askEnclosure(SesClient_t& client, const Options_t& options) {
+    const AdapterFacts_t facts = adapterFacts(options);
+    Enclosure_t enclosure = fetchEnclosure(client);
+    diagnose(enclosure, facts);
+    return enclosure;
+}
+
+Health_t judgedHealth(const Enclosure_t& enclosure, const Options_t& options) {
+    return withAcceptances(assessHealth(enclosure), readAcceptances(options.state), std::time(nullptr));
+}
+
+SlotLabels_t slotLabels(const Options_t& options) {
+    return {options.slots.empty() ? USUAL_SLOTS : options.slots, !options.slots.empty()};
+}
+
+void tellNote(const std::string& text) {
+    (void)reportError("esactl", 0, text);
+}

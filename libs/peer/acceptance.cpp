@@ -1,0 +1,149 @@
+#include "acceptance.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+#include "errors.h"
+
+namespace {
+
+std::string fileIn(const std::string& directory) {
+    return directory + "/accepted";
+}
+
+std::string lineOf(const Acceptance_t& acceptance) {
+    std::ostringstream line;
+    line << acceptance.element << '\t' << acceptance.kind << '\t' << acceptance.measure << '\t'
+         << static_cast<int>(acceptance.condition) << '\t' << acceptance.until << '\t' << acceptance.text << '\n';
+    return line.str();
+}
+
+template <typename T>
+bool readNumber(const std::string& text, T& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+bool readLine(const std::string& line, Acceptance_t& acceptance) {
+    std::istringstream fields(line);
+    std::string measure;
+    std::string condition;
+    std::string until;
+    int conditionNumber = 0;
+    long long seconds = 0;
+    const bool whole = std::getline(fields, acceptance.element, '\t') && std::getline(fields, acceptance.kind, '\t') &&
+                       std::getline(fields, measure, '\t') && std::getline(fields, condition, '\t') &&
+                       std::getline(fields, until, '\t') && std::getline(fields, acceptance.text);
+    if (!whole || !readNumber(measure, acceptance.measure) || !readNumber(condition, conditionNumber) ||
+        !readNumber(until, seconds)) {
+        return false;
+    }
+    acceptance.condition = conditionNumber == CONDITION_E_FAULT ? CONDITION_E_FAULT : CONDITION_E_WARNING;
+    acceptance.until = static_cast<std::time_t>(seconds);
+    return true;
+}
+
+bool covers(const Acceptance_t& acceptance, const Problem_t& problem, std::time_t now) {
+    return acceptance.element == problem.element && acceptance.kind == problem.kind && now < acceptance.until &&
+           problem.condition <= acceptance.condition && problem.measure <= acceptance.measure;
+}
+
+bool readDate(const std::string& text, std::time_t& moment) {
+    for (const char* const format :
+         {"%Y-%m-%dT%H:%M:%SZ", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%dT%H:%MZ", "%Y-%m-%dT%H:%M", "%Y-%m-%d"}) {
+        std::tm parts{};
+        const char* const end = strptime(text.c_str(), format, &parts);
+        if (end != nullptr && *end == '\0') {
+            moment = timegm(&parts);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool readDuration(const std::string& text, std::time_t now, std::time_t& moment) {
+    constexpr std::string_view UNITS = "mhdw";
+    constexpr std::time_t SECONDS[] = {60, 3600, 86400, 7 * 86400};
+    const std::size_t unit = text.empty() ? std::string_view::npos : UNITS.find(text.back());
+    unsigned number = 0;
+    constexpr unsigned MOST = 100000;
+    if (unit == std::string_view::npos || !readNumber(text.substr(0, text.size() - 1), number) || number > MOST) {
+        return false;
+    }
+    moment = now + static_cast<std::time_t>(number) * SECONDS[unit];
+    return true;
+}
+
+} // namespace
+
+Acceptances_t readAcceptances(const std::string& directory) {
+    Acceptances_t acceptances;
+    std::ifstream file(fileIn(directory));
+    for (std::string line; std::getline(file, line);) {
+        Acceptance_t acceptance;
+        if (readLine(line, acceptance)) {
+            acceptances.push_back(acceptance);
+        }
+    }
+    return acceptances;
+}
+
+void writeAcceptances(const std::string& directory, const Acceptances_t& acceptances) {
+    const std::string path = fileIn(directory);
+    const std::string temporary = path + "." + std::to_string(getpid());
+    std::ofstream file(temporary);
+    for (const Acceptance_t& acceptance : acceptances) {
+        file << lineOf(acceptance);
+    }
+    file.close();
+    if (!file || std::rename(temporary.c_str(), path.c_str()) != 0) {
+        const int reason = errno;
+        (void)unlink(temporary.c_str());
+        throw outputError("cannot write '" + path + "': " + std::strerror(reason) +
+                          "; name another directory with --state, or join the group that may write there");
+    }
+}
+
+Health_t withAcceptances(const Health_t& health, const Acceptances_t& acceptances, std::time_t now) {
+    std::vector<Problem_t> left;
+    std::vector<Accepted_t> accepted;
+    for (const Problem_t& problem : health.problems) {
+        const auto found = std::ranges::find_if(
+            acceptances, [&](const Acceptance_t& acceptance) { return covers(acceptance, problem, now); });
+        if (found == acceptances.end()) {
+            left.push_back(problem);
+        } else {
+            accepted.push_back({problem, timeTextOf(found->until)});
+        }
+    }
+    Health_t rest = healthOf(std::move(left));
+    rest.accepted = std::move(accepted);
+    return rest;
+}
+
+std::time_t parseUntil(const std::string& text, std::time_t now) {
+    std::time_t moment = 0;
+    if (!readDuration(text, now, moment) && !readDate(text, moment)) {
+        throw usageError("'" + text +
+                         "' names no moment; expected a date such as 2026-12-01 or 2026-12-01T18:30 (UTC), or a time "
+                         "from now such as 8h, 3d or 2w");
+    }
+    if (moment <= now) {
+        throw usageError("'" + text + "' is over; expected a moment after " + timeTextOf(now));
+    }
+    return moment;
+}
+
+std::string timeTextOf(std::time_t time) {
+    std::tm parts{};
+    char text[32];
+    gmtime_r(&time, &parts);
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text;
+}

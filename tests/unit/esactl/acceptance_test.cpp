@@ -1,0 +1,81 @@
+/** Conditions that an operator lives with. */
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+
+#include "acceptance.h"
+#include "errors.h"
+
+namespace {
+
+constexpr std::time_t NOW = 1795300000; // 2026-11-21T22:26:40Z
+
+Problem_t hot(int celsius, Condition_e condition = CONDITION_E_WARNING) {
+    return {"temp1", condition, "temp1 is hot", true, "hot", celsius};
+}
+
+Acceptances_t accepted(const Problem_t& problem, std::time_t until = NOW + 60) {
+    return {{problem.element, problem.kind, problem.measure, problem.condition, until, problem.text}};
+}
+
+int exitStatusOf(const Problem_t& problem, const Acceptances_t& acceptances) {
+    return withAcceptances(healthOf({problem}), acceptances, NOW).exitStatus;
+}
+
+TEST(Acceptance, CountsNoMoreButIsListed) {
+    const Health_t health = withAcceptances(healthOf({hot(57)}), accepted(hot(57)), NOW);
+    EXPECT_EQ(health.exitStatus, 0);
+    EXPECT_EQ(health.overall, CONDITION_E_OK);
+    EXPECT_TRUE(health.problems.empty());
+    ASSERT_EQ(health.accepted.size(), 1U);
+    EXPECT_EQ(health.accepted[0].problem.text, "temp1 is hot");
+    EXPECT_EQ(health.accepted[0].until, "2026-11-21T22:27:40Z");
+}
+
+TEST(Acceptance, WhatGetsWorseCountsAgain) {
+    EXPECT_EQ(exitStatusOf(hot(56), accepted(hot(57))), 0);
+    EXPECT_EQ(exitStatusOf(hot(58), accepted(hot(57))), 16);
+    EXPECT_EQ(exitStatusOf(hot(57, CONDITION_E_FAULT), accepted(hot(57))), 24);
+    EXPECT_EQ(exitStatusOf({"temp1", CONDITION_E_WARNING, "", false, "no-reading", 0}, accepted(hot(57))), 16);
+    EXPECT_EQ(exitStatusOf({"temp2", CONDITION_E_WARNING, "", false, "hot", 57}, accepted(hot(57))), 16);
+}
+
+TEST(Acceptance, EndsAtItsMoment) {
+    EXPECT_EQ(exitStatusOf(hot(57), accepted(hot(57), NOW + 1)), 0);
+    EXPECT_EQ(exitStatusOf(hot(57), accepted(hot(57), NOW)), 16);
+}
+
+TEST(Acceptance, IsKeptInAFileAndNonsenseThereIsPassedOver) {
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "acceptance";
+    std::filesystem::create_directories(folder);
+    EXPECT_TRUE(readAcceptances(folder).empty());
+    writeAcceptances(folder, accepted(hot(57)));
+    std::ofstream(folder / "accepted", std::ios::app) << "nonsense\na\tb\tc\td\te\tf\n";
+    const Acceptances_t read = readAcceptances(folder);
+    ASSERT_EQ(read.size(), 1U);
+    EXPECT_EQ(exitStatusOf(hot(57), read), 0);
+    EXPECT_EQ(exitStatusOf(hot(58), read), 16);
+    std::filesystem::remove_all(folder);
+    EXPECT_THROW(writeAcceptances(folder, {}), ToolError_t);
+}
+
+TEST(Acceptance, AMomentIsADateOrATimeFromNow) {
+    const struct {
+        const char* text;
+        std::time_t moment;
+    } cases[] = {{"30m", NOW + 1800},
+                 {"8h", NOW + 28800},
+                 {"3d", NOW + 259200},
+                 {"2w", NOW + 1209600},
+                 {"2026-12-01", 1796083200},
+                 {"2026-12-01T18:30", 1796149800},
+                 {"2026-12-01T18:30:01Z", 1796149801}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(parseUntil(c.text, NOW), c.moment) << c.text;
+    }
+    for (const char* wrong : {"", "tomorrow", "3", "d", "-3d", "3y", "2026-13-01", "2026-12-01x", "2026-11-20", "0h"}) {
+        EXPECT_THROW((void)parseUntil(wrong, NOW), ToolError_t) << wrong;
+    }
+}
+
+} // namespace
