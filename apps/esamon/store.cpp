@@ -262,7 +262,7 @@ std::string setAside(const std::string& path, Millis_t now) {
             std::filesystem::remove(entry.path(), ignored);
         }
     }
-    const std::string aside = path + ".aside-" + std::to_string(now / 1000);
+    std::string aside = path + ".aside-" + std::to_string(now / 1000);
     (void)std::rename(path.c_str(), aside.c_str());
     (void)std::rename((path + "-wal").c_str(), (aside + "-wal").c_str());
     std::filesystem::remove(path + "-shm", ignored);
