@@ -114,6 +114,7 @@ std::vector<std::string> tableLines(const ordered_json& series) {
 
 std::vector<std::string> curveLines(const ordered_json& series) {
     std::vector<PlotPoint_t> points;
+    points.reserve(series["points"].size());
     const auto number = [](const ordered_json& value) {
         return value.is_number() ? std::optional(value.get<double>()) : std::nullopt;
     };
@@ -148,6 +149,7 @@ int pastEventsCommand(const Options_t& options) {
     }
     const Palette_t palette = standardOutputPalette();
     std::vector<std::string> lines;
+    lines.reserve((*found)["events"].size());
     for (const ordered_json& entry : (*found)["events"]) {
         lines.push_back(options.json() ? entry.dump(-1, ' ', false, ordered_json::error_handler_t::replace)
                                        : entryLine(entry, palette));

@@ -83,6 +83,7 @@ std::vector<std::string> plotLines(const std::vector<PlotPoint_t>& points,
         }
     }
     std::vector<std::string> lines;
+    lines.reserve(HEIGHT + 1);
     for (std::size_t row = 0; row < HEIGHT; ++row) {
         char label[32];
         const double value = scale->high - (scale->high - scale->low) * static_cast<double>(row) / (HEIGHT - 1);

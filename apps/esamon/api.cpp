@@ -36,7 +36,7 @@ void requireKnown(const Request_t& request, std::initializer_list<std::string_vi
             for (const std::string_view other : names) {
                 known.append(known.empty() ? "" : ", ").append(other);
             }
-            throw wrong("there is no parameter '" + name + "' here; there is " + known);
+            throw wrong(std::string("there is no parameter '").append(name).append("' here; there is ").append(known));
         }
     }
 }

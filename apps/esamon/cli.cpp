@@ -25,6 +25,7 @@ CliOption_t text(const char* name, const char* type, const char* description, st
 
 std::vector<std::string> chassisNames() {
     std::vector<std::string> names;
+    names.reserve(CHASSIS_LIST.size());
     for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
         names.emplace_back(chassis.name);
     }

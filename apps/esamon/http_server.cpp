@@ -117,7 +117,7 @@ ssize_t readStream(void* of, std::uint64_t /*position*/, char* buffer, std::size
         ++stream.next;
     }
     const std::size_t count = std::min(size, stream.text->size() - stream.sent);
-    std::memcpy(buffer, stream.text->data() + stream.sent, count);
+    (void)stream.text->copy(buffer, count, stream.sent);
     stream.sent += count;
     return static_cast<ssize_t>(count);
 }
@@ -255,6 +255,7 @@ void HttpServer_t::listen(int socket, bool isLocal) {
 
 std::vector<int> HttpServer_t::fds() const {
     std::vector<int> all;
+    all.reserve(listeners_.size());
     for (const Listener_t& listener : listeners_) {
         all.push_back(MHD_get_daemon_info(listener.daemon, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd);
     }

@@ -18,6 +18,7 @@ constexpr Millis_t ALIVE_INTERVAL = 5000;
 
 void waitFor(const std::vector<int>& descriptors, int milliseconds) {
     std::vector<pollfd> watched;
+    watched.reserve(descriptors.size());
     for (const int descriptor : descriptors) {
         watched.push_back({descriptor, POLLIN, 0});
     }

@@ -86,6 +86,7 @@ std::vector<Points_t> rawPoints(const Store_t& store, const std::vector<Series_t
 std::vector<Points_t> meanPoints(const Store_t& store, const std::vector<Series_t>& wanted,
                                  const ReadingsQuery_t& query) {
     std::vector<Points_t> all;
+    all.reserve(wanted.size());
     for (const Series_t& series : wanted) {
         Points_t& points = all.emplace_back();
         const Millis_t from = query.since - query.since % STORE_K_MEAN_SPAN;
@@ -101,6 +102,7 @@ std::vector<Series_t> wantedSeries(const Present_t& present, const std::vector<s
         return present.enclosure ? seriesOf(present.enclosure->configuration) : std::vector<Series_t>{};
     }
     std::vector<Series_t> wanted;
+    wanted.reserve(names.size());
     for (const std::string& name : names) {
         wanted.push_back(*seriesNamed(name));
     }

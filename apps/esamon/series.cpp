@@ -8,6 +8,9 @@
 
 std::vector<Series_t> seriesOf(const Configuration_t& configuration) {
     std::vector<Series_t> all;
+    all.reserve(configuration.count(SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR) +
+                std::size_t{2} * configuration.count(SES_K_ELEMENT_TYPE_COOLING) +
+                configuration.count(SES_K_ELEMENT_TYPE_POWER_SUPPLY));
     for (unsigned i = 0; i < configuration.count(SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR); ++i) {
         all.push_back({sensorName(i), sensorName(i), "temperature", "celsius"});
     }
@@ -23,6 +26,7 @@ std::vector<Series_t> seriesOf(const Configuration_t& configuration) {
 
 std::vector<std::optional<double>> valuesOf(const EnclosureStatus_t& status) {
     std::vector<std::optional<double>> values;
+    values.reserve(status.sensors.size() + 2 * status.fans.size() + status.supplies.size());
     for (const TemperatureSensor_t& sensor : status.sensors) {
         values.push_back(sensor.celsius);
     }

@@ -36,24 +36,20 @@ std::optional<double> unitSeconds(char unit) {
 
 std::optional<Millis_t> parseCalendar(const std::string& text) {
     std::tm parts{};
-    int used = 0;
-    if (std::sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d%n", &parts.tm_year, &parts.tm_mon, &parts.tm_mday,
-                    &parts.tm_hour, &parts.tm_min, &parts.tm_sec, &used) != 6) {
+    const char* const used = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
+    if (used == nullptr) {
         return std::nullopt;
     }
-    std::string rest = text.substr(static_cast<std::size_t>(used));
+    std::string rest = used;
     if (rest.empty() || rest.back() != 'Z') {
         return std::nullopt;
     }
     rest.pop_back();
     const std::optional<double> fraction = rest.empty() ? 0.0 : parseSeconds("0" + rest);
-    const bool inRange = parts.tm_mon >= 1 && parts.tm_mon <= 12 && parts.tm_mday >= 1 && parts.tm_mday <= 31 &&
-                         parts.tm_hour <= 23 && parts.tm_min <= 59 && parts.tm_sec <= 60 && parts.tm_year >= 1970;
-    if (!fraction || *fraction >= 1 || !inRange) {
+    constexpr int EPOCH = 70; // years since 1900
+    if (!fraction || *fraction >= 1 || parts.tm_year < EPOCH) {
         return std::nullopt;
     }
-    parts.tm_year -= 1900;
-    parts.tm_mon -= 1;
     return static_cast<Millis_t>(timegm(&parts)) * 1000 + static_cast<Millis_t>(*fraction * 1000);
 }
 

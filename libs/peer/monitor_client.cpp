@@ -1,5 +1,6 @@
 #include "monitor_client.h"
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <sys/socket.h>
@@ -37,7 +38,10 @@ std::optional<MonitorReply_t> askMonitor(const std::string& socket, const std::s
     close(connection.descriptor);
     const std::size_t end = reply.find("\r\n\r\n");
     unsigned status = 0;
-    if (!isGood || end == std::string::npos || std::sscanf(reply.c_str(), "HTTP/%*u.%*u %3u", &status) != 1) {
+    constexpr std::size_t STATUS_AT = 9; // behind "HTTP/1.0 "
+    const bool isReply =
+        isGood && end != std::string::npos && reply.starts_with("HTTP/1.") && reply.size() > STATUS_AT + 3;
+    if (!isReply || std::from_chars(reply.data() + STATUS_AT, reply.data() + STATUS_AT + 3, status).ec != std::errc()) {
         throw noAnswerError("the monitor at '" + socket + "' does not answer");
     }
     return MonitorReply_t{status, reply.substr(end + 4)};
