@@ -219,6 +219,8 @@ function(debian_component component section summary text)
 endfunction()
 
 if(NOT CMAKE_CROSSCOMPILING)
+  # Put before the first line of every part's own description, which has its synopsis already.
+  set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
   set(CPACK_DEB_COMPONENT_INSTALL ON)
   set(CPACK_COMPONENTS_ALL ${components})
   set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
