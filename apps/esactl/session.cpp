@@ -7,6 +7,14 @@ namespace {
 
 constexpr const char* USUAL_SLOTS = "/etc/esa/slots";
 
+std::string knownChassis() {
+    std::string names;
+    for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
+        names += (names.empty() ? "" : ", ") + std::string(chassis.name);
+    }
+    return names;
+}
+
 } // namespace
 
 SesClient_t connectAdapter(const Options_t& options) {
@@ -19,8 +27,7 @@ AdapterFacts_t adapterFacts(const Options_t& options) {
         facts.chassis = findChassis(options.chassis);
         facts.isChosen = true;
         if (facts.chassis == nullptr) {
-            throw usageError("no chassis '" + options.chassis +
-                             "'; expected none, xyratex, quadra, chenbro, vsc055 or w83782d");
+            throw usageError("no chassis '" + options.chassis + "'; expected one of " + knownChassis());
         }
     }
     return facts;

@@ -5,10 +5,9 @@
 
 #include "chassis_list.h"
 #include "documents.h"
+#include "entries.h"
 #include "errors.h"
 #include "events.h"
-#include "health.h"
-#include "names.h"
 #include "render_json.h"
 #include "ses_mesgs.h"
 
@@ -23,73 +22,6 @@ constexpr std::array<std::string_view, 2> LASTING{"information", "orderly-shutdo
 
 bool isLasting(std::string_view name) {
     return std::ranges::find(LASTING, name) != LASTING.end();
-}
-
-struct ElementState_t {
-    std::string name;
-    Condition_e condition;
-};
-
-std::vector<ElementState_t> statesOf(const EnclosureStatus_t& status) {
-    std::vector<ElementState_t> states;
-    const auto add = [&](const auto& elements, std::string (*name)(unsigned), auto condition) {
-        unsigned index = 0;
-        for (const auto& element : elements) {
-            states.push_back({name(index++), condition(element)});
-        }
-    };
-    add(status.drives, slotName, driveCondition);
-    add(status.supplies, supplyName, supplyCondition);
-    add(status.fans, fanName, fanCondition);
-    add(status.sensors, sensorName, sensorCondition);
-    return states;
-}
-
-const char* severityOf(Condition_e condition) {
-    return condition == CONDITION_E_FAULT ? "error" : (condition == CONDITION_E_WARNING ? "warning" : "information");
-}
-
-std::string changeText(const ElementState_t& now, const Health_t& health) {
-    for (const Problem_t& problem : health.problems) {
-        if (problem.element == now.name) {
-            return problem.text;
-        }
-    }
-    return now.name + (now.condition == CONDITION_E_ABSENT ? " is empty" : " is ok");
-}
-
-Entry_t changeEntry(const ElementState_t& before, const ElementState_t& now, const Health_t& health, Millis_t time) {
-    Json_t document = newDocument("esamon.change");
-    document.set("time", millisText(time));
-    document.set("name", "state-change");
-    document.set("severity", severityOf(now.condition));
-    document.set("elements", std::vector<std::string>{now.name});
-    document.set("from", conditionName(before.condition));
-    document.set("to", conditionName(now.condition));
-    document.set("text", changeText(now, health));
-    return {0, time, time, 1, "state-change", {now.name}, document.text(-1)};
-}
-
-const char* commandWord(Command_e command) {
-    constexpr std::array WORDS{"leds", "alarm", "fans"};
-    return WORDS[static_cast<std::size_t>(command)];
-}
-
-/** What an event says in words: the last member of its document. */
-std::string textOf(const std::string& document) {
-    constexpr std::string_view MEMBER = "\"text\":\"";
-    const std::size_t begin = document.rfind(MEMBER);
-    return begin == std::string::npos
-               ? ""
-               : document.substr(begin + MEMBER.size(), document.size() - begin - MEMBER.size() - 2);
-}
-
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : ", ") + word;
-    }
-    return text;
 }
 
 } // namespace
@@ -139,7 +71,7 @@ void Recorder_t::recall() {
     }
     for (const std::string_view name : LASTING) {
         for (Entry_t& entry : store_->entries({.name = std::string(name), .limit = 1})) {
-            lasting_[std::string(name)] = {entry, textOf(entry.document)};
+            lasting_[std::string(name)] = {entry, wordsOf(entry.document)};
         }
     }
     if (!present_.enclosure) {
@@ -219,29 +151,6 @@ void Recorder_t::take(const Observation_t& observation) {
     std::visit([this](const auto& found) { take(found); }, observation);
 }
 
-Entry_t Recorder_t::watchEntry(Millis_t time, const char* name, const char* severity, const std::string& text) const {
-    Json_t document = newDocument("esamon.monitor");
-    document.set("time", millisText(time));
-    document.set("name", name);
-    document.set("severity", severity);
-    document.set("elements", std::vector<std::string>{});
-    document.set("text", text);
-    return {0, time, time, 1, name, {}, document.text(-1)};
-}
-
-std::vector<Entry_t> Recorder_t::changesTo(const Enclosure_t& enclosure, Millis_t time) const {
-    std::vector<Entry_t> changes;
-    const std::vector<ElementState_t> before = statesOf(present_.enclosure->status);
-    const std::vector<ElementState_t> now = statesOf(enclosure.status);
-    const Health_t health = assessHealth(enclosure.status);
-    for (std::size_t i = 0; i < now.size() && i < before.size(); ++i) {
-        if (now[i].condition != before[i].condition) {
-            changes.push_back(changeEntry(before[i], now[i], health, time));
-        }
-    }
-    return changes;
-}
-
 void Recorder_t::take(const Pages_t& pages) {
     ++present_.polls;
     Decoded_t<Configuration_t> configuration = decodeConfigurationPage(pages.configuration);
@@ -261,14 +170,13 @@ void Recorder_t::take(const Pages_t& pages) {
                               : watchEntry(pages.time, "switch-back", "information", "switch and adapter are back"));
     }
     const bool hadEnclosure = present_.enclosure.has_value();
-    const bool isOther =
-        hadEnclosure && (statesOf(enclosure.status).size() != statesOf(present_.enclosure->status).size() ||
-                         (!configurationPage_.empty() && pages.configuration != configurationPage_));
+    const bool isOther = hadEnclosure && (!hasAsManyElements(present_.enclosure->status, enclosure.status) ||
+                                          (!configurationPage_.empty() && pages.configuration != configurationPage_));
     if (isOther) {
         entries.push_back(watchEntry(pages.time, "enclosure-changed", "warning",
                                      "the adapter reports another enclosure than before"));
     } else if (hadEnclosure) {
-        for (Entry_t& change : changesTo(enclosure, pages.time)) {
+        for (Entry_t& change : changeEntries(present_.enclosure->status, enclosure.status, pages.time)) {
             entries.push_back(std::move(change));
         }
     }
@@ -364,23 +272,7 @@ void Recorder_t::take(const Report_t& report) {
 }
 
 void Recorder_t::take(const ActionResult_t& result) {
-    Json_t document = newDocument("esamon.action");
-    const bool isAccepted = result.error.empty();
-    const std::string what = commandWord(result.action.command);
-    // A request that failed may have named anything.
-    const std::vector<std::string> elements = isAccepted ? result.action.elements : std::vector<std::string>{};
-    document.set("time", millisText(result.time));
-    document.set("name", "action");
-    document.set("severity", "information");
-    document.set("elements", elements);
-    document.set("command", what);
-    document.set("request", result.action.request);
-    document.set("result", isAccepted ? "accepted" : (result.code == "refused" ? "refused" : "failed"));
-    document.set("who", result.action.who);
-    document.set("text", result.action.who + " asked for " + what + " " + result.action.request +
-                             (elements.empty() ? "" : ": " + joined(elements)) +
-                             (isAccepted ? "" : "; " + result.error));
-    record({{0, result.time, result.time, 1, "action", elements, document.text(-1)}});
+    record({actionEntry(result)});
 }
 
 void Recorder_t::learnChassis(const std::string& name) {
