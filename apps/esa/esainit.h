@@ -1,4 +1,4 @@
-/** Agent initialisation. */
+/** Start state of the adapter: control block, connection to the switch, bus, chassis. */
 #pragma once
 
 /**

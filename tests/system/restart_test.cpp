@@ -77,6 +77,13 @@ protected:
         ASSERT_EQ(done.ending.exitCode, 0) << done.err;
     }
 
+    /** The drives' fault LEDs: refused where there are none. */
+    void operateLeds(std::vector<std::string> words) const {
+        words.insert(words.begin(), "led");
+        const RunResult done = esactl(words);
+        ASSERT_EQ(done.ending.exitCode, GetParam().litDrives == 0 ? 1 : 0) << done.err;
+    }
+
     /** Makes the adapter poll: eleven passes of its main loop. */
     void makePoll() const {
         const int before = transfers();
@@ -162,7 +169,7 @@ TEST_P(Restart, KilledWhileEverythingIsCommandedItTakesTheEnclosureForAHealthyOn
     (void)simulator("psu 0 fail");
     setTemperatures(56);
     makePoll();
-    operate({"led", "all", "on"});
+    operateLeds({"all", "on"});
     operate({"fan", "0", "off"});
     operate({"alarm", "fault"});
     killAdapter();
@@ -178,11 +185,11 @@ TEST_P(Restart, KilledWhileEverythingIsCommandedItTakesTheEnclosureForAHealthyOn
     EXPECT_EQ(litDrives(), chassis.keptLit);
     EXPECT_EQ(alarm(), chassis.startAlarm);
     EXPECT_EQ(enclosureLeds(), (std::vector<bool>{hasLeds, false, false}));
-    operate({"led", "all", "off"});
+    operateLeds({"all", "off"});
     EXPECT_EQ(litDrives(), chassis.keptLit) << "the adapter takes them for dark";
-    operate({"led", "all", "off", "--force"});
+    operateLeds({"all", "off", "--force"});
     EXPECT_THAT(litDrives(), IsEmpty());
-    operate({"led", "2", "on"});
+    operateLeds({"2", "on"});
     EXPECT_EQ(litDrives(), chassis.litDrives == 0 ? Slots{} : Slots{2}) << "from then on it is right";
 
     makePoll();
@@ -197,7 +204,7 @@ TEST_P(Restart, PreparedAndMendedMeanwhileNothingOfTheEarlierLifeIsLeftButTheCom
     const ChassisCase& chassis = GetParam();
     (void)simulator("fan 1 stall");
     makePoll();
-    operate({"led", "all", "on"});
+    operateLeds({"all", "on"});
     killAdapter();
     (void)simulator("fan 1 ok");
     setTemperatures(56);

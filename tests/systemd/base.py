@@ -9,14 +9,13 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build/systemd"
 SUITE = "bookworm"
-MIRROR = "http://deb.debian.org/debian"
 # What the package depends on, and what a small server has. libfaketime sets one program's clock.
 PACKAGES = ("systemd", "systemd-sysv", "udev", "kmod", "procps", "libstdc++6", "libfaketime")
 
 
 def make():
     """The folder of the system; ends the program with a clear word when its packages cannot be had."""
-    key = hashlib.sha256(" ".join((SUITE, MIRROR, *PACKAGES)).encode()).hexdigest()[:12]
+    key = hashlib.sha256(" ".join((SUITE, *PACKAGES)).encode()).hexdigest()[:12]
     base = BUILD / f"root-{key}"
     if base.exists():
         return base
@@ -29,7 +28,7 @@ def make():
     log = BUILD / "debootstrap.log"
     with log.open("w", encoding="utf-8") as output:
         done = subprocess.run(["nice", "debootstrap", "--variant=minbase", "--include=" + ",".join(PACKAGES), SUITE,
-                               str(fresh), MIRROR], stdout=output, stderr=subprocess.STDOUT, check=False)
+                               str(fresh)], stdout=output, stderr=subprocess.STDOUT, check=False)
     if done.returncode != 0:
         last = log.read_text(encoding="utf-8", errors="replace").strip().splitlines()[-1:]
         sys.exit(f"./test --systemd: NOT RUN: the Debian packages of the system cannot be had ({' '.join(last)}); "

@@ -1,7 +1,7 @@
 /**
  * What a row of the chassis table is. A chassis is a row; whatever the adapter does differently from chassis to chassis
  * it looks up here. A row says what its enclosure has; what it leaves out does nothing, and the row of "no chassis"
- * leaves out everything.
+ * leaves out nearly everything.
  */
 #pragma once
 
