@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <unistd.h>
+#include <vector>
 
 #include "acceptance.h"
 #include "errors.h"
@@ -69,7 +70,8 @@ TEST(Acceptance, NothingIsWrittenThroughALinkThatAMemberOfTheGroupHasPut) {
         std::ifstream file(folder / "victim");
         return std::string(std::istreambuf_iterator<char>(file), {});
     };
-    for (const std::string& foreseen : {std::string(".tmp"), ".new", "." + std::to_string(getpid())}) {
+    const std::vector<std::string> names{".tmp", ".new", "." + std::to_string(getpid())};
+    for (const std::string& foreseen : names) {
         std::filesystem::create_symlink("victim", (folder / "accepted").string() + foreseen);
     }
     writeAcceptances(folder, accepted(hot(57)));
