@@ -253,9 +253,7 @@ std::string elementText(const Enclosure_t& enclosure, const std::string& element
         bool found = false;
         for (std::string word; words >> word;) {
             // Several slots share a line.
-            if (word.starts_with("slot")) {
-                found = word == element;
-            } else if (text.empty() && !found) {
+            if (word.starts_with("slot") || (text.empty() && !found)) {
                 found = word == element;
             } else if (found) {
                 text += (text.empty() ? "" : " ") + word;

@@ -7,6 +7,14 @@ namespace {
 
 constexpr const char* USUAL_SLOTS = "/etc/esa/slots";
 
+std::string knownChassis() {
+    std::string names;
+    for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
+        names += (names.empty() ? "" : ", ") + std::string(chassis.name);
+    }
+    return names;
+}
+
 } // namespace
 
 SesClient_t connectAdapter(const Options_t& options) {
@@ -17,11 +25,7 @@ void requireKnownChassis(const Options_t& options) {
     if (options.chassis.empty() || findChassis(options.chassis) != nullptr) {
         return;
     }
-    std::string names;
-    for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
-        names += (names.empty() ? "" : ", ") + std::string(chassis.name);
-    }
-    throw usageError("no chassis '" + options.chassis + "'; expected one of " + names);
+    throw usageError("no chassis '" + options.chassis + "'; expected one of " + knownChassis());
 }
 
 AdapterFacts_t adapterFacts(const Options_t& options) {

@@ -52,8 +52,9 @@ void SlotLabels_t::readLine(const std::string& where, const std::string& line) {
     for (std::string label; words >> label;) {
         for (const auto& [other, labels] : labels_) {
             if (std::ranges::find(labels, label) != labels.end()) {
-                throw usageError(where + ": '" + label + "' is the label of " + slotName(other) +
-                                 " already; expected one slot for each label");
+                std::string message = where;
+                message.append(": '").append(label).append("' is the label of ").append(slotName(other));
+                throw usageError(message + " already; expected one slot for each label");
             }
         }
         labels_[number].push_back(label);

@@ -8,6 +8,7 @@
 #include "chassis_list.h"
 #include "diagnosis.h"
 #include "documents.h"
+#include "entries.h"
 #include "errors.h"
 #include "events.h"
 #include "render_json.h"
@@ -23,28 +24,6 @@ constexpr std::array<std::string_view, 2> LASTING{"information", "orderly-shutdo
 
 bool isLasting(std::string_view name) {
     return std::ranges::find(LASTING, name) != LASTING.end();
-}
-
-const char* commandWord(Command_e command) {
-    constexpr std::array WORDS{"leds", "alarm", "fans"};
-    return WORDS[static_cast<std::size_t>(command)];
-}
-
-/** What an event says in words: the last member of its document. */
-std::string textOf(const std::string& document) {
-    constexpr std::string_view MEMBER = "\"text\":\"";
-    const std::size_t begin = document.rfind(MEMBER);
-    return begin == std::string::npos
-               ? ""
-               : document.substr(begin + MEMBER.size(), document.size() - begin - MEMBER.size() - 2);
-}
-
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : ", ") + word;
-    }
-    return text;
 }
 
 } // namespace
@@ -94,7 +73,7 @@ void Recorder_t::recall() {
     }
     for (const std::string_view name : LASTING) {
         for (Entry_t& entry : store_->entries({.name = std::string(name), .limit = 1})) {
-            lasting_[std::string(name)] = {entry, textOf(entry.document)};
+            lasting_[std::string(name)] = {entry, wordsOf(entry.document)};
         }
     }
     if (!present_.enclosure) {
@@ -172,16 +151,6 @@ void Recorder_t::tick() {
 
 void Recorder_t::take(const Observation_t& observation) {
     std::visit([this](const auto& found) { take(found); }, observation);
-}
-
-Entry_t Recorder_t::watchEntry(Millis_t time, const char* name, const char* severity, const std::string& text) const {
-    Json_t document = newDocument("esamon.monitor");
-    document.set("time", millisText(time));
-    document.set("name", name);
-    document.set("severity", severity);
-    document.set("elements", std::vector<std::string>{});
-    document.set("text", text);
-    return {0, time, time, 1, name, {}, document.text(-1)};
 }
 
 void Recorder_t::take(const Pages_t& pages) {
@@ -305,23 +274,7 @@ void Recorder_t::take(const Report_t& report) {
 }
 
 void Recorder_t::take(const ActionResult_t& result) {
-    Json_t document = newDocument("esamon.action");
-    const bool isAccepted = result.error.empty();
-    const std::string what = commandWord(result.action.command);
-    // A request that failed may have named anything.
-    const std::vector<std::string> elements = isAccepted ? result.action.elements : std::vector<std::string>{};
-    document.set("time", millisText(result.time));
-    document.set("name", "action");
-    document.set("severity", "information");
-    document.set("elements", elements);
-    document.set("command", what);
-    document.set("request", result.action.request);
-    document.set("result", isAccepted ? "accepted" : (result.code == "refused" ? "refused" : "failed"));
-    document.set("who", result.action.who);
-    document.set("text", result.action.who + " asked for " + what + " " + result.action.request +
-                             (elements.empty() ? "" : ": " + joined(elements)) +
-                             (isAccepted ? "" : "; " + result.error));
-    record({{0, result.time, result.time, 1, "action", elements, document.text(-1)}});
+    record({actionEntry(result)});
 }
 
 void Recorder_t::learnChassis(const std::string& name) {

@@ -47,7 +47,6 @@ private:
     bool isRepeat(const Entry_t& entry, const std::string& text);
     void learnChassis(const std::string& name);
     bool noteChassis();
-    Entry_t watchEntry(Millis_t time, const char* name, const char* severity, const std::string& text) const;
 
     const MonitorOptions_t& options_;
     Hub_t& hub_;

@@ -23,7 +23,7 @@ json parse(const std::string& body, std::initializer_list<const char*> members, 
 
 std::string word(const json& document, const char* member, std::initializer_list<std::string_view> choices) {
     const json& value = document[member];
-    const std::string text = value.is_string() ? value.get<std::string>() : "";
+    std::string text = value.is_string() ? value.get<std::string>() : "";
     if (std::ranges::find(choices, text) == choices.end()) {
         std::string known;
         for (const std::string_view choice : choices) {
@@ -86,7 +86,7 @@ Action_t actionOf(Command_e command, const std::string& body) {
 std::string simulatorCommandOf(const std::string& body) {
     const json document = parse(body, {"command"}, R"({"command":"heat 1600"})");
     const json& command = document["command"];
-    const std::string text = command.is_string() ? command.get<std::string>() : "";
+    std::string text = command.is_string() ? command.get<std::string>() : "";
     constexpr std::size_t LONGEST = 200;
     const bool isLine = std::ranges::none_of(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; });
     if (text.empty() || text.size() > LONGEST || !isLine) {

@@ -30,6 +30,7 @@ class MonitorTest(EnclosureTest):
         stream = Stream(self.client)
         self.addCleanup(stream.close)
         self.assertEqual(stream.until("status")[1]["state"], "ok")
+        self.assertIn('esa_events_total{type="orderly-shutdown"} 0\n', self.client.ask("/metrics").body.decode())
         before = time.time()
         for sensor in range(3):
             self.enclosure.simulator(f"sensor {sensor} set 65")

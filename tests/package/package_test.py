@@ -89,6 +89,20 @@ FILES = """
 /usr/share/zsh/vendor-completions/_msm
 """.split() + [LIBDIR + name for name in ("/libMPU.a", "/libesaplatform.so", "/libesaplatform.so.1",
                                           "/libesaplatform.so.1.0.0", "/pkgconfig/esa.pc")]
+MONITOR_FILES = set("""
+/etc/default/esamon
+/usr/lib/systemd/system/esamon.service
+/usr/lib/systemd/system/msm.service.d/esamon.conf
+/usr/lib/sysusers.d/esamon.conf
+/usr/lib/tmpfiles.d/esamon.conf
+/usr/sbin/esamon
+/usr/share/bash-completion/completions/esamon
+/usr/share/doc/esa-monitor/changelog.gz
+/usr/share/doc/esa-monitor/copyright
+/usr/share/fish/vendor_completions.d/esamon.fish
+/usr/share/man/man8/esamon.8.gz
+/usr/share/zsh/vendor-completions/_esamon
+""".split())
 # A page of the documentation may come or go without a change here.
 OPTIONAL = re.compile(r"/usr/share/(doc/esa/(docs|examples)/|doc/esa-|lintian/)")
 
@@ -471,6 +485,11 @@ class PackageTest(unittest.TestCase):
         """The packages beside the adapter's own, without the monitor."""
         return [path for path in sorted(glob.glob(os.path.join(os.path.dirname(deb), "esa-*.deb"))) if "esa-monitor" not in path]
 
+    @staticmethod
+    def monitor(deb):
+        (path,) = glob.glob(os.path.join(os.path.dirname(deb), "esa-monitor_*.deb"))
+        return path
+
     def test_deb_control_fields(self):
         with self.package() as deb:
             architecture = output("dpkg", "--print-architecture").strip()
@@ -526,9 +545,25 @@ class PackageTest(unittest.TestCase):
 
     def test_packages_have_nothing_that_lintian_warns_of(self):
         with self.package() as deb:
-            found = subprocess.run(["lintian", "--no-cfg", "--allow-root", deb, *self.parts(deb)], text=True, capture_output=True,
-                                   check=False)
+            found = subprocess.run(["lintian", "--no-cfg", "--allow-root", deb, *self.parts(deb), self.monitor(deb)], text=True,
+                                   capture_output=True, check=False)
             self.assertEqual("", found.stdout)
+
+    def test_monitor_is_a_package_of_its_own(self):
+        with self.package() as deb, tempfile.TemporaryDirectory() as root:
+            path = self.monitor(deb)
+            depends = output("dpkg-deb", "-f", path, "Depends")
+            for needed in (rf"esa-tools \(= {re.escape(VERSION)}\)", r"libmicrohttpd12 \(>= ", r"libsqlite3-0 \(>= "):
+                self.assertRegex(depends, needed)
+            output("dpkg-deb", "-R", path, root)
+            self.assertEqual("/etc/default/esamon\n", read_at(os.path.join(root, "DEBIAN/conffiles")))
+            self.assertIn("systemd-sysusers", read_at(os.path.join(root, "DEBIAN/postinst")))
+            panel = "/usr/share/esa/panel/"
+            found = {name for name in files_below(root) if not name.startswith(("/DEBIAN/", "/usr/share/lintian/"))}
+            self.assertEqual(MONITOR_FILES, {name for name in found if not name.startswith(panel)})
+            with open(os.path.join(BUILD, "CMakeCache.txt"), encoding="utf-8") as cache:
+                has_panel = "ESA_PANEL:BOOL=ON\n" in cache
+            self.assertEqual(has_panel, panel + "index.html" in found)
 
     def test_deb_configures_itself(self):
         """dpkg installs, removes and purges it in an empty root; the scripts run, edited settings stay until purged."""
@@ -541,25 +576,26 @@ class PackageTest(unittest.TestCase):
             dpkg = ["dpkg", "--root=" + root, "--log=/dev/null", "--force-depends", "--force-script-chrootless",
                     "--force-not-root", "--force-bad-path"]
             environment = {**os.environ, "PATH": self.stand_ins(root) + ":" + os.environ["PATH"]}
-            output(*dpkg, "-i", deb, *self.parts(deb), env=environment)
-            calls = self.calls(root)
-            self.assertEqual(f"systemd-sysusers --root={root} esa.conf", calls[0])
-            self.assertEqual(f"systemd-tmpfiles --root={root} --create esa.conf", calls[1])
-            self.assertEqual(2, len(calls), "the services of the running system are left alone")
+            output(*dpkg, "-i", deb, *self.parts(deb), self.monitor(deb), env=environment)
+            # Nothing that they depend on is there, so dpkg takes them in any order. The running system's services are left alone.
+            self.assertEqual(sorted(f"{program} --root={root} {name}.conf" for name in ("esa", "esamon")
+                                    for program in ("systemd-sysusers", "systemd-tmpfiles")),
+                             sorted(call.replace(" --create", "") for call in self.calls(root)))
             settings = os.path.join(root, "etc/esa/mpu.conf")
             with open(settings, "a", encoding="utf-8") as file:
                 file.write("# by hand\n")
             log = os.path.join(root, "var/log/esa/esa_01.log")
             os.makedirs(os.path.dirname(log))
             open(log, "w", encoding="utf-8").close()
-            output(*dpkg, "-r", "esa", "esa-tools", "esa-simulator", "esa-dev", env=environment)
+            names = ("esa", "esa-tools", "esa-simulator", "esa-dev", "esa-monitor")
+            output(*dpkg, "-r", *names, env=environment)
             self.assertFalse(os.path.exists(os.path.join(root, "usr/sbin/esa")))
             self.assertTrue(os.path.exists(settings))
             wants = os.path.join(root, "etc/systemd/system/multi-user.target.wants")
             os.makedirs(wants)
-            for unit in ("esa.service", "esa-params.service", "msm.service", "other.service"):
+            for unit in ("esa.service", "esa-params.service", "msm.service", "esamon.service", "other.service"):
                 os.symlink("/usr/lib/systemd/system/" + unit, os.path.join(wants, unit))
-            output(*dpkg, "-P", "esa", "esa-tools", "esa-simulator", "esa-dev", env=environment)
+            output(*dpkg, "-P", *names, env=environment)
             self.assertEqual(["other.service"], os.listdir(wants), "no link is left to what is gone")
             self.assertFalse(os.path.exists(settings))
             self.assertTrue(os.path.exists(log))

@@ -9,8 +9,10 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build/systemd"
 SUITE = "bookworm"
-# What the package depends on, and what a small server has. libfaketime sets one program's clock.
-PACKAGES = ("systemd", "systemd-sysv", "udev", "kmod", "procps", "libstdc++6", "libfaketime")
+# What the packages depend on, what a small server has, and what their own tests ask for. libfaketime sets one program's
+# clock.
+PACKAGES = ("systemd", "systemd-sysv", "udev", "kmod", "procps", "libstdc++6", "libmicrohttpd12", "libsqlite3-0", "g++",
+            "pkg-config", "libfaketime")
 
 
 def make():

@@ -11,6 +11,8 @@ import pathlib
 import time
 import typing
 
+import parts
+
 
 @dataclasses.dataclass
 class Calamity:
@@ -242,6 +244,18 @@ def without_package(machine, rng):
     return start
 
 
+def in_parts(machine, rng):
+    """The packages' own tests bring their enclosure along; afterwards everything is as it was."""
+    machine.bridge.unplug()
+    machine.run("dpkg", "--purge", "esa", check=True)
+    parts.test_all(machine)
+    start = now()
+    machine.install(machine.package(machine.version))
+    machine.plug()
+    machine.configure()
+    return start
+
+
 def foreground(machine, rng):
     machine.run("systemctl", "stop", "esa", check=True)
     start = now()
@@ -291,6 +305,7 @@ TABLE = [
     Calamity("reinstall", "package installed again", reinstall, at_random=False),
     Calamity("purge", "package purged", purge, at_random=False, full_speed_only=True),
     Calamity("install", "package installed afresh", install_afresh, at_random=False),
+    Calamity("parts", "packages in parts and their own tests, then this package again", in_parts, at_random=False),
     Calamity("foreground", "esa-foreground instead of the unit", foreground, at_random=False, undo=foreground_ended),
     Calamity("tree", "cmake --install instead of the package", without_package, at_random=False),
 ]
