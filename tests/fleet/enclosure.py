@@ -16,7 +16,8 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 import stage  # noqa: E402
 
 PROGRAMS = ("esa", "msm", "esamon", "encsim")
-ELEMENTS = {"vsc055": (3, 2, 3), "quadra": (3, 3, 3), "xyratex": (8, 2, 2), "w83782d": (3, 2, 3), "chenbro": (6, 3, 4)}
+# Fans, supplies, and sensors that give a reading.
+ELEMENTS = {"vsc055": (3, 2, 3), "quadra": (3, 3, 3), "xyratex": (8, 2, 2), "w83782d": (3, 2, 1), "chenbro": (6, 3, 4)}
 TICKS = os.sysconf("SC_CLK_TCK")
 
 

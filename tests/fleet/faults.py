@@ -9,6 +9,8 @@ PARALLEL_BUS = ("vsc055", "quadra", "xyratex")  # a pulled supply shows: redunda
 
 # The fifth one's tachometers end at 4700 RPM: there a worn fan is a failed one.
 COUNTED_SLOWLY = ("vsc055", "quadra", "w83782d", "chenbro")
+# Where there is but one sensor its reading is the average, and a shutdown is asked for as well.
+SEVERAL_SENSORS = ("vsc055", "quadra", "xyratex", "chenbro")
 
 
 @dataclass
@@ -33,7 +35,8 @@ KINDS = [
     Kind("supply fails", ("psu {n} fail",), ("psu {n} ok",), (("EsaSupplyLost", ""),), "psu"),
     Kind("supply pulled", ("psu {n} pull",), ("psu {n} insert",), (("EsaSupplyLost", ""),), "psu", chassis=PARALLEL_BUS),
     Kind("sensor at 58 C", ("sensor {n} set 58",), ("sensor {n} ok",), (("EsaHot", "temp{n}"),), "sensor"),
-    Kind("sensor at 65 C", ("sensor {n} set 65",), ("sensor {n} ok",), (("EsaOverheated", "temp{n}"),), "sensor"),
+    Kind("sensor at 65 C", ("sensor {n} set 65",), ("sensor {n} ok",), (("EsaOverheated", "temp{n}"),), "sensor",
+         chassis=SEVERAL_SENSORS),
     Kind("all sensors at 65 C", ("sensor {all} set 65",), ("sensor {all} ok",),
          (("EsaOverheated", "temp{all}"), ("EsaShutdownRequested", "orderly-shutdown"))),
     Kind("drive pulled", ("drive {n} pull",), ("drive {n} insert",), (("EsaDriveGone", "slot{n:02}"),), "drive", after=310),
