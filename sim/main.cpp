@@ -24,6 +24,14 @@ struct Options_t {
     bool quiet = false;
 };
 
+std::string knownChassis() {
+    std::string known;
+    for (const std::string& name : chassisNames()) {
+        known += (known.empty() ? "" : ", ") + name;
+    }
+    return known;
+}
+
 CliProgram_t commandLine(Options_t& options) {
     return {
         .name = "encsim",
@@ -31,7 +39,7 @@ CliProgram_t commandLine(Options_t& options) {
             "Simulated enclosure: chips, wiring and physics behind a serial I2C bridge or as a virtual machine's bus.",
         .options = {
             {.name = "--chassis",
-             .description = "the enclosure to be: vsc055, quadra, xyratex, chenbro or w83782d",
+             .description = "the enclosure to be: " + knownChassis(),
              .target = &options.chassis,
              .type = "NAME",
              .suggest = [] { return chassisNames(); }},
@@ -113,11 +121,7 @@ int runTool(int argc, char** argv) {
     }
     const std::unique_ptr<Enclosure_t> enclosure = makeEnclosure(options.chassis);
     if (enclosure == nullptr) {
-        std::string known;
-        for (const std::string& name : chassisNames()) {
-            known += (known.empty() ? "" : ", ") + name;
-        }
-        throw failure("no chassis \"" + options.chassis + "\": expected one of " + known);
+        throw failure("no chassis \"" + options.chassis + "\": expected one of " + knownChassis());
     }
     serve(options, *enclosure);
     return 0;

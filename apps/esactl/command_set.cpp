@@ -159,13 +159,22 @@ Change_t changeAlarm(const Options_t& options, ControlPage_t& wanted) {
     return {"alarm", "set to", {alarmName(alarm)}};
 }
 
+std::string chassisWithLeds() {
+    std::string names;
+    for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
+        if (chassis.type != VORAN_E_CHASSIS_NONE && chassis.hasDriveLeds) {
+            names += (names.empty() ? "" : ", ") + std::string(chassis.name);
+        }
+    }
+    return names;
+}
+
 } // namespace
 
 void requireLeds(const Enclosure_t& enclosure) {
     if (enclosure.chassis != nullptr && !enclosure.chassis->hasDriveLeds) {
-        throw usageError(
-            std::string("a ") + enclosure.chassis->name +
-            " enclosure has no drive fault LEDs: nothing would light; vsc055, quadra and xyratex have them");
+        throw usageError(std::string("a ") + enclosure.chassis->name +
+                         " enclosure has no drive fault LEDs: nothing would light; these have: " + chassisWithLeds());
     }
 }
 

@@ -7,21 +7,33 @@ namespace {
 
 constexpr const char* USUAL_SLOTS = "/etc/esa/slots";
 
+std::string knownChassis() {
+    std::string names;
+    for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
+        names += (names.empty() ? "" : ", ") + std::string(chassis.name);
+    }
+    return names;
+}
+
 } // namespace
 
 SesClient_t connectAdapter(const Options_t& options) {
     return {options.directory, options.timeout(), options.door()};
 }
 
+void requireKnownChassis(const Options_t& options) {
+    if (options.chassis.empty() || findChassis(options.chassis) != nullptr) {
+        return;
+    }
+    throw usageError("no chassis '" + options.chassis + "'; expected one of " + knownChassis());
+}
+
 AdapterFacts_t adapterFacts(const Options_t& options) {
     AdapterFacts_t facts = readAdapterFacts(options.directory);
+    facts.lastTransfer = lastTransferTime;
     if (!options.chassis.empty()) {
         facts.chassis = findChassis(options.chassis);
         facts.isChosen = true;
-        if (facts.chassis == nullptr) {
-            throw usageError("no chassis '" + options.chassis +
-                             "'; expected none, xyratex, quadra, chenbro, vsc055 or w83782d");
-        }
     }
     return facts;
 }

@@ -4,8 +4,8 @@
 
 std::string metricsText(const Present_t& present) {
     const bool isAnswering = present.isAnswering == true && present.enclosure.has_value();
-    std::string text = isAnswering ? prometheusText(*present.enclosure, assessHealth(present.enclosure->status))
-                                   : prometheusDownText();
+    std::string text =
+        isAnswering ? prometheusText(*present.enclosure, assessHealth(*present.enclosure)) : prometheusDownText();
     const Millis_t now = millisNow();
     const auto age = [&](Millis_t then) { return static_cast<double>(now - then) / 1000; };
     metricSample(text, "esa_monitor_info", "gauge", "Version of the monitor, and the chassis that it watches.",
@@ -27,8 +27,11 @@ std::string metricsText(const Present_t& present) {
     const auto starts = present.counts.find("init-complete");
     metricSample(text, "esa_adapter_starts_total", "counter", "Starts of the adapter that were seen.", {},
                  starts == present.counts.end() ? 0 : static_cast<double>(starts->second));
+    // A counter that comes with its first event shows no increase: what is alerted by it is there from the beginning.
+    std::map<std::string, std::int64_t> counts = present.counts;
+    counts.emplace("orderly-shutdown", 0);
     bool isFirst = true;
-    for (const auto& [name, count] : present.counts) {
+    for (const auto& [name, count] : counts) {
         metricSample(text, "esa_events_total", "counter",
                      isFirst ? "Entries of the history, repeats counted." : nullptr, {{"type", name}},
                      static_cast<double>(count));

@@ -2,15 +2,16 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
+#include "changes.h"
 #include "chassis_list.h"
+#include "diagnosis.h"
 #include "documents.h"
+#include "entries.h"
 #include "errors.h"
 #include "events.h"
-#include "health.h"
-#include "names.h"
 #include "render_json.h"
-#include "ses_mesgs.h"
 
 namespace {
 
@@ -23,73 +24,6 @@ constexpr std::array<std::string_view, 2> LASTING{"information", "orderly-shutdo
 
 bool isLasting(std::string_view name) {
     return std::ranges::find(LASTING, name) != LASTING.end();
-}
-
-struct ElementState_t {
-    std::string name;
-    Condition_e condition;
-};
-
-std::vector<ElementState_t> statesOf(const EnclosureStatus_t& status) {
-    std::vector<ElementState_t> states;
-    const auto add = [&](const auto& elements, std::string (*name)(unsigned), auto condition) {
-        unsigned index = 0;
-        for (const auto& element : elements) {
-            states.push_back({name(index++), condition(element)});
-        }
-    };
-    add(status.drives, slotName, driveCondition);
-    add(status.supplies, supplyName, supplyCondition);
-    add(status.fans, fanName, fanCondition);
-    add(status.sensors, sensorName, sensorCondition);
-    return states;
-}
-
-const char* severityOf(Condition_e condition) {
-    return condition == CONDITION_E_FAULT ? "error" : (condition == CONDITION_E_WARNING ? "warning" : "information");
-}
-
-std::string changeText(const ElementState_t& now, const Health_t& health) {
-    for (const Problem_t& problem : health.problems) {
-        if (problem.element == now.name) {
-            return problem.text;
-        }
-    }
-    return now.name + (now.condition == CONDITION_E_ABSENT ? " is empty" : " is ok");
-}
-
-Entry_t changeEntry(const ElementState_t& before, const ElementState_t& now, const Health_t& health, Millis_t time) {
-    Json_t document = newDocument("esamon.change");
-    document.set("time", millisText(time));
-    document.set("name", "state-change");
-    document.set("severity", severityOf(now.condition));
-    document.set("elements", std::vector<std::string>{now.name});
-    document.set("from", conditionName(before.condition));
-    document.set("to", conditionName(now.condition));
-    document.set("text", changeText(now, health));
-    return {0, time, time, 1, "state-change", {now.name}, document.text(-1)};
-}
-
-const char* commandWord(Command_e command) {
-    constexpr std::array WORDS{"leds", "alarm", "fans"};
-    return WORDS[static_cast<std::size_t>(command)];
-}
-
-/** What an event says in words: the last member of its document. */
-std::string textOf(const std::string& document) {
-    constexpr std::string_view MEMBER = "\"text\":\"";
-    const std::size_t begin = document.rfind(MEMBER);
-    return begin == std::string::npos
-               ? ""
-               : document.substr(begin + MEMBER.size(), document.size() - begin - MEMBER.size() - 2);
-}
-
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : ", ") + word;
-    }
-    return text;
 }
 
 } // namespace
@@ -139,12 +73,12 @@ void Recorder_t::recall() {
     }
     for (const std::string_view name : LASTING) {
         for (Entry_t& entry : store_->entries({.name = std::string(name), .limit = 1})) {
-            lasting_[std::string(name)] = {entry, textOf(entry.document)};
+            lasting_[std::string(name)] = {entry, wordsOf(entry.document)};
         }
     }
     if (!present_.enclosure) {
         if (std::optional<Snapshot_t> last = store_->snapshot(millisNow())) {
-            present_.enclosure = std::move(last->enclosure);
+            present_.enclosure = diagnosed(std::move(last->enclosure), present_, options_);
             present_.answered = last->time;
         }
     }
@@ -219,29 +153,6 @@ void Recorder_t::take(const Observation_t& observation) {
     std::visit([this](const auto& found) { take(found); }, observation);
 }
 
-Entry_t Recorder_t::watchEntry(Millis_t time, const char* name, const char* severity, const std::string& text) const {
-    Json_t document = newDocument("esamon.monitor");
-    document.set("time", millisText(time));
-    document.set("name", name);
-    document.set("severity", severity);
-    document.set("elements", std::vector<std::string>{});
-    document.set("text", text);
-    return {0, time, time, 1, name, {}, document.text(-1)};
-}
-
-std::vector<Entry_t> Recorder_t::changesTo(const Enclosure_t& enclosure, Millis_t time) const {
-    std::vector<Entry_t> changes;
-    const std::vector<ElementState_t> before = statesOf(present_.enclosure->status);
-    const std::vector<ElementState_t> now = statesOf(enclosure.status);
-    const Health_t health = assessHealth(enclosure.status);
-    for (std::size_t i = 0; i < now.size() && i < before.size(); ++i) {
-        if (now[i].condition != before[i].condition) {
-            changes.push_back(changeEntry(before[i], now[i], health, time));
-        }
-    }
-    return changes;
-}
-
 void Recorder_t::take(const Pages_t& pages) {
     ++present_.polls;
     Decoded_t<Configuration_t> configuration = decodeConfigurationPage(pages.configuration);
@@ -253,7 +164,7 @@ void Recorder_t::take(const Pages_t& pages) {
         take(Failure_t{pages.time, true, "the adapter's pages make no sense: " + configuration.error + status.error});
         return;
     }
-    Enclosure_t enclosure{std::move(*configuration.value), std::move(*status.value)};
+    Enclosure_t enclosure = diagnosed({std::move(*configuration.value), std::move(*status.value)}, present_, options_);
     std::vector<Entry_t> entries;
     if (present_.isAnswering == false) {
         entries.push_back(present_.hasSwitch
@@ -261,16 +172,16 @@ void Recorder_t::take(const Pages_t& pages) {
                               : watchEntry(pages.time, "switch-back", "information", "switch and adapter are back"));
     }
     const bool hadEnclosure = present_.enclosure.has_value();
-    const bool isOther =
-        hadEnclosure && (statesOf(enclosure.status).size() != statesOf(present_.enclosure->status).size() ||
-                         (!configurationPage_.empty() && pages.configuration != configurationPage_));
+    const bool isOther = hadEnclosure && (!hasSameElements(*present_.enclosure, enclosure) ||
+                                          (!configurationPage_.empty() && pages.configuration != configurationPage_));
     if (isOther) {
         entries.push_back(watchEntry(pages.time, "enclosure-changed", "warning",
                                      "the adapter reports another enclosure than before"));
-    } else if (hadEnclosure) {
-        for (Entry_t& change : changesTo(enclosure, pages.time)) {
-            entries.push_back(std::move(change));
-        }
+    }
+    if (hadEnclosure) {
+        std::ranges::move(isOther ? causeChange(*present_.enclosure, enclosure, pages.time)
+                                  : changesBetween(*present_.enclosure, enclosure, pages.time),
+                          std::back_inserter(entries));
     }
     present_.enclosure = std::move(enclosure);
     present_.answered = present_.polled = pages.time;
@@ -279,8 +190,7 @@ void Recorder_t::take(const Pages_t& pages) {
     const bool isFirst = configurationPage_.empty();
     configurationPage_ = pages.configuration;
     record(std::move(entries), [&](Store_t& store) { store.addPages(pages.time, pages.configuration, pages.status); });
-    if (isOther || isFirst) {
-        guessChassis();
+    if (noteChassis() || isOther || isFirst) {
         hub_.publish("config", configText(present_, options_));
     }
     hub_.publish("status", presentStatusText(present_, options_));
@@ -364,23 +274,7 @@ void Recorder_t::take(const Report_t& report) {
 }
 
 void Recorder_t::take(const ActionResult_t& result) {
-    Json_t document = newDocument("esamon.action");
-    const bool isAccepted = result.error.empty();
-    const std::string what = commandWord(result.action.command);
-    // A request that failed may have named anything.
-    const std::vector<std::string> elements = isAccepted ? result.action.elements : std::vector<std::string>{};
-    document.set("time", millisText(result.time));
-    document.set("name", "action");
-    document.set("severity", "information");
-    document.set("elements", elements);
-    document.set("command", what);
-    document.set("request", result.action.request);
-    document.set("result", isAccepted ? "accepted" : (result.code == "refused" ? "refused" : "failed"));
-    document.set("who", result.action.who);
-    document.set("text", result.action.who + " asked for " + what + " " + result.action.request +
-                             (elements.empty() ? "" : ": " + joined(elements)) +
-                             (isAccepted ? "" : "; " + result.error));
-    record({{0, result.time, result.time, 1, "action", elements, document.text(-1)}});
+    record({actionEntry(result)});
 }
 
 void Recorder_t::learnChassis(const std::string& name) {
@@ -393,21 +287,13 @@ void Recorder_t::learnChassis(const std::string& name) {
     }
 }
 
-/** By the numbers of elements, where only one chassis has them and the known one does not. */
-void Recorder_t::guessChassis() {
-    const Configuration_t& configuration = present_.enclosure->configuration;
-    const auto fits = [&](const ChassisFacts_t& chassis) {
-        return chassis.drives == configuration.count(SES_K_ELEMENT_TYPE_DEVICE) &&
-               chassis.supplies == configuration.count(SES_K_ELEMENT_TYPE_POWER_SUPPLY) &&
-               chassis.fans == configuration.count(SES_K_ELEMENT_TYPE_COOLING) &&
-               chassis.sensors == configuration.count(SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR);
-    };
-    const ChassisFacts_t* const known = findChassis(present_.chassis);
-    if (!options_.chassis.empty() || (known != nullptr && fits(*known))) {
-        return;
+/** Whether it is another than was known. An adapter that has not reached its enclosure says nothing about which. */
+bool Recorder_t::noteChassis() {
+    const Enclosure_t& enclosure = *present_.enclosure;
+    const std::string name = enclosure.chassis == nullptr ? "" : enclosure.chassis->name;
+    if (!options_.chassis.empty() || isUnreached(enclosure.configuration) || name == present_.chassis) {
+        return false;
     }
-    present_.chassis.clear();
-    if (std::ranges::count_if(CHASSIS_LIST, fits) == 1) {
-        present_.chassis = std::ranges::find_if(CHASSIS_LIST, fits)->name;
-    }
+    present_.chassis = name;
+    return true;
 }

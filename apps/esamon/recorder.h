@@ -43,12 +43,10 @@ private:
     bool beginStore();
     bool write(const std::function<void(Store_t&)>& change);
     void recall();
-    std::vector<Entry_t> changesTo(const Enclosure_t& enclosure, Millis_t time) const;
     void record(std::vector<Entry_t> entries, const std::function<void(Store_t&)>& also = {});
     bool isRepeat(const Entry_t& entry, const std::string& text);
     void learnChassis(const std::string& name);
-    void guessChassis();
-    Entry_t watchEntry(Millis_t time, const char* name, const char* severity, const std::string& text) const;
+    bool noteChassis();
 
     const MonitorOptions_t& options_;
     Hub_t& hub_;
