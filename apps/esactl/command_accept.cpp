@@ -42,7 +42,8 @@ Acceptance_t acceptanceOf(const Options_t& options, std::time_t now) {
     if (found == health.problems.end()) {
         std::string wrong;
         for (const Problem_t& problem : health.problems) {
-            wrong += (wrong.empty() ? "; wrong are " : ", ") + problem.element;
+            wrong += (wrong.empty() ? (health.problems.size() == 1 ? "; wrong is " : "; wrong are ") : ", ") +
+                     problem.element;
         }
         throw usageError("nothing is wrong with '" + options.element + "'" +
                          (wrong.empty() ? ", nor with anything else" : wrong));

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <sys/utsname.h>
+#include <sys/wait.h>
 
 #include "commands.h"
 #include "enclosure.h"
@@ -24,7 +25,13 @@ namespace {
 constexpr std::streamoff LONGEST_LOG = std::streamoff{4} * 1024 * 1024;
 constexpr double MONITOR_SECONDS = 30;
 
-std::string outputOf(const std::string& command) {
+constexpr int NOT_FOUND = 127; /**< status of the shell that has no such command */
+
+/**
+ * What the command prints. Throws with its first words where there is no such command and, unless `anyStatus`, where it
+ * fails: what it then prints is no answer.
+ */
+std::string outputOf(const std::string& command, bool anyStatus = false) {
     std::string text;
     std::FILE* const pipe = popen((command + " 2>&1").c_str(), "re");
     if (pipe == nullptr) {
@@ -34,15 +41,25 @@ std::string outputOf(const std::string& command) {
     for (std::size_t count = 0; (count = std::fread(bytes, 1, sizeof bytes, pipe)) > 0;) {
         text.append(bytes, count);
     }
-    (void)pclose(pipe);
+    const int status = pclose(pipe);
+    if (status != 0 && (!anyStatus || (WIFEXITED(status) && WEXITSTATUS(status) == NOT_FOUND))) {
+        const std::string words = text.substr(0, text.find('\n'));
+        throw outputError(words.empty() ? command + " has failed" : words);
+    }
     return text;
 }
 
 std::string versions() {
     utsname system{};
     (void)uname(&system);
+    std::string packages;
+    try {
+        packages = outputOf("dpkg-query -W 'esa*'");
+    } catch (const ToolError_t& error) {
+        packages = std::string("no packages: ") + error.what() + "\n";
+    }
     return std::string("esactl ") + ESACTL_VERSION + "\n" + system.sysname + " " + system.release + " " +
-           system.machine + "\n" + outputOf("dpkg-query -W 'esa*'");
+           system.machine + "\n" + packages;
 }
 
 std::string tailOf(const std::filesystem::path& path) {
@@ -127,7 +144,8 @@ int bundleCommand(const Options_t& options) {
     bundle.add("events.json", [&] { return fromMonitor(options, "/api/v1/events?limit=10000"); });
     bundle.add("readings.json", [&] { return fromMonitor(options, "/api/v1/readings?since=1d"); });
     bundle.add("metrics.txt", [&] { return fromMonitor(options, "/metrics"); });
-    bundle.add("units.txt", [] { return outputOf("systemctl status --no-pager --full esa msm esa-params esamon"); });
+    bundle.add("units.txt",
+               [] { return outputOf("systemctl status --no-pager --full esa msm esa-params esamon", true); });
     bundle.add("journal.txt",
                [] { return outputOf("journalctl --no-pager -n 2000 -u esa -u msm -u esa-params -u esamon"); });
     bundle.add("parameters.json",

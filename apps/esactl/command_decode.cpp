@@ -1,5 +1,6 @@
 /** decode: event logs and the dumps of trace logs, in words. */
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -215,9 +216,12 @@ Lines_t traceLines(std::istream& file) {
 
 int decodeCommand(const Options_t& options) {
     std::ifstream file(options.file);
-    if (!file) {
-        throw usageError("cannot read '" + options.file +
-                         "'; give an event log (altevents.jsonl) or a trace log (esa_01.log)");
+    std::error_code ignored;
+    const bool isDirectory = std::filesystem::is_directory(options.file, ignored);
+    if (!file || isDirectory) {
+        throw usageError(
+            (isDirectory ? "'" + options.file + "' is a directory" : "cannot read '" + options.file + "'") +
+            "; give an event log (altevents.jsonl) or a trace log (esa_01.log)");
     }
     const bool isEventLog = (file >> std::ws).peek() == '{';
     const Lines_t lines = isEventLog ? eventLogLines(file) : traceLines(file);

@@ -80,7 +80,10 @@ void blinkUntilStopped(Blinker_t& blinker, const Options_t& options) {
 int locateCommand(const Options_t& options) {
     stopSignalInstall();
     Blinker_t blinker(options);
-    tellNote(blinker.names() + ": blinks until Ctrl-C, then is as it was; every change is an event");
+    const std::string howLong = options.count == 0   ? "until Ctrl-C"
+                                : options.count == 1 ? "once"
+                                                     : std::to_string(options.count) + " times";
+    tellNote(blinker.names() + ": blinks " + howLong + ", then is as it was; every change is an event");
     try {
         blinkUntilStopped(blinker, options);
     } catch (const Interrupted_t&) {

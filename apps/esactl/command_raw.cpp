@@ -92,7 +92,8 @@ void printReply(const Options_t& options, const SesReply_t& reply, const Spelt_t
 int rawCommand(const Options_t& options) {
     const bool asks = options.page >= 0;
     if (asks == !options.hex.empty()) {
-        throw usageError("raw needs either a control page as hex or --page N, not both");
+        throw usageError(asks ? "raw takes a control page as hex or --page N, not both"
+                              : "raw needs a control page as hex, or --page N to ask for one; see esactl raw --help");
     }
     const std::vector<U8_t> page = bytesOf(options.hex);
     SesClient_t client = connectAdapter(options);

@@ -21,14 +21,19 @@ SesClient_t connectAdapter(const Options_t& options) {
     return {options.directory, options.timeout(), options.door()};
 }
 
+void requireKnownChassis(const Options_t& options) {
+    if (options.chassis.empty() || findChassis(options.chassis) != nullptr) {
+        return;
+    }
+    throw usageError("no chassis '" + options.chassis + "'; expected one of " + knownChassis());
+}
+
 AdapterFacts_t adapterFacts(const Options_t& options) {
     AdapterFacts_t facts = readAdapterFacts(options.directory);
+    facts.lastTransfer = lastTransferTime;
     if (!options.chassis.empty()) {
         facts.chassis = findChassis(options.chassis);
         facts.isChosen = true;
-        if (facts.chassis == nullptr) {
-            throw usageError("no chassis '" + options.chassis + "'; expected one of " + knownChassis());
-        }
     }
     return facts;
 }

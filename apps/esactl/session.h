@@ -10,6 +10,9 @@
 /** Connects as the options say. Throws as SesClient_t does. */
 SesClient_t connectAdapter(const Options_t& options);
 
+/** Throws ToolError_t "usage" when the options name a chassis that there is not. */
+void requireKnownChassis(const Options_t& options);
+
 AdapterFacts_t adapterFacts(const Options_t& options);
 
 /** The enclosure, with its chassis made out. Throws as fetchEnclosure() does. */

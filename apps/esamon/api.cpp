@@ -155,7 +155,7 @@ Reply_t Api_t::status(const Request_t& request) const {
     requireKnown(request, {"at"});
     if (const Millis_t at = moment(request, "at"); at != 0) {
         const std::optional<Snapshot_t> snapshot = store().snapshot(at);
-        return snapshot ? Reply_t{.body = snapshotText(*snapshot)}
+        return snapshot ? Reply_t{.body = snapshotText(*snapshot, recorder_.present(), options_)}
                         : errorReply(404, "not-found", "nothing is kept of that time; it is for a week");
     }
     const Present_t& present = recorder_.present();

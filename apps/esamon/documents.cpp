@@ -20,14 +20,14 @@ Json_t monitorJson(const Present_t& present, const MonitorOptions_t& options) {
 } // namespace
 
 std::string presentStatusText(const Present_t& present, const MonitorOptions_t& options) {
-    Json_t document =
-        statusJson(*present.enclosure, assessHealth(present.enclosure->status), millisText(present.answered));
+    Json_t document = statusJson(*present.enclosure, assessHealth(*present.enclosure), millisText(present.answered));
     document.set("monitor", monitorJson(present, options));
     return document.text(-1);
 }
 
-std::string snapshotText(const Snapshot_t& snapshot) {
-    return statusJson(snapshot.enclosure, assessHealth(snapshot.enclosure.status), millisText(snapshot.time)).text(-1);
+std::string snapshotText(const Snapshot_t& snapshot, const Present_t& present, const MonitorOptions_t& options) {
+    const Enclosure_t enclosure = diagnosed(snapshot.enclosure, present, options);
+    return statusJson(enclosure, assessHealth(enclosure), millisText(snapshot.time)).text(-1);
 }
 
 std::string configText(const Present_t& present, const MonitorOptions_t& options) {

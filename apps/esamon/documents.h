@@ -11,7 +11,8 @@
 [[nodiscard]] std::string configText(const Present_t& present, const MonitorOptions_t& options);
 [[nodiscard]] std::string aliveText(const Present_t& present, const MonitorOptions_t& options);
 /** As it was then. */
-[[nodiscard]] std::string snapshotText(const Snapshot_t& snapshot);
+[[nodiscard]] std::string snapshotText(const Snapshot_t& snapshot, const Present_t& present,
+                                       const MonitorOptions_t& options);
 /** An entry as documents and streams show it. */
 [[nodiscard]] std::string entryText(const Entry_t& entry);
 [[nodiscard]] std::string entriesText(const std::vector<Entry_t>& entries, bool more);

@@ -4,8 +4,8 @@
 
 std::string metricsText(const Present_t& present) {
     const bool isAnswering = present.isAnswering == true && present.enclosure.has_value();
-    std::string text = isAnswering ? prometheusText(*present.enclosure, assessHealth(present.enclosure->status))
-                                   : prometheusDownText();
+    std::string text =
+        isAnswering ? prometheusText(*present.enclosure, assessHealth(*present.enclosure)) : prometheusDownText();
     const Millis_t now = millisNow();
     const auto age = [&](Millis_t then) { return static_cast<double>(now - then) / 1000; };
     metricSample(text, "esa_monitor_info", "gauge", "Version of the monitor, and the chassis that it watches.",

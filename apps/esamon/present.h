@@ -8,6 +8,7 @@
 
 #include "enclosure.h"
 #include "moments.h"
+#include "options.h"
 
 struct Present_t {
     std::optional<Enclosure_t> enclosure; /**< as of the latest answer */
@@ -21,3 +22,6 @@ struct Present_t {
     std::uint64_t failedPolls = 0;
     std::map<std::string, std::int64_t> counts; /**< of history's entries with their repeats, by name */
 };
+
+/** The enclosure with its chassis made out and, where nothing answers, the one cause. */
+[[nodiscard]] Enclosure_t diagnosed(Enclosure_t enclosure, const Present_t& present, const MonitorOptions_t& options);

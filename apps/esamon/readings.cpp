@@ -69,7 +69,7 @@ std::vector<Points_t> rawPoints(const Store_t& store, const std::vector<Series_t
     std::vector<Points_t> all(wanted.size());
     store.forEachSnapshot(query.since, query.until, [&](const Snapshot_t& snapshot) {
         const std::vector<Series_t> series = seriesOf(snapshot.enclosure.configuration);
-        const std::vector<std::optional<double>> values = valuesOf(snapshot.enclosure.status);
+        const std::vector<std::optional<double>> values = valuesOf(snapshot.enclosure);
         for (std::size_t i = 0; i < wanted.size(); ++i) {
             const auto found = std::ranges::find(series, wanted[i].name, &Series_t::name);
             if (found == series.end()) {

@@ -2,14 +2,16 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
+#include "changes.h"
 #include "chassis_list.h"
+#include "diagnosis.h"
 #include "documents.h"
 #include "entries.h"
 #include "errors.h"
 #include "events.h"
 #include "render_json.h"
-#include "ses_mesgs.h"
 
 namespace {
 
@@ -76,7 +78,7 @@ void Recorder_t::recall() {
     }
     if (!present_.enclosure) {
         if (std::optional<Snapshot_t> last = store_->snapshot(millisNow())) {
-            present_.enclosure = std::move(last->enclosure);
+            present_.enclosure = diagnosed(std::move(last->enclosure), present_, options_);
             present_.answered = last->time;
         }
     }
@@ -162,7 +164,7 @@ void Recorder_t::take(const Pages_t& pages) {
         take(Failure_t{pages.time, true, "the adapter's pages make no sense: " + configuration.error + status.error});
         return;
     }
-    Enclosure_t enclosure{std::move(*configuration.value), std::move(*status.value)};
+    Enclosure_t enclosure = diagnosed({std::move(*configuration.value), std::move(*status.value)}, present_, options_);
     std::vector<Entry_t> entries;
     if (present_.isAnswering == false) {
         entries.push_back(present_.hasSwitch
@@ -170,15 +172,16 @@ void Recorder_t::take(const Pages_t& pages) {
                               : watchEntry(pages.time, "switch-back", "information", "switch and adapter are back"));
     }
     const bool hadEnclosure = present_.enclosure.has_value();
-    const bool isOther = hadEnclosure && (!hasAsManyElements(present_.enclosure->status, enclosure.status) ||
+    const bool isOther = hadEnclosure && (!hasSameElements(*present_.enclosure, enclosure) ||
                                           (!configurationPage_.empty() && pages.configuration != configurationPage_));
     if (isOther) {
         entries.push_back(watchEntry(pages.time, "enclosure-changed", "warning",
                                      "the adapter reports another enclosure than before"));
-    } else if (hadEnclosure) {
-        for (Entry_t& change : changeEntries(present_.enclosure->status, enclosure.status, pages.time)) {
-            entries.push_back(std::move(change));
-        }
+    }
+    if (hadEnclosure) {
+        std::ranges::move(isOther ? causeChange(*present_.enclosure, enclosure, pages.time)
+                                  : changesBetween(*present_.enclosure, enclosure, pages.time),
+                          std::back_inserter(entries));
     }
     present_.enclosure = std::move(enclosure);
     present_.answered = present_.polled = pages.time;
@@ -187,8 +190,7 @@ void Recorder_t::take(const Pages_t& pages) {
     const bool isFirst = configurationPage_.empty();
     configurationPage_ = pages.configuration;
     record(std::move(entries), [&](Store_t& store) { store.addPages(pages.time, pages.configuration, pages.status); });
-    if (isOther || isFirst) {
-        guessChassis();
+    if (noteChassis() || isOther || isFirst) {
         hub_.publish("config", configText(present_, options_));
     }
     hub_.publish("status", presentStatusText(present_, options_));
@@ -285,21 +287,13 @@ void Recorder_t::learnChassis(const std::string& name) {
     }
 }
 
-/** By the numbers of elements, where only one chassis has them and the known one does not. */
-void Recorder_t::guessChassis() {
-    const Configuration_t& configuration = present_.enclosure->configuration;
-    const auto fits = [&](const ChassisFacts_t& chassis) {
-        return chassis.drives == configuration.count(SES_K_ELEMENT_TYPE_DEVICE) &&
-               chassis.supplies == configuration.count(SES_K_ELEMENT_TYPE_POWER_SUPPLY) &&
-               chassis.fans == configuration.count(SES_K_ELEMENT_TYPE_COOLING) &&
-               chassis.sensors == configuration.count(SES_K_ELEMENT_TYPE_TEMPERATURE_SENSOR);
-    };
-    const ChassisFacts_t* const known = findChassis(present_.chassis);
-    if (!options_.chassis.empty() || (known != nullptr && fits(*known))) {
-        return;
+/** Whether it is another than was known. An adapter that has not reached its enclosure says nothing about which. */
+bool Recorder_t::noteChassis() {
+    const Enclosure_t& enclosure = *present_.enclosure;
+    const std::string name = enclosure.chassis == nullptr ? "" : enclosure.chassis->name;
+    if (!options_.chassis.empty() || isUnreached(enclosure.configuration) || name == present_.chassis) {
+        return false;
     }
-    present_.chassis.clear();
-    if (std::ranges::count_if(CHASSIS_LIST, fits) == 1) {
-        present_.chassis = std::ranges::find_if(CHASSIS_LIST, fits)->name;
-    }
+    present_.chassis = name;
+    return true;
 }

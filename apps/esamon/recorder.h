@@ -46,7 +46,7 @@ private:
     void record(std::vector<Entry_t> entries, const std::function<void(Store_t&)>& also = {});
     bool isRepeat(const Entry_t& entry, const std::string& text);
     void learnChassis(const std::string& name);
-    void guessChassis();
+    bool noteChassis();
 
     const MonitorOptions_t& options_;
     Hub_t& hub_;

@@ -1,7 +1,9 @@
 #include "series.h"
 
+#include <algorithm>
 #include <string_view>
 
+#include "diagnosis.h"
 #include "health.h"
 #include "names.h"
 #include "ses_mesgs.h"
@@ -24,7 +26,8 @@ std::vector<Series_t> seriesOf(const Configuration_t& configuration) {
     return all;
 }
 
-std::vector<std::optional<double>> valuesOf(const EnclosureStatus_t& status) {
+std::vector<std::optional<double>> valuesOf(const Enclosure_t& enclosure) {
+    const EnclosureStatus_t& status = enclosure.status;
     std::vector<std::optional<double>> values;
     values.reserve(status.sensors.size() + 2 * status.fans.size() + status.supplies.size());
     for (const TemperatureSensor_t& sensor : status.sensors) {
@@ -36,6 +39,9 @@ std::vector<std::optional<double>> valuesOf(const EnclosureStatus_t& status) {
     }
     for (const PowerSupply_t& supply : status.supplies) {
         values.push_back(supplyCondition(supply) == CONDITION_E_OK ? 1 : 0);
+    }
+    if (isOutOfReach(enclosure)) {
+        std::ranges::fill(values, std::nullopt);
     }
     return values;
 }

@@ -18,8 +18,8 @@ struct Series_t {
 /** What is read of such an enclosure; the order is that of valuesOf(). */
 [[nodiscard]] std::vector<Series_t> seriesOf(const Configuration_t& configuration);
 
-/** Nothing where there is no reading. */
-[[nodiscard]] std::vector<std::optional<double>> valuesOf(const EnclosureStatus_t& status);
+/** Nothing where there is no reading; nothing at all of an enclosure that the adapter does not reach. */
+[[nodiscard]] std::vector<std::optional<double>> valuesOf(const Enclosure_t& enclosure);
 
 /** The limits that a series is judged by; an empty object where there are none. */
 [[nodiscard]] Json_t limitsOf(const Series_t& series);

@@ -234,7 +234,7 @@ void Store_t::takeMeans(Millis_t from, Millis_t until) {
     std::map<std::pair<std::string, Millis_t>, Sum_t> sums;
     forEachSnapshot(from, until - 1, [&](const Snapshot_t& snapshot) {
         const std::vector<Series_t> series = seriesOf(snapshot.enclosure.configuration);
-        const std::vector<std::optional<double>> values = valuesOf(snapshot.enclosure.status);
+        const std::vector<std::optional<double>> values = valuesOf(snapshot.enclosure);
         for (std::size_t i = 0; i < values.size(); ++i) {
             if (values[i]) {
                 Sum_t& sum = sums[{series[i].name, snapshot.time - snapshot.time % STORE_K_MEAN_SPAN}];

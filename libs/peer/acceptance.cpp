@@ -1,15 +1,12 @@
 #include "acceptance.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <sstream>
-#include <unistd.h>
 
 #include "errors.h"
+#include "replace_file.h"
 
 namespace {
 
@@ -96,16 +93,13 @@ Acceptances_t readAcceptances(const std::string& directory) {
 
 void writeAcceptances(const std::string& directory, const Acceptances_t& acceptances) {
     const std::string path = fileIn(directory);
-    const std::string temporary = path + "." + std::to_string(getpid());
-    std::ofstream file(temporary);
+    std::string text;
     for (const Acceptance_t& acceptance : acceptances) {
-        file << lineOf(acceptance);
+        text += lineOf(acceptance);
     }
-    file.close();
-    if (!file || std::rename(temporary.c_str(), path.c_str()) != 0) {
-        const int reason = errno;
-        (void)unlink(temporary.c_str());
-        throw outputError("cannot write '" + path + "': " + std::strerror(reason) +
+    const std::string reason = replaceFile(path, text);
+    if (!reason.empty()) {
+        throw outputError("cannot write '" + path + "': " + reason +
                           "; name another directory with --state, or join the group that may write there");
     }
 }

@@ -146,14 +146,22 @@ AdapterFacts_t readAdapterFacts(const std::string& directory) {
     return facts;
 }
 
+bool isUnreached(const Configuration_t& configuration) {
+    return std::ranges::equal(countsOf(configuration), UNREACHED);
+}
+
+bool isOutOfReach(const Enclosure_t& enclosure) {
+    return isUnreached(enclosure.configuration) || hasNoReading(enclosure.status);
+}
+
 void diagnose(Enclosure_t& enclosure, const AdapterFacts_t& facts) {
     EnclosureStatus_t& status = enclosure.status;
-    if (std::ranges::equal(countsOf(enclosure.configuration), UNREACHED)) {
+    if (isUnreached(enclosure.configuration)) {
         setUnreachedCause(enclosure, facts);
     } else {
         enclosure.chassis = recognise(enclosure, facts);
         if (hasNoReading(status)) {
-            const std::string since = lastTransferTime();
+            const std::string since = facts.lastTransfer == nullptr ? "" : facts.lastTransfer();
             enclosure.cause = "no answer on the I2C bus" + (since.empty() ? "" : " since " + since) +
                               ": no fan and no sensor has a reading";
         }

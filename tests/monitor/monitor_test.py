@@ -70,6 +70,25 @@ class MonitorTest(EnclosureTest):
             else (0, self.client.events("?type=init-complete")[0])
         self.assertEqual(start["count"], 1)
 
+    def test_a_bus_that_dies_is_one_cause(self):
+        self.start_enclosure()
+        self.start_monitor()
+        self.wait_answer()
+        self.assertIn("esa_enclosure_reached 1\n", self.client.ask("/metrics").body.decode())
+        self.enclosure.simulator("line silent")
+        dead = stage.wait_for(lambda: self.client.events("?element=enclosure"), "the cause")
+        self.assertEqual([entry["to"] for entry in dead], ["fault"])
+        self.assertIn("no answer on the I2C bus", dead[0]["text"])
+        status = self.client.get("/api/v1/status")
+        self.assertEqual([problem["element"] for problem in status["problems"]], ["enclosure"])
+        self.assertEqual({drive["state"] for drive in status["drives"]}, {"unknown"})
+        metrics = self.client.ask("/metrics").body.decode()
+        self.assertIn("esa_enclosure_reached 0\n", metrics)
+        self.assertNotIn("esa_fan_healthy{", metrics)
+        self.enclosure.simulator("line ok")
+        stage.wait_for(lambda: len(self.client.events("?element=enclosure")) == 2, "the return")
+        self.assertEqual(self.client.get("/api/v1/status")["cause"], None)
+
     def test_a_monitor_that_was_killed_has_lost_and_doubled_nothing(self):
         self.start_enclosure()
         monitor = self.start_monitor()

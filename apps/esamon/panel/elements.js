@@ -32,6 +32,9 @@ export function indexOf(name) {
 
 /** "Bay 3", "Fan 0": the number first is what a person looks for at the machine. */
 export function title(name) {
+    if (name === "enclosure") {
+        return TEXT.title;
+    }
     const kind = kindOf(name);
     return kind === "lamp" ? TEXT.lamp[name].name : `${TEXT.kind[kind]} ${indexOf(name)}`;
 }
@@ -90,7 +93,8 @@ function describeFan(fan) {
 }
 
 function describeTemperature(sensor) {
-    const value = sensor.celsius === null ? TEXT.element.noReading : TEXT.element.celsius(sensor.celsius);
+    const none = sensor.state === "absent" ? TEXT.element.notRead : TEXT.element.noReading;
+    const value = sensor.celsius === null ? none : TEXT.element.celsius(sensor.celsius);
     return {
         state: sensor.state,
         value,
@@ -119,12 +123,13 @@ function lamp(on, lit) {
 
 function lamps(status, told) {
     const supplies = status.power_supplies;
+    const known = (on) => status.cause ? null : on;
     const all = {
         composite: lamp(told.composite, true),
-        psuOk: lamp(!supplies.some((supply) => supply.ac_fail), false),
-        redundancyFail: lamp(supplies.some((supply) => supply.status === "not-installed"), true),
+        psuOk: lamp(known(!supplies.some((supply) => supply.ac_fail)), false),
+        redundancyFail: lamp(known(supplies.some((supply) => supply.status === "not-installed")), true),
         // The record's own mark is not set for a fan that gives no pulses at all.
-        fanFail: lamp(status.fans.some((fan) => fan.state === "fault"), true),
+        fanFail: lamp(known(status.fans.some((fan) => fan.state === "fault")), true),
     };
     return Object.entries(all).map(([name, each]) => {
         const text = TEXT.lamp[name];
@@ -146,7 +151,8 @@ export function describe(status, layout, told) {
     const all = new Map();
     for (const [kind, list] of Object.entries(LIST)) {
         for (const element of status[list]) {
-            all.set(element.name, {name: element.name, kind, ...DESCRIBE[kind](element, layout, told)});
+            const unknown = element.state === "unknown" ? {value: TEXT.state.unknown, short: "–", notes: []} : {};
+            all.set(element.name, {name: element.name, kind, ...DESCRIBE[kind](element, layout, told), ...unknown});
         }
     }
     for (const each of lamps(status, told)) {

@@ -48,6 +48,7 @@ export const TEXT = {
         rpmLimit: (n) => `at least ${n} RPM`,
         celsiusLimit: (l) => `warning ${l.low_warning} to ${l.high_warning} °C, failure ${l.low_failure} to ${l.high_failure} °C`,
         noReading: "no reading",
+        notRead: "never read in this enclosure",
         present: "drive present",
         presumed: "drive, if the bay has one",
         empty: "empty",

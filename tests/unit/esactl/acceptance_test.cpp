@@ -2,6 +2,9 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <unistd.h>
+#include <vector>
 
 #include "acceptance.h"
 #include "errors.h"
@@ -57,6 +60,28 @@ TEST(Acceptance, IsKeptInAFileAndNonsenseThereIsPassedOver) {
     EXPECT_EQ(exitStatusOf(hot(58), read), 16);
     std::filesystem::remove_all(folder);
     EXPECT_THROW(writeAcceptances(folder, {}), ToolError_t);
+}
+
+TEST(Acceptance, NothingIsWrittenThroughALinkThatAMemberOfTheGroupHasPut) {
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "acceptance-links";
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder / "victim") << "mine";
+    const auto victim = [&] {
+        std::ifstream file(folder / "victim");
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    const std::vector<std::string> names{".tmp", ".new", "." + std::to_string(getpid())};
+    for (const std::string& foreseen : names) {
+        std::filesystem::create_symlink("victim", (folder / "accepted").string() + foreseen);
+    }
+    writeAcceptances(folder, accepted(hot(57)));
+    EXPECT_EQ(victim(), "mine");
+    EXPECT_EQ(readAcceptances(folder).size(), 1U);
+    std::filesystem::remove(folder / "accepted");
+    std::filesystem::create_symlink("victim", folder / "accepted");
+    EXPECT_THROW(writeAcceptances(folder, accepted(hot(57))), ToolError_t);
+    EXPECT_EQ(victim(), "mine");
+    std::filesystem::remove_all(folder);
 }
 
 TEST(Acceptance, AMomentIsADateOrATimeFromNow) {

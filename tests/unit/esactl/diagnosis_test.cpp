@@ -77,6 +77,23 @@ TEST(Diagnosis, ABusThatDoesNotAnswerIsOneFault) {
     EXPECT_THAT(health.problems[0].text, HasSubstr("no answer on the I2C bus: no fan"));
 }
 
+TEST(Diagnosis, WhoeverKnowsWhenTheBusLastAnsweredIsAsked) {
+    const Enclosure_t enclosure = enclosureWith(12, 2, std::vector<std::optional<unsigned>>(8), {{}, {}});
+    EXPECT_THAT(causeOf(enclosure, {.lastTransfer = [] { return std::string("2026-11-21T02:33:11Z"); }}),
+                HasSubstr("no answer on the I2C bus since 2026-11-21T02:33:11Z: no fan"));
+    EXPECT_THAT(causeOf(enclosure, {.lastTransfer = [] { return std::string(); }}),
+                HasSubstr("no answer on the I2C bus: no fan"));
+}
+
+TEST(Diagnosis, NothingIsKnownWhereNoReadingArrivesOrNoEnclosureWasFound) {
+    EXPECT_TRUE(isOutOfReach(unreached(0)));
+    EXPECT_TRUE(isUnreached(unreached({}).configuration));
+    const Enclosure_t silent = enclosureWith(12, 2, std::vector<std::optional<unsigned>>(8), {{}, {}});
+    EXPECT_TRUE(isOutOfReach(silent));
+    EXPECT_FALSE(isUnreached(silent.configuration));
+    EXPECT_FALSE(isOutOfReach(enclosureWith(16, 3, {5000U, {}, {}}, {{}, {}, {}})));
+}
+
 TEST(Diagnosis, OneReadingThatArrivesMeansThatTheBusWorks) {
     EXPECT_EQ(causeOf(enclosureWith(16, 3, {{}, {}, {}}, {30, {}, {}})), "");
     EXPECT_EQ(causeOf(enclosureWith(16, 3, {0U, {}, {}}, {{}, {}, {}})), "") << "a fan that stands has been read";

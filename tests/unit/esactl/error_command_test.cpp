@@ -53,7 +53,13 @@ TEST(Errors, UsageIsOne) {
     expectError(esactl({"--timeout", "0", "status", "--json"}), 1, "usage", "--timeout");
     expectError(esactl({"--timeout", "soon", "status", "--json"}), 1, "usage", "--timeout");
     expectError(esactl({"status", "--format", "xml", "--json"}), 1, "usage", "{text,json,prometheus}");
-    expectError(esactl({"raw", "--json"}), 1, "usage", "--page N");
+    expectError(esactl({"raw", "--json"}), 1, "usage", "raw needs a control page as hex, or --page N");
+    expectError(esactl({"raw", "02", "--page", "2", "--json"}), 1, "usage", "not both");
+    expectError(esactl({"led", "--json"}), 1, "usage", "SLOTS is required; see esactl led --help");
+    expectError(esactl({"--timeout", "0", "--json"}), 1, "usage", "; see esactl --help");
+    expectError(esactl({"--chassis", "other", "status", "--json"}), 1, "usage",
+                "no chassis 'other'; expected one of none, xyratex, quadra, chenbro, vsc055, w83782d");
+    expectError(esactl({"decode", "/usr", "--json"}), 1, "usage", "'/usr' is a directory; give an event log");
     expectError(esactl({"raw", "0z", "--json"}), 1, "usage", "'0z' is not hex");
     expectError(esactl({"raw", "123", "--json"}), 1, "usage", "odd number");
     expectError(esactl({"raw", "--page", "256", "--json"}), 1, "usage", "--page");

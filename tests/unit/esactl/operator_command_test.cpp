@@ -1,9 +1,11 @@
 /** What an operator is told: on which enclosure, what will become of a command, what is lived with. */
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 
 #include "fake_switch.h"
 #include "json_value.h"
@@ -91,6 +93,7 @@ TEST_F(OperatorCommand, WaitTellsWhatHasComeOfIt) {
 TEST_F(OperatorCommand, LocateBlinksAndLeavesTheLedsAsTheyWere) {
     const testsupport::RunResult result = esactl({"locate", "all", "--blink", "0.1", "--count", "1"});
     EXPECT_EQ(result.ending.exitCode, 0) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("blinks once, then is as it was"));
     const std::vector<Bytes_t> requests = net_.requests(29);
     ASSERT_EQ(requests.size(), 3U);
     EXPECT_EQ(toHex(requests[0]).substr(2 * 80, 24), "000000000000000400000004") << "on";
@@ -118,7 +121,7 @@ TEST_F(OperatorCommand, AcceptedIsListedAndCountsNoMore) {
     net_.serve(smallConfiguration(), status);
     EXPECT_EQ(esactl({"status"}).ending.exitCode, 8);
     EXPECT_THAT(esactl({"accept", "fan0", "--until", "3d"}).err,
-                HasSubstr("nothing is wrong with 'fan0'; wrong are fan1"));
+                HasSubstr("nothing is wrong with 'fan0'; wrong is fan1"));
     EXPECT_THAT(esactl({"accept", "fan1"}).err, HasSubstr("accept needs --until"));
     EXPECT_EQ(esactl({"accept", "fan1", "--until", "3d"}).ending.exitCode, 0);
     const testsupport::RunResult lived = esactl({"status"});
@@ -129,6 +132,29 @@ TEST_F(OperatorCommand, AcceptedIsListedAndCountsNoMore) {
                 HasSubstr("\nesa_condition_accepted{element=\"fan1\"} 1\n"));
     EXPECT_EQ(esactl({"accept", "fan1", "--revoke"}).out, "nothing is accepted\n");
     EXPECT_EQ(esactl({"status"}).ending.exitCode, 8);
+}
+
+TEST_F(OperatorCommand, WhatABundleCouldNotHaveIsListedAndNoComplaintIsTakenForAnAnswer) {
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "bundle";
+    std::filesystem::create_directories(folder);
+    for (const char* const program : {"mpuparams", "journalctl", "systemctl"}) {
+        std::ofstream(folder / program) << "#!/bin/sh\necho the words of " << program << "\nexit 3\n";
+        std::filesystem::permissions(folder / program, std::filesystem::perms::owner_all);
+    }
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", (folder.string() + ":" + path).c_str(), 1);
+    const std::string file = folder / "bundle.tar";
+    const testsupport::RunResult result = esactl({"bundle", "--output", file});
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(result.ending.exitCode, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("parameters.json: the words of mpuparams\n"));
+    EXPECT_THAT(result.out, HasSubstr("journal.txt: the words of journalctl\n"));
+    EXPECT_THAT(result.out, testing::Not(HasSubstr("units.txt"))) << "units that do not run are an answer";
+    std::ifstream stream(file, std::ios::binary);
+    const std::string archive(std::istreambuf_iterator<char>(stream), {});
+    EXPECT_EQ(archive.find("esa-bundle/parameters.json"), std::string::npos);
+    EXPECT_NE(archive.find("the words of systemctl"), std::string::npos);
+    std::filesystem::remove_all(folder);
 }
 
 TEST_F(OperatorCommand, WatchEndsWithTheStatusOfItsLastLook) {
