@@ -5,6 +5,7 @@
 
 import assert from "node:assert/strict";
 import {readFileSync} from "node:fs";
+import {cpus, loadavg} from "node:os";
 import {join} from "node:path";
 import {after, before, describe, test} from "node:test";
 import {cell, cellNames, CHASSIS, launch, open as openPage, places, RESULTS, until} from "./browser.mjs";
@@ -84,12 +85,27 @@ function agrees(page, chassis, seconds = 45) {
     });
 }
 
+/** Keeps in the page how many milliseconds after its arrival at the switch each event of now on is on the screen. */
+function watchEvents(page) {
+    return page.evaluate(() => {
+        window.delays = new Map([...document.querySelectorAll(".event")].map((entry) => [entry.dataset.sequence, null]));
+        new MutationObserver(() => {
+            for (const entry of document.querySelectorAll(".event")) {
+                if (!window.delays.has(entry.dataset.sequence)) {
+                    window.delays.set(entry.dataset.sequence, Date.now() - Date.parse(entry.querySelector("time").dateTime));
+                }
+            }
+        }).observe(document.body, {childList: true, subtree: true});
+    });
+}
+
 describe("the panel in front of the real chain", {concurrency: 5}, () => {
     // The longest first.
     test("heat is seen everywhere: fans, plot, events, alarm, shutdown request; and later again", async () => {
         // The steps back go on to where nothing was kept yet, and the page says so.
         const page = await open(CHAINS.heat.address, {expected: ["404"]});
         const before = Number((await cell(page, "fan0")).short);
+        await watchEvents(page);
         await hand("heat", "speed 3");
         // By the hand that a person would use.
         await page.locator('[data-hand="overheat"]').click();
@@ -98,6 +114,9 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
         for (const name of ["information", "orderly-shutdown", "composite-fault-led", "temperature-sensor-status", "email-notification"]) {
             await until(`the event ${name}`, async () => (await page.locator(`.event[data-name="${name}"]`).count()) > 0, 60);
         }
+        const delays = await page.evaluate(() => [...window.delays.values()].filter((delay) => delay !== null));
+        console.log(`from the switch to the screen: ${delays.length} events, at most ${Math.max(...delays)} ms`);
+        assert.ok(delays.length >= 5 && Math.max(...delays) < 1000 * Math.max(1, loadavg()[0] / cpus().length), `${delays} ms`);
         assert.match(await page.locator('.event[data-name="information"]').first().textContent(), /Overheated: orderly shutdown requested/);
         assert.match(await page.locator('.event[data-name="information"] .advice').first().textContent(),
             /let the shutdown happen; find the cause before power-on/);
