@@ -7,22 +7,8 @@
 #include "failure.h"
 #include "listener.h"
 #include "owned_fd.h"
+#include "simulator_reply.h"
 #include "unix_stream.h"
-
-namespace {
-
-/** The position of the last line of `reply` when it ends a reply, npos otherwise. */
-std::size_t lastLine(const std::string& reply) {
-    if (!reply.ends_with('\n')) {
-        return std::string::npos;
-    }
-    const std::size_t before = reply.size() == 1 ? std::string::npos : reply.rfind('\n', reply.size() - 2);
-    const std::size_t begin = before == std::string::npos ? 0 : before + 1;
-    const bool last = reply.compare(begin, std::string::npos, "ok\n") == 0 || reply.compare(begin, 7, "error: ") == 0;
-    return last ? begin : std::string::npos;
-}
-
-} // namespace
 
 int sendCommand(const std::string& path, const std::string& command) {
     checkSocketPath(path);
@@ -36,7 +22,7 @@ int sendCommand(const std::string& path, const std::string& command) {
     }
     std::string reply;
     std::size_t last = std::string::npos;
-    while ((last = lastLine(reply)) == std::string::npos) {
+    while ((last = simulatorVerdict(reply)) == std::string::npos) {
         char bytes[4096];
         const ssize_t count = recv(fd.get(), bytes, sizeof bytes, 0);
         if (count <= 0) {

@@ -7,22 +7,8 @@
 #include <unistd.h>
 
 #include "errors.h"
+#include "simulator_reply.h"
 #include "unix_stream.h"
-
-namespace {
-
-/** Where the last line of a whole reply begins: "ok" or "error: ..."; npos while it is not there. */
-std::size_t lastLine(const std::string& reply) {
-    if (!reply.ends_with('\n')) {
-        return std::string::npos;
-    }
-    const std::size_t before = reply.size() == 1 ? std::string::npos : reply.rfind('\n', reply.size() - 2);
-    const std::size_t begin = before == std::string::npos ? 0 : before + 1;
-    const bool isLast = reply.substr(begin) == "ok\n" || reply.substr(begin).starts_with("error: ");
-    return isLast ? begin : std::string::npos;
-}
-
-} // namespace
 
 std::string askSimulator(const std::string& path, const std::string& command) {
     const UnixSocket_t socket = unixConnect(path, std::chrono::seconds(1));
@@ -35,7 +21,7 @@ std::string askSimulator(const std::string& path, const std::string& command) {
     std::string reply;
     std::size_t last = std::string::npos;
     bool isOpen = sendWhole(socket.descriptor, std::span(reinterpret_cast<const U8_t*>(line.data()), line.size()));
-    while (isOpen && (last = lastLine(reply)) == std::string::npos) {
+    while (isOpen && (last = simulatorVerdict(reply)) == std::string::npos) {
         char bytes[4096];
         const ssize_t count = recv(socket.descriptor, bytes, sizeof bytes, 0);
         isOpen = count > 0;

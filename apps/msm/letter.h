@@ -73,3 +73,14 @@ private:
     Arrival_t arrival_;
     mutable LetterPtr_t letter_;
 };
+
+/** A message of the switch's own: a header, of which the rest is zero. */
+inline MMCH_t ownMessage() {
+    MMCH_t message;
+    wireClear(message);
+    message.message_type = MSG_E_TYPE_MMSG;
+    message.mmch_version = MMCH_K_VERSION;
+    message.mmsg_length = MMSG_K_HEADER_SIZE;
+    message.requestor = MMSG_E_EPID_MSMMP;
+    return message;
+}

@@ -39,12 +39,7 @@ constexpr std::size_t LATEST_NEWS = 256;
 
 /** What the switch knows of a message, as a header of its own. */
 MMCH_t noteOf(const Parcel_t& message, std::uint32_t number, std::uint32_t run) {
-    MMCH_t note;
-    wireClear(note);
-    note.message_type = MSG_E_TYPE_MMSG;
-    note.mmch_version = MMCH_K_VERSION;
-    note.mmsg_length = MMSG_K_HEADER_SIZE;
-    note.requestor = MMSG_E_EPID_MSMMP;
+    MMCH_t note = ownMessage();
     note.handle = number;
     note.general_use1 = run;
     const auto arrived =

@@ -241,12 +241,7 @@ void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission
 }
 
 void Server_t::greet(Connection_t& peer) {
-    MMCH_t greeting;
-    wireClear(greeting);
-    greeting.message_type = MSG_E_TYPE_MMSG;
-    greeting.mmch_version = MMCH_K_VERSION;
-    greeting.mmsg_length = MMSG_K_HEADER_SIZE;
-    greeting.requestor = MMSG_E_EPID_MSMMP;
+    MMCH_t greeting = ownMessage();
     greeting.dest_ep = peer.endpoint;
     mmsgAddRecipient(greeting.recipient_loc_bm, peer.endpoint);
     (void)sendNow(peer, std::span(reinterpret_cast<const U8_t*>(&greeting), sizeof greeting));

@@ -1,13 +1,12 @@
 /** The two backplanes with a VSC055 and three LM75: sixteen drive slots, three fans, two or three supplies. */
-#include "chips/lm75.h"
 #include "chips/vsc055.h"
 #include "enclosures/chassis.h"
+#include "enclosures/thermometers.h"
 
 namespace {
 
 constexpr std::uint8_t CONTROLLER = 0x41;
-constexpr std::uint8_t SENSORS[] = {0x4C, 0x4B, 0x4A};
-constexpr double SENSOR_OFFSETS[] = {0.0, 0.5, -0.5};
+constexpr Thermometer_t SENSORS[] = {{0x4C, 0.0}, {0x4B, 0.5}, {0x4A, -0.5}};
 constexpr unsigned DRIVES = 16;
 constexpr unsigned FANS = 3;
 
@@ -32,14 +31,7 @@ public:
         world().supplies.resize(variant.supplies);
         world().fans.resize(FANS, Fan_t{.maxRpm = variant.maxRpm});
         world().drives.resize(DRIVES);
-        for (std::size_t i = 0; i < std::size(SENSORS); ++i) {
-            lm75_.push_back(std::make_shared<Lm75_t>());
-            bus().attach(SENSORS[i], lm75_[i]);
-            Sensor_t sensor;
-            sensor.offset = SENSOR_OFFSETS[i];
-            sensor.address = SENSORS[i];
-            world().sensors.push_back(sensor);
-        }
+        thermometers_.attach(bus(), world(), SENSORS);
         powerOn();
     }
 
@@ -60,16 +52,14 @@ protected:
             world().fans[fan].duty = controller_->duty(fan);
             controller_->setRpm(fan, world().fans[fan].rpm);
         }
-        for (std::size_t i = 0; i < lm75_.size(); ++i) {
-            lm75_[i]->setCelsius(world().sensors[i].celsius);
-        }
+        thermometers_.measure(world());
         controller_->setInputs(POWER_PORT,
                                static_cast<std::uint8_t>(world().redundant() ? 0xFF : 0xFF & ~REDUNDANCY_GOOD));
     }
 
 private:
     std::shared_ptr<Vsc055_t> controller_ = std::make_shared<Vsc055_t>();
-    std::vector<std::shared_ptr<Lm75_t>> lm75_;
+    Thermometers_t thermometers_;
 };
 
 } // namespace

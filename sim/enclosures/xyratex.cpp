@@ -1,13 +1,12 @@
 /** The 2U enclosure with twelve drives: one VSC055, two LM75, and an alarm controller with a life of its own. */
-#include "chips/lm75.h"
 #include "chips/vsc055.h"
 #include "enclosures/chassis.h"
+#include "enclosures/thermometers.h"
 
 namespace {
 
 constexpr std::uint8_t CONTROLLER = 0x63;
-constexpr std::uint8_t SENSORS[] = {0x4C, 0x4D}; // left, right
-constexpr double SENSOR_OFFSETS[] = {0.0, 0.5};
+constexpr Thermometer_t SENSORS[] = {{0x4C, 0.0}, {0x4D, 0.5}}; // left, right
 constexpr unsigned DRIVES = 12;
 constexpr unsigned SUPPLIES = 2;
 constexpr unsigned FANS = 8;
@@ -48,14 +47,7 @@ public:
         world().supplies.resize(SUPPLIES);
         world().fans.resize(FANS, Fan_t{.maxRpm = MAX_RPM});
         world().drives.resize(DRIVES);
-        for (std::size_t i = 0; i < std::size(SENSORS); ++i) {
-            lm75_.push_back(std::make_shared<Lm75_t>());
-            bus().attach(SENSORS[i], lm75_[i]);
-            Sensor_t sensor;
-            sensor.offset = SENSOR_OFFSETS[i];
-            sensor.address = SENSORS[i];
-            world().sensors.push_back(sensor);
-        }
+        thermometers_.attach(bus(), world(), SENSORS);
         for (const ChassisLed_t& led : CHASSIS_LEDS) {
             world().leds.emplace_back(led.name, false);
         }
@@ -102,9 +94,7 @@ protected:
             world().fans[fan].duty = controller_->duty(fan < FRONT_FANS ? 0 : 1);
             controller_->setRpm(fan, world().fans[fan].rpm);
         }
-        for (std::size_t i = 0; i < lm75_.size(); ++i) {
-            lm75_[i]->setCelsius(world().sensors[i].celsius);
-        }
+        thermometers_.measure(world());
         unsigned inputs = 0xFF;
         inputs &= world().anySupply(SupplyState_e::FAILED) ? ~VOLTAGES_GOOD : ~0u;
         inputs &= world().redundant() ? ~0u : ~REDUNDANCY_GOOD;
@@ -139,7 +129,7 @@ private:
     }
 
     std::shared_ptr<Vsc055_t> controller_ = std::make_shared<Vsc055_t>();
-    std::vector<std::shared_ptr<Lm75_t>> lm75_;
+    Thermometers_t thermometers_;
     bool strobe_ = true; // pulled up until software drives it
     bool wasRedundant_ = true;
 };
