@@ -3,6 +3,8 @@
 add_library(esa_warnings INTERFACE)
 target_compile_options(esa_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  # Part of -Wconversion with clang only.
+  -Wno-sign-conversion
   # The voltage conversions must give the same doubles on every processor.
   -ffp-contract=off)
 # Another compiler, or other options than our presets', may find a new thing to warn of: that must not stop a build.
@@ -49,12 +51,13 @@ function(esa_find_googletest)
   else()
     find_package(GTest REQUIRED)
   endif()
-  # GoogleTest's headers are most of a test's compile time. Only g++ lets targets with other definitions share them.
-  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/empty.cpp CONTENT "")
-    add_library(esa_test_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/empty.cpp)
-    target_link_libraries(esa_test_headers PRIVATE esa_test_options GTest::gmock_main)
-    target_precompile_headers(esa_test_headers PRIVATE <gtest/gtest.h> <gmock/gmock.h>)
+  # GoogleTest's headers, and what every test makes of their templates, are most of a test's compile time.
+  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/empty.cpp CONTENT "")
+  add_library(esa_test_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/empty.cpp)
+  target_link_libraries(esa_test_headers PRIVATE esa_test_options GTest::gmock_main)
+  target_precompile_headers(esa_test_headers PRIVATE <gtest/gtest.h> <gmock/gmock.h>)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    set_target_properties(esa_test_headers PROPERTIES PCH_INSTANTIATE_TEMPLATES ON)
   endif()
 endfunction()
 
@@ -67,9 +70,7 @@ function(esa_test name)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE esa_test_options ${ARG_LIBRARIES} GTest::gmock_main)
-  if(TARGET esa_test_headers)
-    target_precompile_headers(${name} REUSE_FROM esa_test_headers)
-  endif()
+  target_precompile_headers(${name} REUSE_FROM esa_test_headers)
   if(ARG_PROGRAMS)
     add_dependencies(${name} ${ARG_PROGRAMS})
   endif()
@@ -89,7 +90,7 @@ endfunction()
 function(esa_compile_together)
   foreach(target ${ARGN})
     if(ESA_UNITY AND TARGET ${target})
-      set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+      set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
       # Chips and enclosures have registers of the same names.
       get_target_property(sources ${target} SOURCES)
       get_target_property(folder ${target} SOURCE_DIR)

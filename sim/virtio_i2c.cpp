@@ -8,8 +8,8 @@ constexpr std::size_t HEADER = 8; /* le16 address shifted left by one, le16 zero
 constexpr unsigned FAIL_NEXT = 1;
 constexpr unsigned READ = 2;
 
-constexpr std::uint8_t DONE = 0;
-constexpr std::uint8_t FAILED = 1;
+constexpr std::uint8_t MESSAGE_OK = 0;
+constexpr std::uint8_t MESSAGE_ERROR = 1;
 
 /** Far more than any register of the chips takes; a request for more is refused. */
 constexpr std::size_t LARGEST_MESSAGE = 4096;
@@ -95,7 +95,7 @@ std::uint32_t answer(const Request_t& request) {
     if (done && request.message.read) {
         setData(request.chain, request.message.data);
     }
-    setStatus(request.chain, done ? DONE : FAILED);
+    setStatus(request.chain, done ? MESSAGE_OK : MESSAGE_ERROR);
     return done ? static_cast<std::uint32_t>(sizeOf(request.chain.writable)) : 0;
 }
 

@@ -1,8 +1,6 @@
 /** history, and events of the past: both from the monitor. */
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include "commands.h"
 #include "enclosure.h"
@@ -18,13 +16,6 @@
 using nlohmann::ordered_json;
 
 namespace {
-
-constexpr std::size_t DEFAULT_WIDTH = 80;
-
-std::size_t terminalWidth() {
-    winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : DEFAULT_WIDTH;
-}
 
 /** The monitor's document; nothing when there is no monitor. */
 std::optional<ordered_json> document(const Options_t& options, const std::string& path) {
@@ -125,7 +116,7 @@ std::vector<std::string> curveLines(const ordered_json& series) {
     for (const auto& [name, value] : series["limits"].items()) {
         limits.emplace_back(name, value.get<double>());
     }
-    return plotLines(points, limits, terminalWidth());
+    return plotLines(points, limits, terminalSize().ws_col);
 }
 
 } // namespace

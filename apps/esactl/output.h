@@ -2,9 +2,13 @@
 #pragma once
 
 #include <string>
+#include <sys/ioctl.h>
 #include <vector>
 
 #include "json.h"
+
+/** Size of the terminal on standard output; 80 by 24 where that is none, or does not tell. */
+winsize terminalSize();
 
 /** Prints and flushes. Throws ToolError_t "output" when standard output cannot take it. */
 void printText(const std::string& text);

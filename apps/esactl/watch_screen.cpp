@@ -1,27 +1,10 @@
 #include "watch_screen.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "interrupt.h"
 #include "output.h"
 #include "render_text.h"
-
-namespace {
-
-constexpr std::size_t DEFAULT_HEIGHT = 24;
-constexpr std::size_t DEFAULT_WIDTH = 80;
-
-winsize terminalSize() {
-    winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0) {
-        size.ws_row = DEFAULT_HEIGHT;
-        size.ws_col = DEFAULT_WIDTH;
-    }
-    return size;
-}
-
-} // namespace
 
 WatchScreen_t::WatchScreen_t() {
     if (isatty(STDOUT_FILENO) == 0 || isatty(STDIN_FILENO) == 0 || tcgetattr(STDIN_FILENO, &saved_) != 0) {
@@ -46,7 +29,7 @@ WatchScreen_t::~WatchScreen_t() {
 }
 
 std::size_t WatchScreen_t::height() const {
-    return interactive_ ? terminalSize().ws_row : DEFAULT_HEIGHT;
+    return terminalSize().ws_row;
 }
 
 std::size_t WatchScreen_t::width() const {

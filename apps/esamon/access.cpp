@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::size_t LONGEST_FILE = 65536;
+constexpr std::size_t LONGEST_TOKEN_FILE = 65536;
 /** Shorter ones can be guessed. */
 constexpr std::size_t LEAST_TOKEN = 16;
 
@@ -31,13 +31,13 @@ bool isAddress(const std::string& text) {
     return inet_pton(AF_INET, text.c_str(), &address) == 1 || inet_pton(AF_INET6, text.c_str(), &address) == 1;
 }
 
-std::string readFile(const std::string& path) {
+std::string readTokenFile(const std::string& path) {
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file < 0) {
         throw usageError("cannot read the token file '" + path + "': " + std::strerror(errno));
     }
     struct stat status {};
-    std::string text(LONGEST_FILE, '\0');
+    std::string text(LONGEST_TOKEN_FILE, '\0');
     const bool isPlain = fstat(file, &status) == 0 && S_ISREG(status.st_mode);
     const ssize_t count = read(file, text.data(), text.size());
     close(file);
@@ -76,7 +76,7 @@ bool isSameOrigin(const std::string& origin, const std::string& fetchSite, const
 std::optional<std::string> tokenOwner(const std::string& file, const std::string& authorization) {
     constexpr std::string_view SCHEME = "Bearer ";
     const std::string given = authorization.starts_with(SCHEME) ? authorization.substr(SCHEME.size()) : "";
-    std::istringstream lines(readFile(file));
+    std::istringstream lines(readTokenFile(file));
     std::optional<std::string> owner;
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr off_t LONGEST_FILE = off_t{2} * 1024 * 1024;
+constexpr off_t LARGEST_PANEL_FILE = off_t{2} * 1024 * 1024;
 
 struct Kind_t {
     const char* ending;
@@ -48,14 +48,15 @@ struct File_t {
     std::string tag;
 };
 
-std::optional<File_t> readFile(const std::string& path) {
+std::optional<File_t> readPanelFile(const std::string& path) {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
     if (descriptor < 0) {
         return std::nullopt;
     }
     File_t file;
-    const bool isGood = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= LONGEST_FILE;
+    const bool isGood =
+        fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size <= LARGEST_PANEL_FILE;
     file.bytes.resize(isGood ? static_cast<std::size_t>(status.st_size) : 0);
     const ssize_t count = read(descriptor, file.bytes.data(), file.bytes.size());
     close(descriptor);
@@ -78,10 +79,10 @@ Reply_t panelFile(const std::string& directory, const Request_t& request) {
         return errorReply(404, "not-found", "there is no " + request.path);
     }
     const bool takesGzip = request.header("accept-encoding").find("gzip") != std::string::npos;
-    std::optional<File_t> file = takesGzip ? readFile(directory + path + ".gz") : std::nullopt;
+    std::optional<File_t> file = takesGzip ? readPanelFile(directory + path + ".gz") : std::nullopt;
     const bool isPacked = file.has_value();
     if (!file) {
-        file = readFile(directory + path);
+        file = readPanelFile(directory + path);
     }
     if (!file) {
         return errorReply(404, "not-found",

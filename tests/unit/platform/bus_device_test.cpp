@@ -16,12 +16,11 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "bytes.h"
 #include "platform.h"
 #include "wrapped_calls.h"
 
 namespace {
-
-using Bytes = std::vector<U8_t>;
 
 /** A bridge without numbers at a pseudo-terminal: every read is answered with `value`. */
 struct Bridge {

@@ -14,11 +14,10 @@
 #include <linux/i2c.h>
 #include <unistd.h>
 
+#include "bytes.h"
 #include "platform.h"
 
 namespace {
-
-using Bytes = std::vector<U8_t>;
 
 /* The kernel's numbers, written out: they are what the device node answers to. */
 constexpr unsigned long REQUEST_SLAVE = 0x0703;

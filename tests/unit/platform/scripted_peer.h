@@ -5,9 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "basetypes.h"
-
-using Bytes = std::vector<U8_t>;
+#include "bytes.h"
 
 /** A piece of a reply, sent `afterMs` milliseconds after what came before it. */
 struct Piece {

@@ -11,10 +11,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "basetypes.h"
+#include "bytes.h"
 #include "wrapped_calls.h"
-
-using Bytes = std::vector<U8_t>;
 
 /** A raw pseudo-terminal whose writes and waits the test answers; nothing that is written reaches the far end. */
 struct TappedLine {

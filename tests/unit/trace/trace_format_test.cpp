@@ -47,7 +47,8 @@ TEST_F(TraceFormat, WordsInAColumn) {
 
 TEST_F(TraceFormat, EveryOtherConversionToo) {
     EXPECT_LINE("100% FF 07 0x2a    5 5   +5", "100%% %X %02d %#x %4d %-3d %+d", 255U, 7, 42U, 5, 5, 5);
-    EXPECT_LINE("3.300000 ab c 12345678901 9", "%f %.*s %c %lld %hhu", 3.3, 2, "abc", 'c', 12345678901LL, 9);
+    EXPECT_LINE("3.300000 ab c 12345678901 9", "%f %.*s %c %lld %hhu", 3.3, 2, "abc", 'c', 12345678901LL,
+                static_cast<unsigned char>(9));
     EXPECT_LINE("1 2 3 4.5 end", "%d %s %x %.1f %s", 1, "2", 3U, 4.5, "end");
 }
 
