@@ -5,6 +5,7 @@
 #include "messaging/reply.h"
 #include "messaging_test.h"
 
+using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
@@ -60,6 +61,53 @@ TEST_F(Reply, RequestorWithoutABitIsNamedAsAddresseeOnly) {
     (void)build(29, 63, 72, "1D 00 00 00 00 00");
     dispatch();
     EXPECT_EQ(sent().substr(0, 3 * 20 - 1), "0E 01 00 44 12 00 00 1D 21 40 3F 00 00 00 00 00 80 00 00 00");
+}
+
+TEST_F(Reply, CheckConditionAnswersAReceiveDiagnosticToo) {
+    const MMSG_t& mmsg = build(28, 25, 72, "1C 80 02 00 FF FF");
+    withHandle();
+    esaSendStatus(&mmsg, 2, 2, 6, 0x29, 0x01);
+    EXPECT_EQ(sent(), "0E 01 00 5C 12 00 00 1C 21 40 19 00 02 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+                      "00 00 00 02 12 34 56 78 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+                      "02 E0 00 60 00 00 00 00 00 00 00 00 00 00 00 00 00 29 01 00 00 00 00 00 00 00 00 00");
+}
+
+TEST_F(Reply, AnyOtherStatusIsNotAnswered) {
+    for (const U32_t command : {28U, 29U}) {
+        const MMSG_t& mmsg = build(command, 25, 72, "1C 80 02 00 FF FF");
+        (void)takeTrace();
+        for (int status = 0; status < 256; ++status) {
+            if (status != 0 && status != 2) {
+                esaSendStatus(&mmsg, static_cast<U8_t>(status), 2, 0, 0, 0);
+            }
+        }
+        EXPECT_THAT(takeMessages(), IsEmpty());
+        EXPECT_THAT(takeTrace(), IsEmpty());
+    }
+}
+
+TEST_F(Reply, AnyOtherCommandIsNotAnsweredWhateverItsStatus) {
+    for (const U32_t command : {0U, 27U, 30U, 0x11CU, 0xFFFFFFU}) {
+        const MMSG_t& mmsg = build(command, 25, 72, "1C 80 02 00 FF FF");
+        (void)takeTrace();
+        for (const U8_t status : {U8_t{0}, U8_t{2}}) {
+            esaSendStatus(&mmsg, status, 2, 5, 0x24, 0);
+            EXPECT_THAT(takeTrace(), ElementsAre(text("Un-supported SES Command [%d].", command)));
+        }
+        EXPECT_THAT(takeMessages(), IsEmpty());
+    }
+}
+
+TEST_F(Reply, SupportedPagesAreSilentlyNotAnsweredAndPagesFrom3OnWithALine) {
+    const MMSG_t& mmsg = build(28, 25, 72, "1C 80 02 00 FF FF");
+    (void)takeTrace();
+    esaSendStatus(&mmsg, 0, 0, 0, 0, 0);
+    EXPECT_THAT(takeTrace(), IsEmpty());
+    for (int page = 3; page < 256; ++page) {
+        esaSendStatus(&mmsg, 0, static_cast<U8_t>(page), 0, 0, 0);
+        EXPECT_THAT(takeTrace(), ElementsAre(text("Un-supported SES Page [%d].", page)));
+    }
+    EXPECT_THAT(takeMessages(), IsEmpty());
 }
 
 } // namespace

@@ -250,6 +250,28 @@ TEST_F(WireRecord, EsaEventDataHasEachFieldAtItsBits) {
     });
 }
 
+TEST_F(WireRecord, FieldsThatNoLineOfTheLogShowsAreAtTheirBits) {
+    check({
+        FIELD(RcvDiagResCommand_t, pcv, 1, 8, "00 80"),
+        FIELD(RcvDiagResCommand_t, allocationLength, 0x1234, 8, "00 00 00 00 12 34"),
+        FIELD(DeviceElementCont_t, doNotRemove, 1, 4, "00 00 02"),
+        FIELD(DeviceElementCont_t, deviceOff, 1, 4, "00 00 00 08"),
+        FIELD(TemperatureSensorElementCont_t, commonControl, 0x80, 4, "80"),
+        FIELD(TemperatureSensorElementCont_t, reserved1, 0x7F, 4, "00 FE"),
+        FIELD(TemperatureSensorElementCont_t, rqstIdent, 1, 4, "00 01"),
+        FIELD(TemperatureSensorElementCont_t, reserved2[0], 0x5A, 4, "00 00 5A"),
+        FIELD(TemperatureSensorElementStat_t, commonStatus, 1, 4, "01"),
+        FIELD(TemperatureSensorElementStat_t, reserved1, 0x7F, 4, "00 FE"),
+        FIELD(TemperatureSensorElementStat_t, ident, 1, 4, "00 01"),
+        FIELD(TemperatureSensorElementStat_t, temperature, 76, 4, "00 00 4C"),
+        FIELD(TemperatureSensorElementStat_t, utWarning, 1, 4, "00 00 00 80"),
+        FIELD(TemperatureSensorElementStat_t, utFailure, 1, 4, "00 00 00 40"),
+        FIELD(TemperatureSensorElementStat_t, otWarning, 1, 4, "00 00 00 20"),
+        FIELD(TemperatureSensorElementStat_t, otFailure, 1, 4, "00 00 00 10"),
+        FIELD(TemperatureSensorElementStat_t, reserved2, 15, 4, "00 00 00 0F"),
+    });
+}
+
 TEST_F(WireRecord, BitFieldWritesItsOwnBitsOnlyAndDropsWhatDoesNotFit) {
     CoolingElementStat_t status;
     std::memset(static_cast<void*>(&status), 0xFF, sizeof(status));

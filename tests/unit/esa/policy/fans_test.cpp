@@ -185,3 +185,48 @@ TEST_F(Fans, NoMoreThanEightAreRead) {
     EXPECT_EQ(esaReadFanFailStatus(), 0);
     EXPECT_EQ(fakeBus.takeTransfers().size(), 8U);
 }
+
+TEST_F(Fans, EnclosureOfNoKnownTypeIsFaultyAsSoonAsItHasAFanAndDrivesNone) {
+    for (const int type : {0, 1, 7, 255}) {
+        SCOPED_TRACE(type);
+        startFans(150);
+        setAll(70, 50);
+        esaControl.temperatureSensorAverage = 12;
+        esaControl.enclosureType = static_cast<VORAN_E_CHASSIS_t>(type);
+        EXPECT_EQ(esaReadFanFailStatus(), -1);
+        esaControl.coolingMaxNumber = 0;
+        EXPECT_EQ(esaReadFanFailStatus(), 0);
+        esaControl.coolingMaxNumber = 3;
+        for (const U32_t faults : {0U, 1U}) {
+            esaControl.fanFaultStatus = faults;
+            esaTemperatureFanPolicy();
+        }
+        EXPECT_THAT(Loads(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 3), ElementsAre(50, 50, 50));
+        EXPECT_EQ(esaControl.temperatureSensorAverage, 12);
+    }
+    EXPECT_THAT(fakeBus.takeTransfers(), testing::IsEmpty());
+    EXPECT_THAT(takeMessageNames(), testing::IsEmpty());
+    EXPECT_THAT(takeTrace(), testing::IsEmpty());
+}
+
+TEST_F(Fans, FaultForcesEveryFanOfTheFourStepPolicyWhateverTheChassisRunsInItsPolls) {
+    for (const int type : {3, 4, 5, 6}) {
+        SCOPED_TRACE(type);
+        startChassis(type);
+        setAll(20, 50);
+        esaControl.fanPwmLoad[1] = 100;
+        esaControl.fanFaultStatus = 2;
+        (void)takeTrace();
+        (void)fakeBus.takeTransfers();
+        esaTemperatureFanPolicy();
+        const int fans = esaControl.coolingMaxNumber;
+        EXPECT_EQ(fakeBus.takeTransfers().size(), static_cast<std::size_t>(fans) - 1);
+        for (int fan = 0; fan < 8; ++fan) {
+            EXPECT_EQ(esaControl.fanPwmLoad[fan], fan < fans ? 100 : 50) << fan;
+        }
+        const Lines lines = takeTrace();
+        ASSERT_GE(lines.size(), 2U);
+        EXPECT_EQ(lines[0], "At least 1 Fan Fault, FanFaultStatus = [0x2]");
+        EXPECT_EQ(lines[1], "Fan [0] sets to 100 percent PWM Load");
+    }
+}
