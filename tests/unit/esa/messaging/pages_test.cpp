@@ -94,6 +94,12 @@ TEST_F(PageDetails, SpeedsAreTenBitsOfTensAndOnlyZeroIsOff) {
     }
 }
 
+TEST_F(PageDetails, SpeedWhoseLowEightBitsAreZeroIsNotOff) {
+    healthy(5);
+    fakeBus.set(0x41, 0x36, 234); // 2564 RPM, 256 tens
+    EXPECT_EQ(record(statusPage(), VSC055_FANS + 4), "00 40 00 E0");
+}
+
 TEST_F(PageDetails, EventsOfOnePageComeInListOrderBeforeTheReply) {
     healthy(2);
     fakeBus.set(0x63, 0x04, 0x00);

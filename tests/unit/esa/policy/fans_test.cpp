@@ -230,3 +230,42 @@ TEST_F(Fans, FaultForcesEveryFanOfTheFourStepPolicyWhateverTheChassisRunsInItsPo
         EXPECT_EQ(lines[1], "Fan [0] sets to 100 percent PWM Load");
     }
 }
+
+TEST_F(Fans, PageTakesExactlyTwoThousandRpmForAFaultWhateverThePollsLimit) {
+    struct {
+        U16_t rpm;
+        bool healthy;
+    } const speeds[] = {{0, false}, {1999, false}, {2000, false}, {2001, true}, {65535, true}};
+    for (const U32_t limit : {0U, 2000U, 3000U}) {
+        for (const auto& speed : speeds) {
+            SCOPED_TRACE(testing::Message() << speed.rpm << " RPM, limit " << limit);
+            startChassis(2);
+            esaControl.fanFaultRpmLimit = limit;
+            esaControl.fanFaultStatus = 0;
+            esaControl.vitesse.vsc055GPD[6] = 0x2F;
+            (void)takeTrace();
+            CoolingElementStat_t status;
+            wireClear(status);
+            EXPECT_EQ(esaMarkCoolingFault(status, 5, speed.rpm), !speed.healthy);
+            EXPECT_EQ(status.fail, speed.healthy ? 0 : 1);
+            EXPECT_EQ(esaControl.fanFaultStatus, speed.healthy ? 0x00U : 0x20U);
+            if (speed.healthy) {
+                EXPECT_THAT(takeTrace(), ElementsAre("Already marked OK on Fan [5].", "FAN Fail LED already [OFF]."));
+            } else {
+                EXPECT_THAT(takeTrace(), ElementsAre("Now marking Fault on Fan [5].", "Turn [ON] FAN_FAIL LED.",
+                                                     "Turn [ON] FAN Fail LED."));
+            }
+        }
+    }
+}
+
+TEST_F(Fans, PageMarksNoFanOfABackplane) {
+    for (const int type : {3, 4, 5, 6}) {
+        startChassis(type);
+        CoolingElementStat_t status;
+        wireClear(status);
+        EXPECT_FALSE(esaMarkCoolingFault(status, 0, 0));
+        EXPECT_EQ(status.fail, 0);
+        EXPECT_EQ(esaControl.fanFaultStatus, 0U);
+    }
+}
