@@ -24,6 +24,14 @@ TEST_P(Pages, ConfigurationPageTellsTheElementCounts) {
     EXPECT_EQ(hex(esaControl.esaWorkSpace + 10, 2), "00 84");
 }
 
+TEST_P(Pages, ConfigurationPageNeedsRoomForAllOfItWhichTheStatusPageDoesNot) {
+    healthy(GetParam().type);
+    EXPECT_EQ(page(1, 67), "no reply");
+    EXPECT_EQ(page(1, 68), configuration(GetParam().typeCounts));
+    const std::string whole = compose(GetParam().header, GetParam().lists);
+    EXPECT_EQ(page(2, 1), whole.substr(0, whole.size() - 3)) << "all but its last byte";
+}
+
 TEST_P(Pages, HealthyEnclosure) {
     const PageCase& chassis = GetParam();
     healthy(chassis.type);
