@@ -120,6 +120,8 @@ private:
     // server_delivery.cpp
     bool mustWait(const Connection_t& sender, std::span<const U8_t> message);
     void tellListeners(const Parcel_t& message);
+    LetterPtr_t presence() const;
+    void tellPresence();
     void beginToListen(Connection_t& listener);
     void switchMessage(Connection_t& sender, std::span<const U8_t> message);
     bool isRefused(Connection_t& sender, std::span<const U8_t> message);

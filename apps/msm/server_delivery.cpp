@@ -37,16 +37,19 @@ constexpr EndpointSet_t REPORTED_TO = endpointSet(MMSG_E_EPID_STARTUPMP) | endpo
 /** Reports that a listener is given when it connects. */
 constexpr std::size_t LATEST_NEWS = 256;
 
-/** What the switch knows of a message, as a header of its own. */
-MMCH_t noteOf(const Parcel_t& message, std::uint32_t number, std::uint32_t run) {
+/** What a listener is told: what the switch knows of a message, as a header of its own, and the message. */
+std::vector<U8_t> noted(std::span<const U8_t> message, const Arrival_t& arrival, std::uint32_t number,
+                        std::uint32_t run) {
     MMCH_t note = ownMessage();
     note.handle = number;
     note.general_use1 = run;
-    const auto arrived =
-        static_cast<std::uint64_t>(message.arrival().wall.time_since_epoch() / std::chrono::microseconds(1));
+    const auto arrived = static_cast<std::uint64_t>(arrival.wall.time_since_epoch() / std::chrono::microseconds(1));
     note.timestamp.high = static_cast<U32_t>(arrived >> 32);
     note.timestamp.low = static_cast<U32_t>(arrived);
-    return note;
+    const std::span noteBytes(reinterpret_cast<const U8_t*>(&note), sizeof note);
+    std::vector<U8_t> bytes(noteBytes.size() + message.size());
+    std::ranges::copy(message, std::ranges::copy(noteBytes, bytes.begin()).out);
+    return bytes;
 }
 
 } // namespace
@@ -89,10 +92,7 @@ void Server_t::tellListeners(const Parcel_t& message) {
     if (!isReport || message.sender() != MMSG_E_EPID_ES_ADAPTERMP) {
         return;
     }
-    const MMCH_t note = noteOf(message, ++told_, run_);
-    const std::span noteBytes(reinterpret_cast<const U8_t*>(&note), sizeof note);
-    std::vector<U8_t> bytes(noteBytes.begin(), noteBytes.end());
-    bytes.insert(bytes.end(), message.bytes().begin(), message.bytes().end());
+    const std::vector<U8_t> bytes = noted(message.bytes(), message.arrival(), ++told_, run_);
     const Parcel_t news(bytes, MMSG_E_EPID_MSMMP, message.origin(), message.arrival());
     news_.push_back(news.letter());
     if (news_.size() > LATEST_NEWS) {
@@ -103,11 +103,34 @@ void Server_t::tellListeners(const Parcel_t& message) {
     }
 }
 
+/** Whether there is an adapter. The note repeats the number of the latest report: nothing is missed behind it. */
+LetterPtr_t Server_t::presence() const {
+    MMCH_t word = ownMessage();
+    word.general_use1 = adapter_ < 0 ? U32_t{0} : U32_t{1};
+    const Arrival_t now{now_, std::chrono::system_clock::now()};
+    const std::span bytes(reinterpret_cast<const U8_t*>(&word), sizeof word);
+    return std::make_shared<const Letter_t>(
+        Letter_t{noted(bytes, now, told_, run_), MMSG_E_EPID_MSMMP, Origin_t{}, now});
+}
+
+/** A report says nothing of an adapter that has died, and silence does not tell a dead one from a busy one. */
+void Server_t::tellPresence() {
+    const LetterPtr_t letter = presence();
+    for (const int listener : listeners_) {
+        Connection_t& receiver = *find(listener);
+        wait(receiver, letter);
+        if (!receiver.waitsToWrite) {
+            pump(receiver);
+        }
+    }
+}
+
 void Server_t::beginToListen(Connection_t& listener) {
     listeners_.push_back(listener.descriptor);
     for (const LetterPtr_t& letter : news_) {
         wait(listener, letter);
     }
+    wait(listener, presence());
     pump(listener);
 }
 

@@ -206,6 +206,7 @@ void Server_t::vacate(const Connection_t& connection) {
     places_.release(connection.place, connection.descriptor);
     if (connection.descriptor == adapter_) {
         adapter_ = -1;
+        tellPresence();
     }
 }
 
@@ -234,6 +235,9 @@ void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission
     }
     router_.attach(connection.endpoint, descriptor);
     journal_.trace(endpointName(connection.endpoint) + " connected");
+    if (isAdapter) {
+        tellPresence();
+    }
     if (connection.endpoint >= MSM_K_FIRST_PEER) {
         greet(connection);
     }

@@ -35,12 +35,41 @@ protected:
         EXPECT_EQ(listener.receive(), report);
         return *note;
     }
+
+    /** Takes the word on whether there is an adapter, whose note has the number of the latest report. */
+    static void expectPresence(const Client& listener, unsigned isThere, unsigned number) {
+        const auto note = listener.receive();
+        const auto presence = listener.receive();
+        ASSERT_TRUE(note && presence);
+        EXPECT_EQ(note->size(), 64U);
+        EXPECT_EQ(word(*note, 40), number);
+        EXPECT_EQ(presence->size(), 64U);
+        EXPECT_EQ((*presence)[16], 16); // from the switch itself
+        EXPECT_EQ(word(*presence, 44), isThere);
+    }
 };
+
+TEST_F(SwitchListenTest, AnAdapterThatComesOrGoesIsTold) {
+    start();
+    const auto listener = connect("listen");
+    expectPresence(*listener, 0, 0);
+    auto adapter = connect("esadapter");
+    expectPresence(*listener, 1, 0);
+    ASSERT_TRUE(adapter->send(messageTo({27}, 33, 1)));
+    (void)expectReport(*listener, messageTo({27}, 33, 1), 1);
+    adapter.reset();
+    expectPresence(*listener, 0, 1);
+    const auto late = connect("listen");
+    (void)expectReport(*late, messageTo({27}, 33, 1), 1);
+    expectPresence(*late, 0, 1);
+    EXPECT_TRUE(listener->isSilent());
+}
 
 TEST_F(SwitchListenTest, AReportIsHeardUnchangedWithTheTimeOfItsArrival) {
     start();
     const auto adapter = connect("esadapter");
     const auto listener = connect("listen");
+    expectPresence(*listener, 1, 0);
     const std::uint64_t before = microsNow();
     ASSERT_TRUE(adapter->send(messageTo({27}, 33, 7, 300)));
     const Bytes note = expectReport(*listener, messageTo({27}, 33, 7, 300), 1);
@@ -55,6 +84,7 @@ TEST_F(SwitchListenTest, AListenerTakesNothingFromTheReceiver) {
     start();
     const auto adapter = connect("esadapter");
     const auto listener = connect("listen");
+    expectPresence(*listener, 1, 0);
     ASSERT_TRUE(adapter->send(messageTo({27}, 33, 1)));
     (void)expectReport(*listener, messageTo({27}, 33, 1), 1);
     const auto manager = connect("eventlog");
@@ -74,6 +104,7 @@ TEST_F(SwitchListenTest, WhoComesLateIsToldWhatCameBefore) {
     for (unsigned handle = 45; handle <= 300; ++handle) { // the latest 256
         (void)expectReport(*listener, messageTo({27, id}, 33, handle), handle);
     }
+    expectPresence(*listener, 1, 300);
     EXPECT_TRUE(listener->isSilent());
 }
 
@@ -81,6 +112,7 @@ TEST_F(SwitchListenTest, OnlyReportsOfTheAdapterAreHeardAndAListenerSaysNothing)
     start();
     const auto adapter = connect("esadapter");
     const auto listener = connect("listen");
+    expectPresence(*listener, 1, 0);
     std::uint8_t id = 0;
     const auto peer = connectPeer(id);
     ASSERT_TRUE(peer->send(messageTo({27}, id, 1)));
@@ -97,6 +129,7 @@ TEST_F(SwitchListenTest, ItIsThereForWhoeverMayAskAsWell) {
     start({"--ask-directory", path("ask")});
     const auto adapter = connect("esadapter");
     const auto listener = connect("ask/listen");
+    expectPresence(*listener, 1, 0);
     ASSERT_TRUE(adapter->send(messageTo({18}, 33, 1)));
     (void)expectReport(*listener, messageTo({18}, 33, 1), 1);
 }
