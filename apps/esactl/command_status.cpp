@@ -14,7 +14,10 @@ std::string statusText(const Options_t& options, const Enclosure_t& enclosure, c
         return statusJson(enclosure, health, timeText()).text(2) + "\n";
     }
     if (options.prometheus()) {
-        return prometheusText(enclosure, health);
+        std::string text = prometheusText(enclosure, health);
+        metricVersion(text, "esa_adapter_info", adapterFacts(options).version);
+        metricVersion(text, "esa_esactl_info", ESACTL_VERSION);
+        return text;
     }
     const Palette_t palette = isStandardOutput(options.output) ? standardOutputPalette() : Palette_t{};
     std::string text;

@@ -139,7 +139,7 @@ Answer_t Api_t::get(const Request_t& request) {
         return stream(request);
     }
     if (request.path == "/metrics") {
-        return Reply_t{.type = "text/plain; version=0.0.4; charset=utf-8", .body = metricsText(present)};
+        return Reply_t{.type = "text/plain; version=0.0.4; charset=utf-8", .body = metricsText(present, options_)};
     }
     if (request.path == "/healthz") {
         return recorder_.trouble().empty() ? Reply_t{.type = "text/plain; charset=utf-8", .body = "ok\n"}
@@ -212,8 +212,13 @@ Answer_t Api_t::stream(const Request_t& request) const {
     if (parameter(asked, "after")) {
         const EntryQuery_t query{
             .after = number(asked, "after", 0, 0, INT64_MAX), .limit = MOST_REPLAYED, .oldest = true};
-        for (const Entry_t& entry : store().entries(query)) {
+        const std::vector<Entry_t> missed = store().entries(query);
+        for (const Entry_t& entry : missed) {
             opening += Hub_t::frame("event", entryText(entry), entry.sequence);
+        }
+        if (!missed.empty() && missed.back().sequence < store().lastSequence()) {
+            // Going on live would leave a gap: it ends, and the client comes again for what follows.
+            return Reply_t{.type = "text/event-stream", .body = std::move(opening)};
         }
     }
     const Present_t& present = recorder_.present();

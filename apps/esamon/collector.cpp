@@ -134,8 +134,13 @@ void Collector_t::collect() {
 
 void Collector_t::connect() {
     client_ = std::make_unique<SesClient_t>(options_.directory, options_.timeout());
+    client_->whileWaiting = [this] {
+        hear();
+        requireAdapter();
+    };
     note_.reset();
     ears_.clear();
+    knowPresence(std::nullopt);
     const Deadline_t deadline = Clock_t::now() + options_.timeout();
     if (options_.eventManager) {
         ears_.push_back(std::make_unique<SwitchConnection_t>(options_.directory, "eventlog", deadline));
@@ -172,6 +177,11 @@ void Collector_t::heard(const Message_t& message) {
         note_ = header;
         return;
     }
+    if (note_ && header.requestor == MMSG_E_EPID_MSMMP) {
+        note_.reset();
+        knowPresence(header.general_use1 != 0U);
+        return;
+    }
     Report_t report{millisNow(), 0, 0, message};
     if (note_) {
         const std::uint64_t micros = std::uint64_t{note_->timestamp.high} << 32 | U32_t{note_->timestamp.low};
@@ -186,10 +196,26 @@ void Collector_t::heard(const Message_t& message) {
     findings_.push(std::move(report));
 }
 
+void Collector_t::knowPresence(std::optional<bool> isThere) {
+    if (isThere == true && adapterThere_ == false) {
+        nextPoll_ = Clock_t::now();
+    }
+    adapterThere_ = isThere;
+    findings_.push(Presence_t{millisNow(), isThere});
+}
+
+/** The switch keeps questions for an adapter that is away: when it comes it would have to answer all of them. */
+void Collector_t::requireAdapter() const {
+    if (adapterThere_ == false) {
+        throw noAnswerError(NO_ADAPTER);
+    }
+}
+
 void Collector_t::poll() {
     lastPoll_ = Clock_t::now();
     nextPoll_ = lastPoll_ + options_.poll();
     try {
+        requireAdapter();
         const SesReply_t configuration = client_->receiveDiagnostic(1);
         requireGood(configuration, "the request for page 1");
         const SesReply_t status = client_->receiveDiagnostic(2);
@@ -215,6 +241,7 @@ ActionResult_t Collector_t::carryOut(Action_t action) {
         if (!client_) {
             throw noSwitchError("there is no connection to the switch now; try again");
         }
+        requireAdapter();
         ControlPage_t page = controlPageOf(fetchEnclosure(*client_).status);
         want(page, action);
         requireGood(client_->sendDiagnostic(encodeControlPage(page)), "the control page");

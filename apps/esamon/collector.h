@@ -32,6 +32,8 @@ private:
     void wait(Deadline_t until);
     void hear();
     void heard(const Message_t& message);
+    void knowPresence(std::optional<bool> isThere);
+    void requireAdapter() const;
     void poll();
     void actAll();
     ActionResult_t carryOut(Action_t action);
@@ -43,7 +45,8 @@ private:
     std::atomic<bool> stop_ = false;
     std::unique_ptr<SesClient_t> client_;
     std::vector<std::unique_ptr<SwitchConnection_t>> ears_;
-    std::optional<MMCH_t> note_; /**< of the report that follows it */
+    std::optional<MMCH_t> note_;       /**< of the report that follows it */
+    std::optional<bool> adapterThere_; /**< on the switch; nothing where that does not tell */
     Deadline_t nextPoll_{};
     Deadline_t lastPoll_{};
     std::thread thread_;

@@ -1,17 +1,27 @@
 #include "metrics.h"
 
+#include "diagnosis.h"
 #include "render_prometheus.h"
 
-std::string metricsText(const Present_t& present) {
-    const bool isAnswering = present.isAnswering == true && present.enclosure.has_value();
-    std::string text =
-        isAnswering ? prometheusText(*present.enclosure, assessHealth(*present.enclosure)) : prometheusDownText();
+std::string metricsText(const Present_t& present, const MonitorOptions_t& options) {
+    // Before the first question has had its time nothing is known: no esa_up says neither.
+    std::string text;
+    if (present.isAnswering) {
+        const bool isAnswering = *present.isAnswering && present.enclosure.has_value();
+        text =
+            isAnswering ? prometheusText(*present.enclosure, assessHealth(*present.enclosure)) : prometheusDownText();
+    }
     const Millis_t now = millisNow();
     const auto age = [&](Millis_t then) { return static_cast<double>(now - then) / 1000; };
     metricSample(text, "esa_monitor_info", "gauge", "Version of the monitor, and the chassis that it watches.",
                  {{"version", ESAMON_VERSION}, {"chassis", present.chassis.empty() ? "unknown" : present.chassis}}, 1);
+    metricVersion(text, "esa_adapter_info", readAdapterFacts(options.directory).version);
     metricSample(text, "esa_switch_up", "gauge", "Whether there is a connection to the message switch.", {},
                  present.hasSwitch ? 1 : 0);
+    if (present.isConnected) {
+        metricSample(text, "esa_adapter_connected", "gauge", "Whether the switch knows of an adapter.", {},
+                     *present.isConnected ? 1 : 0);
+    }
     if (present.answered != 0) {
         metricSample(text, "esa_answer_age_seconds", "gauge", "Time since the adapter's latest answer.", {},
                      age(present.answered));

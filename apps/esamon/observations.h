@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -21,6 +22,15 @@ struct Failure_t {
     Millis_t time;
     bool hasSwitch;
     std::string text;
+};
+
+/** Why nobody answers while the switch knows of no adapter. */
+inline constexpr const char* NO_ADAPTER = "no adapter is connected to the switch";
+
+/** Whether an adapter is connected to the switch; nothing where the switch does not tell. */
+struct Presence_t {
+    Millis_t time;
+    std::optional<bool> isThere;
 };
 
 /** A message of the adapter to the event manager or to Startup. */
@@ -50,4 +60,4 @@ struct ActionResult_t {
     std::string error;
 };
 
-using Observation_t = std::variant<Pages_t, Failure_t, Report_t, ActionResult_t>;
+using Observation_t = std::variant<Pages_t, Failure_t, Presence_t, Report_t, ActionResult_t>;

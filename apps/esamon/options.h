@@ -16,7 +16,7 @@ struct MonitorOptions_t {
     std::string simulator; /**< control socket of the simulated enclosure; empty: a real one */
     std::string chassis;   /**< name; empty: what events and the numbers of elements tell */
     double pollSeconds = 10;
-    double timeoutSeconds = 5;
+    double timeoutSeconds = 10;
     unsigned maxMegabytes = 256; /**< of the database */
     bool eventManager = false;   /**< take the places of event manager and Startup on the switch */
 

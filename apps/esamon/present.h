@@ -15,6 +15,7 @@ struct Present_t {
     Millis_t answered = 0;                /**< when that came */
     Millis_t polled = 0;                  /**< when the adapter was last asked, answer or not */
     std::optional<bool> isAnswering;      /**< nothing before the first poll */
+    std::optional<bool> isConnected;      /**< the adapter, to the switch; nothing where that does not tell */
     bool hasSwitch = false;
     std::string error;   /**< why there was no answer */
     std::string chassis; /**< name, empty while it is not known */

@@ -197,14 +197,35 @@ void Recorder_t::take(const Pages_t& pages) {
 }
 
 void Recorder_t::take(const Failure_t& failure) {
-    const bool isNews = present_.isAnswering != false || present_.hasSwitch != failure.hasSwitch;
     ++present_.failedPolls;
     present_.polled = failure.time;
+    if (!failure.hasSwitch) {
+        present_.isConnected = false;
+    }
+    noteLoss(failure.time, failure.hasSwitch, failure.text);
+}
+
+void Recorder_t::take(const Presence_t& presence) {
+    present_.isConnected = presence.isThere;
+    if (!presence.isThere) {
+        return;
+    }
+    if (present_.isAnswering == false && !present_.hasSwitch) {
+        record({watchEntry(presence.time, "switch-back", "information", "the switch is back")});
+    }
+    if (!*presence.isThere) {
+        noteLoss(presence.time, true, NO_ADAPTER);
+    }
+    present_.hasSwitch = true;
+}
+
+void Recorder_t::noteLoss(Millis_t time, bool hasSwitch, const std::string& text) {
+    const bool isNews = present_.isAnswering != false || present_.hasSwitch != hasSwitch;
     present_.isAnswering = false;
-    present_.hasSwitch = failure.hasSwitch;
-    present_.error = failure.text;
+    present_.hasSwitch = hasSwitch;
+    present_.error = text;
     if (isNews) {
-        record({watchEntry(failure.time, failure.hasSwitch ? "adapter-lost" : "switch-lost", "error", failure.text)});
+        record({watchEntry(time, hasSwitch ? "adapter-lost" : "switch-lost", "error", text)});
     }
     if (present_.enclosure) {
         hub_.publish("status", presentStatusText(present_, options_));

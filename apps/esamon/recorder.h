@@ -36,9 +36,11 @@ private:
 
     void take(const Pages_t& pages);
     void take(const Failure_t& failure);
+    void take(const Presence_t& presence);
     void take(const Report_t& report);
     void take(const ActionResult_t& result);
 
+    void noteLoss(Millis_t time, bool hasSwitch, const std::string& text);
     bool openStore();
     bool beginStore();
     bool write(const std::function<void(Store_t&)>& change);

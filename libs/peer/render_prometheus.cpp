@@ -146,6 +146,12 @@ void metricSample(std::string& out, const char* name, const char* type, const ch
     out.append(name).append(parts.empty() ? "" : "{" + parts + "}").append(" ").append(number).append("\n");
 }
 
+void metricVersion(std::string& out, const char* name, const std::string& version) {
+    if (!version.empty()) {
+        metricSample(out, name, "gauge", "Version of the program.", {{"version", version}}, 1);
+    }
+}
+
 std::string prometheusDownText() {
     std::string out;
     Metric_t(out, "esa_up", "Whether the enclosure services adapter answered.").sample("", 0);

@@ -15,5 +15,8 @@ std::string prometheusText(const Enclosure_t& enclosure, const Health_t& health)
 void metricSample(std::string& out, const char* name, const char* type, const char* help,
                   const std::vector<std::pair<std::string, std::string>>& labels, double value);
 
+/** Appends a program's version, as "esa_adapter_info" and the like; nothing where it is not known. */
+void metricVersion(std::string& out, const char* name, const std::string& version);
+
 /** What is published when the adapter could not be asked: esa_up 0 and nothing else. */
 std::string prometheusDownText();

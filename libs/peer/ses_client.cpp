@@ -1,5 +1,6 @@
 #include "ses_client.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -12,6 +13,7 @@ namespace {
 constexpr std::size_t COMMAND_MESSAGE_SIZE = sizeof(MMCH_t) + 8;
 // Larger than any page the adapter can fit into a message.
 constexpr U16_t ALLOCATION_LENGTH = MMSG_K_MAX_SIZE;
+constexpr std::chrono::milliseconds WAITING_INTERVAL{200};
 
 Message_t newRequest(U8_t requestor, U8_t operationCode, std::size_t size) {
     Message_t message(size, 0);
@@ -86,9 +88,15 @@ SesReply_t SesClient_t::exchange(Message_t request, const std::string& what, con
     header.handle = ++handle_;
     const Deadline_t deadline = Clock_t::now() + timeout_;
     peer_.connection().send(request);
-    while (const std::optional<Message_t> message = peer_.connection().receive(deadline)) {
-        if (answers(messageHeader(*message), header)) {
+    for (bool isOver = false; !isOver;) {
+        const Deadline_t until = whileWaiting ? std::min(deadline, Clock_t::now() + WAITING_INTERVAL) : deadline;
+        const std::optional<Message_t> message = peer_.connection().receive(until);
+        if (message && answers(messageHeader(*message), header)) {
             return decodeReply(*message);
+        }
+        isOver = !message && until == deadline;
+        if (whileWaiting) {
+            whileWaiting();
         }
     }
     char seconds[32];

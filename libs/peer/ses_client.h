@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 
 #include "switch_client.h"
 
@@ -25,6 +26,9 @@ public:
 
     /** SEND DIAGNOSTIC of `page` in page format; an empty page is sent as an empty parameter list. Throws as above. */
     SesReply_t sendDiagnostic(std::span<const U8_t> page);
+
+    /** Called some times a second while an answer is waited for; what it throws ends the exchange. */
+    std::function<void()> whileWaiting;
 
 private:
     SesReply_t exchange(Message_t request, const std::string& what, const std::string& hint);

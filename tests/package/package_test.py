@@ -192,6 +192,10 @@ class PackageTest(unittest.TestCase):
             stage.folder(stack, "/run/esa")
             run("start", ESA_BUS_SECONDS="0")
             self.assertEqual(f"chassis=quadra\nversion={VERSION}\n", read_at("/run/esa/adapter"))
+            self.assertFalse(os.path.exists("/run/esa-ask"))
+            stage.folder(stack, "/run/esa-ask")
+            run("start", ESA_BUS_SECONDS="0")
+            self.assertEqual(f"chassis=quadra\nversion={VERSION}\n", read_at("/run/esa-ask/adapter"))
             self.assertTrue(os.path.isdir(work))
 
     def test_wrong_chassis_ends_the_service_before_a_block_is_made(self):

@@ -167,7 +167,7 @@ class Enclosure:
         return os.path.join(self.work, name)
 
     def start_adapter(self, stack):
-        self.programs.start(stack, self.path("esa.out"), "esa", self.KEY)
+        self.adapter = self.programs.start(stack, self.path("esa.out"), "esa", self.KEY)
         # The initialisation tests the LEDs for some seconds before the first answer.
         wait_for(lambda: self.programs.run("esactl", "--timeout", "5", "config").returncode == 0, "the adapter's answer")
 

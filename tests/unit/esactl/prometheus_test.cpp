@@ -84,9 +84,17 @@ TEST(Prometheus, TheCheckerSeesWhatIsWrong) {
     EXPECT_NE(formatError(head + "esa_up 1\n# HELP esa_a T.\n# TYPE esa_a gauge\nesa_a 1\n" + head), "");
 }
 
+/** As `esactl --version` tells it: a name and a version. */
+std::string ownVersion(FakeSwitch_t& net) {
+    const std::string text = net.esactl({"--version"}).out;
+    const std::size_t begin = text.find(' ') + 1;
+    return text.substr(begin, text.find_first_of(" \n", begin) - begin);
+}
+
 TEST(Prometheus, TheWholeText) {
     FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
+    std::ofstream(net.directory() + "/adapter") << "chassis=quadra\nversion=9.8.7.6\n";
     const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus"});
     EXPECT_EQ(result.ending.exitCode, 0);
     EXPECT_EQ(result.out, R"(# HELP esa_up Whether the enclosure services adapter answered.
@@ -143,6 +151,13 @@ esa_temperature_limit_celsius{sensor="temp1",limit="low_failure"} 0
 esa_temperature_limit_celsius{sensor="temp1",limit="low_warning"} 1
 esa_temperature_limit_celsius{sensor="temp1",limit="high_warning"} 55
 esa_temperature_limit_celsius{sensor="temp1",limit="high_failure"} 60
+# HELP esa_adapter_info Version of the program.
+# TYPE esa_adapter_info gauge
+esa_adapter_info{version="9.8.7.6"} 1
+# HELP esa_esactl_info Version of the program.
+# TYPE esa_esactl_info gauge
+esa_esactl_info{version=")" + ownVersion(net) +
+                              R"("} 1
 )");
 }
 
