@@ -1,5 +1,6 @@
 """What goes wrong in an enclosure of the fleet, which alerts it has to raise, and whether it did."""
 
+import collections
 import random
 from dataclasses import dataclass, field
 
@@ -23,7 +24,7 @@ class Kind:
     alerts: tuple
     element: str = ""
     waits: int = 0  # seconds for which the rule itself wants to see it
-    after: int = 0  # not before so many seconds: the rule compares with the past
+    most: int = 0  # times in one enclosure, when not 0: more of them are another alert's business
     chassis: tuple = ()  # all, when empty
 
 
@@ -39,8 +40,8 @@ KINDS = [
          chassis=SEVERAL_SENSORS),
     Kind("all sensors at 65 C", ("sensor {all} set 65",), ("sensor {all} ok",),
          (("EsaOverheated", "temp{all}"), ("EsaShutdownRequested", "orderly-shutdown"))),
-    Kind("drive pulled", ("drive {n} pull",), ("drive {n} insert",), (("EsaDriveGone", "slot{n:02}"),), "drive", after=310),
-    Kind("adapter killed", ("kill esa",), ("start esa",), (("EsaNoAnswer", ""),)),
+    Kind("drive pulled", ("drive {n} pull",), ("drive {n} insert",), (("EsaDriveGone", "slot{n:02}"),), "drive"),
+    Kind("adapter killed", ("kill esa",), ("start esa",), (("EsaNoAnswer", ""),), most=2),
     Kind("monitor killed", ("kill esamon",), ("start esamon",), (("EsaMonitorDown", ""),)),
 ]  # fmt: skip
 
@@ -92,8 +93,9 @@ class Life:
     def _throw(self, now):
         of = self.handle
         count = {"fan": of.fans, "psu": of.supplies, "sensor": of.sensors, "drive": 12, "": 1}
-        kind = self.random.choice([kind for kind in KINDS if now - self.begin >= kind.after
-                                   and (not kind.chassis or of.chassis in kind.chassis)])  # fmt: skip
+        times = collections.Counter(fault.kind.what for fault in self.faults)
+        kind = self.random.choice([kind for kind in KINDS if (not kind.chassis or of.chassis in kind.chassis)
+                                   and (not kind.most or times[kind.what] < kind.most)])  # fmt: skip
         # Held for longer than its alerts may take.
         until = now + LIMIT + kind.waits + self.random.uniform(5, 40)
         self.fault = Fault(kind, self.random.randrange(count[kind.element]), of.sensors, now, until)

@@ -1,6 +1,7 @@
 """The figures of a run: printed, and put into docs/quality.md and docs/monitoring.md."""
 
 import collections
+import math
 import os
 import statistics
 import time
@@ -66,7 +67,7 @@ def _quality(lives, measure, options, failed, false):
     total = sum(len(one.faults) for one in lives)
     text = [f"{options.enclosures} enclosures, faults for {options.minutes:g} minutes, seed {options.seed}: {total} faults, "
             f"{total - failed} alerted within {2 * INTERVAL} s and resolved; {false} false alerts. Where a rule waits for two "
-            f"minutes, they are not counted. The machine's load was {os.getloadavg()[1]:.0f} at the end.", "",
+            f"minutes, they are not counted. The machine's load was {os.getloadavg()[1]:.1f} at the end.", "",
             "| Fault | times | alerted after: median | longest | resolved after: longest | failed |", "|---|---|---|---|---|---|",
             *_faults(lives), "", f"In the middle of the enclosures, over {measure.seconds / 60:.0f} minutes:", "",
             "| Program | of a processor | resident | of its own |", "|---|---|---|---|"]  # fmt: skip
@@ -94,8 +95,21 @@ def _many(measure, length, options):
             ("of the time in rules", f"{100 * rules:.1f} %", f"{100 * rules * times:.0f} %"),
             (f"chunks on the disk for {KEPT_DAYS} days, {measure.sample_bytes:.2f} bytes a sample",
              f"{disk / times / 1e9:.1f} GB", f"{disk / 1e9:.0f} GB")]  # fmt: skip
-    return "\n".join([f"| Prometheus | {options.enclosures} enclosures, measured | {MANY}, in proportion |", "|---|---|---|",
-                      *(" | ".join(("| " + row[0], *row[1:])) + " |" for row in rows)])  # fmt: skip
+    memory = (measure.server.empty_bytes + grown * times) / 1e9
+    text = [f"| Prometheus | {options.enclosures} enclosures, measured | {MANY}, in proportion |", "|---|---|---|",
+            *(" | ".join(("| " + row[0], *row[1:])) + " |" for row in rows), "",
+            f"Measured over {measure.seconds / 60:.0f} minutes; the machine's load was {os.getloadavg()[1]:.1f} at the end. Time in "
+            f"rules is by the clock. {MANY} enclosures thus need about {math.ceil(memory)} GB of memory, {cpu * times:.1f} processors "
+            f"and {disk / 1e9:.0f} GB of disk with the index to come on top. {_servers(rules * times)}"]  # fmt: skip
+    return "\n".join(text)
+
+
+def _servers(share):
+    """What follows from the share of the time that all rules would take, one after another as a server looks at them."""
+    if share < 1:
+        return "One server looks at all their rules in the time that it has."
+    return (f"Their rules would take {share:.1f} times the time that one server has: they are shared among {math.ceil(share)}, "
+            "or looked at less often.")  # fmt: skip
 
 
 def _put(page, text):
