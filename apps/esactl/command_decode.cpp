@@ -162,11 +162,14 @@ void addIndented(Lines_t& all, const std::string& head, const Lines_t& lines) {
     }
 }
 
+/** Nothing when no line is a record. */
 Lines_t eventLogLines(std::istream& file) {
     Lines_t all;
+    bool isLog = false;
     MessageReaderInWords_t messages;
     for (std::string line; std::getline(file, line);) {
         const json record = json::parse(line, nullptr, false);
+        isLog = isLog || (record.is_object() && record.contains("evId"));
         if (record.is_object()) {
             const Millis_t time = record.value("time", std::int64_t{0}) * 1000;
             addIndented(all, millisText(time) + " ", recordLines(record, messages));
@@ -174,7 +177,7 @@ Lines_t eventLogLines(std::istream& file) {
             all.emplace_back("a line that is cut or damaged");
         }
     }
-    return all;
+    return isLog ? all : Lines_t{};
 }
 
 /** The bytes of a line "0x50000000: 0001020304050607 08", appended; false for any other line. */
@@ -189,9 +192,29 @@ bool takeDumpLine(const std::string& line, Bytes_t& bytes) {
     return parseHex(digits, &bytes);
 }
 
-/** Dumps in words; all else of a trace log is words already, and stays. */
+/** Whether it begins as every line of a trace does, with the time: "Nov 21 02:33:11  ". */
+bool isTraceLine(const std::string& line) {
+    constexpr std::string_view FORM = "Aaa 00 00:00:00  ";
+    const auto fits = [](char form, char c) {
+        switch (form) {
+        case 'A':
+            return c >= 'A' && c <= 'Z';
+        case 'a':
+            return c >= 'a' && c <= 'z';
+        case '0':
+            return (c >= '0' && c <= '9') || c == ' ';
+        default:
+            return c == form;
+        }
+    };
+    return line.size() > FORM.size() &&
+           std::equal(FORM.begin(), FORM.end(), line.begin(), [&](char form, char c) { return fits(form, c); });
+}
+
+/** Dumps in words; all else of a trace log is words already, and stays. Nothing when no line is a trace's. */
 Lines_t traceLines(std::istream& file) {
     Lines_t all;
+    bool isLog = false;
     MessageReaderInWords_t messages;
     Bytes_t bytes;
     const auto finish = [&] {
@@ -203,13 +226,15 @@ Lines_t traceLines(std::istream& file) {
         }
     };
     for (std::string line; std::getline(file, line);) {
-        if (!takeDumpLine(line, bytes)) {
+        const bool isDump = takeDumpLine(line, bytes);
+        isLog = isLog || isDump || isTraceLine(line);
+        if (!isDump) {
             finish();
             all.push_back(line);
         }
     }
     finish();
-    return all;
+    return isLog ? all : Lines_t{};
 }
 
 } // namespace
@@ -226,7 +251,9 @@ int decodeCommand(const Options_t& options) {
     const bool isEventLog = (file >> std::ws).peek() == '{';
     const Lines_t lines = isEventLog ? eventLogLines(file) : traceLines(file);
     if (lines.empty()) {
-        throw usageError("'" + options.file + "' is empty");
+        throw usageError("'" + options.file + "' holds no " +
+                         (isEventLog ? "record of an event log" : "line of a trace log") +
+                         "; give an event log (altevents.jsonl) or a trace log (esa_01.log)");
     }
     printLines(lines);
     return 0;

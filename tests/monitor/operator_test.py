@@ -1,6 +1,7 @@
 """esactl's words of the past, its bundle, its decoder; and its standard pages as Debian's own decoder reads them."""
 
 import json
+import os
 import re
 import subprocess
 import sys
@@ -12,6 +13,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parent))
 from place import EnclosureTest, stage
 from client import validated
 
+TOKEN = "0123456789abcdef-token"
 ELEMENT_TYPES = {"Device slot": "drives", "Power supply": "power_supplies", "Cooling": "fans",
                  "Temperature sensor": "temperatures", "Audible alarm": "alarms"}
 
@@ -34,7 +36,9 @@ def elements(text):
 class OperatorTest(EnclosureTest):
     def test_the_past_in_words_and_in_one_file(self):
         self.start_enclosure()
-        self.start_monitor()
+        tokens = self.write("tokens", f"anna {TOKEN}\n")
+        os.chmod(tokens, 0o600)
+        self.start_monitor("--token-file", tokens)
         self.wait_answer()
         self.enclosure.simulator("fan 1 stall")
         stage.wait_for(lambda: self.client.events("?type=fan-fault-status"), "the fan's event")
@@ -59,6 +63,8 @@ class OperatorTest(EnclosureTest):
                                   "parameters.json"}, names)
             events = json.load(archive.extractfile("esa-bundle/events.json"))
             self.assertIn("fan-fault-status", {entry["name"] for entry in validated(events)["events"]})
+            for member in archive.getmembers():
+                self.assertNotIn(TOKEN.encode(), archive.extractfile(member).read(), member.name)
 
     def test_without_a_monitor_it_says_so(self):
         self.start_enclosure()
@@ -93,7 +99,14 @@ Nov 21 02:33:11  esaReceive:1:  esaMMSG =
     warning: drive fault LED on: slot03
 and on
 """)
-        self.assertEqual(self.esactl("decode", self.path("none")).returncode, 1)
+        for name, text, wrong in (("none", None, "cannot read "), ("empty", "", "holds no line of a trace log"),
+                                  ("letter", "Dear all,\nNov 21 is the day.\n", "holds no line of a trace log"),
+                                  ("bytes", "\0\1\2" * 1000, "holds no line of a trace log"),
+                                  ("other.jsonl", '{"time": 1}\n{"colour": "red"}\n', "holds no record of an event log")):
+            refused = self.esactl("decode", self.path(name) if text is None else self.write(name, text))
+            self.assertEqual((refused.returncode, refused.stdout, refused.stderr.count("\n")), (1, "", 1), name)
+            self.assertIn(wrong, refused.stderr)
+            self.assertIn("; give an event log (altevents.jsonl) or a trace log (esa_01.log)", refused.stderr)
 
     def standard_and_own(self):
         """The elements as sg_ses reads them, and as esactl does, at one moment."""
