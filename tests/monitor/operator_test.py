@@ -82,7 +82,13 @@ class OperatorTest(EnclosureTest):
                bytes(147) + bytes.fromhex("02030100050500000000000010") + bytes(16) + bytes.fromhex("00000008") + bytes(56))
         log = self.write("altevents.jsonl", "\n".join(
             json.dumps({"time": 1795228391, "evId": number, "evSource": 33, "body": body.hex()})
-            for number, body in ((1, error), (4, led))) + "\nrubbish\n")
+            for number, body in ((1, error), (4, led))) + """
+rubbish
+{"time": 1, "evId": 1, "body": 5}
+{"time": "now", "evId": 1, "body": "00"}
+{"time": 9223372036854775807, "evId": 1, "body": "00"}
+{"time": 1, "evId": 1, "body": "0"}
+""")
         self.assertEqual(self.esactl("decode", log).stdout, """\
 2026-11-21T02:33:11.000Z critical error in esaSendMmsg (apps/esa/core/outgoing.cpp:217)
     message: Socket error: send failed
@@ -90,6 +96,10 @@ class OperatorTest(EnclosureTest):
       message of 300 bytes from esadapter(33): eventmgr log
       warning: drive fault LED on: slot03
 a line that is cut or damaged
+a line that is no record of the event log
+a line that is no record of the event log
+a line that is no record of the event log
+a line that is no record of the event log
 """)
         dump = "".join(f"0x{0x50000000 + at:08x}: {led[at:at + 16].hex()}\n" for at in range(0, len(led), 16))
         trace = self.write("esa_01.log", "Nov 21 02:33:11  esaReceive:1:  esaMMSG =\n" + dump + "and on\n")
