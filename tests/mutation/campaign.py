@@ -12,6 +12,9 @@ from pathlib import Path
 from tree import NUMBERS, ROOT, run
 from workers import Worker, filter_of
 
+# The first look of a program at a change: it plays few of its random lives, and shows no shortest one that differs.
+QUICK = {"ESA_LIVES": "3"}
+QUICK_SHARE = 0.1
 # Wall time allowed beside the processor time: tests that wait are no longer at it when the machine is busy.
 PATIENCE = 8
 
@@ -41,7 +44,7 @@ class Campaign:
     def learn(self):
         """Runs every test once: how long it takes, and which changes it comes by."""
         self.tests = self.tree.tests()
-        digests = {}
+        digests, product = {}, self.tree.product_digest()
         for test in self.tests:
             program = test["command"][0]
             if program not in digests:
@@ -50,7 +53,7 @@ class Campaign:
         saved = self.tree.place / "tests.json"
         known = json.loads(saved.read_text(encoding="utf-8")) if saved.exists() else {}
         numbering = hashlib.sha256(repr([(s.path, s.function_numbers) for s in self.tree.sources.values()]).encode())
-        numbering = numbering.hexdigest()[:16]
+        numbering = numbering.hexdigest()[:16] + product
         new = [test for test in self.tests if known.get(test["name"], {}).get("key") != test["digest"] + numbering]
         self.say(f"{len(self.tests)} tests, {len(new)} of them to run without a change")
         self.in_parallel(new, lambda worker, test, index: self.learn_one(worker, test, index, known, numbering))
@@ -104,7 +107,9 @@ class Campaign:
                 self.known[entry["key"]] = entry
 
     def digest_of(self, tests):
-        return hashlib.sha256(" ".join(sorted({test["digest"] for test in tests})).encode()).hexdigest()[:16]
+        """What a change that survives these tests depends on."""
+        text = " ".join([self.tree.product_digest(), *sorted({test["digest"] for test in tests})])
+        return hashlib.sha256(text.encode()).hexdigest()[:16]
 
     def remembered(self, change, tests):
         """The outcome of an earlier run, where nothing that matters has changed since."""
@@ -199,10 +204,14 @@ class Campaign:
 
     def noticed_by(self, worker, change, environment, tests, before=None):
         """The test that notices the change, or None."""
-        for group in self.ordered(change, tests):
+        groups = self.ordered(change, tests)
+        # Random lives, a few of them: most changes are noticed at once.
+        lives = [[test for test in group if "RandomLives" in test["name"]] for group in groups]
+        rounds = [(group, environment | QUICK, QUICK_SHARE) for group in lives if self.has_lives(group)]
+        for group, variables, share in rounds + [(group, environment, 1) for group in groups]:
             if before is not None and not before(group[0]):
                 return None
-            noticed = self.group_notices(worker, environment, group)
+            noticed = self.group_notices(worker, variables, group, share)
             key = (change.path, self.group_name(group))
             with self.lock:
                 self.tries[key] += 1
@@ -211,14 +220,19 @@ class Campaign:
                 return noticed
         return None
 
-    def group_notices(self, worker, environment, group):
+    def has_lives(self, group):
+        return len(group) > 1 and "lives" in self.group_name(group)
+
+    def group_notices(self, worker, environment, group, share):
         """The test of the group that notices; one that failed among others has to fail alone as well."""
         if len(group) > 1:
-            cpu, wall = allowed(seconds_of(group, "cpu"), seconds_of(group, "seconds"))
+            cpu, wall = allowed(share * seconds_of(group, "cpu"), share * seconds_of(group, "seconds"))
             answer = worker.several(group, environment, cpu, wall)
             if answer["outcome"] == "passed":
                 return None
             group = sorted(group, key=lambda test: filter_of(test) != answer["suspect"])
+            if self.has_lives(group) and answer["outcome"] == "failed":
+                return group[0]["name"]  # nothing but the life decides
         for test in group:
             cpu, wall = allowed(test["cpu"], test["seconds"])
             answer = worker.test(test, environment, cpu, wall)
@@ -230,7 +244,7 @@ class Campaign:
 
     def attempt(self, worker, change, _index):
         tests = self.tests_for(change)
-        noticed = self.noticed_by(worker, change, {"ESA_MUTANT": str(change.number)}, tests)
+        noticed = self.noticed_by(worker, change, {"ESA_MUTANT": str(change.number), "ESA_SHRINK": "0"}, tests)
         self.finish(change, "killed" if noticed else "survived", tests, noticed)
 
     def finish(self, change, outcome, tests, by=None):
@@ -295,7 +309,7 @@ class Campaign:
                             file.write(f"{change.path}:{change.row} {change.shown}\n{answer['output']}\n")
                 return not invalid
 
-            noticed = self.noticed_by(worker, change, {}, tests, build)
+            noticed = self.noticed_by(worker, change, {"ESA_SHRINK": "0"}, tests, build)
             self.finish(change, "killed" if noticed else "invalid" if invalid else "survived", tests, noticed)
         worker.ask({"write": place, "text": self.tree.instrumented(source)})
 

@@ -199,7 +199,8 @@ class Finder:
         if span is None or self.source.text[span[0]] != "{":
             return context
         head = self.source.text[node.extent.start.offset : span[0]]
-        constant = re.search(r"\b(constexpr|consteval)\b", head) is not None
+        # The compiler looks into a lambda of a constexpr function as well.
+        constant = context.switch == "ESA_MC" or re.search(r"\b(constexpr|consteval)\b", head) is not None
         self.source.functions.append((span[0] + 1, constant))
         return Context(len(self.source.functions) - 1, span[1], "ESA_MC" if constant else "ESA_M")
 
@@ -215,7 +216,9 @@ class Finder:
         loop = False
         if node.kind in LOOPS:
             loop = self.loose_span(child) is not None and self.loose_span(child) == self.condition_of(node)
-        return replace(context, fixed=fixed, loop_condition=loop)
+        # What a member has by default may be wanted in a constexpr function.
+        switch = "ESA_MC" if node.kind == Kind.FIELD_DECL else context.switch
+        return replace(context, fixed=fixed, loop_condition=loop, switch=switch)
 
     def name_end(self, node):
         return node.location.offset + len(node.spelling)
@@ -557,7 +560,25 @@ class Finder:
                 return
         semantic = node.semantic_parent
         if semantic is not None and node.kind == Kind.VAR_DECL:
-            self.add("made static", (start, start), "static ", context, [], f"made static: {flat(self.text(self.span(node)))[:100]}")
+            shown = f"made static: {flat(self.text(self.span(node)))[:100]}"
+            self.add("made static", (start, start), "static ", context, self.kept(node, head, context), shown)
+
+    def kept(self, node, head, context):
+        """Edits that keep a local from one pass of its scope to the next; none where only the word can."""
+        text, end = self.source.text, node.extent.end.offset
+        start, kind = node.extent.start.offset, node.type.get_canonical()
+        behind = re.match(r"\s*;", text[end:])
+        name = kind.spelling.replace("(anonymous namespace)::", "")
+        if not behind or text[:start].rstrip()[-1:] not in "{};" or context.switch != "ESA_M" or not kind.is_pod():
+            return []
+        stop = end + behind.end()
+        keeper = f"EsaKeeper<{SWITCH},decltype({node.spelling})>esaKeeper{SWITCH}({node.spelling});"
+        edits = [Insertion(stop, keeper, False, start)]
+        value = re.match(r"\s*=\s*(?!\s|\{)", text[self.name_end(node) :])
+        if value and kind.kind != TypeKind.CONSTANTARRAY and "(" not in name:
+            # Not asked for a second time either: the asking may be what does something.
+            return around(self.name_end(node) + value.end(), end, f"esaKept<{SWITCH},{name}>([&]()->{name}" + "{return ", ";})") + edits
+        return [] if kind.is_const_qualified() or re.search(r"\bconst\b", head) and "*" not in head else edits
 
 
 HANDLERS = {

@@ -8,7 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
+#include <type_traits>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -66,6 +68,46 @@ inline int esaOrder(int first, unsigned long pairs, int place) {
     }
     return place;
 }
+
+/** Where a local that has become static is kept; of plain types only. */
+template <int ID, typename T>
+struct EsaPlace {
+    inline static bool filled;
+    alignas(T) inline static unsigned char bytes[sizeof(T)];
+};
+
+/** What a local begins with. */
+template <int ID, typename T, typename Make>
+T esaKept(Make make) {
+    using Plain = std::remove_cv_t<T>;
+    if (!esaIsMutant(ID) || !EsaPlace<ID, Plain>::filled) {
+        return make();
+    }
+    Plain value;
+    std::memcpy(&value, EsaPlace<ID, Plain>::bytes, sizeof value);
+    return value;
+}
+
+/** Gives a local what it had when its scope was left for the last time. */
+template <int ID, typename T>
+struct EsaKeeper {
+    using Plain = std::remove_cv_t<T>;
+    T& kept;
+
+    explicit EsaKeeper(T& local) : kept(local) {
+        if constexpr (!std::is_const_v<std::remove_all_extents_t<T>>) {
+            if (esaIsMutant(ID) && EsaPlace<ID, Plain>::filled) {
+                std::memcpy(&local, EsaPlace<ID, Plain>::bytes, sizeof local);
+            }
+        }
+    }
+    ~EsaKeeper() {
+        if (esaMutant == ID) {
+            std::memcpy(EsaPlace<ID, Plain>::bytes, &kept, sizeof kept);
+            EsaPlace<ID, Plain>::filled = true;
+        }
+    }
+};
 
 /** In constexpr functions: what is computed at compile time is computed unchanged. */
 constexpr bool esaIsMutantAtRunTime(int id) {

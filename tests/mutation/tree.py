@@ -3,6 +3,7 @@
 import concurrent.futures
 import hashlib
 import json
+import os
 import pickle
 import re
 import shlex
@@ -21,7 +22,10 @@ FLAGS = "-w -fpermissive -Wno-narrowing"
 NUMBERS = 1 << 16
 # What decides which changes there are, and what they do.
 TOOLS = {f"tests/mutation/{name}" for name in ("changes.py", "effects.py", "finder.py", "kinds.py", "switch.h")}
-ERROR = re.compile(r"^(?P<file>[^\s:][^:\s]*):(?P<row>\d+):\d+: (?P<kind>error|note): (?P<text>.*)$", re.M)
+# How often to compile before giving up; how long only the change that has the wrong type is taken back, not its line.
+ATTEMPTS, PATIENT_ATTEMPTS = 40, 10
+WRONG_TYPE = re.compile(r"invalid operands|no matching|no match for|convert|conversion|invalid type|void value|conditional")
+ERROR = re.compile(r"^(?P<file>[^\s:][^:\s]*):(?P<row>\d+):(?P<column>\d+): (?P<kind>error|note): (?P<text>.*)$", re.M)
 NOT_CONSTANT = re.compile(r"was not (?:declared|initialized)|is not (?:usable|a constant)|not 'constexpr'")
 
 
@@ -55,14 +59,15 @@ def find_in(arguments):
     if errors:
         raise BuildError(f"{file} is not understood: {errors[0]}")
     finder.walk_unit(unit, lambda name: str(Path(name).relative_to(ROOT)) if name.startswith(prefixes) else None)
-    return sources
+    names = {str(Path(inclusion.include.name).resolve()) for inclusion in unit.get_includes()} | {file}
+    return sources, sorted(name.removeprefix(f"{ROOT}/") for name in names if name.startswith(f"{ROOT}/"))
 
 
 class Tree:
     """The instrumented copy for one target in `place`."""
 
-    def __init__(self, place, folders, jobs):
-        self.place, self.folders, self.jobs = place, folders, jobs
+    def __init__(self, place, folders, testers, jobs):
+        self.place, self.folders, self.testers, self.jobs = place, folders, testers, jobs
         self.source, self.build = place / "source", place / "build"
         self.sources = {}
         self.kept_constants = set()  # (path, start) of constants that have to stay constexpr
@@ -107,7 +112,8 @@ class Tree:
 
     def configure(self):
         result = run(["cmake", "-S", str(self.source), "-B", str(self.build), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
-                      "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -DNDEBUG", f"-DCMAKE_CXX_FLAGS={FLAGS}"])  # fmt: skip
+                      "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -DNDEBUG", f"-DCMAKE_CXX_FLAGS={FLAGS}", "-DESA_UNITY_TESTS=ON",
+                      "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON"])  # fmt: skip
         if result.returncode != 0:
             raise BuildError(f"the instrumented tree cannot be configured:\n{result.stderr[-2000:]}")
         self.commands = json.loads((self.build / "compile_commands.json").read_text(encoding="utf-8"))
@@ -121,25 +127,44 @@ class Tree:
             known, sources, constants = pickle.loads(saved.read_bytes())
             if known == digest:
                 self.sources, self.kept_constants, self.found = sources, constants, digest
+                self.included = {name: unit[1] for name, unit in
+                                 pickle.loads((self.place / "units.pickle").read_bytes()).items()}  # fmt: skip
                 self.strip_constants()
                 self.number()
                 return
-        units = []
+        units = {}
         for entry in self.commands:
             name = entry["file"].removeprefix(f"{self.source}/")
             if self.is_instrumented(name):
                 words = [word.replace(str(self.source), str(ROOT)) for word in shlex.split(entry["command"])]
-                units.append((str(ROOT / name), [w for w in words if w.startswith(("-I", "-D", "-std"))]
-                              + [part for i, w in enumerate(words) if w == "-isystem" for part in words[i : i + 2]],
-                              self.folders))  # fmt: skip
-        with concurrent.futures.ProcessPoolExecutor(self.jobs) as pool:
-            for sources in pool.map(find_in, dict((unit[0], unit) for unit in units).values()):
-                for path, source in sources.items():
-                    self.sources.setdefault(path, source)
+                units[name] = (str(ROOT / name), [w for w in words if w.startswith(("-I", "-D", "-std"))]
+                               + [part for i, w in enumerate(words) if w == "-isystem" for part in words[i : i + 2]],
+                               self.folders)  # fmt: skip
+        for sources in self.found_in(units):
+            for path, source in sources.items():
+                self.sources.setdefault(path, source)
         self.found = digest
         self.recall()
         self.number()
         self.save()
+
+    def found_in(self, units):
+        """What each unit holds; as an earlier run found it, where nothing that the unit includes has changed."""
+        saved = self.place / "units.pickle"
+        known = pickle.loads(saved.read_bytes()) if saved.exists() else {}
+
+        def key(unit, names):
+            wanted = set(names)
+            return repr(unit) + self.tools + self.digest(lambda name: name in wanted)
+
+        new = [name for name, unit in units.items() if name not in known or known[name][0] != key(unit, known[name][1])]
+        with concurrent.futures.ProcessPoolExecutor(self.jobs) as pool:
+            for name, (sources, names) in zip(new, pool.map(find_in, [units[name] for name in new])):
+                known[name] = (key(units[name], names), names, sources)
+        saved.write_bytes(pickle.dumps({name: known[name] for name in units}))
+        self.included = {name: known[name][1] for name in units}
+        # Not the objects that are kept: switches are taken out of those that are returned.
+        return [pickle.loads(pickle.dumps(known[name][2])) for name in units]
 
     def recall(self):
         """What an earlier run has learned about sources that have not changed since."""
@@ -222,45 +247,88 @@ class Tree:
         return weave(change.apply(source.text), insertions)
 
     def write(self):
+        """Writes what has changed; its names."""
+        changed = set()
         for source in self.sources.values():
-            write_if_changed(self.source / source.path, self.instrumented(source).encode())
+            target, data = self.source / source.path, self.instrumented(source).encode()
+            if not target.exists() or target.read_bytes() != data:
+                write_if_changed(target, data)
+                changed.add(source.path)
+        return changed
 
     def compile(self, say):
         """Builds, and takes back every switch that the language does not allow where it stands."""
-        objects = [re.search(r" -o (\S+)", entry["command"]).group(1) for entry in self.commands
-                   if self.is_instrumented(entry["file"].removeprefix(f"{self.source}/"))]  # fmt: skip
-        # First the sources themselves: their faults need not wait for all tests.
-        self.compile_targets(objects, say)
-        self.compile_targets(self.programs(), say)
-
-    def compile_targets(self, targets, say):
-        for attempt in range(30):
+        self.check(say)
+        for attempt in range(ATTEMPTS):
             self.write()
-            result = run(["ninja", "-C", str(self.build), "-j", str(self.jobs), "-k", "0", *targets])
+            result = run(["ninja", "-C", str(self.build), "-j", str(self.jobs), "-k", "0", *self.programs()])
             if result.returncode == 0:
                 return
             (self.place / "build.log").write_text(result.stdout, encoding="utf-8")
-            taken = self.take_back(result.stdout)
-            self.save()
-            say(f"built, attempt {attempt + 1}: {taken} places cannot be switched")
-            if not taken:
-                raise BuildError("the instrumented tree does not compile:\n" + "\n".join(
-                    match.group() for match in list(ERROR.finditer(result.stdout))[:20]) + result.stdout[-1500:])  # fmt: skip
+            self.mend(result.stdout, attempt, say)
         raise BuildError("the instrumented tree does not compile")
 
-    def take_back(self, output):
+    def check(self, say):
+        """The same for the sources by themselves, without making anything of them: that takes a tenth of the time."""
+        commands, waiting = self.checks(), None
+        for attempt in range(ATTEMPTS):
+            changed = self.write()
+            if waiting is None:
+                waiting = set(commands)
+            else:
+                waiting |= {name for name in commands if not changed.isdisjoint(self.included[name])}
+            with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
+                results = list(pool.map(lambda name: run(commands[name], cwd=self.build), sorted(waiting)))
+            waiting = {name for name, result in zip(sorted(waiting), results) if result.returncode != 0}
+            if not waiting:
+                return
+            self.mend("\n".join(result.stderr for result in results), attempt, say)
+        raise BuildError("the instrumented sources do not compile")
+
+    def checks(self):
+        """For each instrumented source a command that only tells its errors."""
+        found = {}
+        for entry in self.commands:
+            name = entry["file"].removeprefix(f"{self.source}/")
+            if self.is_instrumented(name):
+                words = shlex.split(entry["command"])
+                words = words[1:] if words[0].endswith("ccache") else words
+                found[name] = [*(word for i, word in enumerate(words) if word not in ("-MD", "-MF", "-MT", "-o")
+                                 and words[i - 1] not in ("-MF", "-MT", "-o")), "-fsyntax-only"]  # fmt: skip
+        return found
+
+    def mend(self, output, attempt, say):
+        taken = self.take_back(output, attempt)
+        self.save()
+        say(f"compiled, attempt {attempt + 1}: {taken} places cannot be switched")
+        if not taken:
+            raise BuildError("the instrumented tree does not compile:\n" + "\n".join(
+                match.group() for match in list(ERROR.finditer(output))[:20]) + output[-1500:])  # fmt: skip
+
+    def take_back(self, output, attempt):
         taken = 0
         for match in ERROR.finditer(output):
-            path = match.group("file")
+            path = os.path.normpath(self.build / match.group("file"))
             source = self.sources.get(path.removeprefix(f"{self.source}/"))
             row, text = int(match.group("row")), match.group("text")
             if match.group("kind") == "note" and NOT_CONSTANT.search(text):
                 taken += source is not None and self.keep_constants(lambda s, c: s is source and s.row(c.start) == row)
             elif source is not None and (match.group("kind") == "error" or "expansion of macro ‘ESA_M" in text):
-                taken += self.take_back_at(source, row)
+                by_type = WRONG_TYPE.search(text) and attempt < PATIENT_ATTEMPTS
+                taken += (self.take_back_before(source, row, int(match.group("column"))) if by_type
+                          else self.take_back_at(source, row))  # fmt: skip
             elif match.group("kind") == "error" and path.startswith(f"{self.source}/"):
                 taken += self.keep_constants_on(Path(path), row)
         return taken
+
+    def take_back_before(self, source, row, column):
+        """The change whose switch is the last one in front of the place that the compiler names."""
+        line = self.instrumented(source).split("\n")[row + 1].encode()[: column + 8].decode(errors="replace")
+        numbers = [int(number) for number in re.findall(r"(?:ESA_MC?\(|esaKept<|EsaKeeper<)(\d+)", line)]
+        named = [change for change in source.changes if change.edits and numbers and change.number == numbers[-1]]
+        for change in named:
+            change.edits = []
+        return bool(named) or self.take_back_at(source, row)
 
     def keep_constants(self, wanted):
         """Leaves constants alone, and with each what it is made of: that has to be constant too."""
@@ -310,6 +378,9 @@ class Tree:
         wanted = [str(self.source / name) for name in self.project if self.is_instrumented(name)]
         listed = run(["ninja", "-C", str(self.build), "-t", "targets", "all"]).stdout
         linked = re.findall(r"^(\S+): CXX_EXECUTABLE_LINKER", listed, re.M)
+        folders = self.folders_of_programs()
+        linked = [program for program in linked
+                  if folders.get(Path(program).name, "").startswith(tuple(self.testers) or "tests/")]  # fmt: skip
         found = []
         for program in linked:
             inputs = set(run(["ninja", "-C", str(self.build), "-t", "inputs", program]).stdout.split("\n"))
@@ -317,29 +388,35 @@ class Tree:
                 found.append(program)
         return found
 
+    def folders_of_programs(self):
+        """Where the sources of each program of the tests are."""
+        places = (re.match(r"(tests/\S+)/CMakeFiles/(\S+?)\.dir/", re.search(r" -o (\S+)", entry["command"]).group(1))
+                  for entry in self.commands)  # fmt: skip
+        return {place.group(2): place.group(1) for place in places if place}
+
     def tests(self):
         """The tests of the built programs: name, command, directory, environment, seconds allowed."""
         listed = run(["ctest", "--test-dir", str(self.build), "--show-only=json-v1"])
         if listed.returncode != 0:
             raise BuildError(f"the tests cannot be listed:\n{listed.stderr[-1000:]}")
         found = []
+        built = set(self.programs())
         for test in json.loads(listed.stdout)["tests"]:
             properties = {item["name"]: item["value"] for item in test.get("properties", [])}
             command = test.get("command", [])
             # What needs something of the machine for itself cannot run beside others: the documents, the package.
             if "RESOURCE_LOCK" in properties or "FIXTURES_REQUIRED" in properties or "FIXTURES_SETUP" in properties:
                 continue
-            if command and Path(command[0]).exists() and command[0].startswith(str(self.build / "tests")):
+            if command and command[0].removeprefix(f"{self.build}/") in built:
                 found.append({"name": test["name"], "command": command, "labels": properties.get("LABELS", []),
                               "directory": properties.get("WORKING_DIRECTORY", str(self.build)),
                               "environment": dict(item.split("=", 1) for item in properties.get("ENVIRONMENT", []))})  # fmt: skip
         return found
 
     def test_digest(self, program):
-        """Changes when what the test program is made of does."""
-        name = Path(program).name
-        files = {entry["file"] for entry in self.commands if f"CMakeFiles/{name}.dir/" in entry["command"]}
-        names = {str(Path(file).relative_to(self.source)) for file in files if file.startswith(str(self.source))}
-        return self.digest(lambda file: file in names or self.is_product(file)
-                           or (file.startswith("tests/") and file.endswith(".h") and "mutation" not in file)
-                           or file.startswith("tests/support/"))  # fmt: skip
+        """Changes when what the test program is made of does, but for the product."""
+        folder = self.folders_of_programs()[Path(program).name]
+        return self.digest(lambda file: file.startswith((f"{folder}/", "tests/support/")))
+
+    def product_digest(self):
+        return self.digest(self.is_product)
