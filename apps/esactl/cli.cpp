@@ -1,6 +1,5 @@
 #include "cli.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 
@@ -82,16 +81,6 @@ int runCommand(Run_t run, const Options_t& options) {
     }
 }
 
-/** Where to read on: the help of the command that the line names, or the program's. */
-std::string helpFor(const std::vector<Command_t>& commands, int argc, const char* const* argv) {
-    for (int i = 1; i < argc; ++i) {
-        if (std::ranges::any_of(commands, [&](const Command_t& command) { return command.line.name == argv[i]; })) {
-            return std::string("; see esactl ") + argv[i] + " --help";
-        }
-    }
-    return "; see esactl --help";
-}
-
 int parseAndRun(int argc, const char* const* argv) {
     Options_t options;
     takeEnvironment(options);
@@ -109,7 +98,7 @@ int parseAndRun(int argc, const char* const* argv) {
         return *result.exitStatus;
     }
     if (!result.error.empty()) {
-        throw usageError(result.error + helpFor(commands, argc, argv));
+        throw usageError(result.error);
     }
     requireKnownChassis(options);
     return runCommand(commands[result.command].run, options);

@@ -96,7 +96,7 @@ int parseAndRun(int argc, const char* const* argv) {
         return *result.exitStatus;
     }
     if (!result.error.empty()) {
-        throw usageError(result.error + "; see esamon --help");
+        throw usageError(result.error);
     }
     if (options.socket == "none" && options.listen == "none") {
         throw usageError("--socket none and --listen none together leave nothing to listen at");

@@ -154,23 +154,6 @@ std::vector<Command_t> allCommands(Options_t& options) {
             setCommand(options),    imageCommand(options), deleteCommand(options)};
 }
 
-/** The command, which comes first. Nothing, when help, the version or a completion is asked for instead. */
-std::string findCommand(const std::vector<Command_t>& commands, int argc, char** argv) {
-    std::string first = argc < 2 ? "" : argv[1];
-    if (first == "-h" || first == "--help" || first == "--version" || first == "--complete") {
-        return "";
-    }
-    std::string known;
-    for (const Command_t& command : commands) {
-        if (command.line.name == first) {
-            return first;
-        }
-        known += (known.empty() ? "" : ", ") + command.line.name;
-    }
-    throw usageError((argc < 2 ? "no command" : "\"" + first + "\" is no command") + ": expected one of " + known +
-                     "; see mpuparams --help");
-}
-
 int runTool(int argc, char** argv) {
     Options_t options;
     const std::vector<Command_t> commands = allCommands(options);
@@ -182,13 +165,12 @@ int runTool(int argc, char** argv) {
     for (const Command_t& command : commands) {
         program.commands.push_back(command.line);
     }
-    const std::string command = findCommand(commands, argc, argv);
     const CliResult_t result = parseCommandLine(program, argc, argv);
     if (result.exitStatus) {
         return *result.exitStatus;
     }
     if (!result.error.empty()) {
-        throw usageError(result.error + "; see mpuparams " + command + " --help");
+        throw usageError(result.error);
     }
     const int status = commands[result.command].run();
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {

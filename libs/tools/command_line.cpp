@@ -95,21 +95,32 @@ std::vector<const CLI::Option*> declare(CLI::App& app, const CliProgram_t& progr
     return own;
 }
 
-/** What is wrong with a line that names no command, or one that does not exist; empty when it names one. */
-std::string unknownCommand(const CliProgram_t& program, const std::vector<std::string>& words) {
-    if (program.commands.empty()) {
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : ", ") + word;
+    }
+    return text;
+}
+
+/** What is wrong with an option that there is none of, or with the command; empty when nothing is. */
+std::string unknownWord(const CliProgram_t& program, const CliPlace_t& place) {
+    if (place.isHelp) {
         return "";
     }
-    const CliPlace_t place = findPlace(program, words);
-    if (place.command != nullptr || place.isHelp) {
+    if (!place.unknownOption.empty()) {
+        return "there is no option '" + place.unknownOption + "'" + (place.isBeforeCommand ? " before the command" : "") +
+               ": expected one of " + joined(optionNames(program, place.isBeforeCommand ? nullptr : place.command));
+    }
+    if (program.commands.empty() || place.command != nullptr) {
         return "";
     }
-    std::string known;
+    std::vector<std::string> known;
     for (const CliCommand_t& command : program.commands) {
-        known += (known.empty() ? "" : ", ") + command.name;
+        known.push_back(command.name);
     }
     return (place.unknown.empty() ? "no command" : "'" + place.unknown + "' is no command") + ": expected one of " +
-           known;
+           joined(known);
 }
 
 void printCompletions(const CliProgram_t& program, const std::vector<std::string>& words) {
@@ -131,8 +142,11 @@ CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* 
         result.exitStatus = 0;
         return result;
     }
-    result.error = unknownCommand(program, std::vector<std::string>(argv + 1, argv + argc));
-    if (!result.error.empty()) {
+    const CliPlace_t place = findPlace(program, std::vector<std::string>(argv + 1, argv + argc));
+    const std::string help =
+        "; see " + program.name + (place.command == nullptr ? "" : " " + place.command->name) + " --help";
+    if (const std::string wrong = unknownWord(program, place); !wrong.empty()) {
+        result.error = wrong + help;
         return result;
     }
     CLI::App app(program.description, program.name);
@@ -143,7 +157,7 @@ CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* 
         if (error.get_exit_code() == 0) {
             result.exitStatus = app.exit(error); // prints it
         } else {
-            result.error = error.what();
+            result.error = error.what() + help;
         }
     }
     for (std::size_t i = 0; i < own.size(); ++i) {

@@ -9,7 +9,7 @@ using Words_t = std::vector<std::string>;
 using OptionList_t = std::vector<const CliOption_t*>;
 
 bool isOption(std::string_view word) {
-    return word.size() > 1 && word.front() == '-';
+    return word.size() > 1 && word.front() == '-' && word != "--";
 }
 
 /** The names of "-k,--key". */
@@ -37,6 +37,11 @@ OptionList_t optionsAt(const CliProgram_t& program, const CliCommand_t* command)
     return all;
 }
 
+/** The option of a word without its value: "-k100" is "-k". */
+std::string optionOf(const std::string& word) {
+    return word.starts_with("--") ? word.substr(0, word.find('=')) : word.substr(0, 2);
+}
+
 const CliOption_t* findOption(const OptionList_t& options, const std::string& name) {
     for (const CliOption_t* option : options) {
         const Words_t names = namesOf(*option);
@@ -54,16 +59,21 @@ void store(const CliOption_t& option, const std::string& value) {
 }
 
 void takeOption(const CliProgram_t& program, CliPlace_t& place, const std::string& word) {
-    place.isHelp = place.isHelp || word == "-h" || word == "--help" || word == "--version";
-    const std::size_t equals = word.find('=');
-    const CliOption_t* const option = findOption(optionsAt(program, place.command), word.substr(0, equals));
+    const bool isHelp = word == "-h" || word == "--help" || (word == "--version" && place.command == nullptr);
+    place.isHelp = place.isHelp || isHelp;
+    const std::string name = optionOf(word);
+    const CliOption_t* const option = findOption(optionsAt(program, place.command), name);
+    if (option == nullptr && !isHelp && place.unknownOption.empty()) {
+        place.unknownOption = name;
+        place.isBeforeCommand = place.command == nullptr && !program.commands.empty();
+    }
     if (option == nullptr || !takesValue(*option)) {
         return;
     }
-    if (equals == std::string::npos) {
+    if (name.size() == word.size()) {
         place.waiting = option;
     } else {
-        store(*option, word.substr(equals + 1));
+        store(*option, word.substr(name.size() + (word[name.size()] == '=' ? 1 : 0)));
     }
 }
 
@@ -161,6 +171,20 @@ void offerArgument(const CliProgram_t& program, const CliPlace_t& place, Offer_t
 }
 
 } // namespace
+
+std::vector<std::string> optionNames(const CliProgram_t& program, const CliCommand_t* command) {
+    Words_t names;
+    for (const CliOption_t* option : optionsAt(program, command)) {
+        if (isOption(option->name)) {
+            names.push_back(namesOf(*option).back());
+        }
+    }
+    names.emplace_back("--help");
+    if (command == nullptr) {
+        names.emplace_back("--version");
+    }
+    return names;
+}
 
 CliPlace_t findPlace(const CliProgram_t& program, const std::vector<std::string>& words) {
     CliPlace_t place;

@@ -53,6 +53,10 @@ TEST(Errors, UsageIsOne) {
     expectError(esactl({"--timeout", "0", "status", "--json"}), 1, "usage", "--timeout");
     expectError(esactl({"--timeout", "soon", "status", "--json"}), 1, "usage", "--timeout");
     expectError(esactl({"status", "--format", "xml", "--json"}), 1, "usage", "{text,json,prometheus}");
+    expectError(esactl({"--bogus", "--json"}), 1, "usage",
+                "there is no option '--bogus' before the command: expected one of --directory, ");
+    expectError(esactl({"led", "3", "--bogus=1", "on", "--json"}), 1, "usage", "there is no option '--bogus': expected one");
+    expectError(esactl({"led", "3", "--bogus=1", "on", "--json"}), 1, "usage", "; see esactl led --help");
     expectError(esactl({"raw", "--json"}), 1, "usage", "raw needs a control page as hex, or --page N");
     expectError(esactl({"raw", "02", "--page", "2", "--json"}), 1, "usage", "not both");
     expectError(esactl({"led", "--json"}), 1, "usage", "SLOTS is required; see esactl led --help");

@@ -189,7 +189,12 @@ TEST_F(SwitchTest, ADirectoryNameTooLongForASocketIsOneLine) {
 TEST_F(SwitchTest, BadArgumentsAreOneLine) {
     RunResult result = run(programCommand("msm"));
     EXPECT_NE(result.ending.exitCode, 0);
-    EXPECT_EQ(result.err, "msm: --directory is required\n");
+    EXPECT_EQ(result.err, "msm: --directory is required; see msm --help\n");
+    result = run(programCommand("msm", {"--bogus=1", "--directory", directory()}));
+    EXPECT_EQ(result.ending.exitCode, 1);
+    EXPECT_EQ(result.err, "msm: there is no option '--bogus': expected one of --directory, --log, --queue, "
+                          "--keep-seconds, --rate, --per-user, --adapter-user, --ask-directory, --quiet, --help, "
+                          "--version; see msm --help\n");
     for (const char* queue : {"0", "-1", "16385", "x"}) {
         result = run(programCommand("msm", {"--directory", directory(), "--queue", queue}));
         EXPECT_NE(result.ending.exitCode, 0) << queue;
