@@ -10,13 +10,18 @@
 
 namespace {
 
+bool isAmong(const std::vector<std::string>& names, const std::string& name) {
+    return std::ranges::find(names, name) != names.end();
+}
+
 void show(const Options_t& options, const Acceptances_t& acceptances) {
     Json_t document = newDocument("esactl.accepted");
     Json_t all = Json_t::array();
     std::vector<std::string> lines;
     for (const Acceptance_t& acceptance : acceptances) {
         lines.push_back(acceptance.text + ": accepted until " + timeTextOf(acceptance.until));
-        all.add(Json_t::object({{"element", acceptance.element},
+        all.add(Json_t::object({{"element", acceptance.elements.front()},
+                                {"elements", acceptance.elements},
                                 {"state", conditionName(acceptance.condition)},
                                 {"text", acceptance.text},
                                 {"until", timeTextOf(acceptance.until)}}));
@@ -38,17 +43,18 @@ Acceptance_t acceptanceOf(const Options_t& options, std::time_t now) {
     const std::time_t until = parseUntil(options.until, now);
     SesClient_t client = connectAdapter(options);
     const Health_t health = assessHealth(askEnclosure(client, options));
-    const auto found = std::ranges::find(health.problems, options.element, &Problem_t::element);
+    const auto found = std::ranges::find_if(
+        health.problems, [&](const Problem_t& problem) { return isAmong(elementsOf(problem), options.element); });
     if (found == health.problems.end()) {
         std::string wrong;
         for (const Problem_t& problem : health.problems) {
             wrong += (wrong.empty() ? (health.problems.size() == 1 ? "; wrong is " : "; wrong are ") : ", ") +
-                     problem.element;
+                     rangeName(elementsOf(problem));
         }
         throw usageError("nothing is wrong with '" + options.element + "'" +
                          (wrong.empty() ? ", nor with anything else" : wrong));
     }
-    return {found->element, found->kind, found->measure, found->condition, until, found->text};
+    return {elementsOf(*found), found->kind, found->measure, found->condition, until, found->text};
 }
 
 } // namespace
@@ -62,7 +68,7 @@ int acceptCommand(const Options_t& options) {
         return 0;
     }
     const std::size_t others = std::erase_if(
-        acceptances, [&](const Acceptance_t& acceptance) { return acceptance.element == options.element; });
+        acceptances, [&](const Acceptance_t& acceptance) { return isAmong(acceptance.elements, options.element); });
     if (!options.revoke) {
         acceptances.push_back(acceptanceOf(options, now));
     } else if (others == 0) {

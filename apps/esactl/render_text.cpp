@@ -100,16 +100,6 @@ void addDrives(std::vector<std::string>& lines, const std::vector<DriveSlot_t>& 
     }
 }
 
-std::string supplyDetail(const PowerSupply_t& supply) {
-    if (!supply.known) {
-        return "";
-    }
-    std::string text = elementStatusName(supply.code);
-    text += supply.acFail ? ", input or voltage failed" : "";
-    text += supplyFailRequested(supply) ? ", fault indication on by command" : "";
-    return text;
-}
-
 std::string fanDetail(const Fan_t& fan) {
     if (!fan.known) {
         return "";
@@ -118,7 +108,9 @@ std::string fanDetail(const Fan_t& fan) {
     if (!fan.rpm) {
         std::snprintf(text, sizeof text, "  no reading  (limit %u RPM)", HEALTH_K_FAN_MINIMUM_RPM);
     } else {
-        std::snprintf(text, sizeof text, "%8u RPM  (limit %u RPM)", *fan.rpm, HEALTH_K_FAN_MINIMUM_RPM);
+        const bool isMarked = fanCondition(fan) == CONDITION_E_FAULT && *fan.rpm >= HEALTH_K_FAN_MINIMUM_RPM;
+        std::snprintf(text, sizeof text, "%8u RPM  (limit %u RPM)%s", *fan.rpm, HEALTH_K_FAN_MINIMUM_RPM,
+                      isMarked ? ", marked faulty" : "");
     }
     return text;
 }
@@ -235,7 +227,10 @@ std::vector<std::string> statusLines(const Enclosure_t& enclosure, const Health_
         lines.push_back(padded("Accepted", LABEL_WIDTH) + accepted.problem.text + " (until " + accepted.until + ")");
     }
     addDrives(lines, status.drives, palette, width);
-    addElements(lines, "Supplies", status.supplies, supplyName, palette, supplyCondition, supplyDetail);
+    addElements(lines, "Supplies", status.supplies, supplyName, palette, supplyCondition,
+                [&](const PowerSupply_t& supply) {
+                    return supply.known ? supplyFault(supply, enclosure.chassis) : std::string();
+                });
     addElements(lines, "Fans", status.fans, fanName, palette, fanCondition, fanDetail);
     addElements(lines, "Temperature", status.sensors, sensorName, palette, sensorCondition, sensorDetail);
     std::string label = "Alarm";

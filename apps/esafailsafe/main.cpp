@@ -71,7 +71,8 @@ int main(int argc, char* argv[]) {
         return EXIT_DONE;
     }
     if (arguments.wantsVersion) {
-        (void)std::printf("esafailsafe %s\n", VersionFullString());
+        (void)std::printf("esafailsafe %d.%d.%d.%d\n", Version.major, Version.minor, Version.maintenance,
+                          Version.build);
         return EXIT_DONE;
     }
     const VORAN_E_CHASSIS_t type = chassisOf(arguments);

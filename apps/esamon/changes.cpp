@@ -32,25 +32,53 @@ const char* severityOf(Condition_e condition) {
     return condition == CONDITION_E_FAULT ? "error" : (condition == CONDITION_E_WARNING ? "warning" : "information");
 }
 
-Entry_t changeEntry(Condition_e before, const ElementState_t& now, const std::string& text, Millis_t time) {
+/** Elements that have changed in the same way, by the same cause. */
+struct Change_t {
+    std::vector<std::string> names;
+    Condition_e before;
+    Condition_e now;
+    const Problem_t* problem; /**< nullptr: nothing is wrong */
+};
+
+Entry_t changeEntry(const Change_t& change, const std::string& text, Millis_t time) {
     Json_t document = newDocument("esamon.change");
     document.set("time", millisText(time));
     document.set("name", "state-change");
-    document.set("severity", severityOf(now.condition));
-    document.set("elements", std::vector<std::string>{now.name});
-    document.set("from", conditionName(before));
-    document.set("to", conditionName(now.condition));
+    document.set("severity", severityOf(change.now));
+    document.set("elements", change.names);
+    document.set("from", conditionName(change.before));
+    document.set("to", conditionName(change.now));
     document.set("text", text);
-    return {0, time, time, 1, "state-change", {now.name}, document.text(-1)};
+    return {0, time, time, 1, "state-change", change.names, document.text(-1)};
 }
 
-std::string changeText(const ElementState_t& now, const Health_t& health) {
-    const auto problem = std::ranges::find(health.problems, now.name, &Problem_t::element);
-    if (problem != health.problems.end()) {
-        return problem->text;
+std::string changeText(const Change_t& change) {
+    if (change.problem != nullptr) {
+        return change.problem->text;
     }
-    const bool isSlot = now.name.starts_with("slot");
-    return now.name + (now.condition != CONDITION_E_ABSENT ? " is ok" : isSlot ? " is empty" : " is not there");
+    const bool isSlot = change.names.front().starts_with("slot");
+    return rangeName(change.names) + (change.names.size() > 1            ? " are ok"
+                                      : change.now != CONDITION_E_ABSENT ? " is ok"
+                                      : isSlot                           ? " is empty"
+                                                                         : " is not there");
+}
+
+bool isSupply(const Change_t& change) {
+    return change.names.front().starts_with("psu");
+}
+
+/** The enclosure tells of its supplies together, of good ones too. */
+bool isOneCause(const Change_t& change, const Change_t& last) {
+    return isSupply(change) && isSupply(last) && last.before == change.before && last.now == change.now &&
+           last.problem == change.problem;
+}
+
+const Problem_t* problemOf(const std::string& name, const Health_t& health) {
+    const auto found = std::ranges::find_if(health.problems, [&](const Problem_t& problem) {
+        const std::vector<std::string> elements = elementsOf(problem);
+        return std::ranges::find(elements, name) != elements.end();
+    });
+    return found == health.problems.end() ? nullptr : &*found;
 }
 
 bool isNews(Condition_e before, Condition_e now) {
@@ -73,20 +101,30 @@ std::vector<Entry_t> causeChange(const Enclosure_t& before, const Enclosure_t& n
     if (before.cause.empty() == now.cause.empty()) {
         return {};
     }
-    const ElementState_t enclosure{"enclosure", causeCondition(now)};
-    return {
-        changeEntry(causeCondition(before), enclosure, now.cause.empty() ? "the enclosure answers" : now.cause, time)};
+    const Change_t change{{"enclosure"}, causeCondition(before), causeCondition(now), nullptr};
+    return {changeEntry(change, now.cause.empty() ? "the enclosure answers" : now.cause, time)};
 }
 
 std::vector<Entry_t> changesBetween(const Enclosure_t& before, const Enclosure_t& now, Millis_t time) {
-    std::vector<Entry_t> changes = causeChange(before, now, time);
+    std::vector<Entry_t> entries = causeChange(before, now, time);
     const std::vector<ElementState_t> statesBefore = statesOf(before.status);
     const std::vector<ElementState_t> states = statesOf(now.status);
     const Health_t health = assessHealth(now);
+    std::vector<Change_t> changes;
     for (std::size_t i = 0; i < states.size() && i < statesBefore.size(); ++i) {
-        if (isNews(statesBefore[i].condition, states[i].condition)) {
-            changes.push_back(changeEntry(statesBefore[i].condition, states[i], changeText(states[i], health), time));
+        const auto& [name, condition] = states[i];
+        if (!isNews(statesBefore[i].condition, condition)) {
+            continue;
+        }
+        Change_t change{{name}, statesBefore[i].condition, condition, problemOf(name, health)};
+        if (!changes.empty() && isOneCause(change, changes.back())) {
+            changes.back().names.push_back(name);
+        } else {
+            changes.push_back(std::move(change));
         }
     }
-    return changes;
+    for (const Change_t& change : changes) {
+        entries.push_back(changeEntry(change, changeText(change), time));
+    }
+    return entries;
 }

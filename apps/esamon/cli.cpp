@@ -14,9 +14,9 @@ namespace {
 constexpr CliRange_t<double> POLL_SECONDS{1, 3600};
 constexpr CliRange_t<double> TIMEOUT_SECONDS{0.1, 60};
 
-std::string defaultDirectory() {
-    const char* const fromEnvironment = std::getenv("ESA_MMSG_DIRECTORY");
-    return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "/run/esa";
+std::string fromEnvironment(const char* name, const std::string& otherwise) {
+    const char* const value = std::getenv(name);
+    return value != nullptr && *value != '\0' ? value : otherwise;
 }
 
 CliOption_t text(const char* name, const char* type, const char* description, std::string& target) {
@@ -57,6 +57,7 @@ std::vector<CliOption_t> optionsOf(MonitorOptions_t& options) {
          .target = &options.simulator,
          .type = "FILE",
          .isFileName = true},
+        text("--state", "DIR", "Directory of what operators have accepted; or ESA_STATE_DIRECTORY", options.state),
         chassis,
         {.name = "--poll",
          .description = "Seconds between two looks at the enclosure",
@@ -84,7 +85,8 @@ std::vector<CliOption_t> optionsOf(MonitorOptions_t& options) {
 
 int parseAndRun(int argc, const char* const* argv) {
     MonitorOptions_t options;
-    options.directory = defaultDirectory();
+    options.directory = fromEnvironment("ESA_MMSG_DIRECTORY", "/run/esa");
+    options.state = fromEnvironment("ESA_STATE_DIRECTORY", options.state);
     const CliProgram_t program{
         .name = "esamon",
         .description = "Watches an enclosure through the message switch: records what happens, and "

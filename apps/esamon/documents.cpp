@@ -20,7 +20,7 @@ Json_t monitorJson(const Present_t& present, const MonitorOptions_t& options) {
 } // namespace
 
 std::string presentStatusText(const Present_t& present, const MonitorOptions_t& options) {
-    Json_t document = statusJson(*present.enclosure, assessHealth(*present.enclosure), millisText(present.answered));
+    Json_t document = statusJson(*present.enclosure, judged(*present.enclosure, options), millisText(present.answered));
     document.set("monitor", monitorJson(present, options));
     return document.text(-1);
 }

@@ -8,8 +8,8 @@ std::string metricsText(const Present_t& present, const MonitorOptions_t& option
     std::string text;
     if (present.isAnswering) {
         const bool isAnswering = *present.isAnswering && present.enclosure.has_value();
-        text =
-            isAnswering ? prometheusText(*present.enclosure, assessHealth(*present.enclosure)) : prometheusDownText();
+        text = isAnswering ? prometheusText(*present.enclosure, judged(*present.enclosure, options))
+                           : prometheusDownText();
     }
     const Millis_t now = millisNow();
     const auto age = [&](Millis_t then) { return static_cast<double>(now - then) / 1000; };

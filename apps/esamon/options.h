@@ -12,9 +12,10 @@ struct MonitorOptions_t {
     std::string listen = "127.0.0.1:9634";                    /**< ADDRESS:PORT; "none": no TCP */
     std::vector<std::string> hosts;                           /**< further names in requests' Host */
     std::string panel = "/usr/share/esa/panel";
-    std::string tokenFile; /**< empty: nothing can be changed */
-    std::string simulator; /**< control socket of the simulated enclosure; empty: a real one */
-    std::string chassis;   /**< name; empty: what events and the numbers of elements tell */
+    std::string tokenFile;              /**< empty: nothing can be changed */
+    std::string simulator;              /**< control socket of the simulated enclosure; empty: a real one */
+    std::string state = "/var/lib/esa"; /**< directory of what operators have accepted */
+    std::string chassis;                /**< name; empty: what events and the numbers of elements tell */
     double pollSeconds = 10;
     double timeoutSeconds = 10;
     unsigned maxMegabytes = 256; /**< of the database */

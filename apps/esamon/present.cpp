@@ -1,5 +1,6 @@
 #include "present.h"
 
+#include "acceptance.h"
 #include "diagnosis.h"
 
 Enclosure_t diagnosed(Enclosure_t enclosure, const Present_t& present, const MonitorOptions_t& options) {
@@ -7,4 +8,8 @@ Enclosure_t diagnosed(Enclosure_t enclosure, const Present_t& present, const Mon
                                .isChosen = !options.chassis.empty()};
     diagnose(enclosure, facts);
     return enclosure;
+}
+
+Health_t judged(const Enclosure_t& enclosure, const MonitorOptions_t& options) {
+    return withAcceptances(assessHealth(enclosure), readAcceptances(options.state), std::time(nullptr));
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "enclosure.h"
+#include "health.h"
 #include "moments.h"
 #include "options.h"
 
@@ -23,6 +24,9 @@ struct Present_t {
     std::uint64_t failedPolls = 0;
     std::map<std::string, std::int64_t> counts; /**< of history's entries with their repeats, by name */
 };
+
+/** The health of now, without what operators have accepted. */
+[[nodiscard]] Health_t judged(const Enclosure_t& enclosure, const MonitorOptions_t& options);
 
 /** The enclosure with its chassis made out and, where nothing answers, the one cause. */
 [[nodiscard]] Enclosure_t diagnosed(Enclosure_t enclosure, const Present_t& present, const MonitorOptions_t& options);

@@ -4,19 +4,39 @@
 #include <charconv>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 
 #include "errors.h"
 #include "replace_file.h"
 
 namespace {
 
+constexpr mode_t EVERYBODY_READS = 0644;
+
 std::string fileIn(const std::string& directory) {
     return directory + "/accepted";
 }
 
+std::string joinedNames(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "" : ",") + name;
+    }
+    return text;
+}
+
+std::vector<std::string> splitNames(const std::string& text) {
+    std::vector<std::string> names;
+    std::istringstream words(text);
+    for (std::string name; std::getline(words, name, ',');) {
+        names.push_back(name);
+    }
+    return names;
+}
+
 std::string lineOf(const Acceptance_t& acceptance) {
     std::ostringstream line;
-    line << acceptance.element << '\t' << acceptance.kind << '\t' << acceptance.measure << '\t'
+    line << joinedNames(acceptance.elements) << '\t' << acceptance.kind << '\t' << acceptance.measure << '\t'
          << static_cast<int>(acceptance.condition) << '\t' << acceptance.until << '\t' << acceptance.text << '\n';
     return line.str();
 }
@@ -29,12 +49,13 @@ bool readNumber(const std::string& text, T& number) {
 
 bool readLine(const std::string& line, Acceptance_t& acceptance) {
     std::istringstream fields(line);
+    std::string elements;
     std::string measure;
     std::string condition;
     std::string until;
     int conditionNumber = 0;
     long long seconds = 0;
-    const bool whole = std::getline(fields, acceptance.element, '\t') && std::getline(fields, acceptance.kind, '\t') &&
+    const bool whole = std::getline(fields, elements, '\t') && std::getline(fields, acceptance.kind, '\t') &&
                        std::getline(fields, measure, '\t') && std::getline(fields, condition, '\t') &&
                        std::getline(fields, until, '\t') && std::getline(fields, acceptance.text);
     if (!whole || !readNumber(measure, acceptance.measure) || !readNumber(condition, conditionNumber) ||
@@ -42,13 +63,20 @@ bool readLine(const std::string& line, Acceptance_t& acceptance) {
         return false;
     }
     acceptance.condition = conditionNumber == CONDITION_E_FAULT ? CONDITION_E_FAULT : CONDITION_E_WARNING;
+    acceptance.elements = splitNames(elements);
+    if (acceptance.elements.empty()) {
+        return false;
+    }
     acceptance.until = static_cast<std::time_t>(seconds);
     return true;
 }
 
 bool covers(const Acceptance_t& acceptance, const Problem_t& problem, std::time_t now) {
-    return acceptance.element == problem.element && acceptance.kind == problem.kind && now < acceptance.until &&
-           problem.condition <= acceptance.condition && problem.measure <= acceptance.measure;
+    const auto isAccepted = [&](const std::string& element) {
+        return std::ranges::find(acceptance.elements, element) != acceptance.elements.end();
+    };
+    return std::ranges::all_of(elementsOf(problem), isAccepted) && acceptance.kind == problem.kind &&
+           now < acceptance.until && problem.condition <= acceptance.condition && problem.measure <= acceptance.measure;
 }
 
 bool readDate(const std::string& text, std::time_t& moment) {
@@ -97,7 +125,7 @@ void writeAcceptances(const std::string& directory, const Acceptances_t& accepta
     for (const Acceptance_t& acceptance : acceptances) {
         text += lineOf(acceptance);
     }
-    const std::string reason = replaceFile(path, text);
+    const std::string reason = replaceFile(path, text, EVERYBODY_READS);
     if (!reason.empty()) {
         throw outputError("cannot write '" + path + "': " + reason +
                           "; name another directory with --state, or join the group that may write there");

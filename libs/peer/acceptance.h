@@ -8,7 +8,7 @@
 #include "health.h"
 
 struct Acceptance_t {
-    std::string element;
+    std::vector<std::string> elements;
     std::string kind;
     int measure = 0;
     Condition_e condition = CONDITION_E_OK;
@@ -21,7 +21,7 @@ using Acceptances_t = std::vector<Acceptance_t>;
 /** What `directory` keeps; nothing where there is no file. Lines that make no sense are passed over. */
 Acceptances_t readAcceptances(const std::string& directory);
 
-/** Replaces what `directory` keeps. Throws ToolError_t "output". */
+/** Replaces what `directory` keeps, for everybody to read: a monitor has to. Throws ToolError_t "output". */
 void writeAcceptances(const std::string& directory, const Acceptances_t& acceptances);
 
 /** The health without the problems that are accepted at `now`: those are in `accepted` instead. */

@@ -20,19 +20,11 @@ Condition_e codeCondition(U8_t code) {
     }
 }
 
-std::string supplyProblem(const PowerSupply_t& supply) {
-    std::string text;
-    const auto add = [&](bool present, const char* what) {
-        if (present) {
-            text += (text.empty() ? "" : ", ") + std::string(what);
-        }
-    };
-    add(supply.code == SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED, "redundancy lost or voltage out of tolerance");
-    add(supply.acFail, "input or voltage failed");
-    add(supply.dcFail, "output failed");
-    add(supply.off, "switched off");
-    add(supplyFailRequested(supply), "fault indication switched on by command");
-    return text.empty() ? "marked faulty" : text;
+const char* notInstalledText(const ChassisFacts_t* chassis) {
+    if (chassis == nullptr) {
+        return "redundancy lost or voltage out of tolerance";
+    }
+    return chassis->watchesRedundancy ? "redundancy lost" : "voltage out of tolerance";
 }
 
 std::string fanProblem(const Fan_t& fan) {
@@ -77,8 +69,28 @@ std::string sensorProblem(const TemperatureSensor_t& sensor) {
 void note(std::vector<Problem_t>& problems, Condition_e condition, Problem_t problem) {
     if (condition == CONDITION_E_WARNING || condition == CONDITION_E_FAULT) {
         problem.condition = condition;
-        problem.text = problem.element + " " + problem.text;
+        problem.text =
+            rangeName(elementsOf(problem)) + (problem.others.empty() ? " " : " together report ") + problem.text;
         problems.push_back(std::move(problem));
+    }
+}
+
+/** One condition of the enclosure stands in every supply's record: told by all, it is one problem. */
+void noteSupplies(std::vector<Problem_t>& problems, const std::vector<PowerSupply_t>& supplies,
+                  const ChassisFacts_t* chassis) {
+    const auto isAsTheFirst = [&](const PowerSupply_t& supply) {
+        return supplyCondition(supply) == supplyCondition(supplies.front()) &&
+               supplyFault(supply, chassis) == supplyFault(supplies.front(), chassis);
+    };
+    const bool areOne = supplies.size() > 1 && std::ranges::all_of(supplies, isAsTheFirst);
+    for (unsigned i = 0; i < (areOne ? 1 : supplies.size()); ++i) {
+        // What is accepted must not depend on whether the chassis was known.
+        Problem_t problem{supplyName(i), CONDITION_E_OK, supplyFault(supplies[i], chassis), false,
+                          supplyFault(supplies[i], nullptr)};
+        for (unsigned other = 1; areOne && other < supplies.size(); ++other) {
+            problem.others.push_back(supplyName(other));
+        }
+        note(problems, supplyCondition(supplies[i]), problem);
     }
 }
 
@@ -156,15 +168,45 @@ bool supplyFailRequested(const PowerSupply_t& supply) {
     return supply.fail && supply.code == SES_E_ELEMENT_STATUS_CODE_OK && !supply.acFail;
 }
 
-Health_t assessHealth(const EnclosureStatus_t& status) {
+std::string supplyFault(const PowerSupply_t& supply, const ChassisFacts_t* chassis) {
+    std::string text;
+    const auto add = [&](bool present, const char* what) {
+        if (present && text != what) {
+            text += (text.empty() ? "" : ", ") + std::string(what);
+        }
+    };
+    const bool isVoltageAlone = chassis != nullptr && !chassis->watchesRedundancy;
+    add(supply.code == SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED, notInstalledText(chassis));
+    add(supply.acFail, isVoltageAlone ? "voltage out of tolerance" : "input or voltage failed");
+    add(supply.dcFail, "output failed");
+    add(supply.off, "switched off");
+    add(supplyFailRequested(supply), "fault indication switched on by command");
+    const Condition_e condition = supplyCondition(supply);
+    const bool isWrong = condition == CONDITION_E_WARNING || condition == CONDITION_E_FAULT;
+    if (!text.empty() || !isWrong) {
+        return text;
+    }
+    return codeCondition(supply.code) == CONDITION_E_OK
+               ? "marked faulty"
+               : std::string("reports status ") + elementStatusName(supply.code);
+}
+
+std::vector<std::string> elementsOf(const Problem_t& problem) {
+    std::vector<std::string> all{problem.element};
+    all.insert(all.end(), problem.others.begin(), problem.others.end());
+    return all;
+}
+
+std::string rangeName(const std::vector<std::string>& elements) {
+    return elements.size() < 2 ? elements.front() : elements.front() + "-" + elements.back();
+}
+
+Health_t assessHealth(const EnclosureStatus_t& status, const ChassisFacts_t* chassis) {
     std::vector<Problem_t> problems;
     forEach(status.drives, [&](unsigned i, const DriveSlot_t& drive) {
         note(problems, driveCondition(drive), {slotName(i), CONDITION_E_OK, "reports a drive fault", false, "fault"});
     });
-    forEach(status.supplies, [&](unsigned i, const PowerSupply_t& supply) {
-        const std::string text = supplyProblem(supply);
-        note(problems, supplyCondition(supply), {supplyName(i), CONDITION_E_OK, text, false, text});
-    });
+    noteSupplies(problems, status.supplies, chassis);
     forEach(status.fans, [&](unsigned i, const Fan_t& fan) {
         note(problems, fanCondition(fan),
              {fanName(i), CONDITION_E_OK, fanProblem(fan), !fan.rpm, fan.rpm ? "slow" : "no-reading", slowness(fan)});
@@ -179,7 +221,7 @@ Health_t assessHealth(const EnclosureStatus_t& status) {
 
 Health_t assessHealth(const Enclosure_t& enclosure) {
     if (enclosure.cause.empty()) {
-        return assessHealth(enclosure.status);
+        return assessHealth(enclosure.status, enclosure.chassis);
     }
     const Condition_e condition = enclosure.causeIsMeant ? CONDITION_E_WARNING : CONDITION_E_FAULT;
     return healthOf({{"enclosure", condition, enclosure.cause, false, enclosure.causeIsMeant ? "none" : "no-answer"}});

@@ -91,11 +91,13 @@ Json_t statusJson(const Enclosure_t& enclosure, const Health_t& health, const st
     document.set("exit_status", health.exitStatus);
     document.set("problems", list(health.problems, [](unsigned, const Problem_t& problem) {
                      return Json_t::object({{"element", problem.element},
+                                            {"elements", elementsOf(problem)},
                                             {"state", conditionName(problem.condition)},
                                             {"text", problem.text}});
                  }));
     document.set("accepted", list(health.accepted, [](unsigned, const Accepted_t& accepted) {
                      return Json_t::object({{"element", accepted.problem.element},
+                                            {"elements", elementsOf(accepted.problem)},
                                             {"state", conditionName(accepted.problem.condition)},
                                             {"text", accepted.problem.text},
                                             {"until", accepted.until}});

@@ -62,7 +62,9 @@ void overallMetrics(std::string& out, const Configuration_t& configuration, cons
     }
     Metric_t accepted(out, "esa_condition_accepted", "Conditions that an operator has accepted: they do not count.");
     for (const Accepted_t& condition : health.accepted) {
-        accepted.sample(label("element", condition.problem.element), 1);
+        for (const std::string& element : elementsOf(condition.problem)) {
+            accepted.sample(label("element", element), 1);
+        }
     }
 }
 

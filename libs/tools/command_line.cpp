@@ -109,8 +109,9 @@ std::string unknownWord(const CliProgram_t& program, const CliPlace_t& place) {
         return "";
     }
     if (!place.unknownOption.empty()) {
-        return "there is no option '" + place.unknownOption + "'" + (place.isBeforeCommand ? " before the command" : "") +
-               ": expected one of " + joined(optionNames(program, place.isBeforeCommand ? nullptr : place.command));
+        return "there is no option '" + place.unknownOption + "'" +
+               (place.isBeforeCommand ? " before the command" : "") + ": expected one of " +
+               joined(optionNames(program, place.isBeforeCommand ? nullptr : place.command));
     }
     if (program.commands.empty() || place.command != nullptr) {
         return "";

@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <optional>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -38,11 +36,12 @@ bool writeWhole(int file, const std::string& text) {
 
 } // namespace
 
-std::string replaceFile(const std::string& path, const std::string& text) {
-    const std::optional<mode_t> permissions = permissionsFor(path);
+std::string replaceFile(const std::string& path, const std::string& text, std::optional<mode_t> wanted) {
+    std::optional<mode_t> permissions = permissionsFor(path);
     if (!permissions) {
         return "it is no regular file";
     }
+    permissions = wanted ? wanted : permissions;
     // A name that nobody can foresee, in the same folder: a link that waits under it would be written through.
     std::string temporary = path + ".XXXXXX";
     const int file = mkostemp(temporary.data(), O_CLOEXEC);

@@ -7,6 +7,7 @@ import os
 import pty
 import select
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -81,7 +82,7 @@ class Tree:
         os.rename(os.path.join(self.bin, "esactl"), real)
         with open(os.path.join(self.bin, "esactl"), "w", encoding="utf-8") as script:
             script.write(f"""#!/bin/sh
-if [ "$3" = status ]; then "{self.bin}/encsim" --control "$2/control" --send "show --json" >"{self.world}"; fi
+if [ "$5" = status ]; then "{self.bin}/encsim" --control "$2/control" --send "show --json" >"{self.world}"; fi
 exec "{real}" "$@"
 """)
         os.chmod(script.name, 0o755)
@@ -117,6 +118,16 @@ class RunTest(unittest.TestCase):
             self.drain(master, process)
             self.assertIn(process.returncode, (0, 130))
             self.assertEqual(set(), tree.leftovers())
+
+    def test_a_signal_to_itself_alone_ends_everything(self):
+        with stage.prepared(), contextlib.ExitStack() as stack:
+            tree = Tree(stack)
+            for number in (signal.SIGINT, signal.SIGTERM):
+                master, _, process = self.started(tree, stack, "quadra")
+                process.send_signal(number)
+                self.drain(master, process)
+                self.assertEqual(128 + number, process.returncode)
+                self.assertEqual(set(), tree.leftovers())
 
     @staticmethod
     def start_on_terminal(tree, slave, *arguments):

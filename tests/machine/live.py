@@ -7,6 +7,7 @@ commands in FOLDER. With --once one status view and one JSON document are printe
 
 import contextlib
 import os
+import signal
 import subprocess
 import sys
 
@@ -30,7 +31,10 @@ def watch(chassis, folder):
         disk = machine.ramdisk(folder, chassis, machine.SWITCH, more=VIEW)
         print(f"The machine starts; the {chassis} enclosure is shown when its LEDs have been tested, in about ten seconds. "
               "In another terminal try: ./run --sim heat 1600", flush=True)
-        return subprocess.run(machine.command(folder, disk, bus, console="stdio", ports=()), check=False).returncode
+        emulator = subprocess.Popen(machine.command(folder, disk, bus, console="stdio", ports=()))
+        stack.callback(emulator.wait)
+        stack.callback(emulator.terminate)  # by which it gives the terminal back as it was
+        return emulator.wait()
 
 
 def once(chassis, folder):
@@ -47,4 +51,5 @@ def once(chassis, folder):
 
 
 if __name__ == "__main__":
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     sys.exit((once if "--once" in sys.argv else watch)(sys.argv[1], sys.argv[2]))

@@ -45,7 +45,7 @@ class EnclosureTest(unittest.TestCase):
     def start_monitor(self, *options, listen=None):
         log = tempfile.mktemp(dir=self.work)
         process = self.programs.start(self.stack, log, "esamon", "--database", self.database, "--socket", self.socket,
-                                      "--directory", "/run/esa", "--poll", "2", "--listen",
+                                      "--directory", "/run/esa", "--state", self.work, "--poll", "2", "--listen",
                                       listen or f"127.0.0.1:{self.PORT}", *options)
         stage.wait_for_text(log, "ready")
         return process

@@ -178,7 +178,7 @@ class PackageTest(unittest.TestCase):
         for name in ("mpuparams", "esactl", "encsim", "msm", "esafailsafe"):
             version = programs().run(name, "--version")
             self.assertEqual(0, version.returncode)
-            self.assertRegex(version.stdout, rf"^{name} {re.escape(VERSION)}( \|.*)?\n$")
+            self.assertEqual(f"{name} {VERSION}\n", version.stdout)
 
     def test_man_pages_have_their_sections(self):
         for path in glob.glob(installed("/usr/share/man/man*/*.gz")):

@@ -84,6 +84,37 @@ test("texts of peers are shown as text", () => {
     });
 });
 
+test("a sensor that the enclosure never reads is not there, and no bay", () => withFake({chassis: "w83782d", mend: (status) => {
+    Object.assign(status.temperatures[2], {state: "absent", celsius: null});
+    return status;
+}}, async (fake) => {
+    const page = await open(browser, fake.address);
+    assert.equal((await cell(page, "temp2")).label, "Sensor 2: Not there, never read in this enclosure");
+    await page.leave();
+}));
+
+test("one condition of all supplies is one line, and what is accepted is listed as such", () => {
+    const lost = {element: "psu0", elements: ["psu0", "psu1"], state: "fault", text: "psu0-psu1 together report redundancy lost"};
+    const slow = {element: "fan1", elements: ["fan1"], state: "fault", text: "fan1 at 1500 RPM is slow", until: "2026-12-01T00:00:00Z"};
+    const shown = async (more) => {
+        let lines;
+        await withFake({mend: (status) => ({...status, ...more})}, async (fake) => {
+            const page = await open(browser, fake.address);
+            lines = await page.locator(".problems li").allTextContents();
+            await page.leave();
+        });
+        return lines;
+    };
+    return (async () => {
+        const [first, second, ...rest] = await shown({state: "fault", problems: [lost], accepted: [slow]});
+        assert.match(first, /^Supply 0 to 1 together report redundancy lost/);
+        assert.match(second, /^Fan 1 at 1500 RPM is slowaccepted until .*2026/);
+        assert.deepEqual(rest, []);
+        assert.equal((await shown({accepted: [slow]})).at(-1), "Nothing else.");
+        assert.deepEqual(await shown({accepted: []}), ["Nothing. Every element is within its limits."]);
+    })();
+});
+
 test("an enclosure without a layout is drawn all the same", () => withFake({chassis: "chenbro", known: false}, async (fake) => {
     const page = await open(browser, fake.address, {expected: ["404"]});
     const names = await cellNames(page);

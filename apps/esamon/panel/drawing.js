@@ -1,7 +1,7 @@
 /** The enclosure as it stands in the rack: every element of the configuration at its place in the chassis' layout. */
 
 import {glyph, h, place, s, setIcon, setText} from "./dom.js";
-import {indexOf, LIST, NAME, title} from "./elements.js";
+import {indexOf, LIST, NAME, stateText, title} from "./elements.js";
 import {TEXT} from "./text.js";
 
 const GAP = 2.4; // millimetres between cells
@@ -178,7 +178,7 @@ export class Drawing {
         cell.dataset.state = element.state;
         setText(cell.querySelector(".short"), element.short);
         setIcon(cell.querySelector(".mark"), element.state);
-        const said = `${title(element.name)}: ${TEXT.state[element.state]}, ${element.value}${asked ? `, ${TEXT.element.ledAsked}` : ""}`;
+        const said = `${title(element.name)}: ${stateText(element.name, element.state)}, ${element.value}${asked ? `, ${TEXT.element.ledAsked}` : ""}`;
         setText(cell.querySelector(".said"), said);
         if (element.kind === "drive") {
             cell.dataset.present = String(element.present);

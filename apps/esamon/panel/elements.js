@@ -39,6 +39,16 @@ export function title(name) {
     return kind === "lamp" ? TEXT.lamp[name].name : `${TEXT.kind[kind]} ${indexOf(name)}`;
 }
 
+/** Of one element, or of several that follow each other: "Supply 0 to 2". */
+export function titleOf(names) {
+    return names.length < 2 ? title(names[0]) : TEXT.several(title(names[0]), indexOf(names.at(-1)));
+}
+
+/** The word for an element's state: a bay is empty where anything else is not there. */
+export function stateText(name, state) {
+    return state === "absent" && kindOf(name) === "drive" ? TEXT.state.empty : TEXT.state[state];
+}
+
 function describeDrive(drive, layout) {
     const notes = [];
     if (!layout.driveLeds) {

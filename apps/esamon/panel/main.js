@@ -4,7 +4,7 @@ import {Act} from "./act.js";
 import {get, openStream} from "./api.js";
 import {h, setText, stateIcon} from "./dom.js";
 import {Drawing, plainLayout} from "./drawing.js";
-import {describe, kindOf, title} from "./elements.js";
+import {describe, kindOf, title, titleOf} from "./elements.js";
 import {adviceForElement, EventList} from "./events.js";
 import {History} from "./history.js";
 import {buildPage} from "./page.js";
@@ -14,7 +14,7 @@ import {TEXT} from "./text.js";
 import {themeChoice} from "./theme.js";
 import {Timeline} from "./timeline.js";
 import {facts, Tip} from "./tip.js";
-import {age, dateAndTime, now, stamp} from "./time.js";
+import {age, dateAndTime, now, seconds, stamp} from "./time.js";
 import {View} from "./view.js";
 
 const RETRY_MS = 2000;
@@ -135,7 +135,7 @@ function redraw() {
         return;
     }
     const at = view.at ?? now();
-    page.elements = describe(shown, page.layout, history.told(at, page.config.chassis_name, shown.state === "ok"));
+    page.elements = describe(shown, page.layout, history.told(at, page.config.chassis_name, shown.state === "ok" && accepted().length === 0));
     for (const [name, element] of page.elements) {
         const note = drawing.noteOf(name);
         if (note) {
@@ -164,25 +164,31 @@ function showState() {
         parts.state.replaceChildren(stateIcon(shown.state), TEXT.overall[shown.state]);
         document.title = `${TEXT.overall[shown.state]} – ${TEXT.title}`;
     }
-    const drawn = JSON.stringify(shown.problems);
+    const drawn = JSON.stringify([shown.problems, accepted()]);
     if (parts.problems.dataset.drawn === drawn) {
         return;
     }
     parts.problems.dataset.drawn = drawn;
+    const one = (problem, state, todo) => h("li", {data: {element: problem.element, state}}, stateIcon(state),
+        h("div", null, h("p", null, h("strong", null, titleOf(problem.elements ?? [problem.element])), ` ${withoutName(problem)}`), todo));
     parts.problems.replaceChildren(...shown.problems.map((problem) => {
         const todo = adviceForElement(problem.element, advice);
-        return h("li", {data: {element: problem.element, state: problem.state}}, stateIcon(problem.state),
-            h("div", null, h("p", null, h("strong", null, title(problem.element)), ` ${withoutName(problem)}`),
-                todo && h("p", {class: "todo"}, TEXT.problems.todo, todo)));
-    }));
+        return one(problem, problem.state, todo && h("p", {class: "todo"}, TEXT.problems.todo, todo));
+    }), ...accepted().map((problem) => one(problem, "ok", h("p", {class: "todo"}, TEXT.problems.accepted(dateAndTime(seconds(problem.until)))))));
     if (shown.problems.length === 0) {
-        parts.problems.append(h("li", {class: "well"}, stateIcon("ok"), TEXT.problems.none));
+        parts.problems.append(h("li", {class: "well"}, stateIcon("ok"), accepted().length ? TEXT.problems.noneElse : TEXT.problems.none));
     }
 }
 
-/** The text of a problem begins with the element's name, which stands before it in words already. */
-function withoutName({element, text}) {
-    return text.startsWith(`${element} `) ? text.slice(element.length + 1) : text;
+/** What somebody lives with for a while: it does not count. */
+function accepted() {
+    return shown.accepted ?? [];
+}
+
+/** The text of a problem begins with the elements' names, which stand before it in words already. */
+function withoutName({element, elements, text}) {
+    const name = elements?.length > 1 ? `${element}-${elements.at(-1)}` : element;
+    return text.startsWith(`${name} `) ? text.slice(name.length + 1) : text;
 }
 
 /** How old what is on the screen is, and whether more will come. */

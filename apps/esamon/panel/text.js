@@ -4,7 +4,8 @@ const state = {
     ok: "OK",
     warning: "Warning",
     fault: "Fault",
-    absent: "Empty",
+    absent: "Not there",
+    empty: "Empty",
     unknown: "Not reported",
 };
 
@@ -21,6 +22,7 @@ export const TEXT = {
     side: {front: "Front", rear: "Rear", rest: "Not in the drawing"},
     faceLabel: (side) => `${TEXT.side[side]} of the enclosure`,
     unknownChassis: "Enclosure of an unknown kind: drawn without its real arrangement",
+    several: (first, last) => `${first} to ${last}`,
     blank: "not there",
 
     live: {
@@ -99,6 +101,8 @@ export const TEXT = {
     problems: {
         heading: "What is wrong",
         none: "Nothing. Every element is within its limits.",
+        noneElse: "Nothing else.",
+        accepted: (time) => `accepted until ${time}`,
         todo: "What to do: ",
     },
 

@@ -1,7 +1,7 @@
 /** The line below the plots: events as marks, and the replay of what was. */
 
 import {h, setText, stateIcon} from "./dom.js";
-import {title} from "./elements.js";
+import {stateText, titleOf} from "./elements.js";
 import {keyOf} from "./history.js";
 import {TEXT} from "./text.js";
 import {dateAndTime, moment, now} from "./time.js";
@@ -18,7 +18,7 @@ export function kindHeading(entry) {
 
 /** What happened, with the element where that is all it is about. */
 export function heading(entry) {
-    return entry.name === "state-change" ? `${title(entry.elements[0])}: ${TEXT.state[entry.to]}` : kindHeading(entry);
+    return entry.name === "state-change" ? `${titleOf(entry.elements)}: ${stateText(entry.elements[0], entry.to)}` : kindHeading(entry);
 }
 
 export function severityIcon(severity) {

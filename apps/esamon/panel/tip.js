@@ -1,7 +1,7 @@
 /** What an element is, beside it: on hover, focus and tap. Escape puts it away; the pointer may rest on it. */
 
 import {h, stateIcon} from "./dom.js";
-import {title} from "./elements.js";
+import {stateText, title} from "./elements.js";
 import {TEXT} from "./text.js";
 import {moment} from "./time.js";
 
@@ -10,7 +10,7 @@ const LINGER_MS = 120;
 
 /** The rows of an element: state, value, limit, since, notes. The inspector shows the same. */
 export function facts(element, since) {
-    const rows = [[TEXT.element.state, h("span", {class: "state"}, stateIcon(element.state), TEXT.state[element.state])],
+    const rows = [[TEXT.element.state, h("span", {class: "state"}, stateIcon(element.state), stateText(element.name, element.state))],
         [TEXT.element.value, element.value]];
     if (element.limit) {
         rows.push([TEXT.element.limit, element.limit]);

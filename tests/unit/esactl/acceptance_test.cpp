@@ -3,6 +3,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -18,7 +19,7 @@ Problem_t hot(int celsius, Condition_e condition = CONDITION_E_WARNING) {
 }
 
 Acceptances_t accepted(const Problem_t& problem, std::time_t until = NOW + 60) {
-    return {{problem.element, problem.kind, problem.measure, problem.condition, until, problem.text}};
+    return {{elementsOf(problem), problem.kind, problem.measure, problem.condition, until, problem.text}};
 }
 
 int exitStatusOf(const Problem_t& problem, const Acceptances_t& acceptances) {
@@ -41,6 +42,28 @@ TEST(Acceptance, WhatGetsWorseCountsAgain) {
     EXPECT_EQ(exitStatusOf(hot(57, CONDITION_E_FAULT), accepted(hot(57))), 24);
     EXPECT_EQ(exitStatusOf({"temp1", CONDITION_E_WARNING, "", false, "no-reading", 0}, accepted(hot(57))), 16);
     EXPECT_EQ(exitStatusOf({"temp2", CONDITION_E_WARNING, "", false, "hot", 57}, accepted(hot(57))), 16);
+}
+
+TEST(Acceptance, OneIsEnoughForWhatSeveralElementsReportTogether) {
+    Problem_t lost{"psu0", CONDITION_E_FAULT, "", false, "lost", 0, {"psu1", "psu2"}};
+    EXPECT_EQ(exitStatusOf(lost, accepted(lost)), 0);
+    Problem_t one = lost;
+    one.others.clear();
+    EXPECT_EQ(exitStatusOf(one, accepted(lost)), 0);
+    EXPECT_EQ(exitStatusOf(lost, accepted(one)), 8) << "more elements than were accepted";
+}
+
+TEST(Acceptance, AMonitorOfAnotherUserCanReadThem) {
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "acceptance-read";
+    std::filesystem::create_directories(folder);
+    const mode_t before = umask(077);
+    writeAcceptances(folder, accepted(hot(57)));
+    (void)umask(before);
+    EXPECT_EQ(std::filesystem::status(folder / "accepted").permissions(), std::filesystem::perms{0644});
+    std::filesystem::permissions(folder / "accepted", std::filesystem::perms{0600});
+    writeAcceptances(folder, accepted(hot(58)));
+    EXPECT_EQ(std::filesystem::status(folder / "accepted").permissions(), std::filesystem::perms{0644});
+    std::filesystem::remove_all(folder);
 }
 
 TEST(Acceptance, EndsAtItsMoment) {

@@ -111,6 +111,31 @@ TEST(Health, SupplyFaultsAreSpeltOut) {
     EXPECT_EQ(supplyVerdict(supplyWith(1, true)).text, "psu0 fault indication switched on by command");
 }
 
+TEST(Health, WhatEverySupplyReportsIsOneProblem) {
+    EnclosureStatus_t status;
+    status.supplies = {supplyWith(5, true), supplyWith(5, true), supplyWith(5, true)};
+    Health_t health = assessHealth(status);
+    ASSERT_EQ(health.problems.size(), 1U);
+    EXPECT_EQ(health.problems[0].text, "psu0-psu2 together report redundancy lost or voltage out of tolerance");
+    EXPECT_EQ(health.problems[0].element, "psu0");
+    EXPECT_EQ(health.problems[0].others, (std::vector<std::string>{"psu1", "psu2"}));
+    status.supplies[1] = supplyWith(1, false);
+    health = assessHealth(status);
+    ASSERT_EQ(health.problems.size(), 2U);
+    EXPECT_EQ(health.problems[1].text, "psu2 redundancy lost or voltage out of tolerance");
+}
+
+TEST(Health, AKnownChassisSaysWhatASupplysFaultIsAndWhatIsAcceptedStaysTheSame) {
+    EnclosureStatus_t status;
+    status.supplies = {supplyWith(5, true, true)};
+    const char* const kind = "redundancy lost or voltage out of tolerance, input or voltage failed";
+    EXPECT_EQ(assessHealth(status).problems[0].kind, kind);
+    EXPECT_EQ(assessHealth(status, findChassis("xyratex")).problems[0].text,
+              "psu0 redundancy lost, input or voltage failed");
+    EXPECT_EQ(assessHealth(status, findChassis("w83782d")).problems[0].text, "psu0 voltage out of tolerance");
+    EXPECT_EQ(assessHealth(status, findChassis("w83782d")).problems[0].kind, kind);
+}
+
 TEST(Health, FailRequestIsTakenAsSeenOnlyWhereNoFailureHidesIt) {
     EXPECT_TRUE(supplyFailRequested(supplyWith(1, true)));
     EXPECT_FALSE(supplyFailRequested(supplyWith(1, false)));

@@ -26,8 +26,7 @@ TEST(StatusText, HealthyBackplane) {
                             "            slot04 ok        slot05 ok        slot06 ok        slot07 ok",
                             "            slot08 ok        slot09 ok        slot10 ok        slot11 ok",
                             "            slot12 ok        slot13 ok        slot14 ok        slot15 ok",
-                            "Supplies    psu0   ok       ok", "            psu1   ok       ok",
-                            "            psu2   ok       ok",
+                            "Supplies    psu0   ok", "            psu1   ok", "            psu2   ok",
                             "Fans        fan0   ok           3000 RPM  (limit 2000 RPM)",
                             "            fan1   ok           3000 RPM  (limit 2000 RPM)",
                             "            fan2   ok           3000 RPM  (limit 2000 RPM)",
@@ -42,12 +41,22 @@ TEST(StatusText, FaultyBackplane) {
     EXPECT_EQ(lines[0], "Enclosure FAULT: psu1 redundancy lost or voltage out of tolerance; and 5 more");
     EXPECT_EQ(lines[1], "Drives      slot00 ok        slot01 ok        slot02 ok        slot03 ok LED");
     EXPECT_EQ(lines[2], "            slot04 ok        slot05 absent    slot06 ok        slot07 ok");
-    EXPECT_EQ(lines[6], "            psu1   FAULT    not-installed");
+    EXPECT_EQ(lines[6], "            psu1   FAULT    redundancy lost or voltage out of tolerance");
     EXPECT_EQ(lines[8], "Fans        fan0   FAULT        1500 RPM  (limit 2000 RPM)");
     EXPECT_EQ(lines[9], "            fan1   FAULT      no reading  (limit 2000 RPM)");
     EXPECT_EQ(lines[11], "Temperature temp0  WARNING          57 C  (warning 1..55 C, failure 0..60 C)");
     EXPECT_EQ(lines[12], "            temp1  FAULT            61 C  (warning 1..55 C, failure 0..60 C)");
     EXPECT_EQ(lines[13], "            temp2  WARNING    no reading  (warning 1..55 C, failure 0..60 C)");
+}
+
+TEST(StatusText, WordsOfALineDoNotContradictEachOther) {
+    Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
+    enclosure.status.supplies[0].fail = true;
+    enclosure.status.fans[1].fail = true;
+    EXPECT_EQ(elementText(enclosure, "psu0"), "FAULT fault indication switched on by command");
+    EXPECT_EQ(elementText(enclosure, "fan1"), "FAULT 3000 RPM (limit 2000 RPM), marked faulty");
+    EXPECT_EQ(elementText(enclosure, "psu1"), "ok");
+    EXPECT_EQ(elementText(enclosure, "fan0"), "ok 3000 RPM (limit 2000 RPM)");
 }
 
 TEST(StatusText, OneProblemIsTheOverallLine) {

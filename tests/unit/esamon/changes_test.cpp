@@ -1,5 +1,7 @@
 /** What two looks at an enclosure tell, and what is read of one that nobody reaches. */
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -67,6 +69,39 @@ TEST(Changes, AnElementThatChangesIsAnEntry) {
     ASSERT_EQ(changes.size(), 1U);
     EXPECT_THAT(changes[0].document, HasSubstr(R"("elements":["fan3"],"from":"ok","to":"fault")"));
     EXPECT_THAT(changesBetween(slow, enclosureAt(5000), 2000)[0].document, HasSubstr(R"("text":"fan3 is ok")"));
+}
+
+TEST(Changes, WhatTheSuppliesReportTogetherIsOneEntry) {
+    Enclosure_t pulled = enclosureAt(5000);
+    for (PowerSupply_t& supply : pulled.status.supplies) {
+        supply.code = 5;
+        supply.fail = true;
+    }
+    const std::vector<Entry_t> lost = changesBetween(enclosureAt(5000), pulled, 1000);
+    ASSERT_EQ(lost.size(), 1U);
+    EXPECT_EQ(lost[0].elements, (std::vector<std::string>{"psu0", "psu1"}));
+    EXPECT_THAT(lost[0].document, HasSubstr(R"("text":"psu0-psu1 together report redundancy lost")"));
+    const std::vector<Entry_t> back = changesBetween(pulled, enclosureAt(5000), 2000);
+    ASSERT_EQ(back.size(), 1U);
+    EXPECT_THAT(back[0].document, HasSubstr(R"("text":"psu0-psu1 are ok")"));
+    pulled.status.supplies[1] = enclosureAt(5000).status.supplies[1];
+    EXPECT_EQ(changesBetween(enclosureAt(5000), pulled, 3000)[0].elements, std::vector<std::string>{"psu0"});
+}
+
+TEST(Present, WhatOperatorsHaveAcceptedDoesNotCountAndIsListed) {
+    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "monitor-accepted";
+    std::filesystem::create_directories(folder);
+    Enclosure_t slow = enclosureAt(5000);
+    slow.status.fans[3].rpm = 1000;
+    MonitorOptions_t options;
+    options.state = folder;
+    EXPECT_EQ(judged(slow, options).overall, CONDITION_E_FAULT);
+    std::ofstream(folder / "accepted") << "fan3\tslow\t11\t4\t9999999999\tfan3 is slow\n";
+    EXPECT_EQ(judged(slow, options).overall, CONDITION_E_OK);
+    ASSERT_EQ(judged(slow, options).accepted.size(), 1U);
+    slow.status.fans[3].rpm = 800;
+    EXPECT_EQ(judged(slow, options).overall, CONDITION_E_FAULT) << "it has got worse";
+    std::filesystem::remove_all(folder);
 }
 
 TEST(Changes, ElementsOfAnotherNumberAreAnotherEnclosure) {
