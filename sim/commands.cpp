@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <initializer_list>
+#include <string_view>
 
 #include "arguments.h"
 #include "physics.h"
@@ -35,6 +37,20 @@ void expectAfterVerb(const Arguments_t& arguments, std::size_t verb, std::size_t
     }
 }
 
+struct Verb_t {
+    std::string_view name;
+    std::size_t words; /**< behind it */
+};
+
+/** The second word is one of the verbs, and what it needs is behind it. */
+void expectVerb(const Arguments_t& arguments, std::initializer_list<Verb_t> verbs, const char* right) {
+    const auto* const verb = std::ranges::find(verbs, arguments.word(1), &Verb_t::name);
+    if (verb == verbs.end()) {
+        refuseWord(arguments.word(1), right);
+    }
+    expectAfterVerb(arguments, 1, verb->words);
+}
+
 std::uint8_t deviceAddress(Commands_t& commands, const Arguments_t& arguments) {
     const auto address = static_cast<std::uint8_t>(arguments.whole(0, "address", 0, 0x7F));
     if (busOf(commands).device(address) == nullptr) {
@@ -61,27 +77,25 @@ std::string ambient(Commands_t& commands, const Arguments_t& arguments) {
 std::string fan(Commands_t& commands, const Arguments_t& arguments) {
     Fan_t& one = worldOf(commands).fans.at(arguments.index(0, "fan", worldOf(commands).fans.size()));
     const std::string& verb = arguments.word(1);
+    expectVerb(arguments, {{"ok", 0}, {"stall", 0}, {"worn", 1}, {"remove", 0}, {"rpm", 1}},
+               "\"ok\", \"stall\", \"worn PERCENT\", \"remove\" or \"rpm RPM\"");
     Fan_t wanted = one;
     if (verb == "rpm") {
-        expectAfterVerb(arguments, 1, 1);
         if (!commands.enclosure().frozen()) {
             throw Refused_t("a fan's speed follows its duty while time passes; freeze first");
         }
         one.rpm = arguments.number(2, "speed", 0, 100000);
         return {};
     }
-    expectAfterVerb(arguments, 1, verb == "worn" ? 1 : 0);
     if (verb == "ok") {
         wanted.state = FanState_e::OK;
     } else if (verb == "stall") {
         wanted.state = FanState_e::STALLED;
     } else if (verb == "remove") {
         wanted.state = FanState_e::REMOVED;
-    } else if (verb == "worn") {
+    } else {
         wanted.wornTo = arguments.number(2, "percentage of its healthy speed", 1, 100) / 100.0;
         wanted.state = FanState_e::WORN;
-    } else {
-        refuseWord(verb, "\"ok\", \"stall\", \"worn PERCENT\", \"remove\" or \"rpm RPM\"");
     }
     one = wanted;
     if (commands.enclosure().frozen() || one.state == FanState_e::REMOVED) {
@@ -117,7 +131,7 @@ std::string drive(Commands_t& commands, const Arguments_t& arguments) {
 std::string sensor(Commands_t& commands, const Arguments_t& arguments) {
     Sensor_t& one = worldOf(commands).sensors.at(arguments.index(0, "sensor", worldOf(commands).sensors.size()));
     const std::string& verb = arguments.word(1);
-    expectAfterVerb(arguments, 1, verb == "set" ? 1 : 0);
+    expectVerb(arguments, {{"gone", 0}, {"ok", 0}, {"set", 1}}, "\"gone\", \"ok\" or \"set C\"");
     if (verb == "gone") {
         if (!one.ownChip) {
             throw Refused_t("this sensor is inside a monitor chip; use \"chip " + hexByte(one.address) + " silent\"");
@@ -126,11 +140,9 @@ std::string sensor(Commands_t& commands, const Arguments_t& arguments) {
     } else if (verb == "ok") {
         one.set.reset();
         busOf(commands).setSilent(one.address, false);
-    } else if (verb == "set") {
+    } else {
         one.set = arguments.number(2, "temperature", -55, 125);
         one.celsius = *one.set;
-    } else {
-        refuseWord(verb, "\"gone\", \"ok\" or \"set C\"");
     }
     return {};
 }
@@ -207,13 +219,15 @@ std::string alarm(Commands_t& commands, const Arguments_t& arguments) {
         throw Refused_t("this chassis has no alarm controller; its alarm sounds as the adapter tells it");
     }
     const std::string& verb = arguments.word(0);
-    expectAfterVerb(arguments, 0, verb == "auto" || verb == "remind-after" ? 1 : 0);
+    const bool takesValue = verb == "auto" || verb == "remind-after";
+    const unsigned state = takesValue ? 0 : alarmState(arguments);
+    expectAfterVerb(arguments, 0, takesValue ? 1 : 0);
     if (verb == "auto") {
         controller.automatic = arguments.either(1, "on", "off");
     } else if (verb == "remind-after") {
         controller.remindAfter = arguments.number(1, "seconds", 0.1, 100000);
     } else {
-        commands.enclosure().setAlarm(alarmState(arguments));
+        commands.enclosure().setAlarm(state);
     }
     return {};
 }

@@ -113,7 +113,7 @@ int runTool(int argc, char** argv) {
         return sendCommand(options.commandSocket, options.command);
     }
     if (options.chassis.empty()) {
-        throw failure("--chassis is required");
+        throw failure("--chassis is required: expected one of " + knownChassis() + "; see encsim --help");
     }
     // The long names of the controller's configuration will do as well.
     if (const ChassisFacts_t* const facts = findChassis(options.chassis); facts != nullptr) {

@@ -7,6 +7,7 @@
 #include "output.h"
 #include "render_json.h"
 #include "render_text.h"
+#include "session.h"
 #include "stop_signal.h"
 
 namespace {
@@ -19,12 +20,24 @@ void printEvent(const EventNews_t& news, const Options_t& options, const Palette
     }
 }
 
+/** What comes at once has waited in the switch: nothing in it tells for how long. */
+void tellKept() {
+    tellNote(
+        "what the switch had kept is shown with the time at which it came here; with --since 1h the monitor tells when "
+        "it happened");
+}
+
 /** Prints events until `deadline` or until `options.count` of them; the number printed. */
 unsigned printUntil(EventSource_t& source, const Options_t& options, Deadline_t deadline) {
     const Palette_t palette = standardOutputPalette();
+    constexpr auto AT_ONCE = std::chrono::milliseconds(300);
+    const Deadline_t early = Clock_t::now() + AT_ONCE;
     unsigned printed = 0;
     for (;;) {
         for (const EventNews_t& news : source.take()) {
+            if (printed == 0 && !options.json() && Clock_t::now() < early) {
+                tellKept();
+            }
             printEvent(news, options, palette);
             if (++printed == options.count) {
                 return printed;

@@ -18,6 +18,9 @@ public:
     Blinker_t(const Options_t& options) : options_(options), client_(connectAdapter(options)) {
         const Enclosure_t enclosure = askEnclosure(client_, options_);
         requireLeds(enclosure);
+        if (!enclosure.cause.empty()) {
+            tellNote(enclosure.cause + "; the adapter takes the requests, and nothing may blink");
+        }
         labels_ = slotLabels(options_);
         slots_ = labels_.parse(options_.element, static_cast<unsigned>(enclosure.status.drives.size()));
         for (const unsigned slot : slots_) {

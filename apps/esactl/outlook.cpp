@@ -31,6 +31,10 @@ std::string fanOutlook(const Enclosure_t& enclosure, const std::string& fan, boo
     if (enclosure.chassis == nullptr) {
         return "";
     }
+    if (on && enclosure.chassis->fanOnIsRaw) {
+        return "39 percent (100 of 255) until the next poll, in 11 s at most; then it has the speed that the policy "
+               "gives it";
+    }
     if (enclosure.chassis->hasFourSteps) {
         return on ? "full speed until the next poll, in 11 s at most; then the policy takes it down again, a step a "
                     "poll, "

@@ -19,7 +19,7 @@ constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
 
 constexpr CHAR_t HELP[] =
-    "usage: esafailsafe KEY | --chassis NAME [--seconds N] [--prepare]\n"
+    "usage: esafailsafe KEY | --chassis NAME [--seconds N] [--prepare | --watch PID]\n"
     "\n"
     "Puts every fan of an enclosure to full speed, for when nobody manages it: the service manager runs it whenever "
     "the\n"

@@ -216,9 +216,13 @@ private:
                 return;
             }
         }
+        const std::size_t blank = name.find_first_of(" \t");
+        const std::string first(name.substr(0, blank));
+        const std::string rest(blank == std::string_view::npos ? "VALUE" : trimmed(name.substr(blank), " \t"));
         const bool isKey = std::any_of(std::begin(nonXML_Tables.tagList), std::end(nonXML_Tables.tagList) - 1,
-                                       [&](const NonXML_s& tag) { return isSame(tag.name, name); });
-        add(isKey ? "no value: expected " + inQuotes(std::string(name) + " = VALUE")
+                                       [&](const NonXML_s& tag) { return isSame(tag.name, first); });
+        add(isKey ? (blank == std::string_view::npos ? "no value" : "no \"=\"") + std::string(": expected ") +
+                        inQuotes(first + " = " + rest)
                   : "no flag " + inQuotes(name) + ": " + nearest(nonXML_Flags, name));
     }
 
@@ -228,7 +232,13 @@ private:
             ++tag;
         }
         if (tag->name == nullptr) {
-            add("no key " + inQuotes(key) + ": " + nearest(nonXML_Tables.tagList, key));
+            const NonXML_Flag_t* flag = nonXML_Flags;
+            while (flag->name != nullptr && !isSame(flag->name, key)) {
+                ++flag;
+            }
+            add(flag->name != nullptr
+                    ? std::string(flag->name) + " is a flag: expected its name alone on the line, or no such line"
+                    : "no key " + inQuotes(key) + ": " + nearest(nonXML_Tables.tagList, key));
             return;
         }
         std::uint64_t element = 0;

@@ -20,13 +20,16 @@ constexpr U8_t PEER_K_FIRST_ID = 34;
 constexpr U8_t PEER_K_LAST_ID = 63;
 constexpr std::size_t LONGEST_SOCKET_NAME = 9; // "/eventlog"
 
-/** Whom the socket's directory lets in, as far as it can be seen. */
+/** Whom the socket lets in, or the directory that hides it, as far as it can be seen. */
 std::string whoMay(const std::string& path) {
     struct stat status = {};
     const std::string directory = path.substr(0, path.rfind('/'));
-    const group* const members = stat(directory.c_str(), &status) == 0 ? getgrgid(status.st_gid) : nullptr;
-    if (members == nullptr) {
-        return "ask whoever runs the switch for its group";
+    const bool isSeen = stat(path.c_str(), &status) == 0 || stat(directory.c_str(), &status) == 0;
+    const bool letsGroupIn = isSeen && (status.st_mode & (S_ISDIR(status.st_mode) ? S_IXGRP : S_IWGRP)) != 0;
+    const group* const members = letsGroupIn ? getgrgid(status.st_gid) : nullptr;
+    // Nobody should become a member of root's group for this.
+    if (members == nullptr || status.st_gid == 0) {
+        return "only root and whoever runs the switch may talk to it; ask them, or use sudo";
     }
     const std::string name = members->gr_name;
     return "members of the group " + name + " may talk to the switch; join it (usermod -aG " + name +

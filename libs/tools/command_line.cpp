@@ -95,7 +95,7 @@ std::vector<const CLI::Option*> declare(CLI::App& app, const CliProgram_t& progr
     return own;
 }
 
-std::string joined(const std::vector<std::string>& words) {
+std::string listed(const std::vector<std::string>& words) {
     std::string text;
     for (const std::string& word : words) {
         text += (text.empty() ? "" : ", ") + word;
@@ -111,7 +111,7 @@ std::string unknownWord(const CliProgram_t& program, const CliPlace_t& place) {
     if (!place.unknownOption.empty()) {
         return "there is no option '" + place.unknownOption + "'" +
                (place.isBeforeCommand ? " before the command" : "") + ": expected one of " +
-               joined(optionNames(program, place.isBeforeCommand ? nullptr : place.command));
+               listed(optionNames(program, place.isBeforeCommand ? nullptr : place.command));
     }
     if (program.commands.empty() || place.command != nullptr) {
         return "";
@@ -121,7 +121,7 @@ std::string unknownWord(const CliProgram_t& program, const CliPlace_t& place) {
         known.push_back(command.name);
     }
     return (place.unknown.empty() ? "no command" : "'" + place.unknown + "' is no command") + ": expected one of " +
-           joined(known);
+           listed(known);
 }
 
 void printCompletions(const CliProgram_t& program, const std::vector<std::string>& words) {

@@ -9,8 +9,8 @@ _esafailsafe() {
     fi
     case $prev in
     --chassis) mapfile -t COMPREPLY < <(compgen -W "vsc055 quadra xyratex chenbro w83782d none" -- "$cur") ;;
-    --seconds) COMPREPLY=() ;;
-    *) mapfile -t COMPREPLY < <(compgen -W "--chassis --seconds --help --version" -- "$cur") ;;
+    --seconds | --watch) COMPREPLY=() ;;
+    *) mapfile -t COMPREPLY < <(compgen -W "--chassis --seconds --prepare --watch --help --version" -- "$cur") ;;
     esac
 }
 complete -F _esafailsafe esafailsafe

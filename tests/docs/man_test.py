@@ -62,6 +62,13 @@ class ManTest(unittest.TestCase):
         for name in TOOLS:
             self.assertEqual((0, f"{name} {VERSION}\n"), (run(name, "--version").returncode, run(name, "--version").stdout))
 
+    def test_a_shell_is_offered_every_option(self):
+        text = run("esafailsafe", "--help").stdout
+        for shell in ("bash", "fish", "zsh"):
+            offered = (SOURCE / f"packaging/completion/esafailsafe.{shell}").read_text(encoding="utf-8")
+            for option in set(re.findall(r"(?<![\w-])--([a-z]+)", text)):
+                self.assertRegex(offered, rf"(--|-l ){option}\b", shell)
+
     def test_a_wrong_option_is_named_with_what_would_be_right(self):
         for name in TOOLS:
             for arguments in [[], *([command] for command in commands(name))]:

@@ -55,7 +55,8 @@ TEST(Errors, UsageIsOne) {
     expectError(esactl({"status", "--format", "xml", "--json"}), 1, "usage", "{text,json,prometheus}");
     expectError(esactl({"--bogus", "--json"}), 1, "usage",
                 "there is no option '--bogus' before the command: expected one of --directory, ");
-    expectError(esactl({"led", "3", "--bogus=1", "on", "--json"}), 1, "usage", "there is no option '--bogus': expected one");
+    expectError(esactl({"led", "3", "--bogus=1", "on", "--json"}), 1, "usage",
+                "there is no option '--bogus': expected one");
     expectError(esactl({"led", "3", "--bogus=1", "on", "--json"}), 1, "usage", "; see esactl led --help");
     expectError(esactl({"raw", "--json"}), 1, "usage", "raw needs a control page as hex, or --page N");
     expectError(esactl({"raw", "02", "--page", "2", "--json"}), 1, "usage", "not both");
@@ -72,6 +73,36 @@ TEST(Errors, UsageIsOne) {
 
 TEST(Errors, UsageTextThatIsNotUtf8StillGivesValidJson) {
     expectError(esactl({"--json", "status", "\xFF\xFE"}), 1, "usage", "not expected");
+}
+
+TEST(Errors, PermissionDeniedNamesTheGroupThatHasItAndNeverRoots) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "nobody but root can be somebody else";
+    }
+    FakeSwitch_t net;
+    const std::string peer = net.directory() + "/peer";
+    const auto asNobody = [&] {
+        Args_t command{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+        for (const std::string& word :
+             testsupport::programCommand("esactl", {"--directory", net.directory(), "status"})) {
+            command.push_back(word);
+        }
+        return testsupport::run(command).err;
+    };
+    constexpr gid_t MAIL = 8; // the same on every Debian system
+    std::filesystem::permissions(net.directory(), std::filesystem::perms{0755});
+    std::filesystem::permissions(peer, std::filesystem::perms{0660});
+    ASSERT_EQ(chown(peer.c_str(), 0, MAIL), 0);
+    EXPECT_EQ(asNobody(),
+              "esactl: permission denied at '" + peer +
+                  "': members of the group mail may talk to the switch; join it (usermod -aG mail USER) and "
+                  "log in again\n");
+    ASSERT_EQ(chown(peer.c_str(), 0, 0), 0);
+    EXPECT_THAT(asNobody(),
+                HasSubstr(": only root and whoever runs the switch may talk to it; ask them, or use sudo\n"));
+    std::filesystem::permissions(net.directory(), std::filesystem::perms{0750});
+    ASSERT_EQ(chown(net.directory().c_str(), 0, MAIL), 0);
+    EXPECT_THAT(asNobody(), HasSubstr("members of the group mail may talk"));
 }
 
 TEST(Errors, NoSwitchIsTwo) {

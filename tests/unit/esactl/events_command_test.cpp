@@ -54,6 +54,8 @@ TEST(EventsCommand, OneEventPerFaultUnlessAllAreWanted) {
     const testsupport::RunResult once = net.esactl({"events", "--timeout", "0.5"});
     EXPECT_EQ(std::count(once.out.begin(), once.out.end(), '\n'), 1) << once.out;
     EXPECT_THAT(once.out, HasSubstr(" error       average temperature is over 60 C: orderly shutdown requested\n"));
+    EXPECT_THAT(once.err, HasSubstr("esactl: what the switch had kept is shown with the time at which it came here"));
+    EXPECT_EQ(net.esactl({"events", "--json", "--timeout", "0.3"}).err, "");
     const testsupport::RunResult all = net.esactl({"events", "--all", "--count", "3"});
     EXPECT_EQ(std::count(all.out.begin(), all.out.end(), '\n'), 3) << all.out;
 }

@@ -14,6 +14,8 @@ struct Line_t {
 
 constexpr Line_t BAD_LINES[] = {
     {"Slto = 3", "no key \"Slto\": expected \"Slot\""},
+    {"CmapTracingEnabled = yes", "CmapTracingEnabled is a flag: expected its name alone on the line, or no such line"},
+    {"LogDirectory /var/log/esa", "no \"=\": expected \"LogDirectory = /var/log/esa\""},
     {"Banana = 3", "no key \"Banana\": mpuparams(8) lists them"},
     {"CacheValdi", "no flag \"CacheValdi\": expected \"CacheValid\""},
     {"RcpComplete", "no file can raise RcpComplete: expected flags+=RcpComplete for mpuparams create or set"},

@@ -59,7 +59,9 @@ TEST_F(Usage, TheCommandComesFirst) {
     const std::string expected = ": expected one of create, check, show, set, image, delete; see mpuparams --help";
     EXPECT_REFUSED(run({}), 1, "no command" + expected);
     EXPECT_REFUSED(run({"frobnicate"}), 1, "'frobnicate' is no command" + expected);
-    EXPECT_REFUSED(run({"--key", "100", "show"}), 1, "there is no option '--key' before the command: expected one of --help, --version; see mpuparams --help");
+    EXPECT_REFUSED(
+        run({"--key", "100", "show"}), 1,
+        "there is no option '--key' before the command: expected one of --help, --version; see mpuparams --help");
 }
 
 TEST_F(Usage, AWrongOptionIsNamedAndNotTheMissingCommand) {

@@ -350,6 +350,8 @@ TEST(Commands, RefusalsSayWhatWouldBeRightAndChangeNothing) {
         {"psu 0 explode", "error: \"explode\" must be \"fail\", \"ok\", \"pull\" or \"insert\"\n"},
         {"drive 16 pull", "error: drive is \"16\"; it must be a whole number from 0 to 15, decimal or with 0x\n"},
         {"drive 0 eject", "error: \"eject\" must be \"insert\" or \"pull\"\n"},
+        {"fan 0 wornn 50", "error: \"wornn\" must be \"ok\", \"stall\", \"worn PERCENT\", \"remove\" or \"rpm RPM\"\n"},
+        {"sensor 0 sett 30", "error: \"sett\" must be \"gone\", \"ok\" or \"set C\"\n"},
         {"sensor 0 set", "error: \"set\" takes one value after it\n"},
         {"sensor 0 set 126", "error: temperature is \"126\"; it must be a number from -55 to 125\n"},
         {"volt 0 5 5", "error: this chassis has no voltage monitor\n"},
