@@ -124,6 +124,32 @@ class MonitorTest(EnclosureTest):
         stage.wait_for(lambda: len(self.client.events("?element=enclosure")) == 2, "the return")
         self.assertEqual(self.client.get("/api/v1/status")["cause"], None)
 
+    def test_a_pulled_supply_is_one_line_and_one_accept(self):
+        self.start_enclosure("quadra")
+        self.start_monitor()
+        self.wait_answer()
+        self.enclosure.simulator("psu 1 pull")
+        change = stage.wait_for(lambda: self.client.events("?element=psu2&type=state-change"), "the change")
+        self.assertEqual([entry["elements"] for entry in change], [["psu0", "psu1", "psu2"]])
+        self.assertEqual(change[0]["text"], "psu0-psu2 together report redundancy lost")
+        self.assertEqual(self.programs.run("esactl", "--state", self.work, "status").returncode, 8)
+        accepted = self.programs.run("esactl", "--state", self.work, "accept", "psu2", "--until", "1h")
+        self.assertEqual(accepted.returncode, 0, accepted.stderr)
+        self.assertEqual(self.programs.run("esactl", "--state", self.work, "status").returncode, 0)
+        status = stage.wait_for(lambda: (now := self.client.get("/api/v1/status"))["state"] == "ok" and now, "what is accepted")
+        self.assertEqual(status["problems"], [])
+        self.assertEqual([condition["elements"] for condition in status["accepted"]], [["psu0", "psu1", "psu2"]])
+        metrics = self.client.ask("/metrics").body.decode()
+        for psu in ("psu0", "psu1", "psu2"):
+            self.assertIn(f'esa_condition_accepted{{element="{psu}"}} 1\n', metrics)
+            self.assertIn(f'esa_power_supply_healthy{{supply="{psu}"}} 0\n', metrics)
+        self.assertIn('esa_enclosure_state{state="ok"} 1\n', metrics)
+        self.programs.run("esactl", "--state", self.work, "accept", "psu0", "--revoke")
+        self.assertEqual(self.client.get("/api/v1/status")["state"], "fault")
+        self.enclosure.simulator("psu 1 insert")
+        back = stage.wait_for(lambda: self.client.events("?element=psu0&type=state-change")[1:], "the return")
+        self.assertEqual((back[0]["elements"], back[0]["text"]), (["psu0", "psu1", "psu2"], "psu0-psu2 are ok"))
+
     def test_a_monitor_that_was_killed_has_lost_and_doubled_nothing(self):
         self.start_enclosure()
         monitor = self.start_monitor()
