@@ -32,6 +32,8 @@ constexpr CHAR_t HELP[] =
     "                  remember the chassis, for a time when the block is gone\n"
     "  --watch PID     instead, beside an adapter: when it had no answer from the bus and the bus answers later, full\n"
     "                  speed, and an end of the adapter, for the service manager to start it again\n"
+    "  --help          this text\n"
+    "  --version       the version\n"
     "\n"
     "Exit status: 0 all fans at full speed, or no chassis to look after; 1 the bus did not answer; 2 wrong use, or no\n"
     "parameter block.\n";

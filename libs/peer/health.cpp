@@ -20,9 +20,9 @@ Condition_e codeCondition(U8_t code) {
     }
 }
 
-const char* notInstalledText(const ChassisFacts_t* chassis) {
+const char* notInstalledText(const PowerSupply_t& supply, const ChassisFacts_t* chassis) {
     if (chassis == nullptr) {
-        return "redundancy lost or voltage out of tolerance";
+        return supply.acFail ? "redundancy may be lost" : "redundancy lost or voltage out of tolerance";
     }
     return chassis->watchesRedundancy ? "redundancy lost" : "voltage out of tolerance";
 }
@@ -176,7 +176,7 @@ std::string supplyFault(const PowerSupply_t& supply, const ChassisFacts_t* chass
         }
     };
     const bool isVoltageAlone = chassis != nullptr && !chassis->watchesRedundancy;
-    add(supply.code == SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED, notInstalledText(chassis));
+    add(supply.code == SES_E_ELEMENT_STATUS_CODE_NOT_INSTALLED, notInstalledText(supply, chassis));
     add(supply.acFail, isVoltageAlone ? "voltage out of tolerance" : "input or voltage failed");
     add(supply.dcFail, "output failed");
     add(supply.off, "switched off");

@@ -144,8 +144,8 @@ CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* 
         return result;
     }
     const CliPlace_t place = findPlace(program, std::vector<std::string>(argv + 1, argv + argc));
-    const std::string help =
-        "; see " + program.name + (place.command == nullptr ? "" : " " + place.command->name) + " --help";
+    const bool isOwn = place.command == nullptr || place.isBeforeCommand;
+    const std::string help = "; see " + program.name + (isOwn ? "" : " " + place.command->name) + " --help";
     if (const std::string wrong = unknownWord(program, place); !wrong.empty()) {
         result.error = wrong + help;
         return result;
