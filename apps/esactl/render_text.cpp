@@ -100,6 +100,13 @@ void addDrives(std::vector<std::string>& lines, const std::vector<DriveSlot_t>& 
     }
 }
 
+/** On one line: the first line of the status has all of it. */
+std::string supplyDetail(const PowerSupply_t& supply, const ChassisFacts_t* chassis) {
+    constexpr std::size_t ROOM = 48;
+    const std::string text = supply.known ? supplyFault(supply, chassis) : "";
+    return text.size() <= ROOM ? text : text.substr(0, text.rfind(", ", ROOM)) + ", ...";
+}
+
 std::string fanDetail(const Fan_t& fan) {
     if (!fan.known) {
         return "";
@@ -228,9 +235,7 @@ std::vector<std::string> statusLines(const Enclosure_t& enclosure, const Health_
     }
     addDrives(lines, status.drives, palette, width);
     addElements(lines, "Supplies", status.supplies, supplyName, palette, supplyCondition,
-                [&](const PowerSupply_t& supply) {
-                    return supply.known ? supplyFault(supply, enclosure.chassis) : std::string();
-                });
+                [&](const PowerSupply_t& supply) { return supplyDetail(supply, enclosure.chassis); });
     addElements(lines, "Fans", status.fans, fanName, palette, fanCondition, fanDetail);
     addElements(lines, "Temperature", status.sensors, sensorName, palette, sensorCondition, sensorDetail);
     std::string label = "Alarm";
