@@ -59,9 +59,9 @@ struct CliProgram_t {
 };
 
 struct CliResult_t {
-    std::optional<int> exitStatus = {};  /**< help or the version was printed: end with this */
-    std::string error = {};              /**< what is wrong with the command line, and where to read on; empty: nothing is */
-    std::size_t command = 0;             /**< index of the one that was given */
+    std::optional<int> exitStatus = {}; /**< help or the version was printed: end with this */
+    std::string error = {};  /**< what is wrong with the command line, and where to read on; empty: nothing is */
+    std::size_t command = 0; /**< index of the one that was given */
     std::vector<std::string> given = {}; /**< names of the program's own options that were given */
 
     [[nodiscard]] bool isGiven(std::string_view option) const;
