@@ -9,6 +9,7 @@
 
 #include "acceptance.h"
 #include "errors.h"
+#include "own_folder.h"
 
 namespace {
 
@@ -72,8 +73,8 @@ TEST(Acceptance, EndsAtItsMoment) {
 }
 
 TEST(Acceptance, IsKeptInAFileAndNonsenseThereIsPassedOver) {
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "acceptance";
-    std::filesystem::create_directories(folder);
+    const testsupport::OwnFolder_t own;
+    const std::filesystem::path& folder = own.path();
     EXPECT_TRUE(readAcceptances(folder).empty());
     writeAcceptances(folder, accepted(hot(57)));
     std::ofstream(folder / "accepted", std::ios::app) << "nonsense\na\tb\tc\td\te\tf\n";
@@ -86,8 +87,8 @@ TEST(Acceptance, IsKeptInAFileAndNonsenseThereIsPassedOver) {
 }
 
 TEST(Acceptance, NothingIsWrittenThroughALinkThatAMemberOfTheGroupHasPut) {
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "acceptance-links";
-    std::filesystem::create_directories(folder);
+    const testsupport::OwnFolder_t own;
+    const std::filesystem::path& folder = own.path();
     std::ofstream(folder / "victim") << "mine";
     const auto victim = [&] {
         std::ifstream file(folder / "victim");
@@ -104,7 +105,6 @@ TEST(Acceptance, NothingIsWrittenThroughALinkThatAMemberOfTheGroupHasPut) {
     std::filesystem::create_symlink("victim", folder / "accepted");
     EXPECT_THROW(writeAcceptances(folder, accepted(hot(57))), ToolError_t);
     EXPECT_EQ(victim(), "mine");
-    std::filesystem::remove_all(folder);
 }
 
 TEST(Acceptance, AMomentIsADateOrATimeFromNow) {

@@ -6,6 +6,7 @@
 
 #include "diagnosis.h"
 #include "health.h"
+#include "own_folder.h"
 
 namespace {
 
@@ -143,15 +144,13 @@ TEST(Diagnosis, WhatWasToldCountsOnlyWhereItFitsUnlessAPersonSaysIt) {
 }
 
 TEST(Diagnosis, TheFileBesideTheSwitchTellsChassisAndVersion) {
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "facts";
-    std::filesystem::create_directories(folder);
+    const testsupport::OwnFolder_t folder;
     EXPECT_EQ(readAdapterFacts(folder / "none").chassis, nullptr);
     std::ofstream(folder / "adapter") << "chassis=W83782d\nversion=1.3.0.24\nother\n";
-    const AdapterFacts_t facts = readAdapterFacts(folder);
+    const AdapterFacts_t facts = readAdapterFacts(folder.path());
     ASSERT_NE(facts.chassis, nullptr);
     EXPECT_STREQ(facts.chassis->name, "w83782d");
     EXPECT_EQ(facts.version, "1.3.0.24");
-    std::filesystem::remove_all(folder);
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 
 #include "fake_switch.h"
 #include "json_value.h"
+#include "own_folder.h"
 
 namespace {
 
@@ -139,8 +140,8 @@ TEST_F(OperatorCommand, AcceptedIsListedAndCountsNoMore) {
 }
 
 TEST_F(OperatorCommand, WhatABundleCouldNotHaveIsListedAndNoComplaintIsTakenForAnAnswer) {
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "bundle";
-    std::filesystem::create_directories(folder);
+    const testsupport::OwnFolder_t own;
+    const std::filesystem::path& folder = own.path();
     for (const char* const program : {"mpuparams", "journalctl", "systemctl"}) {
         std::ofstream(folder / program) << "#!/bin/sh\necho the words of " << program << "\nexit 3\n";
         std::filesystem::permissions(folder / program, std::filesystem::perms::owner_all);
@@ -158,7 +159,6 @@ TEST_F(OperatorCommand, WhatABundleCouldNotHaveIsListedAndNoComplaintIsTakenForA
     const std::string archive(std::istreambuf_iterator<char>(stream), {});
     EXPECT_EQ(archive.find("esa-bundle/parameters.json"), std::string::npos);
     EXPECT_NE(archive.find("the words of systemctl"), std::string::npos);
-    std::filesystem::remove_all(folder);
 }
 
 TEST_F(OperatorCommand, WatchEndsWithTheStatusOfItsLastLook) {

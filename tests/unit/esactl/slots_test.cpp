@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "errors.h"
+#include "own_folder.h"
 #include "slots.h"
 
 namespace {
@@ -14,9 +15,6 @@ using Slots_t = std::vector<unsigned>;
 
 class Slots : public testing::Test {
 protected:
-    void SetUp() override { std::filesystem::create_directories(folder_); }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
     SlotLabels_t labels(const std::string& text) const {
         std::ofstream(folder_ / "slots") << text;
         return {folder_ / "slots", true};
@@ -32,7 +30,7 @@ protected:
         return "";
     }
 
-    const std::filesystem::path folder_ = std::filesystem::path(testing::TempDir()) / "slots-test";
+    const testsupport::OwnFolder_t folder_;
 };
 
 TEST_F(Slots, NumbersListsAndRanges) {
@@ -43,6 +41,7 @@ TEST_F(Slots, NumbersListsAndRanges) {
     } cases[] = {{"3", {3}},
                  {"slot03", {3}},
                  {"3,5-7", {3, 5, 6, 7}},
+                 {"3,", {3}},
                  {"slot00-slot02", {0, 1, 2}},
                  {"5-7,6", {5, 6, 7}},
                  {"all", {0, 1, 2, 3, 4, 5, 6, 7}},
@@ -50,10 +49,8 @@ TEST_F(Slots, NumbersListsAndRanges) {
     for (const auto& c : cases) {
         EXPECT_EQ(none.parse(c.text, 8), c.slots) << c.text;
     }
-    for (const char* wrong : {"8", "3,", "7-8", "5-3", "a-b", "-3", "3-", "", ",", "A4"}) {
-        if (std::string(wrong) != "3,") {
-            EXPECT_THROW((void)none.parse(wrong, 8), ToolError_t) << wrong;
-        }
+    for (const char* wrong : {"8", "7-8", "5-3", "a-b", "-3", "3-", "", ",", "A4"}) {
+        EXPECT_THROW((void)none.parse(wrong, 8), ToolError_t) << wrong;
     }
     EXPECT_THROW((void)none.parse("all", 0), ToolError_t);
 }
