@@ -18,7 +18,9 @@ namespace {
 /** Lives of one test; ESA_LIVES in the environment asks for more or fewer. */
 unsigned livesOfATest() {
     const char* asked = std::getenv("ESA_LIVES");
-    return asked != nullptr ? static_cast<unsigned>(std::atoi(asked)) : ESA_LIVES_OF_A_TEST;
+    const int lives = asked != nullptr ? std::atoi(asked) : ESA_LIVES_OF_A_TEST;
+    EXPECT_GT(lives, 0) << "ESA_LIVES is a number from 1 on";
+    return static_cast<unsigned>(std::max(lives, 0));
 }
 
 /** How the life differs on the two sides, shrunk, as a reader and lifeFromText() understand it; empty when it does not.
@@ -52,7 +54,8 @@ class RandomLives : public testing::TestWithParam<std::tuple<int, bool>> {};
 TEST_P(RandomLives, AreWhatTheModelForetells) {
     const auto [chassis, tracing] = GetParam();
     const Generator generator(liveReal);
-    for (unsigned seed = 1; seed <= livesOfATest(); ++seed) {
+    const unsigned lives = livesOfATest();
+    for (unsigned seed = 1; seed <= lives; ++seed) {
         const Life life = generator.life(seed, static_cast<std::uint8_t>(chassis), tracing);
         ASSERT_EQ(shortestDifference(life), "") << "seed " << seed;
     }
@@ -83,6 +86,7 @@ protected:
 
 TEST_P(EventfulLife, IsForetoldWhicheverTransferFails) {
     const std::size_t transfers = count(streamOf(with(pass(0)), liveReal), Entry::TRANSFER, "");
+    ASSERT_EQ(transfers > 0, GetParam() > 1) << "type 1 has no enclosure, all others poll theirs";
     for (std::size_t n = 0; n < transfers; n += ESA_STRIDE) {
         const Life life = with(fail(Call::TRANSFER, static_cast<unsigned>(n), {false, -1}));
         ASSERT_EQ(shortestDifference(life), "") << "transfer " << n;
@@ -98,6 +102,7 @@ TEST_P(EventfulLife, IsForetoldWhicheverSystemCallFails) {
     for (const auto& [call, name] : calls) {
         // All that comes later is like one of these.
         const std::size_t most = std::min<std::size_t>(count(usual, Entry::SYSTEM, name), 8);
+        ASSERT_GT(most, 0U) << name;
         for (std::size_t n = 0; n < most; ++n) {
             for (std::size_t kind = 0; kind < std::size(outcomes); ++kind) {
                 if (ESA_STRIDE > 1 && kind != n % std::size(outcomes)) {
