@@ -1,5 +1,6 @@
 """The monitor beside the real adapter, the switch and the simulated enclosure."""
 
+import json
 import os
 import signal
 import sys
@@ -175,7 +176,7 @@ class MonitorTest(EnclosureTest):
         self.start_enclosure()
         tokens = self.write("tokens", f"# who may\nanna {TOKEN}\n")
         os.chmod(tokens, 0o600)
-        self.start_monitor("--token-file", tokens)
+        self.start_monitor("--token-file", tokens, "--host", "rack7")
         self.wait_answer()
         web = Client(f"127.0.0.1:{self.PORT}")
         good = {"Authorization": f"Bearer {TOKEN}", "Content-Type": "application/json"}
@@ -190,14 +191,65 @@ class MonitorTest(EnclosureTest):
         self.assertEqual(web.ask("/api/v1/leds", "POST", {"slots": [], "state": "on"}, good).status, 400)
         self.assertEqual(web.ask("/api/v1/leds", "POST", {"slots": "x" * 9000, "state": "on"}, good).status, 413)
         self.assertEqual(web.ask("/api/v1/status", headers={"Host": "evil.example"}).status, 403)
-        self.assertFalse(any(drive["fault_led"] for drive in self.client.get("/api/v1/status")["drives"]))
+        self.assertEqual(web.ask("/api/v1/status", headers={"Host": "rack7"}).status, 200)
+        # The adapter answers in order: what had been asked for would be lit by now. The monitor's status is of its last poll.
+        self.assertEqual(self.esactl("config").returncode, 0)
+        self.assertEqual(self.lit_drives(), [])
         reply = web.ask("/api/v1/leds", "POST", ask, {**good, "Origin": f"http://127.0.0.1:{self.PORT}"})
         self.assertEqual((reply.status, reply.json["elements"]), (200, ["slot03"]))
+        self.assertEqual(self.lit_drives(), [3])
         stage.wait_for(lambda: self.client.get("/api/v1/status")["drives"][3]["fault_led"], "the LED")
         done = [entry for entry in self.client.events("?type=action") if entry["result"] == "accepted"]
         self.assertEqual([entry["text"] for entry in done], ["anna asked for leds on: slot03"])
         self.assertEqual(web.ask("/api/v1/fans", "POST", {"fan": "fan1", "state": "on"}, good).status, 200)
         self.assertEqual(web.ask("/api/v1/alarm", "POST", {"request": "mute"}, good).status, 200)
+
+    def test_the_past_comes_in_portions_that_say_whether_there_is_more(self):
+        tokens = self.write("tokens", f"anna {TOKEN}\n")
+        os.chmod(tokens, 0o600)
+        self.start_monitor("--token-file", tokens)
+        stage.wait_for(lambda: self.client.events("?type=switch-lost"), "the missing switch")
+        good = {"Authorization": f"Bearer {TOKEN}", "Content-Type": "application/json"}
+        for _ in range(5):
+            self.assertEqual(self.client.ask("/api/v1/alarm", "POST", {"request": "mute"}, good).status, 503)
+        everything = self.client.get("/api/v1/events")
+        self.assertFalse(everything["more"])
+        entries = everything["events"]
+        self.assertGreaterEqual(len(entries), 7)
+        found, before = [], ""
+        while True:
+            portion = self.client.get("/api/v1/events?limit=3" + before)
+            found = portion["events"] + found
+            if not portion["more"]:
+                break
+            self.assertEqual(len(portion["events"]), 3)
+            before = f"&before={min(entry['sequence'] for entry in found)}"
+        self.assertEqual(found, entries)
+        whole = self.client.get(f"/api/v1/events?limit={len(entries)}")
+        self.assertEqual((whole["events"], whole["more"]), (entries, False))
+
+    def test_it_ends_well_by_a_signal_and_says_why_it_cannot_start(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            monitor = self.start_monitor()
+            monitor.send_signal(number)
+            self.assertEqual(monitor.wait(stage.ANSWER_SECONDS), 0)
+            self.assertFalse(os.path.exists(self.socket))
+        self.start_monitor()
+        taken = f"another monitor listens at {self.socket}; give this one another --socket"
+        for options, complaint in (
+                (("--socket", self.socket, "--listen", "none"), taken),
+                (("--socket", "none", "--listen", f"127.0.0.1:{self.PORT}"),
+                 f"cannot listen at 127.0.0.1:{self.PORT}: Address already in use; give another --listen, or none"),
+                (("--socket", "none", "--listen", "9634"), "'9634' is no ADDRESS:PORT; give one as 127.0.0.1:9634, or none"),
+                (("--socket", "none", "--listen", "none"), "--socket none and --listen none together leave nothing to listen at"),
+                (("--socket", "none", "--token-file", self.path("none")),
+                 f"cannot read the token file '{self.path('none')}': No such file or directory")):
+            refused = self.programs.run("esamon", "--database", self.path("other.db"), *options)
+            self.assertEqual((refused.returncode, refused.stdout, refused.stderr), (1, "", f"esamon: {complaint}\n"))
+
+    def lit_drives(self):
+        return [drive["index"] for drive in json.loads(self.enclosure.simulator("show --json").splitlines()[0])["drives"]
+                if drive["led"]]
 
     def test_pages_are_served_with_care(self):
         panel = Path(self.work) / "panel"
@@ -208,10 +260,15 @@ class MonitorTest(EnclosureTest):
         self.start_monitor("--panel", str(panel))
         page = self.client.ask("/")
         self.assertEqual((page.status, page.headers["Content-Type"]), (200, "text/html; charset=utf-8"))
-        self.assertNotIn("unsafe", page.headers["Content-Security-Policy"])
-        self.assertEqual(page.headers["X-Frame-Options"], "DENY")
-        self.assertEqual(page.headers["X-Content-Type-Options"], "nosniff")
-        self.assertIsNone(page.headers["Set-Cookie"])
+        for path in ("/", "/none.html", "/api/v1/events", "/api/v1/status", "/metrics", "/healthz"):
+            headers = self.client.ask(path).headers
+            self.assertEqual(headers["Content-Security-Policy"],
+                             "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; font-src 'self'; "
+                             "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'", path)
+            self.assertEqual(headers["X-Frame-Options"], "DENY", path)
+            self.assertEqual(headers["X-Content-Type-Options"], "nosniff", path)
+            self.assertEqual(headers["Referrer-Policy"], "no-referrer", path)
+            self.assertIsNone(headers["Set-Cookie"], path)
         again = self.client.ask("/", headers={"If-None-Match": page.headers["ETag"]})
         self.assertEqual((again.status, again.body), (304, b""))
         self.assertEqual(self.client.ask("/panel.js").headers["Content-Type"], "text/javascript; charset=utf-8")

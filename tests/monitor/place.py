@@ -1,6 +1,7 @@
 """What the tests of the monitor and its friends have in common: a place of their own with an enclosure in it."""
 
 import os
+import socket
 import sys
 import tempfile
 import unittest
@@ -13,8 +14,14 @@ import stage
 from client import Client
 
 
+def free_port():
+    with socket.socket() as one:
+        one.bind(("127.0.0.1", 0))
+        return one.getsockname()[1]
+
+
 class EnclosureTest(unittest.TestCase):
-    PORT = 20000 + os.getpid() % 30000
+    PORT = free_port()
 
     def setUp(self):
         context = stage.prepared()
