@@ -13,6 +13,8 @@ import typing
 
 import parts
 
+STARTS_WITHIN = 30  # seconds
+
 
 @dataclasses.dataclass
 class Calamity:
@@ -28,9 +30,19 @@ def now():
     return time.monotonic()
 
 
+def strike(machine, unit, signal):
+    """A signal that reached nobody is no calamity that was survived; a unit that is being started has no process yet."""
+    end = now() + STARTS_WITHIN
+    while not machine.signal(unit, signal):
+        if now() > end:
+            machine.complain(f"{unit} did not run and got no SIG{signal}")
+            return
+        time.sleep(0.1)
+
+
 def hits(unit, signal):
     def action(machine, rng):
-        machine.signal(unit, signal)
+        strike(machine, unit, signal)
         return now()
     return action
 
@@ -71,7 +83,7 @@ def bus_hung(machine, rng):
 def bus_hung_and_killed(machine, rng):
     """The fail-safe program finds a bus that does not answer."""
     machine.bridge.hung = True
-    machine.signal("esa", "KILL")
+    strike(machine, "esa", "KILL")
     time.sleep(rng.uniform(1, 8))
     machine.bridge.hung = False
     return now()
@@ -80,7 +92,7 @@ def bus_hung_and_killed(machine, rng):
 def bus_dead_at_start(machine, rng):
     """An adapter that has no answer when it starts never asks again by itself."""
     machine.bridge.hung = True
-    machine.signal("esa", "KILL")
+    strike(machine, "esa", "KILL")
     time.sleep(rng.uniform(30, 45))
     machine.bridge.hung = False
     return now()
@@ -116,7 +128,7 @@ def switch_back(machine):
 
 def block_removed(machine, rng):
     machine.run("mpuparams", "delete", "--key", "0x64")
-    machine.signal("esa", "KILL")
+    strike(machine, "esa", "KILL")
     return now()
 
 
@@ -124,7 +136,7 @@ def block_foreign(machine, rng):
     machine.run("mpuparams", "delete", "--key", "0x64")
     machine.run("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "mpuparams", "create", "--key", "0x64",
                 "--config", "/usr/share/doc/esa/examples/quadra.conf", check=True)
-    machine.signal("esa", "KILL")
+    strike(machine, "esa", "KILL")
     return now()
 
 
@@ -142,7 +154,7 @@ def block_half_made(machine, rng):
                                       "ExecStart=/usr/bin/mpuparams create --key ${ESA_KEY} --config /etc/esa/mpu.conf\n"
                                       "ExecStart=/bin/sh -c 'kill -9 $$$$'\n", encoding="utf-8")
     machine.run("systemctl", "daemon-reload", check=True)
-    machine.signal("esa", "KILL")
+    strike(machine, "esa", "KILL")
     time.sleep(rng.uniform(4, 6))
     (folder / "harm.conf").unlink()
     machine.run("systemctl", "daemon-reload", check=True)
@@ -157,7 +169,7 @@ def own_block_is_kept(machine, rng):
                   f"/etc/esa/mpu.conf && mpuparams set --key 0x64 chassisType={machine.chassis} flags+=RcpComplete "
                   "flags+=CmapTracingEnabled'", check=True)
     before = machine.run("mpuparams", "show", "--key", "0x64", check=True).stdout
-    machine.signal("esa", "KILL")
+    strike(machine, "esa", "KILL")
     time.sleep(6)
     if machine.run("mpuparams", "show", "--key", "0x64").stdout != before:
         machine.complain("the controller's own block was changed")
@@ -178,7 +190,7 @@ def disk_full(machine, rng):
     # An adapter that finds no switch has something to record, which the disk does not take.
     machine.shell("mv /run/esa/esadapter /run/esa/hidden")
     start = now()
-    machine.signal("esa", "KILL")
+    strike(machine, "esa", "KILL")
     time.sleep(rng.uniform(6, 12))
     machine.shell("mv /run/esa/hidden /run/esa/esadapter")
     return start
