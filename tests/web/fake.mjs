@@ -39,7 +39,7 @@ export function startFake({panel, chassis = "xyratex", evil = "", mend = (status
         return mend({schema: "esactl.status", version: 1, time: iso(at), state: problems.length ? problems[0].state : "ok", exit_status: 0, problems,
             ...each, alarms: [{name: "alarm0", index: 0, muted: null, requested: {mute: null, remind: null, information: null, noncritical: null,
                 critical: null, unrecoverable: null}}],
-            monitor: {answering: true, switch: true, age_seconds: 0.1, poll_seconds: 5, error: null}});
+            monitor: asking});
     };
     const entry = (sequence, at, name, severity, more) => ({schema: "esactl.event", version: 1, time: iso(at), id: 7, name, severity, elements: [],
         data: {}, repeats_held_back: 0, chassis: 2, chassis_name: chassis, sequence, count: 1, last_time: iso(at), text: evil || `something of ${name}`, ...more});
@@ -64,6 +64,8 @@ export function startFake({panel, chassis = "xyratex", evil = "", mend = (status
         product: evil, revision: "", drives, power_supplies: supplies, fans, temperatures: temps, alarms: 1, chassis_name: known ? chassis : null,
         actions: ["leds", "alarm"], simulator: false};
     const streams = new Set();
+    // What the monitor says of its asking; taken on by every status from then on.
+    let asking = {answering: true, switch: true, age_seconds: 0.1, poll_seconds: 5, error: null};
     const say = (to, kind, body) => to.write(`event: ${kind}\ndata: ${JSON.stringify(body)}\n\n`);
     const answers = {
         config: () => config,
@@ -99,6 +101,10 @@ export function startFake({panel, chassis = "xyratex", evil = "", mend = (status
     return new Promise((resolve) => server.listen(port, "127.0.0.1", () => resolve({
         address: `http://127.0.0.1:${server.address().port}/`,
         event: (one) => streams.forEach((to) => say(to, "event", one)),
+        ask: (how) => {
+            asking = {...asking, ...how};
+            streams.forEach((to) => say(to, "alive", {schema: "esamon.alive", version: 1, time: iso(now()), monitor: asking}));
+        },
         stop: () => {
             clearInterval(timer);
             server.closeAllConnections();

@@ -115,6 +115,22 @@ test("one condition of all supplies is one line, and what is accepted is listed 
     })();
 });
 
+test("an adapter that does not answer is said to be silent, with the age of what is drawn", () => withFake({}, async (fake) => {
+    const page = await open(browser, fake.address);
+    const live = () => page.locator(".live").getAttribute("data-live");
+    await until("the live page", async () => (await live()) === "live");
+    assert.equal(await page.locator(".banner").isVisible(), false);
+    fake.ask({answering: false, age_seconds: 125, error: "no answer"});
+    await until("the silence", async () => (await live()) === "silent", 5);
+    assert.match(await page.locator(".live").textContent(), /^Adapter does not answer · data 2 min old$/);
+    assert.match(await page.locator(".banner").textContent(), /^What you see is 2 min old and may no longer be true\.$/);
+    fake.ask({answering: true, age_seconds: 0.1, error: null});
+    await until("the live page again", async () => (await live()) === "live", 5);
+    assert.equal(await page.locator(".banner").isVisible(), false);
+    page.check();
+    await page.leave();
+}));
+
 test("an enclosure without a layout is drawn all the same", () => withFake({chassis: "chenbro", known: false}, async (fake) => {
     const page = await open(browser, fake.address, {expected: ["404"]});
     const names = await cellNames(page);
