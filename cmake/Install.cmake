@@ -142,7 +142,8 @@ foreach(PROGRAM esactl mpuparams esamon msm encsim esafailsafe)
   endforeach()
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${doc_dir})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${doc_dir}/docs FILES_MATCHING PATTERN *.md PATTERN *.png PATTERN man EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${doc_dir}/docs FILES_MATCHING PATTERN *.md PATTERN *.png
+  PATTERN *.yaml PATTERN *.json PATTERN man EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${doc_dir})
 
 # The product's controller gets one package. Elsewhere each part is one of its own.

@@ -158,6 +158,15 @@ class PackageTest(unittest.TestCase):
                 text = page.read()
             self.assertIn(f".TH {name.upper()} {section} \"\" \"esa {VERSION}\"", text)
 
+    def test_links_of_the_documentation_lead_somewhere(self):
+        pages = [path for path in glob.glob(installed("/usr/share/doc/esa/**/*"), recursive=True) if path.endswith(".md")]
+        self.assertGreater(len(pages), 9)
+        for page in pages:
+            for link in re.findall(r"\]\(([^)#]+)[^)]*\)", read_at(page)):
+                # How the promises are proved is in the source tree.
+                if not link.startswith(("http", "../tests/")):
+                    self.assertTrue(os.path.exists(os.path.join(os.path.dirname(page), link)), f"{page}: {link}")
+
     def test_units_name_the_installed_paths(self):
         for unit in UNITS:
             text = read("/usr/lib/systemd/system/" + unit)
