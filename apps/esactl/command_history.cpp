@@ -145,7 +145,13 @@ int pastEventsCommand(const Options_t& options) {
         lines.push_back(options.json() ? entry.dump(-1, ' ', false, ordered_json::error_handler_t::replace)
                                        : entryLine(entry, palette));
     }
-    tellSource("from the history of the monitor at " + options.monitor +
+    const std::string none =
+        "; it has no event" + (options.element.empty() ? "" : " of " + options.element) +
+        (options.type.empty()
+             ? ""
+             : " of type " + options.type + " (as --json names them: fan-fault-status, state-change ...)") +
+        " from that time";
+    tellSource("from the history of the monitor at " + options.monitor + (lines.empty() ? none : "") +
                (found->value("more", false) ? "; there is more: give --until or --count" : ""));
     printLines(lines);
     return 0;
