@@ -26,6 +26,10 @@ class Kind:
     chassis: tuple = ()  # all, when empty
 
 
+# Cold at once: on its way down it would pass where the warning is all that is true.
+COLD = ("sensor {n} set 30", "sensor {n} ok")
+ALL_COLD = ("sensor {all} set 30", "sensor {all} ok")
+
 KINDS = [
     Kind("fan stalls", ("fan {n} stall",), ("fan {n} ok",), (("EsaFanFault", "fan{n}"),), "fan"),
     Kind("fan taken out", ("fan {n} remove",), ("fan {n} ok",), (("EsaFanFault", "fan{n}"),), "fan"),
@@ -33,13 +37,14 @@ KINDS = [
          chassis=COUNTED_SLOWLY),
     Kind("supply fails", ("psu {n} fail",), ("psu {n} ok",), (("EsaSupplyLost", ""),), "psu"),
     Kind("supply pulled", ("psu {n} pull",), ("psu {n} insert",), (("EsaSupplyLost", ""),), "psu", chassis=PARALLEL_BUS),
-    Kind("sensor at 58 C", ("sensor {n} set 58",), ("sensor {n} ok",), (("EsaHot", "temp{n}"),), "sensor"),
-    Kind("sensor at 65 C", ("sensor {n} set 65",), ("sensor {n} ok",), (("EsaOverheated", "temp{n}"),), "sensor",
+    Kind("sensor at 58 C", ("sensor {n} set 58",), COLD, (("EsaHot", "temp{n}"),), "sensor"),
+    Kind("sensor at 65 C", ("sensor {n} set 65",), COLD, (("EsaOverheated", "temp{n}"),), "sensor",
          chassis=SEVERAL_SENSORS),
-    Kind("all sensors at 65 C", ("sensor {all} set 65",), ("sensor {all} ok",),
+    Kind("all sensors at 65 C", ("sensor {all} set 65",), ALL_COLD,
          (("EsaOverheated", "temp{all}"), ("EsaShutdownRequested", "orderly-shutdown"))),
     # The other chassis have no line that tells.
-    Kind("drive pulled", ("drive {n} pull",), ("drive {n} insert",), (("EsaDriveGone", "slot{n:02}"),), "drive", chassis=("xyratex",)),
+    Kind("drive pulled", ("drive {n} pull",), ("drive {n} insert",), (("EsaDriveGone", "slot{n:02}"),), "drive",
+         chassis=("xyratex",)),
     Kind("adapter killed", ("kill esa",), ("start esa",), (("EsaNoAnswer", ""),)),
     Kind("monitor killed", ("kill esamon",), ("start esamon",), (("EsaMonitorDown", ""),)),
 ]  # fmt: skip
