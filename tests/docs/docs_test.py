@@ -110,6 +110,12 @@ def text_of(page):
         return file.read()
 
 
+def anchors(text):
+    """What a link can name of a page: its headings, in small letters, without signs, with dashes for blanks."""
+    headings = re.findall(r"^#+ (.*)$", text, re.MULTILINE)
+    return [re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings]
+
+
 def code_blocks(text):
     """The fenced and the indented blocks, each as its lines without the common indentation."""
     blocks, block, fenced, blank_before = [], [], False, True
@@ -170,9 +176,11 @@ class DocsTest(unittest.TestCase):
 
     def test_links_between_pages_lead_somewhere(self):
         for page in pages():
-            for target in re.findall(r"\]\(([^)#:]+)\)", text_of(page)):
-                path = os.path.join(SOURCE, os.path.dirname(page), target)
+            for target, anchor in re.findall(r"\]\(([^)#:]*)(?:#([^)]*))?\)", text_of(page)):
+                path = os.path.join(SOURCE, os.path.dirname(page), target) if target else os.path.join(SOURCE, page)
                 self.assertTrue(os.path.exists(path), f"{page} links to {target}")
+                if anchor:
+                    self.assertIn(anchor, anchors(text_of(path)), f"{page} links to {target}#{anchor}")
 
     # ------------------------------------------------------------------------------------------ sessions
 

@@ -259,7 +259,11 @@ class RunTest(unittest.TestCase):
             tree = Tree(stack)
             for arguments, text in ((["--chassis", "other"], "no chassis 'other': one of xyratex, quadra, chenbro, vsc055, "
                                      "w83782d"), (["--twice"], "unknown argument '--twice'"),
-                                    (["--chassis"], "--chassis needs a name"), (["--sim"], "--sim needs a command")):
+                                    (["--chassis"], "--chassis needs a name"), (["--sim"], "--sim needs a command"),
+                                    (["--web", "0"], "no port 0: from 1 to 65535"),
+                                    (["--web", "65536"], "no port 65536: from 1 to 65535"),
+                                    (["--web", "--once"], "--web goes with neither --once nor --machine"),
+                                    (["--machine", "--web"], "--web goes with neither --once nor --machine")):
                 result = subprocess.run(tree.command(*arguments), text=True, capture_output=True, check=False)
                 self.assertEqual((2, "", f"./run: {text}; try ./run --help\n"),
                                  (result.returncode, result.stdout, result.stderr))
