@@ -47,8 +47,9 @@ def _mount(*arguments):
 def prepared():
     """The place, ready; afterwards nothing is left of it."""
     if is_own():
-        subprocess.run([OWN_DEV, "--here", tempfile.mkdtemp(prefix="esa-dev.")], check=True)
         _mount("-t", "tmpfs", "-o", "mode=755", "tmpfs", "/run")
+        # There it goes away with the namespace; a place where something is mounted cannot be removed before.
+        subprocess.run([OWN_DEV, "--here", tempfile.mkdtemp(prefix="esa-dev.", dir="/run")], check=True)
         os.environ.pop("XDG_RUNTIME_DIR", None)
     with contextlib.ExitStack() as stack:
         yield stack
