@@ -70,6 +70,13 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INC
 configure_file(${packaging}/esa.pc.in ${staged}/esa.pc @ONLY)
 install(FILES ${staged}/esa.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+# What the shells and the settings offer.
+set(chassis_list ${PROJECT_SOURCE_DIR}/include/chassis_list.def)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${chassis_list})
+file(STRINGS ${chassis_list} CHASSIS_NAMES REGEX "^CHASSIS\\(")
+list(TRANSFORM CHASSIS_NAMES REPLACE "^CHASSIS\\([0-9]+, [^,]+, ([^,]+),.*" "\\1")
+list(JOIN CHASSIS_NAMES " " CHASSIS_NAMES)
+
 # What all units give up. It stands in one file and is written into each, since a unit cannot include a file.
 file(READ ${packaging}/hardening.conf HARDENING)
 string(STRIP "${HARDENING}" HARDENING)

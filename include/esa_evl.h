@@ -5,6 +5,9 @@
 #include "mmsg.h"
 #include "ses_mesgs.h"
 
+/** EmpEvLogHeader_t::evIdVersion of the adapter's events. */
+inline constexpr U8_t ESA_K_EVENT_VERSION = 1;
+
 /** EmpEvLogHeader_t::evId of the adapter's events. */
 enum ESA_EV_ID_e : U16_t {
     ESA_E_ID_ES_ADAPTERMP_BUGCHECK_ERROR_MSG = 1,

@@ -146,6 +146,13 @@ using BM_ELEMENT_t = be32_t;
 inline constexpr unsigned BM_K_BITS_PER_ELEMENT = 32;
 inline constexpr unsigned BM_K_ELEMENTS = 2;
 
+/** Ids that a switch hands out to peers without one of their own, up to the last that a bitmap can name. */
+inline constexpr U8_t MMSG_K_FIRST_PEER = MMSG_E_MAX_DEFINED_EPIDS;
+inline constexpr U8_t MMSG_K_LAST_PEER = BM_K_BITS_PER_ELEMENT * BM_K_ELEMENTS - 1;
+
+/** The adapter's socket in the switch's directory. */
+inline constexpr CHAR_t MMSG_K_ADAPTER_SOCKET[] = "/esadapter";
+
 struct MMCH_TIMESTAMP_t {
     be32_t high;
     be32_t low;

@@ -35,6 +35,9 @@ struct MAC_ADDRESS_t {
 /** Layout version that every process of this release expects. */
 inline constexpr U32_t MPU_K_PARAMS_VERSION = 15;
 
+/** Keys of the block below this one are refused. */
+inline constexpr int MPU_K_LEAST_KEY = 100;
+
 /** Bits of `MPU_PARAMS_t::flags`. */
 inline constexpr U32_t MPU_K_FLAG_OTHER_BLADE_PRESENT = 0x2;
 inline constexpr U32_t MPU_K_FLAG_RESTART_RECOVERY = 0x4;

@@ -16,6 +16,9 @@
 
 #include "basetypes.h"
 
+/** Bytes of a line, newline and terminator included; what it has beyond them is read as the next line. */
+inline constexpr int NONXML_K_LINE_LIMIT = 1024;
+
 /** How the value of a key is read and stored. */
 enum NonXML_types_e : U8_t {
     NONXML_E_TYPE_U32 = 0,

@@ -3,16 +3,12 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "hex.h"
+
 namespace {
 
 std::string inBrackets(std::span<const std::uint8_t> bytes) {
-    std::string text = "[";
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        char byte[4];
-        std::snprintf(byte, sizeof byte, "%s%02x", i == 0 ? "" : " ", unsigned{bytes[i]});
-        text += byte;
-    }
-    return text + "]";
+    return "[" + hexText(bytes, " ") + "]";
 }
 
 const char* outcome(bool acknowledged) {

@@ -4,17 +4,16 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <cstdio>
 #include <cstring>
 
 #include "core/control_block.h"
 #include "core/fault.h"
 #include "core/operation.h"
+#include "enclosure_bus.h"
 #include "policy/chassis.h"
 
 namespace {
 
-constexpr int I2C_UNIT = 0;
 constexpr U16_t TRACE_LEVEL_WITHOUT_DEBUG = 0xC00F;
 
 constexpr U8_t SES_TYPES[] = {
@@ -33,7 +32,7 @@ void setDefaults() {
     }
     esaControl.enclosureType = noChassis.type;
     esaSetDimensions(noChassis.dimensions);
-    esaControl.pollTimeout = {10, 0};
+    esaControl.pollTimeout = ESA_K_POLL_TIMEOUT;
     ESA_TRACE("esaDebug set to TRUE");
     std::memcpy(esaControl.sesTypeDescriptorList, SES_TYPES, sizeof(SES_TYPES));
     for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
@@ -43,11 +42,10 @@ void setDefaults() {
 
 /** The directory may fill its whole field, without a terminator. */
 void setSocketAddress(sockaddr_un& address) {
-    static constexpr CHAR_t NAME[] = "/esadapter";
     const std::size_t directory = strnlen(oMpuParams->mmsgDirectory, sizeof(oMpuParams->mmsgDirectory));
-    CHAR_t path[sizeof(oMpuParams->mmsgDirectory) + sizeof(NAME)];
+    CHAR_t path[sizeof(oMpuParams->mmsgDirectory) + sizeof(MMSG_K_ADAPTER_SOCKET)];
     std::memcpy(path, oMpuParams->mmsgDirectory, directory);
-    std::memcpy(path + directory, NAME, sizeof(NAME));
+    std::memcpy(path + directory, MMSG_K_ADAPTER_SOCKET, sizeof(MMSG_K_ADAPTER_SOCKET));
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path, strnlen(path, sizeof(address.sun_path) - 1));
 }
@@ -82,10 +80,8 @@ void esaInit() {
     ESA_OPERATION();
     setDefaults();
     connectToSwitch();
-    CHAR_t device[16];
-    (void)std::snprintf(device, sizeof(device), "/dev/enc-%d", I2C_UNIT);
     // The device may be a terminal (a serial bridge): it must not become the daemon's own, nor wait for a carrier.
-    esaControl.i2cFileFd = open(device, O_RDWR | O_NOCTTY | O_NONBLOCK);
+    esaControl.i2cFileFd = open(BUS_K_DEVICE, O_RDWR | O_NOCTTY | O_NONBLOCK);
     if (esaControl.i2cFileFd < 0) {
         ESA_TRACE("Failed to open the i2c device.");
         return;

@@ -20,12 +20,10 @@
 
 namespace {
 
-constexpr int LEAST_SHM_KEY = 100;
 constexpr U16_t TRACE_LEVEL_WHEN_ASKED = 0xC0FF;
 constexpr U32_t RCP_WAIT_TESTS = 18;
 constexpr U32_t RCP_WAIT_SECONDS = 10;
 constexpr MPU_TIME_t SELECT_TIMEOUT = {1, 0};
-constexpr MPU_TIME_t POLL_TIMEOUT = {10, 0};
 constexpr U32_t USEC_PER_SEC = 1000000;
 
 const CHAR_t* const trc_modNames[TRC_E_MOD_ESA_DEFINED_MODS] = {"ESA"};
@@ -55,7 +53,7 @@ int attachParameters(int argc, char* argv[]) {
         return 1;
     }
     shmKey = keyOf(argv[1]);
-    if (shmKey < LEAST_SHM_KEY) {
+    if (shmKey < MPU_K_LEAST_KEY) {
         std::printf("main(): shared memory key less than 100.\n");
         return 2;
     }
@@ -166,5 +164,5 @@ void esaProcessPollTimeout() {
     if (esaControl.i2cConnected == 1) {
         esaChassis().processPollTimeout();
     }
-    esaControl.pollTimeout = POLL_TIMEOUT;
+    esaControl.pollTimeout = ESA_K_POLL_TIMEOUT;
 }

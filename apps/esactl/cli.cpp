@@ -1,12 +1,12 @@
 #include "cli.h"
 
 #include <charconv>
-#include <cstdlib>
 
 #include "command_table.h"
 #include "errors.h"
 #include "monitor_client.h"
 #include "output.h"
+#include "places.h"
 #include "render_json.h"
 #include "render_prometheus.h"
 #include "session.h"
@@ -20,16 +20,11 @@ constexpr const char* EXIT_STATUS_HELP =
     "\n"
     "Example: esactl status --json | jq .state";
 
-std::string fromEnvironment(const char* name, const char* otherwise) {
-    const char* const value = std::getenv(name);
-    return value != nullptr && *value != '\0' ? value : otherwise;
-}
-
 void takeEnvironment(Options_t& options) {
-    options.directory = fromEnvironment("ESA_MMSG_DIRECTORY", "/run/esa");
+    options.directory = switchDirectory();
     options.socket = fromEnvironment("ESA_MMSG_SOCKET", "peer");
     options.chassis = fromEnvironment("ESA_CHASSIS", "");
-    options.state = fromEnvironment("ESA_STATE_DIRECTORY", "/var/lib/esa");
+    options.state = stateDirectory();
     options.slots = fromEnvironment("ESA_SLOTS", "");
     const std::string endpoint = fromEnvironment("ESA_MMSG_ENDPOINT", "");
     const char* const end = endpoint.data() + endpoint.size();

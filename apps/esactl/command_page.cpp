@@ -1,8 +1,7 @@
 /** page: a page as hex, as it is or as the standard has it. */
-#include <cstdio>
-
 #include "commands.h"
 #include "enclosure.h"
+#include "hex.h"
 #include "output.h"
 #include "session.h"
 #include "standard_pages.h"
@@ -10,13 +9,9 @@
 namespace {
 
 std::string hexDump(const std::vector<U8_t>& bytes) {
-    constexpr std::size_t BYTES_PER_LINE = 16;
     std::string text;
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        char piece[8];
-        std::snprintf(piece, sizeof piece, "%02x", bytes[i]);
-        text += piece;
-        text += i + 1 == bytes.size() || (i + 1) % BYTES_PER_LINE == 0 ? "\n" : " ";
+    for (const std::string& line : hexLines(bytes)) {
+        text += line + "\n";
     }
     return text;
 }

@@ -1,5 +1,5 @@
 /** raw: pages as bytes, for whoever debugs the wire. */
-#include <cstdio>
+#include <array>
 
 #include "commands.h"
 #include "errors.h"
@@ -24,17 +24,12 @@ std::vector<U8_t> bytesOf(const std::vector<std::string>& words) {
     return bytes;
 }
 
-std::vector<std::string> hexLines(const std::vector<U8_t>& bytes) {
-    constexpr std::size_t BYTES_PER_LINE = 16;
-    std::vector<std::string> lines;
-    char piece[16];
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        if (i % BYTES_PER_LINE == 0) {
-            std::snprintf(piece, sizeof piece, "%04x ", static_cast<unsigned>(i));
-            lines.emplace_back(piece);
-        }
-        std::snprintf(piece, sizeof piece, " %02x", bytes[i]);
-        lines.back() += piece;
+/** The bytes by sixteen, each line behind its first one's offset. */
+std::vector<std::string> numberedLines(const std::vector<U8_t>& bytes) {
+    std::vector<std::string> lines = hexLines(bytes);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const auto offset = static_cast<U16_t>(16 * i);
+        lines[i] = hexText(std::array{static_cast<U8_t>(offset >> 8), static_cast<U8_t>(offset)}) + "  " + lines[i];
     }
     return lines;
 }
@@ -80,7 +75,7 @@ void printReply(const Options_t& options, const SesReply_t& reply, const Spelt_t
     std::vector<std::string> lines{"status " + std::to_string(reply.statusCode) + ", return code " +
                                    std::to_string(reply.returnCode) + ", " + std::to_string(reply.payload.size()) +
                                    " bytes"};
-    for (const std::string& line : hexLines(reply.payload)) {
+    for (const std::string& line : numberedLines(reply.payload)) {
         lines.push_back(line);
     }
     lines.insert(lines.end(), spelt.lines.begin(), spelt.lines.end());

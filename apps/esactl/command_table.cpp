@@ -63,7 +63,7 @@ CliOption_t count(Options_t& options) {
 
 CliOption_t monitor(Options_t& options) {
     return {.name = "--monitor",
-            .description = "The monitor's socket (or ESA_MONITOR_SOCKET; else /run/esa-monitor/api)",
+            .description = std::string("The monitor's socket (or ESA_MONITOR_SOCKET; else ") + PLACES_K_MONITOR + ")",
             .target = &options.monitor,
             .type = "FILE"};
 }
@@ -247,14 +247,14 @@ std::vector<Command_t> reports(Options_t& options) {
           "esactl bundle --output trouble.tar",
           {output(options, "The file (default esa-bundle-TIME.tar here)"),
            {.name = "--log-directory",
-            .description = "Where the adapter's logs are (default /var/log/esa)",
+            .description = "Where the adapter's logs are (default " + options.logDirectory + ")",
             .target = &options.logDirectory,
             .type = "DIR"},
            {.name = "--key",
-            .description = "Key of the parameter block (default 100)",
+            .description = "Key of the parameter block (default " + std::to_string(options.key) + ")",
             .target = &options.key,
             .type = "N",
-            .range = CliRange_t<unsigned>{100, 0x7FFFFFFF}},
+            .range = CliRange_t<unsigned>{MPU_K_LEAST_KEY, INT32_MAX}},
            monitor(options)}},
          bundleCommand},
         {{"decode",
@@ -270,7 +270,8 @@ std::vector<Command_t> reports(Options_t& options) {
 std::vector<CliOption_t> commonOptions(Options_t& options) {
     return {
         {.name = "--directory",
-         .description = "Directory of the switch's sockets (or ESA_MMSG_DIRECTORY; else /run/esa)",
+         .description =
+             std::string("Directory of the switch's sockets (or ESA_MMSG_DIRECTORY; else ") + PLACES_K_SWITCH + ")",
          .target = &options.directory,
          .type = "DIR"},
         {.name = "--socket",
@@ -289,7 +290,8 @@ std::vector<CliOption_t> commonOptions(Options_t& options) {
          .type = "NAME",
          .suggest = suggestChassis},
         {.name = "--state",
-         .description = "Directory of what is accepted (or ESA_STATE_DIRECTORY; else /var/lib/esa)",
+         .description =
+             std::string("Directory of what is accepted (or ESA_STATE_DIRECTORY; else ") + PLACES_K_STATE + ")",
          .target = &options.state,
          .type = "DIR"},
         {.name = "--slots",

@@ -4,9 +4,10 @@
 #include <vector>
 
 #include "command_line.h"
+#include "mmsg.h"
 #include "options.h"
 
-inline constexpr CliRange_t<int> CLI_K_ENDPOINTS{0, 63};
+inline constexpr CliRange_t<int> CLI_K_ENDPOINTS{0, MMSG_K_LAST_PEER};
 
 using Run_t = int (*)(const Options_t&);
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "mpu_gbl.h"
+#include "places.h"
 #include "switch_client.h"
 
 struct Options_t {
@@ -43,8 +45,8 @@ struct Options_t {
     bool plot = false; /**< a curve instead of a table */
     bool standard = false;
     std::string file;
-    std::string logDirectory = "/var/log/esa";
-    unsigned key = 0x64; /**< of the parameter block */
+    std::string logDirectory = PLACES_K_LOGS;
+    unsigned key = MPU_K_LEAST_KEY; /**< of the parameter block */
 
     bool json() const { return jsonFlag || format == "json"; }
     bool prometheus() const { return !json() && format == "prometheus"; }

@@ -113,10 +113,10 @@ std::string fanDetail(const Fan_t& fan) {
     }
     char text[96];
     if (!fan.rpm) {
-        std::snprintf(text, sizeof text, "  no reading  (limit %u RPM)", HEALTH_K_FAN_MINIMUM_RPM);
+        std::snprintf(text, sizeof text, "  no reading  (limit %u RPM)", SES_K_FAN_FAULT_RPM_LIMIT);
     } else {
-        const bool isMarked = fanCondition(fan) == CONDITION_E_FAULT && *fan.rpm >= HEALTH_K_FAN_MINIMUM_RPM;
-        std::snprintf(text, sizeof text, "%8u RPM  (limit %u RPM)%s", *fan.rpm, HEALTH_K_FAN_MINIMUM_RPM,
+        const bool isMarked = fanCondition(fan) == CONDITION_E_FAULT && *fan.rpm >= SES_K_FAN_FAULT_RPM_LIMIT;
+        std::snprintf(text, sizeof text, "%8u RPM  (limit %u RPM)%s", *fan.rpm, SES_K_FAN_FAULT_RPM_LIMIT,
                       isMarked ? ", marked faulty" : "");
     }
     return text;
@@ -132,8 +132,8 @@ std::string sensorDetail(const TemperatureSensor_t& sensor) {
         std::snprintf(reading, sizeof reading, "%8d C", *sensor.celsius);
     }
     std::snprintf(text, sizeof text, "%12s  (warning %d..%d C, failure %d..%d C)", reading,
-                  HEALTH_K_LOW_WARNING_CELSIUS, HEALTH_K_HIGH_WARNING_CELSIUS, HEALTH_K_LOW_FAILURE_CELSIUS,
-                  HEALTH_K_HIGH_FAILURE_CELSIUS);
+                  SES_K_UNDER_TEMPERATURE_WARNING, SES_K_OVER_TEMPERATURE_WARNING, SES_K_UNDER_TEMPERATURE_FAILURE,
+                  SES_K_OVER_TEMPERATURE_FAILURE);
     return text;
 }
 

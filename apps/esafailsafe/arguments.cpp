@@ -1,6 +1,7 @@
 #include "arguments.h"
 
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,8 +14,7 @@
 namespace {
 
 constexpr long MAX_SECONDS = 3600;
-constexpr long MIN_KEY = 100;
-constexpr long MAX_KEY = 0x7FFFFFFF;
+constexpr long MAX_KEY = INT32_MAX;
 constexpr CHAR_t MEMORY[] = "/chassis";
 
 bool readNumber(const CHAR_t* text, long least, long most, long& number) {
@@ -129,7 +129,7 @@ VORAN_E_CHASSIS_t chassisOf(const FailSafeArguments_t& arguments) {
         return facts->type;
     }
     long key = 0;
-    if (!readNumber(arguments.key, MIN_KEY, MAX_KEY, key)) {
+    if (!readNumber(arguments.key, MPU_K_LEAST_KEY, MAX_KEY, key)) {
         (void)refuse("the parameter block's key is a number of at least 100", arguments.key);
         return 0;
     }

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr U8_t FULL_LOAD_PERCENT = 100;
 constexpr unsigned PAUSE_MICROSECONDS = 500000;
 
 time_t secondsNow() {
@@ -42,7 +41,7 @@ enum class Answer_e : U8_t { DONE, FAILED, REFUSED };
 Answer_e loadFully(const Chassis_t& chassis, U8_t fan) {
     const U32_t failedBefore = esaFailedTransfers;
     const U32_t refusedBefore = esaRefusedTransfers;
-    chassis.policyLoadPwm(fan, FULL_LOAD_PERCENT);
+    chassis.policyLoadPwm(fan, ESA_K_FULL_LOAD_PERCENT);
     if (esaFailedTransfers == failedBefore) {
         return Answer_e::DONE;
     }

@@ -7,13 +7,13 @@
 #include <cstring>
 
 #include "arguments.h"
+#include "enclosure_bus.h"
 #include "failsafe.h"
 #include "version.h"
 #include "watch.h"
 
 namespace {
 
-constexpr CHAR_t DEVICE[] = "/dev/enc-0";
 constexpr int EXIT_DONE = 0;
 constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
@@ -48,7 +48,7 @@ int report(FailSafe_e result, const Chassis_t& chassis, const FailSafeArguments_
         return EXIT_DONE;
     case FAIL_SAFE_E_NO_DEVICE:
         (void)std::fprintf(stderr, "esafailsafe: %s cannot be opened: %s; tried for %u s, the enclosure is as it was\n",
-                           DEVICE, std::strerror(errno), seconds);
+                           BUS_K_DEVICE, std::strerror(errno), seconds);
         return EXIT_FAILED;
     case FAIL_SAFE_E_NO_ANSWER:
         break;
@@ -57,7 +57,7 @@ int report(FailSafe_e result, const Chassis_t& chassis, const FailSafeArguments_
         stderr,
         "esafailsafe: no full answer on the I2C bus within %u s; see what else has %s open and whether %s is "
         "the right chassis\n",
-        seconds, DEVICE, chassis.typeName);
+        seconds, BUS_K_DEVICE, chassis.typeName);
     return EXIT_FAILED;
 }
 
@@ -87,12 +87,12 @@ int main(int argc, char* argv[]) {
         return EXIT_DONE;
     }
     if (arguments.watched != 0) {
-        watchAdapter(chassis, DEVICE, static_cast<pid_t>(arguments.watched));
+        watchAdapter(chassis, BUS_K_DEVICE, static_cast<pid_t>(arguments.watched));
         return EXIT_DONE;
     }
     if (arguments.prepare) {
         rememberChassis(type);
     }
     const Attempt_t work = arguments.prepare ? prepareOnce : failSafeOnce;
-    return report(failSafe(chassis, DEVICE, arguments.seconds, work), chassis, arguments);
+    return report(failSafe(chassis, BUS_K_DEVICE, arguments.seconds, work), chassis, arguments);
 }

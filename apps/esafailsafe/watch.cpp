@@ -7,14 +7,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "enclosure_bus.h"
 #include "failsafe.h"
 #include "osdep.h"
 
 namespace {
-
-/* What the platform library locks of the device: its header is not the adapter's to include. */
-constexpr off_t MASTER = 0;
-constexpr off_t UNANSWERED = 1;
 
 constexpr U32_t LOOK_SECONDS = 1;
 /** Looks that find a master before it is taken for the adapter: this program by hand is one for a moment too. */
@@ -47,9 +44,9 @@ bool look(const Chassis_t& chassis, const CHAR_t* device, Findings_t& findings) 
         findings.masters = 0;
         return false;
     }
-    const bool hasMaster = isLocked(fd, MASTER);
+    const bool hasMaster = isLocked(fd, BUS_K_LOCK_MASTER);
     findings.masters = hasMaster ? findings.masters + 1 : 0;
-    findings.unanswered = findings.unanswered || isLocked(fd, UNANSWERED);
+    findings.unanswered = findings.unanswered || isLocked(fd, BUS_K_LOCK_UNANSWERED);
     (void)close(fd);
     return !hasMaster && findings.unanswered && failSafe(chassis, device, 0) == FAIL_SAFE_E_DONE;
 }

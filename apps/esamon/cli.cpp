@@ -1,23 +1,18 @@
 #include "cli.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <unistd.h>
 
 #include "chassis_list.h"
 #include "command_line.h"
 #include "errors.h"
 #include "monitor.h"
+#include "places.h"
 
 namespace {
 
 constexpr CliRange_t<double> POLL_SECONDS{1, 3600};
 constexpr CliRange_t<double> TIMEOUT_SECONDS{0.1, 60};
-
-std::string fromEnvironment(const char* name, const std::string& otherwise) {
-    const char* const value = std::getenv(name);
-    return value != nullptr && *value != '\0' ? value : otherwise;
-}
 
 CliOption_t text(const char* name, const char* type, const char* description, std::string& target) {
     return {.name = name, .description = description, .target = &target, .type = type, .showsDefault = true};
@@ -85,8 +80,8 @@ std::vector<CliOption_t> optionsOf(MonitorOptions_t& options) {
 
 int parseAndRun(int argc, const char* const* argv) {
     MonitorOptions_t options;
-    options.directory = fromEnvironment("ESA_MMSG_DIRECTORY", "/run/esa");
-    options.state = fromEnvironment("ESA_STATE_DIRECTORY", options.state);
+    options.directory = switchDirectory();
+    options.state = stateDirectory();
     const CliProgram_t program{
         .name = "esamon",
         .description = "Watches an enclosure through the message switch: records what happens, and "

@@ -5,16 +5,18 @@
 #include <string>
 #include <vector>
 
+#include "places.h"
+
 struct MonitorOptions_t {
     std::string directory;                                    /**< of the switch's sockets */
     std::string database = "/var/lib/esa-monitor/history.db"; /**< its folder must exist */
-    std::string socket = "/run/esa-monitor/api";              /**< "none": no UNIX socket */
+    std::string socket = PLACES_K_MONITOR;                    /**< "none": no UNIX socket */
     std::string listen = "127.0.0.1:9634";                    /**< ADDRESS:PORT; "none": no TCP */
     std::vector<std::string> hosts;                           /**< further names in requests' Host */
     std::string panel = "/usr/share/esa/panel";
     std::string tokenFile;              /**< empty: nothing can be changed */
     std::string simulator;              /**< control socket of the simulated enclosure; empty: a real one */
-    std::string state = "/var/lib/esa"; /**< directory of what operators have accepted */
+    std::string state = PLACES_K_STATE; /**< directory of what operators have accepted */
     std::string chassis;                /**< name; empty: what events and the numbers of elements tell */
     double pollSeconds = 10;
     double timeoutSeconds = 10;

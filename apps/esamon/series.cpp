@@ -49,13 +49,13 @@ std::vector<std::optional<double>> valuesOf(const Enclosure_t& enclosure) {
 Json_t limitsOf(const Series_t& series) {
     const std::string_view quantity = series.quantity;
     if (quantity == "temperature") {
-        return Json_t::object({{"low_failure", HEALTH_K_LOW_FAILURE_CELSIUS},
-                               {"low_warning", HEALTH_K_LOW_WARNING_CELSIUS},
-                               {"high_warning", HEALTH_K_HIGH_WARNING_CELSIUS},
-                               {"high_failure", HEALTH_K_HIGH_FAILURE_CELSIUS}});
+        return Json_t::object({{"low_failure", SES_K_UNDER_TEMPERATURE_FAILURE},
+                               {"low_warning", SES_K_UNDER_TEMPERATURE_WARNING},
+                               {"high_warning", SES_K_OVER_TEMPERATURE_WARNING},
+                               {"high_failure", SES_K_OVER_TEMPERATURE_FAILURE}});
     }
     if (quantity == "speed") {
-        return Json_t::object({{"minimum", HEALTH_K_FAN_MINIMUM_RPM}});
+        return Json_t::object({{"minimum", SES_K_FAN_FAULT_RPM_LIMIT}});
     }
     return Json_t::object();
 }

@@ -10,12 +10,13 @@
 
 #include "chassis_list.h"
 #include "fields.h"
+#include "mmsg.h"
 #include "nonxml.h"
 #include "values.h"
 
 namespace {
 
-constexpr std::size_t LONGEST_LINE = 1022;
+constexpr std::size_t LONGEST_LINE = NONXML_K_LINE_LIMIT - 2; // less newline and terminator
 constexpr const char* MANUAL = "mpuparams(8) lists them";
 
 bool isSame(std::string_view a, std::string_view b) {
@@ -120,15 +121,30 @@ std::string judgeAdapters(const NonXML_s& /*tag*/, std::string_view value) {
     return hasParts(value, '/', 2, 0xFFFF) ? "" : "expected two numbers up to 65535, such as 2/1";
 }
 
-std::span<const Named_t> namesOf(const NonXML_s& tag) {
-    if (tag.enums == nonXML_Tables.batteryPolicy) {
-        return nonXML_Tables.batteryPolicy; // this table alone has no end entry
-    }
+/** The names before the end entry. */
+std::span<const Named_t> namesBeforeEnd(const Named_t* table) {
     std::size_t count = 0;
-    while (tag.enums[count].name != nullptr) {
+    while (table[count].name != nullptr) {
         ++count;
     }
-    return {tag.enums, count};
+    return {table, count};
+}
+
+std::span<const Named_t> namesOf(const NonXML_s& tag) {
+    // This table alone has no end entry.
+    return tag.enums == nonXML_Tables.batteryPolicy ? std::span<const Named_t>(nonXML_Tables.batteryPolicy)
+                                                    : namesBeforeEnd(tag.enums);
+}
+
+/** The chassis that no file can name. */
+std::vector<Named_t> chassisBesideFile() {
+    std::vector<Named_t> names;
+    for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
+        if (findValue(namesBeforeEnd(chassisType), chassis.type) == nullptr) {
+            names.push_back({chassis.name, chassis.type});
+        }
+    }
+    return names;
 }
 
 std::string judgeName(const NonXML_s& tag, std::string_view value) {
@@ -301,10 +317,10 @@ void judgeBlock(const MPU_PARAMS_t& block, Judgement_t& judgement) {
     if (findChassis(block.chassisType) == nullptr) {
         add("ChassisType", false,
             "the adapter knows no chassis " + std::to_string(block.chassisType) +
-                " and manages nothing: expected ChassisType = None, Xyratex2U12ATX or Quadra, or "
-                "chassisType=chenbro, vsc055 or w83782d beside the file");
+                " and manages nothing: expected ChassisType = " + listNames(namesBeforeEnd(chassisType)) +
+                ", or chassisType=" + listNames(chassisBesideFile()) + " beside the file");
     }
-    constexpr std::size_t LONGEST = sizeof(sockaddr_un::sun_path) - sizeof("/esadapter");
+    constexpr std::size_t LONGEST = sizeof(sockaddr_un::sun_path) - sizeof(MMSG_K_ADAPTER_SOCKET);
     const std::string sockets = directoryText(block.mmsgDirectory);
     if (sockets.empty() || sockets.size() > LONGEST) {
         add("MmsgDirectory", true,

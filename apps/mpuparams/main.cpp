@@ -26,9 +26,9 @@ int parseKey(const std::string& text) {
     std::uint64_t key = 0;
     // A leading zero would be octal for the processes that are given the same key.
     const bool octal = text.size() > 1 && text[0] == '0' && text[1] != 'x' && text[1] != 'X';
-    if (octal || !parseNumber(text, INT_MAX, &key) || key < LEAST_KEY) {
+    if (octal || !parseNumber(text, INT_MAX, &key) || key < MPU_K_LEAST_KEY) {
         throw usageError("key \"" + text + "\": expected a decimal or 0x hexadecimal number from " +
-                         std::to_string(LEAST_KEY) + " to " + std::to_string(INT_MAX));
+                         std::to_string(MPU_K_LEAST_KEY) + " to " + std::to_string(INT_MAX));
     }
     return static_cast<int>(key);
 }

@@ -5,9 +5,6 @@
 
 #include "mpu_gbl.h"
 
-/** Keys below this are refused by the processes that attach the block. */
-inline constexpr int LEAST_KEY = 100;
-
 /** An attached block of this release's version; detached at the end. */
 class AttachedBlock_t {
 public:

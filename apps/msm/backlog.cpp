@@ -34,7 +34,7 @@ std::uint64_t Backlog_t::mostNumerous() const {
 template <typename Weight>
 std::uint64_t Backlog_t::first(Weight weight) const {
     const auto rank = [&weight](const auto& row) {
-        const bool isPeer = row.second.letters.front().letter->sender >= MSM_K_FIRST_PEER;
+        const bool isPeer = row.second.letters.front().letter->sender >= MMSG_K_FIRST_PEER;
         return std::pair(isPeer, weight(row.second));
     };
     return std::ranges::max_element(rows_, {}, rank)->first;

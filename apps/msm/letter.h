@@ -11,10 +11,6 @@
 
 #include "mmsg.h"
 
-/** Ids that connections to the `peer` sockets are given. */
-inline constexpr U8_t MSM_K_FIRST_PEER = 34;
-inline constexpr U8_t MSM_K_LAST_PEER = 63;
-
 using MsmClock_t = std::chrono::steady_clock;
 
 /** When the last bytes of a message were taken from its sender. */

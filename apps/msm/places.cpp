@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr unsigned PEERS = MSM_K_LAST_PEER - MSM_K_FIRST_PEER + 1U;
+constexpr unsigned PEERS = MMSG_K_LAST_PEER - MMSG_K_FIRST_PEER + 1U;
 
 /** The greatest of the counts; `counts` is not empty. */
 template <typename Key>
@@ -19,7 +19,7 @@ std::pair<Key, unsigned> greatest(const std::map<Key, unsigned>& counts) {
 
 Places_t::Places_t(bool asking, unsigned perUser) : perUser_(perUser) {
     const unsigned asks = asking ? MSM_K_ASKING : 0;
-    const auto firstAsk = static_cast<U8_t>(MSM_K_LAST_PEER + 1U - asks);
+    const auto firstAsk = static_cast<U8_t>(MMSG_K_LAST_PEER + 1U - asks);
     struct Row_t {
         U8_t endpoint;
         bool isNumbered;
@@ -30,7 +30,7 @@ Places_t::Places_t(bool asking, unsigned perUser) : perUser_(perUser) {
         {MMSG_E_EPID_STARTUPMP, false, MSM_K_SHARING},
         {MMSG_E_EPID_EVENTLOGMP, false, MSM_K_SHARING},
         {MMSG_E_EPID_VOLMGRMP, false, MSM_K_SHARING},
-        {MSM_K_FIRST_PEER, true, PEERS - asks},
+        {MMSG_K_FIRST_PEER, true, PEERS - asks},
         {firstAsk, true, asks},
         {MMSG_E_EPID_MSMMP, false, MSM_K_LISTENING},
     }};

@@ -6,8 +6,7 @@
 namespace {
 
 bool isNamed(U8_t endpoint) {
-    return std::any_of(MSM_K_NAMED_ENDPOINTS.begin(), MSM_K_NAMED_ENDPOINTS.end(),
-                       [endpoint](const MsmNamedEndpoint_t& named) { return named.endpoint == endpoint; });
+    return std::ranges::find(MSM_K_NAMED_ENDPOINTS, endpoint) != MSM_K_NAMED_ENDPOINTS.end();
 }
 
 EndpointSet_t setOf(const BM_ELEMENT_t (&bitmap)[BM_K_ELEMENTS]) {

@@ -13,20 +13,10 @@
 #include "mmsg.h"
 
 /** Ids that a recipient bitmap has a bit for. */
-inline constexpr unsigned MSM_K_ENDPOINTS = 64;
-/** A socket that stands for one endpoint id. */
-struct MsmNamedEndpoint_t {
-    const char* name; /**< socket's file name */
-    U8_t endpoint;    /**< MMSG_EPID_e */
-};
-
-/** The endpoints with a socket of their own: the only ones that messages are kept for. */
-inline constexpr std::array<MsmNamedEndpoint_t, 4> MSM_K_NAMED_ENDPOINTS = {{
-    {"esadapter", MMSG_E_EPID_ES_ADAPTERMP},
-    {"startup", MMSG_E_EPID_STARTUPMP},
-    {"eventlog", MMSG_E_EPID_EVENTLOGMP},
-    {"volmgr", MMSG_E_EPID_VOLMGRMP},
-}};
+inline constexpr unsigned MSM_K_ENDPOINTS = MMSG_K_LAST_PEER + 1U;
+/** The endpoints with a socket of their own, which has their name: the only ones that messages are kept for. */
+inline constexpr std::array<U8_t, 4> MSM_K_NAMED_ENDPOINTS = {MMSG_E_EPID_ES_ADAPTERMP, MMSG_E_EPID_STARTUPMP,
+                                                              MMSG_E_EPID_EVENTLOGMP, MMSG_E_EPID_VOLMGRMP};
 
 /** A set of endpoint ids: endpoint e is bit e. */
 using EndpointSet_t = std::uint64_t;

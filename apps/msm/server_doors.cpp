@@ -238,7 +238,7 @@ void Server_t::welcome(int descriptor, Door_e door, const Admission_t& admission
     if (isAdapter) {
         tellPresence();
     }
-    if (connection.endpoint >= MSM_K_FIRST_PEER) {
+    if (connection.endpoint >= MMSG_K_FIRST_PEER) {
         greet(connection);
     }
     handOver(connection);

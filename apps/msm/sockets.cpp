@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "unix_stream.h"
+#include "words.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ std::string SocketDirectory_t::open(const std::string& directory) {
     }
     constexpr std::array<Door_e, 4> DOORS = {Door_e::ADAPTER, Door_e::STARTUP, Door_e::EVENTLOG, Door_e::VOLMGR};
     for (std::size_t i = 0; i < DOORS.size(); ++i) {
-        const std::string path = directory + '/' + MSM_K_NAMED_ENDPOINTS[i].name;
+        const std::string path = directory + '/' + std::string(endpointWord(MSM_K_NAMED_ENDPOINTS[i]));
         if (std::string error = listenOn(path, DOORS[i], std::nullopt); !error.empty()) {
             return error;
         }

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int LINE_LIMIT = 1024; /**< terminator included; what a line has beyond it is read as the next line */
-
 bool isSpace(CHAR_t c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
@@ -79,7 +77,7 @@ void nonXmlLine(CHAR_t* line, U8_t* block) {
 }
 
 void nonXmlRead(FILE* stream, U8_t* block) {
-    CHAR_t line[LINE_LIMIT];
+    CHAR_t line[NONXML_K_LINE_LIMIT];
     while (std::fgets(line, sizeof(line), stream) != nullptr) {
         nonXmlLine(line, block);
     }

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <memory>
 
+#include "enclosure_bus.h"
 #include "ses_mesgs.h"
 
 namespace {
@@ -99,11 +100,11 @@ void setUnreachedCause(Enclosure_t& enclosure, const AdapterFacts_t& facts) {
         enclosure.cause = "no answer on the I2C bus when the adapter started: no chip of the " + name +
                           "enclosure was found; check cable and chassis type, then restart it";
     } else if (!name.empty()) {
-        enclosure.cause = "the adapter has no enclosure: /dev/enc-0 could not be opened for the " + name +
-                          "enclosure when it started";
+        enclosure.cause = std::string("the adapter has no enclosure: ") + BUS_K_DEVICE +
+                          " could not be opened for the " + name + "enclosure when it started";
     } else {
         enclosure.cause = "the adapter has no enclosure: chassis type None";
-        enclosure.cause += isNone ? "" : ", or /dev/enc-0 could not be opened when it started";
+        enclosure.cause += isNone ? "" : std::string(", or ") + BUS_K_DEVICE + " could not be opened when it started";
         enclosure.causeIsMeant = true;
     }
 }

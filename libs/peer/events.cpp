@@ -75,7 +75,7 @@ void describeFans(Event_t& event, const EsaEventData_t& data) {
     event.elements = namesOfBits(data.fanFaultStatus, fanName);
     event.text = event.elements.empty() ? "all fans are at or over their limit of "
                                         : join(event.elements) + " marked faulty, under the limit of ";
-    event.text += std::to_string(HEALTH_K_FAN_MINIMUM_RPM) + " RPM";
+    event.text += std::to_string(SES_K_FAN_FAULT_RPM_LIMIT) + " RPM";
 }
 
 void describeTemperature(Event_t& event, const EsaEventData_t& data) {

@@ -28,7 +28,7 @@ const char* notInstalledText(const PowerSupply_t& supply, const ChassisFacts_t* 
 }
 
 std::string fanProblem(const Fan_t& fan) {
-    const std::string limit = std::to_string(HEALTH_K_FAN_MINIMUM_RPM) + " RPM";
+    const std::string limit = std::to_string(SES_K_FAN_FAULT_RPM_LIMIT) + " RPM";
     if (!fan.rpm) {
         return "gives no speed reading and counts as stopped (limit " + limit + ")";
     }
@@ -36,7 +36,7 @@ std::string fanProblem(const Fan_t& fan) {
     if (*fan.rpm == 0) {
         return "stands still (limit " + limit + ")";
     }
-    if (*fan.rpm < HEALTH_K_FAN_MINIMUM_RPM) {
+    if (*fan.rpm < SES_K_FAN_FAULT_RPM_LIMIT) {
         return "at " + speed + " is under its limit of " + limit;
     }
     return "at " + speed + " is marked faulty (limit " + limit + ")";
@@ -51,16 +51,16 @@ std::string sensorProblem(const TemperatureSensor_t& sensor) {
                std::to_string(limit) + " C";
     };
     if (sensor.overFailure) {
-        return breaks("over", "failure", HEALTH_K_HIGH_FAILURE_CELSIUS);
+        return breaks("over", "failure", SES_K_OVER_TEMPERATURE_FAILURE);
     }
     if (sensor.underFailure) {
-        return breaks("under", "failure", HEALTH_K_LOW_FAILURE_CELSIUS);
+        return breaks("under", "failure", SES_K_UNDER_TEMPERATURE_FAILURE);
     }
     if (sensor.overWarning) {
-        return breaks("over", "warning", HEALTH_K_HIGH_WARNING_CELSIUS);
+        return breaks("over", "warning", SES_K_OVER_TEMPERATURE_WARNING);
     }
     if (sensor.underWarning) {
-        return breaks("under", "warning", HEALTH_K_LOW_WARNING_CELSIUS);
+        return breaks("under", "warning", SES_K_UNDER_TEMPERATURE_WARNING);
     }
     return std::string("reports status ") + elementStatusName(sensor.code);
 }
@@ -98,7 +98,7 @@ void noteSupplies(std::vector<Problem_t>& problems, const std::vector<PowerSuppl
 int slowness(const Fan_t& fan) {
     constexpr unsigned STEP_RPM = 100;
     const unsigned rpm = fan.rpm.value_or(0);
-    return rpm >= HEALTH_K_FAN_MINIMUM_RPM ? 0 : static_cast<int>((HEALTH_K_FAN_MINIMUM_RPM - rpm) / STEP_RPM) + 1;
+    return rpm >= SES_K_FAN_FAULT_RPM_LIMIT ? 0 : static_cast<int>((SES_K_FAN_FAULT_RPM_LIMIT - rpm) / STEP_RPM) + 1;
 }
 
 Problem_t sensorProblemOf(const std::string& element, const TemperatureSensor_t& sensor) {
@@ -147,7 +147,7 @@ Condition_e fanCondition(const Fan_t& fan) {
     if (!fan.known) {
         return CONDITION_E_UNKNOWN;
     }
-    const bool bad = fan.fail || !fan.rpm || *fan.rpm < HEALTH_K_FAN_MINIMUM_RPM;
+    const bool bad = fan.fail || !fan.rpm || *fan.rpm < SES_K_FAN_FAULT_RPM_LIMIT;
     return bad ? CONDITION_E_FAULT : codeCondition(fan.code);
 }
 

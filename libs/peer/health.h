@@ -6,13 +6,6 @@
 
 #include "enclosure.h"
 
-/** The limits that the adapter judges by; a value is healthy on the limit itself. */
-inline constexpr unsigned HEALTH_K_FAN_MINIMUM_RPM = 2000;
-inline constexpr int HEALTH_K_LOW_FAILURE_CELSIUS = 0;
-inline constexpr int HEALTH_K_LOW_WARNING_CELSIUS = 1;
-inline constexpr int HEALTH_K_HIGH_WARNING_CELSIUS = 55;
-inline constexpr int HEALTH_K_HIGH_FAILURE_CELSIUS = 60;
-
 enum Condition_e {
     CONDITION_E_OK,
     CONDITION_E_ABSENT,  /**< an empty drive slot, a sensor that the chassis does not have: nothing is wrong */

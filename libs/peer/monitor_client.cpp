@@ -2,17 +2,16 @@
 
 #include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include "errors.h"
+#include "places.h"
 #include "unix_stream.h"
 
 std::string monitorSocket() {
-    const char* const fromEnvironment = std::getenv("ESA_MONITOR_SOCKET");
-    return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment : "/run/esa-monitor/api";
+    return fromEnvironment("ESA_MONITOR_SOCKET", PLACES_K_MONITOR);
 }
 
 std::optional<MonitorReply_t> askMonitor(const std::string& socket, const std::string& path, double seconds) {

@@ -9,7 +9,6 @@ namespace {
 
 // Both replies end one byte before their page does.
 constexpr std::size_t BYTES_NOT_SENT = 1;
-constexpr std::size_t RECORD_SIZE = 4;
 
 std::string printable(const U8_t* bytes, std::size_t size) {
     std::string text;
@@ -74,11 +73,10 @@ TemperatureSensor_t decodeSensor(std::span<const U8_t> bytes) {
     sensor.underFailure = record.utFailure != 0;
     sensor.overWarning = record.otWarning != 0;
     sensor.overFailure = record.otFailure != 0;
-    constexpr int OFFSET_CELSIUS = 20;
     // -20 degrees is byte 0 too, but with the under-temperature flags.
     const bool flagged = sensor.underWarning || sensor.underFailure || sensor.overWarning || sensor.overFailure;
     if (record.temperature != 0 || flagged) {
-        sensor.celsius = record.temperature - OFFSET_CELSIUS;
+        sensor.celsius = record.temperature - SES_K_TEMPERATURE_OFFSET;
     }
     return sensor;
 }
@@ -86,7 +84,7 @@ TemperatureSensor_t decodeSensor(std::span<const U8_t> bytes) {
 Alarm_t decodeAlarm(std::span<const U8_t> bytes) {
     const auto record = recordAt<AudibleAlarmElementStat_t>(bytes);
     Alarm_t alarm{record.commonStatus, std::nullopt};
-    if (bytes.size() >= RECORD_SIZE) {
+    if (bytes.size() >= SES_K_ELEMENT_SIZE) {
         alarm.tones = AlarmTones_t{record.unrecov != 0, record.crit != 0,  record.nonCrit != 0, record.info != 0,
                                    record.remind != 0,  record.muted != 0, record.rqstMute != 0};
     }
@@ -118,7 +116,7 @@ void decodeElement(EnclosureStatus_t& status, U8_t type, std::span<const U8_t> b
 std::size_t statusPageSize(const Configuration_t& configuration) {
     std::size_t size = sizeof(EncStatDiagPageHdr_t);
     for (const ElementGroup_t& group : configuration.groups) {
-        size += RECORD_SIZE * (1U + group.count);
+        size += SES_K_ELEMENT_SIZE * (1U + group.count);
     }
     return size;
 }
@@ -186,9 +184,9 @@ Decoded_t<EnclosureStatus_t> decodeStatusPage(std::span<const U8_t> page, const 
         if (group.type == SES_K_ELEMENT_TYPE_AUDIBLE_ALARM && offset + 3 < page.size()) {
             status.alarmOverall = page[offset + 3];
         }
-        offset += RECORD_SIZE;
-        for (unsigned i = 0; i < group.count; ++i, offset += RECORD_SIZE) {
-            const std::size_t size = std::min(RECORD_SIZE, page.size() - offset);
+        offset += SES_K_ELEMENT_SIZE;
+        for (unsigned i = 0; i < group.count; ++i, offset += SES_K_ELEMENT_SIZE) {
+            const std::size_t size = std::min<std::size_t>(SES_K_ELEMENT_SIZE, page.size() - offset);
             decodeElement(status, group.type, page.subspan(offset, size));
         }
     }

@@ -46,7 +46,7 @@ Json_t fanJson(unsigned index, const Fan_t& fan) {
                            {"index", index},
                            {"state", conditionName(fanCondition(fan))},
                            {"rpm", fan.rpm},
-                           {"minimum_rpm", HEALTH_K_FAN_MINIMUM_RPM},
+                           {"minimum_rpm", SES_K_FAN_FAULT_RPM_LIMIT},
                            {"running", running},
                            {"fail", fan.fail},
                            {"requested_on", fan.requestedOn}});
@@ -57,10 +57,10 @@ Json_t sensorJson(unsigned index, const TemperatureSensor_t& sensor) {
                            {"index", index},
                            {"state", conditionName(sensorCondition(sensor))},
                            {"celsius", sensor.celsius},
-                           {"limits", Json_t::object({{"low_failure", HEALTH_K_LOW_FAILURE_CELSIUS},
-                                                      {"low_warning", HEALTH_K_LOW_WARNING_CELSIUS},
-                                                      {"high_warning", HEALTH_K_HIGH_WARNING_CELSIUS},
-                                                      {"high_failure", HEALTH_K_HIGH_FAILURE_CELSIUS}})}});
+                           {"limits", Json_t::object({{"low_failure", SES_K_UNDER_TEMPERATURE_FAILURE},
+                                                      {"low_warning", SES_K_UNDER_TEMPERATURE_WARNING},
+                                                      {"high_warning", SES_K_OVER_TEMPERATURE_WARNING},
+                                                      {"high_failure", SES_K_OVER_TEMPERATURE_FAILURE}})}});
 }
 
 Json_t alarmJson(unsigned index, const Alarm_t& alarm) {

@@ -96,7 +96,7 @@ void fanMetrics(std::string& out, const std::vector<Fan_t>& fans) {
     elementMetric(out, "esa_fan_speed_rpm", "Speed of the fan in revolutions per minute.", "fan", fanName, fans,
                   [](const Fan_t& fan) { return fan.rpm ? std::optional<long>(*fan.rpm) : std::nullopt; });
     elementMetric(out, "esa_fan_speed_minimum_rpm", "Speed under which the fan is in fault.", "fan", fanName, fans,
-                  [](const Fan_t&) { return std::optional<long>(HEALTH_K_FAN_MINIMUM_RPM); });
+                  [](const Fan_t&) { return std::optional<long>(SES_K_FAN_FAULT_RPM_LIMIT); });
 }
 
 void temperatureMetrics(std::string& out, const std::vector<TemperatureSensor_t>& sensors) {
@@ -105,10 +105,10 @@ void temperatureMetrics(std::string& out, const std::vector<TemperatureSensor_t>
                       return sensor.celsius ? std::optional<long>(*sensor.celsius) : std::nullopt;
                   });
     Metric_t limits(out, "esa_temperature_limit_celsius", "Temperature limits in degrees Celsius.");
-    constexpr std::array<std::pair<const char*, int>, 4> LIMITS{{{"low_failure", HEALTH_K_LOW_FAILURE_CELSIUS},
-                                                                 {"low_warning", HEALTH_K_LOW_WARNING_CELSIUS},
-                                                                 {"high_warning", HEALTH_K_HIGH_WARNING_CELSIUS},
-                                                                 {"high_failure", HEALTH_K_HIGH_FAILURE_CELSIUS}}};
+    constexpr std::array<std::pair<const char*, int>, 4> LIMITS{{{"low_failure", SES_K_UNDER_TEMPERATURE_FAILURE},
+                                                                 {"low_warning", SES_K_UNDER_TEMPERATURE_WARNING},
+                                                                 {"high_warning", SES_K_OVER_TEMPERATURE_WARNING},
+                                                                 {"high_failure", SES_K_OVER_TEMPERATURE_FAILURE}}};
     for (unsigned index = 0; index < sensors.size(); ++index) {
         for (const auto& [limit, celsius] : LIMITS) {
             limits.sample(label("sensor", sensorName(index)) + "," + label("limit", limit), celsius);

@@ -27,7 +27,6 @@ constexpr U8_t SUPPLY_DC_FAIL = 0x01;
 constexpr unsigned LAST_SPEED = 0x7FF;
 constexpr std::array<U8_t, 4> TEMPERATURE_FLAGS{0x08, 0x04, 0x02,
                                                 0x01}; /* over failure, warning, under failure, warning */
-constexpr int CELSIUS_OFFSET = 20;
 
 /** How bad a code is, to tell the worst of a list. */
 int gravity(U8_t code) {
@@ -106,7 +105,7 @@ Record_t recordOf(const TemperatureSensor_t& sensor, unsigned /*index*/) {
     if (!sensor.celsius) {
         return {UNKNOWN, 0, 0, 0};
     }
-    const int celsius = std::clamp(*sensor.celsius + CELSIUS_OFFSET, 1, 255);
+    const int celsius = std::clamp(*sensor.celsius + SES_K_TEMPERATURE_OFFSET, 1, 255);
     const std::array flags{sensor.overFailure, sensor.overWarning, sensor.underFailure, sensor.underWarning};
     U8_t bits = 0;
     for (std::size_t i = 0; i < flags.size(); ++i) {

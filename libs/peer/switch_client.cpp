@@ -15,9 +15,6 @@
 
 namespace {
 
-// Endpoint ids that the switch hands out to peers without an id of their own; 63 is the last that a bitmap can name.
-constexpr U8_t PEER_K_FIRST_ID = 34;
-constexpr U8_t PEER_K_LAST_ID = 63;
 constexpr std::size_t LONGEST_SOCKET_NAME = 9; // "/eventlog"
 
 /** Whom the socket lets in, or the directory that hides it, as far as it can be seen. */
@@ -70,7 +67,7 @@ U8_t takeGreeting(SwitchConnection_t& connection, Deadline_t deadline) {
     }
     const MMCH_t& header = messageHeader(*greeting);
     if (header.opcode.request.protocol != MMSG_E_PROTOCOL_DEFAULT || header.requestor != MMSG_E_EPID_MSMMP ||
-        header.dest_ep < PEER_K_FIRST_ID || header.dest_ep > PEER_K_LAST_ID) {
+        header.dest_ep < MMSG_K_FIRST_PEER || header.dest_ep > MMSG_K_LAST_PEER) {
         throw badAnswerError("the switch's greeting names no endpoint id from 34 to 63");
     }
     return header.dest_ep;

@@ -61,7 +61,7 @@ bool identify(int fd, Identity_t& identity) {
 
 /** Whether /dev/enc-0 is, at this moment, the node `identity`. Looks without opening the device. */
 bool isBusDevice(const Identity_t& identity) {
-    const int node = open(BUS_DEVICE, O_PATH | O_CLOEXEC);
+    const int node = open(BUS_K_DEVICE, O_PATH | O_CLOEXEC);
     Identity_t now{};
     const bool same = node >= 0 && identify(node, now) && now == identity;
     if (node >= 0) {
@@ -92,7 +92,7 @@ bool setLock(int fd, int which, short kind) {
 
 bool lockDevice(int fd, std::int64_t patienceMs) {
     const std::int64_t deadlineMs = monotonicMs() + patienceMs;
-    while (!setLock(fd, BUS_LOCK_MASTER, F_WRLCK)) {
+    while (!setLock(fd, BUS_K_LOCK_MASTER, F_WRLCK)) {
         if ((errno != EAGAIN && errno != EACCES) || monotonicMs() >= deadlineMs) {
             errno = errno == EACCES || errno == EAGAIN ? EBUSY : errno;
             return false;
@@ -111,7 +111,7 @@ const I2cBus_t* takeOver(int fd, std::int64_t patienceMs) {
     }
     if (!bus->takeOver(fd)) {
         const int cause = errno;
-        (void)setLock(fd, BUS_LOCK_MASTER, F_UNLCK); // the next try comes with another descriptor
+        (void)setLock(fd, BUS_K_LOCK_MASTER, F_UNLCK); // the next try comes with another descriptor
         errno = cause;
         return nullptr;
     }
@@ -132,7 +132,7 @@ const CHAR_t* reasonOf(int error) {
 /** Notes why there is no bus, and says so once. */
 void refuse(int error) {
     if (device.bus != nullptr || device.error != error) {
-        journalLine({"esa: ", BUS_DEVICE, reasonOf(error)});
+        journalLine({"esa: ", BUS_K_DEVICE, reasonOf(error)});
     }
     device.bus = nullptr;
     device.error = error;
@@ -176,7 +176,7 @@ void reopen(int fd) {
         return;
     }
     // Without O_NONBLOCK a serial port without a carrier would hold the process here.
-    const int fresh = open(BUS_DEVICE, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    const int fresh = open(BUS_K_DEVICE, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (fresh < 0) {
         return;
     }
@@ -184,7 +184,7 @@ void reopen(int fd) {
     if (bus != nullptr) {
         moveDescriptor(fresh, fd);
         accept(bus);
-        journalLine({"esa: ", BUS_DEVICE, " is open again"});
+        journalLine({"esa: ", BUS_K_DEVICE, " is open again"});
         return;
     }
     const int error = errno;
@@ -261,7 +261,7 @@ void busNoteFailure(int fd, int error) {
         reopen(fd);
     }
     if (device.bus != nullptr && !answered) {
-        (void)setLock(fd, BUS_LOCK_UNANSWERED, F_WRLCK);
-        device.master = !setLock(fd, BUS_LOCK_MASTER, F_UNLCK);
+        (void)setLock(fd, BUS_K_LOCK_UNANSWERED, F_WRLCK);
+        device.master = !setLock(fd, BUS_K_LOCK_MASTER, F_UNLCK);
     }
 }

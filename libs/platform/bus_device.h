@@ -4,17 +4,8 @@
  */
 #pragma once
 
+#include "enclosure_bus.h"
 #include "i2c_bus.h"
-
-/**
- * The locks on the device, each of one byte. Who drives the bus holds the first. A process that has asked the bus and
- * never had an answer lets the first go and holds the second: others may find out whether the bus is back.
- */
-inline constexpr int BUS_LOCK_MASTER = 0;
-inline constexpr int BUS_LOCK_UNANSWERED = 1;
-
-/** The device's name in the messages and in the status of the service. */
-inline constexpr const CHAR_t* BUS_DEVICE = "/dev/enc-0";
 
 /**
  * The transfers for what `fd` has open; nullptr, with errno set, when it is no I2C bus. For the enclosure's bus errno

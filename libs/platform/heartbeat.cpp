@@ -81,9 +81,16 @@ void addTime(Text_t& text, time_t time) {
 }
 
 std::string_view nameOf(U32_t chassisType) {
-    constexpr std::string_view NAMES[] = {"unknown",      "no",     "Xyratex 2U12", "Quadra",
-                                          "Chenbro 3U16", "VSC055", "W83782D"};
-    return NAMES[chassisType < std::size(NAMES) ? chassisType : 0];
+    switch (chassisType) {
+    case VORAN_E_CHASSIS_NONE:
+        return "no";
+#define CHASSIS(number, constant, name, blockName, title, ...)                                                         \
+    case number:                                                                                                       \
+        return title;
+#include "chassis_list.def"
+    default:
+        return "unknown";
+    }
 }
 
 /** The chassis in the parameter block whose key the unit puts into the environment. */
@@ -132,7 +139,7 @@ bool send(bool arm, const CHAR_t* busName) {
     text.add("STATUS=");
     text.add(heart.chassis);
     text.add(" enclosure on ");
-    text.add(BUS_DEVICE);
+    text.add(BUS_K_DEVICE);
     text.add(" (");
     text.add(busName);
     text.add("), last transfer ");

@@ -28,7 +28,7 @@ void noteOutcome(int fd, U8_t i2cAddr, int error, std::int64_t startMs) {
     const std::int64_t nowMs = monotonicMs();
     const bool timedOut = error == ETIMEDOUT && nowMs - startMs >= COSTLY_TIMEOUT_MS;
     if (busNoteOutcome(i2cAddr, timedOut, nowMs)) {
-        journalLine({"esa: ", BUS_DEVICE, busIsDead() ? " does not answer; trying once a second" : " answers again"});
+        journalLine({"esa: ", BUS_K_DEVICE, busIsDead() ? " does not answer; trying once a second" : " answers again"});
     }
     if (error != 0) {
         busNoteFailure(fd, error);

@@ -1,5 +1,7 @@
 #include "hex.h"
 
+#include <algorithm>
+
 namespace {
 
 /** 0 to 15, or -1. */
@@ -13,14 +15,24 @@ int digitValue(char c) {
 
 } // namespace
 
-std::string hexText(std::span<const U8_t> bytes) {
+std::string hexText(std::span<const U8_t> bytes, std::string_view between) {
     constexpr char DIGITS[] = "0123456789abcdef";
     std::string text;
     for (const U8_t byte : bytes) {
+        text += text.empty() ? "" : between;
         text += DIGITS[byte >> 4];
         text += DIGITS[byte & 0xF];
     }
     return text;
+}
+
+std::vector<std::string> hexLines(std::span<const U8_t> bytes) {
+    constexpr std::size_t BYTES_PER_LINE = 16;
+    std::vector<std::string> lines;
+    for (; !bytes.empty(); bytes = bytes.subspan(std::min(bytes.size(), BYTES_PER_LINE))) {
+        lines.push_back(hexText(bytes.first(std::min(bytes.size(), BYTES_PER_LINE)), " "));
+    }
+    return lines;
 }
 
 bool parseHex(std::string_view digits, std::vector<U8_t>* bytes) {

@@ -231,14 +231,15 @@ std::span<const Name_t> typesOf(U8_t protocol) {
 
 } // namespace
 
-std::string endpointName(U8_t endpoint) {
-    std::string_view name = "peer";
+std::string_view endpointWord(U8_t endpoint) {
     if (endpoint < ENDPOINTS.size()) {
-        name = ENDPOINTS[endpoint];
-    } else if (endpoint >= BM_K_BITS_PER_ELEMENT * BM_K_ELEMENTS) {
-        name = "unknown";
+        return ENDPOINTS[endpoint];
     }
-    return std::string(name).append("(").append(std::to_string(endpoint)).append(")");
+    return endpoint <= MMSG_K_LAST_PEER ? "peer" : "unknown";
+}
+
+std::string endpointName(U8_t endpoint) {
+    return std::string(endpointWord(endpoint)).append("(").append(std::to_string(endpoint)).append(")");
 }
 
 std::string protocolName(U8_t protocol) {

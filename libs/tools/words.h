@@ -6,6 +6,8 @@
 
 #include "basetypes.h"
 
+/** "startup": the name of an endpoint, and of its socket at the switch; "peer", "unknown" where it has none. */
+[[nodiscard]] std::string_view endpointWord(U8_t endpoint);
 /** "startup(18)"; peers are "peer(34)" and so on. */
 [[nodiscard]] std::string endpointName(U8_t endpoint);
 /** "ses", "eventmgr"; "protocol 20" where there is no name. */

@@ -8,7 +8,7 @@ _esafailsafe() {
         prev=${COMP_WORDS[COMP_CWORD - 2]}
     fi
     case $prev in
-    --chassis) mapfile -t COMPREPLY < <(compgen -W "vsc055 quadra xyratex chenbro w83782d none" -- "$cur") ;;
+    --chassis) mapfile -t COMPREPLY < <(compgen -W "@CHASSIS_NAMES@ none" -- "$cur") ;;
     --seconds | --watch) COMPREPLY=() ;;
     *) mapfile -t COMPREPLY < <(compgen -W "--chassis --seconds --prepare --watch --help --version" -- "$cur") ;;
     esac

@@ -29,13 +29,17 @@ FILES = """
 /usr/include/esa/basetypes.h
 /usr/include/esa/chassis_list.def
 /usr/include/esa/emp_mesgs.h
+/usr/include/esa/enclosure_bus.h
 /usr/include/esa/esa_evl.h
 /usr/include/esa/mmsg.h
 /usr/include/esa/mpu_gbl.h
 /usr/include/esa/nonxml.h
 /usr/include/esa/osdep.h
 /usr/include/esa/platform.h
+/usr/include/esa/ses_commands.h
+/usr/include/esa/ses_elements.h
 /usr/include/esa/ses_mesgs.h
+/usr/include/esa/ses_pages.h
 /usr/include/esa/startup.h
 /usr/include/esa/trace.h
 /usr/include/esa/version.h

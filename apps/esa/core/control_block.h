@@ -108,8 +108,8 @@ inline constexpr U32_t ESA_K_POWER_FAULT_INDICATION_OFF = 0x4; /**< as last comm
 /** A temperature that is no reading: the sensor is absent or did not answer. */
 inline constexpr S16_t ESA_K_TEMPERATURE_NO_READING = 32767;
 
-/** A fan below this speed is faulty, in RPM; every chassis uses it. */
-inline constexpr U32_t ESA_K_FAN_FAULT_RPM_LIMIT = 2000;
+/** From one poll to the next, less a pass of the main loop. */
+inline constexpr MPU_TIME_t ESA_K_POLL_TIMEOUT = {10, 0};
 
 /** Greatest element counts; the arrays of the control block have these lengths. */
 inline constexpr U8_t ESA_K_MAX_DEVICES = 16;

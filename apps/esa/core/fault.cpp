@@ -16,7 +16,6 @@ alignas(8) static CHAR_t esaBugCheckWorkSpace[MMSG_K_MAX_SIZE];
 namespace {
 
 constexpr U8_t BUGCHECK_SEVERITY = EMP_E_TYPE_ERROR;
-constexpr U8_t EVENT_VERSION = 1;
 constexpr U16_t BUFFER_EXCERPT = 256;
 
 /** One line of the dump: how a field of the control block is shown. */
@@ -107,7 +106,7 @@ void* startEvent(ESA_EV_ID_e evId, U16_t bodySize) {
     header.evSource = MMSG_E_EPID_ES_ADAPTERMP;
     header.evType = BUGCHECK_SEVERITY;
     header.evCategory = EMP_E_CATEGORY_ENVIRONMENTAL;
-    header.evIdVersion = EVENT_VERSION;
+    header.evIdVersion = ESA_K_EVENT_VERSION;
     header.evId = evId;
     return esaBugCheckWorkSpace + sizeof(EmpEvLogHeader_t);
 }

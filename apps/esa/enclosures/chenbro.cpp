@@ -111,7 +111,7 @@ ESA_CODE_e chenbroInit() {
         return esaReportI2cBusFault();
     }
     esaSetDimensions(chenbroChassis.dimensions);
-    esaControl.fanFaultRpmLimit = ESA_K_FAN_FAULT_RPM_LIMIT;
+    esaControl.fanFaultRpmLimit = SES_K_FAN_FAULT_RPM_LIMIT;
     chenbroReadWinbondRegisters();
     if (onAllBackplanes(winbondInitVoltageLimits) != ESA_E_OK) {
         return ESA_E_GENERR;

@@ -162,7 +162,7 @@ ESA_CODE_e esaVsc055Init() {
     if (chassis.init == esaVsc055Init) {
         esaSetDimensions(chassis.dimensions);
     }
-    esaControl.fanFaultRpmLimit = ESA_K_FAN_FAULT_RPM_LIMIT;
+    esaControl.fanFaultRpmLimit = SES_K_FAN_FAULT_RPM_LIMIT;
     initAlarm();
     const ESA_CODE_e result = vsc055SetupDataDirections(esaControl.i2cAddressVsc055, DATA_DIRECTIONS);
     if (result != ESA_E_OK) {

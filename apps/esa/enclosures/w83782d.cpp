@@ -63,7 +63,7 @@ ESA_CODE_e esaW83782dInit() {
     if (&esaChassis() == &w83782dChassis) {
         esaSetDimensions(w83782dChassis.dimensions);
     }
-    esaControl.fanFaultRpmLimit = ESA_K_FAN_FAULT_RPM_LIMIT;
+    esaControl.fanFaultRpmLimit = SES_K_FAN_FAULT_RPM_LIMIT;
     if (winbondInitVoltageLimits(address, BACKPLANE) != ESA_E_OK) {
         return ESA_E_GENERR;
     }

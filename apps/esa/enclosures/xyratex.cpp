@@ -293,7 +293,7 @@ ESA_CODE_e xyratexInit() {
         return esaReportI2cBusFault();
     }
     esaSetDimensions(xyratexChassis.dimensions);
-    esaControl.fanFaultRpmLimit = ESA_K_FAN_FAULT_RPM_LIMIT;
+    esaControl.fanFaultRpmLimit = SES_K_FAN_FAULT_RPM_LIMIT;
     if (const ESA_CODE_e result = vsc055SetupDataDirections(CHIP, DATA_DIRECTIONS); result != ESA_E_OK) {
         return result;
     }

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr U32_t LED_BITS = 32;
-constexpr U32_t RECORD_SIZE = 4;
 
 /** One control list of the page: its overall word, then its records. */
 class ListReader_t {
@@ -20,8 +19,8 @@ public:
 
     template <typename T>
     const T& record(U32_t index) const {
-        static_assert(sizeof(T) == RECORD_SIZE);
-        return wireAt<T>(static_cast<const void*>(list_ + sizeof(be32_t) + RECORD_SIZE * index));
+        static_assert(sizeof(T) == SES_K_ELEMENT_SIZE);
+        return wireAt<T>(static_cast<const void*>(list_ + sizeof(be32_t) + SES_K_ELEMENT_SIZE * index));
     }
 
     /** Whether a record is to be acted on, and not only stored. */
@@ -40,7 +39,9 @@ public:
     }
 
     /** The list that starts behind `records` records of this one. */
-    ListReader_t after(U32_t records) const { return ListReader_t(list_ + sizeof(be32_t) + RECORD_SIZE * records); }
+    ListReader_t after(U32_t records) const {
+        return ListReader_t(list_ + sizeof(be32_t) + SES_K_ELEMENT_SIZE * records);
+    }
 
 private:
     const U8_t* list_;

@@ -14,12 +14,6 @@ constexpr U16_t LENGTH_NOT_COUNTED = 4;
 /** The alarm elements echo this bit of the control page's common byte and of its overall word. */
 constexpr U8_t ALARM_ECHOED_BIT = 0x20;
 
-constexpr S16_t OVER_TEMPERATURE_WARNING_DEG_C = 55;
-constexpr S16_t OVER_TEMPERATURE_FAILURE_DEG_C = 60;
-constexpr S16_t UNDER_TEMPERATURE_WARNING_DEG_C = 1;
-constexpr S16_t UNDER_TEMPERATURE_FAILURE_DEG_C = 0;
-constexpr S16_t TEMPERATURE_OFFSET_DEG_C = 20;
-
 /** The element types in the order of both pages. */
 constexpr struct {
     U8_t type;
@@ -118,11 +112,11 @@ void writeTemperature(TemperatureSensorElementStat_t& status, S16_t degC) {
     if (degC == ESA_K_TEMPERATURE_NO_READING) {
         return;
     }
-    status.temperature = static_cast<U8_t>(degC + TEMPERATURE_OFFSET_DEG_C);
-    status.otWarning = degC > OVER_TEMPERATURE_WARNING_DEG_C;
-    status.otFailure = degC > OVER_TEMPERATURE_FAILURE_DEG_C;
-    status.utWarning = degC < UNDER_TEMPERATURE_WARNING_DEG_C;
-    status.utFailure = degC < UNDER_TEMPERATURE_FAILURE_DEG_C;
+    status.temperature = static_cast<U8_t>(degC + SES_K_TEMPERATURE_OFFSET);
+    status.otWarning = degC > SES_K_OVER_TEMPERATURE_WARNING;
+    status.otFailure = degC > SES_K_OVER_TEMPERATURE_FAILURE;
+    status.utWarning = degC < SES_K_UNDER_TEMPERATURE_WARNING;
+    status.utFailure = degC < SES_K_UNDER_TEMPERATURE_FAILURE;
 }
 
 void writeTemperatures(PageWriter_t& page) {

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr U32_t RECORD_SIZE = 4;
-
 /** Places of the four printed types in the configuration page's list; the temperature sensors are never printed. */
 constexpr U32_t DEVICE_TYPE = 0;
 constexpr U32_t POWER_SUPPLY_TYPE = 1;
@@ -46,7 +44,7 @@ void printRecord(const void* record, const RecordLines_t& lines) {
 const U8_t* printElements(const U8_t* list, const CHAR_t* overallFormat, U8_t count, const RecordLines_t& lines) {
     ESA_TRACE(overallFormat, U32_t{wireAt<be32_t>(static_cast<const void*>(list))});
     const U8_t* record = list + sizeof(be32_t);
-    for (U8_t index = 0; index < count; ++index, record += RECORD_SIZE) {
+    for (U8_t index = 0; index < count; ++index, record += SES_K_ELEMENT_SIZE) {
         CHAR_t name[32];
         CHAR_t* const number = stpcpy(stpcpy(name, lines.name), " [");
         (void)stpcpy(std::to_chars(number, name + sizeof(name), index).ptr, "]");
@@ -57,7 +55,7 @@ const U8_t* printElements(const U8_t* list, const CHAR_t* overallFormat, U8_t co
 
 /** Steps over a list that is not printed. */
 const U8_t* skipElements(const U8_t* list, U8_t count) {
-    return list + sizeof(be32_t) + RECORD_SIZE * count;
+    return list + sizeof(be32_t) + SES_K_ELEMENT_SIZE * count;
 }
 
 /** A text field that may fill its record without a terminator. */
@@ -86,10 +84,10 @@ void printConfigurationPage(const U8_t* bytes) {
     ESA_TRACE("ENC Descriptor productRevLevel               = [%d]",
               U32_t{wireAt<be32_t>(static_cast<const void*>(descriptor.productRevLevel))});
     const U8_t* types = bytes + sizeof(ConfDiagPageHdr_t) + sizeof(EnclosureDescHdr_t);
-    printRecord(types + RECORD_SIZE * DEVICE_TYPE, DEVICE_TYPE_LINES);
-    printRecord(types + RECORD_SIZE * POWER_SUPPLY_TYPE, POWER_SUPPLY_TYPE_LINES);
-    printRecord(types + RECORD_SIZE * COOLING_TYPE, COOLING_TYPE_LINES);
-    printRecord(types + RECORD_SIZE * ALARM_TYPE, ALARM_TYPE_LINES);
+    printRecord(types + SES_K_ELEMENT_SIZE * DEVICE_TYPE, DEVICE_TYPE_LINES);
+    printRecord(types + SES_K_ELEMENT_SIZE * POWER_SUPPLY_TYPE, POWER_SUPPLY_TYPE_LINES);
+    printRecord(types + SES_K_ELEMENT_SIZE * COOLING_TYPE, COOLING_TYPE_LINES);
+    printRecord(types + SES_K_ELEMENT_SIZE * ALARM_TYPE, ALARM_TYPE_LINES);
 }
 
 void printEnclosureStatusPage(const U8_t* page) {

@@ -7,7 +7,6 @@
 namespace {
 
 constexpr U16_t RCV_DIAG_LENGTH = 72;
-constexpr U16_t RECORD_SIZE = 4;
 /** Slots whose fault LED the test page asks for. */
 constexpr U32_t TEST_FAULT_SLOTS = 1U << 0 | 1U << 3 | 1U << 7 | 1U << 12;
 
@@ -15,7 +14,7 @@ constexpr U32_t TEST_FAULT_SLOTS = 1U << 0 | 1U << 3 | 1U << 7 | 1U << 12;
 U16_t recordBytes(bool withAlarms) {
     const int records = esaControl.deviceMaxNumber + esaControl.powerSupplyMaxNumber + esaControl.coolingMaxNumber +
                         (withAlarms ? esaControl.audibleAlarmMaxNumber : 0);
-    return static_cast<U16_t>(RECORD_SIZE * records);
+    return static_cast<U16_t>(SES_K_ELEMENT_SIZE * static_cast<U32_t>(records));
 }
 
 void buildReceiveDiagnostic(MMSG_t& mmsg, U8_t pageCode) {

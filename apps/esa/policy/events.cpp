@@ -8,7 +8,6 @@ namespace {
 
 constexpr U16_t EVENT_MMSG_LENGTH = 300;
 static_assert(sizeof(MMCH_t) + sizeof(EsaEvent_t) == EVENT_MMSG_LENGTH);
-constexpr U8_t EVENT_VERSION = 1;
 
 EsaEventData_t startEvent() {
     EsaEventData_t data = {};
@@ -26,7 +25,7 @@ S32_t esaSendEventMmsgToEmp(U16_t eventId, U8_t eventType, const EsaEventData_t*
     wireClear(event);
     event.evLogHeader.evType = eventType;
     event.evLogHeader.evCategory = EMP_E_CATEGORY_ENVIRONMENTAL;
-    event.evLogHeader.evIdVersion = EVENT_VERSION;
+    event.evLogHeader.evIdVersion = ESA_K_EVENT_VERSION;
     event.evLogHeader.evId = eventId;
     event.evData = *eventDataPtr;
     return esaSendMmsg(ESA_CALL_SITE("esaSendEventMmsgToEmp()"));

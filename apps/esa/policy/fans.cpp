@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr U8_t FULL_LOAD_PERCENT = 100;
-
 /** No temperature is above or below these: the load at the end of a table has no further step. */
 constexpr S32_t NEVER_UP = INT32_MAX;
 constexpr S32_t NEVER_DOWN = INT32_MIN;
@@ -74,10 +72,10 @@ void stepFan(U8_t fan, std::span<const LoadStep_t> steps) {
 }
 
 void forceFullLoad(U8_t fan) {
-    if (esaControl.fanPwmLoad[fan] != FULL_LOAD_PERCENT) {
+    if (esaControl.fanPwmLoad[fan] != ESA_K_FULL_LOAD_PERCENT) {
         ESA_TRACE("At least 1 Fan Fault, FanFaultStatus = [0x%x]", esaControl.fanFaultStatus);
         ESA_TRACE("Fan [%d] sets to 100 percent PWM Load", fan);
-        load(fan, FULL_LOAD_PERCENT);
+        load(fan, ESA_K_FULL_LOAD_PERCENT);
     }
 }
 
@@ -142,7 +140,7 @@ bool esaMarkCoolingFault(CoolingElementStat_t& status, U8_t fan, U16_t rpm) {
     if (!esaChassis().pageMarksFans) {
         return false;
     }
-    const bool healthy = rpm > ESA_K_FAN_FAULT_RPM_LIMIT;
+    const bool healthy = rpm > SES_K_FAN_FAULT_RPM_LIMIT;
     status.fail = !healthy;
     const bool changed = markFan(fan, healthy);
     esaChassis().showFans(esaControl.fanFaultStatus == 0);
@@ -155,7 +153,7 @@ void esaControlFan(U8_t fan, bool on) {
         return;
     }
     const auto output = static_cast<U8_t>(fan / chassis.fansPerOutput);
-    const U8_t percent = on ? FULL_LOAD_PERCENT : 0;
+    const U8_t percent = on ? ESA_K_FULL_LOAD_PERCENT : 0;
     chassis.controlLoadPwm(output, percent);
     const int first = output * chassis.fansPerOutput;
     for (int i = first; i < std::min<int>(first + chassis.fansPerOutput, ESA_K_MAX_FANS); ++i) {

@@ -5,6 +5,8 @@
 
 #include "core/control_block.h"
 
+inline constexpr U8_t ESA_K_FULL_LOAD_PERCENT = 100;
+
 /** What becomes of a fan at `percent`: one step up or down, or none. The gap between the limits is hysteresis. */
 struct LoadStep_t {
     U8_t percent;

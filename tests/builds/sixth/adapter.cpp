@@ -52,7 +52,7 @@ ESA_CODE_e init() {
         return esaReportI2cBusFault();
     }
     esaSetDimensions(esaChassis().dimensions);
-    esaControl.fanFaultRpmLimit = ESA_K_FAN_FAULT_RPM_LIMIT;
+    esaControl.fanFaultRpmLimit = SES_K_FAN_FAULT_RPM_LIMIT;
     vsc055ChangeShadow(LED_PORT, 0xFF, true);
     if (const ESA_CODE_e result = vsc055SetupDataDirections(CHIP, DATA_DIRECTIONS); result != ESA_E_OK) {
         return result;

@@ -89,7 +89,7 @@ TEST_F(Heartbeat, TheFirstCompletedTransferArmsTheWatchdogAndSaysWhatIsManaged) 
     makeBlock(5);
     heartbeatBeat("serial bridge", true);
     EXPECT_EQ(heard(), "WATCHDOG_USEC=45000000\nWATCHDOG=1\n"
-                       "STATUS=VSC055 enclosure on /dev/enc-0 (serial bridge), last transfer T");
+                       "STATUS=VSC055 backplane enclosure on /dev/enc-0 (serial bridge), last transfer T");
     EXPECT_EQ(heard(), "");
 }
 

@@ -34,7 +34,7 @@ ESA_CODE_e init() {
     }
     esaControl.i2cConnected = 1;
     esaSetDimensions(toyChassis.dimensions);
-    esaControl.fanFaultRpmLimit = ESA_K_FAN_FAULT_RPM_LIMIT;
+    esaControl.fanFaultRpmLimit = SES_K_FAN_FAULT_RPM_LIMIT;
     esaControl.powerSupplyStatus = ESA_K_POWER_VOLTAGE_OK;
     esaControl.alarmState = ESA_E_ALARM_STATE_MUTE_S3;
     for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
