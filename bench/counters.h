@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-struct Counters {
+struct Counters_t {
     std::atomic<unsigned long> transfers;
     std::atomic<unsigned long> allocations;
 };

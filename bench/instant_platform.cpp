@@ -16,8 +16,8 @@
 
 namespace {
 
-Counters ownCounters;
-Counters* counters = &ownCounters;
+Counters_t ownCounters;
+Counters_t* counters = &ownCounters;
 
 __attribute__((constructor)) void shareCounters() {
     const char* path = std::getenv("ESA_BENCH_COUNTERS");
@@ -28,17 +28,17 @@ __attribute__((constructor)) void shareCounters() {
     if (file < 0) {
         return;
     }
-    void* shared = mmap(nullptr, sizeof(Counters), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    void* shared = mmap(nullptr, sizeof(Counters_t), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     if (shared != MAP_FAILED) {
-        counters = static_cast<Counters*>(shared);
+        counters = static_cast<Counters_t*>(shared);
     }
     close(file);
 }
 
 /** Register values of a healthy VSC055 backplane: supplies redundant, fans at 3000 RPM, sensors at 25 degrees. */
 U8_t healthyValue(U8_t address, U8_t reg) {
-    constexpr U8_t chip = 0x41;
-    if (address != chip) {
+    constexpr U8_t CHIP = 0x41;
+    if (address != CHIP) {
         return 0x19;
     }
     if (reg == 0x04) {

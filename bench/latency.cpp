@@ -8,9 +8,9 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock_t = std::chrono::steady_clock;
 
-double microseconds(Clock::duration duration) {
+double microseconds(Clock_t::duration duration) {
     return std::chrono::duration<double, std::micro>(duration).count();
 }
 
@@ -21,19 +21,19 @@ double percentile(const std::vector<double>& sorted, double share) {
 
 } // namespace
 
-Latency measure(unsigned warmUp, unsigned count, const std::function<void()>& roundTrip) {
+Latency_t measure(unsigned warmUp, unsigned count, const std::function<void()>& roundTrip) {
     for (unsigned i = 0; i < warmUp; ++i) {
         roundTrip();
     }
     std::vector<double> times;
     times.reserve(count);
-    const auto start = Clock::now();
+    const auto start = Clock_t::now();
     for (unsigned i = 0; i < count; ++i) {
-        const auto before = Clock::now();
+        const auto before = Clock_t::now();
         roundTrip();
-        times.push_back(microseconds(Clock::now() - before));
+        times.push_back(microseconds(Clock_t::now() - before));
     }
-    const double total = microseconds(Clock::now() - start);
+    const double total = microseconds(Clock_t::now() - start);
     std::sort(times.begin(), times.end());
     return {percentile(times, 0.5), percentile(times, 0.99), percentile(times, 0.999), count / total * 1e6};
 }

@@ -6,7 +6,7 @@
 #include <vector>
 
 /** What a series of round trips took, in microseconds. */
-struct Latency {
+struct Latency_t {
     double median;
     double p99;
     double p999;
@@ -14,7 +14,7 @@ struct Latency {
 };
 
 /** Makes `warmUp` round trips, then times `count` of them. */
-Latency measure(unsigned warmUp, unsigned count, const std::function<void()>& roundTrip);
+Latency_t measure(unsigned warmUp, unsigned count, const std::function<void()>& roundTrip);
 
 /** Runs this process, and every child that it starts from then on, on one processor; or on all again. */
 void pinToOneProcessor(bool one);

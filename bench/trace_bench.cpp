@@ -28,9 +28,9 @@ namespace {
 constexpr int LINES_PER_PASS = 10000;
 constexpr const char* LINE = "Oct  2 13:51:16  run:1234:  fan 3 turns at 4500 RPM, load 60 percent, 31 degrees\n";
 
-struct Directory {
-    Directory() { path = mkdtemp(name.data()); }
-    ~Directory() {
+struct Directory_t {
+    Directory_t() { path = mkdtemp(name.data()); }
+    ~Directory_t() {
         for (const char* file : {"trace_01.log", "stdio.log", "write.log"}) {
             (void)unlink((path + "/" + file).c_str());
         }
@@ -40,8 +40,8 @@ struct Directory {
     std::string path;
 };
 
-const Directory& directory() {
-    static const Directory made;
+const Directory_t& directory() {
+    static const Directory_t made;
     return made;
 }
 
