@@ -21,7 +21,8 @@ ROOT = HERE.parents[1]
 FLAGS = "-w -fpermissive -Wno-narrowing"
 NUMBERS = 1 << 16
 # What decides which changes there are, and what they do.
-TOOLS = {f"tests/mutation/{name}" for name in ("changes.py", "effects.py", "finder.py", "kinds.py", "switch.h")}
+TOOLS = {f"tests/mutation/{name}" for name in
+         ("changes.py", "effects.py", "expressions.py", "finder.py", "kinds.py", "statements.py", "switch.h", "texts.py")}
 # How often to compile before giving up; how long only the change that has the wrong type is taken back, not its line.
 ATTEMPTS, PATIENT_ATTEMPTS = 40, 10
 WRONG_TYPE = re.compile(r"invalid operands|no matching|no match for|convert|conversion|invalid type|void value|conditional")

@@ -73,29 +73,17 @@ def bus_away(machine, rng):
     return now()
 
 
-def bus_hung(machine, rng):
-    machine.bridge.hung = True
-    time.sleep(rng.uniform(1, 20))
-    machine.bridge.hung = False
-    return now()
-
-
-def bus_hung_and_killed(machine, rng):
-    """The fail-safe program finds a bus that does not answer."""
-    machine.bridge.hung = True
-    strike(machine, "esa", "KILL")
-    time.sleep(rng.uniform(1, 8))
-    machine.bridge.hung = False
-    return now()
-
-
-def bus_dead_at_start(machine, rng):
-    """An adapter that has no answer when it starts never asks again by itself."""
-    machine.bridge.hung = True
-    strike(machine, "esa", "KILL")
-    time.sleep(rng.uniform(30, 45))
-    machine.bridge.hung = False
-    return now()
+def bus_hung(least, most, killed=False):
+    """A bus without an answer; with the adapter killed, the fail-safe program finds it so, and the next adapter starts with
+    it: one that has no answer then never asks again by itself."""
+    def action(machine, rng):
+        machine.bridge.hung = True
+        if killed:
+            strike(machine, "esa", "KILL")
+        time.sleep(rng.uniform(least, most))
+        machine.bridge.hung = False
+        return now()
+    return action
 
 
 def bus_late_at_boot(machine, rng):
@@ -299,9 +287,9 @@ TABLE = [
     Calamity("switch-absent", "switch absent at boot", switch_absent_at_boot, full_speed_only=True, undo=switch_back),
     Calamity("power", "power failure of the controller", power_failure),
     Calamity("bus-away", "bridge unplugged and plugged in", bus_away),
-    Calamity("bus-hung", "bridge hangs for a while", bus_hung),
-    Calamity("bus-hung-killed", "bridge hangs, adapter killed", bus_hung_and_killed),
-    Calamity("bus-dead-start", "bridge hangs while the adapter starts", bus_dead_at_start),
+    Calamity("bus-hung", "bridge hangs for a while", bus_hung(1, 20)),
+    Calamity("bus-hung-killed", "bridge hangs, adapter killed", bus_hung(1, 8, killed=True)),
+    Calamity("bus-dead-start", "bridge hangs while the adapter starts", bus_hung(30, 45, killed=True)),
     Calamity("bus-late", "bridge late at boot", bus_late_at_boot),
     Calamity("block-removed", "block removed, adapter killed", block_removed),
     Calamity("block-foreign", "block replaced by a stranger's, adapter killed", block_foreign, full_speed_only=True,
