@@ -11,50 +11,17 @@ import contextlib
 import multiprocessing
 import os
 import signal
-import socket
-import struct
 import subprocess
 import sys
 import tempfile
 import threading
 import time
 
-ADAPTER, STARTUP, EVENTLOG = 33, 18, 27
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "support"))
+from messages import ADAPTER, EVENTLOG, RECEIVE_DIAGNOSTIC, STARTUP, connect, message, receive, word  # noqa: E402
+
 PAGE_SECONDS = 0.001
 INTERVAL = 0.1
-
-
-def message(sender, recipients, handle=0, length=72, protocol=18, kind=28):
-    data = bytearray(length)
-    data[8], data[9] = 14, 1
-    struct.pack_into(">HB", data, 10, length, protocol)
-    data[13:16] = kind.to_bytes(3, "big")
-    data[16] = sender
-    bits = sum(1 << recipient for recipient in recipients)
-    struct.pack_into(">II", data, 20, bits & 0xFFFFFFFF, bits >> 32)
-    struct.pack_into(">I", data, 40, handle)
-    return bytes(data)
-
-
-def connect(directory, name):
-    there = socket.socket(socket.AF_UNIX)
-    there.connect(os.path.join(directory, name))
-    return there
-
-
-def take(there, count):
-    data = b""
-    while len(data) < count:
-        piece = there.recv(count - len(data))
-        if not piece:
-            raise EOFError
-        data += piece
-    return data
-
-
-def receive(there):
-    head = take(there, 64)
-    return head + take(there, struct.unpack_from(">H", head, 10)[0] - 64)
 
 
 def peer(directory):
@@ -77,18 +44,18 @@ class Adapter(threading.Thread):
                 request = receive(self.socket)
                 self.served += 1
                 time.sleep(PAGE_SECONDS)
-                handle, = struct.unpack_from(">I", request, 40)
+                handle = word(request, 40)
                 with self.lock:
-                    self.socket.sendall(message(ADAPTER, [request[16]], handle, 192))
+                    self.socket.sendall(message(ADAPTER, RECEIVE_DIAGNOSTIC, bytes(128), handle, [request[16]]))
 
     def event(self, handle):
         with self.lock:
-            self.socket.sendall(message(ADAPTER, [EVENTLOG], handle, 300, protocol=8, kind=1))
+            self.socket.sendall(message(ADAPTER, 0x08000001, bytes(236), handle, [EVENTLOG]))
 
 
 def ask(there, number, handle):
-    there.sendall(message(number, [ADAPTER], handle))
-    while struct.unpack_from(">I", receive(there), 40)[0] != handle:
+    there.sendall(message(number, RECEIVE_DIAGNOSTIC, bytes(8), handle))
+    while word(receive(there), 40) != handle:
         pass
 
 
@@ -102,7 +69,7 @@ def flood(directory, to, name="peer", length=72):
     there = connect(directory, name)
     number = receive(there)[18] if name == "peer" else {"startup": STARTUP, "eventlog": EVENTLOG}[name]
     there.settimeout(5)
-    junk = message(number, to, 1, length) * 64
+    junk = message(number, RECEIVE_DIAGNOSTIC, bytes(length - 64), 1, to) * 64
     while True:
         with contextlib.suppress(TimeoutError):
             there.sendall(junk)
@@ -138,7 +105,7 @@ def never_read(directory):
     """Asks and asks, and reads no answer."""
     there, number = peer(directory)
     while True:
-        there.sendall(message(number, [ADAPTER, number]))
+        there.sendall(message(number, RECEIVE_DIAGNOSTIC, bytes(8), 0, [ADAPTER, number]))
 
 
 def to_everybody(directory):
@@ -195,7 +162,7 @@ def measure(msm, abuses, seconds):
         def event():
             handle = next(handles)
             adapter.event(handle)
-            while struct.unpack_from(">I", receive(manager), 40)[0] != handle:
+            while word(receive(manager), 40) != handle:
                 pass
 
         actions = {"ask": lambda: ask(asker, number, next(handles)), "newcomer": lambda: newcomer(directory),

@@ -5,7 +5,6 @@ With --update it writes today's messages into the page instead.
 
 import os
 import re
-import struct
 import sys
 import tempfile
 import unittest
@@ -14,16 +13,12 @@ SOURCE = os.environ["ESA_SOURCE"]
 PAGE = os.path.join(SOURCE, "docs", "wire-formats.md")
 
 sys.path.insert(0, os.path.join(SOURCE, "tests", "support"))
+import messages  # noqa: E402
 import stage  # noqa: E402
+from messages import RECEIVE_DIAGNOSTIC, SEND_DIAGNOSTIC, receive  # noqa: E402
 
 BLOCK = re.compile(r"(<!-- dump (\S+) -->\n```\n)(.*?)(```\n)", re.DOTALL)
 CONFIG = "Version = 15\nChassisType = Quadra\nMmsgDirectory = /run/esa\nLogDirectory = {}\n"
-
-REQUEST_HEADER = ("00000000 00000000 0e 01 {length:04x} 12 {type:06x} 22 00 21 00"
-                  "00000000 00000002 00000000 00000000 00000000 {handle:08x}"
-                  "00000000 00000000 00000000 00000000 00000000")
-RECEIVE_DIAGNOSTIC = 28
-SEND_DIAGNOSTIC = 29
 
 # Slot 3's fault LED on, all else as it is: lists and records that are not selected stay alone.
 CONTROL_PAGE = ("02 00 007c 00000000"
@@ -35,19 +30,7 @@ CONTROL_PAGE = ("02 00 007c 00000000"
 
 
 def request(kind, handle, payload):
-    payload = bytes.fromhex(payload)
-    return bytes.fromhex(REQUEST_HEADER.format(length=64 + len(payload), type=kind, handle=handle)) + payload
-
-
-def receive(peer):
-    header = b""
-    while len(header) < 64:
-        header += peer.recv(64 - len(header))
-    (length,) = struct.unpack_from(">H", header, 10)
-    message = header
-    while len(message) < length:
-        message += peer.recv(length - len(message))
-    return message
+    return messages.message(34, kind, bytes.fromhex(payload), handle, dest=33)
 
 
 def dump(message):

@@ -40,7 +40,7 @@
 
 namespace {
 
-using Words = std::vector<std::string>;
+using Words_t = std::vector<std::string>;
 
 struct Answer_t {
     int status = 0;
@@ -49,9 +49,9 @@ struct Answer_t {
 
 std::map<std::string, pid_t> kept;
 
-Words wordsOf(const std::string& line) {
+Words_t wordsOf(const std::string& line) {
     std::istringstream text(line);
-    Words words;
+    Words_t words;
     for (std::string word; text >> word;) {
         words.push_back(word);
     }
@@ -116,7 +116,7 @@ bool writeAll(int fd, const char* bytes, std::size_t count) {
 }
 
 /** Becomes the program of `words` from `first` on. */
-[[noreturn]] void become(const Words& words, std::size_t first) {
+[[noreturn]] void become(const Words_t& words, std::size_t first) {
     std::vector<char*> arguments;
     for (std::size_t i = first; i < words.size(); ++i) {
         arguments.push_back(const_cast<char*>(words[i].c_str()));
@@ -127,7 +127,7 @@ bool writeAll(int fd, const char* bytes, std::size_t count) {
     _exit(127);
 }
 
-pid_t startWith(const Words& words, std::size_t first, int out, int err) {
+pid_t startWith(const Words_t& words, std::size_t first, int out, int err) {
     const pid_t pid = fork();
     if (pid == 0) {
         (void)dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
@@ -145,7 +145,7 @@ int statusOf(pid_t pid) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-Answer_t run(const Words& words) {
+Answer_t run(const Words_t& words) {
     const int out = open("/tmp/out", O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     const int err = open("/tmp/err", O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     const int status = statusOf(startWith(words, 1, out, err));
@@ -154,14 +154,14 @@ Answer_t run(const Words& words) {
     return {.status = status, .out = contentOf("/tmp/out"), .err = contentOf("/tmp/err")};
 }
 
-Answer_t keep(const Words& words) {
+Answer_t keep(const Words_t& words) {
     const int out = open(("/tmp/" + words[1] + ".out").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     kept[words[1]] = startWith(words, 2, out, out);
     close(out);
     return {};
 }
 
-Answer_t end(const Words& words) {
+Answer_t end(const Words_t& words) {
     const pid_t pid = kept[words[1]];
     kept[words[1]] = 0;
     if (pid == 0 || kill(pid, std::atoi(words[2].c_str())) != 0) {
@@ -170,7 +170,7 @@ Answer_t end(const Words& words) {
     return {.status = statusOf(pid), .out = {}, .err = {}};
 }
 
-Answer_t processId(const Words& words) {
+Answer_t processId(const Words_t& words) {
     pid_t& pid = kept[words[1]];
     if (pid != 0 && waitpid(pid, nullptr, WNOHANG) != 0) {
         pid = 0;
@@ -178,19 +178,19 @@ Answer_t processId(const Words& words) {
     return {.status = 0, .out = std::to_string(pid), .err = {}};
 }
 
-Answer_t waitFor(const Words& words) {
+Answer_t waitFor(const Words_t& words) {
     for (int i = 0; i < 1000 && access(words[1].c_str(), F_OK) != 0; ++i) {
         usleep(10000);
     }
     return access(words[1].c_str(), F_OK) == 0 ? Answer_t{} : failed(words[1]);
 }
 
-Answer_t makeLink(const Words& words) {
+Answer_t makeLink(const Words_t& words) {
     (void)unlink(words[2].c_str());
     return symlink(words[1].c_str(), words[2].c_str()) == 0 ? Answer_t{} : failed(words[2]);
 }
 
-Answer_t makeRaw(const Words& words) {
+Answer_t makeRaw(const Words_t& words) {
     const int fd = open(words[1].c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC); // stays open
     termios line{};
     if (fd < 0 || tcgetattr(fd, &line) != 0) {
@@ -221,7 +221,7 @@ Answer_t makeRaw(const Words& words) {
     _exit(1);
 }
 
-Answer_t relay(const Words& words) {
+Answer_t relay(const Words_t& words) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     words[1].copy(address.sun_path, sizeof address.sun_path - 1);
@@ -236,7 +236,7 @@ Answer_t relay(const Words& words) {
     return {};
 }
 
-Answer_t readFile(const Words& words) {
+Answer_t readFile(const Words_t& words) {
     return access(words[1].c_str(), R_OK) == 0 ? Answer_t{.status = 0, .out = contentOf(words[1]), .err = {}}
                                                : failed(words[1]);
 }
@@ -249,7 +249,7 @@ Answer_t readFile(const Words& words) {
     }
 }
 
-Answer_t terminal(const Words& words) {
+Answer_t terminal(const Words_t& words) {
     const pid_t pid = fork();
     if (pid == 0) {
         (void)setsid();
@@ -264,14 +264,14 @@ Answer_t terminal(const Words& words) {
     off();
 }
 
-Answer_t switchOff(const Words& /*words*/) {
+Answer_t switchOff(const Words_t& /*words*/) {
     off();
 }
 
 struct Command_t {
     const char* name;
     std::size_t words; /**< at least */
-    Answer_t (*run)(const Words& words);
+    Answer_t (*run)(const Words_t& words);
 };
 
 constexpr Command_t COMMANDS[] = {
@@ -281,7 +281,7 @@ constexpr Command_t COMMANDS[] = {
 };
 
 Answer_t execute(const std::string& line) {
-    const Words words = wordsOf(line);
+    const Words_t words = wordsOf(line);
     for (const Command_t& command : COMMANDS) {
         if (!words.empty() && words[0] == command.name && words.size() >= command.words) {
             return command.run(words);

@@ -1,33 +1,24 @@
 """One life of an enclosure, the same wherever the adapter lives it, and the record of all that was to be seen of it."""
 
 import json
+import os
 import re
 import select
 import socket
 import struct
+import sys
 import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from messages import RECEIVE_DIAGNOSTIC, SEND_DIAGNOSTIC, message  # noqa: E402
 
 PATIENCE = 120
 
 REPLY = 18  # the protocol of the page requests, and of the replies to them
 
 
-def word(message, at):
-    return struct.unpack_from(">I", message, at)[0]
-
-
-def message(kind, requestor, payload):
-    """A page request to the adapter."""
-    head = bytearray(64)
-    head[8:12] = struct.pack(">BBH", 14, 1, 64 + len(payload))
-    head[12:16] = struct.pack(">I", REPLY << 24 | kind)
-    head[16] = requestor
-    head[27] = 2
-    return bytes(head) + payload
-
-
 def page_request(code):
-    return message(0x1C, 28, bytes([0x1C, 0x80, code, 0, 0x10, 0, 0, 0]))
+    return message(28, RECEIVE_DIAGNOSTIC, bytes([0x1C, 0x80, code, 0, 0x10, 0, 0, 0]))
 
 
 def control_request(counts, lit=(), alarm=0):
@@ -38,7 +29,7 @@ def control_request(counts, lit=(), alarm=0):
     page += bytes(4 * (3 + counts["supplies"] + counts["fans"] + counts["records"]))
     page += bytes([0, 0, 0, 0x80, 0x80 if alarm else 0, 0, 0, alarm]) + bytes(16)
     page[2:4] = struct.pack(">H", len(page) - 4)
-    return message(0x1D, 28, bytes([0x1D, 0x10, 0, 0]) + struct.pack(">HH", len(page), 0) + bytes(page))
+    return message(28, SEND_DIAGNOSTIC, bytes([0x1D, 0x10, 0, 0]) + struct.pack(">HH", len(page), 0) + bytes(page))
 
 
 class Switch:

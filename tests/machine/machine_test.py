@@ -37,7 +37,7 @@ def messages_of(transfer):
 
 def kind_of(message):
     """A word for a message of the adapter."""
-    protocol, kind = message[12], life.word(message, 12) & 0xFFFFFF
+    protocol, kind = message[12], messages.word(message, 12) & 0xFFFFFF
     if protocol == 8:
         return f"event {message[214] << 8 | message[215]}/{message[211]}"
     return {(12, 14): "led", (12, 16): "email", (13, 1): "shutdown", (12, 1): "init"}.get((protocol, kind), "reply")
