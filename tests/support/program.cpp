@@ -17,10 +17,10 @@ namespace testsupport {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Clock_t = std::chrono::steady_clock;
 
 // Ends of a program are found by asking, at this distance: an output pipe can stay open in a grandchild.
-constexpr Milliseconds LOOK_EVERY{10};
+constexpr Milliseconds_t LOOK_EVERY{10};
 
 std::vector<std::string> words(const std::string& text) {
     std::istringstream stream(text);
@@ -63,7 +63,7 @@ void readAvailable(int& fd, std::string& text) {
     }
 }
 
-[[noreturn]] void becomeProgram(std::vector<char*>& argv, const StartOptions& options, pid_t parent) {
+[[noreturn]] void becomeProgram(std::vector<char*>& argv, const StartOptions_t& options, pid_t parent) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) {
@@ -105,11 +105,15 @@ std::vector<std::string> programCommand(std::string_view name, const std::vector
     return command;
 }
 
-Process::Process(const std::vector<std::string>& argv, const StartOptions& options) {
+Ending_t endingOf(int status) {
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0};
+}
+
+Process_t::Process_t(const std::vector<std::string>& argv, const StartOptions_t& options) {
     start(argv, options);
 }
 
-Process::~Process() {
+Process_t::~Process_t() {
     if (pid_ > 0) {
         ::kill(-pid_, SIGKILL);
         if (!ending_) {
@@ -122,7 +126,7 @@ Process::~Process() {
     closeEnd(err_.fd);
 }
 
-void Process::start(const std::vector<std::string>& argv, const StartOptions& options) {
+void Process_t::start(const std::vector<std::string>& argv, const StartOptions_t& options) {
     std::array<int, 2> in = makePipe();
     std::array<int, 2> out = makePipe();
     std::array<int, 2> err = makePipe();
@@ -157,14 +161,14 @@ void Process::start(const std::vector<std::string>& argv, const StartOptions& op
     }
 }
 
-void Process::kill(int signal) {
+void Process_t::kill(int signal) {
     reap();
     if (!ending_) {
         ::kill(pid_, signal);
     }
 }
 
-bool Process::writeInput(std::string_view text) {
+bool Process_t::writeInput(std::string_view text) {
     const auto previous = std::signal(SIGPIPE, SIG_IGN);
     while (input_ >= 0 && !text.empty()) {
         const ssize_t written = write(input_, text.data(), text.size());
@@ -178,32 +182,32 @@ bool Process::writeInput(std::string_view text) {
     return text.empty();
 }
 
-void Process::closeInput() {
+void Process_t::closeInput() {
     closeEnd(input_);
 }
 
-std::optional<Ending> Process::wait(Milliseconds timeout) {
-    const auto end = Clock::now() + timeout;
-    while (running() && Clock::now() < end) {
+std::optional<Ending_t> Process_t::wait(Milliseconds_t timeout) {
+    const auto end = Clock_t::now() + timeout;
+    while (running() && Clock_t::now() < end) {
         pump(LOOK_EVERY);
     }
     return ending_;
 }
 
-bool Process::waitForOut(std::string_view text, Milliseconds timeout) {
+bool Process_t::waitForOut(std::string_view text, Milliseconds_t timeout) {
     return waitForText(out_, text, timeout);
 }
 
-bool Process::waitForErr(std::string_view text, Milliseconds timeout) {
+bool Process_t::waitForErr(std::string_view text, Milliseconds_t timeout) {
     return waitForText(err_, text, timeout);
 }
 
-bool Process::waitForText(const Stream& stream, std::string_view text, Milliseconds timeout) {
-    const auto end = Clock::now() + timeout;
+bool Process_t::waitForText(const Pipe_t& stream, std::string_view text, Milliseconds_t timeout) {
+    const auto end = Clock_t::now() + timeout;
     while (stream.text.find(text) == std::string::npos) {
         // In this order: what it wrote before it ended is read after the end is seen.
-        const bool over = !running() || Clock::now() >= end;
-        pump(over ? Milliseconds(0) : LOOK_EVERY);
+        const bool over = !running() || Clock_t::now() >= end;
+        pump(over ? Milliseconds_t(0) : LOOK_EVERY);
         if (over) {
             return stream.text.find(text) != std::string::npos;
         }
@@ -211,23 +215,23 @@ bool Process::waitForText(const Stream& stream, std::string_view text, Milliseco
     return true;
 }
 
-bool Process::running() {
+bool Process_t::running() {
     reap();
     return !ending_;
 }
 
-const std::string& Process::out() {
-    pump(Milliseconds(0));
+const std::string& Process_t::out() {
+    pump(Milliseconds_t(0));
     return out_.text;
 }
 
-const std::string& Process::err() {
-    pump(Milliseconds(0));
+const std::string& Process_t::err() {
+    pump(Milliseconds_t(0));
     return err_.text;
 }
 
 /** Reads what the program has written, waiting up to `timeout` for it to write something. */
-void Process::pump(Milliseconds timeout) {
+void Process_t::pump(Milliseconds_t timeout) {
     // poll() leaves out negative descriptors, so that two closed streams make it a plain pause.
     std::array<pollfd, 2> fds{{{out_.fd, POLLIN, 0}, {err_.fd, POLLIN, 0}}};
     poll(fds.data(), fds.size(), static_cast<int>(timeout.count()));
@@ -235,25 +239,25 @@ void Process::pump(Milliseconds timeout) {
     readAvailable(err_.fd, err_.text);
 }
 
-void Process::reap() {
+void Process_t::reap() {
     int status = 0;
     if (ending_ || waitpid(pid_, &status, WNOHANG) != pid_) {
         return;
     }
-    ending_ = Ending{WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0};
-    pump(Milliseconds(0));
+    ending_ = endingOf(status);
+    pump(Milliseconds_t(0));
 }
 
-RunResult run(const std::vector<std::string>& argv, Milliseconds timeout, const StartOptions& options) {
-    Process process(argv, options);
-    RunResult result;
-    std::optional<Ending> ending = process.wait(timeout);
+RunResult_t run(const std::vector<std::string>& argv, Milliseconds_t timeout, const StartOptions_t& options) {
+    Process_t process(argv, options);
+    RunResult_t result;
+    std::optional<Ending_t> ending = process.wait(timeout);
     if (!ending) {
         result.timedOut = true;
         process.kill(SIGKILL);
-        ending = process.wait(Milliseconds(10000));
+        ending = process.wait(Milliseconds_t(10000));
     }
-    result.ending = ending.value_or(Ending{});
+    result.ending = ending.value_or(Ending_t{});
     result.out = process.out();
     result.err = process.err();
     return result;

@@ -1,5 +1,4 @@
-#ifndef ESA_TESTS_PROGRAM_H
-#define ESA_TESTS_PROGRAM_H
+#pragma once
 
 #include <chrono>
 #include <map>
@@ -18,7 +17,7 @@
  */
 namespace testsupport {
 
-using Milliseconds = std::chrono::milliseconds;
+using Milliseconds_t = std::chrono::milliseconds;
 
 /** File name of the program `name` of this build. */
 std::string programPath(std::string_view name);
@@ -33,13 +32,16 @@ std::vector<std::string> programCommand(std::string_view name);
 std::vector<std::string> programCommand(std::string_view name, const std::vector<std::string>& args);
 
 /** How a program ended. */
-struct Ending {
+struct Ending_t {
     int exitCode = -1; /**< 0..255; -1 when a signal ended it; 127 when it could not be started */
     int signal = 0;    /**< number of the signal that ended it, 0 when it exited */
 };
 
+/** What a process' wait status says. */
+Ending_t endingOf(int status);
+
 /** Where and with what a program starts. */
-struct StartOptions {
+struct StartOptions_t {
     std::map<std::string, std::string> environment; /**< added to this process' environment */
     std::vector<std::string> unset;                 /**< environment variables the program does not get */
     std::string directory;                          /**< working directory; empty: this process' own */
@@ -52,12 +54,12 @@ struct StartOptions {
  * It leads a process group of its own. The destructor kills the whole group, and the program is killed when the test
  * process dies, so that no test leaves a process behind. Not for use by several threads at once.
  */
-class Process {
+class Process_t {
 public:
-    explicit Process(const std::vector<std::string>& argv, const StartOptions& options = {});
-    ~Process();
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
+    explicit Process_t(const std::vector<std::string>& argv, const StartOptions_t& options = {});
+    ~Process_t();
+    Process_t(const Process_t&) = delete;
+    Process_t& operator=(const Process_t&) = delete;
 
     /** Process id; the emulator's, where there is one: signals sent to it reach the program. */
     pid_t pid() const { return pid_; }
@@ -72,13 +74,13 @@ public:
     void closeInput();
 
     /** Waits for the end, reading the output meanwhile; nothing when `timeout` passes first (it runs on). */
-    std::optional<Ending> wait(Milliseconds timeout);
+    std::optional<Ending_t> wait(Milliseconds_t timeout);
 
     /** Waits until standard output holds `text`; false when the program ends or `timeout` passes without it. */
-    bool waitForOut(std::string_view text, Milliseconds timeout);
+    bool waitForOut(std::string_view text, Milliseconds_t timeout);
 
     /** The same for standard error. */
-    bool waitForErr(std::string_view text, Milliseconds timeout);
+    bool waitForErr(std::string_view text, Milliseconds_t timeout);
 
     /** True while the program has not ended. */
     bool running();
@@ -90,35 +92,33 @@ public:
     const std::string& err();
 
 private:
-    struct Stream {
+    struct Pipe_t {
         int fd = -1;
         std::string text;
     };
 
-    void start(const std::vector<std::string>& argv, const StartOptions& options);
-    void pump(Milliseconds timeout);
+    void start(const std::vector<std::string>& argv, const StartOptions_t& options);
+    void pump(Milliseconds_t timeout);
     void reap();
-    bool waitForText(const Stream& stream, std::string_view text, Milliseconds timeout);
+    bool waitForText(const Pipe_t& stream, std::string_view text, Milliseconds_t timeout);
 
     pid_t pid_ = -1;
     int input_ = -1;
-    Stream out_;
-    Stream err_;
-    std::optional<Ending> ending_;
+    Pipe_t out_;
+    Pipe_t err_;
+    std::optional<Ending_t> ending_;
 };
 
 /** What a program that ran to its end did. */
-struct RunResult {
+struct RunResult_t {
     bool timedOut = false; /**< it was killed, because it had not ended in time */
-    Ending ending;
+    Ending_t ending;
     std::string out;
     std::string err;
 };
 
 /** Runs a command to its end; it is killed when `timeout` passes first. */
-RunResult run(const std::vector<std::string>& argv, Milliseconds timeout = Milliseconds(60000),
-              const StartOptions& options = {});
+RunResult_t run(const std::vector<std::string>& argv, Milliseconds_t timeout = Milliseconds_t(60000),
+                const StartOptions_t& options = {});
 
 } // namespace testsupport
-
-#endif

@@ -10,7 +10,7 @@ namespace {
 
 class Operator : public SystemTest {
 protected:
-    RunResult esactl(const std::vector<std::string>& words) const {
+    RunResult_t esactl(const std::vector<std::string>& words) const {
         std::vector<std::string> arguments = {"--directory", directory, "--timeout", "20"};
         arguments.insert(arguments.end(), words.begin(), words.end());
         return run(programCommand("esactl", arguments));
@@ -22,20 +22,20 @@ protected:
 TEST_F(Operator, SeesTheEnclosureAndLightsALedThroughTheSwitch) {
     startSimulator("vsc055");
     makeBlock(5);
-    Process msm(programCommand("msm", {"--directory", directory}));
+    Process_t msm(programCommand("msm", {"--directory", directory}));
     ASSERT_TRUE(msm.waitForOut("ready", PATIENCE)) << msm.err();
     startAdapter();
 
-    const RunResult status = esactl({"status", "--json"});
+    const RunResult_t status = esactl({"status", "--json"});
     const json document = json::parse(status.out, nullptr, false);
     ASSERT_FALSE(document.is_discarded()) << status.out << status.err;
     EXPECT_EQ(status.ending.exitCode & 7, 0) << status.err;
 
     EXPECT_EQ(world()["drives"][3]["led"], false);
-    const RunResult on = esactl({"led", "3", "on"});
+    const RunResult_t on = esactl({"led", "3", "on"});
     EXPECT_EQ(on.ending.exitCode, 0) << on.err;
     EXPECT_EQ(world()["drives"][3]["led"], true);
-    const RunResult off = esactl({"led", "3", "off"});
+    const RunResult_t off = esactl({"led", "3", "off"});
     EXPECT_EQ(off.ending.exitCode, 0) << off.err;
     EXPECT_EQ(world()["drives"][3]["led"], false);
     EXPECT_TRUE(esa->running());

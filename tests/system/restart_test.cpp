@@ -19,26 +19,26 @@ using testing::IsEmpty;
 
 namespace {
 
-using Slots = std::vector<std::size_t>;
+using Slots_t = std::vector<std::size_t>;
 
-struct ChassisCase {
+struct ChassisCase_t {
     const char* name;
     int type;
     std::size_t litDrives; /**< drives whose LEDs light when all are asked for */
-    Slots keptLit;         /**< drives that the start leaves lit */
+    Slots_t keptLit;       /**< drives that the start leaves lit */
     const char* alarm;     /**< what "alarm fault" makes of the alarm, and what the start makes of it */
     const char* startAlarm;
     int startLoad;          /**< percent, of every fan */
     std::vector<int> loads; /**< percent after each poll at 56 degrees, until all fans are at full speed */
 };
 
-void PrintTo(const ChassisCase& chassis, std::ostream* out) {
+void PrintTo(const ChassisCase_t& chassis, std::ostream* out) {
     *out << chassis.name;
 }
 
-const Slots UPPER_HALF = {8, 9, 10, 11, 12, 13, 14, 15};
+const Slots_t UPPER_HALF = {8, 9, 10, 11, 12, 13, 14, 15};
 
-const ChassisCase CHASSIS[] = {
+const ChassisCase_t CHASSIS[] = {
     {"vsc055", 5, 16, UPPER_HALF, "FAULT", "MUTE", 50, {75, 100}},
     {"quadra", 3, 16, UPPER_HALF, "FAULT", "MUTE", 50, {75, 100}},
     {"xyratex", 2, 12, {}, "FAULT", "IDLE", 25, {50, 75, 100}},
@@ -46,12 +46,12 @@ const ChassisCase CHASSIS[] = {
     {"w83782d", 6, 0, {}, "FAULT", "MUTE", 100, {}},
 };
 
-class Restart : public SystemTest, public testing::WithParamInterface<ChassisCase> {
+class Restart : public SystemTest, public testing::WithParamInterface<ChassisCase_t> {
 protected:
     void SetUp() override {
         startSimulator(GetParam().name);
         makeBlock(GetParam().type, false);
-        msm_ = std::make_unique<Process>(programCommand("msm", {"--directory", directory}));
+        msm_ = std::make_unique<Process_t>(programCommand("msm", {"--directory", directory}));
         ASSERT_TRUE(msm_->waitForOut("ready", PATIENCE)) << msm_->err();
         startManaging();
     }
@@ -67,20 +67,20 @@ protected:
         ASSERT_TRUE(esa->wait(PATIENCE).has_value());
     }
 
-    RunResult esactl(std::vector<std::string> words) const {
+    RunResult_t esactl(std::vector<std::string> words) const {
         words.insert(words.begin(), {"--directory", directory});
         return run(programCommand("esactl", words));
     }
 
     void operate(const std::vector<std::string>& words) const {
-        const RunResult done = esactl(words);
+        const RunResult_t done = esactl(words);
         ASSERT_EQ(done.ending.exitCode, 0) << done.err;
     }
 
     /** The drives' fault LEDs: refused where there are none. */
     void operateLeds(std::vector<std::string> words) const {
         words.insert(words.begin(), "led");
-        const RunResult done = esactl(words);
+        const RunResult_t done = esactl(words);
         ASSERT_EQ(done.ending.exitCode, GetParam().litDrives == 0 ? 1 : 0) << done.err;
     }
 
@@ -96,12 +96,12 @@ protected:
     void failSafe(const std::vector<std::string>& words = {}) const {
         std::vector<std::string> arguments = {"--chassis", GetParam().name};
         arguments.insert(arguments.end(), words.begin(), words.end());
-        const RunResult done = runOnBus("esafailsafe", arguments);
+        const RunResult_t done = runOnBus("esafailsafe", arguments);
         ASSERT_EQ(done.ending.exitCode, 0) << done.err;
     }
 
-    Slots litDrives() const {
-        Slots lit;
+    Slots_t litDrives() const {
+        Slots_t lit;
         const json now = world();
         for (const json& drive : now["drives"]) {
             if (drive["led"] == true) {
@@ -136,9 +136,9 @@ protected:
     }
 
     /** Names of what Startup was told. */
-    Lines toldStartup() const {
-        Lines names;
-        const RunResult told = esactl({"--timeout", "0.5", "--json", "events", "--startup", "--all"});
+    Lines_t toldStartup() const {
+        Lines_t names;
+        const RunResult_t told = esactl({"--timeout", "0.5", "--json", "events", "--startup", "--all"});
         std::istringstream lines(told.out);
         for (std::string line; std::getline(lines, line);) {
             const json event = json::parse(line);
@@ -151,7 +151,7 @@ protected:
         return names;
     }
 
-    std::unique_ptr<Process> msm_;
+    std::unique_ptr<Process_t> msm_;
 };
 
 INSTANTIATE_TEST_SUITE_P(On, Restart, testing::ValuesIn(CHASSIS),
@@ -160,7 +160,7 @@ INSTANTIATE_TEST_SUITE_P(On, Restart, testing::ValuesIn(CHASSIS),
 } // namespace
 
 TEST_P(Restart, KilledWhileEverythingIsCommandedItTakesTheEnclosureForAHealthyOneUntilTheNextPoll) {
-    const ChassisCase& chassis = GetParam();
+    const ChassisCase_t& chassis = GetParam();
     const bool hasLeds = chassis.type == 2;
     const std::vector<bool> faultLeds = {false, hasLeds, hasLeds};
     const std::string pollAlarm = hasLeds ? "IDLE" : "FAULT"; // that enclosure's controller runs the alarm by itself
@@ -190,18 +190,18 @@ TEST_P(Restart, KilledWhileEverythingIsCommandedItTakesTheEnclosureForAHealthyOn
     operateLeds({"all", "off", "--force"});
     EXPECT_THAT(litDrives(), IsEmpty());
     operateLeds({"2", "on"});
-    EXPECT_EQ(litDrives(), chassis.litDrives == 0 ? Slots{} : Slots{2}) << "from then on it is right";
+    EXPECT_EQ(litDrives(), chassis.litDrives == 0 ? Slots_t{} : Slots_t{2}) << "from then on it is right";
 
     makePoll();
     EXPECT_EQ(alarm(), pollAlarm);
     EXPECT_EQ(enclosureLeds(), faultLeds);
-    const Lines told = toldStartup();
+    const Lines_t told = toldStartup();
     EXPECT_EQ(std::count(told.begin(), told.end(), "init-complete"), 2);
     EXPECT_EQ(std::count(told.begin(), told.end(), "composite-fault-led on"), 2) << "the fault is told again";
 }
 
 TEST_P(Restart, PreparedAndMendedMeanwhileNothingOfTheEarlierLifeIsLeftButTheCompositeFaultLed) {
-    const ChassisCase& chassis = GetParam();
+    const ChassisCase_t& chassis = GetParam();
     (void)simulator("fan 1 stall");
     makePoll();
     operateLeds({"all", "on"});

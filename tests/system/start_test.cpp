@@ -45,17 +45,17 @@ protected:
 class CriticalError : public SystemTest {
 protected:
     /** Text in a fixed field of a record's body. */
-    static std::string textAt(const Bytes& body, std::size_t at) {
+    static std::string textAt(const Bytes_t& body, std::size_t at) {
         const std::string text(body.begin() + static_cast<long>(at), body.begin() + static_cast<long>(at + 64));
         return text.substr(0, text.find('\0'));
     }
 
     /** Checks the four records of the adapter's end, and returns the first one's body. */
-    Bytes expectRecords() const {
+    Bytes_t expectRecords() const {
         const std::vector<json> records = eventLog();
         EXPECT_EQ(records.size(), 4U);
         if (records.size() != 4) {
-            return Bytes(196, 0);
+            return Bytes_t(196, 0);
         }
         const int lengths[] = {196, 500, 256, 256};
         for (std::size_t i = 0; i < 4; ++i) {
@@ -71,10 +71,10 @@ protected:
         return unhex(records[0]["body"].get<std::string>());
     }
 
-    Bytes snapshot() const { return unhex(eventLog().at(1)["body"].get<std::string>()); }
+    Bytes_t snapshot() const { return unhex(eventLog().at(1)["body"].get<std::string>()); }
 
     void expectAbort() {
-        const std::optional<Ending> ending = esa->wait(PATIENCE);
+        const std::optional<Ending_t> ending = esa->wait(PATIENCE);
         ASSERT_TRUE(ending.has_value());
         EXPECT_EQ(ending->signal, SIGABRT) << ending->exitCode;
     }
@@ -83,7 +83,7 @@ protected:
 } // namespace
 
 TEST_F(Arguments, NoKey) {
-    const RunResult result = run(programCommand("esa"));
+    const RunResult_t result = run(programCommand("esa"));
     EXPECT_EQ(result.ending.exitCode, 1);
     EXPECT_EQ(result.out, std::string(STARTED) + "main(): Arguments few than 2.\n");
     EXPECT_EQ(result.err, "");
@@ -92,7 +92,7 @@ TEST_F(Arguments, NoKey) {
 TEST_F(Arguments, KeyBelowAHundred) {
     for (const char* word : {"99", "0x63", "0143", "abc", "-5"}) {
         SCOPED_TRACE(word);
-        const RunResult result = run(programCommand("esa", {word}));
+        const RunResult_t result = run(programCommand("esa", {word}));
         EXPECT_EQ(result.ending.exitCode, 2);
         EXPECT_EQ(result.out, std::string(STARTED) + "main(): shared memory key less than 100.\n");
         EXPECT_EQ(result.err, "");
@@ -100,7 +100,7 @@ TEST_F(Arguments, KeyBelowAHundred) {
 }
 
 TEST_F(Arguments, NoBlockOfThatKey) {
-    const RunResult result = run(programCommand("esa", {std::to_string(key)}));
+    const RunResult_t result = run(programCommand("esa", {std::to_string(key)}));
     EXPECT_EQ(result.ending.exitCode, 3);
     EXPECT_EQ(result.out, STARTED);
     EXPECT_THAT(result.err, EndsWith("esa: Unable to share parameters.esa: Giving up."));
@@ -110,7 +110,7 @@ TEST_F(Arguments, BlockOfAnotherVersion) {
     makeBlock(1);
     const std::uint32_t version = 14;
     patchBlock(0, &version, sizeof(version));
-    const RunResult result = run(programCommand("esa", {std::to_string(key)}));
+    const RunResult_t result = run(programCommand("esa", {std::to_string(key)}));
     EXPECT_EQ(result.ending.exitCode, 3);
     EXPECT_THAT(result.err, EndsWith("esa: Unable to share parameters.esa: Giving up."));
 }
@@ -129,17 +129,17 @@ TEST_F(Arguments, KeyInHexadecimalAndMoreArgumentsAreTaken) {
 
 TEST_F(Announcement, NoticeIsTheFirstMessageAndMissingDeviceAnEvent) {
     start(5);
-    const std::optional<Bytes> notice = messageSwitch->receive();
+    const std::optional<Bytes_t> notice = messageSwitch->receive();
     ASSERT_TRUE(notice.has_value());
     std::string expected = "0E 01 00 40 0C 00 00 01 21 00 00 00 00 04 00 00";
     for (int i = 24; i < 64; ++i) {
         expected += " 00";
     }
-    EXPECT_EQ(hex(*notice, 8), expected);
-    EXPECT_EQ(hex(*notice, 0, 4), hex(*notice, 4, 4)) << "both links name the message itself";
-    const std::optional<Bytes> event = messageSwitch->receive();
+    EXPECT_EQ(hexOf(*notice, 8), expected);
+    EXPECT_EQ(hexOf(*notice, 0, 4), hexOf(*notice, 4, 4)) << "both links name the message itself";
+    const std::optional<Bytes_t> event = messageSwitch->receive();
     ASSERT_TRUE(event.has_value());
-    EXPECT_EQ(hex(*event, 8), eventBytes("01", "01"));
+    EXPECT_EQ(hexOf(*event, 8), eventBytes("01", "01"));
     EXPECT_EQ(page(1).substr(0, 11), "01 00 00 40");
     EXPECT_THAT(traceLog(), HasSubstr("Failed to open the i2c device.\n"));
     EXPECT_THAT(traceLog(), testing::Not(HasSubstr("chassisType")));
@@ -156,9 +156,9 @@ TEST_F(Announcement, ChassisWithoutADriverIsNoneThoughTheDeviceIsThere) {
         patchBlock(71, &chassisType, 1);
         startAdapter();
         ASSERT_TRUE(messageSwitch->receive().has_value());
-        const std::optional<Bytes> event = messageSwitch->receive();
+        const std::optional<Bytes_t> event = messageSwitch->receive();
         ASSERT_TRUE(event.has_value());
-        EXPECT_EQ(hex(*event, 8), eventBytes("01", "01"));
+        EXPECT_EQ(hexOf(*event, 8), eventBytes("01", "01"));
         EXPECT_THAT(traceLog(), HasSubstr("oMpuParams->chassisType = [" + std::to_string(type) + "]\n"));
         EXPECT_THAT(traceLog(), HasSubstr("esaControl.enclosureType = [VORAN_E_CHASSIS_NONE]\n"));
         EXPECT_EQ(transfers(), 0);
@@ -171,15 +171,15 @@ TEST_F(Announcement, MessagesInPiecesAndOfWrongLengthsDoNotStopIt) {
     start(1);
     ASSERT_TRUE(messageSwitch->receive().has_value());
     ASSERT_TRUE(messageSwitch->receive().has_value());
-    const Bytes good = messageToAdapter(18, 0x1C, 28, unhex("1C 80 01 00 10 00 00 00"));
+    const Bytes_t good = messageToAdapter(18, 0x1C, 28, unhex("1C 80 01 00 10 00 00 00"));
     for (const std::size_t length : {64U, 0U, 63U, 4064U, 4065U, 65535U}) {
         SCOPED_TRACE(length);
-        Bytes bad = messageToAdapter(12, 200, 20, Bytes(length > 64 ? length - 64 : 0, 0x5A));
+        Bytes_t bad = messageToAdapter(12, 200, 20, Bytes_t(length > 64 ? length - 64 : 0, 0x5A));
         bad[10] = static_cast<std::uint8_t>(length >> 8);
         bad[11] = static_cast<std::uint8_t>(length);
         bad.resize(length == 0 ? 64 : length);
         ASSERT_TRUE(messageSwitch->send(bad));
-        for (const std::uint8_t byte : Bytes(good.begin(), good.end() - 1)) {
+        for (const std::uint8_t byte : Bytes_t(good.begin(), good.end() - 1)) {
             ASSERT_TRUE(messageSwitch->send({byte}));
         }
         EXPECT_EQ(ask({good.back()}).size(), 132U);
@@ -191,19 +191,19 @@ TEST_F(CriticalError, SwitchThatIsNotThere) {
     makeBlock(5);
     startAdapter();
     expectAbort();
-    const Bytes body = expectRecords();
+    const Bytes_t body = expectRecords();
     EXPECT_EQ(textAt(body, 0), "esainit.cpp");
     EXPECT_EQ(textAt(body, 64), "esaInit()");
     EXPECT_EQ(textAt(body, 132), "Linux connect function fails for MSM/ESA socket!");
     EXPECT_GT(body[130] << 8 | body[131], 0) << "the line";
 
-    const Bytes info = snapshot();
-    EXPECT_EQ(hex(info, 4, 2), "00 01");
+    const Bytes_t info = snapshot();
+    EXPECT_EQ(hexOf(info, 4, 2), "00 01");
     const std::string path = directory + "/esadapter";
     EXPECT_EQ(std::string(info.begin() + 6, info.begin() + 6 + static_cast<long>(path.size()) + 1), path + '\0');
-    EXPECT_EQ(hex(info, 116, 20), "00 00 00 00 01 05 10 03 08 04 01 00 01 02 03 04 06 00 00 00");
-    EXPECT_EQ(hex(info, 448, 1), "01");
-    EXPECT_EQ(hex(info, 484, 16), "00 00 00 00 00 00 00 00 00 00 00 0A 00 00 00 00");
+    EXPECT_EQ(hexOf(info, 116, 20), "00 00 00 00 01 05 10 03 08 04 01 00 01 02 03 04 06 00 00 00");
+    EXPECT_EQ(hexOf(info, 448, 1), "01");
+    EXPECT_EQ(hexOf(info, 484, 16), "00 00 00 00 00 00 00 00 00 00 00 0A 00 00 00 00");
 
     const std::string log = traceLog();
     EXPECT_THAT(log, HasSubstr("********************** Critical Error *********************\n"));
@@ -235,14 +235,14 @@ TEST_F(CriticalError, SwitchThatClosesBeforeAReply) {
     messageSwitch->closeConnection();
     esa->kill(SIGCONT);
     expectAbort();
-    const Bytes body = expectRecords();
+    const Bytes_t body = expectRecords();
     EXPECT_EQ(textAt(body, 132), "Linux send function fails, sendSize = [132] is wrong");
-    const Bytes received = unhex(eventLog().at(2)["body"].get<std::string>());
-    EXPECT_EQ(hex(received, 8, 8), "0E 01 00 48 12 00 00 1C");
-    EXPECT_EQ(hex(received, 64, 8), "1C 80 01 00 10 00 00 00");
-    const Bytes sent = unhex(eventLog().at(3)["body"].get<std::string>());
-    EXPECT_EQ(hex(sent, 8, 8), "0E 01 00 84 12 00 00 1C");
-    EXPECT_EQ(hex(sent, 40, 4), "00 00 12 34");
+    const Bytes_t received = unhex(eventLog().at(2)["body"].get<std::string>());
+    EXPECT_EQ(hexOf(received, 8, 8), "0E 01 00 48 12 00 00 1C");
+    EXPECT_EQ(hexOf(received, 64, 8), "1C 80 01 00 10 00 00 00");
+    const Bytes_t sent = unhex(eventLog().at(3)["body"].get<std::string>());
+    EXPECT_EQ(hexOf(sent, 8, 8), "0E 01 00 84 12 00 00 1C");
+    EXPECT_EQ(hexOf(sent, 40, 4), "00 00 12 34");
 }
 
 TEST_F(CriticalError, SwitchThatClosesIsWaitedForWithoutAnError) {
@@ -252,7 +252,7 @@ TEST_F(CriticalError, SwitchThatClosesIsWaitedForWithoutAnError) {
     ASSERT_TRUE(messageSwitch->receive().has_value());
     ASSERT_TRUE(messageSwitch->receive().has_value());
     messageSwitch->closeConnection();
-    EXPECT_FALSE(esa->wait(Milliseconds(1500)).has_value()) << "a closed connection is no error";
+    EXPECT_FALSE(esa->wait(Milliseconds_t(1500)).has_value()) << "a closed connection is no error";
     EXPECT_THAT(eventLog(), IsEmpty());
 }
 
@@ -263,7 +263,7 @@ TEST_F(CriticalError, SwitchThatStopsReadingIsWaitedForAndLosesNothing) {
     ASSERT_TRUE(messageSwitch->receive().has_value());
     ASSERT_TRUE(messageSwitch->receive().has_value());
     // Requests and replies of 132 bytes fill the sockets' buffers both ways: then neither end gets any further.
-    const Bytes request = messageToAdapter(18, 0x1C, 28, unhex("1C 80 01 00 10 00 00 00"));
+    const Bytes_t request = messageToAdapter(18, 0x1C, 28, unhex("1C 80 01 00 10 00 00 00"));
     int sent = 0;
     while (sent < 20000 && messageSwitch->sendNow(request)) {
         ++sent;

@@ -11,46 +11,43 @@
 
 #include <nlohmann/json.hpp>
 
+#include "bytes.h"
+#include "folder.h"
 #include "program.h"
+#include "shared_segment.h"
+#include "stream.h"
 
-using Bytes = std::vector<std::uint8_t>;
-using Lines = std::vector<std::string>;
+using testsupport::Bytes_t;
+using Lines_t = std::vector<std::string>;
+using testsupport::PATIENCE;
+using testsupport::unhex;
 
-/** Long enough for an emulated program on a busy machine; only a failing test waits that long. */
-inline constexpr testsupport::Milliseconds PATIENCE(60000);
-
-std::string hex(const Bytes& bytes, std::size_t from = 0, std::size_t count = SIZE_MAX);
-/** Bytes of a hex text; blanks are skipped. */
-Bytes unhex(const std::string& text);
+/** Some of a message's bytes as hex. */
+std::string hexOf(const Bytes_t& bytes, std::size_t from, std::size_t count = SIZE_MAX);
 
 /** A message to the adapter from `requestor`, with `payload` behind the header; type and handle as given. */
-Bytes messageToAdapter(int protocol, unsigned type, int requestor, const Bytes& payload = {}, unsigned handle = 0);
-
-/** A name for a message of the adapter: "init", "led-on", "led-off", "email", "shutdown", "event ID/TYPE", "reply". */
-std::string nameOf(const Bytes& message);
+Bytes_t messageToAdapter(unsigned protocol, unsigned type, unsigned requestor, const Bytes_t& payload = {},
+                         unsigned handle = 0);
 
 /** The message switch's end, held by the test: what the adapter sends arrives here and nowhere else. */
-class FakeSwitch {
+class FakeSwitch_t {
 public:
-    explicit FakeSwitch(const std::string& path);
-    ~FakeSwitch();
-    FakeSwitch(const FakeSwitch&) = delete;
-    FakeSwitch& operator=(const FakeSwitch&) = delete;
+    explicit FakeSwitch_t(const std::string& path);
 
     /** Waits for the adapter's connection. */
     bool accept();
-    bool send(const Bytes& bytes) const;
+    bool send(const Bytes_t& bytes) const { return connection_.send(bytes); }
     /** The same, but false when it could not be taken within a second; nothing of it has gone then. */
-    bool sendNow(const Bytes& bytes) const;
+    bool sendNow(const Bytes_t& bytes) const;
     /** The next whole message; nothing when the adapter closes or none comes in time. */
-    std::optional<Bytes> receive(testsupport::Milliseconds timeout = PATIENCE) const;
-    void closeConnection();
+    std::optional<Bytes_t> receive(testsupport::Milliseconds_t timeout = PATIENCE) const {
+        return connection_.receive(timeout);
+    }
+    void closeConnection() { connection_.close(); }
 
 private:
-    bool read(std::uint8_t* to, std::size_t count, testsupport::Milliseconds timeout) const;
-
-    int listener_;
-    int connection_ = -1;
+    testsupport::Stream_t listener_;
+    testsupport::Stream_t connection_;
 };
 
 class SystemTest : public testing::Test {
@@ -61,7 +58,9 @@ protected:
     /** Makes the parameter block: chassis type as a number, run-control sequence complete, tracing on. */
     void makeBlock(int chassisType, bool tracing = true);
     /** Changes bytes of the block behind the back of the tool that refuses such values. */
-    void patchBlock(std::size_t offset, const void* bytes, std::size_t size) const;
+    void patchBlock(std::size_t offset, const void* bytes, std::size_t size) const {
+        segment.patch(offset, bytes, size);
+    }
     void startSwitch();
     /** Starts the simulated enclosure with time standing still. */
     void startSimulator(const std::string& chassis);
@@ -70,27 +69,29 @@ protected:
     void startAdapter() { startAdapter({std::to_string(key)}); }
 
     /** Runs a program that opens the simulator's bus by its usual name. */
-    testsupport::RunResult runOnBus(const std::string& program, const std::vector<std::string>& arguments) const;
+    testsupport::RunResult_t runOnBus(const std::string& program, const std::vector<std::string>& arguments) const;
 
     /** Gives the simulator a command; its reply without the last line. */
     std::string simulator(const std::string& command) const;
     nlohmann::json world() const { return nlohmann::json::parse(simulator("show --json")); }
 
     /** Sends a request and waits for its reply; what came before the reply is added to `before`. */
-    Bytes ask(const Bytes& request, Lines* before = nullptr) const;
+    Bytes_t ask(const Bytes_t& request, Lines_t* before = nullptr) const;
     /** The page behind the status byte of a reply to RECEIVE DIAGNOSTIC RESULTS, as hex. */
-    std::string page(int code, Lines* before = nullptr) const;
+    std::string page(int code, Lines_t* before = nullptr) const;
     /** Makes the adapter poll its hardware, at once and not when its time has come; what it sent meanwhile. */
-    Lines poll() const;
+    Lines_t poll() const;
 
     /** Records of the platform's event log. */
     std::vector<nlohmann::json> eventLog() const;
     std::string traceLog() const;
     int transfers() const;
 
-    int key;
-    std::string directory;
-    std::unique_ptr<FakeSwitch> messageSwitch;
-    std::unique_ptr<testsupport::Process> encsim;
-    std::unique_ptr<testsupport::Process> esa;
+    const testsupport::Segment_t segment;
+    const int key = segment.key();
+    const testsupport::Folder_t folder;
+    const std::string directory = folder.path();
+    std::unique_ptr<FakeSwitch_t> messageSwitch;
+    std::unique_ptr<testsupport::Process_t> encsim;
+    std::unique_ptr<testsupport::Process_t> esa;
 };

@@ -2,14 +2,13 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
 #include "acceptance.h"
 #include "errors.h"
-#include "own_folder.h"
+#include "folder.h"
 
 namespace {
 
@@ -55,8 +54,8 @@ TEST(Acceptance, OneIsEnoughForWhatSeveralElementsReportTogether) {
 }
 
 TEST(Acceptance, AMonitorOfAnotherUserCanReadThem) {
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "acceptance-read";
-    std::filesystem::create_directories(folder);
+    const testsupport::Folder_t files;
+    const std::filesystem::path folder = files.path();
     const mode_t before = umask(077);
     writeAcceptances(folder, accepted(hot(57)));
     (void)umask(before);
@@ -64,7 +63,6 @@ TEST(Acceptance, AMonitorOfAnotherUserCanReadThem) {
     std::filesystem::permissions(folder / "accepted", std::filesystem::perms{0600});
     writeAcceptances(folder, accepted(hot(58)));
     EXPECT_EQ(std::filesystem::status(folder / "accepted").permissions(), std::filesystem::perms{0644});
-    std::filesystem::remove_all(folder);
 }
 
 TEST(Acceptance, EndsAtItsMoment) {
@@ -73,8 +71,8 @@ TEST(Acceptance, EndsAtItsMoment) {
 }
 
 TEST(Acceptance, IsKeptInAFileAndNonsenseThereIsPassedOver) {
-    const testsupport::OwnFolder_t own;
-    const std::filesystem::path& folder = own.path();
+    const testsupport::Folder_t files;
+    const std::filesystem::path folder = files.path();
     EXPECT_TRUE(readAcceptances(folder).empty());
     writeAcceptances(folder, accepted(hot(57)));
     std::ofstream(folder / "accepted", std::ios::app) << "nonsense\na\tb\tc\td\te\tf\n";
@@ -87,13 +85,10 @@ TEST(Acceptance, IsKeptInAFileAndNonsenseThereIsPassedOver) {
 }
 
 TEST(Acceptance, NothingIsWrittenThroughALinkThatAMemberOfTheGroupHasPut) {
-    const testsupport::OwnFolder_t own;
-    const std::filesystem::path& folder = own.path();
+    const testsupport::Folder_t files;
+    const std::filesystem::path folder = files.path();
     std::ofstream(folder / "victim") << "mine";
-    const auto victim = [&] {
-        std::ifstream file(folder / "victim");
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    };
+    const auto victim = [&] { return files.read("victim"); };
     const std::vector<std::string> names{".tmp", ".new", "." + std::to_string(getpid())};
     for (const std::string& foreseen : names) {
         std::filesystem::create_symlink("victim", (folder / "accepted").string() + foreseen);

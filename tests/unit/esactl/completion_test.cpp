@@ -28,9 +28,9 @@ protected:
                                    "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
                                    "_esactl\n"
                                    "echo ${COMPREPLY[@]}\n";
-        testsupport::StartOptions options;
+        testsupport::StartOptions_t options;
         options.environment["ESA_MMSG_DIRECTORY"] = net_.directory();
-        const testsupport::RunResult result =
+        const testsupport::RunResult_t result =
             testsupport::run({"bash", "-c", script}, std::chrono::seconds(60), options);
         EXPECT_EQ(result.err, "");
         return result.out;
@@ -46,11 +46,12 @@ protected:
         }
         std::ofstream(folder + "/esactl") << "#!/bin/sh\nexec " << program << "\"$@\"\n";
         std::filesystem::permissions(folder + "/esactl", std::filesystem::perms::all);
-        testsupport::StartOptions options;
+        testsupport::StartOptions_t options;
         options.environment["ESA_MMSG_DIRECTORY"] = net_.directory();
         options.environment["PATH"] = folder + ":" + std::getenv("PATH");
         options.environment["HOME"] = net_.directory();
-        const testsupport::RunResult result = testsupport::run({name, "-c", script}, std::chrono::seconds(60), options);
+        const testsupport::RunResult_t result =
+            testsupport::run({name, "-c", script}, std::chrono::seconds(60), options);
         EXPECT_EQ(result.err, "");
         return result.out;
     }

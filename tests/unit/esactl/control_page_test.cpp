@@ -44,12 +44,12 @@ Received_t walk(const Bytes_t& page, std::size_t d, std::size_t p, std::size_t c
 TEST(ControlPage, LayoutWithAsManyFansAsSensors) {
     ControlPage_t wanted = controlPageOf(enclosureOf(2, 1, 2, 2, 1));
     wanted.faultLeds = {false, true};
-    EXPECT_EQ(toHex(encodeControlPage(wanted)), toHex(fromHex("02 00 00 38 00 00 00 00"
-                                                              "00 00 00 00 00 00 00 00 00 00 00 04"
-                                                              "00 00 00 00 00 00 00 00"
-                                                              "00 00 00 00 00 00 00 00 00 00 00 00"
-                                                              "00 00 00 00 00 00 00 00 00 00 00 00"
-                                                              "00 00 00 00 00 00 00 00")));
+    EXPECT_EQ(plainHex(encodeControlPage(wanted)), plainHex(unhex("02 00 00 38 00 00 00 00"
+                                                                  "00 00 00 00 00 00 00 00 00 00 00 04"
+                                                                  "00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 00 00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 00 00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 00 00 00 00 00")));
 }
 
 TEST(ControlPage, WithMoreFansThanSensorsTheCoolingListStaysWhole) {
@@ -59,12 +59,12 @@ TEST(ControlPage, WithMoreFansThanSensorsTheCoolingListStaysWhole) {
     wanted.selectedAlarm = 0;
     wanted.alarms[0].tones.requestedMute = true;
     // The temperature list starts at the third cooling word; the alarm list where four lists of these sizes end.
-    EXPECT_EQ(toHex(encodeControlPage(wanted)), toHex(fromHex("02 00 00 34 00 00 00 00"
-                                                              "00 00 00 00 00 00 00 00"
-                                                              "00 00 00 00 00 00 00 00"
-                                                              "00 00 00 80 00 00 00 04 00 00 00 04 80 00 00 04"
-                                                              "00 00 00 00 00 00 00 00"
-                                                              "00 00 00 80 80 00 00 02")));
+    EXPECT_EQ(plainHex(encodeControlPage(wanted)), plainHex(unhex("02 00 00 34 00 00 00 00"
+                                                                  "00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 80 00 00 00 04 00 00 00 04 80 00 00 04"
+                                                                  "00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 80 80 00 00 02")));
 }
 
 TEST(ControlPage, WithFewerFansThanSensorsTheAlarmListStaysWhole) {
@@ -73,12 +73,12 @@ TEST(ControlPage, WithFewerFansThanSensorsTheAlarmListStaysWhole) {
     wanted.selectedFan = 0;
     wanted.selectedAlarm = 0;
     wanted.alarms[0].tones.crit = true;
-    EXPECT_EQ(toHex(encodeControlPage(wanted)), toHex(fromHex("02 00 00 34 00 00 00 00"
-                                                              "00 00 00 00 00 00 00 00"
-                                                              "00 00 00 00 00 00 00 00"
-                                                              "00 00 00 80 80 00 00 04"
-                                                              "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
-                                                              "00 00 00 80 80 00 00 40")));
+    EXPECT_EQ(plainHex(encodeControlPage(wanted)), plainHex(unhex("02 00 00 34 00 00 00 00"
+                                                                  "00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 80 80 00 00 04"
+                                                                  "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
+                                                                  "00 00 00 80 80 00 00 40")));
 }
 
 TEST(ControlPage, TheExchangedStepsFindEveryFanAndTheAlarmInEveryEnclosure) {
@@ -97,13 +97,13 @@ TEST(ControlPage, TheExchangedStepsFindEveryFanAndTheAlarmInEveryEnclosure) {
             const Received_t received = walk(page, 16, 3, fans, sensors, 1);
             Bytes_t records;
             for (unsigned fan = 0; fan < fans; ++fan) {
-                const Bytes_t record = fromHex(fan + 1 == fans ? "80 00 00 04" : "00 00 00 04");
+                const Bytes_t record = unhex(fan + 1 == fans ? "80 00 00 04" : "00 00 00 04");
                 records.insert(records.end(), record.begin(), record.end());
             }
-            EXPECT_EQ(toHex(received.coolingRecords), toHex(records));
+            EXPECT_EQ(plainHex(received.coolingRecords), plainHex(records));
             EXPECT_EQ(received.coolingOverall, fans > 0 ? 0x80 : 0x00);
             EXPECT_EQ(received.alarmOverall, 0x80);
-            EXPECT_EQ(toHex(received.alarmRecords), "80000020");
+            EXPECT_EQ(plainHex(received.alarmRecords), "80000020");
         }
     }
 }
@@ -121,23 +121,23 @@ TEST(ControlPage, EverythingGoesBackAsItWasReportedAndNothingIsSelected) {
     status.alarms[0].code = 0x20;
     status.alarmOverall = 0x20;
     status.alarms[0].tones = AlarmTones_t{true, false, true, false, true, true, true};
-    EXPECT_EQ(toHex(encodeControlPage(controlPageOf(status))),
-              toHex(fromHex("02 00 00 44 00 00 00 07"
-                            "00 00 00 00 00 00 00 00 00 00 00 04 00 00 00 00"
-                            "00 00 00 00 00 00 00 04 00 00 00 02 00 00 00 00"
-                            "00 00 00 00 00 00 00 00 00 00 00 04"
-                            "00 00 00 00 00 00 00 00 00 00 00 00"
-                            "00 00 00 20 20 00 00 aa")));
+    EXPECT_EQ(plainHex(encodeControlPage(controlPageOf(status))),
+              plainHex(unhex("02 00 00 44 00 00 00 07"
+                             "00 00 00 00 00 00 00 00 00 00 00 04 00 00 00 00"
+                             "00 00 00 00 00 00 00 04 00 00 00 02 00 00 00 00"
+                             "00 00 00 00 00 00 00 00 00 00 00 04"
+                             "00 00 00 00 00 00 00 00 00 00 00 00"
+                             "00 00 00 20 20 00 00 aa")));
 }
 
 TEST(ControlPage, AlarmTonesThatDidNotArriveGoBackAsSilence) {
     const Bytes_t page = encodeControlPage(controlPageOf(enclosureOf(0, 0, 0, 0, 1)));
-    EXPECT_EQ(toHex(page), "0200001c00000000"
-                           "00000000"
-                           "00000000"
-                           "00000000"
-                           "00000000"
-                           "0000000000000000");
+    EXPECT_EQ(plainHex(page), "0200001c00000000"
+                              "00000000"
+                              "00000000"
+                              "00000000"
+                              "00000000"
+                              "0000000000000000");
 }
 
 TEST(ControlPage, AnEnclosureTooLargeForAMessageIsRefused) {

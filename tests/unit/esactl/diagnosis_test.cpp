@@ -1,12 +1,11 @@
 /** Which enclosure it is, and the one cause when nothing of it is known. */
 #include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "diagnosis.h"
+#include "folder.h"
 #include "health.h"
-#include "own_folder.h"
 
 namespace {
 
@@ -144,9 +143,9 @@ TEST(Diagnosis, WhatWasToldCountsOnlyWhereItFitsUnlessAPersonSaysIt) {
 }
 
 TEST(Diagnosis, TheFileBesideTheSwitchTellsChassisAndVersion) {
-    const testsupport::OwnFolder_t folder;
-    EXPECT_EQ(readAdapterFacts(folder / "none").chassis, nullptr);
-    std::ofstream(folder / "adapter") << "chassis=W83782d\nversion=1.3.0.24\nother\n";
+    const testsupport::Folder_t folder;
+    EXPECT_EQ(readAdapterFacts(folder.path("none")).chassis, nullptr);
+    (void)folder.write("adapter", "chassis=W83782d\nversion=1.3.0.24\nother\n");
     const AdapterFacts_t facts = readAdapterFacts(folder.path());
     ASSERT_NE(facts.chassis, nullptr);
     EXPECT_STREQ(facts.chassis->name, "w83782d");

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include "fake_switch.h"
@@ -16,7 +14,7 @@ using testing::HasSubstr;
 using testsupport::JsonValue_t;
 using Args_t = std::vector<std::string>;
 
-void expectError(const testsupport::RunResult& result, int exitStatus, const std::string& code,
+void expectError(const testsupport::RunResult_t& result, int exitStatus, const std::string& code,
                  const std::string& text) {
     EXPECT_EQ(result.ending.exitCode, exitStatus);
     EXPECT_THAT(result.err, HasSubstr(text));
@@ -29,12 +27,12 @@ void expectError(const testsupport::RunResult& result, int exitStatus, const std
     EXPECT_THAT(document["error"]["text"].text(), HasSubstr(text));
 }
 
-testsupport::RunResult esactl(const Args_t& args) {
+testsupport::RunResult_t esactl(const Args_t& args) {
     return testsupport::run(testsupport::programCommand("esactl", args));
 }
 
 TEST(Errors, WithoutJsonStandardOutputStaysEmpty) {
-    const testsupport::RunResult result = esactl({"--directory", "/nonexistent", "status"});
+    const testsupport::RunResult_t result = esactl({"--directory", "/nonexistent", "status"});
     EXPECT_EQ(result.ending.exitCode, 2);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, HasSubstr("esactl: no switch at '/nonexistent/peer'"));
@@ -122,23 +120,14 @@ TEST(Errors, NoSwitchIsTwo) {
 
 TEST(Errors, SwitchThatTakesNoConnectionIsGivenUpInTime) {
     // Nobody accepts, and the queue is full.
-    char folder[] = "/tmp/esactl-full.XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    (std::string(folder) + "/peer").copy(address.sun_path, sizeof address.sun_path - 1);
-    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(listener, 0), 0);
-    const int waiting = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(connect(waiting, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const testsupport::Folder_t folder;
+    const testsupport::Stream_t listener(testsupport::listenAt(folder.path("peer"), 0));
+    const testsupport::Stream_t waiting(testsupport::connectTo(folder.path("peer")));
+    ASSERT_TRUE(waiting.isOpen());
     const auto start = std::chrono::steady_clock::now();
-    expectError(esactl({"--directory", folder, "--timeout", "0.3", "status", "--json"}), 2, "no-answer",
+    expectError(esactl({"--directory", folder.path(), "--timeout", "0.3", "status", "--json"}), 2, "no-answer",
                 "took no connection in time");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
-    close(waiting);
-    close(listener);
-    std::filesystem::remove_all(folder);
 }
 
 TEST(Errors, NoAnswerWithinTheTimeoutIsTwo) {
@@ -179,7 +168,7 @@ TEST(Errors, LastPeerIdIsTaken) {
 TEST(Errors, SwitchThatGoesAwayIsTwo) {
     FakeSwitch_t net;
     net.hangUp = true;
-    const testsupport::RunResult result = net.esactl({"status", "--json"});
+    const testsupport::RunResult_t result = net.esactl({"status", "--json"});
     EXPECT_EQ(result.ending.exitCode, 2);
     EXPECT_EQ(JsonValue_t::parse(result.out)["error"]["code"], "no-switch");
 }
@@ -217,7 +206,7 @@ TEST(Errors, PagesThatMakeNoSenseAreTwo) {
 TEST(Errors, CheckConditionIsFourWithItsSenseData) {
     FakeSwitch_t net;
     net.script = [](const Bytes_t& request) -> std::vector<Bytes_t> {
-        const Bytes_t sense = fromHex("e0 00 50 00 00 00 00 00 00 00 00 00 00 00 00 00 24 00 00 00 00 00 00 00");
+        const Bytes_t sense = unhex("e0 00 50 00 00 00 00 00 00 00 00 00 00 00 00 00 24 00 00 00 00 00 00 00");
         return {responseTo(request, 2, sense)};
     };
     expectError(net.esactl({"status", "--json"}), 4, "refused",
@@ -246,7 +235,7 @@ TEST(Errors, ElementThatIsNotThereIsUsageAndChangesNothing) {
 
 TEST(Errors, HelpIsNoError) {
     for (const char* command : {"status", "config", "led", "fan", "psu", "alarm", "events", "watch", "raw"}) {
-        const testsupport::RunResult result = esactl({command, "--help"});
+        const testsupport::RunResult_t result = esactl({command, "--help"});
         EXPECT_EQ(result.ending.exitCode, 0) << command;
         EXPECT_THAT(result.out, HasSubstr(std::string("Example: esactl ") + command));
         EXPECT_EQ(result.err, "");

@@ -21,7 +21,7 @@ const std::string OVERHEAT = "05000000 00000000 00000000 00000000 00000000 00000
 TEST(EventsCommand, OneJsonLinePerEvent) {
     FakeSwitch_t net;
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT), eventMessage(7, 2, "05")};
-    const testsupport::RunResult result = net.esactl({"events", "--json", "--count", "2"});
+    const testsupport::RunResult_t result = net.esactl({"events", "--json", "--count", "2"});
     EXPECT_EQ(result.ending.exitCode, 0);
     const std::vector<JsonValue_t> events = JsonValue_t::parseLines(result.out);
     ASSERT_EQ(events.size(), 2U);
@@ -51,18 +51,18 @@ TEST(EventsCommand, StartupRequestsOnlyWhenAskedFor) {
 TEST(EventsCommand, OneEventPerFaultUnlessAllAreWanted) {
     FakeSwitch_t net;
     net.queued["eventlog"] = {3, eventMessage(10, 3, OVERHEAT)};
-    const testsupport::RunResult once = net.esactl({"events", "--timeout", "0.5"});
+    const testsupport::RunResult_t once = net.esactl({"events", "--timeout", "0.5"});
     EXPECT_EQ(std::count(once.out.begin(), once.out.end(), '\n'), 1) << once.out;
     EXPECT_THAT(once.out, HasSubstr(" error       average temperature is over 60 C: orderly shutdown requested\n"));
     EXPECT_THAT(once.err, HasSubstr("esactl: what the switch had kept is shown with the time at which it came here"));
     EXPECT_EQ(net.esactl({"events", "--json", "--timeout", "0.3"}).err, "");
-    const testsupport::RunResult all = net.esactl({"events", "--all", "--count", "3"});
+    const testsupport::RunResult_t all = net.esactl({"events", "--all", "--count", "3"});
     EXPECT_EQ(std::count(all.out.begin(), all.out.end(), '\n'), 3) << all.out;
 }
 
 TEST(EventsCommand, EndsAfterTheTimeoutWithoutFollow) {
     FakeSwitch_t net;
-    const testsupport::RunResult result = net.esactl({"events", "--timeout", "0.3"});
+    const testsupport::RunResult_t result = net.esactl({"events", "--timeout", "0.3"});
     EXPECT_EQ(result.ending.exitCode, 0);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "esactl: no event within 0.3 s; use --follow to wait on\n");
@@ -71,7 +71,7 @@ TEST(EventsCommand, EndsAfterTheTimeoutWithoutFollow) {
 TEST(EventsCommand, FollowGoesOnUntilInterruptedAndEndsWell) {
     FakeSwitch_t net;
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
-    testsupport::Process follower(testsupport::programCommand(
+    testsupport::Process_t follower(testsupport::programCommand(
         "esactl", {"--directory", net.directory(), "--timeout", "0.1", "events", "--follow"}));
     ASSERT_TRUE(follower.waitForOut("fan1 marked faulty", std::chrono::seconds(30)));
     EXPECT_FALSE(follower.wait(std::chrono::milliseconds(400))) << "the timeout does not end --follow";
@@ -85,7 +85,7 @@ TEST(EventsCommand, FollowEndsWithTwoWhenTheSwitchGoesAway) {
     FakeSwitch_t net;
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
     net.hangUp = true;
-    const testsupport::RunResult result = net.esactl({"events", "--follow", "--json"});
+    const testsupport::RunResult_t result = net.esactl({"events", "--follow", "--json"});
     EXPECT_EQ(result.ending.exitCode, 2);
     const std::vector<JsonValue_t> lines = JsonValue_t::parseLines(result.out);
     ASSERT_EQ(lines.size(), 2U);
@@ -98,7 +98,7 @@ TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminal) {
     net.serve(backplaneConfiguration(), faultyBackplaneStatus());
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
     net.queued["startup"] = {startupMessage(12, 14, 2, 2)};
-    const testsupport::RunResult result = net.esactl({"watch", "--interval", "0.1", "--count", "2"});
+    const testsupport::RunResult_t result = net.esactl({"watch", "--interval", "0.1", "--count", "2"});
     EXPECT_EQ(result.ending.exitCode, 24) << "what the last look has seen";
     EXPECT_THAT(result.out, HasSubstr("Enclosure FAULT: psu1 "));
     EXPECT_THAT(result.out, HasSubstr("fan1 marked faulty"));
@@ -109,7 +109,7 @@ TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminal) {
 
 TEST(WatchCommand, GoesOnWhileTheAdapterIsSilent) {
     FakeSwitch_t net;
-    const testsupport::RunResult result =
+    const testsupport::RunResult_t result =
         net.esactl({"--timeout", "0.2", "watch", "--interval", "0.1", "--count", "2"});
     EXPECT_EQ(result.ending.exitCode, 2);
     EXPECT_THAT(result.out, HasSubstr("Enclosure NOT REACHED: no answer to the request for page 1"));
@@ -119,7 +119,7 @@ TEST(WatchCommand, JsonIsAStreamOfDocuments) {
     FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
-    const testsupport::RunResult result = net.esactl({"watch", "--json", "--interval", "0.2", "--count", "2"});
+    const testsupport::RunResult_t result = net.esactl({"watch", "--json", "--interval", "0.2", "--count", "2"});
     std::map<std::string, int> documents;
     for (const JsonValue_t& document : JsonValue_t::parseLines(result.out)) {
         ++documents[document["schema"].text()];
@@ -137,7 +137,7 @@ TEST(WatchCommand, JsonIsAStreamOfDocuments) {
 TEST(WatchCommand, EndsOnInterrupt) {
     FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
-    testsupport::Process watch(testsupport::programCommand("esactl", {"--directory", net.directory(), "watch"}));
+    testsupport::Process_t watch(testsupport::programCommand("esactl", {"--directory", net.directory(), "watch"}));
     ASSERT_TRUE(watch.waitForOut("Enclosure OK", std::chrono::seconds(30)));
     watch.kill(SIGINT);
     const auto ending = watch.wait(std::chrono::seconds(30));

@@ -1,52 +1,12 @@
 #include "fake_switch.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-namespace {
-
-void sendAll(int fd, const Bytes_t& bytes) {
-    std::size_t sent = 0;
-    while (sent < bytes.size()) {
-        const ssize_t n = send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (n <= 0) {
-            return;
-        }
-        sent += static_cast<std::size_t>(n);
-    }
-}
-
-bool receiveAll(int fd, U8_t* bytes, std::size_t size) {
-    return size == 0 || recv(fd, bytes, size, MSG_WAITALL) == static_cast<ssize_t>(size);
-}
-
-int listenAt(const std::string& path) {
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || listen(fd, 8) != 0) {
-        std::abort();
-    }
-    return fd;
-}
-
-std::string newDirectory() {
-    std::string path = (std::filesystem::temp_directory_path() / "esactl-test-XXXXXX").string();
-    if (mkdtemp(path.data()) == nullptr) {
-        std::abort();
-    }
-    return path;
-}
-
-} // namespace
+using testsupport::put16;
+using testsupport::Stream_t;
 
 Bytes_t responseTo(const Bytes_t& request, U8_t status, const Bytes_t& payload) {
     Bytes_t message(65, 0);
@@ -60,19 +20,14 @@ Bytes_t responseTo(const Bytes_t& request, U8_t status, const Bytes_t& payload) 
     std::copy(request.begin() + 40, request.begin() + 44, message.begin() + 40);
     message[64] = status;
     message.insert(message.end(), payload.begin(), payload.end());
-    message[10] = static_cast<U8_t>(message.size() / 256);
-    message[11] = static_cast<U8_t>(message.size() % 256);
+    put16(message, 10, static_cast<unsigned>(message.size()));
     return message;
 }
 
-FakeSwitch_t::FakeSwitch_t() : greeting(64, 0), directory_(newDirectory()) {
-    greeting[8] = 14;
-    greeting[9] = 1;
-    greeting[11] = 64;
-    greeting[16] = 16;
+FakeSwitch_t::FakeSwitch_t() : greeting(testsupport::message({.requestor = 16})) {
     greeting[18] = 34;
     for (const char* name : {"peer", "eventlog", "startup"}) {
-        listeners_[listenAt(directory_ + "/" + name)] = name;
+        listeners_[testsupport::listenAt(folder_.path(name))] = name;
     }
     thread_ = std::thread([this] { run(); });
 }
@@ -80,13 +35,9 @@ FakeSwitch_t::FakeSwitch_t() : greeting(64, 0), directory_(newDirectory()) {
 FakeSwitch_t::~FakeSwitch_t() {
     stop_ = true;
     thread_.join();
-    for (int connection : connections_) {
-        close(connection);
-    }
     for (const auto& [fd, name] : listeners_) {
         close(fd);
     }
-    std::filesystem::remove_all(directory_);
 }
 
 void FakeSwitch_t::serve(const Bytes_t& configuration, const Bytes_t& status) {
@@ -106,8 +57,8 @@ std::vector<Bytes_t> FakeSwitch_t::requests(U8_t type) {
     return found;
 }
 
-testsupport::RunResult FakeSwitch_t::esactl(std::vector<std::string> args) {
-    args.insert(args.begin(), {"--directory", directory_});
+testsupport::RunResult_t FakeSwitch_t::esactl(std::vector<std::string> args) {
+    args.insert(args.begin(), {"--directory", directory()});
     return testsupport::run(testsupport::programCommand("esactl", args));
 }
 
@@ -117,54 +68,50 @@ void FakeSwitch_t::run() {
         for (const auto& [fd, name] : listeners_) {
             fds.push_back({fd, POLLIN, 0});
         }
-        for (int connection : connections_) {
-            fds.push_back({connection, POLLIN, 0});
+        for (const Stream_t& connection : connections_) {
+            fds.push_back({connection.fd(), POLLIN, 0});
         }
         (void)poll(fds.data(), static_cast<nfds_t>(fds.size()), 10);
         for (const pollfd& ready : fds) {
             if (ready.revents == 0) {
                 continue;
             }
-            const auto listener = listeners_.find(ready.fd);
-            if (listener == listeners_.end()) {
-                if (!take(ready.fd)) {
-                    close(ready.fd);
-                    std::erase(connections_, ready.fd);
-                }
+            if (listeners_.contains(ready.fd)) {
+                accept(ready.fd);
                 continue;
             }
-            const int connection = accept4(ready.fd, nullptr, nullptr, SOCK_CLOEXEC);
-            if (listener->second == "peer") {
-                sendAll(connection, greeting);
-            }
-            for (const Bytes_t& message : queued[listener->second]) {
-                sendAll(connection, message);
-            }
-            if (hangUp) {
-                close(connection);
-            } else {
-                connections_.push_back(connection);
-            }
+            std::erase_if(connections_,
+                          [&](const Stream_t& connection) { return connection.fd() == ready.fd && !take(connection); });
         }
     }
 }
 
-bool FakeSwitch_t::take(int connection) {
-    Bytes_t request(64);
-    if (!receiveAll(connection, request.data(), 64)) {
-        return false;
+void FakeSwitch_t::accept(int listener) {
+    Stream_t connection(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+    const std::string& name = listeners_[listener];
+    if (name == "peer") {
+        (void)connection.send(greeting);
     }
-    request.resize(request[10] * 256U + request[11]);
-    if (request.size() < 64 || !receiveAll(connection, request.data() + 64, request.size() - 64)) {
+    for (const Bytes_t& message : queued[name]) {
+        (void)connection.send(message);
+    }
+    if (!hangUp) {
+        connections_.push_back(std::move(connection));
+    }
+}
+
+bool FakeSwitch_t::take(const Stream_t& connection) {
+    const std::optional<Bytes_t> request = connection.receive();
+    if (!request) {
         return false;
     }
     {
         const std::lock_guard lock(mutex_);
-        received_.push_back(request);
+        received_.push_back(*request);
     }
     if (script) {
-        for (const Bytes_t& message : script(request)) {
-            sendAll(connection, message);
+        for (const Bytes_t& message : script(*request)) {
+            (void)connection.send(message);
         }
     }
     return true;

@@ -8,8 +8,10 @@
 #include <string>
 #include <thread>
 
+#include "folder.h"
 #include "program.h"
 #include "sample_pages.h"
+#include "stream.h"
 
 /** A whole response to `request` as the adapter frames it: status byte, then `payload`. */
 Bytes_t responseTo(const Bytes_t& request, U8_t status, const Bytes_t& payload);
@@ -25,7 +27,7 @@ public:
     FakeSwitch_t(const FakeSwitch_t&) = delete;
     FakeSwitch_t& operator=(const FakeSwitch_t&) = delete;
 
-    const std::string& directory() const { return directory_; }
+    const std::string& directory() const { return folder_.path(); }
 
     /* To be set before a program connects. */
     Script_t script;
@@ -40,15 +42,16 @@ public:
     std::vector<Bytes_t> requests(U8_t type);
 
     /** Runs esactl against this switch. */
-    testsupport::RunResult esactl(std::vector<std::string> args);
+    testsupport::RunResult_t esactl(std::vector<std::string> args);
 
 private:
     void run();
-    bool take(int connection);
+    bool take(const testsupport::Stream_t& connection);
+    void accept(int listener);
 
-    std::string directory_;
+    const testsupport::Folder_t folder_;
     std::map<int, std::string> listeners_;
-    std::vector<int> connections_;
+    std::vector<testsupport::Stream_t> connections_;
     std::mutex mutex_;
     std::vector<Bytes_t> received_;
     std::atomic<bool> stop_{false};

@@ -30,30 +30,30 @@ PowerSupply_t supplyWith(U8_t code, bool fail, bool acFail = false) {
     return supply;
 }
 
-struct Verdict {
+struct Verdict_t {
     int exitStatus;
     std::string text;
 };
 
-Verdict verdictOf(const EnclosureStatus_t& status) {
+Verdict_t verdictOf(const EnclosureStatus_t& status) {
     const Health_t health = assessHealth(status);
     EXPECT_LE(health.problems.size(), 1U);
     return {health.exitStatus, health.problems.empty() ? "" : health.problems[0].text};
 }
 
-Verdict fanVerdict(const Fan_t& fan) {
+Verdict_t fanVerdict(const Fan_t& fan) {
     EnclosureStatus_t status;
     status.fans = {fan};
     return verdictOf(status);
 }
 
-Verdict sensorVerdict(std::optional<int> celsius) {
+Verdict_t sensorVerdict(std::optional<int> celsius) {
     EnclosureStatus_t status;
     status.sensors = {sensorAt(celsius)};
     return verdictOf(status);
 }
 
-Verdict supplyVerdict(const PowerSupply_t& supply) {
+Verdict_t supplyVerdict(const PowerSupply_t& supply) {
     EnclosureStatus_t status;
     status.supplies = {supply};
     return verdictOf(status);

@@ -5,11 +5,10 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <iterator>
 
 #include "fake_switch.h"
+#include "folder.h"
 #include "json_value.h"
-#include "own_folder.h"
 
 namespace {
 
@@ -20,14 +19,14 @@ class OperatorCommand : public testing::Test {
 protected:
     OperatorCommand() { net_.serve(smallConfiguration(), smallStatus()); }
 
-    testsupport::RunResult esactl(std::vector<std::string> words) {
+    testsupport::RunResult_t esactl(std::vector<std::string> words) {
         words.insert(words.begin(), {"--state", state_});
         return net_.esactl(words);
     }
 
     std::string lastPage() {
         const std::vector<Bytes_t> requests = net_.requests(29);
-        return requests.empty() ? "" : toHex(requests.back()).substr(2 * 72);
+        return requests.empty() ? "" : plainHex(requests.back()).substr(2 * 72);
     }
 
     FakeSwitch_t net_;
@@ -46,7 +45,7 @@ TEST_F(OperatorCommand, WhatWillBecomeOfAFan) {
         {"chenbro", "on", "while the average is at or under 34 C"},
     };
     for (const auto& c : cases) {
-        const testsupport::RunResult result = esactl({"--chassis", c.chassis, "fan", "1", c.request});
+        const testsupport::RunResult_t result = esactl({"--chassis", c.chassis, "fan", "1", c.request});
         EXPECT_EQ(result.ending.exitCode, 0);
         EXPECT_THAT(result.err, HasSubstr(c.outlook)) << c.chassis;
     }
@@ -55,17 +54,17 @@ TEST_F(OperatorCommand, WhatWillBecomeOfAFan) {
 }
 
 TEST_F(OperatorCommand, ABankIsNamedWhole) {
-    const testsupport::RunResult result = esactl({"--chassis", "xyratex", "fan", "1", "off"});
+    const testsupport::RunResult_t result = esactl({"--chassis", "xyratex", "fan", "1", "off"});
     EXPECT_EQ(result.out, "fan0: switched off\nfan1: switched off\n")
         << "all that this enclosure has of the first four";
 }
 
 TEST_F(OperatorCommand, OnThatWouldSlowAFanNeedsForce) {
-    const testsupport::RunResult refused = esactl({"--chassis", "w83782d", "fan", "1", "on"});
+    const testsupport::RunResult_t refused = esactl({"--chassis", "w83782d", "fan", "1", "on"});
     EXPECT_EQ(refused.ending.exitCode, 1);
     EXPECT_THAT(refused.err, HasSubstr("'on' drives fan1 at 39 percent (100 of 255)"));
     EXPECT_EQ(lastPage(), "");
-    const testsupport::RunResult forced = esactl({"--chassis", "w83782d", "fan", "1", "on", "--force"});
+    const testsupport::RunResult_t forced = esactl({"--chassis", "w83782d", "fan", "1", "on", "--force"});
     EXPECT_EQ(forced.ending.exitCode, 0);
     EXPECT_EQ(forced.err,
               "esactl: 39 percent (100 of 255) until the next poll, in 11 s at most; then it has the speed that "
@@ -75,7 +74,7 @@ TEST_F(OperatorCommand, OnThatWouldSlowAFanNeedsForce) {
 
 TEST_F(OperatorCommand, AnEnclosureWithoutLedsLightsNone) {
     for (const char* chassis : {"chenbro", "w83782d"}) {
-        const testsupport::RunResult result = esactl({"--chassis", chassis, "led", "0", "on"});
+        const testsupport::RunResult_t result = esactl({"--chassis", chassis, "led", "0", "on"});
         EXPECT_EQ(result.ending.exitCode, 1);
         EXPECT_THAT(result.err, HasSubstr(std::string("a ") + chassis + " enclosure has no drive fault LEDs"));
     }
@@ -84,30 +83,30 @@ TEST_F(OperatorCommand, AnEnclosureWithoutLedsLightsNone) {
 
 TEST_F(OperatorCommand, SeveralSlotsGoInOnePage) {
     std::ofstream(state_ + "/slots") << "1 A2\n";
-    const testsupport::RunResult result = esactl({"--slots", state_ + "/slots", "led", "0,A2", "on"});
+    const testsupport::RunResult_t result = esactl({"--slots", state_ + "/slots", "led", "0,A2", "on"});
     EXPECT_EQ(result.out, "slot00: fault LED on\nslot01 (A2): fault LED on\n");
     EXPECT_EQ(net_.requests(29).size(), 1U);
     EXPECT_EQ(lastPage().substr(16, 24), "000000000000000400000004");
 }
 
 TEST_F(OperatorCommand, WaitTellsWhatHasComeOfIt) {
-    const testsupport::RunResult result = esactl({"fan", "1", "on", "--wait", "--after", "0.1"});
+    const testsupport::RunResult_t result = esactl({"fan", "1", "on", "--wait", "--after", "0.1"});
     EXPECT_EQ(result.out, "fan1: switched on\nfan1 now: ok 2000 RPM (limit 2000 RPM)\n");
 }
 
 TEST_F(OperatorCommand, LocateBlinksAndLeavesTheLedsAsTheyWere) {
-    const testsupport::RunResult result = esactl({"locate", "all", "--blink", "0.1", "--count", "1"});
+    const testsupport::RunResult_t result = esactl({"locate", "all", "--blink", "0.1", "--count", "1"});
     EXPECT_EQ(result.ending.exitCode, 0) << result.err;
     EXPECT_THAT(result.err, HasSubstr("blinks once, then is as it was"));
     const std::vector<Bytes_t> requests = net_.requests(29);
     ASSERT_EQ(requests.size(), 3U);
-    EXPECT_EQ(toHex(requests[0]).substr(2 * 80, 24), "000000000000000400000004") << "on";
-    EXPECT_EQ(toHex(requests[1]).substr(2 * 80, 24), "000000000000000000000000") << "off";
-    EXPECT_EQ(toHex(requests[2]).substr(2 * 80, 24), "000000000000000000000004") << "as it was";
+    EXPECT_EQ(plainHex(requests[0]).substr(2 * 80, 24), "000000000000000400000004") << "on";
+    EXPECT_EQ(plainHex(requests[1]).substr(2 * 80, 24), "000000000000000000000000") << "off";
+    EXPECT_EQ(plainHex(requests[2]).substr(2 * 80, 24), "000000000000000000000004") << "as it was";
 }
 
 TEST_F(OperatorCommand, LocateThatIsStoppedLeavesTheLedsAsTheyWere) {
-    testsupport::Process process(
+    testsupport::Process_t process(
         testsupport::programCommand("esactl", {"--directory", net_.directory(), "locate", "0", "--blink", "60"}));
     for (int i = 0; i < 600 && net_.requests(29).empty(); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -129,7 +128,7 @@ TEST_F(OperatorCommand, AcceptedIsListedAndCountsNoMore) {
                 HasSubstr("nothing is wrong with 'fan0'; wrong is fan1"));
     EXPECT_THAT(esactl({"accept", "fan1"}).err, HasSubstr("accept needs --until"));
     EXPECT_EQ(esactl({"accept", "fan1", "--until", "3d"}).ending.exitCode, 0);
-    const testsupport::RunResult lived = esactl({"status"});
+    const testsupport::RunResult_t lived = esactl({"status"});
     EXPECT_EQ(lived.ending.exitCode, 0);
     EXPECT_THAT(lived.out, HasSubstr("Enclosure OK\nAccepted    fan1 stands still (limit 2000 RPM) (until 20"));
     EXPECT_EQ(JsonValue_t::parse(esactl({"status", "--json"}).out)["accepted"][0]["element"], "fan1");
@@ -140,23 +139,21 @@ TEST_F(OperatorCommand, AcceptedIsListedAndCountsNoMore) {
 }
 
 TEST_F(OperatorCommand, WhatABundleCouldNotHaveIsListedAndNoComplaintIsTakenForAnAnswer) {
-    const testsupport::OwnFolder_t own;
-    const std::filesystem::path& folder = own.path();
-    for (const char* const program : {"mpuparams", "journalctl", "systemctl"}) {
-        std::ofstream(folder / program) << "#!/bin/sh\necho the words of " << program << "\nexit 3\n";
-        std::filesystem::permissions(folder / program, std::filesystem::perms::owner_all);
+    const testsupport::Folder_t folder;
+    for (const std::string program : {"mpuparams", "journalctl", "systemctl"}) {
+        std::filesystem::permissions(folder.write(program, "#!/bin/sh\necho the words of " + program + "\nexit 3\n"),
+                                     std::filesystem::perms::owner_all);
     }
     const std::string path = std::getenv("PATH");
-    setenv("PATH", (folder.string() + ":" + path).c_str(), 1);
-    const std::string file = folder / "bundle.tar";
-    const testsupport::RunResult result = esactl({"bundle", "--output", file});
+    setenv("PATH", (folder.path() + ":" + path).c_str(), 1);
+    const std::string file = folder.path("bundle.tar");
+    const testsupport::RunResult_t result = esactl({"bundle", "--output", file});
     setenv("PATH", path.c_str(), 1);
     EXPECT_EQ(result.ending.exitCode, 0) << result.err;
     EXPECT_THAT(result.out, HasSubstr("parameters.json: the words of mpuparams\n"));
     EXPECT_THAT(result.out, HasSubstr("journal.txt: the words of journalctl\n"));
     EXPECT_THAT(result.out, testing::Not(HasSubstr("units.txt"))) << "units that do not run are an answer";
-    std::ifstream stream(file, std::ios::binary);
-    const std::string archive(std::istreambuf_iterator<char>(stream), {});
+    const std::string archive = testsupport::readFile(file);
     EXPECT_EQ(archive.find("esa-bundle/parameters.json"), std::string::npos);
     EXPECT_NE(archive.find("the words of systemctl"), std::string::npos);
 }
@@ -178,7 +175,7 @@ TEST_F(OperatorCommand, WatchKeepsWhatItKnewWhenTheAdapterIsLost) {
     net_.script = [asks, &pages](const Bytes_t& request) {
         return ++pages > 2 ? std::vector<Bytes_t>{} : asks(request);
     };
-    const testsupport::RunResult result =
+    const testsupport::RunResult_t result =
         esactl({"--timeout", "0.3", "watch", "--interval", "0.1", "--count", "2", "--note", "a hint"});
     EXPECT_EQ(result.ending.exitCode, 2);
     EXPECT_THAT(result.out, testing::ContainsRegex("Enclosure NOT REACHED: no answer[^\n]*\nWhat it was [0-9]+ s ago:\n"

@@ -22,7 +22,7 @@ Fan_t fanOf(const std::string& record) {
     Configuration_t one;
     one.groups = {{3, 1}};
     const Decoded_t<EnclosureStatus_t> decoded =
-        decodeStatusPage(fromHex("02 00 00 0c 00 00 00 00 00 00 00 00" + record), one);
+        decodeStatusPage(unhex("02 00 00 0c 00 00 00 00 00 00 00 00" + record), one);
     EXPECT_TRUE(decoded.value) << decoded.error;
     return decoded.value ? decoded.value->fans.at(0) : Fan_t{};
 }
@@ -31,7 +31,7 @@ TemperatureSensor_t sensorOf(const std::string& record) {
     Configuration_t one;
     one.groups = {{4, 1}};
     const Decoded_t<EnclosureStatus_t> decoded =
-        decodeStatusPage(fromHex("02 00 00 0c 00 00 00 00 00 00 00 00" + record), one);
+        decodeStatusPage(unhex("02 00 00 0c 00 00 00 00 00 00 00 00" + record), one);
     EXPECT_TRUE(decoded.value) << decoded.error;
     return decoded.value ? decoded.value->sensors.at(0) : TemperatureSensor_t{};
 }
@@ -244,7 +244,7 @@ TEST(StatusPage, HostileConfigurationNeverReadsPastThePage) {
     page[3] = 0xFF;
     EXPECT_FALSE(decodeStatusPage(page, hostile).value);
     hostile.groups = {{6, 0}};
-    EXPECT_TRUE(decodeStatusPage(fromHex("02 00 00 08 00 00 00 00 00 00 00"), hostile).value);
+    EXPECT_TRUE(decodeStatusPage(unhex("02 00 00 08 00 00 00 00 00 00 00"), hostile).value);
 }
 
 TEST(StatusPage, EveryByteValueAnywhereIsSafe) {

@@ -95,7 +95,7 @@ TEST(Prometheus, TheWholeText) {
     FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
     std::ofstream(net.directory() + "/adapter") << "chassis=quadra\nversion=9.8.7.6\n";
-    const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus"});
+    const testsupport::RunResult_t result = net.esactl({"status", "--format", "prometheus"});
     EXPECT_EQ(result.ending.exitCode, 0);
     EXPECT_EQ(result.out, R"(# HELP esa_up Whether the enclosure services adapter answered.
 # TYPE esa_up gauge
@@ -164,7 +164,7 @@ esa_esactl_info{version=")" + ownVersion(net) +
 TEST(Prometheus, MissingReadingsHaveNoSample) {
     FakeSwitch_t net;
     net.serve(backplaneConfiguration(), faultyBackplaneStatus());
-    const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus"});
+    const testsupport::RunResult_t result = net.esactl({"status", "--format", "prometheus"});
     EXPECT_EQ(result.ending.exitCode, 24);
     EXPECT_THAT(result.out, testing::HasSubstr("esa_fan_speed_rpm{fan=\"fan0\"} 1500\n"));
     EXPECT_THAT(result.out, testing::Not(testing::HasSubstr("esa_fan_speed_rpm{fan=\"fan1\"}")));
@@ -188,7 +188,7 @@ TEST(Prometheus, KeepsTheFormatsRules) {
 
 TEST(Prometheus, WhoCannotBeAskedIsDown) {
     FakeSwitch_t net; // never answers
-    const testsupport::RunResult result = net.esactl({"--timeout", "0.2", "status", "--format", "prometheus"});
+    const testsupport::RunResult_t result = net.esactl({"--timeout", "0.2", "status", "--format", "prometheus"});
     EXPECT_EQ(result.ending.exitCode, 2);
     EXPECT_EQ(result.out, "# HELP esa_up Whether the enclosure services adapter answered.\n"
                           "# TYPE esa_up gauge\n"
@@ -206,7 +206,7 @@ TEST(Prometheus, OutputFileIsReplacedWhole) {
     net.serve(smallConfiguration(), smallStatus());
     const std::string path = net.directory() + "/esa.prom";
     std::ofstream(path) << "old";
-    const testsupport::RunResult up = net.esactl({"status", "--format", "prometheus", "--output", path});
+    const testsupport::RunResult_t up = net.esactl({"status", "--format", "prometheus", "--output", path});
     EXPECT_EQ(up.ending.exitCode, 0);
     EXPECT_EQ(up.out, "");
     EXPECT_EQ(fileText(path), net.esactl({"status", "--format", "prometheus"}).out);
@@ -226,7 +226,7 @@ TEST(Output, WhateverIsNoRegularFileIsLeftAlone) {
     ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     for (const std::string& path : {link, pipe, net.directory(), std::string("/dev/null")}) {
-        const testsupport::RunResult result = net.esactl({"status", "--output", path});
+        const testsupport::RunResult_t result = net.esactl({"status", "--output", path});
         EXPECT_EQ(result.ending.exitCode, 1) << path;
         EXPECT_EQ(result.err, "esactl: cannot write '" + path +
                                   "': it is no regular file; give another name, or - for standard output\n");
@@ -242,7 +242,7 @@ TEST(Output, WhateverIsNoRegularFileIsLeftAlone) {
 TEST(Output, DashIsStandardOutput) {
     FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
-    const testsupport::RunResult result = net.esactl({"status", "--format", "prometheus", "--output", "-"});
+    const testsupport::RunResult_t result = net.esactl({"status", "--format", "prometheus", "--output", "-"});
     EXPECT_THAT(result.out, testing::HasSubstr("esa_up 1\n"));
     EXPECT_NE(access("-", F_OK), 0);
 }
@@ -265,7 +265,7 @@ TEST(Output, ReplacedFileKeepsItsPermissionsAndLeavesNothingBeside) {
 TEST(Prometheus, OutputFileThatCannotBeWrittenIsSaid) {
     FakeSwitch_t net;
     net.serve(smallConfiguration(), smallStatus());
-    const testsupport::RunResult result =
+    const testsupport::RunResult_t result =
         net.esactl({"status", "--format", "prometheus", "--output", net.directory() + "/none/esa.prom"});
     EXPECT_EQ(result.ending.exitCode, 1);
     EXPECT_THAT(result.err, testing::HasSubstr("cannot write"));
@@ -279,7 +279,7 @@ TEST(Prometheus, PromtoolFindsNothingToSay) {
     Bytes_t whole = smallStatus();
     whole.push_back(0x02);
     net.serve(smallConfiguration(), whole);
-    testsupport::Process promtool({"promtool", "check", "metrics"}, {{}, {}, {}, false});
+    testsupport::Process_t promtool({"promtool", "check", "metrics"}, {{}, {}, {}, false});
     ASSERT_TRUE(promtool.writeInput(net.esactl({"status", "--format", "prometheus"}).out));
     promtool.closeInput();
     const auto ending = promtool.wait(std::chrono::seconds(60));

@@ -5,14 +5,15 @@
 #include <vector>
 
 #include "basetypes.h"
+#include "bytes.h"
 
-using Bytes_t = std::vector<U8_t>;
-
-/** The bytes that `text` names, two digits each; blanks are passed over. */
-Bytes_t fromHex(const std::string& text);
+using testsupport::Bytes_t;
+using testsupport::unhex;
 
 /** Lower-case hex without blanks. */
-std::string toHex(const Bytes_t& bytes);
+inline std::string plainHex(const Bytes_t& bytes) {
+    return testsupport::lowerHex(bytes, "");
+}
 
 /* A backplane with 16 slots, 3 supplies, 3 fans, 3 sensors and an alarm. Both pages lack their last byte, as on the
  * wire. */

@@ -1,4 +1,4 @@
-/** The control commands: the page that each sends, byte for byte. */
+/** The commands that change something: the control page that each sends, byte for byte. */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -40,7 +40,7 @@ protected:
         if (requests.empty()) {
             return "";
         }
-        const std::string message = toHex(requests.back());
+        const std::string message = plainHex(requests.back());
         EXPECT_EQ(message.substr(0, 2 * 16), "00000000000000000e0100841200001d") << "132 bytes, SEND DIAGNOSTIC";
         EXPECT_EQ(message.substr(2 * 16, 2 * 4), "22002100");
         EXPECT_EQ(message.substr(2 * 20, 2 * 8), "0000000000000002");
@@ -49,7 +49,7 @@ protected:
     }
 
     FakeSwitch_t net_;
-    testsupport::RunResult result_;
+    testsupport::RunResult_t result_;
 };
 
 TEST_F(SetCommand, LedOnLeavesTheOtherSlotsLit) {
@@ -92,10 +92,10 @@ TEST_F(SetCommand, ForcedLedIsSetTheOtherWayFirst) {
     EXPECT_EQ(result_.out, "slot00: fault LED off\n");
     const std::vector<Bytes_t> requests = net_.requests(29);
     ASSERT_EQ(requests.size(), 2U);
-    EXPECT_THAT(toHex(requests.front()), testing::HasSubstr("0200003800000007"
-                                                            "00000000"
-                                                            "00000004"
-                                                            "00000004"));
+    EXPECT_THAT(plainHex(requests.front()), testing::HasSubstr("0200003800000007"
+                                                               "00000000"
+                                                               "00000004"
+                                                               "00000004"));
 }
 
 TEST_F(SetCommand, LedOnAnEmptySlot) {
@@ -187,7 +187,7 @@ TEST_F(SetCommand, EnclosureInFaultIsNotTheCommandsFailure) {
 TEST_F(SetCommand, NoAnswerSaysThatItMayStillHappen) {
     const FakeSwitch_t::Script_t asks = net_.script;
     net_.script = [asks](const Bytes_t& request) { return request[15] == 29 ? std::vector<Bytes_t>{} : asks(request); };
-    const testsupport::RunResult result = net_.esactl({"--timeout", "0.3", "led", "0", "on"});
+    const testsupport::RunResult_t result = net_.esactl({"--timeout", "0.3", "led", "0", "on"});
     EXPECT_EQ(result.ending.exitCode, 2);
     EXPECT_THAT(result.err, testing::HasSubstr("it may still be carried out"));
 }

@@ -1,11 +1,10 @@
 /** Slots as people name them. */
 #include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "errors.h"
-#include "own_folder.h"
+#include "folder.h"
 #include "slots.h"
 
 namespace {
@@ -15,10 +14,7 @@ using Slots_t = std::vector<unsigned>;
 
 class Slots : public testing::Test {
 protected:
-    SlotLabels_t labels(const std::string& text) const {
-        std::ofstream(folder_ / "slots") << text;
-        return {folder_ / "slots", true};
-    }
+    SlotLabels_t labels(const std::string& text) const { return {folder_.write("slots", text), true}; }
 
     /** What is wrong with a file of this text. */
     std::string complaint(const std::string& text) const {
@@ -30,7 +26,7 @@ protected:
         return "";
     }
 
-    const testsupport::OwnFolder_t folder_;
+    const testsupport::Folder_t folder_;
 };
 
 TEST_F(Slots, NumbersListsAndRanges) {
@@ -56,14 +52,13 @@ TEST_F(Slots, NumbersListsAndRanges) {
 }
 
 TEST_F(Slots, LabelsOfTheSite) {
-    std::ofstream(folder_ / "disk") << "";
-    std::filesystem::create_symlink(folder_ / "disk", folder_ / "by-path");
-    const std::string link = folder_ / "by-path";
+    std::filesystem::create_symlink(folder_.write("disk", ""), folder_.path("by-path"));
+    const std::string link = folder_.path("by-path");
     const SlotLabels_t site = labels("# bay, serial, link\n3 A4 WX-1234 " + link + "\nslot05 5 # said twice\n\n");
     EXPECT_EQ(site.parse("A4", 8), Slots_t{3});
     EXPECT_EQ(site.parse("WX-1234,0", 8), (Slots_t{3, 0})) << "a label with a dash is no range";
     EXPECT_EQ(site.parse(link, 8), Slots_t{3});
-    EXPECT_EQ(site.parse(folder_ / "disk", 8), Slots_t{3}) << "where the link leads";
+    EXPECT_EQ(site.parse(folder_.path("disk"), 8), Slots_t{3}) << "where the link leads";
     EXPECT_EQ(site.describe(3), "slot03 (A4 WX-1234 " + link + ")");
     EXPECT_EQ(site.describe(0), "slot00");
     EXPECT_THAT(site.all(), ElementsAre("A4", "WX-1234", link, "5"));
@@ -71,7 +66,7 @@ TEST_F(Slots, LabelsOfTheSite) {
 }
 
 TEST_F(Slots, WhatIsWrongWithTheFileIsToldByItsLine) {
-    const std::string file = folder_ / "slots";
+    const std::string file = folder_.path("slots");
     EXPECT_EQ(complaint("3 A4\nbay A5\n"),
               file + ":2: 'bay' is no slot; expected a slot and its labels, such as \"3 A4 WX1234\"");
     EXPECT_EQ(complaint("3 A4\n5 A4\n"),

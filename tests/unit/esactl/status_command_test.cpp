@@ -22,7 +22,7 @@ TEST(StatusCommand, AsksForBothPagesInTheAdaptersFormat) {
     for (std::size_t i = 0; i < 2; ++i) {
         const Bytes_t& request = requests[i];
         const Bytes_t handle(request.begin() + 40, request.begin() + 44);
-        EXPECT_EQ(toHex(request),
+        EXPECT_EQ(plainHex(request),
                   "0000000000000000" // links
                   "0e01004812"       // type, version, 72 bytes, protocol
                   "00001c"           // RECEIVE DIAGNOSTIC RESULTS
@@ -30,13 +30,14 @@ TEST(StatusCommand, AsksForBothPagesInTheAdaptersFormat) {
                   "0000000000000002" // local recipients
                   "0000000000000000" // other recipients
                   "00000000" +
-                      toHex(handle) + // return code, handle
+                      plainHex(handle) + // return code, handle
                       "000000000000000000000000"
                       "0000000000000000"
                       "1c80" +
                       (i == 0 ? "01" : "02") + "000fe00000");
     }
-    EXPECT_NE(toHex(requests[0]).substr(80, 8), toHex(requests[1]).substr(80, 8)) << "each request has its own handle";
+    EXPECT_NE(plainHex(requests[0]).substr(80, 8), plainHex(requests[1]).substr(80, 8))
+        << "each request has its own handle";
 }
 
 TEST(StatusCommand, HealthIsInTheExitStatus) {
@@ -60,7 +61,7 @@ TEST(StatusCommand, HealthIsInTheExitStatus) {
 TEST(StatusCommand, TextHasNoColourWithoutATerminal) {
     FakeSwitch_t net;
     net.serve(backplaneConfiguration(), faultyBackplaneStatus());
-    const testsupport::RunResult result = net.esactl({"status"});
+    const testsupport::RunResult_t result = net.esactl({"status"});
     EXPECT_THAT(result.out, StartsWith("Enclosure FAULT: psu1 "));
     EXPECT_THAT(result.out, Not(HasSubstr("\033")));
     EXPECT_EQ(result.err, "");
@@ -107,7 +108,7 @@ TEST(StatusCommand, JsonFlagAndFormatJsonAreTheSameBeforeAndAfterTheCommand) {
 TEST(StatusCommand, TheEnvironmentNamesTheDirectoryAndTheOptionWins) {
     FakeSwitch_t net;
     net.serve(backplaneConfiguration(), healthyBackplaneStatus());
-    testsupport::StartOptions options;
+    testsupport::StartOptions_t options;
     options.environment["ESA_MMSG_DIRECTORY"] = net.directory();
     const auto command = testsupport::programCommand("esactl", {"status"});
     EXPECT_EQ(testsupport::run(command, std::chrono::seconds(60), options).ending.exitCode, 0);

@@ -29,13 +29,13 @@ protected:
     }
 
     std::string outputOf(const std::string& words) {
-        testsupport::Process process(onTerminal(words), options_);
+        testsupport::Process_t process(onTerminal(words), options_);
         EXPECT_TRUE(process.wait(std::chrono::seconds(60)));
         return process.out();
     }
 
     FakeSwitch_t net_;
-    testsupport::StartOptions options_;
+    testsupport::StartOptions_t options_;
 };
 
 TEST_F(Terminal, StatusHasColour) {
@@ -58,7 +58,7 @@ TEST_F(Terminal, JsonHasNoColour) {
 }
 
 TEST_F(Terminal, WatchTakesTheScreenAndQGivesItBack) {
-    testsupport::Process watch(onTerminal("watch --interval 60"), options_);
+    testsupport::Process_t watch(onTerminal("watch --interval 60"), options_);
     ASSERT_TRUE(watch.waitForOut("\033[?1049h\033[?25l", std::chrono::seconds(60)));
     ASSERT_TRUE(watch.waitForOut("Events: none yet", std::chrono::seconds(60)));
     ASSERT_TRUE(watch.writeInput("xq"));
@@ -69,7 +69,7 @@ TEST_F(Terminal, WatchTakesTheScreenAndQGivesItBack) {
 }
 
 TEST_F(Terminal, WatchGivesTheScreenBackOnCtrlC) {
-    testsupport::Process watch(onTerminal("watch --interval 60"), options_);
+    testsupport::Process_t watch(onTerminal("watch --interval 60"), options_);
     ASSERT_TRUE(watch.waitForOut("Events: none yet", std::chrono::seconds(60)));
     ASSERT_TRUE(watch.writeInput("\003"));
     const auto ending = watch.wait(std::chrono::seconds(60));
@@ -80,7 +80,7 @@ TEST_F(Terminal, WatchGivesTheScreenBackOnCtrlC) {
 
 TEST_F(Terminal, WatchQuitsWhileTheAdapterIsSilent) {
     net_.script = nullptr;
-    testsupport::Process watch(onTerminal("--timeout 50 watch"), options_);
+    testsupport::Process_t watch(onTerminal("--timeout 50 watch"), options_);
     ASSERT_TRUE(watch.waitForOut("\033[?1049h", std::chrono::seconds(60)));
     ASSERT_TRUE(watch.writeInput("q"));
     EXPECT_TRUE(watch.wait(std::chrono::seconds(30))) << "a wait for the adapter does not hold the user";

@@ -11,11 +11,11 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
+using Lines_t = std::vector<std::string>;
 
 struct FullSpeed_t {
     int type;
-    Lines transfers;
+    Lines_t transfers;
 };
 
 const FullSpeed_t FULL_SPEED[] = {
@@ -46,7 +46,7 @@ TEST_F(FailSafe, EveryFanOfEveryChassisGetsItsFullLoadAndNothingElseIsTouched) {
 TEST_F(FailSafe, FanThatDoesNotAnswerKeepsNoOtherFromFullSpeed) {
     fakeBus.failTransfer(0);
     EXPECT_FALSE(once(5));
-    EXPECT_EQ(fakeBus.takeTransfers(), (Lines{"W 41 98 3F !", "W 41 99 3F", "W 41 9A 3F"}));
+    EXPECT_EQ(fakeBus.takeTransfers(), (Lines_t{"W 41 98 3F !", "W 41 99 3F", "W 41 9A 3F"}));
 }
 
 TEST_F(FailSafe, LaterAttemptThatSucceedsIsEnough) {
@@ -60,8 +60,9 @@ TEST_F(FailSafe, MissingBackplaneIsNoFailureAsLongAsAnotherAnswers) {
     fakeBus.failDevice(0x29);
     fakeBus.failDevice(0x2B);
     EXPECT_TRUE(once(4));
-    EXPECT_EQ(fakeBus.takeTransfers(), (Lines{"W 28 5B FF", "W 28 5A FF", "W 29 5B FF !", "W 29 5B FF !", "W 2A 5B FF",
-                                              "W 2B 5B FF !", "W 2B 5B FF !", "W 2B 5A FF !", "W 2B 5A FF !"}))
+    EXPECT_EQ(fakeBus.takeTransfers(),
+              (Lines_t{"W 28 5B FF", "W 28 5A FF", "W 29 5B FF !", "W 29 5B FF !", "W 2A 5B FF", "W 2B 5B FF !",
+                       "W 2B 5B FF !", "W 2B 5A FF !", "W 2B 5A FF !"}))
         << "asked twice: a refusal may have been a disturbance";
     fakeBus.failDevice(0x28);
     fakeBus.failDevice(0x2A);
@@ -161,16 +162,12 @@ TEST(FailSafeArguments, ChassisGoesByEitherOfItsNames) {
 class FailSafeMemory : public testing::Test {
 protected:
     FailSafeMemory() {
-        EXPECT_NE(mkdtemp(folder_.data()), nullptr);
-        setenv("STATE_DIRECTORY", folder_.c_str(), 1);
+        setenv("STATE_DIRECTORY", folder_.path().c_str(), 1);
         arguments_.key = "1999999999"; // nobody's block
     }
-    ~FailSafeMemory() override {
-        unsetenv("STATE_DIRECTORY");
-        std::filesystem::remove_all(folder_);
-    }
+    ~FailSafeMemory() override { unsetenv("STATE_DIRECTORY"); }
 
-    std::string folder_ = "/tmp/esafailsafe.XXXXXX";
+    const testsupport::Folder_t folder_;
     FailSafeArguments_t arguments_;
 };
 
@@ -186,11 +183,11 @@ TEST_F(FailSafeMemory, RememberedChassisTakesThePlaceOfABlockThatIsGone) {
 }
 
 TEST_F(FailSafeMemory, WhatIsNoChassisOrALinkIsNotBelieved) {
-    std::ofstream(folder_ + "/chassis") << "7\n";
+    (void)folder_.write("chassis", "7\n");
     EXPECT_EQ(int{chassisOf(arguments_)}, 0);
-    std::ofstream(folder_ + "/elsewhere") << "5\n";
-    std::filesystem::remove(folder_ + "/chassis");
-    std::filesystem::create_symlink(folder_ + "/elsewhere", folder_ + "/chassis");
+    (void)folder_.write("elsewhere", "5\n");
+    std::filesystem::remove(folder_.path("chassis"));
+    std::filesystem::create_symlink(folder_.path("elsewhere"), folder_.path("chassis"));
     EXPECT_EQ(int{chassisOf(arguments_)}, 0);
 }
 

@@ -1,15 +1,14 @@
 #include "watch.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "child.h"
 #include "esa_fixture.h"
 
 namespace {
@@ -19,23 +18,12 @@ class Watch : public EsaTest {
 protected:
     Watch() {
         wireClear(esaControl);
-        EXPECT_NE(mkdtemp(folder_.data()), nullptr);
-        device_ = folder_ + "/enc-0";
         descriptor_ = open(device_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        adapter_ = fork();
-        if (adapter_ == 0) {
-            for (;;) {
-                pause();
-            }
-        }
         onFakeSleep = [this](unsigned long long) { next_(++looks_); };
     }
     ~Watch() override {
         onFakeSleep = nullptr;
-        kill(adapter_, SIGKILL);
-        waitpid(adapter_, nullptr, 0);
         close(descriptor_);
-        std::filesystem::remove_all(folder_);
     }
 
     void lock(off_t byte, short kind = F_WRLCK) const {
@@ -46,18 +34,18 @@ protected:
         EXPECT_EQ(fcntl(descriptor_, F_OFD_SETLK, &one), 0);
     }
 
-    void watch() { watchAdapter(esaFindChassis(VORAN_E_CHASSIS_VORAN_VSC055), device_.c_str(), adapter_); }
+    void watch() { watchAdapter(esaFindChassis(VORAN_E_CHASSIS_VORAN_VSC055), device_.c_str(), adapter_.pid()); }
 
     /** The signal that ended the adapter; 0 when it runs. */
-    int ending() const {
-        int status = 0;
-        return waitpid(adapter_, &status, WNOHANG) == adapter_ ? WTERMSIG(status) : 0;
-    }
+    int ending() { return adapter_.ending().value_or(testsupport::Ending_t{}).signal; }
 
-    std::string folder_ = "/tmp/esafailsafe-watch.XXXXXX";
-    std::string device_;
+    const std::string device_ = folder.path("enc-0");
     int descriptor_ = -1;
-    pid_t adapter_ = -1;
+    testsupport::Child_t adapter_{[] {
+        for (;;) {
+            pause();
+        }
+    }};
     int looks_ = 0;
     std::function<void(int look)> next_ = [](int) {};
 };
@@ -94,9 +82,7 @@ TEST_F(Watch, AdapterThatHadNoAnswerIsEndedWhenTheEnclosureAnswersAtFullSpeed) {
     };
     watch();
     EXPECT_EQ(fakeBus.takeTransfers(), (std::vector<std::string>{"W 41 98 3F", "W 41 99 3F", "W 41 9A 3F"}));
-    int status = 0;
-    EXPECT_EQ(waitpid(adapter_, &status, 0), adapter_);
-    EXPECT_EQ(WTERMSIG(status), SIGTERM);
+    EXPECT_EQ(adapter_.wait().signal, SIGTERM);
 }
 
 TEST_F(Watch, DeviceThatIsGoneOrDrivenByAnotherIsLookedAtAgain) {

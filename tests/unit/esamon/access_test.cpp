@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "access.h"
-#include "own_folder.h"
+#include "folder.h"
 #include "tool_error.h"
 
 namespace {
@@ -30,7 +30,7 @@ protected:
         return "";
     }
 
-    const testsupport::OwnFolder_t folder_;
+    const testsupport::Folder_t folder_;
 };
 
 TEST(Host, IsAnAddressLocalhostOrAGivenName) {

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "folder.h"
 #include "metrics.h"
-#include "own_folder.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ protected:
 
     std::string textOf(const Present_t& present) const { return metricsText(present, options_); }
 
-    const testsupport::OwnFolder_t folder_;
+    const testsupport::Folder_t folder_;
     MonitorOptions_t options_;
 };
 

@@ -3,7 +3,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 
-#include "own_folder.h"
+#include "folder.h"
 #include "panel_files.h"
 
 namespace {
@@ -34,7 +34,7 @@ protected:
         return "";
     }
 
-    const testsupport::OwnFolder_t panel_;
+    const testsupport::Folder_t panel_;
 };
 
 TEST_F(PanelFiles, EachKindHasItsType) {
@@ -59,7 +59,7 @@ TEST_F(PanelFiles, EachKindHasItsType) {
 }
 
 TEST_F(PanelFiles, WhatIsHiddenOutsideOrOfAnotherKindIsNotThere) {
-    const testsupport::OwnFolder_t other;
+    const testsupport::Folder_t other;
     std::ofstream(other / "a.txt") << "secret";
     write(".a.txt", "secret");
     std::filesystem::create_directory(panel_ / ".git");
@@ -70,8 +70,8 @@ TEST_F(PanelFiles, WhatIsHiddenOutsideOrOfAnotherKindIsNotThere) {
     for (const std::string& path :
          {std::string("/.a.txt"), std::string("/.git/a.txt"), std::string("/a.db"), std::string("/a b.txt"),
           std::string("/folder.txt"), std::string("/none.txt"), std::string("/layouts"), std::string("a.txt"),
-          "/../" + other.path().filename().string() + "/a.txt",
-          "/layouts/../../" + other.path().filename().string() + "/a.txt"}) {
+          "/../" + std::filesystem::path(other.path()).filename().string() + "/a.txt",
+          "/layouts/../../" + std::filesystem::path(other.path()).filename().string() + "/a.txt"}) {
         const Reply_t reply = get(path);
         EXPECT_EQ(reply.status, 404U) << path;
         EXPECT_EQ(reply.body.find("secret"), std::string::npos) << path;
@@ -114,7 +114,7 @@ TEST_F(PanelFiles, WhatTheClientHasIsNotSentAgainUntilItChanges) {
 TEST_F(PanelFiles, AMissingPanelIsSaid) {
     std::filesystem::remove(panel_ / "index.html");
     EXPECT_EQ(get("/").status, 404U);
-    EXPECT_NE(get("/").body.find("the panel is not installed in " + panel_.path().string()), std::string::npos);
+    EXPECT_NE(get("/").body.find("the panel is not installed in " + panel_.path()), std::string::npos);
 }
 
 } // namespace

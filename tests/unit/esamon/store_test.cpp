@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "folder.h"
 #include "recorder.h"
 #include "series.h"
 #include "tool_error.h"
@@ -39,12 +40,7 @@ std::vector<U8_t> statusAt(int celsius) {
 
 class StoreTest : public testing::Test {
 protected:
-    StoreTest() : directory_(testing::TempDir() + "esamon." + std::to_string(getpid())) {
-        std::filesystem::create_directories(directory_);
-    }
-    ~StoreTest() override { std::filesystem::remove_all(directory_); }
-
-    std::string path() const { return directory_ + "/history.db"; }
+    std::string path() const { return folder_.path("history.db"); }
     std::unique_ptr<Store_t> open(std::int64_t bytes = 64 << 20) const {
         return std::make_unique<Store_t>(path(), bytes, 1);
     }
@@ -53,14 +49,14 @@ protected:
     }
     std::size_t asideCount() const {
         std::size_t count = 0;
-        for (const auto& file : std::filesystem::directory_iterator(directory_)) {
+        for (const auto& file : std::filesystem::directory_iterator(folder_.path())) {
             const std::string name = file.path().filename().string();
             count += name.find(".aside-") != std::string::npos && !name.ends_with("-wal") ? 1 : 0;
         }
         return count;
     }
 
-    std::string directory_;
+    const testsupport::Folder_t folder_;
 };
 
 TEST_F(StoreTest, FiveMinutesBecomeLeastMeanAndMost) {
@@ -157,7 +153,7 @@ TEST_F(StoreTest, AFullHistoryIsSetAsideAndANewOneGoesOn) {
 
 TEST_F(StoreTest, AFolderThatIsNotThereIsOneLine) {
     MonitorOptions_t options;
-    options.database = directory_ + "/none/history.db";
+    options.database = folder_.path("none/history.db");
     Hub_t hub;
     try {
         const Recorder_t recorder(options, hub);

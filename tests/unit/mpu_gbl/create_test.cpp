@@ -27,7 +27,7 @@ protected:
     }
 
     void useText(const std::string& contents) const {
-        setenv("NONXML_FILE", writeFile("platform.conf", contents).c_str(), 1);
+        setenv("NONXML_FILE", files.write("platform.conf", contents).c_str(), 1);
     }
 
     /** Creating failed, nothing is attached and the key has no segment. */
@@ -196,7 +196,7 @@ TEST_F(CreateMpuParams, NoFileStaysOpen) {
     (void)create();
     EXPECT_EQ(openDescriptors(), before);
     unsetenv("NONXML_FILE");
-    setenv("CONFIG_FILE", writeFile("mpu.image", "too short").c_str(), 1);
+    setenv("CONFIG_FILE", files.write("mpu.image", "too short").c_str(), 1);
     (void)create();
     EXPECT_EQ(openDescriptors(), before);
     faults::shmat.error = 0;

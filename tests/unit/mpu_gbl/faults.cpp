@@ -8,16 +8,16 @@
 
 namespace faults {
 
-Fault shmget;
-Fault shmat;
-Fault shmctl;
-Fault read;
-Fault mutexInit;
-Asked asked;
-Users users;
+Fault_t shmget;
+Fault_t shmat;
+Fault_t shmctl;
+Fault_t read;
+Fault_t mutexInit;
+Asked_t asked;
+Users_t users;
 int shortRead = -1;
 
-bool Fault::strikes() {
+bool Fault_t::strikes() {
     if (error == 0 || passes-- > 0) {
         return false;
     }

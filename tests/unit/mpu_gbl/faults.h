@@ -6,7 +6,7 @@
 namespace faults {
 
 /** A call that is let through `passes` times and then fails once with `error`; 0: never. */
-struct Fault {
+struct Fault_t {
     int error = 0;
     int passes = 0;
 
@@ -14,26 +14,26 @@ struct Fault {
     bool strikes();
 };
 
-extern Fault shmget;
-extern Fault shmat;
-extern Fault shmctl;
-extern Fault read;
-extern Fault mutexInit; /**< pthread_mutex_init(), which returns its error */
+extern Fault_t shmget;
+extern Fault_t shmat;
+extern Fault_t shmctl;
+extern Fault_t read;
+extern Fault_t mutexInit; /**< pthread_mutex_init(), which returns its error */
 
 /** What shmget() was asked for last. */
-struct Asked {
+struct Asked_t {
     std::size_t size = 0;
     int flags = 0;
 };
-extern Asked asked;
+extern Asked_t asked;
 
 /** Who owns and who has made every segment, as shmctl() tells it; the truth while unset. */
-struct Users {
+struct Users_t {
     bool set = false;
     unsigned owner = 0;
     unsigned maker = 0;
 };
-extern Users users;
+extern Users_t users;
 
 /** The next read() transfers only so many bytes; -1: as many as asked for. */
 extern int shortRead;

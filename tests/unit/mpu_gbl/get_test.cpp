@@ -102,8 +102,8 @@ TEST_F(GetMpuParams, ASegmentThatCannotBeAttachedIsReported) {
 TEST_F(GetMpuParams, ABlockOfRootOrOfThisUserIsAttached) {
     (void)makeBlock(15);
     const unsigned self = geteuid();
-    for (const faults::Users& users :
-         {faults::Users{true, 0, 0}, {true, self, self}, {true, self, 0}, {true, 0, self}}) {
+    for (const faults::Users_t& users :
+         {faults::Users_t{true, 0, 0}, {true, self, self}, {true, self, 0}, {true, 0, self}}) {
         faults::users = users;
         EXPECT_NE(MPU_getMpuParams(key), nullptr) << users.owner << ' ' << users.maker;
     }
@@ -114,11 +114,11 @@ TEST_F(GetMpuParams, ABlockThatSomebodyElseOwnsOrHasMadeIsReportedAsOneThatCanno
     (void)makeBlock(15);
     const unsigned self = geteuid();
     const unsigned other = self + 4711;
-    for (const faults::Users& users : {faults::Users{true, other, other},
-                                       {true, self, other},
-                                       {true, 0, other},
-                                       {true, other, self},
-                                       {true, other, 0}}) {
+    for (const faults::Users_t& users : {faults::Users_t{true, other, other},
+                                         {true, self, other},
+                                         {true, 0, other},
+                                         {true, other, self},
+                                         {true, other, 0}}) {
         faults::users = users;
         S32_t shmid = 5;
         const MPU_PARAMS_t* block = nullptr;

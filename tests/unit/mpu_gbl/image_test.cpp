@@ -33,7 +33,7 @@ protected:
     }
 
     void useImage(const std::string& contents) {
-        path = writeFile("image", contents);
+        path = files.write("image", contents);
         setenv("CONFIG_FILE", path.c_str(), 1);
     }
 
@@ -119,7 +119,7 @@ TEST_F(MpuImage, TurningTheOrderTwiceGivesTheImageAgain) {
 }
 
 TEST_F(MpuImage, FromTheProjectsFolder) {
-    (void)writeFile("configMpu.bin", countingImage());
+    (void)files.write("configMpu.bin", countingImage());
     setenv("PROJDIR", folder.c_str(), 1);
     EXPECT_EQ(create(), "");
     ASSERT_NE(block, nullptr);
@@ -139,7 +139,7 @@ TEST_F(MpuImage, AJoinedPathOf139CharactersIsTaken) {
     directory.resize(125, 'd');
     ASSERT_EQ(mkdir(directory.c_str(), 0700), 0);
     const std::string file = directory.substr(folder.size() + 1) + "/configMpu.bin";
-    ASSERT_EQ(writeFile(file, countingImage()).size(), 139U);
+    ASSERT_EQ(files.write(file, countingImage()).size(), 139U);
     setenv("PROJDIR", directory.c_str(), 1);
     EXPECT_EQ(create(), "");
     EXPECT_NE(block, nullptr);

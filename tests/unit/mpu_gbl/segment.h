@@ -6,28 +6,31 @@
 #include <string>
 #include <sys/shm.h>
 
+#include "folder.h"
+#include "shared_segment.h"
+
 namespace segments {
 
 /** A key of this process, and no environment that names a configuration. */
 class SegmentTest : public testing::Test {
 protected:
-    void SetUp() override;
-    void TearDown() override;
+    SegmentTest();
 
     /** Id of the segment that has the key now; -1 when there is none. */
-    [[nodiscard]] int segmentNow() const;
+    [[nodiscard]] int segmentNow() const { return segment.id(); }
 
     /** State of the segment that has the key now. */
     [[nodiscard]] struct shmid_ds stateNow() const;
 
     /** Makes a segment of the key whose bytes are all `filler`; returns its id. */
-    int makeSegment(std::size_t size, unsigned char filler) const;
+    int makeSegment(std::size_t size, unsigned char filler) const {
+        return segment.make(std::string(size, static_cast<char>(filler)));
+    }
 
-    /** Writes a file of this test and returns its path. */
-    std::string writeFile(const std::string& name, const std::string& contents) const;
-
-    int key = 0;
-    std::string folder;
+    const testsupport::Segment_t segment;
+    const testsupport::Folder_t files;
+    const int key = segment.key();
+    const std::string folder = files.path();
 };
 
 /** A key as the library's messages tell it. */

@@ -51,9 +51,10 @@ constexpr Line_t BAD_LINES[] = {
 } // namespace
 
 TEST_F(Check, AGoodFileHasNothingToSay) {
-    const std::string path = writeFile("a.conf", std::string(GOOD) + "# comment\n\n" +
-                                                     "Slot = 0xFF\r\nMacAddress = 7-0:1:2:3:4:5\nCacheValid\n"
-                                                     "BufferMemorySize = 64m\nBus = 1-true\nSerialNumber = A-1 = B\n");
+    const std::string path =
+        files.write("a.conf", std::string(GOOD) + "# comment\n\n" +
+                                  "Slot = 0xFF\r\nMacAddress = 7-0:1:2:3:4:5\nCacheValid\n"
+                                  "BufferMemorySize = 64m\nBus = 1-true\nSerialNumber = A-1 = B\n");
     const Result_t result = run({"check", path});
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.out, path + ": nothing is wrong\n");
@@ -68,7 +69,7 @@ TEST_F(Check, EveryExampleAndThePackagedFileAreGood) {
 
 TEST_F(Check, ABadLineIsNamedWithWhatWouldBeRight) {
     for (const auto& [line, finding] : BAD_LINES) {
-        const std::string path = writeFile("a.conf", std::string(GOOD) + line + "\n");
+        const std::string path = files.write("a.conf", std::string(GOOD) + line + "\n");
         EXPECT_REFUSED(run({"check", path}), 3, path + ":5: " + finding);
         EXPECT_EQ(run({"check", "--lenient", path}).status, 0) << line;
     }
@@ -76,7 +77,7 @@ TEST_F(Check, ABadLineIsNamedWithWhatWouldBeRight) {
 
 TEST_F(Check, AChassisThatTheFileCannotNameGoesBesideIt) {
     const std::string start = "Version = 15\nMmsgDirectory = /run/esa\nLogDirectory = /var/log\n";
-    const std::string path = writeFile("a.conf", start + "ChassisType = chenbro\n");
+    const std::string path = files.write("a.conf", start + "ChassisType = chenbro\n");
     const Result_t result = run({"check", path});
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.err, "mpuparams: " + path +
@@ -86,7 +87,7 @@ TEST_F(Check, AChassisThatTheFileCannotNameGoesBesideIt) {
                               path +
                               ":4: the adapter knows no chassis 0 and manages nothing: expected ChassisType = None, "
                               "Xyratex2U12ATX or Quadra, or chassisType=chenbro, vsc055 or w83782d beside the file\n");
-    EXPECT_EQ(run({"check", writeFile("b.conf", start), "chassisType=chenbro"}).status, 0);
+    EXPECT_EQ(run({"check", files.write("b.conf", start), "chassisType=chenbro"}).status, 0);
     EXPECT_REFUSED(run({"check", path, "chassisType=chenbor"}), 1,
                    "chassisType=chenbor: expected none, xyratex, quadra, chenbro, vsc055 or w83782d, or a number from "
                    "1 to 6");
@@ -109,19 +110,19 @@ TEST_F(Check, WhatNoProcessCanWorkWithIsWrongForTheLenientToo) {
          "most 97 characters"},
     };
     for (const auto& wrong : cases) {
-        const std::string path = writeFile("a.conf", wrong.text);
+        const std::string path = files.write("a.conf", wrong.text);
         EXPECT_REFUSED(run({"check", "--lenient", path}), 3, path + wrong.finding);
     }
 }
 
 TEST_F(Check, ALineBeyondTheReadersLimitIsReadAsSeveral) {
-    const std::string path = writeFile("a.conf", std::string(GOOD) + "#" + std::string(1022, 'x') + "\n");
+    const std::string path = files.write("a.conf", std::string(GOOD) + "#" + std::string(1022, 'x') + "\n");
     EXPECT_REFUSED(run({"check", path}), 3,
                    path + ":5: a line of 1023 characters is read as several: expected at most 1022");
 }
 
 TEST_F(Check, FieldsGivenBesideTheFileAreInTheBlockFromItsFirstMoment) {
-    const std::string path = writeFile("a.conf", GOOD);
+    const std::string path = files.write("a.conf", GOOD);
     EXPECT_EQ(tool("create", {"--config", path, "chassisType=vsc055", "flags+=RcpComplete"}).status, 0);
     EXPECT_EQ(shown("chassisType"), "5 (vsc055)");
     EXPECT_EQ(shown("flags"), "0x00000080 (RcpComplete)");
@@ -129,6 +130,6 @@ TEST_F(Check, FieldsGivenBesideTheFileAreInTheBlockFromItsFirstMoment) {
 
 TEST_F(Check, AWrongFieldBesideTheFileLeavesTheOlderBlock) {
     createFrom("Slot = 5\n");
-    EXPECT_EQ(tool("create", {"--config", writeFile("a.conf", GOOD), "chassisType=vcs055"}).status, 1);
+    EXPECT_EQ(tool("create", {"--config", files.write("a.conf", GOOD), "chassisType=vcs055"}).status, 1);
     EXPECT_EQ(shown("slotId"), "5");
 }

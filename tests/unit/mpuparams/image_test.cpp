@@ -23,29 +23,29 @@ TEST_F(Image, HoldsTheBlockInNetworkByteOrder) {
     expected.replace(120, 2, "SN");
     expected.replace(248, 6, "\x01\x02\x03\x04\x05\x06");
     expected.replace(740, 4, std::string("\0\x02\0\x03", 4));
-    EXPECT_EQ(readFile(path), expected);
+    EXPECT_EQ(testsupport::readFile(path), expected);
 }
 
 TEST_F(Image, MakesTheSameBlockAgain) {
     createFrom("Slot = 0x01020304\nLogDirectory = /var/log\n");
     ASSERT_EQ(tool("set", {"chassisType=Vsc055", "regBlockOffset=0x0102030405060708", "flags+=RcpComplete"}).status, 0);
-    const std::string before = blockBytes();
+    const std::string before = segment.bytes();
     const std::string path = folder + "/image";
     ASSERT_EQ(tool("image", {path}).status, 0);
     ASSERT_EQ(tool("delete").status, 0);
     ASSERT_EQ(tool("create", {"--image", path}).status, 0);
-    EXPECT_EQ(blockBytes(), before);
+    EXPECT_EQ(segment.bytes(), before);
 }
 
 TEST_F(Image, TakesTheFilesPlaceAndLeavesNoOther) {
     createFrom("");
-    const std::string path = writeFile("image", "old");
-    const std::size_t files = filesInFolder();
+    const std::string path = files.write("image", "old");
+    const std::size_t there = filesInFolder();
     const mode_t before = umask(0027);
     EXPECT_EQ(tool("image", {path}).status, 0);
     (void)umask(before);
-    EXPECT_EQ(readFile(path).size(), 744U);
-    EXPECT_EQ(filesInFolder(), files);
+    EXPECT_EQ(testsupport::readFile(path).size(), 744U);
+    EXPECT_EQ(filesInFolder(), there);
     struct stat status = {};
     ASSERT_EQ(stat(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0640U);
@@ -53,12 +53,12 @@ TEST_F(Image, TakesTheFilesPlaceAndLeavesNoOther) {
 
 TEST_F(Image, AFileThatCannotBeWrittenLeavesNothing) {
     createFrom("");
-    const std::size_t files = filesInFolder();
+    const std::size_t there = filesInFolder();
     EXPECT_REFUSED(tool("image", {folder + "/none/image"}), 2,
                    "cannot write " + folder + "/none/image: No such file or directory");
     ASSERT_EQ(mkdir((folder + "/sub").c_str(), 0700), 0);
     EXPECT_REFUSED(tool("image", {folder + "/sub"}), 2, "cannot write " + folder + "/sub: not a regular file");
-    EXPECT_EQ(filesInFolder(), files + 1);
+    EXPECT_EQ(filesInFolder(), there + 1);
 }
 
 TEST_F(Image, WhatIsNoRegularFileIsNotReplacedByOne) {
@@ -73,14 +73,14 @@ TEST_F(Image, WhatIsNoRegularFileIsNotReplacedByOne) {
 
 TEST_F(Image, ALinkStaysAndTheFileItLeadsToIsReplaced) {
     createFrom("");
-    const std::string path = writeFile("image", "old");
+    const std::string path = files.write("image", "old");
     const std::string link = folder + "/link";
     ASSERT_EQ(symlink(path.c_str(), link.c_str()), 0);
     EXPECT_EQ(tool("image", {link}).status, 0);
     struct stat status = {};
     ASSERT_EQ(lstat(link.c_str(), &status), 0);
     EXPECT_TRUE(S_ISLNK(status.st_mode));
-    EXPECT_EQ(readFile(path).size(), 744U);
+    EXPECT_EQ(testsupport::readFile(path).size(), 744U);
 }
 
 TEST_F(Image, WithoutABlock) {

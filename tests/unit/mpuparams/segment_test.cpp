@@ -38,10 +38,9 @@ int __wrap_shmget(key_t key, std::size_t size, int flags) {
 
 class Segment : public ToolTest {
 protected:
-    void TearDown() override {
+    ~Segment() override {
         anotherUser = false;
         denied = false;
-        ToolTest::TearDown();
     }
 
     template <typename Action>
@@ -57,12 +56,12 @@ protected:
 };
 
 TEST_F(Segment, ItsOwnerMayRemoveIt) {
-    makeSegment(std::string(744, '\0'));
-    EXPECT_EQ(findRemovable(key), segmentNow());
+    segment.make(std::string(744, '\0'));
+    EXPECT_EQ(findRemovable(key), segment.id());
 }
 
 TEST_F(Segment, WhoHasNoPermissionIsToldWhoHas) {
-    makeSegment(std::string(744, '\0'));
+    segment.make(std::string(744, '\0'));
     anotherUser = true;
     denied = true;
     const std::string message =
@@ -73,9 +72,9 @@ TEST_F(Segment, WhoHasNoPermissionIsToldWhoHas) {
 }
 
 TEST_F(Segment, ABlockThatAnyoneMayWriteIsStillItsOwnersToRemove) {
-    makeSegment(std::string(744, '\0'));
+    segment.make(std::string(744, '\0'));
     struct shmid_ds state = {};
-    ASSERT_EQ(shmctl(segmentNow(), IPC_STAT, &state), 0);
+    ASSERT_EQ(shmctl(segment.id(), IPC_STAT, &state), 0);
     anotherUser = true;
     EXPECT_EQ(refusalOf([&] { (void)findRemovable(key); }),
               "the parameter block with key " + keyText() + " belongs to user " + std::to_string(state.shm_perm.uid) +

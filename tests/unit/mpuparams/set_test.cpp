@@ -117,12 +117,12 @@ TEST_F(Set, AChassisGoesByEitherOfItsNamesOrByItsNumber) {
 
 TEST_F(Set, OnlyTheNamedBytesChange) {
     createFrom("SerialNumber = x\n");
-    std::string expected = blockBytes();
+    std::string expected = segment.bytes();
     ASSERT_EQ(tool("set", {"chassisType=4", "vendorId=ab", "macAddress[0]=01:02:03:04:05:06"}).status, 0);
     expected[71] = 4;
     expected.replace(704, 8, "ab      ");
     expected.replace(248, 6, "\x01\x02\x03\x04\x05\x06");
-    EXPECT_EQ(blockBytes(), expected);
+    EXPECT_EQ(segment.bytes(), expected);
 }
 
 TEST_F(Set, SingleFlagsAreRaisedAndLowered) {
@@ -162,15 +162,15 @@ TEST_F(Set, EveryFlagByItsName) {
 
 TEST_F(Set, NothingChangesWhenOneAssignmentIsWrong) {
     createFrom("Slot = 1\n");
-    const std::string before = blockBytes();
+    const std::string before = segment.bytes();
     EXPECT_REFUSED(tool("set", {"slotId=2", "flags+=RcpComplete", "numPorts=256"}), 1,
                    "numPorts=256: expected a number from 0 to 255");
-    EXPECT_EQ(blockBytes(), before);
+    EXPECT_EQ(segment.bytes(), before);
 }
 
 TEST_F(Set, WhatIsWrongSaysWhatWouldBeRight) {
     createFrom("");
-    const std::string before = blockBytes();
+    const std::string before = segment.bytes();
     const std::string flags =
         "OtherBladePresent, RestartRecovery, BatterySafe, CacheValid, ResetAsserted, BatteryPresent, "
         "RcpComplete, DisableBreakpoint, InitializeDrives, DisableTimeouts, ClearPersistence, "
@@ -224,7 +224,7 @@ TEST_F(Set, WhatIsWrongSaysWhatWouldBeRight) {
     for (const auto& c : cases) {
         EXPECT_REFUSED(tool("set", {c.assignment}), 1, c.message);
     }
-    EXPECT_EQ(blockBytes(), before);
+    EXPECT_EQ(segment.bytes(), before);
 }
 
 TEST_F(Set, TextsFillTheirFieldAndDirectoriesKeepTheirEnd) {
@@ -244,8 +244,8 @@ TEST_F(Set, WithoutABlock) {
 }
 
 TEST_F(Set, ABlockOfAnotherVersionIsLeftAlone) {
-    makeSegment(std::string(744, 'x'));
+    segment.make(std::string(744, 'x'));
     EXPECT_REFUSED(tool("set", {"slotId=1"}), 2,
                    "the parameter block with key " + keyText() + " has version 2021161080, expected 15");
-    EXPECT_EQ(blockBytes(), std::string(744, 'x'));
+    EXPECT_EQ(segment.bytes(), std::string(744, 'x'));
 }

@@ -162,7 +162,7 @@ TEST_F(Show, BytesThatCannotBePrintedStayOnTheirLine) {
     bytes.replace(704, 8, "x\x01      ");                // vendorId
     bytes.replace(254, 2, "\x12\x34");                   // the first MAC address' filler
     bytes.replace(4, 4, std::string("\x40\0\0\x11", 4)); // flags, two without a name
-    ASSERT_EQ(tool("create", {"--image", writeFile("image", bytes)}).status, 0);
+    ASSERT_EQ(tool("create", {"--image", files.write("image", bytes)}).status, 0);
     EXPECT_EQ(shown("serialStr"), "a\\x0A\\x5C\\xFFb");
     EXPECT_EQ(shown("vendorId"), "x\\x01");
     EXPECT_EQ(shown("macAddress[0]"), "00:00:00:00:00:00 (_filler1 0x1234)");
@@ -178,7 +178,7 @@ TEST_F(Show, WithoutABlock) {
 }
 
 TEST_F(Show, ABlockOfAnotherVersion) {
-    makeSegment(std::string(744, '\0'));
+    segment.make(std::string(744, '\0'));
     EXPECT_REFUSED(tool("show"), 2, "the parameter block with key " + keyText() + " has version 0, expected 15");
 }
 
@@ -186,7 +186,7 @@ TEST_F(Show, ASegmentOfAnotherSizeIsNoParameterBlock) {
     std::string bytes(745, '\0');
     const std::uint32_t version = 15;
     std::memcpy(bytes.data(), &version, sizeof(version));
-    makeSegment(bytes);
+    segment.make(bytes);
     EXPECT_REFUSED(tool("show"), 2,
                    "the segment with key " + keyText() + " is no parameter block: it has 745 bytes, expected 744");
 }

@@ -1,33 +1,13 @@
 #include "tool.h"
 
-#include <cstdlib>
-#include <cstring>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
-#include <sys/ipc.h>
-#include <sys/shm.h>
-#include <unistd.h>
 
 #include "program.h"
 
-void ToolTest::SetUp() {
-    key = 0x52000000 | (getpid() & 0xFFFFFF);
-    std::string pattern = testing::TempDir() + "mpuparams.XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder = pattern;
-}
-
-void ToolTest::TearDown() {
-    if (segmentNow() >= 0) {
-        (void)shmctl(segmentNow(), IPC_RMID, nullptr);
-    }
-    std::filesystem::remove_all(folder);
-}
-
 ToolTest::Result_t ToolTest::run(const std::vector<std::string>& arguments) {
-    const testsupport::RunResult result = testsupport::run(testsupport::programCommand("mpuparams", arguments));
+    const testsupport::RunResult_t result = testsupport::run(testsupport::programCommand("mpuparams", arguments));
     EXPECT_FALSE(result.timedOut);
     return {result.ending.exitCode, result.out, result.err};
 }
@@ -39,7 +19,7 @@ ToolTest::Result_t ToolTest::tool(const std::string& command, const std::vector<
 }
 
 void ToolTest::createFrom(const std::string& lines) const {
-    const Result_t result = tool("create", {"--config", writeFile("platform.conf", "Version = 15\n" + lines)});
+    const Result_t result = tool("create", {"--config", files.write("platform.conf", "Version = 15\n" + lines)});
     ASSERT_EQ(result.status, 0) << result.err;
     ASSERT_EQ(result.err, "");
 }
@@ -55,38 +35,6 @@ std::string ToolTest::shown(const std::string& field) const {
         }
     }
     return "no field " + field;
-}
-
-int ToolTest::segmentNow() const {
-    return shmget(key, 0, 0);
-}
-
-std::string ToolTest::blockBytes() const {
-    void* const bytes = shmat(segmentNow(), nullptr, SHM_RDONLY);
-    if (reinterpret_cast<std::intptr_t>(bytes) == -1) {
-        return {};
-    }
-    std::string copy(static_cast<const char*>(bytes), 744);
-    (void)shmdt(bytes);
-    return copy;
-}
-
-void ToolTest::makeSegment(const std::string& bytes) const {
-    void* const address = shmat(shmget(key, bytes.size(), 0600 | IPC_CREAT | IPC_EXCL), nullptr, 0);
-    ASSERT_NE(reinterpret_cast<std::intptr_t>(address), -1);
-    std::memcpy(address, bytes.data(), bytes.size());
-    (void)shmdt(address);
-}
-
-std::string ToolTest::writeFile(const std::string& name, const std::string& contents) const {
-    const std::string path = folder + "/" + name;
-    std::ofstream(path, std::ios::binary) << contents;
-    return path;
-}
-
-std::string ToolTest::readFile(const std::string& path) {
-    std::ifstream input(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
 }
 
 std::string ToolTest::keyText() const {

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "folder.h"
+#include "shared_segment.h"
+
 class ToolTest : public testing::Test {
 protected:
     struct Result_t {
@@ -13,9 +16,6 @@ protected:
         std::string out;
         std::string err;
     };
-
-    void SetUp() override;
-    void TearDown() override;
 
     /** Runs the command with the test's key and `arguments` after it. */
     Result_t tool(const std::string& command, const std::vector<std::string>& arguments = {}) const;
@@ -29,26 +29,16 @@ protected:
     /** Value of a field as "show" prints it. */
     [[nodiscard]] std::string shown(const std::string& field) const;
 
-    /** The bytes of the live block; empty when there is none. */
-    [[nodiscard]] std::string blockBytes() const;
-
-    /** Id of the segment that has the key; -1 when there is none. */
-    [[nodiscard]] int segmentNow() const;
-
-    /** Makes a segment of the key with these bytes. */
-    void makeSegment(const std::string& bytes) const;
-
-    [[nodiscard]] std::string writeFile(const std::string& name, const std::string& contents) const;
-    [[nodiscard]] static std::string readFile(const std::string& path);
-
     /** "KEY (0xKEY)" as the program writes it. */
     [[nodiscard]] std::string keyText() const;
 
     /** Number of files in the test's folder. */
     [[nodiscard]] std::size_t filesInFolder() const;
 
-    int key = 0;
-    std::string folder;
+    const testsupport::Segment_t segment;
+    const testsupport::Folder_t files;
+    const int key = segment.key();
+    const std::string folder = files.path();
 };
 
 /** The command failed with `status` and said exactly `message`, in one line on standard error. */

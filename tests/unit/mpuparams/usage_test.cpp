@@ -32,7 +32,7 @@ TEST_F(Usage, AKeyIsDecimalOrHexadecimalFrom100On) {
 }
 
 TEST_F(Usage, WhatIsMissingOrUnknownIsSaidInOneLine) {
-    const std::string file = writeFile("a.conf", "Version = 15\n");
+    const std::string file = files.write("a.conf", "Version = 15\n");
     const std::vector<std::vector<std::string>> wrong = {
         {"show"},
         {"show", "--key="},
@@ -80,7 +80,7 @@ TEST_F(Usage, AMessageStaysOnOneLineWhateverItNames) {
 }
 
 TEST_F(Usage, TheManualPageNamesEveryKeyFlagAndValueOfTheTextFile) {
-    const std::string page = readFile(MANUAL_PAGE);
+    const std::string page = testsupport::readFile(MANUAL_PAGE);
     for (const std::string name : {"Version",
                                    "Flags",
                                    "Slot",

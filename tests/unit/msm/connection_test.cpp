@@ -11,9 +11,9 @@
 
 namespace {
 
-using msmtest::Bytes;
+using msmtest::Bytes_t;
 
-void feed(InStream_t& stream, const Bytes& bytes) {
+void feed(InStream_t& stream, const Bytes_t& bytes) {
     const std::span<U8_t> space = stream.space();
     ASSERT_GE(space.size(), bytes.size());
     std::copy(bytes.begin(), bytes.end(), space.begin());
@@ -25,7 +25,7 @@ Frame_e next(InStream_t& stream) {
     return stream.next(message);
 }
 
-Bytes nextMessage(InStream_t& stream) {
+Bytes_t nextMessage(InStream_t& stream) {
     std::span<const U8_t> message;
     EXPECT_EQ(stream.next(message), Frame_e::MESSAGE);
     return {message.begin(), message.end()};
@@ -33,7 +33,7 @@ Bytes nextMessage(InStream_t& stream) {
 
 TEST(InStreamTest, AMessageThatArrivesByteByByteIsCutOutOnceItIsWhole) {
     InStream_t stream;
-    const Bytes bytes = msmtest::message(33, 0x01020304, 67);
+    const Bytes_t bytes = msmtest::message(33, 0x01020304, 67);
     for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
         feed(stream, {bytes[i]});
         ASSERT_EQ(next(stream), Frame_e::INCOMPLETE) << "after byte " << i;
@@ -47,10 +47,10 @@ TEST(InStreamTest, AMessageThatArrivesByteByByteIsCutOutOnceItIsWhole) {
 
 TEST(InStreamTest, SeveralMessagesOfOneReadComeOutInOrderAndTheRestWaits) {
     InStream_t stream;
-    const Bytes first = msmtest::message(33, 1, 64);
-    const Bytes second = msmtest::message(33, 2, 4064);
-    const Bytes third = msmtest::message(33, 3, 100);
-    Bytes all = first;
+    const Bytes_t first = msmtest::message(33, 1, 64);
+    const Bytes_t second = msmtest::message(33, 2, 4064);
+    const Bytes_t third = msmtest::message(33, 3, 100);
+    Bytes_t all = first;
     all.insert(all.end(), second.begin(), second.end());
     all.insert(all.end(), third.begin(), third.begin() + 99);
     feed(stream, all);
@@ -63,9 +63,9 @@ TEST(InStreamTest, SeveralMessagesOfOneReadComeOutInOrderAndTheRestWaits) {
 
 TEST(InStreamTest, ThereIsAlwaysRoomForAGreatestMessage) {
     InStream_t stream;
-    const Bytes bytes = msmtest::message(33, 1, 4064);
+    const Bytes_t bytes = msmtest::message(33, 1, 4064);
     for (int round = 0; round < 100; ++round) {
-        feed(stream, Bytes(bytes.begin(), bytes.begin() + 4063));
+        feed(stream, Bytes_t(bytes.begin(), bytes.begin() + 4063));
         ASSERT_EQ(next(stream), Frame_e::INCOMPLETE);
         ASSERT_GE(stream.space().size(), 4064U);
         feed(stream, {bytes.back()});
@@ -80,10 +80,10 @@ TEST(InStreamTest, LengthsOf64To4064AreMessagesAndAllOthersNonsense) {
     };
     for (const auto& [length, expected] : cases) {
         InStream_t stream;
-        Bytes bytes(12, 0);
+        Bytes_t bytes(12, 0);
         bytes[10] = static_cast<std::uint8_t>(length >> 8);
         bytes[11] = static_cast<std::uint8_t>(length);
-        feed(stream, Bytes(bytes.begin(), bytes.begin() + 11));
+        feed(stream, Bytes_t(bytes.begin(), bytes.begin() + 11));
         EXPECT_EQ(next(stream), Frame_e::INCOMPLETE) << length;
         feed(stream, {bytes[11]});
         EXPECT_EQ(next(stream), expected) << length;
@@ -120,8 +120,8 @@ protected:
         return number + 1;
     }
 
-    Bytes readAvailable() const {
-        Bytes bytes(65536);
+    Bytes_t readAvailable() const {
+        Bytes_t bytes(65536);
         const ssize_t count = ::recv(ends_[1], bytes.data(), bytes.size(), MSG_DONTWAIT);
         bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
         return bytes;
@@ -133,7 +133,7 @@ private:
 
 TEST_F(OutStreamTest, AMessageGoesToTheSocketAtOnceWhenNothingWaits) {
     OutStream_t stream(100000);
-    const Bytes bytes = msmtest::message(33, 1, 80);
+    const Bytes_t bytes = msmtest::message(33, 1, 80);
     EXPECT_EQ(stream.send(writer(), bytes), Send_e::SENT);
     EXPECT_EQ(stream.waiting(), 0U);
     EXPECT_EQ(readAvailable(), bytes);
@@ -146,20 +146,20 @@ TEST_F(OutStreamTest, WhatTheKernelDoesNotTakeWaitsAndFollowsInOrder) {
         EXPECT_EQ(stream.send(writer(), msmtest::message(33, sent++, 1000)), Send_e::BUFFERED);
     }
     EXPECT_EQ(stream.flush(writer()), Send_e::BUFFERED);
-    Bytes all;
+    Bytes_t all;
     while (stream.waiting() != 0) {
-        const Bytes some = readAvailable();
+        const Bytes_t some = readAvailable();
         ASSERT_FALSE(some.empty());
         all.insert(all.end(), some.begin(), some.end());
         (void)stream.flush(writer());
     }
-    for (Bytes some = readAvailable(); !some.empty(); some = readAvailable()) {
+    for (Bytes_t some = readAvailable(); !some.empty(); some = readAvailable()) {
         all.insert(all.end(), some.begin(), some.end());
     }
     ASSERT_EQ(all.size(), std::size_t{sent} * 1000);
     for (std::uint32_t number = 0; number < sent; ++number) {
         const auto at = all.begin() + static_cast<std::ptrdiff_t>(number) * 1000;
-        ASSERT_EQ(Bytes(at, at + 1000), msmtest::message(33, number, 1000));
+        ASSERT_EQ(Bytes_t(at, at + 1000), msmtest::message(33, number, 1000));
     }
     EXPECT_EQ(stream.flush(writer()), Send_e::SENT);
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-using msmtest::Bytes;
+using msmtest::Bytes_t;
 using msmtest::messageTo;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -22,33 +22,33 @@ using namespace std::chrono_literals;
 constexpr MsmClock_t::time_point START = MsmClock_t::time_point(1000s);
 
 /** A message as it came from a connection, `seconds` after the start; its sender is its requestor. */
-Parcel_t parcel(const Bytes& bytes, std::uint64_t connection = 0, int seconds = 0) {
+Parcel_t parcel(const Bytes_t& bytes, std::uint64_t connection = 0, int seconds = 0) {
     return {bytes, bytes.at(16), {connection, {0, 1}}, {START + std::chrono::seconds(seconds), {}}};
 }
 
 /** Routes with sender and time of no importance. */
-const Routing_t& route(Router_t& router, const Bytes& bytes) {
+const Routing_t& route(Router_t& router, const Bytes_t& bytes) {
     return router.route(parcel(bytes));
 }
 
-std::vector<Bytes> taken(Router_t& router, std::uint8_t endpoint, int seconds = 0) {
-    std::vector<Bytes> all;
+std::vector<Bytes_t> taken(Router_t& router, std::uint8_t endpoint, int seconds = 0) {
+    std::vector<Bytes_t> all;
     for (const LetterPtr_t& letter : router.takeQueue(endpoint, START + std::chrono::seconds(seconds))) {
         all.push_back(letter->bytes);
     }
     return all;
 }
 
-std::vector<std::uint32_t> handles(const std::vector<Bytes>& queue) {
+std::vector<std::uint32_t> handles(const std::vector<Bytes_t>& queue) {
     std::vector<std::uint32_t> all;
-    for (const Bytes& message : queue) {
+    for (const Bytes_t& message : queue) {
         all.push_back(msmtest::get32(message, 40));
     }
     return all;
 }
 
 TEST(RecipientsTest, EndpointIsBitModulo32OfWordDividedBy32InEitherBitmap) {
-    Bytes bytes = msmtest::message(34, 0);
+    Bytes_t bytes = msmtest::message(34, 0);
     bytes[23] = 0x01; // 0
     bytes[20] = 0x80; // 31
     bytes[27] = 0x02; // 33
@@ -75,7 +75,7 @@ TEST(RouterTest, AMessageGoesToEveryConnectedEndpointNamed) {
 TEST(RouterTest, NamedInBothBitmapsMeansOneCopy) {
     Router_t router(4);
     router.attach(27, 9);
-    Bytes bytes = messageTo({27}, 33, 1);
+    Bytes_t bytes = messageTo({27}, 33, 1);
     msmtest::name(bytes, 27, 28);
     EXPECT_THAT(route(router, bytes).connections, ElementsAre(9));
 }
@@ -83,7 +83,7 @@ TEST(RouterTest, NamedInBothBitmapsMeansOneCopy) {
 TEST(RouterTest, TheSecondBitmapAloneRoutesToo) {
     Router_t router(4);
     router.attach(33, 9);
-    Bytes bytes = msmtest::message(18, 1);
+    Bytes_t bytes = msmtest::message(18, 1);
     EXPECT_THAT(route(router, msmtest::name(bytes, 33, 28)).connections, ElementsAre(9));
 }
 
@@ -99,7 +99,7 @@ TEST(RouterTest, EveryConnectionOfAnEndpointGetsACopy) {
 TEST(RouterTest, EachNamedEndpointKeepsMessagesWhileNobodyIsConnected) {
     for (const std::uint8_t endpoint : std::initializer_list<std::uint8_t>{18, 20, 27, 33}) {
         Router_t router(4);
-        const Bytes bytes = messageTo({endpoint}, 34, 7);
+        const Bytes_t bytes = messageTo({endpoint}, 34, 7);
         const Routing_t& routing = route(router, bytes);
         EXPECT_EQ(routing.queued, bit(endpoint));
         EXPECT_EQ(routing.dropped, 0U);
@@ -157,8 +157,8 @@ TEST(RouterTest, NobodyNamedIsNeitherQueuedNorDelivered) {
     EXPECT_THAT(routing.connections, IsEmpty());
 }
 
-Bytes shutdownRequest(std::uint32_t handle) {
-    Bytes bytes = messageTo({18}, 33, handle);
+Bytes_t shutdownRequest(std::uint32_t handle) {
+    Bytes_t bytes = messageTo({18}, 33, handle);
     bytes[12] = 13;
     return bytes;
 }
@@ -207,7 +207,7 @@ TEST(RouterTest, RequestsToShutDownGrowOldAndReportsDoNot) {
 TEST(RouterTest, AKeptMessageHasItsTimeOfArrivalAndItsSender) {
     Router_t router(4);
     const std::chrono::system_clock::time_point wall(1234567s);
-    const Bytes bytes = messageTo({27}, 33, 1);
+    const Bytes_t bytes = messageTo({27}, 33, 1);
     (void)router.route(Parcel_t(bytes, 33, {9, {1000, 77}}, {START + 5s, wall}));
     const std::vector<LetterPtr_t> queue = router.takeQueue(27, START + 9s);
     ASSERT_EQ(queue.size(), 1U);

@@ -14,54 +14,45 @@
 #include <thread>
 #include <unistd.h>
 
+#include "child.h"
 #include "msm_client.h"
 
 namespace {
 
-using msmtest::Bytes;
-using msmtest::Client;
+using msmtest::Bytes_t;
+using msmtest::Client_t;
 using msmtest::messageTo;
 using msmtest::PATIENCE;
 using msmtest::SwitchTest;
-using testsupport::Milliseconds;
+using testsupport::Milliseconds_t;
 using testsupport::programCommand;
 using testsupport::run;
-using testsupport::RunResult;
+using testsupport::RunResult_t;
 
-using Clock = std::chrono::steady_clock;
+using Clock_t = std::chrono::steady_clock;
 
 /** A process of its own that does something until the test is over; what it does is given the switch's directory. */
-class Abuser {
+class Abuser_t : public testsupport::Child_t {
 public:
-    explicit Abuser(const std::function<void()>& deed) : pid_(::fork()) {
-        if (pid_ == 0) {
-            deed();
-            for (;;) {
-                ::pause();
-            }
-        }
-    }
-    ~Abuser() {
-        (void)::kill(pid_, SIGKILL);
-        (void)::waitpid(pid_, nullptr, 0);
-    }
-    Abuser(const Abuser&) = delete;
-    Abuser& operator=(const Abuser&) = delete;
-
-private:
-    pid_t pid_;
+    explicit Abuser_t(const std::function<void()>& deed)
+        : Child_t([&deed] {
+              deed();
+              for (;;) {
+                  ::pause();
+              }
+          }) {}
 };
 
 class SwitchAbuseTest : public SwitchTest {
 protected:
     /** Another process takes `count` connections of each socket, and has them when this returns. */
-    std::unique_ptr<Abuser> holdConnections(const std::vector<std::string>& names, int count) {
+    std::unique_ptr<Abuser_t> holdConnections(const std::vector<std::string>& names, int count) {
         int ready[2];
         EXPECT_EQ(::pipe2(ready, O_CLOEXEC), 0);
-        auto abuser = std::make_unique<Abuser>([&] {
+        auto abuser = std::make_unique<Abuser_t>([&] {
             for (const std::string& name : names) {
                 for (int i = 0; i < count; ++i) {
-                    (void)new Client(path(name));
+                    (void)new Client_t(path(name));
                 }
             }
             (void)!::write(ready[1], "x", 1);
@@ -104,7 +95,7 @@ TEST_F(SwitchAbuseTest, ASenderIsSlowedDownTowardsTheAdapterAndLosesNothing) {
     std::uint8_t id = 0;
     const auto adapter = connect("esadapter");
     const auto peer = connectPeer(id);
-    const auto begin = Clock::now();
+    const auto begin = Clock_t::now();
     for (std::uint32_t handle = 0; handle < 35; ++handle) {
         ASSERT_TRUE(peer->send(messageTo({33}, id, handle)));
     }
@@ -112,7 +103,7 @@ TEST_F(SwitchAbuseTest, ASenderIsSlowedDownTowardsTheAdapterAndLosesNothing) {
         ASSERT_EQ(adapter->receiveHandle(), handle);
     }
     // 20 at once, then 5 a second.
-    EXPECT_GE(Clock::now() - begin, Milliseconds(2900));
+    EXPECT_GE(Clock_t::now() - begin, Milliseconds_t(2900));
 }
 
 TEST_F(SwitchAbuseTest, AnAdapterThatTakesNothingHoldsUpNobodysOtherMessages) {
@@ -200,14 +191,14 @@ TEST_F(SwitchAbuseTest, AStormOfConnectionsIsNoHindrance) {
     const auto storm = [this](const std::string& name) {
         return [this, name] {
             for (;;) {
-                const Client client(path(name));
+                const Client_t client(path(name));
             }
         };
     };
     const auto events = connect("eventlog");
     const auto adapter = connect("esadapter");
-    const Abuser peers(storm("peer"));
-    const Abuser adapters(storm("esadapter"));
+    const Abuser_t peers(storm("peer"));
+    const Abuser_t adapters(storm("esadapter"));
     EXPECT_TRUE(process().waitForOut(" connects too often: closed, 1 so far\n", PATIENCE));
     for (std::uint32_t handle = 0; handle < 20; ++handle) {
         ASSERT_TRUE(adapter->send(messageTo({27}, 33, handle)));
@@ -219,12 +210,12 @@ TEST_F(SwitchAbuseTest, AStormOfConnectionsIsNoHindrance) {
 TEST_F(SwitchAbuseTest, SigtermEndsTheSwitchInAFloodThatNeverEnds) {
     start();
     const auto flood = [this] {
-        const Client client(path("peer"));
-        const Bytes bytes = messageTo({client.receive()->at(18), 27}, 34, 1);
+        const Client_t client(path("peer"));
+        const Bytes_t bytes = messageTo({client.receive()->at(18), 27}, 34, 1);
         while (client.send(bytes)) {
         }
     };
-    const Abuser first(flood);
+    const Abuser_t first(flood);
     EXPECT_TRUE(process().waitForOut("queue of eventlog(27) full: oldest message dropped, 1024 so far\n", PATIENCE));
     process().kill(SIGTERM);
     const auto ending = process().wait(PATIENCE);
@@ -242,8 +233,8 @@ TEST_F(SwitchAbuseTest, ALogThatNobodyReadsStopsNeitherMessagesNorSigterm) {
         ASSERT_EQ(startup->receiveHandle(), handle);
     }
     process().kill(SIGTERM);
-    const auto deadline = Clock::now() + PATIENCE;
-    while (process().running() && Clock::now() < deadline) { // looks only: nothing is read of the log
+    const auto deadline = Clock_t::now() + PATIENCE;
+    while (process().running() && Clock_t::now() < deadline) { // looks only: nothing is read of the log
         ::usleep(10000);
     }
     EXPECT_FALSE(process().running());
@@ -265,7 +256,7 @@ TEST_F(SwitchAbuseTest, TheAdapterGetsInWhenDescriptorsHaveRunOutAndTheSwitchDoe
     for (const std::string& word : programCommand("msm", {"--directory", directory()})) {
         command.push_back(word);
     }
-    testsupport::Process limited(command);
+    testsupport::Process_t limited(command);
     ASSERT_TRUE(limited.waitForOut("ready", PATIENCE)) << limited.err();
     const auto abuser = holdConnections({"peer"}, 29);
     ASSERT_TRUE(limited.waitForOut("cannot take connections: Too many open files\n", PATIENCE));
@@ -279,7 +270,7 @@ TEST_F(SwitchAbuseTest, TheAdapterGetsInWhenDescriptorsHaveRunOutAndTheSwitchDoe
         return ticks;
     };
     const long before = processorTicks();
-    std::this_thread::sleep_for(Milliseconds(1000));
+    std::this_thread::sleep_for(Milliseconds_t(1000));
     EXPECT_LT(processorTicks() - before, ::sysconf(_SC_CLK_TCK) / 4);
     const auto adapter = connect("esadapter");
     ASSERT_TRUE(adapter->send(messageTo({33}, 33, 5)));
@@ -303,7 +294,7 @@ TEST_F(SwitchAbuseTest, TheLockFileIsForTheSwitchAlone) {
 
 TEST_F(SwitchAbuseTest, ALinkInPlaceOfTheLockFileIsNotFollowedAndIsOneLine) {
     std::filesystem::create_symlink(path("elsewhere"), path(".msm.lock"));
-    const RunResult result = run(programCommand("msm", {"--directory", directory()}));
+    const RunResult_t result = run(programCommand("msm", {"--directory", directory()}));
     EXPECT_EQ(result.ending.exitCode, 1);
     EXPECT_EQ(result.err,
               "msm: cannot open the lock file " + path(".msm.lock") + ": Too many levels of symbolic links\n");
@@ -317,9 +308,9 @@ TEST_F(SwitchAbuseTest, AnotherUserIsNotTheAdapter) {
     start();
     ASSERT_EQ(::chmod(directory().c_str(), 0755), 0);
     ASSERT_EQ(::chmod(path("esadapter").c_str(), 0777), 0);
-    const Abuser other([this] {
+    const Abuser_t other([this] {
         if (::setgid(65534) == 0 && ::setuid(65534) == 0) {
-            (void)new Client(path("esadapter"));
+            (void)new Client_t(path("esadapter"));
         }
     });
     EXPECT_TRUE(process().waitForOut("esadapter(33) refused: user 65534 is not the adapter's\n", PATIENCE));
@@ -334,7 +325,7 @@ TEST_F(SwitchAbuseTest, AnOldRequestIsNotReplayedToTheAdapterAndOldEventsAreKept
     const auto peer = connectPeer(id);
     ASSERT_TRUE(peer->send(messageTo({33, 27}, id, 1)));
     settle(*peer, id);
-    std::this_thread::sleep_for(Milliseconds(1100));
+    std::this_thread::sleep_for(Milliseconds_t(1100));
     ASSERT_TRUE(peer->send(messageTo({33}, id, 2)));
     settle(*peer, id);
     const auto adapter = connect("esadapter");

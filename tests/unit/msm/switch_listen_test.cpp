@@ -8,12 +8,12 @@
 
 namespace {
 
-using msmtest::Bytes;
-using msmtest::Client;
+using msmtest::Bytes_t;
+using msmtest::Client_t;
 using msmtest::messageTo;
 using msmtest::SwitchTest;
 
-std::uint64_t word(const Bytes& bytes, std::size_t at) {
+std::uint64_t word(const Bytes_t& bytes, std::size_t at) {
     return std::uint64_t{bytes[at]} << 24 | std::uint64_t{bytes[at + 1]} << 16 | std::uint64_t{bytes[at + 2]} << 8 |
            bytes[at + 3];
 }
@@ -26,7 +26,7 @@ std::uint64_t microsNow() {
 class SwitchListenTest : public SwitchTest {
 protected:
     /** Takes a report with its note; the note. */
-    Bytes expectReport(const Client& listener, const Bytes& report, unsigned number) {
+    Bytes_t expectReport(const Client_t& listener, const Bytes_t& report, unsigned number) {
         const auto note = listener.receive();
         EXPECT_TRUE(note.has_value());
         EXPECT_EQ(note->size(), 64U);
@@ -37,7 +37,7 @@ protected:
     }
 
     /** Takes the word on whether there is an adapter, whose note has the number of the latest report. */
-    static void expectPresence(const Client& listener, unsigned isThere, unsigned number) {
+    static void expectPresence(const Client_t& listener, unsigned isThere, unsigned number) {
         const auto note = listener.receive();
         const auto presence = listener.receive();
         ASSERT_TRUE(note && presence);
@@ -72,7 +72,7 @@ TEST_F(SwitchListenTest, AReportIsHeardUnchangedWithTheTimeOfItsArrival) {
     expectPresence(*listener, 1, 0);
     const std::uint64_t before = microsNow();
     ASSERT_TRUE(adapter->send(messageTo({27}, 33, 7, 300)));
-    const Bytes note = expectReport(*listener, messageTo({27}, 33, 7, 300), 1);
+    const Bytes_t note = expectReport(*listener, messageTo({27}, 33, 7, 300), 1);
     const std::uint64_t arrived = word(note, 56) << 32 | word(note, 60);
     EXPECT_GE(arrived, before);
     EXPECT_LE(arrived, microsNow());

@@ -8,18 +8,18 @@
 
 namespace {
 
-using msmtest::Bytes;
-using msmtest::Client;
+using msmtest::Bytes_t;
+using msmtest::Client_t;
 using msmtest::messageTo;
 using msmtest::PATIENCE;
 using msmtest::SwitchTest;
 using testsupport::programCommand;
 using testsupport::run;
-using testsupport::RunResult;
+using testsupport::RunResult_t;
 
 /** RECEIVE DIAGNOSTIC RESULTS to the adapter. */
-Bytes question(std::uint8_t from, std::uint32_t handle) {
-    Bytes bytes = messageTo({33}, from, handle, 72);
+Bytes_t question(std::uint8_t from, std::uint32_t handle) {
+    Bytes_t bytes = messageTo({33}, from, handle, 72);
     msmtest::put32(bytes, 12, 0x1200001C);
     bytes[64] = 0x1C;
     bytes[65] = 0x80;
@@ -42,14 +42,14 @@ protected:
     }
 
     /** Sends a message and then a question; the message has to get nowhere. */
-    void expectRefused(const Bytes& bytes, const std::string& what) {
+    void expectRefused(const Bytes_t& bytes, const std::string& what) {
         ASSERT_TRUE(asker_->send(bytes)) << what;
         ASSERT_TRUE(asker_->send(question(54, ++handle_))) << what;
         EXPECT_EQ(adapter_->receiveHandle(), handle_) << what;
     }
 
-    std::unique_ptr<Client> adapter_;
-    std::unique_ptr<Client> asker_;
+    std::unique_ptr<Client_t> adapter_;
+    std::unique_ptr<Client_t> asker_;
     std::uint32_t handle_ = 1000;
 };
 
@@ -57,7 +57,7 @@ TEST_F(SwitchQuestionTest, AQuestionIsAnsweredAndNoByteChanges) {
     startWithQuestions();
     ASSERT_TRUE(asker_->send(question(54, 1)));
     EXPECT_EQ(adapter_->receive(), question(54, 1));
-    const Bytes answer = messageTo({54}, 33, 1, 192);
+    const Bytes_t answer = messageTo({54}, 33, 1, 192);
     ASSERT_TRUE(adapter_->send(answer));
     EXPECT_EQ(asker_->receive(), answer);
 }
@@ -65,7 +65,7 @@ TEST_F(SwitchQuestionTest, AQuestionIsAnsweredAndNoByteChanges) {
 TEST_F(SwitchQuestionTest, NothingButAQuestionToTheAdapterAlonePasses) {
     startWithQuestions();
     const auto startup = connect("startup");
-    Bytes bytes = question(54, 1);
+    Bytes_t bytes = question(54, 1);
     bytes[15] = 0x1D;
     expectRefused(bytes, "SEND DIAGNOSTIC");
     bytes = question(54, 2);
@@ -97,7 +97,7 @@ TEST_F(SwitchQuestionTest, WhoeverCanEnterTheDirectoryCanAsk) {
 
 TEST_F(SwitchQuestionTest, TenMayAskAndPeersHaveTwentyIdsOfTheirOwn) {
     startWithQuestions();
-    std::vector<std::unique_ptr<Client>> all;
+    std::vector<std::unique_ptr<Client_t>> all;
     for (int i = 0; i < 9; ++i) {
         all.push_back(connect("ask/peer"));
         ASSERT_TRUE(all.back()->receive().has_value());
@@ -121,7 +121,8 @@ TEST_F(SwitchQuestionTest, BothDirectoriesAreEmptyAfterwards) {
 }
 
 TEST_F(SwitchQuestionTest, AMissingSecondDirectoryIsOneLine) {
-    const RunResult result = run(programCommand("msm", {"--directory", directory(), "--ask-directory", path("none")}));
+    const RunResult_t result =
+        run(programCommand("msm", {"--directory", directory(), "--ask-directory", path("none")}));
     EXPECT_EQ(result.ending.exitCode, 1);
     EXPECT_EQ(result.err, "msm: cannot open directory " + path("none") + ": No such file or directory\n");
     EXPECT_TRUE(std::filesystem::is_empty(directory()));
@@ -146,7 +147,7 @@ TEST_F(SwitchQuestionTest, BadValuesOfTheOptionsAreOneLine) {
         {"--rate", "100001"},    {"--per-user", "1025"},      {"--adapter-user", "no such user"},
     };
     for (const auto& [option, value] : cases) {
-        const RunResult result = run(programCommand("msm", {"--directory", directory(), option, value}));
+        const RunResult_t result = run(programCommand("msm", {"--directory", directory(), option, value}));
         EXPECT_NE(result.ending.exitCode, 0) << option << value;
         EXPECT_EQ(result.err.substr(0, 6 + option.size()), "msm: " + option + ":") << result.err;
         EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;

@@ -10,17 +10,17 @@
 
 namespace {
 
-using msmtest::Bytes;
+using msmtest::Bytes_t;
 using msmtest::messageTo;
 using msmtest::SwitchTest;
 using testsupport::programCommand;
 using testsupport::run;
-using testsupport::RunResult;
+using testsupport::RunResult_t;
 
 constexpr const char* SOCKETS[] = {"esadapter", "startup", "eventlog", "volmgr", "peer"};
 
-Bytes announcing(unsigned length) {
-    Bytes bytes = messageTo({18}, 34, 1);
+Bytes_t announcing(unsigned length) {
+    Bytes_t bytes = messageTo({18}, 34, 1);
     bytes[10] = static_cast<std::uint8_t>(length >> 8);
     bytes[11] = static_cast<std::uint8_t>(length);
     return bytes;
@@ -50,7 +50,7 @@ TEST_F(SwitchTest, TheMessageTypeIsNotTheSwitchsBusiness) {
     start();
     std::uint8_t id = 0;
     const auto peer = connectPeer(id);
-    Bytes bytes = messageTo({id}, id, 1);
+    Bytes_t bytes = messageTo({id}, id, 1);
     bytes[8] = 3;
     bytes[9] = 0;
     ASSERT_TRUE(peer->send(bytes));
@@ -84,7 +84,7 @@ TEST_F(SwitchTest, ASenderThatLeavesInsideAMessageHarmsNobody) {
     std::uint8_t id = 0;
     const auto startup = connect("startup");
     const auto bad = connectPeer(id);
-    Bytes half = messageTo({18}, id, 1, 200);
+    Bytes_t half = messageTo({18}, id, 1, 200);
     half.resize(150);
     ASSERT_TRUE(bad->send(half));
     bad->close();
@@ -153,7 +153,7 @@ TEST_F(SwitchTest, SocketsThatADeadSwitchLeftAreReplaced) {
 
 TEST_F(SwitchTest, ASecondSwitchInTheDirectoryIsRefusedAndTheFirstGoesOn) {
     start();
-    const RunResult second = run(programCommand("msm", {"--directory", directory()}));
+    const RunResult_t second = run(programCommand("msm", {"--directory", directory()}));
     EXPECT_EQ(second.ending.exitCode, 1);
     EXPECT_EQ(second.out, "");
     EXPECT_EQ(second.err, "msm: a switch is running in " + directory() + " already\n");
@@ -164,7 +164,7 @@ TEST_F(SwitchTest, ASecondSwitchInTheDirectoryIsRefusedAndTheFirstGoesOn) {
 
 TEST_F(SwitchTest, AFileInTheWayIsLeftAndReported) {
     std::ofstream(path("eventlog")) << "notes";
-    const RunResult result = run(programCommand("msm", {"--directory", directory()}));
+    const RunResult_t result = run(programCommand("msm", {"--directory", directory()}));
     EXPECT_EQ(result.ending.exitCode, 1);
     EXPECT_EQ(result.err, "msm: " + path("eventlog") + " is in the way: it is not a socket\n");
     EXPECT_TRUE(std::filesystem::is_regular_file(path("eventlog")));
@@ -172,7 +172,7 @@ TEST_F(SwitchTest, AFileInTheWayIsLeftAndReported) {
 }
 
 TEST_F(SwitchTest, AMissingDirectoryIsOneLine) {
-    const RunResult result = run(programCommand("msm", {"--directory", path("none")}));
+    const RunResult_t result = run(programCommand("msm", {"--directory", path("none")}));
     EXPECT_EQ(result.ending.exitCode, 1);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "msm: cannot open directory " + path("none") + ": No such file or directory\n");
@@ -181,13 +181,13 @@ TEST_F(SwitchTest, AMissingDirectoryIsOneLine) {
 TEST_F(SwitchTest, ADirectoryNameTooLongForASocketIsOneLine) {
     const std::string name = path(std::string(100, 'd'));
     std::filesystem::create_directory(name);
-    const RunResult result = run(programCommand("msm", {"--directory", name}));
+    const RunResult_t result = run(programCommand("msm", {"--directory", name}));
     EXPECT_EQ(result.ending.exitCode, 1);
     EXPECT_EQ(result.err, "msm: socket name " + name + "/esadapter is longer than 107 characters\n");
 }
 
 TEST_F(SwitchTest, BadArgumentsAreOneLine) {
-    RunResult result = run(programCommand("msm"));
+    RunResult_t result = run(programCommand("msm"));
     EXPECT_NE(result.ending.exitCode, 0);
     EXPECT_EQ(result.err, "msm: --directory is required; see msm --help\n");
     result = run(programCommand("msm", {"--bogus=1", "--directory", directory()}));
@@ -204,8 +204,8 @@ TEST_F(SwitchTest, BadArgumentsAreOneLine) {
 }
 
 TEST_F(SwitchTest, QuietPrintsNeitherTheReadyLineNorNotices) {
-    testsupport::Process quiet(programCommand("msm", {"--directory", directory(), "--quiet"}));
-    for (int i = 0; i < 2000 && !msmtest::Client(path("peer")).connected(); ++i) {
+    testsupport::Process_t quiet(programCommand("msm", {"--directory", directory(), "--quiet"}));
+    for (int i = 0; i < 2000 && !msmtest::Client_t(path("peer")).isOpen(); ++i) {
         ::usleep(10000);
     }
     std::uint8_t id = 0;

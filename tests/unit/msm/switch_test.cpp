@@ -6,8 +6,8 @@
 
 namespace {
 
-using msmtest::Bytes;
-using msmtest::Client;
+using msmtest::Bytes_t;
+using msmtest::Client_t;
 using msmtest::messageTo;
 using msmtest::SwitchTest;
 using testing::ElementsAre;
@@ -16,7 +16,7 @@ using testing::HasSubstr;
 TEST_F(SwitchTest, APeerIsGreetedWithItsId) {
     start();
     const auto client = connect("peer");
-    Bytes expected(64, 0);
+    Bytes_t expected(64, 0);
     expected[8] = 14;
     expected[9] = 1;
     expected[11] = 64;
@@ -43,7 +43,7 @@ TEST_F(SwitchTest, PeersGetTheLowestFreeIdAndIdsAreReused) {
 
 TEST_F(SwitchTest, ThirtyPeersFitAndTheNextIsClosed) {
     start();
-    std::vector<std::unique_ptr<Client>> peers;
+    std::vector<std::unique_ptr<Client_t>> peers;
     std::uint8_t id = 0;
     for (std::uint8_t expected = 34; expected <= 63; ++expected) {
         peers.push_back(connectPeer(id));
@@ -65,7 +65,7 @@ TEST_F(SwitchTest, EachSocketStandsForItsEndpoint) {
         {"esadapter", 33}, {"startup", 18}, {"eventlog", 27}, {"volmgr", 20}};
     for (const auto& [name, endpoint] : sockets) {
         const auto client = connect(name);
-        const Bytes bytes = messageTo({endpoint}, id, endpoint, 100);
+        const Bytes_t bytes = messageTo({endpoint}, id, endpoint, 100);
         ASSERT_TRUE(peer->send(bytes));
         EXPECT_EQ(client->receive(), bytes) << name;
         ASSERT_TRUE(client->send(messageTo({id}, static_cast<std::uint8_t>(endpoint), endpoint)));
@@ -80,7 +80,7 @@ TEST_F(SwitchTest, EveryEndpointNamedInEitherBitmapGetsOneCopy) {
     const auto startup = connect("startup");
     const auto events = connect("eventlog");
     const auto volmgr = connect("volmgr");
-    Bytes bytes = messageTo({18, 27}, id, 9);
+    Bytes_t bytes = messageTo({18, 27}, id, 9);
     msmtest::name(msmtest::name(bytes, 27, 28), 20, 28);
     ASSERT_TRUE(peer->send(bytes));
     EXPECT_EQ(startup->receive(), bytes);
@@ -184,7 +184,7 @@ TEST_F(SwitchTest, OneByteAtATimeIsAMessageToo) {
     std::uint8_t id = 0;
     const auto peer = connectPeer(id);
     const auto startup = connect("startup");
-    const Bytes bytes = messageTo({18}, id, 0x01020304, 80);
+    const Bytes_t bytes = messageTo({18}, id, 0x01020304, 80);
     for (const std::uint8_t byte : bytes) {
         ASSERT_TRUE(peer->send({byte}));
     }
@@ -196,18 +196,18 @@ TEST_F(SwitchTest, TheOrderIsKeptAcrossSizesAndWrites) {
     std::uint8_t id = 0;
     const auto peer = connectPeer(id);
     const auto startup = connect("startup");
-    std::vector<Bytes> sent;
-    Bytes stream;
+    std::vector<Bytes_t> sent;
+    Bytes_t stream;
     for (std::uint32_t handle = 0; handle < 40; ++handle) {
         sent.push_back(messageTo({18}, id, handle, 64 + 99 * handle));
         stream.insert(stream.end(), sent.back().begin(), sent.back().end());
     }
     for (std::size_t begin = 0; begin < stream.size(); begin += 777) {
         const std::size_t end = std::min(begin + 777, stream.size());
-        ASSERT_TRUE(peer->send(Bytes(stream.begin() + static_cast<std::ptrdiff_t>(begin),
-                                     stream.begin() + static_cast<std::ptrdiff_t>(end))));
+        ASSERT_TRUE(peer->send(Bytes_t(stream.begin() + static_cast<std::ptrdiff_t>(begin),
+                                       stream.begin() + static_cast<std::ptrdiff_t>(end))));
     }
-    for (const Bytes& expected : sent) {
+    for (const Bytes_t& expected : sent) {
         ASSERT_EQ(startup->receive(), expected);
     }
 }
@@ -243,7 +243,7 @@ TEST_F(SwitchTest, TheLogHasALineForEachMessageAndConnection) {
     const auto adapter = connect("esadapter");
     (void)logUntil("esadapter(33) connected\n");
     const auto startup = connect("startup");
-    Bytes led = messageTo({18}, 33, 0);
+    Bytes_t led = messageTo({18}, 33, 0);
     msmtest::put32(led, 12, 0x0C00000E);
     msmtest::put32(led, 44, 2);
     msmtest::put32(led, 48, 2);
@@ -254,7 +254,7 @@ TEST_F(SwitchTest, TheLogHasALineForEachMessageAndConnection) {
     const auto peer = connectPeer(id);
     ASSERT_TRUE(peer->send(messageTo({18}, 20, 0)));
     ASSERT_TRUE(peer->send(messageTo({18}, 34, 0)));
-    ASSERT_TRUE(peer->send(Bytes(10, 0)));
+    ASSERT_TRUE(peer->send(Bytes_t(10, 0)));
     peer->close();
     EXPECT_THAT(logUntil("bytes lost"),
                 ElementsAre("ready: listening in " + directory(), "esadapter(33) connected", "startup(18) connected",

@@ -7,7 +7,7 @@
 #include "reader.h"
 
 using nonxmltest::read;
-using nonxmltest::Result;
+using nonxmltest::Result_t;
 
 namespace {
 
@@ -19,7 +19,7 @@ std::string swapCase(std::string text) {
     return text;
 }
 
-struct Key {
+struct Key_t {
     const char* name;
     int type;
     unsigned offset;
@@ -30,7 +30,7 @@ struct Key {
     std::uint32_t expected;
 };
 
-constexpr Key KEYS[] = {
+constexpr Key_t KEYS[] = {
     {"Version", 0, 0, 4, 1, "15", 4, 15},
     {"Flags", 0, 4, 4, 1, "0x1000080", 4, 0x1000080},
     {"Slot", 0, 8, 4, 1, "3", 4, 3},
@@ -71,7 +71,7 @@ constexpr Key KEYS[] = {
     {"Adapter", 10, 736, 4, 2, "2/1", 4, 0x00020001},
 };
 
-std::uint32_t integerAt(const Result& result, const Key& key) {
+std::uint32_t integerAt(const Result_t& result, const Key_t& key) {
     return key.width == 1   ? result.block[key.offset]
            : key.width == 2 ? result.half(key.offset)
                             : result.word(key.offset);
@@ -94,11 +94,11 @@ TEST(NonxmlKeys, TheTableHoldsThirtyEightKeysInOrderAndAnEnd) {
 }
 
 TEST(NonxmlKeys, AnIntegerKeyStoresAtItsOffsetAndNowhereElse) {
-    for (const Key& key : KEYS) {
+    for (const Key_t& key : KEYS) {
         if (key.width == 0) {
             continue;
         }
-        const Result result = read(std::string(key.name) + " = " + key.sample + "\n");
+        const Result_t result = read(std::string(key.name) + " = " + key.sample + "\n");
         EXPECT_EQ(result.err, "") << key.name;
         EXPECT_EQ(integerAt(result, key), key.expected) << key.name;
         EXPECT_TRUE(result.zeroOutside(key.offset, key.width)) << key.name;
@@ -106,10 +106,10 @@ TEST(NonxmlKeys, AnIntegerKeyStoresAtItsOffsetAndNowhereElse) {
 }
 
 TEST(NonxmlKeys, KeysAreMatchedWithoutRegardToCase) {
-    for (const Key& key : KEYS) {
+    for (const Key_t& key : KEYS) {
         const std::string value = std::string(" = ") + key.sample + "\n";
-        const Result asListed = read(key.name + value);
-        const Result swapped = read(swapCase(key.name) + value);
+        const Result_t asListed = read(key.name + value);
+        const Result_t swapped = read(swapCase(key.name) + value);
         EXPECT_EQ(swapped.err, "") << key.name;
         EXPECT_EQ(swapped.block, asListed.block) << key.name;
         EXPECT_FALSE(swapped.zeroOutside(0, 0)) << key.name;
@@ -130,7 +130,7 @@ TEST(NonxmlKeys, TextKeysAreFilledWithZeros) {
         {"LogDirectory = /var/log", 568, 128, "/var/log"},
     };
     for (const auto& c : cases) {
-        const Result result = read(c.line);
+        const Result_t result = read(c.line);
         std::string expected = c.value;
         expected.resize(c.size, '\0');
         EXPECT_EQ(result.err, "") << c.line;
@@ -151,7 +151,7 @@ TEST(NonxmlKeys, BlankFilledKeysHaveNoTerminator) {
         {"VendorId =", 704, "        "},
     };
     for (const auto& c : cases) {
-        const Result result = read(c.line);
+        const Result_t result = read(c.line);
         EXPECT_EQ(result.err, "") << c.line;
         EXPECT_EQ(result.text(c.offset, c.value.size()), c.value) << c.line;
         EXPECT_TRUE(result.zeroOutside(c.offset, c.value.size())) << c.line;
@@ -159,7 +159,7 @@ TEST(NonxmlKeys, BlankFilledKeysHaveNoTerminator) {
 }
 
 TEST(NonxmlKeys, TheProductIdStringKeepsOneCharacterOfFour) {
-    const Result result = read("ProductIdString = PROD\n");
+    const Result_t result = read("ProductIdString = PROD\n");
     EXPECT_EQ(result.err, "String for ProductIdString too long.  Truncating to 1\n");
     EXPECT_EQ(result.text(84, 4), std::string("P\0\0\0", 4));
 }
@@ -194,7 +194,7 @@ TEST(NonxmlKeys, EveryNameOfAValue) {
     };
     for (const auto& c : cases) {
         for (const std::string& name : {std::string(c.name), swapCase(c.name)}) {
-            const Result result = nonxmltest::readOver(0xEE, std::string(c.key) + "=" + name);
+            const Result_t result = nonxmltest::readOver(0xEE, std::string(c.key) + "=" + name);
             EXPECT_EQ(result.err, "") << c.key << " " << name;
             EXPECT_EQ(result.block[c.offset], c.value) << c.key << " " << name;
             EXPECT_EQ(result.block[c.offset + 1], 0xEE) << c.key << " " << name;
@@ -209,7 +209,7 @@ TEST(NonxmlKeys, AnUnknownNameWarnsAndStoresTheDefault) {
     } cases[] = {{"iCharMode", 14},          {"HaccMode", 70}, {"ChassisType", 71},
                  {"portConfiguration", 696}, {"Bus", 732},     {"BatteryMgtPolicy", 46}};
     for (const auto& c : cases) {
-        const Result result = nonxmltest::readOver(0xEE, std::string(c.key) + " = Nonsense\n");
+        const Result_t result = nonxmltest::readOver(0xEE, std::string(c.key) + " = Nonsense\n");
         EXPECT_EQ(result.err, "+++ Warning: Unrecognized enumeration in configuration file - Nonsense\n"
                               "    Using default 0\n")
             << c.key;
@@ -219,7 +219,7 @@ TEST(NonxmlKeys, AnUnknownNameWarnsAndStoresTheDefault) {
 
 TEST(NonxmlKeys, OnlyTheFirstThreeChassisCanBeNamed) {
     for (const char* name : {"Chenbro3U16ATX", "Vsc055", "W83782D", "4", "5", "6"}) {
-        const Result result = read(std::string("ChassisType = ") + name);
+        const Result_t result = read(std::string("ChassisType = ") + name);
         EXPECT_EQ(result.err, std::string("+++ Warning: Unrecognized enumeration in configuration file - ") + name +
                                   "\n    Using default 0\n");
         EXPECT_EQ(result.block[71], 0) << name;
@@ -234,7 +234,7 @@ TEST(NonxmlKeys, ABatteryPolicyIsLookedUpAmongTheKeysToo) {
     } cases[] = {{"Slot", 8},           {"slot", 8},         {"Flags", 4},      {"iCharMode", 14},
                  {"SerialNumber", 120}, {"MacAddress", 248}, {"Adapter", 0xE0}, {"MmsgDirectory", 0x38}};
     for (const auto& c : cases) {
-        const Result result = nonxmltest::readOver(0xEE, std::string("BatteryMgtPolicy = ") + c.name);
+        const Result_t result = nonxmltest::readOver(0xEE, std::string("BatteryMgtPolicy = ") + c.name);
         EXPECT_EQ(result.err, "") << c.name;
         EXPECT_EQ(result.block[46], c.value) << c.name;
         EXPECT_EQ(result.block[47], 0xEE) << c.name;
@@ -265,7 +265,7 @@ TEST(NonxmlKeys, EveryFlagByItsNameInAnyCase) {
     std::uint32_t together = 0;
     for (const auto& flag : flags) {
         for (const std::string& name : {std::string(flag.name), swapCase(flag.name)}) {
-            const Result result = read(name + "\n");
+            const Result_t result = read(name + "\n");
             EXPECT_EQ(result.err, "") << name;
             EXPECT_EQ(result.word(4), flag.mask) << name;
             EXPECT_TRUE(result.zeroOutside(4, 4)) << name;
@@ -284,7 +284,7 @@ TEST(NonxmlKeys, AFlagIsAddedToTheFlagsThatAreUpAlready) {
 }
 
 TEST(NonxmlKeys, TheRunControlFlagCannotBeNamed) {
-    const Result result = read("RcpComplete\n");
+    const Result_t result = read("RcpComplete\n");
     EXPECT_EQ(result.err, "+++ Warning: Unrecognized flag in configuration file: RcpComplete\n");
     EXPECT_EQ(result.word(4), 0U);
 }

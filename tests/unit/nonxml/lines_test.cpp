@@ -4,7 +4,7 @@
 #include "reader.h"
 
 using nonxmltest::read;
-using nonxmltest::Result;
+using nonxmltest::Result_t;
 
 TEST(NonxmlLines, ACommentStartsInTheFirstColumn) {
     EXPECT_EQ(read("#Slot = 1\n# CacheValid\n#\n").err, "");
@@ -13,7 +13,7 @@ TEST(NonxmlLines, ACommentStartsInTheFirstColumn) {
 }
 
 TEST(NonxmlLines, EmptyAndBlankLinesAreSkipped) {
-    const Result result = read("\n   \n\t\n\r\n \v\f\n");
+    const Result_t result = read("\n   \n\t\n\r\n \v\f\n");
     EXPECT_EQ(result.err, "");
     EXPECT_TRUE(result.zeroOutside(0, 0));
 }
@@ -31,7 +31,7 @@ TEST(NonxmlLines, BlanksAroundTheEqualsSignDoNotMatter) {
 }
 
 TEST(NonxmlLines, LeadingBlanksBelongToTheKey) {
-    const Result result = read("  Slot = 7\n");
+    const Result_t result = read("  Slot = 7\n");
     EXPECT_EQ(result.err, "+++ Warning: Unrecognized option in configuration file:   Slot\n");
     EXPECT_TRUE(result.zeroOutside(0, 0));
 }
@@ -41,7 +41,7 @@ TEST(NonxmlLines, TheFirstEqualsSignParts) {
 }
 
 TEST(NonxmlLines, AnUnknownKeyIsReportedAndTheRestIsRead) {
-    const Result result = read("Colour = red\nSlot = 5\nBanana\nCacheValid\n= 3\n");
+    const Result_t result = read("Colour = red\nSlot = 5\nBanana\nCacheValid\n= 3\n");
     EXPECT_EQ(result.err, "+++ Warning: Unrecognized option in configuration file: Colour\n"
                           "+++ Warning: Unrecognized flag in configuration file: Banana\n"
                           "+++ Warning: Unrecognized option in configuration file: \n");
@@ -67,7 +67,7 @@ TEST(NonxmlLines, WhatALineHasBeyondItsLimitIsReadAsTheNext) {
 }
 
 TEST(NonxmlLines, AZeroByteEndsTheLineItIsIn) {
-    const Result result = read(std::string("Slot = 5\0 7\nCacheValid\n", 23));
+    const Result_t result = read(std::string("Slot = 5\0 7\nCacheValid\n", 23));
     EXPECT_EQ(result.word(8), 5U);
     EXPECT_EQ(result.word(4), 0x10U);
 }
@@ -105,7 +105,7 @@ TEST(NonxmlIndex, TheCountItselfWritesOnePastTheArray) {
         {"NumberOfPorts = 1-9", 16, "\x09"},
     };
     for (const auto& c : cases) {
-        const Result result = read(c.line);
+        const Result_t result = read(c.line);
         EXPECT_EQ(result.err, "") << c.line;
         EXPECT_EQ(result.text(c.offset, c.bytes.size()), c.bytes) << c.line;
         EXPECT_TRUE(result.zeroOutside(c.offset, c.bytes.size())) << c.line;
@@ -134,7 +134,7 @@ TEST(NonxmlIndex, AnIndexBeyondTheCountSkipsTheLine) {
         {"HaccMode = 2-eBlade", "HaccMode"},
     };
     for (const auto& c : cases) {
-        const Result result = read(std::string(c.line) + "\nNumberOfBusses = 3\n");
+        const Result_t result = read(std::string(c.line) + "\nNumberOfBusses = 3\n");
         EXPECT_EQ(result.err, std::string("Error: Array index out of range for ") + c.key + "\n") << c.line;
         EXPECT_EQ(result.block[44], 3) << c.line;
         EXPECT_TRUE(result.zeroOutside(44, 1)) << c.line;

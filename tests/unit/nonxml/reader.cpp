@@ -9,30 +9,30 @@
 
 namespace nonxmltest {
 
-std::uint32_t Result::word(std::size_t offset) const {
+std::uint32_t Result_t::word(std::size_t offset) const {
     std::uint32_t value = 0;
     std::memcpy(&value, &block[offset], sizeof(value));
     return value;
 }
 
-std::uint16_t Result::half(std::size_t offset) const {
+std::uint16_t Result_t::half(std::size_t offset) const {
     std::uint16_t value = 0;
     std::memcpy(&value, &block[offset], sizeof(value));
     return value;
 }
 
-std::string Result::text(std::size_t offset, std::size_t size) const {
+std::string Result_t::text(std::size_t offset, std::size_t size) const {
     return {reinterpret_cast<const char*>(&block[offset]), size};
 }
 
-bool Result::zeroOutside(std::size_t offset, std::size_t size) const {
+bool Result_t::zeroOutside(std::size_t offset, std::size_t size) const {
     auto rest = block;
     std::fill_n(rest.begin() + static_cast<std::ptrdiff_t>(offset), size, std::uint8_t{0});
     return std::ranges::all_of(rest, [](std::uint8_t byte) { return byte == 0; });
 }
 
-Result readOver(std::uint8_t filler, const std::string& text) {
-    Result result;
+Result_t readOver(std::uint8_t filler, const std::string& text) {
+    Result_t result;
     std::ranges::fill(result.block, filler);
     FILE* const stream = std::tmpfile();
     EXPECT_NE(stream, nullptr);
@@ -45,7 +45,7 @@ Result readOver(std::uint8_t filler, const std::string& text) {
     return result;
 }
 
-Result read(const std::string& text) {
+Result_t read(const std::string& text) {
     return readOver(0, text);
 }
 

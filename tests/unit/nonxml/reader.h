@@ -9,7 +9,7 @@
 namespace nonxmltest {
 
 /** 744 bytes of the block and the four that the index behind the last array reaches, read from `text`. */
-struct Result {
+struct Result_t {
     std::vector<std::uint8_t> block = std::vector<std::uint8_t>(748);
     std::string err;
 
@@ -22,9 +22,9 @@ struct Result {
 };
 
 /** What reading `text` into a zeroed block gives. */
-Result read(const std::string& text);
+Result_t read(const std::string& text);
 
 /** What reading `text` into a block full of `filler` gives. */
-Result readOver(std::uint8_t filler, const std::string& text);
+Result_t readOver(std::uint8_t filler, const std::string& text);
 
 } // namespace nonxmltest

@@ -7,7 +7,7 @@
 
 using nonxmltest::read;
 using nonxmltest::readOver;
-using nonxmltest::Result;
+using nonxmltest::Result_t;
 
 namespace {
 
@@ -16,8 +16,8 @@ std::string tooLarge(const std::string& value, const std::string& used) {
 }
 
 /** Carries out one entry on a block full of zeros. */
-Result store(const NonXML_s& tag, const char* value) {
-    Result result;
+Result_t store(const NonXML_s& tag, const char* value) {
+    Result_t result;
     testing::internal::CaptureStderr();
     nonXmlStore(tag, value, result.block.data());
     result.err = testing::internal::GetCapturedStderr();
@@ -59,9 +59,9 @@ TEST(NonxmlValues, WhatIsNoNumberIsZeroAndNotReported) {
     };
     for (const auto& key : keys) {
         for (const std::string value : {"many", "", "x1", "k"}) {
-            const Result result = readOver(0xEE, std::string(key.key) + " = " + value + "\nNumberOfBusses = 3\n");
+            const Result_t result = readOver(0xEE, std::string(key.key) + " = " + value + "\nNumberOfBusses = 3\n");
             EXPECT_EQ(result.err, "") << key.key << " = " << value;
-            Result expected = readOver(0xEE, "");
+            Result_t expected = readOver(0xEE, "");
             expected.block[44] = 3;
             std::fill_n(expected.block.begin() + static_cast<std::ptrdiff_t>(key.offset), key.size, std::uint8_t{0});
             EXPECT_EQ(result.block, expected.block) << key.key << " = " << value;
@@ -86,14 +86,14 @@ TEST(NonxmlValues, ANumberMayHaveASign) {
 }
 
 TEST(NonxmlValues, ANumberTooLargeForItsFieldKeepsItsLowBits) {
-    const Result bits8 = read("NumberOfPorts = 300");
+    const Result_t bits8 = read("NumberOfPorts = 300");
     EXPECT_EQ(bits8.err, tooLarge("300", "44"));
     EXPECT_EQ(bits8.block[15], 44);
     EXPECT_TRUE(bits8.zeroOutside(15, 1));
-    const Result bits16 = read("AsicDeviceId = 0x12345");
+    const Result_t bits16 = read("AsicDeviceId = 0x12345");
     EXPECT_EQ(bits16.err, tooLarge("0x12345", "9029"));
     EXPECT_EQ(bits16.half(64), 0x2345U);
-    const Result bits32 = read("Slot = 4294967301");
+    const Result_t bits32 = read("Slot = 4294967301");
     EXPECT_EQ(bits32.err, tooLarge("4294967301", "5"));
     EXPECT_EQ(bits32.word(8), 5U);
     EXPECT_EQ(read("SystemMemorySize = 4g").err, tooLarge("4g", "0"));
@@ -103,7 +103,7 @@ TEST(NonxmlValues, ANumberTooLargeForItsFieldKeepsItsLowBits) {
 
 TEST(NonxmlValues, WideIntegersLieHighWordFirst) {
     const NonXML_s tag = {"Wide", NONXML_E_TYPE_U64, 16, 8, 2, nullptr};
-    const Result result = store(tag, "0x0123456789ABCDEF");
+    const Result_t result = store(tag, "0x0123456789ABCDEF");
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.word(16), 0x01234567U);
     EXPECT_EQ(result.word(20), 0x89ABCDEFU);
@@ -140,7 +140,7 @@ TEST(NonxmlValues, AMacAddressIsSixDecimalParts) {
 }
 
 TEST(NonxmlValues, AMissingMacPartIsZeroAndTheFillerStays) {
-    const Result result = readOver(0xEE, "MacAddress = 1:2");
+    const Result_t result = readOver(0xEE, "MacAddress = 1:2");
     EXPECT_EQ(result.text(248, 8), std::string("\1\2\0\0\0\0\xEE\xEE", 8));
 }
 
@@ -158,17 +158,17 @@ TEST(NonxmlValues, TheFirstPartOfAnAddressIsTheMostSignificant) {
 }
 
 TEST(NonxmlValues, AVersionNeverSetsTheMaintenanceNumber) {
-    const Result result = readOver(0xEE, "MpuSoftwareVersion = 1.3.24");
+    const Result_t result = readOver(0xEE, "MpuSoftwareVersion = 1.3.24");
     EXPECT_EQ(result.half(48), 1U);
     EXPECT_EQ(result.half(50), 3U);
     EXPECT_EQ(result.half(52), 0xEEEEU);
     EXPECT_EQ(result.half(54), 24U);
-    const Result four = read("Q4xFirmwareVersion = 1.3.0.24");
+    const Result_t four = read("Q4xFirmwareVersion = 1.3.0.24");
     EXPECT_EQ(four.half(56), 1U);
     EXPECT_EQ(four.half(58), 3U);
     EXPECT_EQ(four.half(60), 0U);
     EXPECT_EQ(four.half(62), 0U);
-    const Result named = readOver(0xEE, "MpuSoftwareVersion = v1.3.24");
+    const Result_t named = readOver(0xEE, "MpuSoftwareVersion = v1.3.24");
     EXPECT_EQ(named.err, "");
     EXPECT_EQ(named.half(48), 0U);
     EXPECT_EQ(named.half(50), 3U);
@@ -192,17 +192,17 @@ TEST(NonxmlValues, AdaptersAreTwoHalves) {
 
 TEST(NonxmlValues, TextsAreCutToTheirField) {
     const std::string seventy = "0123456789012345678901234567890123456789012345678901234567890123456789";
-    const Result serial = read("SerialNumber = " + seventy);
+    const Result_t serial = read("SerialNumber = " + seventy);
     EXPECT_EQ(serial.err, "String for SerialNumber too long.  Truncating to 64\n");
     EXPECT_EQ(serial.text(120, 64), seventy.substr(0, 64));
     EXPECT_TRUE(serial.zeroOutside(120, 64));
-    const Result exact = read("ChassisSerialNumber = " + seventy.substr(0, 64));
+    const Result_t exact = read("ChassisSerialNumber = " + seventy.substr(0, 64));
     EXPECT_EQ(exact.err, "");
     EXPECT_EQ(exact.text(184, 64), seventy.substr(0, 64));
-    const Result directory = read("LogDirectory = /" + std::string(130, 'd'));
+    const Result_t directory = read("LogDirectory = /" + std::string(130, 'd'));
     EXPECT_EQ(directory.err, "String for LogDirectory too long.  Truncating to 128\n");
     EXPECT_TRUE(directory.zeroOutside(568, 128));
-    const Result vendor = read("VendorId = 123456789");
+    const Result_t vendor = read("VendorId = 123456789");
     EXPECT_EQ(vendor.err, "String for VendorId too long.  Truncating to 8\n");
     EXPECT_EQ(vendor.text(704, 8), "12345678");
     EXPECT_TRUE(vendor.zeroOutside(704, 8));
@@ -215,7 +215,7 @@ TEST(NonxmlValues, AShorterTextLeavesNothingOfALongerOne) {
 
 TEST(NonxmlValues, TheDefaultIsTheValueOfTheEndEntry) {
     const NonXML_s tag = {"Colour", NONXML_E_TYPE_ENUM, 3, 1, 1, COLOURS};
-    const Result result = store(tag, "blue");
+    const Result_t result = store(tag, "blue");
     EXPECT_EQ(result.err, "+++ Warning: Unrecognized enumeration in configuration file - blue\n    Using default 7\n");
     EXPECT_EQ(result.block[3], 7);
     EXPECT_EQ(store(tag, "RED").block[3], 1);
@@ -243,7 +243,7 @@ TEST(NonxmlValues, AnEntryOfTheWrongSizeStoresNothing) {
     };
     for (const auto& c : cases) {
         const NonXML_s tag = {"Test", c.type, 0, 3, 1, COLOURS};
-        const Result result = store(tag, c.value);
+        const Result_t result = store(tag, c.value);
         EXPECT_EQ(result.err, "Internal error: Entry size does not match type! 3 != " + std::to_string(c.size) + "\n");
         EXPECT_TRUE(result.zeroOutside(0, 0)) << c.type;
     }
@@ -251,7 +251,7 @@ TEST(NonxmlValues, AnEntryOfTheWrongSizeStoresNothing) {
 
 TEST(NonxmlValues, ATypeThatDoesNotExistStoresNothing) {
     const NonXML_s tag = {"Test", static_cast<NonXML_types_e>(12), 0, 4, 1, nullptr};
-    const Result result = store(tag, "1");
+    const Result_t result = store(tag, "1");
     EXPECT_EQ(result.err, "+++ Internal error parsing configuration file - 12\n");
     EXPECT_TRUE(result.zeroOutside(0, 0));
 }

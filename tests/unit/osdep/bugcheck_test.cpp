@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "child.h"
+#include "child_with_log.h"
 #include "osdep.h"
 #include "trace.h"
 #include "wrapped.h"
@@ -11,7 +11,7 @@
 namespace {
 
 TEST(BugCheck, PrintsTheErrorAndTheTextAndEndsWithTheStatus) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         wrapped.exitIsShown = true;
         errno = ENOENT;
         MPU_BUGCHECK(0x40000008, "something broke");
@@ -23,15 +23,15 @@ TEST(BugCheck, PrintsTheErrorAndTheTextAndEndsWithTheStatus) {
     EXPECT_EQ(child.out, "");
 }
 
-struct MutexFailure {
+struct MutexFailure_t {
     const char* name;
-    int WrappedCalls::*error;
+    int WrappedCalls_t::*error;
     void (*operation)();
     int exitStatus;
     const char* err;
 };
 
-void PrintTo(const MutexFailure& test, std::ostream* out) {
+void PrintTo(const MutexFailure_t& test, std::ostream* out) {
     *out << test.name;
 }
 
@@ -58,25 +58,25 @@ void dumpOneLine() {
     TRACE__dump("file", "function", 1, "", "", 0);
 }
 
-const MutexFailure MUTEX_FAILURES[] = {
-    {"Init", &WrappedCalls::mutexInitError, [] { (void)mpuMutex_Init(&mutex); }, 4, INIT_TEXT},
-    {"InitShared", &WrappedCalls::mutexInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
-    {"SharedAttributes", &WrappedCalls::attributesInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
-    {"Sharing", &WrappedCalls::sharingError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
-    {"Done", &WrappedCalls::mutexDestroyError, [] { (void)mpuMutex_Done(&mutex); }, 5, DONE_TEXT},
-    {"Get", &WrappedCalls::mutexLockError, [] { (void)mpuMutex_Get(&mutex); }, 6, GET_TEXT},
-    {"Unlock", &WrappedCalls::mutexUnlockError, [] { (void)mpuMutex_Unlock(&mutex); }, 7, UNLOCK_TEXT},
-    {"TraceInit", &WrappedCalls::mutexInitError, [] { TRACE__init(nullptr, nullptr, 0, nullptr); }, 4, INIT_TEXT},
-    {"TraceDone", &WrappedCalls::mutexDestroyError, TRACE__done, 5, DONE_TEXT},
-    {"TraceInfoGet", &WrappedCalls::mutexLockError, traceOneLine, 6, GET_TEXT},
-    {"TraceDumpGet", &WrappedCalls::mutexLockError, dumpOneLine, 6, GET_TEXT},
+const MutexFailure_t MUTEX_FAILURES[] = {
+    {"Init", &WrappedCalls_t::mutexInitError, [] { (void)mpuMutex_Init(&mutex); }, 4, INIT_TEXT},
+    {"InitShared", &WrappedCalls_t::mutexInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
+    {"SharedAttributes", &WrappedCalls_t::attributesInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
+    {"Sharing", &WrappedCalls_t::sharingError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, INIT_TEXT},
+    {"Done", &WrappedCalls_t::mutexDestroyError, [] { (void)mpuMutex_Done(&mutex); }, 5, DONE_TEXT},
+    {"Get", &WrappedCalls_t::mutexLockError, [] { (void)mpuMutex_Get(&mutex); }, 6, GET_TEXT},
+    {"Unlock", &WrappedCalls_t::mutexUnlockError, [] { (void)mpuMutex_Unlock(&mutex); }, 7, UNLOCK_TEXT},
+    {"TraceInit", &WrappedCalls_t::mutexInitError, [] { TRACE__init(nullptr, nullptr, 0, nullptr); }, 4, INIT_TEXT},
+    {"TraceDone", &WrappedCalls_t::mutexDestroyError, TRACE__done, 5, DONE_TEXT},
+    {"TraceInfoGet", &WrappedCalls_t::mutexLockError, traceOneLine, 6, GET_TEXT},
+    {"TraceDumpGet", &WrappedCalls_t::mutexLockError, dumpOneLine, 6, GET_TEXT},
 };
 
-class MutexFails : public testing::TestWithParam<MutexFailure> {};
+class MutexFails : public testing::TestWithParam<MutexFailure_t> {};
 
 TEST_P(MutexFails, EndsTheProcessWithItsOwnTextAndStatus) {
-    const MutexFailure& failure = GetParam();
-    const ChildResult child = runInChild([&] {
+    const MutexFailure_t& failure = GetParam();
+    const ChildResult_t child = runInChild([&] {
         wrapped.exitIsShown = true;
         wrapped.*failure.error = EBUSY;
         failure.operation();
@@ -88,19 +88,19 @@ TEST_P(MutexFails, EndsTheProcessWithItsOwnTextAndStatus) {
 INSTANTIATE_TEST_SUITE_P(Operation, MutexFails, testing::ValuesIn(MUTEX_FAILURES),
                          [](const auto& test) { return test.param.name; });
 
-struct WriterFailure {
+struct WriterFailure_t {
     const char* name;
     void (*writer)();
 };
 
-void PrintTo(const WriterFailure& test, std::ostream* out) {
+void PrintTo(const WriterFailure_t& test, std::ostream* out) {
     *out << test.name;
 }
 
-class TraceUnlockFails : public testing::TestWithParam<WriterFailure> {};
+class TraceUnlockFails : public testing::TestWithParam<WriterFailure_t> {};
 
 TEST_P(TraceUnlockFails, EndsTheProcessAfterTheLine) {
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         wrapped.exitIsShown = true;
         wrapped.mutexUnlockError = EBUSY;
         GetParam().writer();
@@ -110,9 +110,9 @@ TEST_P(TraceUnlockFails, EndsTheProcessAfterTheLine) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Writer, TraceUnlockFails,
-                         testing::Values(WriterFailure{"Info", traceOneLine}, WriterFailure{"Dump", dumpOneLine},
-                                         WriterFailure{"Enter", TRACE__logEnter},
-                                         WriterFailure{"Return", TRACE__logReturn}),
+                         testing::Values(WriterFailure_t{"Info", traceOneLine}, WriterFailure_t{"Dump", dumpOneLine},
+                                         WriterFailure_t{"Enter", TRACE__logEnter},
+                                         WriterFailure_t{"Return", TRACE__logReturn}),
                          [](const auto& test) { return test.param.name; });
 
 TEST(Mutex, OperationsReturn0) {

@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "child.h"
+#include "child_with_log.h"
 #include "osdep.h"
 #include "wrapped.h"
 
@@ -20,7 +20,7 @@ namespace {
 static_assert(offsetof(LIST_t, flink) == 0 && offsetof(LIST_t, blink) == sizeof(void*));
 
 /** The plain form of the operations or the `_safe` one: both keep the same rules. */
-struct Form {
+struct Form_t {
     const char* name;
     void (*initHead)(LIST_t*);
     void (*insertHead)(LIST_t*, LIST_t*);
@@ -34,34 +34,34 @@ struct Form {
     int yields; /**< of an operation that finds the spin lock taken and gets it at the third try */
 };
 
-void PrintTo(const Form& test, std::ostream* out) {
+void PrintTo(const Form_t& test, std::ostream* out) {
     *out << test.name;
 }
 
-const Form PLAIN = {"Plain",
-                    MPU_init_listhead,
-                    MPU_insert_on_list_head,
-                    MPU_insert_on_list_tail,
-                    MPU_remove_from_list,
-                    MPU_remove_from_list_head,
-                    MPU_remove_from_list_tail,
-                    MPU_list_mt,
-                    "Listhead is not orphanized",
-                    "Listhead is Not Orphanized",
-                    0};
-const Form SAFE = {"Safe",
-                   MPU_init_listhead_safe,
-                   MPU_insert_on_list_head_safe,
-                   MPU_insert_on_list_tail_safe,
-                   MPU_remove_from_list_safe,
-                   MPU_remove_from_list_head_safe,
-                   MPU_remove_from_list_tail_safe,
-                   MPU_list_mt_safe,
-                   "Listhead is not Orphanized",
-                   " Listhead is not Orphanized",
-                   3};
+const Form_t PLAIN = {"Plain",
+                      MPU_init_listhead,
+                      MPU_insert_on_list_head,
+                      MPU_insert_on_list_tail,
+                      MPU_remove_from_list,
+                      MPU_remove_from_list_head,
+                      MPU_remove_from_list_tail,
+                      MPU_list_mt,
+                      "Listhead is not orphanized",
+                      "Listhead is Not Orphanized",
+                      0};
+const Form_t SAFE = {"Safe",
+                     MPU_init_listhead_safe,
+                     MPU_insert_on_list_head_safe,
+                     MPU_insert_on_list_tail_safe,
+                     MPU_remove_from_list_safe,
+                     MPU_remove_from_list_head_safe,
+                     MPU_remove_from_list_tail_safe,
+                     MPU_list_mt_safe,
+                     "Listhead is not Orphanized",
+                     " Listhead is not Orphanized",
+                     3};
 
-class Lists : public testing::TestWithParam<Form> {
+class Lists : public testing::TestWithParam<Form_t> {
 protected:
     Lists() {
         list.initHead(&head);
@@ -84,7 +84,7 @@ protected:
         return result;
     }
 
-    const Form& list = GetParam();
+    const Form_t& list = GetParam();
     LIST_t head{};
     std::array<LIST_t, 4> elements{};
 };
@@ -147,7 +147,7 @@ TEST_P(Lists, RemoveFromEmptyListReturnsNoneAndLeavesTheHead) {
 
 TEST_P(Lists, InsertAtHeadOfAnElementOnAListEndsTheProcess) {
     list.insertTail(&head, &elements[0]);
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         wrapped.exitIsShown = true;
         errno = EPERM;
         list.insertHead(&head, &elements[0]);
@@ -160,7 +160,7 @@ TEST_P(Lists, InsertAtHeadOfAnElementOnAListEndsTheProcess) {
 TEST_P(Lists, InsertAtTailOfAnElementOnAListEndsTheProcess) {
     list.insertTail(&head, &elements[0]);
     list.insertTail(&head, &elements[1]);
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         wrapped.exitIsShown = true;
         errno = EPERM;
         list.insertTail(&head, &elements[0]);
@@ -201,7 +201,7 @@ TEST_P(Lists, OnlyTheSafeFormWaitsForTheSpinLock) {
 }
 
 TEST(SafeLists, FailingInsertLeavesTheSpinLockFree) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         static LIST_t head;
         static LIST_t element;
         MPU_init_listhead(&head);

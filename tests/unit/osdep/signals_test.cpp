@@ -10,7 +10,8 @@
 #include <ucontext.h>
 #include <unistd.h>
 
-#include "child.h"
+#include "child_with_log.h"
+#include "folder.h"
 #include "mpu_gbl_private.h"
 #include "osdep.h"
 #include "wrapped.h"
@@ -27,7 +28,7 @@ std::uint32_t bigEndian32(const std::string& bytes, std::size_t at) {
 
 /** First 19 characters of this test program's first argument. */
 std::string ownName() {
-    const std::string commandLine = readFile("/proc/self/cmdline").substr(0, 50);
+    const std::string commandLine = testsupport::readFile("/proc/self/cmdline").substr(0, 50);
     return std::string(commandLine.c_str()).substr(0, 19);
 }
 
@@ -45,17 +46,17 @@ std::string expectedHeader() {
     return header;
 }
 
-struct SignalCase {
+struct SignalCase_t {
     const char* name;
     int signal;
     const char* failure;
 };
 
-void PrintTo(const SignalCase& test, std::ostream* out) {
+void PrintTo(const SignalCase_t& test, std::ostream* out) {
     *out << test.name;
 }
 
-const SignalCase SIGNALS[] = {
+const SignalCase_t SIGNALS[] = {
     {"SIGILL", SIGILL, "     - Unable to set sigaction for illegal instruction event.\n       Invalid argument\n"},
     {"SIGFPE", SIGFPE, "     - Unable to set sigaction for floating point exception event.\n       Invalid argument\n"},
     {"SIGSEGV", SIGSEGV, "     - Unable to set sigaction for segmentation violation event.\n       Invalid argument\n"},
@@ -65,13 +66,13 @@ const SignalCase SIGNALS[] = {
     {"SIGQUIT", SIGQUIT, "     - Unable to set sigaction for quit event from keyboard.\n       Invalid argument\n"},
 };
 
-class FatalSignal_t : public testing::TestWithParam<SignalCase> {};
+class FatalSignal_t : public testing::TestWithParam<SignalCase_t> {};
 
 INSTANTIATE_TEST_SUITE_P(Each, FatalSignal_t, testing::ValuesIn(SIGNALS),
                          [](const auto& test) { return test.param.name; });
 
 TEST_P(FatalSignal_t, LeavesARecordAndAborts) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         handleUnexpectedSignals();
         (void)std::printf("%d", static_cast<int>(getpid()));
         (void)std::fflush(stdout);
@@ -96,7 +97,7 @@ TEST_P(FatalSignal_t, LeavesARecordAndAborts) {
 }
 
 TEST_P(FatalSignal_t, ThatCannotBeCaughtIsReportedAndTheOthersAreInstalled) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         wrapped.failingSignal = GetParam().signal;
         handleUnexpectedSignals();
         (void)raise(GetParam().signal == SIGHUP ? SIGTERM : SIGHUP);
@@ -107,12 +108,12 @@ TEST_P(FatalSignal_t, ThatCannotBeCaughtIsReportedAndTheOthersAreInstalled) {
 }
 
 TEST(FatalSignals, FailuresAreReportedInTheOrderOfInstallation) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         wrapped.failingSignal = -1;
         handleUnexpectedSignals();
     });
     std::string all;
-    for (const SignalCase& each : SIGNALS) {
+    for (const SignalCase_t& each : SIGNALS) {
         all += each.failure;
     }
     EXPECT_EQ(child.err, all);
@@ -120,7 +121,7 @@ TEST(FatalSignals, FailuresAreReportedInTheOrderOfInstallation) {
 }
 
 TEST(FatalSignals, OtherSignalsAreLeftAlone) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         handleUnexpectedSignals();
         (void)raise(SIGUSR1);
     });
@@ -129,7 +130,7 @@ TEST(FatalSignals, OtherSignalsAreLeftAlone) {
 }
 
 TEST(FatalSignals, FaultingAddressIsInTheRecord) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         handleUnexpectedSignals();
         auto* nowhere = reinterpret_cast<volatile int*>(static_cast<std::uintptr_t>(0x1238));
         *nowhere = 1;
@@ -163,7 +164,7 @@ ucontext_t allThrees() {
 }
 
 TEST(FatalSignals, RegistersOfTheInterruptedCodeAreInTheRecord) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         siginfo_t information = allOnes();
         ucontext_t context = allThrees();
         catchEvent(SIGILL, &information, &context);
@@ -176,7 +177,7 @@ TEST(FatalSignals, RegistersOfTheInterruptedCodeAreInTheRecord) {
 }
 
 TEST(FatalSignals, MissingInformationAndContextLeaveZeros) {
-    const ChildResult child = runInChild([] { catchEvent(SIGILL, nullptr, nullptr); });
+    const ChildResult_t child = runInChild([] { catchEvent(SIGILL, nullptr, nullptr); });
     EXPECT_EQ(child.signal, SIGABRT);
     ASSERT_TRUE(child.event.has_value());
     EXPECT_EQ(child.event->header, expectedHeader());
@@ -184,13 +185,13 @@ TEST(FatalSignals, MissingInformationAndContextLeaveZeros) {
 }
 
 TEST(FatalSignals, InformationAndContextAreCopiedEachWhenItIsGiven) {
-    const ChildResult onlyInformation = runInChild([] {
+    const ChildResult_t onlyInformation = runInChild([] {
         siginfo_t information = allOnes();
         catchEvent(SIGILL, &information, nullptr);
     });
     ASSERT_TRUE(onlyInformation.event.has_value());
     EXPECT_EQ(onlyInformation.event->body, std::string(128, '\x11') + std::string(216, '\0'));
-    const ChildResult onlyContext = runInChild([] {
+    const ChildResult_t onlyContext = runInChild([] {
         ucontext_t context = allThrees();
         catchEvent(SIGILL, nullptr, &context);
     });
@@ -201,7 +202,7 @@ TEST(FatalSignals, InformationAndContextAreCopiedEachWhenItIsGiven) {
 sigjmp_buf pastTheFirstAbort;
 
 TEST(FatalSignals, NothingOfAnEarlierSignalIsInTheRecord) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         (void)std::signal(SIGABRT, [](int) { siglongjmp(pastTheFirstAbort, 1); });
         if (sigsetjmp(pastTheFirstAbort, 1) == 0) {
             siginfo_t information = allOnes();
@@ -219,7 +220,7 @@ TEST(FatalSignals, NothingOfAnEarlierSignalIsInTheRecord) {
 
 /** Signals are caught, then one comes, in a process whose command line is out of reach. */
 void signalWithout(const std::function<void()>& takeAway, const std::function<void()>& giveBack) {
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         takeAway();
         handleUnexpectedSignals();
         giveBack();
@@ -247,7 +248,7 @@ TEST(FatalSignals, ProcessNameIsEmptyWhenTheCommandLineCannotBeRead) {
 
 TEST(FatalSignals, RecordGoesOutWithTheAttachedParameterBlock) {
     static MPU_PARAMS_t params;
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         mpuParamsBlock = &params;
         catchEvent(SIGILL, nullptr, nullptr);
     });

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-#include "child.h"
+#include "child_with_log.h"
 #include "osdep.h"
 #include "trace.h"
 #include "version.h"
@@ -69,7 +69,7 @@ TEST_F(GetTz, ReadsALinkOfAnyLength) {
 
 TEST(Breakpoint, WritesNothingInAProcessOfOneModule) {
     const char* const names[] = {"ESA"};
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         TRACE__init(nullptr, nullptr, 1, names);
         (void)TRACE__setTraceLevel(0, 0xFFFF);
         MPU_breakpoint();
@@ -88,7 +88,7 @@ TEST(Breakpoint, WritesEntryAndExitLinesOfModule1WhenItsBit7IsSet) {
          {std::pair<U16_t, const char*>{0x0080, "ENTERING into func: MPU_breakpoint: BREAKPOINT\n"
                                                 "EXITING from func: MPU_breakpoint: BREAKPOINT\n"},
           {0xFF7F, ""}}) {
-        const ChildResult child = runInChild([&, bits = level] {
+        const ChildResult_t child = runInChild([&, bits = level] {
             TRACE__init(nullptr, nullptr, 2, names);
             (void)TRACE__setTraceLevel(1, bits);
             MPU_breakpoint();

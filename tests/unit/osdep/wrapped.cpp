@@ -11,7 +11,7 @@
 #include <sched.h>
 #include <unistd.h>
 
-WrappedCalls wrapped;
+WrappedCalls_t wrapped;
 
 extern "C" {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-struct WrappedCalls {
+struct WrappedCalls_t {
     int mutexInitError = 0; /**< pthread_mutex_init's result, if not 0; likewise below */
     int mutexDestroyError = 0;
     int mutexLockError = 0;
@@ -25,4 +25,4 @@ struct WrappedCalls {
     int lockFreeAfter = 0; /**< the sched_yield of this number stores 1 in `lock` */
 };
 
-extern WrappedCalls wrapped;
+extern WrappedCalls_t wrapped;

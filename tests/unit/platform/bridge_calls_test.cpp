@@ -22,21 +22,21 @@
 namespace {
 
 TEST(BridgeCalls, ARequestGoesOutInOneWrite) {
-    TappedLine line;
+    TappedLine_t line;
     line.afterWrite = [&](std::size_t, std::size_t count) {
         line.answer({0x41});
         return static_cast<ssize_t>(count);
     };
-    const Bytes data(255, 0x33);
+    const Bytes_t data(255, 0x33);
     EXPECT_EQ(write_i2c_data(line.fd, 0x63, 0x10, data.data(), 255), 255);
     ASSERT_EQ(line.writes.size(), 1U);
-    Bytes expected(259, 0x33);
-    std::ranges::copy(Bytes{0x57, 0x63, 0x10, 0xFF}, expected.begin());
+    Bytes_t expected(259, 0x33);
+    std::ranges::copy(Bytes_t{0x57, 0x63, 0x10, 0xFF}, expected.begin());
     EXPECT_EQ(line.writes[0], expected);
 }
 
 TEST(BridgeCalls, AWriteThatASignalCutShortIsMadeAgain) {
-    TappedLine line;
+    TappedLine_t line;
     line.afterWrite = [&](std::size_t callNumber, std::size_t count) -> ssize_t {
         if (callNumber == 1) {
             errno = EINTR;
@@ -48,11 +48,11 @@ TEST(BridgeCalls, AWriteThatASignalCutShortIsMadeAgain) {
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x42);
-    EXPECT_EQ(line.writes, (std::vector<Bytes>{{0x52, 0x4C, 0x00, 0x01}, {0x52, 0x4C, 0x00, 0x01}}));
+    EXPECT_EQ(line.writes, (std::vector<Bytes_t>{{0x52, 0x4C, 0x00, 0x01}, {0x52, 0x4C, 0x00, 0x01}}));
 }
 
 TEST(BridgeCalls, ARequestThatWentOutInPartFailsTheTransfer) {
-    TappedLine line;
+    TappedLine_t line;
     line.afterWrite = [](std::size_t, std::size_t) -> ssize_t { return 3; };
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
@@ -61,7 +61,7 @@ TEST(BridgeCalls, ARequestThatWentOutInPartFailsTheTransfer) {
 }
 
 TEST(BridgeCalls, AWriteThatFailsFailsTheTransfer) {
-    TappedLine line;
+    TappedLine_t line;
     line.afterWrite = [](std::size_t, std::size_t) -> ssize_t {
         errno = EAGAIN;
         return -1;
@@ -73,7 +73,7 @@ TEST(BridgeCalls, AWriteThatFailsFailsTheTransfer) {
 }
 
 TEST(BridgeCalls, InputThatIsThereBeforeTheRequestIsNotItsReply) {
-    TappedLine line;
+    TappedLine_t line;
     line.answer({0x41, 0x11});
     line.afterWrite = [&](std::size_t, std::size_t count) {
         line.answer({0x41, 0x22});
@@ -85,10 +85,10 @@ TEST(BridgeCalls, InputThatIsThereBeforeTheRequestIsNotItsReply) {
 }
 
 TEST(BridgeCalls, AfterGarbageTheNextTransferWatchesTheLineUntilItIsQuiet) {
-    TappedLine line;
-    std::vector<Bytes> rest{{0x41, 0x55}, {0x41, 0x56}}; // arrives only while the next transfer watches the line
+    TappedLine_t line;
+    std::vector<Bytes_t> rest{{0x41, 0x55}, {0x41, 0x56}}; // arrives only while the next transfer watches the line
     line.afterWrite = [&](std::size_t callNumber, std::size_t count) {
-        line.answer(callNumber == 1 ? Bytes{0x3F} : Bytes{0x41, 0x22});
+        line.answer(callNumber == 1 ? Bytes_t{0x3F} : Bytes_t{0x41, 0x22});
         return static_cast<ssize_t>(count);
     };
     line.beforePoll = [&](int timeoutMs) {
@@ -107,7 +107,7 @@ TEST(BridgeCalls, AfterGarbageTheNextTransferWatchesTheLineUntilItIsQuiet) {
 }
 
 TEST(BridgeCalls, AFarEndThatNeverStopsDoesNotHoldTheTransferUp) {
-    TappedLine line;
+    TappedLine_t line;
     line.beforePoll = [&](int) { line.answer({0x3F}); };
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
@@ -116,7 +116,7 @@ TEST(BridgeCalls, AFarEndThatNeverStopsDoesNotHoldTheTransferUp) {
 }
 
 TEST(BridgeCalls, AWaitThatASignalOrAClockEndsEarlyGoesOn) {
-    TappedLine line;
+    TappedLine_t line;
     int waits = 0;
     onPoll = [&](pollfd* fds, nfds_t count, int timeout) {
         if (timeout > 0 && !line.writes.empty() && ++waits < 3) { // the clearing of the line does not wait
@@ -135,7 +135,7 @@ TEST(BridgeCalls, AWaitThatASignalOrAClockEndsEarlyGoesOn) {
 }
 
 TEST(BridgeCalls, AWaitThatFailsFailsTheTransfer) {
-    TappedLine line;
+    TappedLine_t line;
     onPoll = [](pollfd*, nfds_t, int) {
         errno = ENOMEM;
         return -1;
@@ -146,7 +146,7 @@ TEST(BridgeCalls, AWaitThatFailsFailsTheTransfer) {
 }
 
 TEST(BridgeCalls, ALineInErrorWithoutInputFailsTheTransfer) {
-    TappedLine line;
+    TappedLine_t line;
     onPoll = [](pollfd* fds, nfds_t, int) {
         fds->revents = POLLERR;
         return 1;
@@ -157,7 +157,7 @@ TEST(BridgeCalls, ALineInErrorWithoutInputFailsTheTransfer) {
 }
 
 /** The reply is on the line; its reads go as `onRead` says. */
-int readWithReply(TappedLine& line, U8_t* data) {
+int readWithReply(TappedLine_t& line, U8_t* data) {
     line.afterWrite = [&](std::size_t, std::size_t count) {
         line.answer({0x41, 0x22});
         return static_cast<ssize_t>(count);
@@ -166,7 +166,7 @@ int readWithReply(TappedLine& line, U8_t* data) {
 }
 
 TEST(BridgeCalls, AReadThatASignalStopsOrThatComesTooEarlyIsMadeAgain) {
-    TappedLine line;
+    TappedLine_t line;
     std::vector<int> errors{EINTR, EAGAIN};
     onRead = [&](int fd, void* bytes, std::size_t count) -> ssize_t {
         if (errors.empty()) {
@@ -184,7 +184,7 @@ TEST(BridgeCalls, AReadThatASignalStopsOrThatComesTooEarlyIsMadeAgain) {
 
 TEST(BridgeCalls, AReadThatFailsOrGivesNothingFailsTheTransfer) {
     for (const auto& [result, error, seen] : {std::tuple<ssize_t, int, int>{-1, EBADMSG, EBADMSG}, {0, 0, EIO}}) {
-        TappedLine line;
+        TappedLine_t line;
         onRead = [&, result = result, error = error](int, void*, std::size_t) {
             errno = error;
             return result;
@@ -196,7 +196,7 @@ TEST(BridgeCalls, AReadThatFailsOrGivesNothingFailsTheTransfer) {
 }
 
 TEST(BridgeCalls, ADescriptorThatDoesNotBlockWillDo) {
-    TappedLine line;
+    TappedLine_t line;
     ASSERT_EQ(fcntl(line.fd, F_SETFL, O_NONBLOCK), 0);
     line.afterWrite = [&](std::size_t, std::size_t count) {
         line.answer({0x41, 0x22});

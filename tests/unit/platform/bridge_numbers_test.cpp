@@ -11,8 +11,8 @@
 namespace {
 
 /** A far end that numbers its replies: answers every greeting, and each request with the next of `replies`. */
-struct NumberingPeer : TappedLine {
-    explicit NumberingPeer(std::vector<Bytes> script) : replies(std::move(script)) {
+struct NumberingPeer_t : TappedLine_t {
+    explicit NumberingPeer_t(std::vector<Bytes_t> script) : replies(std::move(script)) {
         afterGreeting = [this](U8_t number) -> ssize_t {
             greetingNumbers.push_back(number);
             answer(beforeGreetingsAnswer);
@@ -28,38 +28,38 @@ struct NumberingPeer : TappedLine {
         };
     }
 
-    std::vector<Bytes> replies;
-    Bytes greetingNumbers;
-    Bytes beforeGreetingsAnswer;
+    std::vector<Bytes_t> replies;
+    Bytes_t greetingNumbers;
+    Bytes_t beforeGreetingsAnswer;
 };
 
 TEST(BridgeNumbers, AFarEndThatAnswersTheGreetingGetsNumberedRequests) {
-    NumberingPeer peer({{0x61, 0x82, 0x01, 0x1C}, {0x61, 0x83, 0x00}, {0x61, 0x84, 0x03, 0x02, 0x40, 0x7F}});
-    Bytes data{0xDE, 0, 0};
+    NumberingPeer_t peer({{0x61, 0x82, 0x01, 0x1C}, {0x61, 0x83, 0x00}, {0x61, 0x84, 0x03, 0x02, 0x40, 0x7F}});
+    Bytes_t data{0xDE, 0, 0};
     EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data[1], 1), 1);
     EXPECT_EQ(data[1], 0x1C);
     EXPECT_EQ(write_i2c_data(peer.fd, 0x28, 0x4E, data.data(), 1), 1);
     EXPECT_EQ(read_i2c_data(peer.fd, 0x63, 0x10, data.data(), 3), 3);
-    EXPECT_EQ(data, (Bytes{0x02, 0x40, 0x7F}));
-    EXPECT_EQ(peer.greetingNumbers, Bytes{0x81});
-    EXPECT_EQ(peer.writes, (std::vector<Bytes>{{0x72, 0x82, 0x4C, 0x00, 0x01},
-                                               {0x77, 0x83, 0x28, 0x4E, 0x01, 0xDE},
-                                               {0x72, 0x84, 0x63, 0x10, 0x03}}));
+    EXPECT_EQ(data, (Bytes_t{0x02, 0x40, 0x7F}));
+    EXPECT_EQ(peer.greetingNumbers, Bytes_t{0x81});
+    EXPECT_EQ(peer.writes, (std::vector<Bytes_t>{{0x72, 0x82, 0x4C, 0x00, 0x01},
+                                                 {0x77, 0x83, 0x28, 0x4E, 0x01, 0xDE},
+                                                 {0x72, 0x84, 0x63, 0x10, 0x03}}));
 }
 
 TEST(BridgeNumbers, TheLongestTransfersFitTheirFrames) {
-    Bytes reply{0x61, 0x82, 0xFF};
+    Bytes_t reply{0x61, 0x82, 0xFF};
     reply.resize(258, 0x5A);
-    NumberingPeer peer({reply, {0x61, 0x83, 0x00}});
-    Bytes data(255);
+    NumberingPeer_t peer({reply, {0x61, 0x83, 0x00}});
+    Bytes_t data(255);
     EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, data.data(), 255), 255);
-    EXPECT_EQ(data, Bytes(255, 0x5A));
+    EXPECT_EQ(data, Bytes_t(255, 0x5A));
     EXPECT_EQ(write_i2c_data(peer.fd, 0x4C, 0x00, data.data(), 255), 255);
     EXPECT_EQ(peer.writes[1].size(), 260U);
 }
 
 TEST(BridgeNumbers, NumbersKeepTheirTopBitAndComeRoundAgain) {
-    NumberingPeer peer({});
+    NumberingPeer_t peer({});
     peer.afterWrite = [&](std::size_t, std::size_t count) {
         peer.answer({0x61, peer.writes.back()[1], 0x01, 0x00});
         return static_cast<ssize_t>(count);
@@ -75,7 +75,7 @@ TEST(BridgeNumbers, NumbersKeepTheirTopBitAndComeRoundAgain) {
 }
 
 TEST(BridgeNumbers, ARefusalFailsAtOnceAndNeedsNoGreeting) {
-    NumberingPeer peer({{0x6E, 0x82}, {0x61, 0x83, 0x01, 0x05}});
+    NumberingPeer_t peer({{0x6E, 0x82}, {0x61, 0x83, 0x01, 0x05}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.fd, 0x2D, 0x48, &data, 1), -1);
     EXPECT_EQ(errno, ENXIO);
@@ -85,25 +85,25 @@ TEST(BridgeNumbers, ARefusalFailsAtOnceAndNeedsNoGreeting) {
 }
 
 TEST(BridgeNumbers, RepliesToEarlierRequestsArePassedOver) {
-    NumberingPeer peer({{0x61, 0x81, 0x02, 0x61, 0x82, 0x6E, 0x80, 0x68, 0x82, 0x61, 0x82, 0x01, 0x22}});
+    NumberingPeer_t peer({{0x61, 0x81, 0x02, 0x61, 0x82, 0x6E, 0x80, 0x68, 0x82, 0x61, 0x82, 0x01, 0x22}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x22);
 }
 
 TEST(BridgeNumbers, AReplyAfterItsTimeIsNeverTheNextRequests) {
-    NumberingPeer peer({{}, {0x61, 0x84, 0x01, 0x22}});
+    NumberingPeer_t peer({{}, {0x61, 0x84, 0x01, 0x22}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), -1);
     EXPECT_EQ(errno, ETIMEDOUT);
     peer.beforeGreetingsAnswer = {0x61, 0x82, 0x01, 0x11}; // comes when the next transfer has begun
     EXPECT_EQ(read_i2c_data(peer.fd, 0x4B, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x22);
-    EXPECT_EQ(peer.greetingNumbers, (Bytes{0x81, 0x83}));
+    EXPECT_EQ(peer.greetingNumbers, (Bytes_t{0x81, 0x83}));
 }
 
 TEST(BridgeNumbers, AReplyOfTheWrongLengthOrKindFailsTheTransfer) {
-    NumberingPeer peer({{0x61, 0x82, 0x02, 0x01, 0x02}, {0x41, 0x1C}, {0x00, 0x86}, {0x61, 0x88, 0x01, 0x09}});
+    NumberingPeer_t peer({{0x61, 0x82, 0x02, 0x01, 0x02}, {0x41, 0x1C}, {0x00, 0x86}, {0x61, 0x88, 0x01, 0x09}});
     U8_t data = 0;
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), -1) << i;
@@ -111,11 +111,11 @@ TEST(BridgeNumbers, AReplyOfTheWrongLengthOrKindFailsTheTransfer) {
     }
     EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x09);
-    EXPECT_EQ(peer.greetingNumbers, (Bytes{0x81, 0x83, 0x85, 0x87}));
+    EXPECT_EQ(peer.greetingNumbers, (Bytes_t{0x81, 0x83, 0x85, 0x87}));
 }
 
 TEST(BridgeNumbers, AFarEndThatUsedToAnswerGetsNoRequestBeforeItAnswersAgain) {
-    NumberingPeer peer({{0x61, 0x82, 0x01, 0x01}, {}});
+    NumberingPeer_t peer({{0x61, 0x82, 0x01, 0x01}, {}});
     U8_t data = 0;
     ASSERT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), 1);
     ASSERT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), -1);
@@ -132,7 +132,7 @@ TEST(BridgeNumbers, AFarEndThatUsedToAnswerGetsNoRequestBeforeItAnswersAgain) {
 }
 
 TEST(BridgeNumbers, AFarEndThatMissedTenGreetingsInARowIsTakenForAnotherOne) {
-    NumberingPeer peer({{0x61, 0x82, 0x01, 0x01}, {}, {0x41, 0x44}});
+    NumberingPeer_t peer({{0x61, 0x82, 0x01, 0x01}, {}, {0x41, 0x44}});
     U8_t data = 0;
     ASSERT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), 1);
     ASSERT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), -1);
@@ -142,11 +142,11 @@ TEST(BridgeNumbers, AFarEndThatMissedTenGreetingsInARowIsTakenForAnotherOne) {
     }
     EXPECT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x44);
-    EXPECT_EQ(peer.writes.back(), (Bytes{0x52, 0x4C, 0x00, 0x01}));
+    EXPECT_EQ(peer.writes.back(), (Bytes_t{0x52, 0x4C, 0x00, 0x01}));
 }
 
 TEST(BridgeNumbers, AGreetingThatCannotBeSentFailsTheTransfer) {
-    NumberingPeer peer({});
+    NumberingPeer_t peer({});
     peer.afterGreeting = [](U8_t) -> ssize_t {
         errno = EBADMSG;
         return -1;

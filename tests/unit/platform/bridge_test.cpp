@@ -15,13 +15,13 @@
 namespace {
 
 /** `count` bytes from `first` on: 'first', first + 1, ... */
-Bytes counting(U8_t first, std::size_t count) {
-    Bytes bytes(count);
+Bytes_t counting(U8_t first, std::size_t count) {
+    Bytes_t bytes(count);
     std::iota(bytes.begin(), bytes.end(), first);
     return bytes;
 }
 
-Bytes operator+(Bytes left, const Bytes& right) {
+Bytes_t operator+(Bytes_t left, const Bytes_t& right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;
 }
@@ -35,68 +35,68 @@ long long millisecondsOf(F transfer) {
 }
 
 TEST(BridgeRead, SendsTheRequestAndReturnsTheLengthAndTheByte) {
-    ScriptedPeer peer({{4, {{0, {0x41, 0x1C}}}}});
+    ScriptedPeer_t peer({{4, {{0, {0x41, 0x1C}}}}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x1C);
-    EXPECT_EQ(peer.received(), (Bytes{0x52, 0x4C, 0x00, 0x01}));
+    EXPECT_EQ(peer.received(), (Bytes_t{0x52, 0x4C, 0x00, 0x01}));
 }
 
 TEST(BridgeRead, TakesEveryLengthFrom1To255) {
-    std::vector<Turn> turns;
-    Bytes requests;
+    std::vector<Turn_t> turns;
+    Bytes_t requests;
     for (std::size_t length = 1; length <= 255; ++length) {
-        turns.push_back({4, {{0, Bytes{0x41} + counting(0x80, length)}}});
-        requests = requests + Bytes{0x52, 0x63, 0x10, static_cast<U8_t>(length)};
+        turns.push_back({4, {{0, Bytes_t{0x41} + counting(0x80, length)}}});
+        requests = requests + Bytes_t{0x52, 0x63, 0x10, static_cast<U8_t>(length)};
     }
-    ScriptedPeer peer(turns);
+    ScriptedPeer_t peer(turns);
     for (int length = 1; length <= 255; ++length) {
         const auto count = static_cast<std::size_t>(length);
-        Bytes data(count + 1, 0xEE);
+        Bytes_t data(count + 1, 0xEE);
         EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x10, data.data(), length), length);
-        EXPECT_EQ(data, counting(0x80, count) + Bytes{0xEE}) << "nothing is stored beyond the length";
+        EXPECT_EQ(data, counting(0x80, count) + Bytes_t{0xEE}) << "nothing is stored beyond the length";
     }
     EXPECT_EQ(peer.received(), requests);
 }
 
 TEST(BridgeRead, CarriesEveryByteValueUnchanged) {
     // XON, XOFF, carriage return, interrupt and the protocol's own letters are data like any other.
-    ScriptedPeer peer({{4, {{0, Bytes{0x41} + counting(0x00, 255)}}}, {4, {{0, {0x41, 0xFF}}}}});
-    Bytes data(255);
+    ScriptedPeer_t peer({{4, {{0, Bytes_t{0x41} + counting(0x00, 255)}}}, {4, {{0, {0x41, 0xFF}}}}});
+    Bytes_t data(255);
     EXPECT_EQ(read_i2c_data(peer.line(), 0x00, 0xFF, data.data(), 255), 255);
     EXPECT_EQ(data, counting(0x00, 255));
     EXPECT_EQ(read_i2c_data(peer.line(), 0x7F, 0x11, data.data(), 1), 1);
     EXPECT_EQ(data[0], 0xFF);
-    EXPECT_EQ(peer.received(), (Bytes{0x52, 0x00, 0xFF, 0xFF, 0x52, 0x7F, 0x11, 0x01}));
+    EXPECT_EQ(peer.received(), (Bytes_t{0x52, 0x00, 0xFF, 0xFF, 0x52, 0x7F, 0x11, 0x01}));
 }
 
 TEST(BridgeWrite, SendsRegisterLengthAndDataAndReturnsTheLength) {
-    ScriptedPeer peer({{7, {{0, {0x41}}}}});
+    ScriptedPeer_t peer({{7, {{0, {0x41}}}}});
     const U8_t data[] = {0xDE, 0x00, 0x0A};
     EXPECT_EQ(write_i2c_data(peer.line(), 0x28, 0x4E, data, 3), 3);
-    EXPECT_EQ(peer.received(), (Bytes{0x57, 0x28, 0x4E, 0x03, 0xDE, 0x00, 0x0A}));
+    EXPECT_EQ(peer.received(), (Bytes_t{0x57, 0x28, 0x4E, 0x03, 0xDE, 0x00, 0x0A}));
 }
 
 TEST(BridgeWrite, TakesEveryLengthFrom1To255) {
-    std::vector<Turn> turns;
-    Bytes requests;
+    std::vector<Turn_t> turns;
+    Bytes_t requests;
     for (std::size_t length = 1; length <= 255; ++length) {
         turns.push_back({4 + length, {{0, {0x41}}}});
-        requests = requests + Bytes{0x57, 0x41, 0x98, static_cast<U8_t>(length)} + counting(0x01, length);
+        requests = requests + Bytes_t{0x57, 0x41, 0x98, static_cast<U8_t>(length)} + counting(0x01, length);
     }
-    ScriptedPeer peer(turns);
+    ScriptedPeer_t peer(turns);
     for (int length = 1; length <= 255; ++length) {
-        const Bytes data = counting(0x01, static_cast<std::size_t>(length));
+        const Bytes_t data = counting(0x01, static_cast<std::size_t>(length));
         EXPECT_EQ(write_i2c_data(peer.line(), 0x41, 0x98, data.data(), length), length);
     }
     EXPECT_EQ(peer.received(), requests);
 }
 
 TEST(BridgeReply, MayComeInPieces) {
-    ScriptedPeer peer({{4, {{30, {0x41}}, {30, {0x11}}, {30, {0x22, 0x33}}, {30, {0x44}}}}, {5, {{60, {0x41}}}}});
-    Bytes data(4);
+    ScriptedPeer_t peer({{4, {{30, {0x41}}, {30, {0x11}}, {30, {0x22, 0x33}}, {30, {0x44}}}}, {5, {{60, {0x41}}}}});
+    Bytes_t data(4);
     EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x20, data.data(), 4), 4);
-    EXPECT_EQ(data, (Bytes{0x11, 0x22, 0x33, 0x44}));
+    EXPECT_EQ(data, (Bytes_t{0x11, 0x22, 0x33, 0x44}));
     EXPECT_EQ(write_i2c_data(peer.line(), 0x63, 0x21, data.data(), 1), 1);
 }
 
@@ -108,7 +108,7 @@ TEST(BridgeReply, IsAwaitedThroughSignals) {
     ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
     const itimerval every10Ms{{0, 10000}, {0, 10000}};
     ASSERT_EQ(setitimer(ITIMER_REAL, &every10Ms, nullptr), 0);
-    ScriptedPeer peer({{4, {{150, {0x41}}, {50, {0x77}}}}});
+    ScriptedPeer_t peer({{4, {{150, {0x41}}, {50, {0x77}}}}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4A, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x77);
@@ -117,7 +117,7 @@ TEST(BridgeReply, IsAwaitedThroughSignals) {
 }
 
 TEST(BridgeFailure, ARefusalFailsTheTransferAtOnceAndTheNextOneIsGood) {
-    ScriptedPeer peer({{4, {{0, {0x4E}}}}, {5, {{0, {0x4E}}}}, {4, {{0, {0x41, 0x05}}}}});
+    ScriptedPeer_t peer({{4, {{0, {0x4E}}}}, {5, {{0, {0x4E}}}}, {4, {{0, {0x41, 0x05}}}}});
     U8_t data = 0x99;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x2D, 0x48, &data, 1), -1);
     EXPECT_EQ(errno, ENXIO);
@@ -125,11 +125,11 @@ TEST(BridgeFailure, ARefusalFailsTheTransferAtOnceAndTheNextOneIsGood) {
     EXPECT_EQ(errno, ENXIO);
     EXPECT_EQ(read_i2c_data(peer.line(), 0x28, 0x48, &data, 1), 1);
     EXPECT_EQ(data, 0x05);
-    EXPECT_EQ(peer.received(), (Bytes{0x52, 0x2D, 0x48, 0x01, 0x57, 0x2D, 0x48, 0x01, 0x99, 0x52, 0x28, 0x48, 0x01}));
+    EXPECT_EQ(peer.received(), (Bytes_t{0x52, 0x2D, 0x48, 0x01, 0x57, 0x2D, 0x48, 0x01, 0x99, 0x52, 0x28, 0x48, 0x01}));
 }
 
 TEST(BridgeFailure, SilenceFailsTheTransferAfter500Milliseconds) {
-    ScriptedPeer peer({{4, {}}, {5, {}}});
+    ScriptedPeer_t peer({{4, {}}, {5, {}}});
     U8_t data = 0;
     EXPECT_GE(millisecondsOf([&] {
                   EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), -1);
@@ -144,44 +144,44 @@ TEST(BridgeFailure, SilenceFailsTheTransferAfter500Milliseconds) {
 }
 
 TEST(BridgeFailure, AReplyThatStopsHalfWayFailsTheTransferAfter500Milliseconds) {
-    ScriptedPeer peer({{4, {{0, {0x41, 0x01, 0x02}}}}});
-    Bytes data(4);
+    ScriptedPeer_t peer({{4, {{0, {0x41, 0x01, 0x02}}}}});
+    Bytes_t data(4);
     EXPECT_GE(millisecondsOf([&] { EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x00, data.data(), 4), -1); }), 490);
     EXPECT_EQ(errno, ETIMEDOUT);
 }
 
 TEST(BridgeFailure, TheLimitHoldsForTheWholeReplyNotForEachPiece) {
-    std::vector<Piece> trickle(8, Piece{200, {0x41}});
-    ScriptedPeer peer({{4, trickle}});
-    Bytes data(7);
+    std::vector<Piece_t> trickle(8, Piece_t{200, {0x41}});
+    ScriptedPeer_t peer({{4, trickle}});
+    Bytes_t data(7);
     EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x00, data.data(), 7), -1);
     EXPECT_EQ(errno, ETIMEDOUT);
 }
 
 TEST(BridgeFailure, InputLeftOverFromATimedOutTransferIsThrownAway) {
-    ScriptedPeer peer({{4, {}}, {4, {{0, {0x41, 0x22}}}}, {5, {{0, {0x41}}}}});
+    ScriptedPeer_t peer({{4, {}}, {4, {{0, {0x41, 0x22}}}}, {5, {{0, {0x41}}}}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), -1);
     peer.sendNow({0x41, 0x11}); // the late answer to the first request
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4B, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x22);
     EXPECT_EQ(write_i2c_data(peer.line(), 0x4B, 0x01, &data, 1), 1);
-    EXPECT_EQ(peer.received(), (Bytes{0x52, 0x4C, 0x00, 0x01, 0x52, 0x4B, 0x00, 0x01, 0x57, 0x4B, 0x01, 0x01, 0x22}));
+    EXPECT_EQ(peer.received(), (Bytes_t{0x52, 0x4C, 0x00, 0x01, 0x52, 0x4B, 0x00, 0x01, 0x57, 0x4B, 0x01, 0x01, 0x22}));
 }
 
 TEST(BridgeFailure, AReplyThatComesAt530MillisecondsIsNotTheNextRequestsNorThatOfAnyLaterOne) {
-    ScriptedPeer peer(
+    ScriptedPeer_t peer(
         {{4, {{530, {0x41, 0x11}}}}, {4, {{0, {0x41, 0x22}}}}, {4, {{0, {0x41, 0x33}}}}, {4, {{0, {0x41, 0x44}}}}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), -1);
-    for (U8_t expected : Bytes{0x22, 0x33, 0x44}) {
+    for (U8_t expected : Bytes_t{0x22, 0x33, 0x44}) {
         EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), 1);
         EXPECT_EQ(data, expected);
     }
 }
 
 TEST(BridgeFailure, ALineThatTimedOutThreeTimesFailsFastAndIsTriedOnceASecond) {
-    ScriptedPeer peer({{4, {}}, {4, {}}, {4, {}}, {4, {{0, {0x41, 0x22}}}}, {4, {{0, {0x41, 0x33}}}}});
+    ScriptedPeer_t peer({{4, {}}, {4, {}}, {4, {}}, {4, {{0, {0x41, 0x22}}}}, {4, {{0, {0x41, 0x33}}}}});
     U8_t data = 0;
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x00, &data, 1), -1);
@@ -202,16 +202,16 @@ TEST(BridgeFailure, ALineThatTimedOutThreeTimesFailsFastAndIsTriedOnceASecond) {
 }
 
 TEST(BridgeFailure, MoreStrayInputThanOneReadTakesIsThrownAway) {
-    ScriptedPeer peer({{4, {}}, {4, {{0, {0x41, 0x22}}}}});
+    ScriptedPeer_t peer({{4, {}}, {4, {{0, {0x41, 0x22}}}}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), -1);
-    peer.sendNow(Bytes(1000, 0x41));
+    peer.sendNow(Bytes_t(1000, 0x41));
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x22);
 }
 
 TEST(BridgeFailure, BytesBeyondAGoodReplyAreNotTakenForTheNextOne) {
-    ScriptedPeer peer({{4, {{0, {0x41, 0x01, 0x41, 0x02}}}}, {4, {{0, {0x41, 0x03}}}}});
+    ScriptedPeer_t peer({{4, {{0, {0x41, 0x01, 0x41, 0x02}}}}, {4, {{0, {0x41, 0x03}}}}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), 1);
     EXPECT_EQ(data, 0x01);
@@ -220,8 +220,8 @@ TEST(BridgeFailure, BytesBeyondAGoodReplyAreNotTakenForTheNextOne) {
 }
 
 TEST(BridgeFailure, AStatusByteThatIsNoneFailsTheTransfer) {
-    for (U8_t status : Bytes{0x00, 0x42, 0x52, 0x57, 0x61, 0x6E, 0xC1, 0xFF}) {
-        ScriptedPeer peer({{4, {{0, {status, 0x41, 0x12}}}}, {4, {{0, {0x41, 0x34}}}}});
+    for (U8_t status : Bytes_t{0x00, 0x42, 0x52, 0x57, 0x61, 0x6E, 0xC1, 0xFF}) {
+        ScriptedPeer_t peer({{4, {{0, {status, 0x41, 0x12}}}}, {4, {{0, {0x41, 0x34}}}}});
         U8_t data = 0;
         EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), -1) << "status " << int{status};
         EXPECT_EQ(errno, EPROTO);
@@ -231,7 +231,7 @@ TEST(BridgeFailure, AStatusByteThatIsNoneFailsTheTransfer) {
 }
 
 TEST(BridgeFailure, APeerThatHangsUpFailsThisTransferAndAllLaterOnesAtOnce) {
-    ScriptedPeer peer({{4, {{0, {0x41}}}, true}});
+    ScriptedPeer_t peer({{4, {{0, {0x41}}}, true}});
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), -1);
     EXPECT_EQ(errno, EIO);
@@ -242,7 +242,7 @@ TEST(BridgeFailure, APeerThatHangsUpFailsThisTransferAndAllLaterOnesAtOnce) {
 }
 
 TEST(BridgeFailure, APeerThatHungUpBeforeTheFirstTransferFailsIt) {
-    ScriptedPeer peer({{0, {}, true}});
+    ScriptedPeer_t peer({{0, {}, true}});
     peer.received();
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, &data, 1), -1);
@@ -250,27 +250,27 @@ TEST(BridgeFailure, APeerThatHungUpBeforeTheFirstTransferFailsIt) {
 }
 
 TEST(TransferArguments, ALengthOutside1To255IsRefusedAndNothingIsSent) {
-    ScriptedPeer peer({});
-    Bytes data(512);
+    ScriptedPeer_t peer({});
+    Bytes_t data(512);
     for (int length : {0, -1, 256, 257, 65536 + 1, -2147483647 - 1}) {
         EXPECT_EQ(read_i2c_data(peer.line(), 0x4C, 0x00, data.data(), length), -1) << length;
         EXPECT_EQ(errno, EINVAL);
         EXPECT_EQ(write_i2c_data(peer.line(), 0x4C, 0x00, data.data(), length), -1) << length;
         EXPECT_EQ(errno, EINVAL);
     }
-    EXPECT_EQ(peer.received(), Bytes{});
+    EXPECT_EQ(peer.received(), Bytes_t{});
 }
 
 TEST(TransferArguments, AnAddressOfMoreThan7BitsIsRefusedAndNothingIsSent) {
-    ScriptedPeer peer({});
+    ScriptedPeer_t peer({});
     U8_t data = 0;
-    for (U8_t address : Bytes{0x80, 0xC6, 0xFF}) {
+    for (U8_t address : Bytes_t{0x80, 0xC6, 0xFF}) {
         EXPECT_EQ(read_i2c_data(peer.line(), address, 0x00, &data, 1), -1);
         EXPECT_EQ(errno, EINVAL);
         EXPECT_EQ(write_i2c_data(peer.line(), address, 0x00, &data, 1), -1);
         EXPECT_EQ(errno, EINVAL);
     }
-    EXPECT_EQ(peer.received(), Bytes{});
+    EXPECT_EQ(peer.received(), Bytes_t{});
 }
 
 TEST(TransferDescriptor, OneThatIsNotOpenFails) {
@@ -311,7 +311,7 @@ TEST(TransferDescriptor, ANumberThatIsOpenedAgainIsLookedAtAgain) {
     U8_t data = 0;
     int number = -1;
     {
-        ScriptedPeer peer({{4, {{0, {0x41, 0x01}}}}});
+        ScriptedPeer_t peer({{4, {{0, {0x41, 0x01}}}}});
         number = dup(peer.line());
         EXPECT_EQ(read_i2c_data(number, 0x4C, 0x00, &data, 1), 1);
         close(number);

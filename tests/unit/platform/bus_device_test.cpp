@@ -2,7 +2,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
@@ -17,14 +16,17 @@
 #include <unistd.h>
 
 #include "bytes.h"
+#include "folder.h"
 #include "platform.h"
 #include "wrapped_calls.h"
 
 namespace {
 
+using testsupport::Bytes_t;
+
 /** A bridge without numbers at a pseudo-terminal: every read is answered with `value`. */
-struct Bridge {
-    explicit Bridge(U8_t answer) : value(answer) {
+struct Bridge_t {
+    explicit Bridge_t(U8_t answer) : value(answer) {
         termios settings{};
         cfmakeraw(&settings);
         settings.c_cflag |= HUPCL;
@@ -34,12 +36,12 @@ struct Bridge {
         near = slave;
         path = name;
     }
-    ~Bridge() {
+    ~Bridge_t() {
         close(near);
         close(far);
     }
-    Bridge(const Bridge&) = delete;
-    Bridge& operator=(const Bridge&) = delete;
+    Bridge_t(const Bridge_t&) = delete;
+    Bridge_t& operator=(const Bridge_t&) = delete;
 
     int far = -1;
     int near = -1; /**< keeps the line open while nobody uses it */
@@ -65,10 +67,6 @@ dev_t deviceOf(const std::string& path) {
 class BusDevice : public testing::Test {
 protected:
     BusDevice() {
-        std::string pattern = testing::TempDir() + "/bus.XXXXXX";
-        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-        folder = pattern;
-        name = folder + "/enc-0";
         onOpen = [this](const char* path, int flags, mode_t mode) {
             if (std::string(path) != "/dev/enc-0") {
                 return __real_open64(path, flags, mode);
@@ -88,7 +86,6 @@ protected:
         onOpen = nullptr;
         onWrite = nullptr;
         close(fd);
-        std::filesystem::remove_all(folder);
     }
 
     ssize_t take(const U8_t* bytes, std::size_t count) {
@@ -100,7 +97,7 @@ protected:
             return -1;
         }
         ++bridge->requests;
-        const Bytes reply{0x41, bridge->value};
+        const Bytes_t reply{0x41, bridge->value};
         if (!bridge->silent) {
             EXPECT_EQ(__real_write(bridge->far, reply.data(), 2), 2);
         }
@@ -108,7 +105,7 @@ protected:
     }
 
     void plug(U8_t value) {
-        auto fresh = std::make_unique<Bridge>(value);
+        auto fresh = std::make_unique<Bridge_t>(value);
         unlink(name.c_str());
         EXPECT_EQ(symlink(fresh->path.c_str(), name.c_str()), 0);
         older = std::move(bridge);
@@ -128,10 +125,10 @@ protected:
 
     static void wait(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
-    std::string folder;
-    std::string name;
-    std::unique_ptr<Bridge> bridge;
-    std::unique_ptr<Bridge> older; /**< the one before stays open */
+    const testsupport::Folder_t folder;
+    const std::string name = folder.path("enc-0");
+    std::unique_ptr<Bridge_t> bridge;
+    std::unique_ptr<Bridge_t> older; /**< the one before stays open */
     int fd = -1;
     int opened = 0; /**< times the library has opened the device */
     int lastFlags = 0;
@@ -199,7 +196,7 @@ TEST_F(BusDevice, ALineThatHungUpBeforeTheFirstTransferIsLookedForByItsName) {
 }
 
 TEST_F(BusDevice, AnotherLineThanTheBusIsLeftAsItIs) {
-    auto other = std::make_unique<Bridge>(0x55);
+    auto other = std::make_unique<Bridge_t>(0x55);
     close(fd);
     fd = __real_open64(other->path.c_str(), O_RDWR | O_NOCTTY);
     bridge.swap(other);
@@ -213,16 +210,16 @@ TEST_F(BusDevice, AnotherLineThanTheBusIsLeftAsItIs) {
 }
 
 /** Another process's hold on the device. */
-class Holder {
+class Holder_t {
 public:
-    explicit Holder(const std::string& path) : fd_(__real_open64(path.c_str(), O_RDWR | O_NOCTTY)) {
+    explicit Holder_t(const std::string& path) : fd_(__real_open64(path.c_str(), O_RDWR | O_NOCTTY)) {
         struct flock whole {};
         whole.l_type = F_WRLCK;
         EXPECT_EQ(fcntl(fd_, F_OFD_SETLK, &whole), 0);
     }
-    ~Holder() { release(); }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
+    ~Holder_t() { release(); }
+    Holder_t(const Holder_t&) = delete;
+    Holder_t& operator=(const Holder_t&) = delete;
     void release() {
         if (fd_ >= 0) {
             close(fd_);
@@ -235,7 +232,7 @@ private:
 };
 
 TEST_F(BusDevice, ASecondMasterIsRefusedAfterThreeSecondsAndSendsNothing) {
-    Holder first(name);
+    Holder_t first(name);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(transfer(), -1);
     EXPECT_EQ(errno, EBUSY);
@@ -251,7 +248,7 @@ TEST_F(BusDevice, ASecondMasterIsRefusedAfterThreeSecondsAndSendsNothing) {
 }
 
 TEST_F(BusDevice, ASecondMasterWaitsForItsTurn) {
-    Holder first(name);
+    Holder_t first(name);
     std::thread leaving([&] {
         wait(300);
         first.release();

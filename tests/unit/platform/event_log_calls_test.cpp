@@ -2,19 +2,16 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "child.h"
+#include "folder.h"
 #include "platform.h"
 #include "wrapped_calls.h"
 
@@ -23,10 +20,7 @@ namespace {
 class EventLogCalls : public testing::Test {
 protected:
     EventLogCalls() {
-        std::string pattern = testing::TempDir() + "/altevents.XXXXXX";
-        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-        directory = pattern;
-        std::memcpy(params.logDirectory, pattern.data(), pattern.size());
+        std::memcpy(params.logDirectory, folder.path().data(), folder.path().size());
         record[145] = 2; // bytes of the body
         record[151] = 9; // event id
         record[152] = 0xAB;
@@ -39,25 +33,19 @@ protected:
             return toFile(++writes, fd, bytes, count);
         };
     }
-    ~EventLogCalls() override {
-        onWrite = nullptr;
-        std::filesystem::remove_all(directory);
-    }
+    ~EventLogCalls() override { onWrite = nullptr; }
 
     void logOne() { altEventLogM(reinterpret_cast<const EmpEvLogHeader_t*>(record.data()), &params); }
 
     /** What follows the line's time in the file. */
-    [[nodiscard]] std::string inTheFile() const {
-        std::ifstream in(directory + "/altevents.jsonl", std::ios::binary);
-        return withoutTime({std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()});
-    }
+    [[nodiscard]] std::string inTheFile() const { return withoutTime(folder.read("altevents.jsonl")); }
 
     static std::string withoutTime(const std::string& line) {
         EXPECT_EQ(line.substr(0, 8), "{\"time\":");
         return line.substr(line.find_first_not_of("0123456789", 8));
     }
 
-    std::string directory;
+    const testsupport::Folder_t folder;
     MPU_PARAMS_t params{};
     std::array<U8_t, 154> record{};
     /** Answers the writes that do not go to standard error. */
@@ -102,7 +90,7 @@ TEST_F(EventLogCalls, AfterAFullDiskTheLogGoesOnWithAWholeLine) {
         return __real_write(fd, bytes, callNumber == 1 ? 20 : count);
     };
     logOne();
-    EXPECT_EQ(std::filesystem::file_size(directory + "/altevents.jsonl"), 0U) << "the piece has been taken back";
+    EXPECT_EQ(std::filesystem::file_size(folder.path("altevents.jsonl")), 0U) << "the piece has been taken back";
     logOne();
     EXPECT_EQ(inTheFile(), LINE);
 }
@@ -118,21 +106,14 @@ TEST_F(EventLogCalls, WriteThatTakesNothingIsNotRepeated) {
 }
 
 TEST_F(EventLogCalls, ABugCheckEndsTheProcessEvenWhenNothingCanBeWritten) {
-    const pid_t child = fork();
-    if (child == 0) {
-        const rlimit noCore{0, 0};
-        (void)setrlimit(RLIMIT_CORE, &noCore);
+    testsupport::Child_t child([&] {
         onWrite = [](int, const void*, std::size_t) -> ssize_t {
             errno = EIO;
             return -1;
         };
         altEventLog(reinterpret_cast<const EmpEvLogHeader_t*>(record.data()), &params, -1);
-        _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status));
-    EXPECT_EQ(WTERMSIG(status), SIGABRT);
+    });
+    EXPECT_EQ(child.wait().signal, SIGABRT);
 }
 
 } // namespace

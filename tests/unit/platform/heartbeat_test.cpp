@@ -6,13 +6,14 @@
 #include <string>
 
 #include <gtest/gtest.h>
-#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "folder.h"
 #include "heartbeat.h"
 #include "platform.h"
+#include "shared_segment.h"
 #include "tapped_line.h"
 
 namespace {
@@ -20,21 +21,11 @@ namespace {
 /** The manager's end: a datagram socket named by NOTIFY_SOCKET. */
 class Heartbeat : public testing::Test {
 protected:
-    Heartbeat() {
-        unsetenv("ESA_KEY");
-        std::string pattern = testing::TempDir() + "/notify.XXXXXX";
-        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-        folder = pattern;
-    }
+    Heartbeat() { unsetenv("ESA_KEY"); }
     ~Heartbeat() override {
         close(manager);
-        unlink((folder + "/s").c_str());
-        rmdir(folder.c_str());
         unsetenv("NOTIFY_SOCKET");
         unsetenv("ESA_KEY");
-        if (block >= 0) {
-            (void)shmctl(block, IPC_RMID, nullptr);
-        }
     }
 
     void listenAt(const std::string& name) {
@@ -70,22 +61,19 @@ protected:
     }
 
     void makeBlock(U8_t chassis) {
-        const int key = 0x52000000 | (getpid() & 0xFFFFFF);
-        block = shmget(key, 744, 0600 | IPC_CREAT | IPC_EXCL);
-        ASSERT_GE(block, 0);
-        auto* bytes = static_cast<U8_t*>(shmat(block, nullptr, 0));
-        bytes[71] = chassis;
-        (void)shmdt(bytes);
-        ASSERT_EQ(setenv("ESA_KEY", std::to_string(key).c_str(), 1), 0);
+        std::string bytes(744, '\0');
+        bytes[71] = static_cast<char>(chassis);
+        (void)segment.make(bytes);
+        ASSERT_EQ(setenv("ESA_KEY", std::to_string(segment.key()).c_str(), 1), 0);
     }
 
-    std::string folder;
+    const testsupport::Folder_t folder;
+    const testsupport::Segment_t segment;
     int manager = -1;
-    int block = -1;
 };
 
 TEST_F(Heartbeat, TheFirstCompletedTransferArmsTheWatchdogAndSaysWhatIsManaged) {
-    listenAt(folder + "/s");
+    listenAt(folder.path("s"));
     makeBlock(5);
     heartbeatBeat("serial bridge", true);
     EXPECT_EQ(heard(), "WATCHDOG_USEC=45000000\nWATCHDOG=1\n"
@@ -94,7 +82,7 @@ TEST_F(Heartbeat, TheFirstCompletedTransferArmsTheWatchdogAndSaysWhatIsManaged) 
 }
 
 TEST_F(Heartbeat, TransfersFeedItOnceASecond) {
-    listenAt(folder + "/s");
+    listenAt(folder.path("s"));
     heartbeatBeat("I2C", true);
     (void)heard();
     for (int i = 0; i < 100; ++i) {
@@ -108,7 +96,7 @@ TEST_F(Heartbeat, TransfersFeedItOnceASecond) {
 }
 
 TEST_F(Heartbeat, TransfersThatFailNeverArmIt) {
-    listenAt(folder + "/s");
+    listenAt(folder.path("s"));
     heartbeatBeat("I2C", false);
     usleep(1010000);
     heartbeatBeat("I2C", false);
@@ -116,7 +104,7 @@ TEST_F(Heartbeat, TransfersThatFailNeverArmIt) {
 }
 
 TEST_F(Heartbeat, OnceArmedItIsFedByTransfersThatFailToo) {
-    listenAt(folder + "/s");
+    listenAt(folder.path("s"));
     heartbeatBeat("I2C", true);
     (void)heard();
     usleep(1010000);
@@ -125,7 +113,7 @@ TEST_F(Heartbeat, OnceArmedItIsFedByTransfersThatFailToo) {
 }
 
 TEST_F(Heartbeat, EveryChassisHasItsName) {
-    listenAt(folder + "/s");
+    listenAt(folder.path("s"));
     makeBlock(4);
     heartbeatBeat("SMBus", true);
     EXPECT_NE(heard().find("STATUS=Chenbro 3U16 enclosure on /dev/enc-0 (SMBus), last"), std::string::npos);
@@ -158,16 +146,16 @@ TEST_F(Heartbeat, ANameThatIsNoSocketsIsNoManager) {
 }
 
 TEST_F(Heartbeat, AManagerThatIsGoneDoesNoHarm) {
-    listenAt(folder + "/s");
-    unlink((folder + "/s").c_str());
+    listenAt(folder.path("s"));
+    unlink((folder.path("s")).c_str());
     errno = EMLINK;
     heartbeatBeat("I2C", true);
     EXPECT_EQ(errno, EMLINK);
 }
 
 TEST_F(Heartbeat, ABusyManagerIsArmedByALaterOne) {
-    listenAt(folder + "/s");
-    const std::string there = folder + "/s";
+    listenAt(folder.path("s"));
+    const std::string there = folder.path("s");
     ASSERT_EQ(rename(there.c_str(), (there + "x").c_str()), 0);
     heartbeatBeat("I2C", true);
     ASSERT_EQ(rename((there + "x").c_str(), there.c_str()), 0);
@@ -177,8 +165,8 @@ TEST_F(Heartbeat, ABusyManagerIsArmedByALaterOne) {
 }
 
 TEST_F(Heartbeat, ComesWithATransferOverTheBus) {
-    listenAt(folder + "/s");
-    TappedLine line;
+    listenAt(folder.path("s"));
+    TappedLine_t line;
     line.afterWrite = [&](std::size_t, std::size_t count) {
         line.answer({0x41, 0x22});
         return static_cast<ssize_t>(count);

@@ -19,6 +19,9 @@
 
 namespace {
 
+using testsupport::Bytes_t;
+using testsupport::lowerHex;
+
 /* The kernel's numbers, written out: they are what the device node answers to. */
 constexpr unsigned long REQUEST_SLAVE = 0x0703;
 constexpr unsigned long REQUEST_FUNCS = 0x0705;
@@ -28,39 +31,29 @@ constexpr unsigned long REQUEST_SMBUS = 0x0720;
 constexpr unsigned long SPEAKS_I2C_AND_SMBUS = 0x0EFF0001;
 constexpr unsigned long SPEAKS_SMBUS_ONLY = 0x00180000; // byte-data reads and writes
 
-struct RdwrRequest {
+struct RdwrRequest_t {
     i2c_msg* messages;
     U32_t count;
 };
 
-struct SmbusRequest {
+struct SmbusRequest_t {
     U8_t direction;
     U8_t command;
     U32_t size;
     U8_t* data;
 };
 
-std::string hex(const U8_t* bytes, std::size_t count) {
-    std::string text;
-    char pair[4];
-    for (std::size_t i = 0; i < count; ++i) {
-        std::snprintf(pair, sizeof(pair), "%02x", bytes[i]);
-        text += pair;
-    }
-    return text;
-}
-
 /** A bus adapter with its device node. Reads give `nextByte`, `nextByte` + 1, and so on. */
-struct FakeAdapter {
-    explicit FakeAdapter(unsigned long functionBits) : functions(functionBits), fd(open("/dev/null", O_RDWR)) {
+struct FakeAdapter_t {
+    explicit FakeAdapter_t(unsigned long functionBits) : functions(functionBits), fd(open("/dev/null", O_RDWR)) {
         current = this;
     }
-    ~FakeAdapter() {
+    ~FakeAdapter_t() {
         current = nullptr;
         close(fd);
     }
-    FakeAdapter(const FakeAdapter&) = delete;
-    FakeAdapter& operator=(const FakeAdapter&) = delete;
+    FakeAdapter_t(const FakeAdapter_t&) = delete;
+    FakeAdapter_t& operator=(const FakeAdapter_t&) = delete;
 
     int answer(unsigned long request, unsigned long argument) {
         if (failAt >= 0 && failAt-- == 0) {
@@ -78,16 +71,16 @@ struct FakeAdapter {
             calls.push_back(std::string("slave ") + std::to_string(argument));
             return 0;
         case REQUEST_RDWR:
-            return combined(*static_cast<RdwrRequest*>(pointer));
+            return combined(*static_cast<RdwrRequest_t*>(pointer));
         case REQUEST_SMBUS:
-            return smbus(*static_cast<SmbusRequest*>(pointer));
+            return smbus(*static_cast<SmbusRequest_t*>(pointer));
         default:
             ADD_FAILURE() << "unexpected request " << request;
             return -1;
         }
     }
 
-    int combined(const RdwrRequest& request) {
+    int combined(const RdwrRequest_t& request) {
         std::string call;
         for (U32_t i = 0; i < request.count; ++i) {
             const i2c_msg& message = request.messages[i];
@@ -104,24 +97,24 @@ struct FakeAdapter {
                 }
             } else {
                 call += " ";
-                call += hex(message.buf, message.len);
+                call += lowerHex({message.buf, message.len}, "");
             }
         }
         calls.push_back(call);
         return shortCount ? static_cast<int>(request.count) - 1 : static_cast<int>(request.count);
     }
 
-    int smbus(const SmbusRequest& request) {
+    int smbus(const SmbusRequest_t& request) {
         EXPECT_EQ(request.size, 2U) << "byte data";
         const bool reads = request.direction == 1;
         if (reads) {
             *request.data = nextByte++;
         }
         std::string call = reads ? "byte r " : "byte w ";
-        call += hex(&request.command, 1);
+        call += lowerHex({&request.command, 1}, "");
         if (!reads) {
             call += " ";
-            call += hex(request.data, 1);
+            call += lowerHex({request.data, 1}, "");
         }
         calls.push_back(call);
         return 0;
@@ -134,12 +127,12 @@ struct FakeAdapter {
     int failWith = 0;
     bool shortCount = false;
     std::vector<std::string> calls;
-    static FakeAdapter* current;
+    static FakeAdapter_t* current;
 };
 
-FakeAdapter* FakeAdapter::current = nullptr;
+FakeAdapter_t* FakeAdapter_t::current = nullptr;
 
-using Calls = std::vector<std::string>;
+using Calls_t = std::vector<std::string>;
 
 } // namespace
 
@@ -151,8 +144,8 @@ int __wrap_ioctl(int fd, unsigned long request, ...);
 int __wrap___ioctl_time64(int fd, unsigned long request, ...);
 
 static int forward(int fd, unsigned long request, unsigned long argument) {
-    if (FakeAdapter::current != nullptr && FakeAdapter::current->fd == fd) {
-        return FakeAdapter::current->answer(request, argument);
+    if (FakeAdapter_t::current != nullptr && FakeAdapter_t::current->fd == fd) {
+        return FakeAdapter_t::current->answer(request, argument);
     }
     return __real_ioctl(fd, request, argument);
 }
@@ -179,16 +172,16 @@ int __wrap___ioctl_time64(int fd, unsigned long request, ...) {
 namespace {
 
 TEST(I2cDevRead, IsOneTransferWithARepeatedStart) {
-    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
-    Bytes data(4, 0xEE);
+    FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
+    Bytes_t data(4, 0xEE);
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, data.data(), 3), 3);
-    EXPECT_EQ(data, (Bytes{0xA0, 0xA1, 0xA2, 0xEE}));
-    EXPECT_EQ(adapter.calls, (Calls{"functions?", "w 99 1 10, r 99 3"}));
+    EXPECT_EQ(data, (Bytes_t{0xA0, 0xA1, 0xA2, 0xEE}));
+    EXPECT_EQ(adapter.calls, (Calls_t{"functions?", "w 99 1 10, r 99 3"}));
 }
 
 TEST(I2cDevRead, TakesEveryLengthFrom1To255) {
-    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
-    Bytes data(255);
+    FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
+    Bytes_t data(255);
     for (int length = 1; length <= 255; ++length) {
         EXPECT_EQ(read_i2c_data(adapter.fd, 0x4C, 0x00, data.data(), length), length);
         EXPECT_EQ(adapter.calls.back(), std::string("w 76 1 00, r 76 ") + std::to_string(length));
@@ -196,15 +189,15 @@ TEST(I2cDevRead, TakesEveryLengthFrom1To255) {
 }
 
 TEST(I2cDevWrite, IsOneMessageOfRegisterAndData) {
-    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
     const U8_t data[] = {0x00, 0xFF, 0x7E};
     EXPECT_EQ(write_i2c_data(adapter.fd, 0x41, 0x98, data, 3), 3);
-    EXPECT_EQ(adapter.calls, (Calls{"functions?", "w 65 4 9800ff7e"}));
+    EXPECT_EQ(adapter.calls, (Calls_t{"functions?", "w 65 4 9800ff7e"}));
 }
 
 TEST(I2cDevWrite, Carries255BytesInOneMessage) {
-    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
-    const Bytes data(255, 0x5A);
+    FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
+    const Bytes_t data(255, 0x5A);
     EXPECT_EQ(write_i2c_data(adapter.fd, 0x28, 0x01, data.data(), 255), 255);
     std::string expected = "w 40 256 01";
     for (int i = 0; i < 255; ++i) {
@@ -214,30 +207,30 @@ TEST(I2cDevWrite, Carries255BytesInOneMessage) {
 }
 
 TEST(I2cDevFunctions, AreAskedOnceForADescriptor) {
-    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
     U8_t data = 0x11;
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), 1);
     EXPECT_EQ(write_i2c_data(adapter.fd, 0x63, 0x11, &data, 1), 1);
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(adapter.calls, (Calls{"functions?", "w 99 1 10, r 99 1", "w 99 2 11a0", "w 76 1 00, r 76 1"}));
+    EXPECT_EQ(adapter.calls, (Calls_t{"functions?", "w 99 1 10, r 99 1", "w 99 2 11a0", "w 76 1 00, r 76 1"}));
 }
 
 TEST(I2cDevFunctions, AreAskedAgainForAnotherDescriptorAndAfterAFailure) {
     U8_t data = 0;
-    FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
+    FakeAdapter_t adapter(SPEAKS_SMBUS_ONLY);
     adapter.failAt = 0;
     adapter.failWith = ENODEV;
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), -1);
     EXPECT_EQ(errno, ENODEV);
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), 1);
-    FakeAdapter other(SPEAKS_I2C_AND_SMBUS);
+    FakeAdapter_t other(SPEAKS_I2C_AND_SMBUS);
     EXPECT_EQ(read_i2c_data(other.fd, 0x63, 0x10, &data, 1), 1);
-    EXPECT_EQ(adapter.calls, (Calls{"failed", "functions?", "slave 99", "byte r 10"}));
-    EXPECT_EQ(other.calls, (Calls{"functions?", "w 99 1 10, r 99 1"}));
+    EXPECT_EQ(adapter.calls, (Calls_t{"failed", "functions?", "slave 99", "byte r 10"}));
+    EXPECT_EQ(other.calls, (Calls_t{"functions?", "w 99 1 10, r 99 1"}));
 }
 
 TEST(I2cDevFailure, OfTheTransferGivesMinusOneWithTheKernelsErrno) {
-    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
     U8_t data = 0;
     adapter.failAt = 1;
     adapter.failWith = ENXIO;
@@ -250,7 +243,7 @@ TEST(I2cDevFailure, OfTheTransferGivesMinusOneWithTheKernelsErrno) {
 }
 
 TEST(I2cDevFailure, ATransferThatTheKernelDidInPartHasFailed) {
-    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
+    FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
     adapter.shortCount = true;
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, &data, 1), -1);
@@ -260,23 +253,23 @@ TEST(I2cDevFailure, ATransferThatTheKernelDidInPartHasFailed) {
 }
 
 TEST(SmbusRead, IsOneByteDataTransferPerRegister) {
-    FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
-    Bytes data(4, 0xEE);
+    FakeAdapter_t adapter(SPEAKS_SMBUS_ONLY);
+    Bytes_t data(4, 0xEE);
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x28, 0xFE, data.data(), 3), 3);
-    EXPECT_EQ(data, (Bytes{0xA0, 0xA1, 0xA2, 0xEE}));
-    EXPECT_EQ(adapter.calls, (Calls{"functions?", "slave 40", "byte r fe", "byte r ff", "byte r 00"}));
+    EXPECT_EQ(data, (Bytes_t{0xA0, 0xA1, 0xA2, 0xEE}));
+    EXPECT_EQ(adapter.calls, (Calls_t{"functions?", "slave 40", "byte r fe", "byte r ff", "byte r 00"}));
 }
 
 TEST(SmbusWrite, IsOneByteDataTransferPerRegister) {
-    FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
+    FakeAdapter_t adapter(SPEAKS_SMBUS_ONLY);
     const U8_t data[] = {0x00, 0xFF, 0x12};
     EXPECT_EQ(write_i2c_data(adapter.fd, 0x28, 0x4E, data, 3), 3);
-    EXPECT_EQ(adapter.calls, (Calls{"functions?", "slave 40", "byte w 4e 00", "byte w 4f ff", "byte w 50 12"}));
+    EXPECT_EQ(adapter.calls, (Calls_t{"functions?", "slave 40", "byte w 4e 00", "byte w 4f ff", "byte w 50 12"}));
 }
 
 TEST(SmbusTransfer, TakesUpTo255Bytes) {
-    FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
-    Bytes data(255);
+    FakeAdapter_t adapter(SPEAKS_SMBUS_ONLY);
+    Bytes_t data(255);
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 255), 255);
     EXPECT_EQ(write_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 255), 255);
     EXPECT_EQ(adapter.calls.size(), 1U + 1 + 255 + 1 + 255);
@@ -285,8 +278,8 @@ TEST(SmbusTransfer, TakesUpTo255Bytes) {
 
 TEST(SmbusFailure, OfAnyStepEndsTheTransfer) {
     for (int step = 0; step <= 3; ++step) {
-        FakeAdapter adapter(SPEAKS_SMBUS_ONLY);
-        Bytes data(3);
+        FakeAdapter_t adapter(SPEAKS_SMBUS_ONLY);
+        Bytes_t data(3);
         ASSERT_EQ(read_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 1), 1);
         for (const bool reads : {true, false}) {
             adapter.calls.clear();
@@ -303,14 +296,14 @@ TEST(SmbusFailure, OfAnyStepEndsTheTransfer) {
 }
 
 TEST(I2cDevArguments, OutOfRangeReachNoIoctl) {
-    FakeAdapter adapter(SPEAKS_I2C_AND_SMBUS);
-    Bytes data(300);
+    FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
+    Bytes_t data(300);
     for (int length : {0, -1, 256}) {
         EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, data.data(), length), -1);
         EXPECT_EQ(write_i2c_data(adapter.fd, 0x63, 0x10, data.data(), length), -1);
     }
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x80, 0x10, data.data(), 1), -1);
-    EXPECT_EQ(adapter.calls, Calls{});
+    EXPECT_EQ(adapter.calls, Calls_t{});
 }
 
 } // namespace

@@ -17,7 +17,7 @@ bool hasInput(int fd, int timeoutMs) {
     return poll(&line, 1, timeoutMs) == 1 && (line.revents & POLLIN) != 0;
 }
 
-void send(int fd, const Bytes& bytes) {
+void send(int fd, const Bytes_t& bytes) {
     ASSERT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
 }
 
@@ -27,7 +27,7 @@ void sleepMs(int milliseconds) {
 
 } // namespace
 
-ScriptedPeer::ScriptedPeer(std::vector<Turn> turns) {
+ScriptedPeer_t::ScriptedPeer_t(std::vector<Turn_t> turns) {
     termios raw{};
     cfmakeraw(&raw);
     raw.c_cc[VMIN] = 1;
@@ -35,7 +35,7 @@ ScriptedPeer::ScriptedPeer(std::vector<Turn> turns) {
     player_ = std::thread([this, script = std::move(turns)] { play(script); });
 }
 
-ScriptedPeer::~ScriptedPeer() {
+ScriptedPeer_t::~ScriptedPeer_t() {
     received();
     close(line_);
     if (far_ >= 0) {
@@ -43,12 +43,12 @@ ScriptedPeer::~ScriptedPeer() {
     }
 }
 
-void ScriptedPeer::sendNow(const Bytes& bytes) const {
+void ScriptedPeer_t::sendNow(const Bytes_t& bytes) const {
     send(far_, bytes);
     EXPECT_TRUE(hasInput(line_, REQUEST_PATIENCE_MS));
 }
 
-Bytes ScriptedPeer::received() {
+Bytes_t ScriptedPeer_t::received() {
     if (player_.joinable()) {
         player_.join();
     }
@@ -57,16 +57,16 @@ Bytes ScriptedPeer::received() {
     return received_;
 }
 
-void ScriptedPeer::play(const std::vector<Turn>& turns) {
+void ScriptedPeer_t::play(const std::vector<Turn_t>& turns) {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, nullptr); // signals of a test go to the thread that transfers
-    for (const Turn& turn : turns) {
+    for (const Turn_t& turn : turns) {
         if (!takeRequest(turn.requestLength)) {
             ADD_FAILURE() << "a request is missing or too short";
             return;
         }
-        for (const Piece& piece : turn.reply) {
+        for (const Piece_t& piece : turn.reply) {
             sleepMs(piece.afterMs);
             send(far_, piece.bytes);
         }
@@ -77,7 +77,7 @@ void ScriptedPeer::play(const std::vector<Turn>& turns) {
     }
 }
 
-bool ScriptedPeer::takeRequest(std::size_t length) {
+bool ScriptedPeer_t::takeRequest(std::size_t length) {
     for (std::size_t i = 0; i < length; ++i) {
         if (!takeByte(REQUEST_PATIENCE_MS)) {
             return false;
@@ -94,7 +94,7 @@ bool ScriptedPeer::takeRequest(std::size_t length) {
     return true;
 }
 
-bool ScriptedPeer::takeByte(int timeoutMs) {
+bool ScriptedPeer_t::takeByte(int timeoutMs) {
     U8_t byte = 0;
     if (!hasInput(far_, timeoutMs) || read(far_, &byte, 1) != 1) {
         return false;

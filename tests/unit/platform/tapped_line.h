@@ -11,12 +11,15 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "basetypes.h"
 #include "bytes.h"
 #include "wrapped_calls.h"
 
+using testsupport::Bytes_t;
+
 /** A raw pseudo-terminal whose writes and waits the test answers; nothing that is written reaches the far end. */
-struct TappedLine {
-    TappedLine() {
+struct TappedLine_t {
+    TappedLine_t() {
         termios raw{};
         cfmakeraw(&raw);
         raw.c_cc[VMIN] = 1;
@@ -31,17 +34,17 @@ struct TappedLine {
             return __real_poll(fds, count, timeout);
         };
     }
-    ~TappedLine() {
+    ~TappedLine_t() {
         onPoll = nullptr;
         onRead = nullptr;
         onWrite = nullptr;
         close(fd);
         close(far);
     }
-    TappedLine(const TappedLine&) = delete;
-    TappedLine& operator=(const TappedLine&) = delete;
+    TappedLine_t(const TappedLine_t&) = delete;
+    TappedLine_t& operator=(const TappedLine_t&) = delete;
 
-    void answer(const Bytes& bytes) const {
+    void answer(const Bytes_t& bytes) const {
         EXPECT_EQ(__real_write(far, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
 
@@ -57,7 +60,7 @@ struct TappedLine {
 
     int far = -1;
     int fd = -1;
-    std::vector<Bytes> writes; /**< one entry per call but greetings; nothing of them reaches the far end */
+    std::vector<Bytes_t> writes; /**< one entry per call but greetings; nothing of them reaches the far end */
     int greetings = 0;
     std::function<ssize_t(U8_t number)> afterGreeting;
     std::function<ssize_t(std::size_t callNumber, std::size_t count)> afterWrite;

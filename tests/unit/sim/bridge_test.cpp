@@ -18,7 +18,7 @@ protected:
     /** What the bridge answers to `line`, sent `after` the line was last used. */
     std::string send(const std::string& line, std::chrono::milliseconds after = 1ms) {
         now += after;
-        return hex(bridge.feed(bytes(line), now));
+        return lowerHex(bridge.feed(unhex(line), now));
     }
 
     Bus_t bus;

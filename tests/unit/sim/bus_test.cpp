@@ -22,7 +22,7 @@ protected:
         return readHex(bus, length, address, reg);
     }
     bool write(unsigned address, unsigned reg, const std::string& data) {
-        return bus.write(static_cast<std::uint8_t>(address), static_cast<std::uint8_t>(reg), bytes(data));
+        return bus.write(static_cast<std::uint8_t>(address), static_cast<std::uint8_t>(reg), unhex(data));
     }
 
     Bus_t bus;

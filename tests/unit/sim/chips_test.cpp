@@ -14,7 +14,7 @@ std::string read(Device_t& device, unsigned reg) {
 }
 
 bool write(Device_t& device, unsigned reg, const std::string& data) {
-    return device.write(static_cast<std::uint8_t>(reg), bytes(data));
+    return device.write(static_cast<std::uint8_t>(reg), unhex(data));
 }
 
 /* VSC055 */
@@ -36,7 +36,7 @@ TEST(Vsc055, ExactlyTheRegistersOfTheMapExist) {
     for (unsigned reg = 0; reg < 256; ++reg) {
         if (read(chip, reg) != "nack") {
             const auto number = static_cast<std::uint8_t>(reg);
-            existing += hex({&number, 1}) + " ";
+            existing += lowerHex({&number, 1}) + " ";
         }
     }
     EXPECT_EQ(existing, "00 01 02 03 04 05 06 07 10 11 12 13 14 15 16 17 "

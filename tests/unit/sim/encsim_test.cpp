@@ -9,13 +9,13 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
+#include "folder.h"
 #include "hex.h"
 #include "program.h"
+#include "stream.h"
 
 using namespace testsupport;
 using nlohmann::json;
@@ -23,8 +23,6 @@ using testing::EndsWith;
 using testing::HasSubstr;
 
 namespace {
-
-constexpr Milliseconds LONG{30000};
 
 class File_t {
 public:
@@ -39,11 +37,11 @@ public:
     }
     /** What comes until `enough` holds, the other end closes, or `timeout` passes. */
     template <typename Enough>
-    std::string receive(Enough enough, Milliseconds timeout = LONG) const {
+    std::string receive(Enough enough, Milliseconds_t timeout = PATIENCE) const {
         std::string all;
         const auto end = std::chrono::steady_clock::now() + timeout;
         while (!enough(all)) {
-            const auto left = std::chrono::duration_cast<Milliseconds>(end - std::chrono::steady_clock::now());
+            const auto left = std::chrono::duration_cast<Milliseconds_t>(end - std::chrono::steady_clock::now());
             pollfd one{fd_, POLLIN, 0};
             char bytes[4096];
             if (left.count() <= 0 || poll(&one, 1, static_cast<int>(left.count())) <= 0) {
@@ -64,39 +62,28 @@ private:
 
 /** One transfer over the serial line, as hex. */
 std::string exchange(const File_t& line, const std::string& request, std::size_t answer) {
-    const std::vector<std::uint8_t> out = bytes(request);
+    const std::vector<std::uint8_t> out = unhex(request);
     line.send({out.begin(), out.end()});
     const std::string in = line.receive([answer](const std::string& all) { return all.size() >= answer; });
-    return hex(std::vector<std::uint8_t>(in.begin(), in.end()));
+    return lowerHex(std::vector<std::uint8_t>(in.begin(), in.end()));
 }
 
 class Encsim : public testing::Test {
 protected:
-    Encsim() {
-        char pattern[] = "/tmp/encsim-test-XXXXXX";
-        directory = mkdtemp(pattern);
-        link = directory / "enc-0";
-        commands = directory / "control";
-    }
-    ~Encsim() override { std::filesystem::remove_all(directory); }
-
     std::vector<std::string> command(std::vector<std::string> more = {}) const {
         std::vector<std::string> arguments = {"--link", link, "--control", commands, "--chassis", "vsc055"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return programCommand("encsim", arguments);
     }
-    std::unique_ptr<Process> start(const std::vector<std::string>& more = {"--frozen"}) const {
-        auto process = std::make_unique<Process>(command(more));
-        EXPECT_TRUE(process->waitForOut("ready\n", LONG)) << process->err();
+    std::unique_ptr<Process_t> start(const std::vector<std::string>& more = {"--frozen"}) const {
+        auto process = std::make_unique<Process_t>(command(more));
+        EXPECT_TRUE(process->waitForOut("ready\n", PATIENCE)) << process->err();
         return process;
     }
     File_t openLine() const { return File_t(open(link.c_str(), O_RDWR | O_NOCTTY)); }
     File_t connectToCommands() const {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        commands.string().copy(address.sun_path, sizeof address.sun_path - 1);
-        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-        EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        const int fd = connectTo(commands);
+        EXPECT_GE(fd, 0);
         return File_t(fd);
     }
     static std::string ask(const File_t& peer, const std::string& line) {
@@ -109,7 +96,10 @@ protected:
     }
     bool linkExists() const { return std::filesystem::is_symlink(std::filesystem::symlink_status(link)); }
 
-    std::filesystem::path directory, link, commands;
+    const Folder_t folder;
+    const std::filesystem::path directory = folder.path();
+    const std::filesystem::path link = directory / "enc-0";
+    const std::filesystem::path commands = directory / "control";
 };
 
 TEST_F(Encsim, ServesTheBridgeWhereTheLinkPoints) {
@@ -150,7 +140,7 @@ TEST_F(Encsim, AnswersAgainAfterJunkAndSilence) {
     // Whatever came over the line before a command has been taken when the command is answered.
     ask(peer, "transfers");
     ask(peer, "transfers");
-    EXPECT_EQ(line.receive([](const std::string& all) { return !all.empty(); }, Milliseconds(400)), "");
+    EXPECT_EQ(line.receive([](const std::string& all) { return !all.empty(); }, Milliseconds_t(400)), "");
     EXPECT_EQ(exchange(line, "52 41 98 01", 2), "41 3f");
 }
 
@@ -160,7 +150,7 @@ TEST_F(Encsim, SilentLineGivesNoAnswer) {
     const File_t peer = connectToCommands();
     EXPECT_EQ(ask(peer, "line silent"), "ok\n");
     line.send("\x52\x41\x10\x01");
-    EXPECT_EQ(line.receive([](const std::string& all) { return !all.empty(); }, Milliseconds(400)), "");
+    EXPECT_EQ(line.receive([](const std::string& all) { return !all.empty(); }, Milliseconds_t(400)), "");
     EXPECT_EQ(ask(peer, "line ok"), "ok\n");
     EXPECT_EQ(exchange(line, "52 41 98 01", 2), "41 3f");
 }
@@ -198,12 +188,12 @@ TEST_F(Encsim, EndlessLineIsRefused) {
 }
 
 TEST_F(Encsim, TakesCommandsOnItsTerminal) {
-    StartOptions options;
+    StartOptions_t options;
     options.closeStdin = false;
-    Process encsim(command({"--frozen"}), options);
-    ASSERT_TRUE(encsim.waitForOut("ready\n", LONG));
+    Process_t encsim(command({"--frozen"}), options);
+    ASSERT_TRUE(encsim.waitForOut("ready\n", PATIENCE));
     EXPECT_TRUE(encsim.writeInput("reg 0x41 0x98\n"));
-    EXPECT_TRUE(encsim.waitForOut("0x41 0x98 0x3f\nok\n", LONG));
+    EXPECT_TRUE(encsim.waitForOut("0x41 0x98 0x3f\nok\n", PATIENCE));
     encsim.closeInput();
     EXPECT_EQ(ask(connectToCommands(), "freeze"), "ok\n") << "the end of the terminal is not the end";
 }
@@ -216,7 +206,7 @@ TEST_F(Encsim, LogPrintsTransfersAsTheyHappen) {
     EXPECT_EQ(ask(peer, "log on"), "ok\n");
     exchange(line, "57 41 98 01 27", 1);
     exchange(line, "52 62 00 01", 1);
-    EXPECT_TRUE(encsim->waitForOut("2 write 0x41 0x98 1 [27] ack\n3 read 0x62 0x00 1 [] nack\n", LONG));
+    EXPECT_TRUE(encsim->waitForOut("2 write 0x41 0x98 1 [27] ack\n3 read 0x62 0x00 1 [] nack\n", PATIENCE));
     EXPECT_THAT(encsim->out(), testing::Not(HasSubstr("1 read 0x41 0x98")));
 }
 
@@ -230,7 +220,7 @@ TEST_F(Encsim, LogThatNobodyReadsHoldsUpNothingAndTellsWhatItLost) {
         ASSERT_EQ(exchange(line, "57 41 98 01 27", 1), "41") << i;
     }
     EXPECT_EQ(ask(peer, "log off"), "ok\n");
-    EXPECT_TRUE(encsim->waitForOut(" lines of the log lost: nobody read them in time\n", LONG));
+    EXPECT_TRUE(encsim->waitForOut(" lines of the log lost: nobody read them in time\n", PATIENCE));
     EXPECT_THAT(encsim->out(), HasSubstr("\n1 write 0x41 0x98 1 [27] ack\n2 write 0x41 0x98 1 [27] ack\n"));
 }
 
@@ -250,21 +240,21 @@ TEST_F(Encsim, WhoTakesAllPlacesAndSaysNothingKeepsNobodyOut) {
 
 TEST_F(Encsim, SendGivesARunningSimulatorOneCommand) {
     const auto send = [this](const std::string& line) {
-        return run(programCommand("encsim", {"--control", commands, "--send", line}), LONG);
+        return run(programCommand("encsim", {"--control", commands, "--send", line}), PATIENCE);
     };
-    const RunResult nobody = send("show");
+    const RunResult_t nobody = send("show");
     EXPECT_EQ(nobody.ending.exitCode, 1);
     EXPECT_EQ(nobody.err, "encsim: no simulator answers at " + commands.string() + ": No such file or directory\n");
 
     const auto encsim = start();
-    const RunResult done = send("heat 400");
+    const RunResult_t done = send("heat 400");
     EXPECT_EQ(done.ending.exitCode, 0);
     EXPECT_EQ(done.out + done.err, "");
-    const RunResult shown = send("show");
+    const RunResult_t shown = send("show");
     EXPECT_EQ(shown.ending.exitCode, 0);
     EXPECT_THAT(shown.out, HasSubstr("\nheat 400 W, "));
     EXPECT_THAT(shown.out, testing::Not(EndsWith("ok\n")));
-    const RunResult refused = send("heat up");
+    const RunResult_t refused = send("heat up");
     EXPECT_EQ(refused.ending.exitCode, 1);
     EXPECT_EQ(refused.out, "");
     EXPECT_EQ(refused.err, "error: heat is \"up\"; it must be a number from 0 to 10000\n");
@@ -274,12 +264,12 @@ TEST_F(Encsim, TimePassesAtTheGivenSpeed) {
     const auto encsim = start({"--speed", "200"});
     const File_t peer = connectToCommands();
     EXPECT_EQ(ask(peer, "fan 0 stall"), "ok\n");
-    const auto end = std::chrono::steady_clock::now() + LONG;
+    const auto end = std::chrono::steady_clock::now() + PATIENCE;
     long rpm = 9000;
     while (rpm > 10 && std::chrono::steady_clock::now() < end) {
         const std::string reply = ask(peer, "show --json");
         rpm = json::parse(reply.substr(0, reply.find('\n')))["fans"][0]["rpm"];
-        std::this_thread::sleep_for(Milliseconds(20));
+        std::this_thread::sleep_for(Milliseconds_t(20));
     }
     EXPECT_LE(rpm, 10);
 }
@@ -293,7 +283,7 @@ TEST_F(Encsim, RemovesLinkAndSocketHoweverItEnds) {
         } else {
             encsim->kill(signal);
         }
-        const auto ending = encsim->wait(LONG);
+        const auto ending = encsim->wait(PATIENCE);
         ASSERT_TRUE(ending.has_value());
         EXPECT_EQ(ending->exitCode, 0);
         EXPECT_FALSE(linkExists());
@@ -305,7 +295,7 @@ TEST_F(Encsim, ReplacesWhatADeadSimulatorLeft) {
     {
         const auto encsim = start();
         encsim->kill(SIGKILL);
-        ASSERT_TRUE(encsim->wait(LONG).has_value());
+        ASSERT_TRUE(encsim->wait(PATIENCE).has_value());
     }
     EXPECT_TRUE(linkExists());
     EXPECT_TRUE(std::filesystem::exists(commands));
@@ -316,12 +306,12 @@ TEST_F(Encsim, ReplacesWhatADeadSimulatorLeft) {
 
 TEST_F(Encsim, LeavesALivingSimulatorAlone) {
     const auto encsim = start();
-    const RunResult second = run(programCommand("encsim", {"--chassis", "quadra", "--link", link}), LONG);
+    const RunResult_t second = run(programCommand("encsim", {"--chassis", "quadra", "--link", link}), PATIENCE);
     EXPECT_EQ(second.ending.exitCode, 1);
     EXPECT_EQ(second.err, "encsim: another simulator serves " + link.string() + "; stop it or give another --link\n");
     const std::string other = directory / "other";
-    const RunResult third =
-        run(programCommand("encsim", {"--chassis", "quadra", "--link", other, "--control", commands}), LONG);
+    const RunResult_t third =
+        run(programCommand("encsim", {"--chassis", "quadra", "--link", other, "--control", commands}), PATIENCE);
     EXPECT_EQ(third.ending.exitCode, 1);
     EXPECT_EQ(third.err,
               "encsim: another process serves " + commands.string() + "; stop it or give another --control\n");
@@ -332,7 +322,7 @@ TEST_F(Encsim, LeavesALivingSimulatorAlone) {
 
 TEST_F(Encsim, LeavesForeignFilesAlone) {
     std::ofstream(link) << "precious";
-    const RunResult file = run(command(), LONG);
+    const RunResult_t file = run(command(), PATIENCE);
     EXPECT_EQ(file.ending.exitCode, 1);
     EXPECT_EQ(file.err,
               "encsim: " + link.string() + " exists and is not a simulator's link; remove it or give another --link\n");
@@ -340,12 +330,12 @@ TEST_F(Encsim, LeavesForeignFilesAlone) {
     std::filesystem::remove(link);
 
     std::filesystem::create_symlink("/dev/null", link);
-    EXPECT_EQ(run(command(), LONG).ending.exitCode, 1);
+    EXPECT_EQ(run(command(), PATIENCE).ending.exitCode, 1);
     EXPECT_EQ(std::filesystem::read_symlink(link), "/dev/null");
     std::filesystem::remove(link);
 
     std::ofstream(commands) << "precious";
-    const RunResult socket = run(command(), LONG);
+    const RunResult_t socket = run(command(), PATIENCE);
     EXPECT_EQ(socket.ending.exitCode, 1);
     EXPECT_EQ(socket.err,
               "encsim: cannot listen at " + commands.string() + ": Address already in use; give another --control\n");
@@ -365,7 +355,7 @@ TEST_F(Encsim, BadOptionsAreOneLineOnStandardError) {
         {"--chassis", "vsc055", "--link", link, "--control", std::string(200, 'x')},
     };
     for (const std::vector<std::string>& arguments : rows) {
-        const RunResult result = run(programCommand("encsim", arguments), LONG);
+        const RunResult_t result = run(programCommand("encsim", arguments), PATIENCE);
         EXPECT_NE(result.ending.exitCode, 0);
         EXPECT_THAT(result.err, testing::StartsWith("encsim: "));
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
@@ -389,11 +379,11 @@ TEST_F(Encsim, EveryChassisAnswersAtItsAddress) {
                 {"w83782d", "52 28 48 01", "41 28"},
                 {"chenbro", "52 30 48 01", "41 30"}};
     for (const auto& row : rows) {
-        Process encsim(programCommand("encsim", {"--frozen", "--link", link, "--chassis", row.chassis}));
-        ASSERT_TRUE(encsim.waitForOut("ready\n", LONG));
+        Process_t encsim(programCommand("encsim", {"--frozen", "--link", link, "--chassis", row.chassis}));
+        ASSERT_TRUE(encsim.waitForOut("ready\n", PATIENCE));
         EXPECT_EQ(exchange(openLine(), row.request, 2), row.answer) << row.chassis;
         encsim.kill(SIGTERM);
-        ASSERT_TRUE(encsim.wait(LONG).has_value());
+        ASSERT_TRUE(encsim.wait(PATIENCE).has_value());
     }
 }
 

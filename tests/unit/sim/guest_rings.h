@@ -24,10 +24,10 @@ public:
 
     /** Puts bytes, written as hex, at an offset. */
     void put(std::size_t at, const std::string& text) {
-        const auto data = bytes(text);
+        const auto data = unhex(text);
         std::copy(data.begin(), data.end(), bytes_ + at);
     }
-    std::string get(std::size_t at, std::size_t count) const { return hex(std::span(bytes_).subspan(at, count)); }
+    std::string get(std::size_t at, std::size_t count) const { return lowerHex(std::span(bytes_).subspan(at, count)); }
     std::span<std::uint8_t> whole() { return bytes_; }
 
     static Virtqueue_t::Layout_t layout(unsigned size = 8) {

@@ -13,19 +13,19 @@ using namespace rings;
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using testsupport::Bytes_t;
 
-Bytes words(std::initializer_list<std::uint32_t> values) {
-    Bytes all(values.size() * 4);
+Bytes_t words(std::initializer_list<std::uint32_t> values) {
+    Bytes_t all(values.size() * 4);
     std::memcpy(all.data(), values.begin(), all.size());
     return all;
 }
-Bytes longWords(std::initializer_list<std::uint64_t> values) {
-    Bytes all(values.size() * 8);
+Bytes_t longWords(std::initializer_list<std::uint64_t> values) {
+    Bytes_t all(values.size() * 8);
     std::memcpy(all.data(), values.begin(), all.size());
     return all;
 }
-Bytes joined(Bytes first, const Bytes& second) {
+Bytes_t joined(Bytes_t first, const Bytes_t& second) {
     first.insert(first.end(), second.begin(), second.end());
     return first;
 }
@@ -39,30 +39,30 @@ protected:
     }
     ~VhostDeviceTest() override { munmap(shared, 0x2000); }
 
-    using Reply = std::optional<Bytes>;
-    Reply send(std::uint32_t request, Bytes payload = {}, int file = -1, std::uint32_t flags = 1) {
+    using Reply_t = std::optional<Bytes_t>;
+    Reply_t send(std::uint32_t request, Bytes_t payload = {}, int file = -1, std::uint32_t flags = 1) {
         VhostMessage_t message{.request = request, .flags = flags, .payload = std::move(payload), .files = {}};
         if (file >= 0) {
             message.files.emplace_back(dup(file));
         }
         return device.handle(std::move(message));
     }
-    static Reply reply(std::uint32_t request, const Bytes& payload) {
+    static Reply_t reply(std::uint32_t request, const Bytes_t& payload) {
         return joined(words({request, 5, static_cast<std::uint32_t>(payload.size())}), payload);
     }
     void put(std::size_t at, const std::string& text) {
-        const Bytes data = bytes(text);
+        const Bytes_t data = unhex(text);
         std::copy(data.begin(), data.end(), shared + 0x1000 + at);
     }
     std::string get(std::size_t at, std::size_t count) const {
-        return hex(std::span<const std::uint8_t>(shared + 0x1000 + at, count));
+        return lowerHex(std::span<const std::uint8_t>(shared + 0x1000 + at, count));
     }
     /** One page of the file's two, from its second on. */
-    Bytes table() const { return joined(words({1, 0}), longWords({GUEST, 0x1000, USER, 0x1000})); }
+    Bytes_t table() const { return joined(words({1, 0}), longWords({GUEST, 0x1000, USER, 0x1000})); }
     static constexpr std::uint64_t NEGOTIATED = 0x170000001; // with indirect descriptors, event index
 
     void setUp(std::uint64_t features = NEGOTIATED) {
-        const Reply nothing = Bytes();
+        const Reply_t nothing = Bytes_t();
         EXPECT_EQ(send(3), nothing);
         EXPECT_EQ(send(13, longWords({0}), call.get()), nothing);
         EXPECT_EQ(send(2, longWords({features})), nothing);
@@ -142,7 +142,7 @@ TEST_F(VhostDeviceTest, GoesOnWhereItWasWhenTheMemoryChanges) {
     device.serve();
     put(0x100, "00 00 02 00 00 00 00 00");
     put(0x320, "ee");
-    EXPECT_EQ(send(5, table(), memory.get()), Reply(Bytes()));
+    EXPECT_EQ(send(5, table(), memory.get()), Reply_t(Bytes_t()));
     EXPECT_EQ(get(0x320, 1), "00");
     EXPECT_EQ(bus.remembered().size(), 2u);
 }
@@ -159,7 +159,7 @@ TEST_F(VhostDeviceTest, SilentDeviceLetsRequestsWait) {
 
 TEST_F(VhostDeviceTest, DisabledQueueIsNotServed) {
     setUp();
-    EXPECT_EQ(send(18, words({0, 0})), Reply(Bytes()));
+    EXPECT_EQ(send(18, words({0, 0})), Reply_t(Bytes_t()));
     request();
     device.serve();
     EXPECT_EQ(get(0x320, 1), "ee");
@@ -168,15 +168,15 @@ TEST_F(VhostDeviceTest, DisabledQueueIsNotServed) {
 
 TEST_F(VhostDeviceTest, AcknowledgesWhenAskedAfterThatWasAgreed) {
     const std::uint32_t asking = 0x9;
-    EXPECT_EQ(send(3, {}, -1, asking), Reply(Bytes())) << "not agreed yet";
-    EXPECT_EQ(send(16, longWords({8})), Reply(Bytes()));
+    EXPECT_EQ(send(3, {}, -1, asking), Reply_t(Bytes_t())) << "not agreed yet";
+    EXPECT_EQ(send(16, longWords({8})), Reply_t(Bytes_t()));
     EXPECT_EQ(send(3, {}, -1, asking), reply(3, longWords({0})));
     EXPECT_EQ(send(8, words({1, 4}), -1, asking), reply(8, longWords({1}))) << "there is one queue";
     EXPECT_EQ(send(99, {}, -1, asking), reply(99, longWords({1}))) << "nothing known";
 }
 
 TEST_F(VhostDeviceTest, UnknownMessageIsPassedOver) {
-    EXPECT_EQ(send(99, {1, 2, 3}), Reply(Bytes()));
+    EXPECT_EQ(send(99, {1, 2, 3}), Reply_t(Bytes_t()));
 }
 
 TEST_F(VhostDeviceTest, BrokenMessagesEndTheConnection) {
@@ -203,14 +203,14 @@ TEST_F(VhostDeviceTest, MemoryThatIsNotThereIsRefused) {
         std::uint64_t size, offset;
     } rows[] = {{0x2001, 0}, {0x1001, 0x1000}, {1, 0x2000}, {0, 0}, {~0ULL, 0x1000}, {0x1000, ~0ULL}};
     for (const auto& row : rows) {
-        const Bytes payload = joined(words({1, 0}), longWords({GUEST, row.size, USER, row.offset}));
+        const Bytes_t payload = joined(words({1, 0}), longWords({GUEST, row.size, USER, row.offset}));
         EXPECT_EQ(send(5, payload, memory.get()), std::nullopt) << row.size << " from " << row.offset;
     }
 }
 
 TEST_F(VhostDeviceTest, RingsOutsideTheMemoryAreNotServed) {
     setUp();
-    EXPECT_EQ(send(9, joined(words({0, 0}), longWords({USER, USER + 0xFF0, USER + 0x100, 0}))), Reply(Bytes()));
+    EXPECT_EQ(send(9, joined(words({0, 0}), longWords({USER, USER + 0xFF0, USER + 0x100, 0}))), Reply_t(Bytes_t()));
     EXPECT_EQ(device.kick(), -1);
     device.serve();
 }

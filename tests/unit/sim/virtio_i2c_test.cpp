@@ -33,7 +33,7 @@ protected:
         guest.put(BUFFERS + at + 8, data);
         guest.put(BUFFERS + at + 0x1F, "ee");
         char next[16];
-        const auto count = static_cast<unsigned>(bytes(data).size());
+        const auto count = static_cast<unsigned>(unhex(data).size());
         std::snprintf(next, sizeof next, "01 00 %02x 00", static_cast<unsigned>(index + 1));
         descriptor(index, at, 8, next);
         if (count != 0) {
@@ -59,7 +59,7 @@ protected:
     }
     bool serve(const std::string& heads) {
         char index[16];
-        available += bytes(heads).size() / 2;
+        available += unhex(heads).size() / 2;
         std::snprintf(index, sizeof index, "00 00 %02x 00 ", static_cast<unsigned>(available));
         guest.put(AVAILABLE, index + heads);
         queue = Virtqueue_t::make(guest.memory, Guest_t::layout());
@@ -73,7 +73,7 @@ protected:
         }
         return lines;
     }
-    using Lines = std::vector<std::string>;
+    using Lines_t = std::vector<std::string>;
 
     Guest_t guest;
     Bus_t bus;
@@ -86,7 +86,7 @@ TEST_F(VirtioI2cTest, WriteIsOneMessage) {
     EXPECT_TRUE(serve("00 00"));
     EXPECT_EQ(status(0), "00");
     EXPECT_EQ(guest.get(USED, 12), "00 00 01 00 00 00 00 00 01 00 00 00");
-    EXPECT_EQ(log(), Lines{"1 write 0x41 0x98 1 [2f] ack = write 0x41 [98 2f] ack"});
+    EXPECT_EQ(log(), Lines_t{"1 write 0x41 0x98 1 [2f] ack = write 0x41 [98 2f] ack"});
 }
 
 TEST_F(VirtioI2cTest, RegisterWrittenAndThenReadIsOneTransferOfTwoMessages) {
@@ -97,7 +97,7 @@ TEST_F(VirtioI2cTest, RegisterWrittenAndThenReadIsOneTransferOfTwoMessages) {
     EXPECT_EQ(status(0x20), "00");
     EXPECT_EQ(guest.get(BUFFERS + 0x28, 2), "1e 80");
     EXPECT_EQ(guest.get(USED, 20), "00 00 02 00 00 00 00 00 01 00 00 00 03 00 00 00 03 00 00 00");
-    EXPECT_EQ(log(), Lines{"1 read 0x4c 0x00 2 [1e 80] ack = write 0x4c [00] ack, read 0x4c [1e 80] ack"});
+    EXPECT_EQ(log(), Lines_t{"1 read 0x4c 0x00 2 [1e 80] ack = write 0x4c [00] ack, read 0x4c [1e 80] ack"});
 }
 
 TEST_F(VirtioI2cTest, AbsentChipFailsAtTheFirstMessageAndTakesTheSecondAlong) {
@@ -108,7 +108,7 @@ TEST_F(VirtioI2cTest, AbsentChipFailsAtTheFirstMessageAndTakesTheSecondAlong) {
     EXPECT_EQ(status(0), "01");
     EXPECT_EQ(status(0x20), "01");
     EXPECT_EQ(guest.get(BUFFERS + 0x28, 1), "77") << "nothing was read";
-    EXPECT_EQ(log(), Lines{"1 read 0x62 0x00 1 [] nack = write 0x62 [00] nack"});
+    EXPECT_EQ(log(), Lines_t{"1 read 0x62 0x00 1 [] nack = write 0x62 [00] nack"});
 }
 
 TEST_F(VirtioI2cTest, OrderedFailureInTheMiddleLeavesTheFirstMessageAcknowledged) {
@@ -118,7 +118,7 @@ TEST_F(VirtioI2cTest, OrderedFailureInTheMiddleLeavesTheFirstMessageAcknowledged
     serve("00 00 03 00");
     EXPECT_EQ(status(0), "00");
     EXPECT_EQ(status(0x20), "01");
-    EXPECT_EQ(log(), Lines{"1 read 0x4c 0x00 2 [] nack = write 0x4c [00] ack, read 0x4c [] nack"});
+    EXPECT_EQ(log(), Lines_t{"1 read 0x4c 0x00 2 [] nack = write 0x4c [00] ack, read 0x4c [] nack"});
 }
 
 TEST_F(VirtioI2cTest, EmptyMessageAsksWhetherAnybodyIsThere) {
@@ -127,8 +127,8 @@ TEST_F(VirtioI2cTest, EmptyMessageAsksWhetherAnybodyIsThere) {
     serve("00 00 02 00");
     EXPECT_EQ(status(0), "00");
     EXPECT_EQ(status(0x20), "01");
-    EXPECT_EQ(log(), (Lines{"1 write 0x41 0x00 0 [] ack = write 0x41 [] ack",
-                            "2 read 0x62 0x00 0 [] nack = read 0x62 [] nack"}));
+    EXPECT_EQ(log(), (Lines_t{"1 write 0x41 0x00 0 [] ack = write 0x41 [] ack",
+                              "2 read 0x62 0x00 0 [] nack = read 0x62 [] nack"}));
 }
 
 TEST_F(VirtioI2cTest, ReadWithoutARegisterTakesTheOneThatWasSetBefore) {
@@ -136,8 +136,8 @@ TEST_F(VirtioI2cTest, ReadWithoutARegisterTakesTheOneThatWasSetBefore) {
     readRequest(3, 0x20, "82 00 00 00 02 00 00 00", 1);
     serve("00 00 03 00");
     EXPECT_EQ(guest.get(BUFFERS + 0x28, 1), "3f");
-    EXPECT_EQ(log(), (Lines{"1 write 0x41 0x98 0 [] ack = write 0x41 [98] ack",
-                            "2 read 0x41 0x98 1 [3f] ack = read 0x41 [3f] ack"}));
+    EXPECT_EQ(log(), (Lines_t{"1 write 0x41 0x98 0 [] ack = write 0x41 [98] ack",
+                              "2 read 0x41 0x98 1 [3f] ack = read 0x41 [3f] ack"}));
 }
 
 TEST_F(VirtioI2cTest, BuffersMayBeCutAnyway) {
@@ -151,7 +151,7 @@ TEST_F(VirtioI2cTest, BuffersMayBeCutAnyway) {
     guest.put(BUFFERS + 0x41, "ee");
     serve("00 00");
     EXPECT_EQ(guest.get(BUFFERS + 0x41, 1), "00");
-    EXPECT_EQ(log(), Lines{"1 write 0x41 0x98 1 [2f] ack = write 0x41 [98 2f] ack"});
+    EXPECT_EQ(log(), Lines_t{"1 write 0x41 0x98 1 [2f] ack = write 0x41 [98 2f] ack"});
 }
 
 TEST_F(VirtioI2cTest, RubbishGetsAnErrorStatusAndNeverReachesTheBus) {
@@ -170,7 +170,7 @@ TEST_F(VirtioI2cTest, RubbishGetsAnErrorStatusAndNeverReachesTheBus) {
         serve("00 00");
         EXPECT_EQ(status(0), "01") << row.what;
     }
-    EXPECT_EQ(log(), Lines{});
+    EXPECT_EQ(log(), Lines_t{});
 }
 
 TEST_F(VirtioI2cTest, ShortHeaderLongMessageAndBadDescriptorGetAnErrorStatusToo) {
@@ -198,7 +198,7 @@ TEST_F(VirtioI2cTest, ShortHeaderLongMessageAndBadDescriptorGetAnErrorStatusToo)
     guest.put(BUFFERS + 0x1F, "ee");
     serve("00 00");
     EXPECT_EQ(status(0), "01");
-    EXPECT_EQ(log(), Lines{});
+    EXPECT_EQ(log(), Lines_t{});
 }
 
 TEST_F(VirtioI2cTest, RubbishInATransferKeepsAllOfItFromTheBus) {
@@ -207,7 +207,7 @@ TEST_F(VirtioI2cTest, RubbishInATransferKeepsAllOfItFromTheBus) {
     serve("00 00 03 00");
     EXPECT_EQ(status(0), "01");
     EXPECT_EQ(status(0x20), "01");
-    EXPECT_EQ(log(), Lines{});
+    EXPECT_EQ(log(), Lines_t{});
 }
 
 TEST_F(VirtioI2cTest, RequestWithoutRoomForAStatusIsGivenBack) {
@@ -215,7 +215,7 @@ TEST_F(VirtioI2cTest, RequestWithoutRoomForAStatusIsGivenBack) {
     descriptor(0, 0, 8, "00 00 00 00");
     EXPECT_TRUE(serve("00 00"));
     EXPECT_EQ(guest.get(USED, 12), "00 00 01 00 00 00 00 00 00 00 00 00");
-    EXPECT_EQ(log(), Lines{});
+    EXPECT_EQ(log(), Lines_t{});
 }
 
 TEST_F(VirtioI2cTest, TransferThatTheDriverCouldNotFinishIsCarriedOutAsFarAsItGoes) {

@@ -29,8 +29,8 @@ TEST_F(VirtqueueTest, GivesTheBuffersOfAChainInTheDriversOrder) {
     const auto chain = ring.peek(0);
     ASSERT_TRUE(chain && chain->valid);
     ASSERT_EQ(chain->readable.size(), 2u);
-    EXPECT_EQ(hex(chain->readable[0]), "98 00 00 00 01 00 00 00");
-    EXPECT_EQ(hex(chain->readable[1]), "04 2f");
+    EXPECT_EQ(lowerHex(chain->readable[0]), "98 00 00 00 01 00 00 00");
+    EXPECT_EQ(lowerHex(chain->readable[1]), "04 2f");
     ASSERT_EQ(chain->writable.size(), 1u);
     EXPECT_EQ(chain->writable[0].data(), guest.whole().data() + 0x320);
     EXPECT_FALSE(ring.peek(1));

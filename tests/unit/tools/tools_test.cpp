@@ -9,27 +9,29 @@
 #include <unistd.h>
 
 #include "chassis_list.h"
+#include "folder.h"
 #include "hex.h"
 #include "json.h"
 #include "stop_signal.h"
+#include "stream.h"
 #include "tool_error.h"
 #include "unix_stream.h"
 #include "words.h"
 
 namespace {
 
-using Bytes_t = std::vector<U8_t>;
+using testsupport::Bytes_t;
 
 /** Two ends of a stream. */
 struct Pair_t {
-    Pair_t() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0); }
+    Pair_t() : ends(testsupport::connectedPair()) {}
     ~Pair_t() {
         close(ends[0]);
         close(ends[1]);
     }
     Pair_t(const Pair_t&) = delete;
     Pair_t& operator=(const Pair_t&) = delete;
-    std::array<int, 2> ends{};
+    std::array<int, 2> ends;
 };
 
 /** A message of so many bytes, all zero but its length. */
@@ -42,15 +44,8 @@ Bytes_t messageOf(std::size_t length) {
 
 /** A path for a socket in a folder of its own. */
 struct SocketPath_t {
-    SocketPath_t() {
-        std::string folder = testing::TempDir() + "toolsXXXXXX";
-        EXPECT_NE(mkdtemp(folder.data()), nullptr);
-        path = folder + "/s";
-    }
-    ~SocketPath_t() { std::filesystem::remove_all(std::filesystem::path(path).parent_path()); }
-    SocketPath_t(const SocketPath_t&) = delete;
-    SocketPath_t& operator=(const SocketPath_t&) = delete;
-    std::string path;
+    const testsupport::Folder_t folder;
+    const std::string path = folder.path("s");
 };
 
 } // namespace
@@ -61,6 +56,14 @@ TEST(Hex, DigitsInEitherCaseBecomeBytes) {
     EXPECT_EQ(bytes, (Bytes_t{1, 0x00, 0xFF, 0xA9}));
     EXPECT_TRUE(parseHex("", &bytes));
     EXPECT_EQ(hexText(bytes), "0100ffa9");
+}
+
+TEST(Hex, BytesComeByTheLineOfSixteen) {
+    Bytes_t bytes(17, 0xA0);
+    EXPECT_EQ(hexLines(bytes), (std::vector<std::string>{"a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0", "a0"}));
+    bytes.pop_back();
+    EXPECT_EQ(hexLines(bytes).size(), 1U);
+    EXPECT_TRUE(hexLines({}).empty());
 }
 
 TEST(Hex, WhatIsNoPairOfDigitsAppendsNothing) {

@@ -24,15 +24,15 @@ class TraceBugCheck : public TraceTest {
 protected:
     TraceBugCheck() { init(); }
 
-    static ChildResult bugCheck(const std::string& file, const std::string& function, U32_t line,
-                                const std::string& text) {
+    static ChildResult_t bugCheck(const std::string& file, const std::string& function, U32_t line,
+                                  const std::string& text) {
         const auto what = [&] { TRACE__infoBugCheck(file.c_str(), function.c_str(), line, "%s", text.c_str()); };
         return runInChild(what, true);
     }
 };
 
 TEST_F(TraceBugCheck, RecordsTheLastTextAndAborts) {
-    const ChildResult child = bugCheck("esafan.cpp", "esaFanCheck", 0x12345, "fan 3 is gone");
+    const ChildResult_t child = bugCheck("esafan.cpp", "esaFanCheck", 0x12345, "fan 3 is gone");
     EXPECT_EQ(child.signal, SIGABRT);
     EXPECT_EQ(child.err, "");
     EXPECT_EQ(log(), "TRACE LOG BUG-CHECK AT: fan 3 is gone\n");
@@ -62,7 +62,7 @@ TEST_F(TraceBugCheck, LongestPrefixIsWhole) {
 sigjmp_buf pastTheFirstAbort;
 
 TEST_F(TraceBugCheck, NothingOfAnEarlierOneIsInTheRecord) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         (void)std::signal(SIGABRT, [](int) { siglongjmp(pastTheFirstAbort, 1); });
         if (sigsetjmp(pastTheFirstAbort, 1) == 0) {
             TRACE__infoBugCheck("some_file.cpp", "someFunction", 77, "%200d", 7);
@@ -82,13 +82,13 @@ TEST_F(TraceBugCheck, NothingOfAnEarlierOneIsInTheRecord) {
 TEST_F(TraceBugCheck, MacroNamesTheCaller) {
     (void)TRACE__setTraceLevel(0, 0x2000);
     const std::string line = std::to_string(__LINE__ + 1);
-    const ChildResult child = runInChild([] { TRACE_BUGCHECK("value %d", 5); });
+    const ChildResult_t child = runInChild([] { TRACE_BUGCHECK("value %d", 5); });
     EXPECT_EQ(child.signal, SIGABRT);
     EXPECT_EQ(log(), "TRACE LOG BUG-CHECK AT: trace_bugcheck_test.cpp:" + line + ":  value 5\n");
 }
 
 TEST_F(TraceBugCheck, WithoutTheWriteFlagOnlyTheRecordIsLeft) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         (void)mpuMutex_Get(&traceData.lock);
         (void)TRACE__logInfo(0, 1);
     });
@@ -99,7 +99,7 @@ TEST_F(TraceBugCheck, WithoutTheWriteFlagOnlyTheRecordIsLeft) {
 }
 
 TEST_F(TraceBugCheck, HandsTheParameterWordOn) {
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         (void)mpuMutex_Get(&traceData.lock);
         traceData.mpuParams = &params;
         (void)TRACE__logInfo(0, 1);
@@ -110,23 +110,23 @@ TEST_F(TraceBugCheck, HandsTheParameterWordOn) {
 
 TEST_F(TraceBugCheck, WorksBeforeInitAndAfterDone) {
     TRACE__done();
-    const ChildResult child = bugCheck("a.cpp", "f", 1, "early");
+    const ChildResult_t child = bugCheck("a.cpp", "f", 1, "early");
     EXPECT_EQ(child.signal, SIGABRT);
     EXPECT_EQ(child.err, "TRACE LOG BUG-CHECK AT: early\n");
     EXPECT_TRUE(child.event.has_value());
 }
 
-struct NamesCase {
+struct NamesCase_t {
     const char* file;
     const char* function;
     std::string area;
 };
 
-void PrintTo(const NamesCase& test, std::ostream* out) {
+void PrintTo(const NamesCase_t& test, std::ostream* out) {
     *out << test.file << ' ' << test.function;
 }
 
-const NamesCase NAMES[] = {
+const NamesCase_t NAMES[] = {
     {"noextension", "f", std::string("noextension\0f", 13)},
     {"a.b.cpp", "f", std::string("a.b\0f", 5)},
     {".hidden", "f", std::string("\0f", 2)},
@@ -137,12 +137,12 @@ const NamesCase NAMES[] = {
     {"a.cpp", "f23456789012345678901234567890", std::string("a\0f234567890123456789012345678", 30)},
 };
 
-class TraceBugCheckNames : public TraceBugCheck, public testing::WithParamInterface<NamesCase> {};
+class TraceBugCheckNames : public TraceBugCheck, public testing::WithParamInterface<NamesCase_t> {};
 
 INSTANTIATE_TEST_SUITE_P(Case, TraceBugCheckNames, testing::ValuesIn(NAMES));
 
 TEST_P(TraceBugCheckNames, FillThe30Bytes) {
-    const ChildResult child = bugCheck(GetParam().file, GetParam().function, 1, "x");
+    const ChildResult_t child = bugCheck(GetParam().file, GetParam().function, 1, "x");
     ASSERT_TRUE(child.event.has_value());
     EXPECT_EQ(child.event->body.substr(2, 30), filled(GetParam().area, 30));
     EXPECT_EQ(child.event->body.substr(32), filled("BUG CHECK: x\n", 14));
@@ -151,7 +151,7 @@ TEST_P(TraceBugCheckNames, FillThe30Bytes) {
 TEST_F(TraceBugCheck, TextStaysWithin256Bytes) {
     for (const auto& [length, kept] :
          {std::pair<std::size_t, std::size_t>{242, 242}, {243, 243}, {244, 243}, {1023, 243}}) {
-        const ChildResult child = bugCheck("a.cpp", "f", 1, std::string(length, 't'));
+        const ChildResult_t child = bugCheck("a.cpp", "f", 1, std::string(length, 't'));
         ASSERT_TRUE(child.event.has_value());
         const std::string text = "BUG CHECK: " + std::string(kept, 't') + "\n";
         EXPECT_EQ(child.event->body.substr(32), filled(text, text.size() + 1));

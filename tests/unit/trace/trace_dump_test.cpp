@@ -22,9 +22,9 @@ protected:
 };
 
 /** 4096 bytes 00 01 02 ... at an address that the expected text can name. */
-class BytesAt {
+class BytesAt_t {
 public:
-    explicit BytesAt(std::uintptr_t address)
+    explicit BytesAt_t(std::uintptr_t address)
         : page_(mmap(reinterpret_cast<void*>(address), SIZE, PROT_READ | PROT_WRITE,
                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0)) {
         if (page_ != reinterpret_cast<void*>(address)) {
@@ -32,9 +32,9 @@ public:
         }
         std::iota(bytes(), bytes() + SIZE, static_cast<unsigned char>(0));
     }
-    BytesAt(const BytesAt&) = delete;
-    BytesAt& operator=(const BytesAt&) = delete;
-    ~BytesAt() { (void)munmap(page_, SIZE); }
+    BytesAt_t(const BytesAt_t&) = delete;
+    BytesAt_t& operator=(const BytesAt_t&) = delete;
+    ~BytesAt_t() { (void)munmap(page_, SIZE); }
 
     [[nodiscard]] unsigned char* bytes() const { return static_cast<unsigned char*>(page_); }
 
@@ -43,16 +43,16 @@ private:
     void* page_;
 };
 
-struct DumpCase {
+struct DumpCase_t {
     U32_t length;
     const char* text;
 };
 
-void PrintTo(const DumpCase& test, std::ostream* out) {
+void PrintTo(const DumpCase_t& test, std::ostream* out) {
     *out << test.length;
 }
 
-const DumpCase DUMPS[] = {
+const DumpCase_t DUMPS[] = {
     {0, "label =\n"},
     {1, "label =\n0x50000000: 00\n"},
     {8, "label =\n0x50000000: 0001020304050607\n"},
@@ -67,25 +67,25 @@ const DumpCase DUMPS[] = {
          "0x50000020: 2021222324252627 28292A2B2C2D2E2F 3031323334353637 38393A3B3C3D3E3F\n"},
 };
 
-class TraceDumpOf : public TraceDump, public testing::WithParamInterface<DumpCase> {};
+class TraceDumpOf : public TraceDump, public testing::WithParamInterface<DumpCase_t> {};
 
 INSTANTIATE_TEST_SUITE_P(Length, TraceDumpOf, testing::ValuesIn(DUMPS));
 
 TEST_P(TraceDumpOf, IsThisText) {
-    const BytesAt page(0x50000000);
+    const BytesAt_t page(0x50000000);
     TRACE__dump("", "", 1, "label =", page.bytes(), GetParam().length);
     EXPECT_EQ(log(), GetParam().text);
 }
 
 TEST_F(TraceDump, AddressIsTheByteAddressNotTheOffset) {
-    const BytesAt page(0x50000000);
+    const BytesAt_t page(0x50000000);
     TRACE__dump("", "", 1, "x", page.bytes() + 0xABC, 1);
     EXPECT_EQ(log(), "x\n0x50000ABC: BC\n");
 }
 
 #if __SIZEOF_POINTER__ == 8
 TEST_F(TraceDump, AddressIsItsLow32BitsInEightDigits) {
-    const BytesAt page(0x6512300AB000);
+    const BytesAt_t page(0x6512300AB000);
     TRACE__dump("", "", 1, "x", page.bytes(), 1);
     EXPECT_EQ(log(), "x\n0x300AB000: 00\n");
 }
@@ -133,7 +133,7 @@ TEST_F(TraceDump, LabelOf1024CharactersIsWholeAndALongerOneIsCut) {
 }
 
 TEST_F(TraceDump, MacroNamesTheCallersLineAndFollowsBit4) {
-    const BytesAt page(0x50000000);
+    const BytesAt_t page(0x50000000);
     (void)TRACE__setTraceLevel(0, 0xFFEF);
     TRACE_DUMP("esaMMSG =", page.bytes(), 2);
     EXPECT_EQ(log(), "");

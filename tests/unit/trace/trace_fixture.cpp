@@ -7,8 +7,6 @@
 #include <sstream>
 
 TraceTest::TraceTest() {
-    char name[] = "/tmp/trace_test.XXXXXX";
-    directory = mkdtemp(name);
     setDirectory(directory);
     (void)setenv("TZ", "UTC0", 1);
     wrapped.timeIsSet = true;
@@ -17,7 +15,6 @@ TraceTest::TraceTest() {
 
 TraceTest::~TraceTest() {
     TRACE__done();
-    std::filesystem::remove_all(directory);
 }
 
 void TraceTest::setDirectory(const std::string& name) {
@@ -27,10 +24,6 @@ void TraceTest::setDirectory(const std::string& name) {
 void TraceTest::init(const char* logName) {
     const char* const names[] = {"ESA"};
     TRACE__init(&params, logName, 1, names);
-}
-
-std::string TraceTest::log(const std::string& name) const {
-    return readFile(path(name));
 }
 
 bool TraceTest::exists(const std::string& name) const {

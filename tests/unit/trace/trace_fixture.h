@@ -5,7 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "child.h"
+#include "child_with_log.h"
+#include "folder.h"
 #include "mpu_gbl.h"
 #include "trace.h"
 #include "wrapped.h"
@@ -18,13 +19,14 @@ protected:
 
     void init(const char* logName = "esa_%02d.log");
     /** What the log of that name holds. */
-    [[nodiscard]] std::string log(const std::string& name = "esa_01.log") const;
+    [[nodiscard]] std::string log(const std::string& name = "esa_01.log") const { return folder.read(name); }
     [[nodiscard]] bool exists(const std::string& name) const;
-    [[nodiscard]] std::string path(const std::string& name) const { return directory + "/" + name; }
+    [[nodiscard]] std::string path(const std::string& name) const { return folder.path(name); }
     [[nodiscard]] static std::string logName();
     void setDirectory(const std::string& name);
 
-    std::string directory;
+    const testsupport::Folder_t folder;
+    const std::string directory = folder.path();
     MPU_PARAMS_t params{};
 };
 

@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(Index, TraceBadModule, testing::Values(1, -1, 255, 6553
 
 TEST_P(TraceBadModule, IsReportedAndRefused) {
     init();
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         EXPECT_EQ(TRACE__setTraceLevel(GetParam(), 0xFFFF), -1);
         EXPECT_EQ(TRACE__getTraceLevel(GetParam()), 0);
         EXPECT_EQ(TRACE__getTraceLevel(0), 0);
@@ -85,7 +85,7 @@ TEST_P(TraceBadModule, IsReportedAndRefused) {
 }
 
 TEST_F(TraceLevel, EveryModuleIsUnknownBeforeInit) {
-    const ChildResult child = runInChild([] { _exit(TRACE__setTraceLevel(0, 1) == -1 ? 0 : 1); });
+    const ChildResult_t child = runInChild([] { _exit(TRACE__setTraceLevel(0, 1) == -1 ? 0 : 1); });
     EXPECT_EQ(child.exitStatus, 0);
     EXPECT_EQ(child.err, "ERROR !! TRACE__setTraceLevel: Invalid trace MODULE INDEX \n");
 }

@@ -15,7 +15,7 @@ protected:
     TraceLine() { init(); }
 };
 
-struct PrefixCase {
+struct PrefixCase_t {
     U16_t level;
     const char* info;
     const char* dump;
@@ -23,12 +23,12 @@ struct PrefixCase {
     const char* leave;
 };
 
-void PrintTo(const PrefixCase& test, std::ostream* out) {
+void PrintTo(const PrefixCase_t& test, std::ostream* out) {
     *out << std::hex << test.level;
 }
 
 /** Every combination of the three prefix bits. */
-const PrefixCase PREFIXES[] = {
+const PrefixCase_t PREFIXES[] = {
     {0x0000, "hello 7\n", "label\n", "ENTERING into func: doIt: text\n", "EXITING from func: doIt: text\n"},
     {0x2000, "fan.cpp:1234:  hello 7\n", "fan.cpp:1234: label\n", "fan.cpp:1234:ENTERING into func: doIt: text\n",
      "fan.cpp:1234:EXITING from func: doIt: text\n"},
@@ -48,7 +48,7 @@ const PrefixCase PREFIXES[] = {
      "Oct  2 13:51:16  fan.cpp:1234:EXITING from func: doIt: text\n"},
 };
 
-class TracePrefix : public TraceLine, public testing::WithParamInterface<PrefixCase> {
+class TracePrefix : public TraceLine, public testing::WithParamInterface<PrefixCase_t> {
 protected:
     TracePrefix() { (void)TRACE__setTraceLevel(0, GetParam().level); }
 };
@@ -262,7 +262,7 @@ TEST(TraceData, FieldsAreInOrder) {
 }
 
 TEST_F(TraceLine, WriteErrorsAreIgnored) {
-    const ChildResult child = runInChild([] {
+    const ChildResult_t child = runInChild([] {
         traceData.fd = std::fopen("/dev/full", "w");
         TRACE__info("", "", 1, "lost");
         TRACE__dump("", "", 1, "lost", "abc", 3);

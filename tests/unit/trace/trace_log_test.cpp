@@ -63,7 +63,7 @@ TEST_F(TraceLog, DirectoryWithPercentSignsIsADirectory) {
     init();
     EXPECT_EQ(logName(), odd + "/esa_01.log");
     write("here");
-    EXPECT_EQ(readFile(odd + "/esa_01.log"), "here\n");
+    EXPECT_EQ(testsupport::readFile(odd + "/esa_01.log"), "here\n");
 }
 
 TEST_F(TraceLog, DirectoryThatFillsItsFieldNeedsNoTerminator) {
@@ -116,7 +116,7 @@ TEST_F(TraceLog, InstanceNumberWrapsFrom255To0) {
 
 TEST_F(TraceLog, ThatCannotBeOpenedSendsEverythingToStandardError) {
     setDirectory(directory + "/missing");
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         init();
         EXPECT_EQ(traceData.log_to_file, 0U);
         EXPECT_EQ(traceData.fd, stderr);
@@ -139,7 +139,7 @@ TEST_F(TraceLog, IsOpenedNeitherThroughALinkNorAsAPipe) {
     const std::string path = directory + "/esa_01.log";
     std::ofstream(directory + "/victim") << "precious";
     const auto expectRefused = [&](const char* what) {
-        const ChildResult child = runInChild([&] {
+        const ChildResult_t child = runInChild([&] {
             init();
             write("line");
             _exit(0);
@@ -171,25 +171,25 @@ TEST_F(TraceLog, IsNotReadableForEverybodyAndStartsEmpty) {
     EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(directory + "/esa_02.log").permissions()), 0640U);
 }
 
-struct NoFileCase {
+struct NoFileCase_t {
     const char* name;
     bool withParams;
     const char* logName;
 };
 
-void PrintTo(const NoFileCase& test, std::ostream* out) {
+void PrintTo(const NoFileCase_t& test, std::ostream* out) {
     *out << test.name;
 }
 
-class TraceToStandardError : public TraceTest, public testing::WithParamInterface<NoFileCase> {};
+class TraceToStandardError : public TraceTest, public testing::WithParamInterface<NoFileCase_t> {};
 
 INSTANTIATE_TEST_SUITE_P(Without, TraceToStandardError,
-                         testing::Values(NoFileCase{"Block", false, "esa_%02d.log"}, NoFileCase{"Name", true, nullptr},
-                                         NoFileCase{"NonEmptyName", true, ""}),
+                         testing::Values(NoFileCase_t{"Block", false, "esa_%02d.log"},
+                                         NoFileCase_t{"Name", true, nullptr}, NoFileCase_t{"NonEmptyName", true, ""}),
                          [](const auto& test) { return test.param.name; });
 
 TEST_P(TraceToStandardError, WritesThereFromTheStart) {
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         TRACE__init(GetParam().withParams ? &params : nullptr, GetParam().logName, 0, nullptr);
         EXPECT_EQ(logName(), "<stderr>");
         EXPECT_STREQ(traceData.logNameProto, "<stderr>");
@@ -210,7 +210,7 @@ TEST_P(TraceToStandardError, WritesThereFromTheStart) {
 TEST_P(TraceToStandardError, RedirectedThereLeavesTheFileClosed) {
     init();
     write("in the file");
-    const ChildResult child = runInChild([&] {
+    const ChildResult_t child = runInChild([&] {
         TRACE__redirect(GetParam().withParams ? &params : nullptr, GetParam().logName);
         EXPECT_EQ(logName(), "<stderr>");
         write("on standard error");
@@ -284,24 +284,24 @@ TEST_F(TraceSizeCheck, FileOf1999999999BytesIsKept) {
     EXPECT_TRUE(exists("esa_02.log"));
 }
 
-struct WriterCase {
+struct WriterCase_t {
     const char* name;
     void (*writer)();
     const char* text;
 };
 
-void PrintTo(const WriterCase& test, std::ostream* out) {
+void PrintTo(const WriterCase_t& test, std::ostream* out) {
     *out << test.name;
 }
 
-class TraceSizeCheckOf : public TraceSizeCheck, public testing::WithParamInterface<WriterCase> {};
+class TraceSizeCheckOf : public TraceSizeCheck, public testing::WithParamInterface<WriterCase_t> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Kind, TraceSizeCheckOf,
-    testing::Values(WriterCase{"Info", [] { TRACE__info("", "", 1, "x"); }, "x\n"},
-                    WriterCase{"Dump", [] { TRACE__dump("", "", 1, "x", "", 0); }, "x\n"},
-                    WriterCase{"Enter", [] { TRACE__enter(0, "", "", 1, "x"); }, "ENTERING into func: : x\n"},
-                    WriterCase{"Return", [] { TRACE__return(0, "", "", 1, "x"); }, "EXITING from func: : x\n"}),
+    testing::Values(WriterCase_t{"Info", [] { TRACE__info("", "", 1, "x"); }, "x\n"},
+                    WriterCase_t{"Dump", [] { TRACE__dump("", "", 1, "x", "", 0); }, "x\n"},
+                    WriterCase_t{"Enter", [] { TRACE__enter(0, "", "", 1, "x"); }, "ENTERING into func: : x\n"},
+                    WriterCase_t{"Return", [] { TRACE__return(0, "", "", 1, "x"); }, "EXITING from func: : x\n"}),
     [](const auto& test) { return test.param.name; });
 
 TEST_P(TraceSizeCheckOf, ThatLineGoesToTheNextFile) {

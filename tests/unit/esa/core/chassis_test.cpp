@@ -91,14 +91,14 @@ TEST_F(ChassisTable, RowsGiveNamesTextsAddressesAndCounts) {
         EXPECT_STREQ(chassis.typeName, row.name);
         EXPECT_STREQ(chassis.initDoneText, row.done);
         EXPECT_STREQ(chassis.initFailedText, row.failed);
-        EXPECT_EQ(hex(Bytes{chassis.vsc055Address, chassis.lm75Address[0], chassis.lm75Address[1],
-                            chassis.lm75Address[2], chassis.w83782dAddress}),
+        EXPECT_EQ(hex(Bytes_t{chassis.vsc055Address, chassis.lm75Address[0], chassis.lm75Address[1],
+                              chassis.lm75Address[2], chassis.w83782dAddress}),
                   row.addresses);
         const ChassisDimensions_t& counts = chassis.dimensions;
-        EXPECT_EQ(hex(Bytes{counts.elementTypes, counts.devices, counts.powerSupplies, counts.coolings,
-                            counts.temperatureSensors, counts.audibleAlarms}),
+        EXPECT_EQ(hex(Bytes_t{counts.elementTypes, counts.devices, counts.powerSupplies, counts.coolings,
+                              counts.temperatureSensors, counts.audibleAlarms}),
                   row.dimensions);
-        EXPECT_EQ(hex(Bytes{chassis.tachometerDivisor, chassis.fanSpeedConfiguration, chassis.policyFanCount}),
+        EXPECT_EQ(hex(Bytes_t{chassis.tachometerDivisor, chassis.fanSpeedConfiguration, chassis.policyFanCount}),
                   row.fans);
     }
 }
@@ -180,7 +180,7 @@ TEST_F(ChassisTable, DecisionsByTypeAreRecognisedInSourceText) {
 
 /** The one exception tells an enclosure that has no type from one whose type is unknown: there is no row for either. */
 TEST_F(ChassisTable, NothingOutsideItDecidesByTheTypeOfTheEnclosure) {
-    Lines decisions;
+    Lines_t decisions;
     int files = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(ESA_SOURCE_DIR)) {
         const std::filesystem::path& file = entry.path();

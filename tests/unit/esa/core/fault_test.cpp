@@ -86,7 +86,7 @@ protected:
     }
 
     /** Adds the lines of a dump of `size` bytes that count from `first`. */
-    static void addDump(Lines& lines, const char* label, const void* field, int first, int size) {
+    static void addDump(Lines_t& lines, const char* label, const void* field, int first, int size) {
         lines.emplace_back(label);
         const auto address = static_cast<U32_t>(reinterpret_cast<std::uintptr_t>(field));
         for (int i = 0; i < size; ++i) {
@@ -103,8 +103,8 @@ protected:
     }
 
     /** What the handler traces of the control block above. */
-    static Lines dumpOfControlBlock() {
-        Lines lines = {
+    static Lines_t dumpOfControlBlock() {
+        Lines_t lines = {
             "esaControl.socketFdMSM                       = [" + std::to_string(esaControl.socketFdMSM) + "]",
             "esaControl.socketAddressMSM.sun_path         = [/run/mpu/esadapter]",
             "esaControl.i2cFileFd                         = [-2]",
@@ -166,22 +166,22 @@ protected:
         return lines;
     }
 
-    static Bytes bodyOf(const FakeEvent& event) { return {event.bytes.begin() + 152, event.bytes.end()}; }
-    static std::string bodyText(const FakeEvent& event) { return hex(bodyOf(event)); }
+    static Bytes_t bodyOf(const FakeEvent_t& event) { return {event.bytes.begin() + 152, event.bytes.end()}; }
+    static std::string bodyText(const FakeEvent_t& event) { return hex(bodyOf(event)); }
 
     /** Bytes that count from `first`. */
-    static Bytes counting(int first, std::size_t size) {
-        Bytes bytes(size);
+    static Bytes_t counting(int first, std::size_t size) {
+        Bytes_t bytes(size);
         std::iota(bytes.begin(), bytes.end(), static_cast<U8_t>(first));
         return bytes;
     }
 };
 
-void put(Bytes& bytes, std::size_t at, const Bytes& field) {
+void put(Bytes_t& bytes, std::size_t at, const Bytes_t& field) {
     std::copy(field.begin(), field.end(), bytes.begin() + static_cast<long>(at));
 }
 
-void put(Bytes& bytes, std::size_t at, const char* text) {
+void put(Bytes_t& bytes, std::size_t at, const char* text) {
     std::copy(text, text + std::strlen(text), bytes.begin() + static_cast<long>(at));
 }
 
@@ -190,7 +190,7 @@ void put(Bytes& bytes, std::size_t at, const char* text) {
 TEST_F(Fault, TracesABoxAndTheWholeControlBlock) {
     fillControlBlock();
     esaFault("esamain.cpp", 321, "main()", "Linux %s function fails, readSize = [%d] is wrong", "recv", -1);
-    Lines expected = {
+    Lines_t expected = {
         "********************** Critical Error *********************",
         "| File:      esamain.cpp",
         "| Function:  main()",
@@ -198,17 +198,17 @@ TEST_F(Fault, TracesABoxAndTheWholeControlBlock) {
         "| Message:   Linux recv function fails, readSize = [-1] is wrong",
         "***********************************************************",
     };
-    const Lines dump = dumpOfControlBlock();
+    const Lines_t dump = dumpOfControlBlock();
     expected.insert(expected.end(), dump.begin(), dump.end());
     EXPECT_THAT(takeTrace(), ElementsAreArray(expected));
 }
 
 TEST_F(Fault, FirstRecordSaysWhereAndWhy) {
     esaFault("esainit.cpp", 0x01020304, "esaInit()", "Linux %s", "socket");
-    Bytes body(196, 0);
+    Bytes_t body(196, 0);
     put(body, 0, "esainit.cpp");
     put(body, 64, "esaInit()");
-    put(body, 128, Bytes{1, 2, 3, 4});
+    put(body, 128, Bytes_t{1, 2, 3, 4});
     put(body, 132, "Linux socket");
     EXPECT_EQ(bodyText(fakeEventLog.at(0)), hex(body));
 }
@@ -219,11 +219,11 @@ TEST_F(Fault, LongTextsAreCutToSixtyFourBytesWithoutATerminator) {
         fakeEventLog.clear();
         esaFault(std::string(length, 'a').c_str(), 7, std::string(length, 'b').c_str(), "%s",
                  std::string(length, 'c').c_str());
-        Bytes body(196, 0);
-        put(body, 0, Bytes(std::min<std::size_t>(length, 64), 'a'));
-        put(body, 64, Bytes(std::min<std::size_t>(length, 64), 'b'));
-        put(body, 128, Bytes{0, 0, 0, 7});
-        put(body, 132, Bytes(std::min<std::size_t>(length, 64), 'c'));
+        Bytes_t body(196, 0);
+        put(body, 0, Bytes_t(std::min<std::size_t>(length, 64), 'a'));
+        put(body, 64, Bytes_t(std::min<std::size_t>(length, 64), 'b'));
+        put(body, 128, Bytes_t{0, 0, 0, 7});
+        put(body, 132, Bytes_t(std::min<std::size_t>(length, 64), 'c'));
         EXPECT_EQ(bodyText(fakeEventLog.at(0)), hex(body));
         EXPECT_EQ(takeTrace()[4], "| Message:   " + std::string(length, 'c')) << "the trace has the whole message";
     }
@@ -239,12 +239,12 @@ TEST_F(Fault, MessageIsCutToItsBuffer) {
 TEST_F(Fault, SecondRecordIsASnapshotOfTheControlBlock) {
     fillControlBlock();
     esaFault("f.cpp", 1, "f()", "m");
-    Bytes body(500, 0);
-    put(body, 3, Bytes{static_cast<U8_t>(esaControl.socketFdMSM)});
-    put(body, 4, Bytes{0, 1});
+    Bytes_t body(500, 0);
+    put(body, 3, Bytes_t{static_cast<U8_t>(esaControl.socketFdMSM)});
+    put(body, 4, Bytes_t{0, 1});
     put(body, 6, "/run/mpu/esadapter");
     put(body, 116, unhex("FFFFFFFE"));
-    put(body, 120, Bytes{5, 6, 7, 8, 9, 10, 11, 200, 1, 2, 3, 4, 5});
+    put(body, 120, Bytes_t{5, 6, 7, 8, 9, 10, 11, 200, 1, 2, 3, 4, 5});
     put(body, 136, unhex("01020304"));
     put(body, 140, counting(0x10, 64));
     put(body, 204, unhex("FFFFFFFE"));
@@ -271,7 +271,7 @@ TEST_F(Fault, SecondRecordIsASnapshotOfTheControlBlock) {
 TEST_F(Fault, SnapshotHoldsASocketPathThatFillsItsField) {
     std::memset(esaControl.socketAddressMSM.sun_path, 'p', 108);
     esaFault("f.cpp", 1, "f()", "m");
-    const Bytes body = bodyOf(fakeEventLog.at(1));
-    EXPECT_EQ(Bytes(body.begin() + 6, body.begin() + 114), Bytes(108, 'p'));
+    const Bytes_t body = bodyOf(fakeEventLog.at(1));
+    EXPECT_EQ(Bytes_t(body.begin() + 6, body.begin() + 114), Bytes_t(108, 'p'));
     EXPECT_EQ(body[114], 0);
 }

@@ -19,8 +19,8 @@ protected:
     }
 
     /** Names in front of the lines since the last call; a run of the same name is one. */
-    Lines takeNames() {
-        Lines names;
+    Lines_t takeNames() {
+        Lines_t names;
         for (const std::string& line : takeTrace()) {
             if (const std::string name = line.substr(0, line.find(':')); names.empty() || names.back() != name) {
                 names.push_back(name);
@@ -49,7 +49,7 @@ TEST_F(OperationNames, StandInEveryLineOfAPoll) {
 
 TEST_F(OperationNames, StandInEveryLineOfAMessage) {
     (void)request(18, 28, 25, 72);
-    const Bytes command = unhex("1C 80 01 00 FF FF");
+    const Bytes_t command = unhex("1C 80 01 00 FF FF");
     std::copy(command.begin(), command.end(), esaControl.esaInMsg + 64);
     esaProcMmsgMsg(wireAt<MMSG_t>(static_cast<const void*>(esaControl.esaInMsg)));
     EXPECT_THAT(takeNames(),

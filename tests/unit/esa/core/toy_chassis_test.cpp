@@ -59,7 +59,7 @@ protected:
 
     /** Hands the adapter a message with `payload` behind its header. */
     void receive(U32_t type, const std::string& payload) {
-        const Bytes bytes = unhex(payload);
+        const Bytes_t bytes = unhex(payload);
         const MMSG_t& mmsg = request(18, type, 28, static_cast<int>(64 + bytes.size()));
         std::memcpy(esaControl.esaInMsg + 64, bytes.data(), bytes.size());
         esaProcMmsgMsg(mmsg);
@@ -131,7 +131,7 @@ TEST_F(ToyChassis, StatusPageHasItsElements) {
     setRpm(1, 0);
     fakeBus.set(0x55, 0x60, 0);
     receive(28, "1C 80 02 00 01 00 00 00");
-    const std::vector<Bytes> messages = takeMessages();
+    const std::vector<Bytes_t> messages = takeMessages();
     ASSERT_EQ(messages.size(), 2U) << "the supply's event goes first";
     ASSERT_EQ(messages[1].size(), 128U) << "status pages go out without their last byte";
     EXPECT_EQ(hex(&messages[1][64], 64), "00 "                                  // status GOOD

@@ -51,7 +51,7 @@ TEST_F(Vsc055Backplane, AlarmSoundsForFaultFallsSilentForMuteAndIgnoresTheRest) 
     struct {
         U32_t state;
         const char* text;
-        Lines writes;
+        Lines_t writes;
         U8_t port;
     } const states[] = {
         {0, "Set Backplane Alarm State to [IDEL_S0].", {}, 0x50},

@@ -34,8 +34,8 @@ TEST_F(Vsc055Chip, PwmKnowsFivePercentagesAndRefusesAllOthers) {
                          : percent == 75  ? 0x37
                          : percent == 100 ? 0x3F
                                           : -1;
-        Lines writes;
-        Lines trace = {text("Load PWM [%d] Percent to Fan [2]", percent)};
+        Lines_t writes;
+        Lines_t trace = {text("Load PWM [%d] Percent to Fan [2]", percent)};
         if (code < 0) {
             trace.push_back(text("Un-supported PWM Percentage [%d]", percent));
         } else {
@@ -97,7 +97,7 @@ TEST_F(Vsc055Chip, TachometerOfEveryChassisOverAllValues) {
             fakeBus.set(one.type == 2 ? 0x63 : 0x41, 0x36, static_cast<int>(value));
             U16_t rpm = 0xABCD;
             const S32_t result = esaVsc055FanReadSpeed(1, &rpm);
-            Lines trace = {text("Fan [1] has Vitesse Fan Speed value = [%d].", static_cast<int>(value))};
+            Lines_t trace = {text("Fan [1] has Vitesse Fan Speed value = [%d].", static_cast<int>(value))};
             if (value == 255) {
                 EXPECT_EQ(result, -1);
                 EXPECT_EQ(rpm, 0xABCD);

@@ -152,11 +152,11 @@ TEST_F(W83782dChip, FaultClearsAndMuteSetsTheAlarmBitAndNoOtherStateTouchesTheCh
             U8_t& configuration = esaControl.winbond[backplane].configurationRegister;
             configuration = 0xA5;
             esaW83782dSetAlarmState(0x2C, backplane, static_cast<EsaAlarmState_e>(row.state));
-            EXPECT_EQ(fakeBus.takeTransfers(), row.written == nullptr ? Lines{} : Lines{row.written});
+            EXPECT_EQ(fakeBus.takeTransfers(), row.written == nullptr ? Lines_t{} : Lines_t{row.written});
             EXPECT_EQ(configuration, row.state == 3 ? 0xE5 : 0xA5);
             configuration = 0xFF;
             esaW83782dSetAlarmState(0x2C, backplane, static_cast<EsaAlarmState_e>(row.state));
-            EXPECT_EQ(fakeBus.takeTransfers(), row.written == nullptr ? Lines{} : Lines{row.writtenFromOnes});
+            EXPECT_EQ(fakeBus.takeTransfers(), row.written == nullptr ? Lines_t{} : Lines_t{row.writtenFromOnes});
             EXPECT_EQ(configuration, row.state == 1 ? 0xBF : 0xFF);
             EXPECT_THAT(takeTrace(), ElementsAre(row.trace, row.trace));
         }

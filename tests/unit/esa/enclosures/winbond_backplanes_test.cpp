@@ -79,7 +79,7 @@ TEST_F(WinbondBackplanes, ChenbroAlarmStatesOtherThanFaultAndMuteTouchNoBackplan
     const std::string before = shadows();
     for (const U32_t state : {0U, 2U, 4U, 5U, 6U, 7U, 8U}) {
         chenbroSetAlarmState(static_cast<EsaAlarmState_e>(state));
-        const Lines lines = takeTrace();
+        const Lines_t lines = takeTrace();
         EXPECT_THAT(lines, SizeIs(4));
         if (state == 4) {
             EXPECT_THAT(lines, Each("No action on setting Backplane Alarm State to [CRITICAL_S4]."));

@@ -10,15 +10,15 @@ namespace {
 class Control : public PagesTest {
 protected:
     /** The five lists of a page, each its overall word and its records, as the chassis' counts want them. */
-    struct Lists {
+    struct Lists_t {
         std::string overall[5] = {"00 00 00 00", "00 00 00 00", "00 00 00 00", "00 00 00 00", "00 00 00 00"};
         std::vector<std::string> records[5];
     };
 
-    Lists blank() {
+    Lists_t blank() {
         const int counts[] = {esaControl.deviceMaxNumber, esaControl.powerSupplyMaxNumber, esaControl.coolingMaxNumber,
                               esaControl.temperatureSensorMaxNumber, esaControl.audibleAlarmMaxNumber};
-        Lists lists;
+        Lists_t lists;
         for (int list = 0; list < 5; ++list) {
             lists.records[list].assign(static_cast<std::size_t>(counts[list]), "00 00 00 00");
         }
@@ -26,7 +26,7 @@ protected:
     }
 
     /** Sends the page and returns the transfers it made. */
-    Lines apply(const Lists& lists, int requestor = 25) {
+    Lines_t apply(const Lists_t& lists, int requestor = 25) {
         std::string text = "1D 08 00 00 10 00 00 00 02 00 00 00 00 00 00 00";
         for (int list = 0; list < 5; ++list) {
             text += lists.overall[list];
@@ -47,8 +47,8 @@ protected:
     }
 
     /** Only one list acted on: its records, selected or not. */
-    Lists only(int list, std::size_t index, const std::string& record) {
-        Lists lists = blank();
+    Lists_t only(int list, std::size_t index, const std::string& record) {
+        Lists_t lists = blank();
         lists.overall[list] = "00 00 00 80";
         lists.records[list][index] = record;
         return lists;
@@ -57,7 +57,7 @@ protected:
 
 TEST_F(Control, AListIsStoredAsAWholeBeforeItsFirstRecordIsActedOn) {
     startChassis(5, 0);
-    Lists lists = blank();
+    Lists_t lists = blank();
     lists.overall[1] = "00 00 00 80";
     lists.records[1] = {"80 00 00 02", "A0 00 00 00"};
     esaControl.powerSupplyStatus |= 0x4;
@@ -81,7 +81,7 @@ TEST_F(Control, ListsAreStoredWhereTheyLie) {
     for (int type : {2, 3, 4, 5, 6}) {
         SCOPED_TRACE(type);
         healthy(type);
-        Lists lists = blank();
+        Lists_t lists = blank();
         for (int list = 0; list < 5; ++list) {
             lists.overall[list] = "A" + std::to_string(list) + " 00 00 7F"; // not selected
             for (std::size_t i = 0; i < lists.records[list].size(); ++i) {
@@ -110,7 +110,7 @@ TEST_F(Control, ListsAreStoredWhereTheyLie) {
 /** The sensors' list is looked for as many records behind the fans' list as there are sensors, not fans. */
 TEST_F(Control, SensorRecordsAreTakenFromTheSensorsCountBehindTheFans) {
     esaSetDimensions({5, 2, 1, 8, 4, 1});
-    Lists lists = blank();
+    Lists_t lists = blank();
     for (std::size_t fan = 0; fan < 8; ++fan) {
         lists.records[2][fan] = "00 02 " + hexByte(static_cast<int>(fan)) + " 00";
     }
@@ -133,7 +133,7 @@ TEST_F(Control, OnlySelectedRecordsOfSelectedListsAreActedOn) {
             healthy(type);
             esaControl.powerSupplyStatus = 0x7;
             EXPECT_THAT(apply(only(list, 0, unselected[list])), IsEmpty());
-            Lists lists = only(list, 0, selected[list]);
+            Lists_t lists = only(list, 0, selected[list]);
             lists.overall[list] = "80 80 80 7F";
             EXPECT_THAT(apply(lists), IsEmpty());
             EXPECT_THAT(reports, IsEmpty());

@@ -15,13 +15,13 @@ const std::string SEND = "ESA receives SND DIAG Cmd.";
 class Dispatch : public MessagingTest {
 protected:
     /** Dispatches the message in esaInMsg and checks each line: those given, its print, those given. */
-    void expectTrace(const Lines& before, const Lines& after) {
-        const Lines expected = join({before, printed(esaControl.esaInMsg), after});
+    void expectTrace(const Lines_t& before, const Lines_t& after) {
+        const Lines_t expected = join({before, printed(esaControl.esaInMsg), after});
         dispatch();
         EXPECT_EQ(takeTrace(), expected);
     }
     /** Dispatches a message that is dropped with the lines given and nothing sent. */
-    void expectRejected(const Lines& reasons) {
+    void expectRejected(const Lines_t& reasons) {
         esaControl.pageCodeInRecentSndDiagCmd = 77;
         expectTrace(reasons, {});
         EXPECT_THAT(takeMessages(), IsEmpty());
@@ -54,7 +54,7 @@ TEST_F(Dispatch, OnlySesAndStartupProtocolsAreTaken) {
         SCOPED_TRACE(protocol);
         (void)build(29, 25, 72, "1D 00 00 00 00 00", protocol);
         dispatch();
-        const std::vector<Bytes> replies = takeMessages();
+        const std::vector<Bytes_t> replies = takeMessages();
         ASSERT_EQ(replies.size(), 1U);
         EXPECT_EQ(replies[0][12], protocol) << "the reply has the request's protocol";
     }
@@ -81,7 +81,7 @@ TEST_F(Dispatch, ClearPageCodeValidBitMeansThePageOfTheLastSendDiagnostic) {
     (void)takeMessages();
     (void)build(28, 25, 72, "1C 7F 01 00 FF FF");
     dispatch();
-    const std::vector<Bytes> replies = takeMessages();
+    const std::vector<Bytes_t> replies = takeMessages();
     ASSERT_EQ(replies.size(), 1U);
     EXPECT_EQ(replies[0][65], 2) << "the status page, not the page that the command names";
     (void)build(28, 25, 72, "1C 80 01 00 FF FF");

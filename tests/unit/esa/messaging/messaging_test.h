@@ -27,7 +27,7 @@ protected:
     /** The request in esaInMsg, with a payload from offset 64 on. */
     MMSG_t& build(U32_t type, int requestor, int size, const std::string& payload = "", int protocol = 18) {
         MMSG_t& mmsg = request(protocol, type, requestor, size);
-        const Bytes bytes = unhex(payload);
+        const Bytes_t bytes = unhex(payload);
         std::copy(bytes.begin(), bytes.end(), esaControl.esaInMsg + 64);
         return mmsg;
     }
@@ -35,7 +35,7 @@ protected:
     void dispatch() { esaProcMmsgMsg(wireAt<MMSG_t>(static_cast<const void*>(esaControl.esaInMsg))); }
 
     /** What the printer writes about the message in a buffer. Earlier lines are forgotten. */
-    Lines printed(const U8_t* buffer) {
+    Lines_t printed(const U8_t* buffer) {
         (void)takeTrace();
         esaMmsgPrint(&wireAt<MMSG_t>(static_cast<const void*>(buffer)));
         return takeTrace();
@@ -52,7 +52,7 @@ protected:
         if (reports.empty() || reports.back()[12] != 18) {
             return "no reply";
         }
-        const Bytes reply = reports.back();
+        const Bytes_t reply = reports.back();
         reports.pop_back();
         return hex(reply.data() + 64, reply.size() - 64);
     }
@@ -66,5 +66,5 @@ protected:
         fakeBus.queues.clear();
     }
 
-    std::vector<Bytes> reports;
+    std::vector<Bytes_t> reports;
 };

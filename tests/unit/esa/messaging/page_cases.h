@@ -3,18 +3,18 @@
 
 #include "messaging_test.h"
 
-struct PageCase {
+struct PageCase_t {
     const char* name;
     int type;
     int length; /**< mmsg_length of the reply */
     std::vector<std::string> typeCounts;
     std::string header;
-    std::vector<Lines> lists; /**< records of the five lists */
-    Lines transfers;
+    std::vector<Lines_t> lists; /**< records of the five lists */
+    Lines_t transfers;
 };
 
-inline Lines times(int count, const Lines& lines) {
-    Lines all;
+inline Lines_t times(int count, const Lines_t& lines) {
+    Lines_t all;
     for (int i = 0; i < count; ++i) {
         all.insert(all.end(), lines.begin(), lines.end());
     }
@@ -28,8 +28,8 @@ inline std::string hexByte(int value) {
 }
 
 /** Lines of a text with "NN" replaced by hex numbers, `step` apart. */
-inline Lines numbered(const std::string& text, int first, int step, int count) {
-    Lines all;
+inline Lines_t numbered(const std::string& text, int first, int step, int count) {
+    Lines_t all;
     for (int i = 0; i < count; ++i) {
         std::string line = text;
         line.replace(line.find("NN"), 2, hexByte(first + step * i));
@@ -38,24 +38,24 @@ inline Lines numbered(const std::string& text, int first, int step, int count) {
     return all;
 }
 
-inline Lines slots(int count) {
+inline Lines_t slots(int count) {
     return numbered("01 NN 00 00", 0, 1, count);
 }
 
-const Lines GOOD_SUPPLY = {"01 00 00 01"};
-const Lines RUNNING = {"00 40 2C E0"};       // 3000 RPM: 300 tens, 1 x 256 + 44
-const Lines RUNNING_TWICE = {"00 80 58 E0"}; // 6000 RPM: 2 x 256 + 88
-const Lines AT_25_DEG_C = {"00 00 2D 00"};
-const Lines QUIET = {"00 00 00 00"};
-const Lines MUTED = {"00 00 00 02"};
+const Lines_t GOOD_SUPPLY = {"01 00 00 01"};
+const Lines_t RUNNING = {"00 40 2C E0"};       // 3000 RPM: 300 tens, 1 x 256 + 44
+const Lines_t RUNNING_TWICE = {"00 80 58 E0"}; // 6000 RPM: 2 x 256 + 88
+const Lines_t AT_25_DEG_C = {"00 00 2D 00"};
+const Lines_t QUIET = {"00 00 00 00"};
+const Lines_t MUTED = {"00 00 00 02"};
 
-inline const std::vector<PageCase>& pageCases() {
-    static const Lines xyratexAlarm = {"W 63 05 00", "R 63 05", "W 63 05 01", "R 63 05", "W 63 05 02", "R 63 05"};
-    static const Lines rails28 = numbered("R 28 NN", 0x20, 1, 7);
-    static const Lines allRails = join(
+inline const std::vector<PageCase_t>& pageCases() {
+    static const Lines_t xyratexAlarm = {"W 63 05 00", "R 63 05", "W 63 05 01", "R 63 05", "W 63 05 02", "R 63 05"};
+    static const Lines_t rails28 = numbered("R 28 NN", 0x20, 1, 7);
+    static const Lines_t allRails = join(
         {rails28, numbered("R 2A NN", 0x20, 1, 7), numbered("R 2C NN", 0x20, 1, 7), numbered("R 30 NN", 0x20, 1, 7)});
-    static const Lines backplaneLm75 = {"R 4C 00", "R 4C 00", "R 4B 00", "R 4B 00", "R 4A 00", "R 4A 00"};
-    static const std::vector<PageCase> cases = {
+    static const Lines_t backplaneLm75 = {"R 4C 00", "R 4C 00", "R 4B 00", "R 4B 00", "R 4A 00", "R 4A 00"};
+    static const std::vector<PageCase_t> cases = {
         {"Xyratex",
          2,
          192,
@@ -139,7 +139,7 @@ protected:
         return sent + " " + hex(esaControl.esaWorkSpace + 64 + (sent.size() + 1) / 3, 1);
     }
 
-    static std::string compose(const std::string& header, const std::vector<Lines>& lists,
+    static std::string compose(const std::string& header, const std::vector<Lines_t>& lists,
                                const std::string& alarmOverall = "00 00 00 00") {
         std::string text = "00 " + header;
         for (std::size_t list = 0; list < lists.size(); ++list) {

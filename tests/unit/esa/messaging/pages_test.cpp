@@ -6,7 +6,7 @@ using testing::IsEmpty;
 
 namespace {
 
-class Pages : public PagesTest, public testing::WithParamInterface<PageCase> {};
+class Pages : public PagesTest, public testing::WithParamInterface<PageCase_t> {};
 
 std::string configuration(const std::vector<std::string>& counts) {
     return "00 01 00 00 40 00 00 00 00 20 00 05 24" + repeat(" 00", 36) + " 01 " + counts[0] + " 00 00 02 " +
@@ -33,7 +33,7 @@ TEST_P(Pages, ConfigurationPageNeedsRoomForAllOfItWhichTheStatusPageDoesNot) {
 }
 
 TEST_P(Pages, HealthyEnclosure) {
-    const PageCase& chassis = GetParam();
+    const PageCase_t& chassis = GetParam();
     healthy(chassis.type);
     std::memset(esaControl.esaWorkSpace, 0xA5, sizeof(esaControl.esaWorkSpace));
     EXPECT_EQ(statusPage(), compose(chassis.header, chassis.lists));

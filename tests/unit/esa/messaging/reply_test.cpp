@@ -14,12 +14,12 @@ class Reply : public MessagingTest {
 protected:
     /** The one message sent, from offset 8 on; what comes before is checked here. */
     std::string sent() {
-        const std::vector<Bytes> messages = takeMessages();
+        const std::vector<Bytes_t> messages = takeMessages();
         EXPECT_EQ(messages.size(), 1U);
         if (messages.empty()) {
             return "none";
         }
-        const Bytes& message = messages[0];
+        const Bytes_t& message = messages[0];
         const auto address = static_cast<U32_t>(reinterpret_cast<std::uintptr_t>(esaControl.esaWorkSpace));
         for (std::size_t i = 0; i < 8; ++i) {
             EXPECT_EQ(message[i], static_cast<U8_t>(address >> (24 - 8 * (i % 4))));
@@ -27,7 +27,7 @@ protected:
         return hex(message.data() + 8, message.size() - 8);
     }
     void withHandle() {
-        const Bytes handle = unhex("12 34 56 78");
+        const Bytes_t handle = unhex("12 34 56 78");
         std::memcpy(esaControl.esaInMsg + 40, handle.data(), 4);
         std::memset(esaControl.esaInMsg + 44, 0xEE, 20);
         esaControl.esaInMsg[9] = 9;

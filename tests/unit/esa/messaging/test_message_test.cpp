@@ -19,7 +19,7 @@ class TestMessage : public MessagingTest {
 protected:
     /** The one message sent, from offset 8 on: what comes before is the buffer's own address. */
     std::string sentFromType() {
-        const std::vector<Bytes> messages = takeMessages();
+        const std::vector<Bytes_t> messages = takeMessages();
         EXPECT_EQ(messages.size(), 1U);
         return messages.empty() ? "" : hex(messages[0].data() + 8, messages[0].size() - 8);
     }
@@ -86,18 +86,18 @@ TEST_F(TestMessage, SendDiagnosticFillsEveryRecordOfTheLargestEnclosure) {
 TEST_F(TestMessage, LinesComeInOrderWithThePrintBeforeTheSend) {
     smallEnclosure();
     (void)esaTestMsg(28, 2);
-    const Lines receive = takeTrace();
+    const Lines_t receive = takeTrace();
     ASSERT_GT(receive.size(), 2U);
     EXPECT_EQ(receive[0], "This test SES Command Message is from Local Blade.");
     EXPECT_EQ(receive[1], "Send out a Test SES Command MMSG from the ESA to ESA.");
-    EXPECT_EQ(Lines(receive.begin() + 2, receive.end()), printed(esaControl.esaWorkSpace));
+    EXPECT_EQ(Lines_t(receive.begin() + 2, receive.end()), printed(esaControl.esaWorkSpace));
     (void)esaTestMsg(29, 2);
-    const Lines send = takeTrace();
+    const Lines_t send = takeTrace();
     ASSERT_GT(send.size(), 3U);
     EXPECT_EQ(send[0], "This test SES Command Message is from Local Blade.");
     EXPECT_EQ(send[1], "mmsg_length = [164], sizeof(MMCH_t) = [64]");
     EXPECT_EQ(send[2], "Send out a Test SES Command MMSG from the ESA to ESA.");
-    EXPECT_EQ(Lines(send.begin() + 3, send.end()), printed(esaControl.esaWorkSpace));
+    EXPECT_EQ(Lines_t(send.begin() + 3, send.end()), printed(esaControl.esaWorkSpace));
 }
 
 TEST_F(TestMessage, SendDiagnosticOfAnotherPageBuildsAndSendsNothing) {
@@ -120,7 +120,7 @@ TEST_F(TestMessage, FailedSendIsReportedUnderItsOwnName) {
     close(switchFd);
     EXPECT_EQ(esaTestMsg(28, 2), -1);
     ASSERT_EQ(fakeEventLog.size(), 4U);
-    const Bytes& record = fakeEventLog[0].bytes;
+    const Bytes_t& record = fakeEventLog[0].bytes;
     EXPECT_STREQ(reinterpret_cast<const char*>(record.data()) + 152 + 64, "esaTestMsg()");
     EXPECT_STREQ(reinterpret_cast<const char*>(record.data()) + 152 + 132,
                  "Linux send function fails, sendSize = [72] is wrong");

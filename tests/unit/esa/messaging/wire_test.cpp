@@ -11,21 +11,21 @@
 namespace {
 
 /** A record in which one field is set, and the bytes that lead up to and hold it; all behind them are zero. */
-struct FieldCase {
+struct FieldCase_t {
     const char* name;
     std::size_t size;
-    Bytes bytes;
+    Bytes_t bytes;
     const char* expected;
 };
 
 template <typename Record>
-Bytes bytesOf(const Record& record) {
+Bytes_t bytesOf(const Record& record) {
     const auto* first = reinterpret_cast<const U8_t*>(&record);
     return {first, first + sizeof(record)};
 }
 
 #define FIELD(record, field, value, size, expected)                                                                    \
-    FieldCase {                                                                                                        \
+    FieldCase_t {                                                                                                      \
 #record "." #field, size, [] {                                                                                 \
             record one;                                                                                                \
             wireClear(one);                                                                                            \
@@ -36,14 +36,14 @@ Bytes bytesOf(const Record& record) {
 
 class WireRecord : public EsaTest {
 protected:
-    static Bytes padded(const char* expected, std::size_t size) {
-        Bytes bytes = unhex(expected);
+    static Bytes_t padded(const char* expected, std::size_t size) {
+        Bytes_t bytes = unhex(expected);
         bytes.resize(size);
         return bytes;
     }
 
-    static void check(const std::vector<FieldCase>& cases) {
-        for (const FieldCase& one : cases) {
+    static void check(const std::vector<FieldCase_t>& cases) {
+        for (const FieldCase_t& one : cases) {
             EXPECT_EQ(one.bytes.size(), one.size) << one.name;
             EXPECT_EQ(hex(one.bytes), hex(padded(one.expected, one.size))) << one.name;
         }

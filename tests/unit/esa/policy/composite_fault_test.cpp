@@ -11,13 +11,13 @@ using testing::IsEmpty;
 namespace {
 
 /** What the alarm of a chassis sees of the manager: the transfers that sound it and those that silence it. */
-struct AlarmCase {
+struct AlarmCase_t {
     int type;
-    Lines sounding;
-    Lines silencing;
+    Lines_t sounding;
+    Lines_t silencing;
 };
 
-const AlarmCase ALARMS[] = {
+const AlarmCase_t ALARMS[] = {
     {2, {}, {}},
     {3, {"W 41 04 08"}, {"W 41 04 00"}},
     {4,
@@ -53,7 +53,7 @@ TEST_F(CompositeFault, FirstCauseLightsTheLedLastOneClearsItAndEachNewOneSendsAn
 }
 
 TEST_F(CompositeFault, SequenceSendsTheSameMessagesOnEveryChassisAndMovesOnlyBackplaneAlarms) {
-    for (const AlarmCase& alarm : ALARMS) {
+    for (const AlarmCase_t& alarm : ALARMS) {
         SCOPED_TRACE(alarm.type);
         startChassis(alarm.type, 3);
         wireClear(esaControl.vitesse);
@@ -84,7 +84,7 @@ TEST_F(CompositeFault, OnlyAMutedAlarmStartsToSound) {
         esaControl.compositeFaultStatus = 0;
         esaManageCompositeFault(0x1, -1);
         EXPECT_EQ(esaControl.alarmState, state == 3 ? 1U : state);
-        EXPECT_EQ(fakeBus.takeTransfers(), state == 3 ? Lines{"W 41 04 08"} : Lines{});
+        EXPECT_EQ(fakeBus.takeTransfers(), state == 3 ? Lines_t{"W 41 04 08"} : Lines_t{});
     }
 }
 

@@ -38,7 +38,7 @@ inline std::string eventBytes(const std::string& type, const std::string& id, co
 }
 
 /** Everything of a message behind its two link words, which hold an address. */
-inline std::string behindLinks(const Bytes& message) {
+inline std::string behindLinks(const Bytes_t& message) {
     std::string text;
     for (std::size_t i = 8; i < message.size(); ++i) {
         char two[8];

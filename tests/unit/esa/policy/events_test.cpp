@@ -17,7 +17,7 @@ class Events : public EsaTest {
 protected:
     /** The one message sent since the last call, without its links. */
     std::string sent() {
-        const std::vector<Bytes> messages = takeMessages();
+        const std::vector<Bytes_t> messages = takeMessages();
         EXPECT_EQ(messages.size(), 1U);
         return messages.empty() ? "" : behindLinks(messages[0]);
     }
@@ -37,7 +37,7 @@ TEST_F(Events, RecordIsCopiedWholeBehindALogHeaderOfZeros) {
 
     EXPECT_EQ(esaSendEventMmsgToEmp(0x0A, 3, &data), 300);
 
-    const std::vector<Bytes> messages = takeMessages();
+    const std::vector<Bytes_t> messages = takeMessages();
     ASSERT_EQ(messages.size(), 1U);
     ASSERT_EQ(messages[0].size(), 300U);
     EXPECT_EQ(
@@ -53,7 +53,7 @@ TEST_F(Events, RecordIsCopiedWholeBehindALogHeaderOfZeros) {
 TEST_F(Events, IdentifierHasSixteenBits) {
     const EsaEventData_t data = {};
     (void)esaSendEventMmsgToEmp(0x1234, 0x56, &data);
-    const Bytes message = takeMessages().at(0);
+    const Bytes_t message = takeMessages().at(0);
     EXPECT_EQ(hex(&message[211], 5), "56 03 01 12 34");
 }
 

@@ -8,7 +8,7 @@ using testing::ElementsAre;
 
 namespace {
 
-using Loads = std::vector<int>;
+using Loads_t = std::vector<int>;
 
 class Fans : public EsaTest {
 protected:
@@ -31,20 +31,20 @@ protected:
     }
 };
 
-struct Policy {
+struct Policy_t {
     const char* name;
     std::vector<int> types;
     void (*run)();
-    struct Walk {
+    struct Walk_t {
         const char* name;
         int start;
         std::vector<int> degC;
-        Loads loads;
+        Loads_t loads;
     };
-    std::vector<Walk> walks;
+    std::vector<Walk_t> walks;
 };
 
-const Policy POLICIES[] = {
+const Policy_t POLICIES[] = {
     {"four steps",
      {2, 3, 4, 5, 6},
      [] { esaTemperatureFanPolicy(); },
@@ -75,13 +75,13 @@ const Policy POLICIES[] = {
 } // namespace
 
 TEST_F(Fans, BandEdgesWalkedUpAndDownOverSeveralPolls) {
-    for (const Policy& policy : POLICIES) {
+    for (const Policy_t& policy : POLICIES) {
         for (int type : policy.types) {
-            for (const Policy::Walk& walk : policy.walks) {
+            for (const Policy_t::Walk_t& walk : policy.walks) {
                 SCOPED_TRACE(testing::Message() << policy.name << ", type " << type << ": " << walk.name);
                 startChassis(type);
                 setAll(0, walk.start);
-                Loads loads;
+                Loads_t loads;
                 for (int degC : walk.degC) {
                     setAll(degC, esaControl.fanPwmLoad[0]);
                     policy.run();
@@ -100,7 +100,7 @@ TEST_F(Fans, EachMovesFromItsOwnLoad) {
     std::copy(std::begin(loads), std::end(loads), esaControl.fanPwmLoad);
     (void)takeTrace();
     esaTemperatureFanPolicy();
-    EXPECT_THAT(Loads(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 6), ElementsAre(50, 75, 75, 100, 0, 60));
+    EXPECT_THAT(Loads_t(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 6), ElementsAre(50, 75, 75, 100, 0, 60));
     EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 28 5B 80", "W 28 5A C0"));
     EXPECT_THAT(takeTrace(), testing::IsSupersetOf({"temperatureSensorAverage = [39] degrees Celsius.",
                                                     "Temperature = [39], Fan [0] set to 50 percent PWM",
@@ -117,7 +117,7 @@ TEST_F(Fans, XyratexDrivesItsTwoGroupsWhateverTheNumberOfFans) {
         setAll(50, 25);
         esaTemperatureFanPolicy();
         EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 63 98 2F", "W 63 99 2F"));
-        EXPECT_THAT(Loads(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 8),
+        EXPECT_THAT(Loads_t(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 8),
                     ElementsAre(50, 50, 25, 25, 25, 25, 25, 25));
     }
 }
@@ -139,7 +139,7 @@ TEST_F(Fans, AverageIsOfThePresentSensorsAndTruncatesTowardZero) {
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(testing::PrintToString(one.readings));
-        for (const Policy& policy : POLICIES) {
+        for (const Policy_t& policy : POLICIES) {
             startChassis(5);
             setAll(0, 0);
             esaControl.temperatureSensorMaxNumber = one.sensors;
@@ -174,7 +174,7 @@ TEST_F(Fans, ManyChangesAtOnceSendOneEventWithTheNewMarks) {
     fakeBus.set(0x41, 0x3A, 255);
     EXPECT_EQ(esaReadFanFailStatus(), -1);
     EXPECT_EQ(esaControl.fanFaultStatus, 0x5U);
-    const std::vector<Bytes> messages = takeMessages();
+    const std::vector<Bytes_t> messages = takeMessages();
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_EQ(behindLinks(messages[0]), eventBytes("02", "07", {0x03000000, 0, 0, 3, 0, 0, 0, 0, 0, 0x5}));
 }
@@ -201,7 +201,7 @@ TEST_F(Fans, EnclosureOfNoKnownTypeIsFaultyAsSoonAsItHasAFanAndDrivesNone) {
             esaControl.fanFaultStatus = faults;
             esaTemperatureFanPolicy();
         }
-        EXPECT_THAT(Loads(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 3), ElementsAre(50, 50, 50));
+        EXPECT_THAT(Loads_t(esaControl.fanPwmLoad, esaControl.fanPwmLoad + 3), ElementsAre(50, 50, 50));
         EXPECT_EQ(esaControl.temperatureSensorAverage, 12);
     }
     EXPECT_THAT(fakeBus.takeTransfers(), testing::IsEmpty());
@@ -224,7 +224,7 @@ TEST_F(Fans, FaultForcesEveryFanOfTheFourStepPolicyWhateverTheChassisRunsInItsPo
         for (int fan = 0; fan < 8; ++fan) {
             EXPECT_EQ(esaControl.fanPwmLoad[fan], fan < fans ? 100 : 50) << fan;
         }
-        const Lines lines = takeTrace();
+        const Lines_t lines = takeTrace();
         ASSERT_GE(lines.size(), 2U);
         EXPECT_EQ(lines[0], "At least 1 Fan Fault, FanFaultStatus = [0x2]");
         EXPECT_EQ(lines[1], "Fan [0] sets to 100 percent PWM Load");

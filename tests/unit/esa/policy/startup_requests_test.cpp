@@ -54,7 +54,7 @@ TEST_F(StartupRequests, EachIsABareHeaderWhateverTheBufferHeld) {
         SCOPED_TRACE(request.name);
         std::memset(esaControl.esaWorkSpace, 0xA5, sizeof(esaControl.esaWorkSpace));
         EXPECT_EQ(request.send(), 64);
-        const std::vector<Bytes> messages = takeMessages();
+        const std::vector<Bytes_t> messages = takeMessages();
         ASSERT_EQ(messages.size(), 1U);
         EXPECT_EQ(hex(messages[0]), links() + " " + request.expected);
         EXPECT_EQ(esaControl.esaWorkSpace[64], 0xA5) << "the buffer behind the message was touched";

@@ -19,7 +19,7 @@ protected:
         esaControl.temperatureSensor[0] = degC;
         esaTemperatureEventLog();
         std::string text;
-        for (const Bytes& message : takeMessages()) {
+        for (const Bytes_t& message : takeMessages()) {
             text += std::to_string(message[259]) + "/" + std::to_string(message[211]);
         }
         return text;
@@ -32,7 +32,7 @@ protected:
 };
 
 /** A temperature, the report state it leads to, and the event and the trace on the way there. */
-struct BandCase {
+struct BandCase_t {
     S16_t degC;
     U32_t reported;
     const char* event;
@@ -48,7 +48,7 @@ constexpr const char* ALREADY_35 = "temperatureReportStatus[0] already reported 
 constexpr const char* ALREADY_45 = "temperatureReportStatus[0] already reported over 45 degrees Event.";
 constexpr const char* ALREADY_55 = "temperatureReportStatus[0] already reported over 55 degrees Event.";
 
-constexpr BandCase BANDS[] = {
+constexpr BandCase_t BANDS[] = {
     {-128, 0, "1/1", RESET, nullptr},    {-1, 0, "1/1", RESET, nullptr},       {0, 0, "1/1", RESET, nullptr},
     {34, 0, "1/1", RESET, nullptr},      {35, 0, "1/1", RESET, nullptr},       {36, 1, "2/1", OVER_35, ALREADY_35},
     {45, 1, "2/1", OVER_35, ALREADY_35}, {46, 2, "3/2", OVER_45, ALREADY_45},  {55, 2, "3/2", OVER_45, ALREADY_45},
@@ -62,7 +62,7 @@ using Overheat = EsaTest;
 TEST_F(TemperatureEvents, EveryTemperatureFromEveryReportStateGivesItsEvent) {
     oneSensor();
     for (U32_t before : {0U, 1U, 2U, 4U}) {
-        for (const BandCase& band : BANDS) {
+        for (const BandCase_t& band : BANDS) {
             SCOPED_TRACE(testing::Message() << "reported " << before << ", " << band.degC << " degrees");
             esaControl.temperatureReportStatus[0] = before;
             (void)takeTrace();
@@ -107,7 +107,7 @@ TEST_F(TemperatureEvents, EventCarriesSensorsStatePositionAndTemperature) {
     const S16_t temperatures[] = {36, -5, 32767, 56};
     std::copy(std::begin(temperatures), std::end(temperatures), esaControl.temperatureSensor);
     esaTemperatureEventLog();
-    const std::vector<Bytes> messages = takeMessages();
+    const std::vector<Bytes_t> messages = takeMessages();
     ASSERT_EQ(messages.size(), 3U);
     EXPECT_EQ(behindLinks(messages[0]),
               eventBytes("01", "08", {0x04000000, 0, 0, 0, 4, 0, 0, 0, 0, 0, 2, 0, 0x00240000}));

@@ -10,17 +10,21 @@
 #include <string>
 #include <vector>
 
+#include "bytes.h"
 #include "esamain.h"
 #include "fake_platform.h"
+#include "folder.h"
 #include "policy/chassis.h"
 
-using Bytes = std::vector<U8_t>;
-using Lines = std::vector<std::string>;
+using testsupport::Bytes_t;
+using testsupport::hex;
+using testsupport::unhex;
+using Lines_t = std::vector<std::string>;
 
 /** Several runs of lines, one behind the other. */
-inline Lines join(std::initializer_list<Lines> parts) {
-    Lines all;
-    for (const Lines& part : parts) {
+inline Lines_t join(std::initializer_list<Lines_t> parts) {
+    Lines_t all;
+    for (const Lines_t& part : parts) {
         all.insert(all.end(), part.begin(), part.end());
     }
     return all;
@@ -46,7 +50,7 @@ protected:
     void startChassis(int type, U32_t alarmState = 3);
 
     /** Messages that the adapter has sent since the last call. */
-    std::vector<Bytes> takeMessages();
+    std::vector<Bytes_t> takeMessages();
     /** One word a message: "led-on", "led-off", "email", "shutdown", "init", "event ID/TYPE", "reply LEN" ... */
     std::vector<std::string> takeMessageNames();
     /** Trace lines since the last call. Dumps are lines as well. */
@@ -54,16 +58,11 @@ protected:
     /** Switches tracing off, or on again. */
     void trace(bool on);
 
-    /** Hex text of bytes, such as "01 03 00 04". */
-    static std::string hex(const Bytes& bytes);
-    static std::string hex(const void* bytes, std::size_t size);
-    /** Bytes of a hex text; blanks are skipped. */
-    static Bytes unhex(const std::string& text);
-    /** A message of `size` bytes in esaInMsg: a header addressed to the adapter (type 14, SES), rest zero. */
-    MMSG_t& request(int protocol, U32_t type, int requestor, int size);
+    /** A message that says `size` bytes in esaInMsg: a header addressed to the adapter (type 14, SES), rest zero. */
+    static MMSG_t& request(int protocol, U32_t type, int requestor, int size);
 
     int switchFd = -1; /**< the switch's end of the socket */
     MPU_PARAMS_t params = {};
-    std::string directory;
+    const testsupport::Folder_t folder;
     std::size_t traceRead = 0;
 };

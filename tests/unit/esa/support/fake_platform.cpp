@@ -7,8 +7,8 @@
 #include "osdep.h"
 #include "platform.h"
 
-FakeBus fakeBus;
-std::vector<FakeEvent> fakeEventLog;
+FakeBus_t fakeBus;
+std::vector<FakeEvent_t> fakeEventLog;
 std::vector<unsigned long long> fakeSleeps;
 std::function<void(unsigned long long)> onFakeSleep;
 
@@ -59,19 +59,19 @@ void keepSleep(unsigned long long microseconds) {
 
 } // namespace
 
-void FakeBus::queue(int address, int reg, const std::vector<int>& answers) {
+void FakeBus_t::queue(int address, int reg, const std::vector<int>& answers) {
     for (int value : answers) {
         queues[{address, reg}].push_back(static_cast<U8_t>(value));
     }
 }
 
-void FakeBus::heal() {
+void FakeBus_t::heal() {
     failing.clear();
     deadRegisters.clear();
     deadDevices.clear();
 }
 
-std::vector<std::string> FakeBus::takeTransfers() {
+std::vector<std::string> FakeBus_t::takeTransfers() {
     return std::exchange(transfers, {});
 }
 

@@ -15,7 +15,7 @@
 
 #include "basetypes.h"
 
-struct FakeBus {
+struct FakeBus_t {
     /** Value that reads of a register give, until it is set anew; writes do not change it. Unset registers read 0. */
     void set(int address, int reg, int value) { values[{address, reg}] = static_cast<U8_t>(value); }
     /** Values that the next reads of a register give, one a read; then the set value again. */
@@ -38,15 +38,15 @@ struct FakeBus {
     std::set<std::pair<int, int>> deadRegisters;
     std::set<int> deadDevices;
 };
-extern FakeBus fakeBus;
+extern FakeBus_t fakeBus;
 
 /** A record that was handed to the event log: header and body, and the action (0 for altEventLogM). */
-struct FakeEvent {
+struct FakeEvent_t {
     std::vector<U8_t> bytes;
     const void* params;
     int action;
 };
-extern std::vector<FakeEvent> fakeEventLog;
+extern std::vector<FakeEvent_t> fakeEventLog;
 
 /** Sleeps asked for, in order: MPU_sleep in microseconds as well. `onFakeSleep` is called for each when set. */
 extern std::vector<unsigned long long> fakeSleeps;

@@ -1,15 +1,12 @@
-#include "child.h"
+#include "child_with_log.h"
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "child.h"
 #include "platform.h"
 #include "wrapped.h"
 
@@ -35,11 +32,11 @@ std::string withoutEmulatorsLine(std::string text) {
     return at == std::string::npos ? text : text.erase(at);
 }
 
-std::optional<LoggedEvent> parseEvent(const std::string& bytes) {
+std::optional<LoggedEvent_t> parseEvent(const std::string& bytes) {
     if (bytes.empty()) {
         return std::nullopt;
     }
-    LoggedEvent event;
+    LoggedEvent_t event;
     std::size_t at = 0;
     for (; at < 8; ++at) {
         event.params = (event.params << 8) | static_cast<unsigned char>(bytes[at]);
@@ -52,8 +49,6 @@ std::optional<LoggedEvent> parseEvent(const std::string& bytes) {
 }
 
 [[noreturn]] void runAndLeave(const std::function<void()>& what, std::FILE* out, std::FILE* err) {
-    const rlimit none{0, 0};
-    (void)setrlimit(RLIMIT_CORE, &none);
     (void)dup2(fileno(out), STDOUT_FILENO);
     (void)dup2(fileno(err), STDERR_FILENO);
     wrapped.exitIsExpected = true;
@@ -85,7 +80,7 @@ extern "C" void altEventLogM(const EmpEvLogHeader_t* record, const MPU_PARAMS_t*
     (void)std::fflush(eventFile);
 }
 
-ChildResult runInChild(const std::function<void()>& what, bool eventHasMessage) {
+ChildResult_t runInChild(const std::function<void()>& what, bool eventHasMessage) {
     messageBefore = eventHasMessage;
     std::FILE* out = std::tmpfile();
     std::FILE* err = std::tmpfile();
@@ -93,26 +88,13 @@ ChildResult runInChild(const std::function<void()>& what, bool eventHasMessage) 
     if (out == nullptr || err == nullptr || eventFile == nullptr) {
         std::abort();
     }
-    (void)std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        runAndLeave(what, out, err);
-    }
-    int status = 0;
-    if (child < 0 || waitpid(child, &status, 0) != child) {
-        std::abort();
-    }
-    ChildResult result;
-    result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    const testsupport::Ending_t ending = testsupport::Child_t([&] { runAndLeave(what, out, err); }).wait();
+    ChildResult_t result;
+    result.exitStatus = ending.exitCode;
+    result.signal = ending.signal;
     result.out = contents(out);
     result.err = withoutEmulatorsLine(contents(err));
     result.event = parseEvent(contents(eventFile));
     eventFile = nullptr;
     return result;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

@@ -7,23 +7,20 @@
 #include <string>
 
 /** An event that the process handed to the event log. */
-struct LoggedEvent {
+struct LoggedEvent_t {
     std::string before; /**< the 64 bytes in front of the record, where the caller asked for them */
     std::string header; /**< 152 bytes */
     std::string body;   /**< as many bytes as the header announces */
     std::uint64_t params = 0;
 };
 
-struct ChildResult {
+struct ChildResult_t {
     int exitStatus = -1; /**< low eight bits; -1 when a signal ended it */
     int signal = 0;
     std::string out;
     std::string err;
-    std::optional<LoggedEvent> event; /**< the last one */
+    std::optional<LoggedEvent_t> event; /**< the last one */
 };
 
 /** Runs `what` in a child process, which ends with status 99 if `what` returns. `eventHasMessage`: see LoggedEvent. */
-ChildResult runInChild(const std::function<void()>& what, bool eventHasMessage = false);
-
-/** Whole text of a file; empty if there is none. */
-std::string readFile(const std::string& path);
+ChildResult_t runInChild(const std::function<void()>& what, bool eventHasMessage = false);

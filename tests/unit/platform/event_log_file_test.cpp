@@ -1,0 +1,146 @@
+/** The event log's file: where it lies, who may read it, how it is turned over, and what takes its place. */
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "child.h"
+#include "event_log_fixture.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using testsupport::Child_t;
+
+TEST_F(EventLog, KeepsWhatIsInTheFile) {
+    std::ofstream(directory / "altevents.jsonl") << "earlier\n";
+    altEventLogM(SMALL.get(), &params);
+    EXPECT_EQ(log(), std::string("earlier\n") + SMALL_LINE);
+}
+
+TEST_F(EventLog, TakesADirectoryNameThatFillsItsFieldWithoutATerminator) {
+    const std::string inner = directory.string() + "/" + std::string(127 - directory.string().size(), 'd');
+    ASSERT_EQ(inner.size(), 128U);
+    ASSERT_TRUE(fs::create_directory(inner));
+    useDirectory(inner);
+    params.portConfig[0] = 'x'; // the byte after the name is not zero
+    altEventLogM(SMALL.get(), &params);
+    EXPECT_EQ(withoutTime(testsupport::readFile(inner + "/altevents.jsonl")), SMALL_LINE);
+}
+
+TEST_F(EventLog, WithoutAParameterBlockTheLineGoesToStandardError) {
+    EXPECT_EQ(standardErrorOf([] { altEventLogM(SMALL.get(), nullptr); }), SMALL_LINE);
+}
+
+TEST_F(EventLog, WithoutALogDirectoryTheLineGoesToStandardError) {
+    useDirectory("");
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+}
+
+TEST_F(EventLog, WhenTheFileCannotBeOpenedTheLineGoesToStandardError) {
+    useDirectory((directory / "missing").string());
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    useDirectory(directory.string());
+    fs::create_directory(directory / "altevents.jsonl");
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+}
+
+TEST_F(EventLog, ALinkInTheFilesPlaceIsNotFollowed) {
+    std::ofstream(directory / "victim") << "precious\n";
+    fs::create_symlink(directory / "victim", directory / "altevents.jsonl");
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    fs::remove(directory / "altevents.jsonl");
+    fs::create_hard_link(directory / "victim", directory / "altevents.jsonl");
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    EXPECT_EQ(folder.read("victim"), "precious\n");
+}
+
+TEST_F(EventLog, APipeOrADeviceInTheFilesPlaceHoldsNobodyUp) {
+    ASSERT_EQ(mkfifo((directory / "altevents.jsonl").c_str(), 0600), 0);
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    fs::remove(directory / "altevents.jsonl");
+    fs::create_symlink("/dev/full", directory / "altevents.jsonl");
+    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+}
+
+fs::perms permissionsOf(const fs::path& file) {
+    return fs::status(file).permissions();
+}
+
+TEST_F(EventLog, IsNotReadableForEverybody) {
+    const mode_t before = umask(0);
+    altEventLogM(SMALL.get(), &params);
+    umask(before);
+    EXPECT_EQ(static_cast<unsigned>(permissionsOf(directory / "altevents.jsonl")), 0640U);
+    fs::permissions(directory / "altevents.jsonl", static_cast<fs::perms>(0644));
+    altEventLogM(SMALL.get(), &params);
+    EXPECT_EQ(static_cast<unsigned>(permissionsOf(directory / "altevents.jsonl")), 0640U);
+}
+
+TEST_F(EventLog, BehindAPieceOfALineTheNextBeginsOnALineOfItsOwn) {
+    std::ofstream(directory / "altevents.jsonl") << "{\"tim";
+    altEventLogM(SMALL.get(), &params);
+    altEventLogM(SMALL.get(), &params);
+    EXPECT_EQ(folder.read("altevents.jsonl").substr(0, 7), "{\"tim\n{");
+    fs::resize_file(directory / "altevents.jsonl", 0);
+    altEventLogM(SMALL.get(), &params);
+    EXPECT_EQ(log(), SMALL_LINE);
+}
+
+TEST_F(EventLog, IsTurnedOverBeforeItGrowsBeyond4MiBAndKeepsFiveOlderOnes) {
+    const std::vector<U8_t> body(60000, 0x11);
+    for (int i = 0; i < 34 * 8; ++i) {
+        altEventLogM(Record_t(7, 33, 1, 3, 1, body).get(), &params);
+    }
+    std::size_t lines = 0;
+    for (const char* name : {"altevents.jsonl", "altevents.jsonl.1", "altevents.jsonl.2", "altevents.jsonl.3",
+                             "altevents.jsonl.4", "altevents.jsonl.5"}) {
+        const std::string text = folder.read(name);
+        EXPECT_LE(text.size(), 4194304U) << name;
+        EXPECT_EQ(text.back(), '\n') << name;
+        lines += static_cast<std::size_t>(std::ranges::count(text, '\n'));
+    }
+    EXPECT_FALSE(fs::exists(directory / "altevents.jsonl.6"));
+    EXPECT_EQ(lines, 204U) << "six full files of 34 lines";
+}
+
+TEST_F(EventLog, NoLineOfSeveralProcessesIsLostWhenTheLogIsTurnedOver) {
+    std::vector<std::unique_ptr<Child_t>> children;
+    const std::vector<U8_t> body(60000, 0x11);
+    for (int process = 0; process < 3; ++process) {
+        children.push_back(std::make_unique<Child_t>([&] {
+            for (int i = 0; i < 40; ++i) {
+                altEventLogM(Record_t(static_cast<U16_t>(process * 100 + i), 33, 1, 3, 1, body).get(), &params);
+            }
+        }));
+    }
+    for (const auto& child : children) {
+        ASSERT_EQ(child->wait().exitCode, 0);
+    }
+    std::map<std::string, int> ids;
+    for (const auto& file : fs::directory_iterator(directory)) {
+        std::istringstream text(testsupport::readFile(file.path()));
+        for (std::string line; std::getline(text, line);) {
+            ++ids[line.substr(line.find("evId"), 12)];
+        }
+    }
+    EXPECT_EQ(ids.size(), 120U);
+}
+
+TEST_F(EventLog, LeavesNoDescriptorOpen) {
+    const int before = dup(STDERR_FILENO);
+    close(before);
+    for (int i = 0; i < 10; ++i) {
+        altEventLogM(SMALL.get(), &params);
+    }
+    const int after = dup(STDERR_FILENO);
+    close(after);
+    EXPECT_EQ(after, before);
+}
+
+} // namespace
