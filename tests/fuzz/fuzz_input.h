@@ -18,9 +18,9 @@ inline void require(bool kept) {
 }
 
 /** A fuzzer's bytes; zeros follow their end. */
-class Input {
+class Input_t {
 public:
-    Input(const std::uint8_t* data, std::size_t size) : rest_(data, size) {}
+    Input_t(const std::uint8_t* data, std::size_t size) : rest_(data, size) {}
 
     bool empty() const { return rest_.empty(); }
 

@@ -20,10 +20,10 @@ inline constexpr int BUS_UNUSABLE = 1;
 inline constexpr int FAILED = -1;
 
 /** An element record as four bytes, first byte first. */
-using Element = std::array<std::uint8_t, 4>;
+using Element_t = std::array<std::uint8_t, 4>;
 
 /** What the adapter remembers, by the names of its control block. Words are numbers, not bytes. */
-struct State {
+struct State_t {
     std::int32_t socketFdMSM = 0;
     std::string socketPath; /**< the address's path */
     std::int32_t i2cFileFd = 0;
@@ -41,35 +41,35 @@ struct State {
     std::uint8_t pageCodeInRecentSndDiagCmd = 0;
     std::array<std::uint8_t, 5> sesTypeDescriptorList{};
     std::uint32_t deviceElementControlOverall = 0;
-    std::array<Element, 16> deviceElementControl{};
+    std::array<Element_t, 16> deviceElementControl{};
     std::uint32_t deviceElementStatusOverall = 0;
-    std::array<Element, 16> deviceElementStatus{};
+    std::array<Element_t, 16> deviceElementStatus{};
     std::uint32_t driveFaultLedStatus0 = 0;
     std::uint32_t driveFaultLedStatus1 = 0;
     std::uint32_t powerSupplyElementControlOverall = 0;
-    std::array<Element, 3> powerSupplyElementControl{};
+    std::array<Element_t, 3> powerSupplyElementControl{};
     std::uint32_t powerSupplyElementStatusOverall = 0;
-    std::array<Element, 3> powerSupplyElementStatus{};
+    std::array<Element_t, 3> powerSupplyElementStatus{};
     std::uint32_t powerSupplyStatus = 0;
     std::uint32_t coolingElementControlOverall = 0;
-    std::array<Element, 8> coolingElementControl{};
+    std::array<Element_t, 8> coolingElementControl{};
     std::uint32_t coolingElementStatusOverall = 0;
-    std::array<Element, 8> coolingElementStatus{};
+    std::array<Element_t, 8> coolingElementStatus{};
     std::array<std::uint8_t, 8> coolingElementOnOff{};
     std::uint32_t fanFaultStatus = 0;
     std::uint32_t fanFaultRpmLimit = 0;
     std::array<std::uint8_t, 8> fanPwmLoad{};
     std::uint32_t temperatureSensorElementControlOverall = 0;
-    std::array<Element, 4> temperatureSensorElementControl{};
+    std::array<Element_t, 4> temperatureSensorElementControl{};
     std::uint32_t temperatureSensorElementStatusOverall = 0;
-    std::array<Element, 4> temperatureSensorElementStatus{};
+    std::array<Element_t, 4> temperatureSensorElementStatus{};
     std::array<std::int16_t, 4> temperatureSensor{};
     std::array<std::uint32_t, 4> temperatureReportStatus{};
     std::int16_t temperatureSensorAverage = 0;
     std::uint32_t audibleAlarmElementControlOverall = 0;
-    std::array<Element, 1> audibleAlarmElementControl{};
+    std::array<Element_t, 1> audibleAlarmElementControl{};
     std::uint32_t audibleAlarmElementStatusOverall = 0;
-    std::array<Element, 1> audibleAlarmElementStatus{};
+    std::array<Element_t, 1> audibleAlarmElementStatus{};
     std::uint32_t alarmState = 0;
     std::uint32_t compositeFaultStatus = 0;
     std::uint8_t esaDebug = 0;
@@ -85,16 +85,16 @@ struct State {
  * The remembered state as one "name = value" line a field, arrays in one line, numbers in hex ("%x"), bytes as hex
  * pairs, esaInMsg without the zeros at its end. Without esaWorkSpace, whose content nobody outside can see.
  */
-std::vector<std::string> describe(const State& state);
+std::vector<std::string> describe(const State_t& state);
 
 /** An address that stands for the send buffer's in `flink` and `blink`; both sides' streams show this one. */
 inline constexpr std::uint32_t SEND_BUFFER_ADDRESS = 0x5E4DB0F5;
 
-class Adapter {
+class Adapter_t {
 public:
-    explicit Adapter(World& livedIn) : world(livedIn) {}
+    explicit Adapter_t(World_t& livedIn) : world(livedIn) {}
 
-    State state;
+    State_t state;
 
     // --- process (process.cpp): start-up, main loop, receiving, critical errors, dispatch, message printer ---
 
@@ -127,7 +127,7 @@ public:
     void esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
                        std::uint8_t ascq);
     /** Page 1 or 2; empty when nothing is to be sent. What has to be said to others on the way is sent. */
-    Bytes buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
+    Bytes_t buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
     /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg`. */
     void esaProcEncContPage();
     int esaManageCompositeFault(std::uint32_t cause, int status);
@@ -142,8 +142,8 @@ public:
     /** `data`: the 84 bytes of the event data. */
     int esaSendEventMmsgToEmp(std::uint16_t eventId, std::uint8_t eventType, std::span<const std::uint8_t> data);
     /** Event data of 84 zero bytes with the chassis type in it; field offsets and big-endian words by setWord(). */
-    Bytes eventData() const;
-    static void setWord(Bytes& data, std::size_t offset, std::uint32_t value);
+    Bytes_t eventData() const;
+    static void setWord(Bytes_t& data, std::size_t offset, std::uint32_t value);
 
     // --- enclosures (vsc055.cpp, w83782d.cpp, xyratex.cpp, chenbro.cpp) ---
 
@@ -211,17 +211,17 @@ private:
     /** What a poll makes of a voltage check's result, on chassis with W83782D chips. */
     void judgeWinbondVoltages(const char* function, int result);
 
-    World& world;
+    World_t& world;
     bool tracing = false; /**< bit 0x10 of the level word */
 
     // --- process ---
-    Parameters parameters; /**< the attached block, without its flags */
+    Parameters_t parameters; /**< the attached block, without its flags */
 
     void sendStartupNotice();
     void waitForRcp();
     void initChassis();
     /** A header of 64 bytes, still queued; the bytes that no peek saw are zero. */
-    Bytes peekHeader();
+    Bytes_t peekHeader();
     void receiveMessage();
     void dispatchReceiveDiagnostic();
     void dispatchSendDiagnostic();

@@ -12,13 +12,13 @@ namespace {
 constexpr std::array<std::uint8_t, 4> CHIPS = {0x28, 0x2A, 0x2C, 0x30};
 
 /** Where a fan is: its chip, the shadow of that chip, and the chip's fan and PWM index. */
-struct Fan {
+struct Fan_t {
     std::uint8_t address;
     std::uint8_t backplane;
     std::uint8_t index;
 };
 
-constexpr std::array<Fan, 6> FANS = {
+constexpr std::array<Fan_t, 6> FANS = {
     {{0x28, 0, 0}, {0x28, 0, 1}, {0x29, 1, 0}, {0x2A, 2, 0}, {0x2B, 3, 0}, {0x2B, 3, 1}}};
 
 // Bytes of a shadow.
@@ -64,14 +64,14 @@ const char* const REGISTERS[] = {
 static_assert(std::size(REGISTERS) == 0x3D - 0x20 + 1);
 
 /** Stores a value in a shadow, then sends the shadow's byte. */
-int store(Adapter& adapter, std::uint8_t address, std::uint8_t& shadow, std::uint8_t value, std::uint8_t reg) {
+int store(Adapter_t& adapter, std::uint8_t address, std::uint8_t& shadow, std::uint8_t value, std::uint8_t reg) {
     shadow = value;
     return adapter.esaWriteI2CData(address, reg, {&shadow, 1});
 }
 
 } // namespace
 
-int Adapter::chenbroReadPowerVoltageToleranceStatus() {
+int Adapter_t::chenbroReadPowerVoltageToleranceStatus() {
     for (const std::uint8_t chip : CHIPS) {
         if (esaW83782dReadPowerVoltageToleranceStatus(chip) != OK) {
             return FAILED;
@@ -80,7 +80,7 @@ int Adapter::chenbroReadPowerVoltageToleranceStatus() {
     return OK;
 }
 
-int Adapter::chenbroW83782dFanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) {
+int Adapter_t::chenbroW83782dFanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) {
     trace("chenbroW83782dFanReadSpeed", "Read speed with Fan, chenbroFanInx = [%d].", fan);
     if (fan >= FANS.size()) {
         trace("chenbroW83782dFanReadSpeed", "Unsupported Fan Index = [%d].", fan);
@@ -89,7 +89,7 @@ int Adapter::chenbroW83782dFanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) {
     return esaW83782dFanReadSpeed(FANS[fan].address, FANS[fan].index, rpm) == OK ? OK : FAILED;
 }
 
-void Adapter::chenbroW83782dFanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
+void Adapter_t::chenbroW83782dFanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
     static const std::map<int, std::uint8_t> DUTIES = {{0, 0}, {25, 64}, {50, 128}, {75, 192}, {100, 255}};
 
     trace("chenbroW83782dFanLoadPwm", "Load PWM Esa[%d] Percent to Fan [%d]", percent, fan);
@@ -105,13 +105,13 @@ void Adapter::chenbroW83782dFanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
     winbondFanLoadPwm(FANS[fan].address, FANS[fan].backplane, FANS[fan].index, duty->second);
 }
 
-void Adapter::chenbroSetAlarmState(std::uint32_t alarm) {
+void Adapter_t::chenbroSetAlarmState(std::uint32_t alarm) {
     for (std::uint8_t backplane = 0; backplane < 4; ++backplane) {
         esaW83782dSetAlarmState(CHIPS[backplane], backplane, alarm);
     }
 }
 
-void Adapter::chenbroEsaProcessPollTimeout() {
+void Adapter_t::chenbroEsaProcessPollTimeout() {
     const char* const function = "chenbroEsaProcessPollTimeout";
 
     judgeWinbondVoltages(function, chenbroReadPowerVoltageToleranceStatus());
@@ -126,7 +126,7 @@ void Adapter::chenbroEsaProcessPollTimeout() {
     esaTemperatureOverheatCheck();
 }
 
-void Adapter::chenbroReadWinbondRegisters() {
+void Adapter_t::chenbroReadWinbondRegisters() {
     const char* const function = "chenbroReadWinbondRegisters";
 
     for (std::size_t backplane = 0; backplane < 4; ++backplane) {
@@ -148,11 +148,11 @@ void Adapter::chenbroReadWinbondRegisters() {
     }
 }
 
-int Adapter::chenbroInit() {
+int Adapter_t::chenbroInit() {
     const char* const function = "chenbroInit";
 
     for (std::uint8_t backplane = 0; backplane < 4; ++backplane) {
-        const I2cResult probe = world.readI2c(state.i2cFileFd, CHIPS[backplane], 0x48, 1);
+        const I2cResult_t probe = world.readI2c(state.i2cFileFd, CHIPS[backplane], 0x48, 1);
         if (!probe.data.empty()) {
             state.winbond[backplane][SERIAL_BUS_ADDRESS] = probe.data[0];
         }

@@ -19,8 +19,8 @@ std::size_t after(std::size_t list, std::size_t count) {
 }
 
 /** Takes over the overall word and `count` records of the list at `list` of the message. */
-void store(const State& state, std::size_t list, std::size_t count, std::uint32_t& overall,
-           std::span<Element> records) {
+void store(const State_t& state, std::size_t list, std::size_t count, std::uint32_t& overall,
+           std::span<Element_t> records) {
     overall = wordAt(state.esaInMsg, list);
     for (std::size_t i = 0; i < count; i++) {
         std::copy_n(state.esaInMsg.begin() + static_cast<std::ptrdiff_t>(after(list, i)), 4, records[i].begin());
@@ -28,11 +28,11 @@ void store(const State& state, std::size_t list, std::size_t count, std::uint32_
 }
 
 /** Whether the list asks for action, and this record of it too. */
-bool selected(std::uint32_t overall, const Element& record) {
+bool selected(std::uint32_t overall, const Element_t& record) {
     return (overall & 0x80) != 0 && (record[0] & 0x80) != 0;
 }
 
-void driveLed(Adapter& adapter, int drive, bool on) {
+void driveLed(Adapter_t& adapter, int drive, bool on) {
     switch (adapter.state.enclosureType) {
     case 2:
         (void)(on ? adapter.xyratexSetDriveFaultLED(drive) : adapter.xyratexClearDriveFaultLED(drive));
@@ -46,13 +46,13 @@ void driveLed(Adapter& adapter, int drive, bool on) {
     }
 }
 
-void devices(Adapter& adapter) {
-    State& state = adapter.state;
+void devices(Adapter_t& adapter) {
+    State_t& state = adapter.state;
     bool changed = false;
     state.deviceElementControlOverall = wordAt(state.esaInMsg, FIRST_LIST);
     for (int drive = 0; drive < state.deviceMaxNumber; drive++) {
         const auto slot = static_cast<std::size_t>(drive);
-        Element& record = state.deviceElementControl[slot];
+        Element_t& record = state.deviceElementControl[slot];
         std::copy_n(state.esaInMsg.begin() + FIRST_LIST + 4 + 4 * drive, 4, record.begin());
         const bool on = (record[3] & 0x04) != 0;
         const std::uint32_t bit = 1U << drive;
@@ -68,13 +68,13 @@ void devices(Adapter& adapter) {
     if (!changed) {
         return;
     }
-    Bytes data = adapter.eventData();
-    Adapter::setWord(data, 4, state.deviceMaxNumber);
-    Adapter::setWord(data, 24, state.driveFaultLedStatus0);
+    Bytes_t data = adapter.eventData();
+    Adapter_t::setWord(data, 4, state.deviceMaxNumber);
+    Adapter_t::setWord(data, 24, state.driveFaultLedStatus0);
     adapter.esaSendEventMmsgToEmp(5, 2, data);
 }
 
-void indicateSupplyFault(Adapter& adapter, bool fault) {
+void indicateSupplyFault(Adapter_t& adapter, bool fault) {
     switch (adapter.state.enclosureType) {
     case 2:
         if (fault) {
@@ -96,13 +96,13 @@ void indicateSupplyFault(Adapter& adapter, bool fault) {
     }
 }
 
-void powerSupplies(Adapter& adapter, std::size_t list) {
-    State& state = adapter.state;
+void powerSupplies(Adapter_t& adapter, std::size_t list) {
+    State_t& state = adapter.state;
     bool changed = false;
     store(state, list, state.powerSupplyMaxNumber, state.powerSupplyElementControlOverall,
           state.powerSupplyElementControl);
     for (std::size_t i = 0; i < state.powerSupplyMaxNumber; i++) {
-        const Element& record = state.powerSupplyElementControl[i];
+        const Element_t& record = state.powerSupplyElementControl[i];
         if (!selected(state.powerSupplyElementControlOverall, record)) {
             continue;
         }
@@ -120,14 +120,14 @@ void powerSupplies(Adapter& adapter, std::size_t list) {
     if (!changed) {
         return;
     }
-    Bytes data = adapter.eventData();
-    Adapter::setWord(data, 8, state.powerSupplyMaxNumber);
-    Adapter::setWord(data, 32, state.powerSupplyStatus);
+    Bytes_t data = adapter.eventData();
+    Adapter_t::setWord(data, 8, state.powerSupplyMaxNumber);
+    Adapter_t::setWord(data, 32, state.powerSupplyStatus);
     adapter.esaSendEventMmsgToEmp(6, 2, data);
 }
 
-void switchFan(Adapter& adapter, std::uint8_t fan, bool on) {
-    State& state = adapter.state;
+void switchFan(Adapter_t& adapter, std::uint8_t fan, bool on) {
+    State_t& state = adapter.state;
     const std::uint8_t duty = on ? 100 : 0;
     std::size_t first = fan;
     std::size_t count = 1;
@@ -156,11 +156,11 @@ void switchFan(Adapter& adapter, std::uint8_t fan, bool on) {
     }
 }
 
-void cooling(Adapter& adapter, std::size_t list) {
-    State& state = adapter.state;
+void cooling(Adapter_t& adapter, std::size_t list) {
+    State_t& state = adapter.state;
     store(state, list, state.coolingMaxNumber, state.coolingElementControlOverall, state.coolingElementControl);
     for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
-        const Element& record = state.coolingElementControl[fan];
+        const Element_t& record = state.coolingElementControl[fan];
         if (!selected(state.coolingElementControlOverall, record)) {
             continue;
         }
@@ -170,8 +170,8 @@ void cooling(Adapter& adapter, std::size_t list) {
     }
 }
 
-void mute(Adapter& adapter) {
-    State& state = adapter.state;
+void mute(Adapter_t& adapter) {
+    State_t& state = adapter.state;
     switch (state.enclosureType) {
     case 2:
         adapter.xyratexSetAlarmState(3);
@@ -194,8 +194,8 @@ void mute(Adapter& adapter) {
 }
 
 /** Only the Xyratex has a critical tone of its own. */
-void sound(Adapter& adapter, bool critical) {
-    State& state = adapter.state;
+void sound(Adapter_t& adapter, bool critical) {
+    State_t& state = adapter.state;
     switch (state.enclosureType) {
     case 2:
         adapter.xyratexSetAlarmState(critical ? 4 : 1);
@@ -217,12 +217,12 @@ void sound(Adapter& adapter, bool critical) {
     state.alarmState = 1;
 }
 
-void alarms(Adapter& adapter, std::size_t list) {
-    State& state = adapter.state;
+void alarms(Adapter_t& adapter, std::size_t list) {
+    State_t& state = adapter.state;
     store(state, list, state.audibleAlarmMaxNumber, state.audibleAlarmElementControlOverall,
           state.audibleAlarmElementControl);
     for (std::size_t i = 0; i < state.audibleAlarmMaxNumber; i++) {
-        const Element& record = state.audibleAlarmElementControl[i];
+        const Element_t& record = state.audibleAlarmElementControl[i];
         if (!selected(state.audibleAlarmElementControlOverall, record)) {
             continue;
         }
@@ -238,7 +238,7 @@ void alarms(Adapter& adapter, std::size_t list) {
 
 } // namespace
 
-void Adapter::esaProcEncContPage() {
+void Adapter_t::esaProcEncContPage() {
     devices(*this);
     if (state.esaInMsg[16] == VOLUME_MANAGER) {
         trace(FUNCTION, "Rx Drive Fault LED SES msg from VM. No further processing.");

@@ -7,7 +7,7 @@ namespace model {
 
 namespace {
 
-using Lines = std::vector<std::string>;
+using Lines_t = std::vector<std::string>;
 
 /** "%x" of a field's own width: -1 in 16 bits is ffff. */
 template <typename Number>
@@ -29,12 +29,12 @@ void append(std::string& line, std::span<const std::uint8_t> bytes) {
 }
 
 template <typename Number>
-void number(Lines& lines, const char* name, Number value) {
+void number(Lines_t& lines, const char* name, Number value) {
     lines.push_back(std::string(name) + " = " + hex(value));
 }
 
 template <typename Number, std::size_t N>
-void numbers(Lines& lines, const char* name, const std::array<Number, N>& values) {
+void numbers(Lines_t& lines, const char* name, const std::array<Number, N>& values) {
     std::string line = std::string(name) + " =";
     for (const Number value : values) {
         line += ' ' + hex(value);
@@ -42,7 +42,7 @@ void numbers(Lines& lines, const char* name, const std::array<Number, N>& values
     lines.push_back(line);
 }
 
-void bytes(Lines& lines, const std::string& name, std::span<const std::uint8_t> values) {
+void bytes(Lines_t& lines, const std::string& name, std::span<const std::uint8_t> values) {
     std::string line = name + " =";
     line.reserve(line.size() + 3 * values.size());
     append(line, values);
@@ -58,9 +58,9 @@ std::span<const std::uint8_t> filled(std::span<const std::uint8_t> buffer) {
 }
 
 template <std::size_t N>
-void elements(Lines& lines, const char* name, const std::array<Element, N>& records) {
+void elements(Lines_t& lines, const char* name, const std::array<Element_t, N>& records) {
     std::string line = std::string(name) + " =";
-    for (const Element& record : records) {
+    for (const Element_t& record : records) {
         append(line, record);
     }
     lines.push_back(line);
@@ -68,8 +68,8 @@ void elements(Lines& lines, const char* name, const std::array<Element, N>& reco
 
 } // namespace
 
-std::vector<std::string> describe(const State& s) {
-    Lines lines;
+std::vector<std::string> describe(const State_t& s) {
+    Lines_t lines;
     number(lines, "socketFdMSM", s.socketFdMSM);
     lines.push_back("socketPath = " + s.socketPath);
     number(lines, "i2cFileFd", s.i2cFileFd);

@@ -27,7 +27,7 @@ void addressTo(std::span<std::uint8_t> message, std::uint32_t endpoint) {
 
 } // namespace
 
-void Adapter::esaProcMmsgMsg() {
+void Adapter_t::esaProcMmsgMsg() {
     const char* const F = "esaProcMmsgMsg";
     const std::span<const std::uint8_t> message = state.esaInMsg;
     const std::uint32_t length = octets::number(message, 10, 2);
@@ -74,7 +74,7 @@ void Adapter::esaProcMmsgMsg() {
     }
 }
 
-void Adapter::dispatchReceiveDiagnostic() {
+void Adapter_t::dispatchReceiveDiagnostic() {
     trace("esaProcMmsgMsg", "ESA receives RCV DIAG Cmd.");
     const std::uint32_t allocationLength = octets::number(state.esaInMsg, 68, 2);
     if (state.esaInMsg[64] == RECEIVE_DIAGNOSTIC && allocationLength != 0) {
@@ -82,7 +82,7 @@ void Adapter::dispatchReceiveDiagnostic() {
     }
 }
 
-void Adapter::dispatchSendDiagnostic() {
+void Adapter_t::dispatchSendDiagnostic() {
     const char* const F = "esaProcMmsgMsg";
     trace(F, "ESA receives SND DIAG Cmd.");
     const std::uint8_t pageCode = state.esaInMsg[72];
@@ -109,7 +109,7 @@ void Adapter::dispatchSendDiagnostic() {
     }
 }
 
-long Adapter::esaTestMsg(std::uint8_t commandType, std::uint8_t pageCode) {
+long Adapter_t::esaTestMsg(std::uint8_t commandType, std::uint8_t pageCode) {
     const char* const F = "esaTestMsg";
     const std::span<std::uint8_t> message = state.esaWorkSpace;
     const std::uint32_t elements = 0U + state.deviceMaxNumber + state.powerSupplyMaxNumber + state.coolingMaxNumber;

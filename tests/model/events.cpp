@@ -7,17 +7,18 @@
 
 namespace model {
 
-Bytes Adapter::eventData() const {
-    Bytes data(84);
+Bytes_t Adapter_t::eventData() const {
+    Bytes_t data(84);
     data[0] = state.enclosureType;
     return data;
 }
 
-void Adapter::setWord(Bytes& data, std::size_t offset, std::uint32_t value) {
+void Adapter_t::setWord(Bytes_t& data, std::size_t offset, std::uint32_t value) {
     putWord(data, offset, value);
 }
 
-int Adapter::esaSendEventMmsgToEmp(std::uint16_t eventId, std::uint8_t eventType, std::span<const std::uint8_t> data) {
+int Adapter_t::esaSendEventMmsgToEmp(std::uint16_t eventId, std::uint8_t eventType,
+                                     std::span<const std::uint8_t> data) {
     const std::span<std::uint8_t> message = state.esaWorkSpace;
     putRequestHeader(message, 300, 0x08000001, 0x08000000);
     std::ranges::fill(message.subspan(64, 152), std::uint8_t{0});
@@ -31,31 +32,31 @@ int Adapter::esaSendEventMmsgToEmp(std::uint16_t eventId, std::uint8_t eventType
 
 namespace {
 
-struct TemperatureBand {
+struct TemperatureBand_t {
     int above; /**< degrees Celsius: the band is everything above this that no higher band takes */
     std::uint32_t reported;
     std::uint32_t eventState;
     std::uint8_t eventType;
 };
 
-constexpr TemperatureBand BANDS[] = {
+constexpr TemperatureBand_t BANDS[] = {
     {55, 0x4, 4, 2},
     {45, 0x2, 3, 2},
     {35, 0x1, 2, 1},
 };
 
-void sendTemperature(Adapter& adapter, std::size_t sensor, std::uint32_t eventState, std::uint8_t eventType) {
-    Bytes data = adapter.eventData();
-    Adapter::setWord(data, 16, adapter.state.temperatureSensorMaxNumber);
-    Adapter::setWord(data, 40, eventState);
-    Adapter::setWord(data, 44, static_cast<std::uint32_t>(sensor));
+void sendTemperature(Adapter_t& adapter, std::size_t sensor, std::uint32_t eventState, std::uint8_t eventType) {
+    Bytes_t data = adapter.eventData();
+    Adapter_t::setWord(data, 16, adapter.state.temperatureSensorMaxNumber);
+    Adapter_t::setWord(data, 40, eventState);
+    Adapter_t::setWord(data, 44, static_cast<std::uint32_t>(sensor));
     putHalf(data, 48, static_cast<std::uint16_t>(adapter.state.temperatureSensor[sensor]));
     adapter.esaSendEventMmsgToEmp(8, eventType, data);
 }
 
 } // namespace
 
-void Adapter::esaTemperatureEventLog() {
+void Adapter_t::esaTemperatureEventLog() {
     const char* const function = "esaTemperatureEventLog";
     for (std::size_t i = 0; i < state.temperatureSensorMaxNumber; i++) {
         const int sensor = static_cast<int>(i);
@@ -73,8 +74,8 @@ void Adapter::esaTemperatureEventLog() {
             sendTemperature(*this, i, 1, 1);
             continue;
         }
-        const TemperatureBand& band =
-            *std::ranges::find_if(BANDS, [&](const TemperatureBand& each) { return degrees > each.above; });
+        const TemperatureBand_t& band =
+            *std::ranges::find_if(BANDS, [&](const TemperatureBand_t& each) { return degrees > each.above; });
         if ((reported & band.reported) != 0) {
             trace(function, "temperatureReportStatus[%d] already reported over %d degrees Event.", sensor, band.above);
             continue;

@@ -11,8 +11,8 @@ namespace {
 constexpr std::size_t LOG_HEADER = 152;
 
 /** A record's log header, and room for its body. */
-Bytes logRecord(std::uint32_t evId, std::size_t bodyLength) {
-    Bytes record(LOG_HEADER + bodyLength, 0);
+Bytes_t logRecord(std::uint32_t evId, std::size_t bodyLength) {
+    Bytes_t record(LOG_HEADER + bodyLength, 0);
     octets::put(record, 144, 2, static_cast<std::uint32_t>(bodyLength));
     octets::put(record, 146, 1, 33); // evSource
     octets::put(record, 147, 1, 3);  // evType
@@ -23,29 +23,29 @@ Bytes logRecord(std::uint32_t evId, std::size_t bodyLength) {
 }
 
 /** At most 64 bytes, without a terminator when there are more. */
-void putText(Bytes& record, std::size_t offset, const std::string& text) {
+void putText(Bytes_t& record, std::size_t offset, const std::string& text) {
     std::copy_n(text.begin(), std::min<std::size_t>(text.size(), 64), record.begin() + static_cast<long>(offset));
 }
 
 /** The file name's 64 bytes and the line number (a host word) at 128 stay zero: they are the source's own affair. */
-Bytes errorRecord(const char* function, const std::string& message) {
-    Bytes record = logRecord(1, 196);
+Bytes_t errorRecord(const char* function, const std::string& message) {
+    Bytes_t record = logRecord(1, 196);
     putText(record, LOG_HEADER + 64, function);
     putText(record, LOG_HEADER + 132, message);
     return record;
 }
 
-Bytes bufferRecord(std::uint32_t evId, std::span<const std::uint8_t> buffer) {
-    Bytes record = logRecord(evId, 256);
+Bytes_t bufferRecord(std::uint32_t evId, std::span<const std::uint8_t> buffer) {
+    Bytes_t record = logRecord(evId, 256);
     std::ranges::copy(buffer.first(256), record.begin() + LOG_HEADER);
     return record;
 }
 
 /** Element records behind one another. */
 template <std::size_t N>
-Bytes flat(const std::array<Element, N>& elements) {
-    Bytes bytes;
-    for (const Element& element : elements) {
+Bytes_t flat(const std::array<Element_t, N>& elements) {
+    Bytes_t bytes;
+    for (const Element_t& element : elements) {
         bytes.insert(bytes.end(), element.begin(), element.end());
     }
     return bytes;
@@ -55,29 +55,29 @@ int decimal(std::uint32_t word) {
     return static_cast<int>(word);
 }
 
-struct WordRow {
+struct WordRow_t {
     std::size_t offset;
     std::size_t width;
     std::uint32_t value;
 };
 
-struct BytesRow {
+struct BytesRow_t {
     std::size_t offset;
-    Bytes value;
+    Bytes_t value;
 };
 
 template <std::size_t N>
-Bytes bytesOf(const std::array<std::uint8_t, N>& bytes) {
-    return Bytes(bytes.begin(), bytes.end());
+Bytes_t bytesOf(const std::array<std::uint8_t, N>& bytes) {
+    return Bytes_t(bytes.begin(), bytes.end());
 }
 
 /**
  * The snapshot of the control block. Rows of two or four bytes are host words, big-endian here; one-byte rows and all
  * of the byte rows are the same on every host.
  */
-Bytes infoRecord(const State& s) {
+Bytes_t infoRecord(const State_t& s) {
     const std::uint32_t family = s.socketPath.empty() ? 0 : 1; // set together with the path
-    std::vector<WordRow> words = {
+    std::vector<WordRow_t> words = {
         {0, 4, static_cast<std::uint32_t>(s.socketFdMSM)},
         {4, 2, family},
         {116, 4, static_cast<std::uint32_t>(s.i2cFileFd)},
@@ -113,8 +113,8 @@ Bytes infoRecord(const State& s) {
         words.push_back({400 + 2 * i, 2, static_cast<std::uint16_t>(s.temperatureSensor[i])});
         words.push_back({408 + 4 * i, 4, s.temperatureReportStatus[i]});
     }
-    const BytesRow arrays[] = {
-        {6, Bytes(s.socketPath.begin(), s.socketPath.end())},
+    const BytesRow_t arrays[] = {
+        {6, Bytes_t(s.socketPath.begin(), s.socketPath.end())},
         {128, bytesOf(s.sesTypeDescriptorList)},
         {140, flat(s.deviceElementControl)},
         {208, flat(s.deviceElementStatus)},
@@ -130,11 +130,11 @@ Bytes infoRecord(const State& s) {
         {465, bytesOf(s.vsc055FSC)},
         {473, bytesOf(s.vsc055PWMC)},
     };
-    Bytes record = logRecord(2, 500);
-    for (const WordRow& row : words) {
+    Bytes_t record = logRecord(2, 500);
+    for (const WordRow_t& row : words) {
         octets::put(record, LOG_HEADER + row.offset, row.width, row.value);
     }
-    for (const BytesRow& row : arrays) {
+    for (const BytesRow_t& row : arrays) {
         std::ranges::copy(row.value, record.begin() + static_cast<long>(LOG_HEADER + row.offset));
     }
     return record;
@@ -142,7 +142,7 @@ Bytes infoRecord(const State& s) {
 
 } // namespace
 
-void Adapter::esaFault(const char* function, const std::string& message) {
+void Adapter_t::esaFault(const char* function, const std::string& message) {
     const char* const F = "esaFault";
     const std::string text = message.substr(0, 1023);
     trace(F, "********************** Critical Error *********************");
@@ -158,9 +158,9 @@ void Adapter::esaFault(const char* function, const std::string& message) {
     world.eventLog(bufferRecord(4, state.esaWorkSpace), -1);
 }
 
-void Adapter::traceControlBlock() {
+void Adapter_t::traceControlBlock() {
     const char* const F = "esaFault";
-    const State& s = state;
+    const State_t& s = state;
     trace(F, "esaControl.socketFdMSM                       = [%d]", s.socketFdMSM);
     trace(F, "esaControl.socketAddressMSM.sun_path         = [%s]", s.socketPath.c_str());
     trace(F, "esaControl.i2cFileFd                         = [%d]", s.i2cFileFd);

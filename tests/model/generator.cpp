@@ -24,15 +24,15 @@ constexpr std::initializer_list<std::uint8_t> RAILS = {0,   1,   167, 168, 177, 
                                                        197, 204, 205, 217, 218, 254, 255};
 
 /** Builds one life. */
-class Biography {
+class Biography_t {
 public:
-    Biography(Random& theRandom, const Book& theBook, std::uint8_t chassis, bool tracing)
+    Biography_t(Random_t& theRandom, const Book_t& theBook, std::uint8_t chassis, bool tracing)
         : random(theRandom), book(theBook) {
         life.chassis = chassis;
         life.flags = (tracing ? TRACING : 0) | (random.chance(10) ? 0x02FFFF7FU & ~TRACING : 0);
     }
 
-    Life write() {
+    Life_t write() {
         circumstances();
         if (random.chance(20)) {
             startInTrouble();
@@ -49,21 +49,21 @@ private:
         life.rcp = random.chance(80) ? 0 : random.below(21);
         life.bugCheckEnds = random.chance(15);
         if (random.chance(4)) {
-            life.attach = random.pick({Attach::ABSENT, Attach::UNMAPPABLE, Attach::OTHER_VERSION});
+            life.attach = random.pick({Attach_e::ABSENT, Attach_e::UNMAPPABLE, Attach_e::OTHER_VERSION});
         }
         if (random.chance(4)) {
-            using Arguments = std::vector<std::string>;
-            life.arguments = random.pick<Arguments>({{},
-                                                     {"esa"},
-                                                     {"/a/esa", "99"},
-                                                     {"esa/", "100"},
-                                                     {"esa", "abc"},
-                                                     {"/esa", "0x64"},
-                                                     {"esa", "0143"},
-                                                     {"esa", "0144", "1"},
-                                                     {"esa", "-200"},
-                                                     {"esa", "2147483647"},
-                                                     {"esa", "100x"}});
+            using Arguments_t = std::vector<std::string>;
+            life.arguments = random.pick<Arguments_t>({{},
+                                                       {"esa"},
+                                                       {"/a/esa", "99"},
+                                                       {"esa/", "100"},
+                                                       {"esa", "abc"},
+                                                       {"/esa", "0x64"},
+                                                       {"esa", "0143"},
+                                                       {"esa", "0144", "1"},
+                                                       {"esa", "-200"},
+                                                       {"esa", "2147483647"},
+                                                       {"esa", "100x"}});
         }
         if (random.chance(8)) {
             life.socketFd = random.pick({0, 3, 1023, 1024, 70000});
@@ -78,12 +78,12 @@ private:
     void startInTrouble() {
         switch (random.below(4)) {
         case 0:
-            systemFailure(random.pick({Call::SOCKET, Call::CONNECT, Call::OPEN, Call::SEND}), 0);
+            systemFailure(random.pick({Call_e::SOCKET, Call_e::CONNECT, Call_e::OPEN, Call_e::SEND}), 0);
             break;
         case 1:
             for (unsigned i = 1 + random.below(3); i > 0; --i) {
                 const unsigned after = random.below(120);
-                add(fail(Call::TRANSFER, after, transferOutcome()));
+                add(fail(Call_e::TRANSFER, after, transferOutcome()));
             }
             break;
         case 2:
@@ -118,24 +118,25 @@ private:
         } else if (kind < 87) {
             death();
         } else if (kind < 97) {
-            const Call call = random.pick({Call::SELECT, Call::RECEIVE, Call::RECEIVE, Call::SEND, Call::SEND});
-            systemFailure(call, random.below(call == Call::SELECT ? 3 : 4));
+            const Call_e call =
+                random.pick({Call_e::SELECT, Call_e::RECEIVE, Call_e::RECEIVE, Call_e::SEND, Call_e::SEND});
+            systemFailure(call, random.below(call == Call_e::SELECT ? 3 : 4));
         } else if (kind < 99) {
-            Step step;
-            step.kind = Step::FLAGS;
+            Step_t step;
+            step.kind = Step_t::FLAGS;
             step.value = random.pick<std::uint32_t>({0, RCP_COMPLETE, TRACING, 0xFFFFFFFF});
             add(step);
         } else {
-            Step step;
-            step.kind = Step::CLOSE;
+            Step_t step;
+            step.kind = Step_t::CLOSE;
             add(step);
         }
     }
 
     void send() {
-        Bytes message = randomMessage(random, life.chassis);
+        Bytes_t message = randomMessage(random, life.chassis);
         if (random.chance(10)) { // two or more in one go
-            const Bytes next = randomMessage(random, life.chassis);
+            const Bytes_t next = randomMessage(random, life.chassis);
             message.insert(message.end(), next.begin(), next.end());
         }
         while (random.chance(12) && message.size() > 1) {
@@ -160,15 +161,15 @@ private:
             return random.pick<std::uint8_t>({0, 1, 0x7F, 0x80, 0xFE, 0xFF});
         }
         switch (chipAt(address)) {
-        case Chip::SENSOR:
+        case Chip_e::SENSOR:
             return random.pick(DEGREES);
-        case Chip::MONITOR:
+        case Chip_e::MONITOR:
             return reg == 0x27 ? random.pick(DEGREES) : reg >= 0x28 ? random.pick(TACHOMETER) : random.pick(RAILS);
-        case Chip::CONTROLLER:
+        case Chip_e::CONTROLLER:
             return reg >= 0x30         ? random.pick(TACHOMETER)
                    : random.chance(60) ? static_cast<std::uint8_t>(~(1U << random.below(8)))
                                        : random.byte();
-        case Chip::NONE:
+        case Chip_e::NONE:
             break;
         }
         return random.byte();
@@ -185,7 +186,7 @@ private:
         if (random.chance(60) || alarmController) {
             add(setRegister(address, alarmController ? ALARM_CONTROLLER : reg,
                             alarmController ? random.below(8) : unsigned{value}));
-            if (chipAt(address) == Chip::SENSOR && random.chance(20)) {
+            if (chipAt(address) == Chip_e::SENSOR && random.chance(20)) {
                 add(setRegister(address, 1, 0x80)); // and a half
             }
             return;
@@ -203,43 +204,46 @@ private:
     /** Either the bus, or the enclosure, is well again. */
     void heal() {
         if (random.chance(50)) {
-            Step step;
-            step.kind = Step::HEAL;
+            Step_t step;
+            step.kind = Step_t::HEAL;
             add(step);
             return;
         }
-        const Step* last = nullptr;
-        for (const Step& step : life.steps) {
-            last = step.kind == Step::REGISTER ? &step : last;
+        const Step_t* last = nullptr;
+        for (const Step_t& step : life.steps) {
+            last = step.kind == Step_t::REGISTER ? &step : last;
         }
         if (last == nullptr) {
             return;
         }
-        const Step healthy = setRegister(last->address, *last->reg, healthyValue(last->address, *last->reg));
+        const Step_t healthy = setRegister(last->address, *last->reg, healthyValue(last->address, *last->reg));
         add(healthy);
     }
 
     static std::uint8_t healthyValue(std::uint8_t address, unsigned reg) {
-        return Registers().read(address, reg == 0 && chipAt(address) == Chip::SENSOR ? 0x100U : reg, 1, true).front();
+        return Registers_t()
+            .read(address, reg == 0 && chipAt(address) == Chip_e::SENSOR ? 0x100U : reg, 1, true)
+            .front();
     }
 
-    Outcome transferOutcome() {
+    Outcome_t transferOutcome() {
         if (random.chance(75)) {
             return {false, -1};
         }
-        return random.pick<Outcome>({{false, 0},
-                                     {false, -2},
-                                     {false, -5},
-                                     {true, -1},
-                                     {true, 1},
-                                     {false, 255},
-                                     {false, -256},
-                                     {false, -65536},
-                                     {false, 0x7FFFFFFF}});
+        return random.pick<Outcome_t>({{false, 0},
+                                       {false, -2},
+                                       {false, -5},
+                                       {true, -1},
+                                       {true, 1},
+                                       {false, 255},
+                                       {false, -256},
+                                       {false, -65536},
+                                       {false, 0x7FFFFFFF}});
     }
 
     void failingTransfers() {
-        const Call call = random.pick({Call::TRANSFER, Call::TRANSFER, Call::TRANSFER, Call::READ, Call::WRITE});
+        const Call_e call =
+            random.pick({Call_e::TRANSFER, Call_e::TRANSFER, Call_e::TRANSFER, Call_e::READ, Call_e::WRITE});
         for (unsigned i = random.pick<unsigned>({1, 1, 2, 3}); i > 0; --i) {
             const auto span = random.pick<unsigned>({4, 16, TRANSFERS_AT_ONCE});
             const unsigned after = random.below(span);
@@ -253,54 +257,54 @@ private:
             return;
         }
         const auto [address, reg] = random.pick(places);
-        Step step;
-        step.kind = Step::DEAD;
+        Step_t step;
+        step.kind = Step_t::DEAD;
         step.address = address;
         step.reg = random.chance(60) ? std::optional(reg) : std::nullopt;
         step.outcome = transferOutcome();
         add(step);
     }
 
-    void systemFailure(Call call, unsigned after) {
+    void systemFailure(Call_e call, unsigned after) {
         add(fail(call, after, systemOutcome(call)));
         if (random.chance(25)) {
             add(fail(call, after + 1, systemOutcome(call)));
         }
     }
 
-    Outcome systemOutcome(Call call) {
+    Outcome_t systemOutcome(Call_e call) {
         if (random.chance(50)) {
             return {false, -1};
         }
-        if (call == Call::SELECT) {
-            return random.pick<Outcome>({{false, 0}, {false, 1}, {false, 2}, {false, -2}});
+        if (call == Call_e::SELECT) {
+            return random.pick<Outcome_t>({{false, 0}, {false, 1}, {false, 2}, {false, -2}});
         }
-        if (call == Call::RECEIVE || call == Call::SEND) {
-            return random.pick<Outcome>({{false, 0},
-                                         {false, 1},
-                                         {false, -2},
-                                         {true, -1},
-                                         {true, -8},
-                                         {true, -256},
-                                         {true, 256},
-                                         {true, 1},
-                                         {true, -65536}});
+        if (call == Call_e::RECEIVE || call == Call_e::SEND) {
+            return random.pick<Outcome_t>({{false, 0},
+                                           {false, 1},
+                                           {false, -2},
+                                           {true, -1},
+                                           {true, -8},
+                                           {true, -256},
+                                           {true, 256},
+                                           {true, 1},
+                                           {true, -65536}});
         }
-        return random.pick<Outcome>({{false, -2}, {false, 0}, {false, 1}, {false, -256}});
+        return random.pick<Outcome_t>({{false, -2}, {false, 0}, {false, 1}, {false, -256}});
     }
 
-    void add(Step step) { life.steps.push_back(std::move(step)); }
+    void add(Step_t step) { life.steps.push_back(std::move(step)); }
 
-    Random& random;
-    const Book& book;
-    Life life;
+    Random_t& random;
+    const Book_t& book;
+    Life_t life;
     unsigned passed = 0;
 };
 
 } // namespace
 
-Life eventfulLife(std::uint8_t chassis) {
-    Life life;
+Life_t eventfulLife(std::uint8_t chassis) {
+    Life_t life;
     life.chassis = chassis;
     life.flags = 0;
     life.steps = {pass(PASSES_A_POLL), put(receiveDiagnostic(2, 4000)), pass(PASSES_A_POLL)};
@@ -312,14 +316,14 @@ Life eventfulLife(std::uint8_t chassis) {
     return life;
 }
 
-Book learn(std::uint8_t chassis, const Side& side) {
-    const Life life = eventfulLife(chassis);
-    SimulatedWorld world(life);
+Book_t learn(std::uint8_t chassis, const Side_t& side) {
+    const Life_t life = eventfulLife(chassis);
+    SimulatedWorld_t world(life);
     side(life, world);
     return {{world.read.begin(), world.read.end()}, {world.written.begin(), world.written.end()}};
 }
 
-const Book& Generator::bookOf(std::uint8_t chassis) const {
+const Book_t& Generator_t::bookOf(std::uint8_t chassis) const {
     const auto [book, isNew] = books.try_emplace(chassis);
     if (isNew) {
         book->second = learn(chassis, watched);
@@ -327,16 +331,16 @@ const Book& Generator::bookOf(std::uint8_t chassis) const {
     return book->second;
 }
 
-Life Generator::life(std::uint64_t seed) const {
-    Random random(seed);
+Life_t Generator_t::life(std::uint64_t seed) const {
+    Random_t random(seed);
     const std::uint8_t chassis =
         random.chance(90) ? random.pick<std::uint8_t>({2, 3, 4, 5, 6}) : random.pick<std::uint8_t>({0, 1, 7, 255});
     return life(seed, chassis, random.chance(60));
 }
 
-Life Generator::life(std::uint64_t seed, std::uint8_t chassis, bool tracing) const {
-    Random random(seed * 0x9E3779B97F4A7C15U + chassis * 2U + (tracing ? 1U : 0U));
-    return Biography(random, bookOf(chassis), chassis, tracing).write();
+Life_t Generator_t::life(std::uint64_t seed, std::uint8_t chassis, bool tracing) const {
+    Random_t random(seed * 0x9E3779B97F4A7C15U + chassis * 2U + (tracing ? 1U : 0U));
+    return Biography_t(random, bookOf(chassis), chassis, tracing).write();
 }
 
 } // namespace model

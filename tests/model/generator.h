@@ -12,30 +12,30 @@
 namespace model {
 
 /** Registers that an adapter of one chassis was seen to read and to write. */
-struct Book {
+struct Book_t {
     std::vector<std::pair<std::uint8_t, unsigned>> read, written;
 };
 
 /** Everything that makes an adapter look at its bus: start, polls, pages, requests that switch all there is. */
-Life eventfulLife(std::uint8_t chassis);
+Life_t eventfulLife(std::uint8_t chassis);
 
 /** Watches the adapter live an eventful life on the chassis. */
-Book learn(std::uint8_t chassis, const Side& side);
+Book_t learn(std::uint8_t chassis, const Side_t& side);
 
 /** Lives from seeds, on all chassis; what it disturbs on the bus it learns from watching `side`. */
-class Generator {
+class Generator_t {
 public:
-    explicit Generator(Side side) : watched(std::move(side)) {}
+    explicit Generator_t(Side_t side) : watched(std::move(side)) {}
 
-    Life life(std::uint64_t seed) const;
+    Life_t life(std::uint64_t seed) const;
     /** One on the given chassis. */
-    Life life(std::uint64_t seed, std::uint8_t chassis, bool tracing) const;
+    Life_t life(std::uint64_t seed, std::uint8_t chassis, bool tracing) const;
 
 private:
-    const Book& bookOf(std::uint8_t chassis) const;
+    const Book_t& bookOf(std::uint8_t chassis) const;
 
-    Side watched;
-    mutable std::map<std::uint8_t, Book> books; /**< by chassis, once they are asked for */
+    Side_t watched;
+    mutable std::map<std::uint8_t, Book_t> books; /**< by chassis, once they are asked for */
 };
 
 } // namespace model

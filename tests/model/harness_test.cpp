@@ -17,22 +17,22 @@ using testing::HasSubstr;
 namespace model {
 namespace {
 
-using Breakage = std::function<void(std::vector<Entry>&)>;
+using Breakage_t = std::function<void(std::vector<Entry_t>&)>;
 
 /** The adapter with something wrong in what it does. */
-Side broken(const Breakage& breakage) {
-    return [breakage](const Life& life, SimulatedWorld& world) {
+Side_t broken(const Breakage_t& breakage) {
+    return [breakage](const Life_t& life, SimulatedWorld_t& world) {
         liveReal(life, world);
         breakage(world.stream);
     };
 }
 
 /** The first of the seeds' lives that shows the breakage, shrunk. */
-Life shortestThatShows(const Breakage& breakage) {
-    const Generator generator(liveReal);
-    const Fails fails = [&](const Life& life) { return compare(life, liveReal, broken(breakage)).has_value(); };
+Life_t shortestThatShows(const Breakage_t& breakage) {
+    const Generator_t generator(liveReal);
+    const Fails_t fails = [&](const Life_t& life) { return compare(life, liveReal, broken(breakage)).has_value(); };
     for (unsigned seed = 1; seed < 500; ++seed) {
-        if (const Life life = generator.life(seed); fails(life)) {
+        if (const Life_t life = generator.life(seed); fails(life)) {
             return shrink(life, fails);
         }
     }
@@ -40,43 +40,43 @@ Life shortestThatShows(const Breakage& breakage) {
     return {};
 }
 
-std::string stepsOf(const Life& life) {
+std::string stepsOf(const Life_t& life) {
     std::string text;
-    for (const Step& step : life.steps) {
+    for (const Step_t& step : life.steps) {
         text += toText(step) + "\n";
     }
     return text;
 }
 
-bool startsWith(const Entry& entry, const char* text) {
+bool startsWith(const Entry_t& entry, const char* text) {
     return entry.text.starts_with(text);
 }
 
-std::ptrdiff_t failedTransfers(const std::vector<Entry>& stream) {
-    return std::ranges::count_if(stream, [](const Entry& entry) {
-        return entry.kind == Entry::TRANSFER && entry.text.find("-> -1") != std::string::npos;
+std::ptrdiff_t failedTransfers(const std::vector<Entry_t>& stream) {
+    return std::ranges::count_if(stream, [](const Entry_t& entry) {
+        return entry.kind == Entry_t::TRANSFER && entry.text.find("-> -1") != std::string::npos;
     });
 }
 
 /** What a world writes down for the calls that `act` makes, without the snapshots. */
 template <typename Act>
-std::vector<std::string> diary(const std::vector<Step>& steps, Act act) {
-    Life life;
+std::vector<std::string> diary(const std::vector<Step_t>& steps, Act act) {
+    Life_t life;
     life.steps = steps;
-    SimulatedWorld world(life);
+    SimulatedWorld_t world(life);
     try {
         act(world);
-    } catch (const EndOfLife&) {
+    } catch (const EndOfLife_t&) {
         world.ended("end");
     }
     std::vector<std::string> lines;
-    for (const Entry& entry : world.stream) {
+    for (const Entry_t& entry : world.stream) {
         lines.push_back(entry.text);
     }
     return lines;
 }
 
-void readThrice(World& world) {
+void readThrice(World_t& world) {
     for (int i = 0; i < 3; ++i) {
         (void)world.readI2c(5, 0x4A, 1, 1);
     }
@@ -85,14 +85,14 @@ void readThrice(World& world) {
 } // namespace
 
 TEST(Harness, TheAdapterLivesTheSameLifeTwiceAlike) {
-    const Generator generator(liveReal);
+    const Generator_t generator(liveReal);
     for (unsigned seed = 1; seed < 40; ++seed) {
         EXPECT_EQ(compare(generator.life(seed), liveReal, liveReal).value_or(""), "") << seed;
     }
 }
 
 TEST(Harness, ExchangedNeighboursAreFoundAndShrunkToOneRequest) {
-    const Life life = shortestThatShows([](std::vector<Entry>& stream) {
+    const Life_t life = shortestThatShows([](std::vector<Entry_t>& stream) {
         for (std::size_t i = 0; i + 1 < stream.size(); ++i) {
             if (startsWith(stream[i], "Turn Off Fan [")) {
                 std::swap(stream[i], stream[i + 1]);
@@ -105,14 +105,14 @@ TEST(Harness, ExchangedNeighboursAreFoundAndShrunkToOneRequest) {
 }
 
 TEST(Harness, AMissingAlarmWriteIsFoundAndShrunkToItsCause) {
-    const Life life = shortestThatShows([](std::vector<Entry>& stream) {
-        std::erase_if(stream, [](const Entry& entry) { return entry.text == "write 5 41:04 [58] -> 1"; });
+    const Life_t life = shortestThatShows([](std::vector<Entry_t>& stream) {
+        std::erase_if(stream, [](const Entry_t& entry) { return entry.text == "write 5 41:04 [58] -> 1"; });
     });
     EXPECT_LE(life.steps.size(), 4) << toText(life);
 }
 
 TEST(Harness, ABreakThatNeedsTwoFailuresKeepsBoth) {
-    const Life life = shortestThatShows([](std::vector<Entry>& stream) {
+    const Life_t life = shortestThatShows([](std::vector<Entry_t>& stream) {
         if (failedTransfers(stream) == 2) {
             stream.pop_back();
         }
@@ -122,8 +122,8 @@ TEST(Harness, ABreakThatNeedsTwoFailuresKeepsBoth) {
 }
 
 TEST(Harness, ADifferenceShowsWhereTheStreamsPart) {
-    const std::vector<Entry> expected = {{Entry::SYSTEM, "same", ""}, {Entry::TRACE, "text", "f"}};
-    const std::vector<Entry> found = {{Entry::SYSTEM, "same", ""}, {Entry::TRACE, "test", "g"}};
+    const std::vector<Entry_t> expected = {{Entry_t::SYSTEM, "same", ""}, {Entry_t::TRACE, "text", "f"}};
+    const std::vector<Entry_t> found = {{Entry_t::SYSTEM, "same", ""}, {Entry_t::TRACE, "test", "g"}};
     const std::string text = difference(expected, found).value_or("");
     EXPECT_THAT(text, HasSubstr("entry 1 differs"));
     EXPECT_THAT(text, HasSubstr("= same\n- trace f: text\n+ trace g: test\n"));
@@ -133,26 +133,26 @@ TEST(Harness, ADifferenceShowsWhereTheStreamsPart) {
 }
 
 TEST(Harness, FunctionNamesCountOnlyWhenAsked) {
-    const std::vector<Entry> one = {{Entry::TRACE, "text", "f"}}, other = {{Entry::TRACE, "text", "g"}};
+    const std::vector<Entry_t> one = {{Entry_t::TRACE, "text", "f"}}, other = {{Entry_t::TRACE, "text", "g"}};
     EXPECT_EQ(difference(one, other), std::nullopt);
-    EXPECT_NE(difference(one, other, Functions::COMPARED), std::nullopt);
-    FunctionPairs pairs;
+    EXPECT_NE(difference(one, other, Functions_e::COMPARED), std::nullopt);
+    FunctionPairs_t pairs;
     countFunctions(one, other, pairs);
     EXPECT_EQ((pairs[{"f", "g"}]), 1);
 }
 
 TEST(LifeText, EveryRandomLifeReadsBackAsItself) {
-    const Generator generator(liveReal);
+    const Generator_t generator(liveReal);
     for (unsigned seed = 1; seed < 300; ++seed) {
-        const Life life = generator.life(seed);
+        const Life_t life = generator.life(seed);
         std::string error;
         EXPECT_EQ(lifeFromText(toText(life), error), life) << error << toText(life);
     }
 }
 
 TEST(LifeText, LongRunsAreCountedAndCommentsMeanNothing) {
-    EXPECT_EQ(toHex(Bytes(8, 0xAB)), "abababababababab");
-    EXPECT_EQ(toHex(Bytes(9, 0xAB)), "ab*9");
+    EXPECT_EQ(toHex(Bytes_t(8, 0xAB)), "abababababababab");
+    EXPECT_EQ(toHex(Bytes_t(9, 0xAB)), "ab*9");
     std::string error;
     const auto life =
         lifeFromText("# a case\nchassis 4\n\nput 01 00*3 02 # late\ndead-register 28 5b asked-1\n", error);
@@ -173,7 +173,7 @@ TEST(LifeText, WhatIsNoLifeIsRefusedWithItsLine) {
 TEST(World, WaitsAreTimedOutUntilSomethingArrives) {
     EXPECT_THAT(
         diary({pass(2), put({1, 2}), pass()},
-              [](World& world) {
+              [](World_t& world) {
                   for (;;) {
                       (void)world.select(4, 1, 0);
                   }
@@ -183,26 +183,26 @@ TEST(World, WaitsAreTimedOutUntilSomethingArrives) {
 
 TEST(World, AReadWaitsForAllThatItWantsAndAPeekTakesNothing) {
     EXPECT_THAT(diary({put({1, 2}), pass(), put({3}), pass()},
-                      [](World& world) {
-                          EXPECT_EQ(world.receive(4, 64, 0x102).data, Bytes({1, 2}));
-                          EXPECT_EQ(world.receive(4, 3, 0).data, Bytes({1, 2, 3}));
+                      [](World_t& world) {
+                          EXPECT_EQ(world.receive(4, 64, 0x102).data, Bytes_t({1, 2}));
+                          EXPECT_EQ(world.receive(4, 3, 0).data, Bytes_t({1, 2, 3}));
                           (void)world.receive(4, 1, 0);
                       }),
                 ElementsAre("recv 4 64 flags 0x102 -> 2", "recv 4 3 flags 0x0 -> 3", "end"));
 }
 
 TEST(World, TheChosenTransferFailsAndTheOthersDoNot) {
-    EXPECT_THAT(diary({fail(Call::TRANSFER, 1, {false, -5})}, readThrice),
+    EXPECT_THAT(diary({fail(Call_e::TRANSFER, 1, {false, -5})}, readThrice),
                 ElementsAre("read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> -5 [00]", "read 5 4a:01 1 -> 1 [00]"));
-    EXPECT_THAT(diary({fail(Call::READ, 0, {true, 1})}, readThrice),
+    EXPECT_THAT(diary({fail(Call_e::READ, 0, {true, 1})}, readThrice),
                 ElementsAre("read 5 4a:01 1 -> 2 [00]", "read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]"));
 }
 
 TEST(World, ADeadDeviceStaysDeadUntilItIsHealed) {
-    Step dead, heal;
-    dead.kind = Step::DEAD;
+    Step_t dead, heal;
+    dead.kind = Step_t::DEAD;
     dead.address = 0x4A;
-    heal.kind = Step::HEAL;
+    heal.kind = Step_t::HEAL;
     EXPECT_THAT(diary({dead}, readThrice),
                 ElementsAre("read 5 4a:01 1 -> -1 [00]", "read 5 4a:01 1 -> -1 [00]", "read 5 4a:01 1 -> -1 [00]"));
     EXPECT_THAT(diary({dead, heal}, readThrice),
@@ -211,7 +211,7 @@ TEST(World, ADeadDeviceStaysDeadUntilItIsHealed) {
 
 TEST(World, SensorsHandOutTheHalfDegreeFirst) {
     EXPECT_THAT(diary({setRegister(0x4C, 0, 0x23), setRegister(0x4C, 1, 0x80)},
-                      [](World& world) {
+                      [](World_t& world) {
                           for (int i = 0; i < 3; ++i) {
                               (void)world.readI2c(5, 0x4C, 0, 1);
                           }
@@ -220,26 +220,26 @@ TEST(World, SensorsHandOutTheHalfDegreeFirst) {
 }
 
 TEST(World, TheAlarmControllerTakesItsStateAtTheStrobesEndAndShowsABitOfIt) {
-    Registers registers;
+    Registers_t registers;
     const std::uint8_t directions = 0x10, strobe = 0x0D, released = 0x05, second = 0x01;
     registers.write(0x63, 0x15, {&directions, 1});
     registers.write(0x63, 5, {&strobe, 1});
-    EXPECT_EQ(registers.read(0x63, 5, 1, true), Bytes({0x0D}));
+    EXPECT_EQ(registers.read(0x63, 5, 1, true), Bytes_t({0x0D}));
     registers.write(0x63, 5, {&released, 1});
     registers.write(0x63, 5, {&second, 1});
-    EXPECT_EQ(registers.read(0x63, 5, 1, true), Bytes({0x01})); // state 5 has bit 1 clear
+    EXPECT_EQ(registers.read(0x63, 5, 1, true), Bytes_t({0x01})); // state 5 has bit 1 clear
     registers.set(0x63, ALARM_CONTROLLER, 2);
-    EXPECT_EQ(registers.read(0x63, 5, 1, true), Bytes({0x11}));
+    EXPECT_EQ(registers.read(0x63, 5, 1, true), Bytes_t({0x11}));
 }
 
 TEST(TraceLog, ALineLosesItsStampAndItsNumber) {
-    const TracePiece piece = takeApart("Jan  2 03:04:05  main:17:  text: [1]\n");
+    const TracePiece_t piece = takeApart("Jan  2 03:04:05  main:17:  text: [1]\n");
     EXPECT_EQ(piece.function, "main");
     EXPECT_EQ(piece.text, "text: [1]");
 }
 
 TEST(TraceLog, ADumpsAddressesAreCountedFromItsFirstByte) {
-    const TracePiece piece = takeApart("f:2: label  =\n0xFFFFFFF0: 00\n0x00000010: 11\n");
+    const TracePiece_t piece = takeApart("f:2: label  =\n0xFFFFFFF0: 00\n0x00000010: 11\n");
     EXPECT_EQ(piece.function, "f");
     EXPECT_EQ(piece.text, "label  =\n0x00000000: 00\n0x00000020: 11");
 }

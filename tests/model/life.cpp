@@ -26,21 +26,21 @@ std::string hex(std::uint32_t value, const char* format = "%x") {
     return text;
 }
 
-std::string toText(const Outcome& outcome) {
+std::string toText(const Outcome_t& outcome) {
     if (!outcome.fromAsked) {
         return std::to_string(outcome.value);
     }
     return outcome.value < 0 ? "asked" + std::to_string(outcome.value) : "asked+" + std::to_string(outcome.value);
 }
 
-std::string place(const Step& step) {
+std::string place(const Step_t& step) {
     return hex(step.address, "%02x") + (step.reg ? " " + hex(*step.reg, "%02x") : "");
 }
 
 /** One line of the text form, word by word; `good` is false once a word was not what it had to be. */
-class Words {
+class Words_t {
 public:
-    explicit Words(const std::string& line) : stream(line) {}
+    explicit Words_t(const std::string& line) : stream(line) {}
 
     std::string word() {
         std::string text;
@@ -51,7 +51,7 @@ public:
 
     std::int64_t number(int base) { return parsed(word(), base); }
 
-    Outcome outcome() {
+    Outcome_t outcome() {
         const std::string text = word();
         if (text.starts_with("asked")) {
             return {true, text.size() == 5 ? 0 : static_cast<long>(parsed(text.substr(5), 10))};
@@ -71,8 +71,8 @@ public:
         return 0;
     }
 
-    Bytes bytes() {
-        Bytes all;
+    Bytes_t bytes() {
+        Bytes_t all;
         while (more()) {
             const std::string text = word();
             const std::size_t star = text.find('*');
@@ -104,14 +104,14 @@ private:
     std::istringstream stream;
 };
 
-bool readSetting(const std::string& name, Words& words, Life& life) {
+bool readSetting(const std::string& name, Words_t& words, Life_t& life) {
     if (name == "arguments") {
         life.arguments.clear();
         while (words.more()) {
             life.arguments.push_back(words.word());
         }
     } else if (name == "attach") {
-        life.attach = static_cast<Attach>(words.oneOf(ATTACHES));
+        life.attach = static_cast<Attach_e>(words.oneOf(ATTACHES));
     } else if (name == "chassis") {
         life.chassis = static_cast<std::uint8_t>(words.number(10));
     } else if (name == "start-flags") {
@@ -132,39 +132,39 @@ bool readSetting(const std::string& name, Words& words, Life& life) {
     return words.good && !words.more();
 }
 
-void readPlace(Words& words, Step& step, bool registerIsNeeded) {
+void readPlace(Words_t& words, Step_t& step, bool registerIsNeeded) {
     step.address = static_cast<std::uint8_t>(words.number(16));
     if (registerIsNeeded) {
         step.reg = static_cast<unsigned>(words.number(16));
     }
 }
 
-bool readStep(const std::string& name, Words& words, Step& step) {
+bool readStep(const std::string& name, Words_t& words, Step_t& step) {
     if (name == "pass") {
-        step.kind = Step::PASS;
+        step.kind = Step_t::PASS;
         step.count = words.more() ? static_cast<unsigned>(words.number(10)) : 1;
     } else if (name == "put") {
-        step.kind = Step::PUT;
+        step.kind = Step_t::PUT;
         step.bytes = words.bytes();
     } else if (name == "close") {
-        step.kind = Step::CLOSE;
+        step.kind = Step_t::CLOSE;
     } else if (name == "register") {
-        step.kind = Step::REGISTER;
+        step.kind = Step_t::REGISTER;
         readPlace(words, step, true);
         step.value = static_cast<std::uint32_t>(words.number(16));
     } else if (name == "fail") {
-        step.kind = Step::FAIL;
-        step.call = static_cast<Call>(words.oneOf(CALLS));
+        step.kind = Step_t::FAIL;
+        step.call = static_cast<Call_e>(words.oneOf(CALLS));
         step.count = static_cast<unsigned>(words.number(10));
         step.outcome = words.outcome();
     } else if (name == "dead" || name == "dead-register") {
-        step.kind = Step::DEAD;
+        step.kind = Step_t::DEAD;
         readPlace(words, step, name != "dead");
         step.outcome = words.outcome();
     } else if (name == "heal") {
-        step.kind = Step::HEAL;
+        step.kind = Step_t::HEAL;
     } else if (name == "flags") {
-        step.kind = Step::FLAGS;
+        step.kind = Step_t::FLAGS;
         step.value = static_cast<std::uint32_t>(words.number(16));
     } else {
         return false;
@@ -174,7 +174,7 @@ bool readStep(const std::string& name, Words& words, Step& step) {
 
 } // namespace
 
-std::string toHex(const Bytes& bytes) {
+std::string toHex(const Bytes_t& bytes) {
     std::string text;
     for (std::size_t at = 0; at < bytes.size();) {
         std::size_t end = at + 1;
@@ -195,31 +195,31 @@ std::string toHex(const Bytes& bytes) {
     return text;
 }
 
-std::string toText(const Step& step) {
+std::string toText(const Step_t& step) {
     switch (step.kind) {
-    case Step::PASS:
+    case Step_t::PASS:
         return step.count == 1 ? "pass" : "pass " + std::to_string(step.count);
-    case Step::PUT:
+    case Step_t::PUT:
         return "put " + toHex(step.bytes);
-    case Step::CLOSE:
+    case Step_t::CLOSE:
         return "close";
-    case Step::REGISTER:
+    case Step_t::REGISTER:
         return "register " + place(step) + " " + hex(step.value, "%02x");
-    case Step::FAIL:
+    case Step_t::FAIL:
         return std::string("fail ") + CALLS.at(static_cast<std::size_t>(step.call)) + " " + std::to_string(step.count) +
                " " + toText(step.outcome);
-    case Step::DEAD:
+    case Step_t::DEAD:
         return (step.reg ? "dead-register " : "dead ") + place(step) + " " + toText(step.outcome);
-    case Step::HEAL:
+    case Step_t::HEAL:
         return "heal";
-    case Step::FLAGS:
+    case Step_t::FLAGS:
         return "flags " + hex(step.value);
     }
     return "";
 }
 
-std::string toText(const Life& life) {
-    const Life usual;
+std::string toText(const Life_t& life) {
+    const Life_t usual;
     std::string text = "chassis " + std::to_string(life.chassis) + "\nstart-flags " + hex(life.flags) + "\n";
     if (life.arguments != usual.arguments) {
         text += "arguments";
@@ -237,22 +237,22 @@ std::string toText(const Life& life) {
     setting("device", std::to_string(life.deviceFd), life.deviceFd == usual.deviceFd);
     setting("directory", life.directory, life.directory == usual.directory);
     setting("bug-check", "ends", !life.bugCheckEnds);
-    for (const Step& step : life.steps) {
+    for (const Step_t& step : life.steps) {
         text += toText(step) + "\n";
     }
     return text;
 }
 
-std::optional<Life> lifeFromText(const std::string& text, std::string& error) {
-    Life life;
+std::optional<Life_t> lifeFromText(const std::string& text, std::string& error) {
+    Life_t life;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
-        Words words(line.substr(0, line.find('#')));
+        Words_t words(line.substr(0, line.find('#')));
         if (!words.more()) {
             continue;
         }
         const std::string name = words.word();
-        Step step;
+        Step_t step;
         if (readStep(name, words, step)) {
             life.steps.push_back(std::move(step));
         } else if (!words.good || !readSetting(name, words, life)) {
@@ -263,31 +263,31 @@ std::optional<Life> lifeFromText(const std::string& text, std::string& error) {
     return life;
 }
 
-Step pass(unsigned count) {
-    Step step;
+Step_t pass(unsigned count) {
+    Step_t step;
     step.count = count;
     return step;
 }
 
-Step put(Bytes bytes) {
-    Step step;
-    step.kind = Step::PUT;
+Step_t put(Bytes_t bytes) {
+    Step_t step;
+    step.kind = Step_t::PUT;
     step.bytes = std::move(bytes);
     return step;
 }
 
-Step setRegister(std::uint8_t address, unsigned reg, std::uint32_t value) {
-    Step step;
-    step.kind = Step::REGISTER;
+Step_t setRegister(std::uint8_t address, unsigned reg, std::uint32_t value) {
+    Step_t step;
+    step.kind = Step_t::REGISTER;
     step.address = address;
     step.reg = reg;
     step.value = value;
     return step;
 }
 
-Step fail(Call call, unsigned after, Outcome outcome) {
-    Step step;
-    step.kind = Step::FAIL;
+Step_t fail(Call_e call, unsigned after, Outcome_t outcome) {
+    Step_t step;
+    step.kind = Step_t::FAIL;
     step.call = call;
     step.count = after;
     step.outcome = outcome;

@@ -17,19 +17,19 @@
 namespace model {
 
 /** What another result a call gives: a number, or one counted from what was asked for ("asked-1"). */
-struct Outcome {
+struct Outcome_t {
     bool fromAsked = false;
     long value = -1;
 
     long result(long asked) const { return fromAsked ? asked + value : value; }
-    bool operator==(const Outcome&) const = default;
+    bool operator==(const Outcome_t&) const = default;
 };
 
 /** Calls that can be made to fail. TRANSFER counts reads and writes of the bus together. */
-enum class Call { SOCKET, CONNECT, OPEN, SELECT, RECEIVE, SEND, READ, WRITE, TRANSFER };
+enum class Call_e { SOCKET, CONNECT, OPEN, SELECT, RECEIVE, SEND, READ, WRITE, TRANSFER };
 
-struct Step {
-    enum Kind {
+struct Step_t {
+    enum Kind_e {
         PASS,     /**< `count` waits of the adapter come and go */
         PUT,      /**< `bytes` arrive on the socket */
         CLOSE,    /**< the peer closes its end; what has arrived can still be read */
@@ -39,27 +39,27 @@ struct Step {
         HEAL,     /**< nothing is dead any more, and no failure is waiting */
         FLAGS,    /**< the parameter block's flags become `value` */
     };
-    Kind kind = PASS;
+    Kind_e kind = PASS;
     unsigned count = 1;
-    Bytes bytes;
+    Bytes_t bytes;
     std::uint8_t address = 0;
     std::optional<unsigned> reg;
     std::uint32_t value = 0;
-    Call call = Call::TRANSFER;
-    Outcome outcome;
+    Call_e call = Call_e::TRANSFER;
+    Outcome_t outcome;
 
-    bool operator==(const Step&) const = default;
+    bool operator==(const Step_t&) const = default;
 };
 
 /** How attaching the parameter block goes. */
-enum class Attach { POSSIBLE, ABSENT, UNMAPPABLE, OTHER_VERSION };
+enum class Attach_e { POSSIBLE, ABSENT, UNMAPPABLE, OTHER_VERSION };
 
 inline constexpr std::uint32_t TRACING = 0x01000000;
 inline constexpr std::uint32_t RCP_COMPLETE = 0x80;
 
-struct Life {
+struct Life_t {
     std::vector<std::string> arguments = {"/usr/sbin/esa", "1234"};
-    Attach attach = Attach::POSSIBLE;
+    Attach_e attach = Attach_e::POSSIBLE;
     std::uint8_t chassis = 5;
     std::uint32_t flags = TRACING;
     unsigned rcp = 0; /**< sleeps until RCP_COMPLETE is raised */
@@ -68,22 +68,22 @@ struct Life {
     std::string directory = "/run/mmsg"; /**< the switch's; at most 128 characters */
     bool bugCheckEnds = false;           /**< whether the platform ends the process when it is asked to */
     /** Those in front of the first PASS are taken before the adapter starts. */
-    std::vector<Step> steps;
+    std::vector<Step_t> steps;
 
-    bool operator==(const Life&) const = default;
+    bool operator==(const Life_t&) const = default;
 };
 
-std::string toText(const Step& step);
-std::string toText(const Life& life);
+std::string toText(const Step_t& step);
+std::string toText(const Life_t& life);
 /** Reads the text form; `error` tells the line that is none, and the result is empty then. */
-std::optional<Life> lifeFromText(const std::string& text, std::string& error);
+std::optional<Life_t> lifeFromText(const std::string& text, std::string& error);
 
 /** Bytes as hex; a run of more than eight equal bytes is written "00*4000". */
-std::string toHex(const Bytes& bytes);
+std::string toHex(const Bytes_t& bytes);
 
-Step pass(unsigned count = 1);
-Step put(Bytes bytes);
-Step setRegister(std::uint8_t address, unsigned reg, std::uint32_t value);
-Step fail(Call call, unsigned after, Outcome outcome);
+Step_t pass(unsigned count = 1);
+Step_t put(Bytes_t bytes);
+Step_t setRegister(std::uint8_t address, unsigned reg, std::uint32_t value);
+Step_t fail(Call_e call, unsigned after, Outcome_t outcome);
 
 } // namespace model

@@ -25,11 +25,11 @@ unsigned livesOfATest() {
 
 /** How the life differs on the two sides, shrunk, as a reader and lifeFromText() understand it; empty when it does not.
  */
-std::string shortestDifference(const Life& life) {
+std::string shortestDifference(const Life_t& life) {
     if (!compare(life, liveModel, liveReal)) {
         return "";
     }
-    const Life small = shrink(life, [](const Life& one) { return compare(one, liveModel, liveReal).has_value(); });
+    const Life_t small = shrink(life, [](const Life_t& one) { return compare(one, liveModel, liveReal).has_value(); });
     return "the shortest life that differs:\n" + toText(small) + compare(small, liveModel, liveReal).value_or("");
 }
 
@@ -53,10 +53,10 @@ class RandomLives : public testing::TestWithParam<std::tuple<int, bool>> {};
 
 TEST_P(RandomLives, AreWhatTheModelForetells) {
     const auto [chassis, tracing] = GetParam();
-    const Generator generator(liveReal);
+    const Generator_t generator(liveReal);
     const unsigned lives = livesOfATest();
     for (unsigned seed = 1; seed <= lives; ++seed) {
-        const Life life = generator.life(seed, static_cast<std::uint8_t>(chassis), tracing);
+        const Life_t life = generator.life(seed, static_cast<std::uint8_t>(chassis), tracing);
         ASSERT_EQ(shortestDifference(life), "") << "seed " << seed;
     }
 }
@@ -70,45 +70,45 @@ INSTANTIATE_TEST_SUITE_P(Chassis, RandomLives, testing::Combine(testing::Range(0
 class EventfulLife : public testing::TestWithParam<int> {
 protected:
     /** The life with `failure` waiting in it from the start. */
-    Life with(const Step& failure) const {
-        Life life = eventfulLife(static_cast<std::uint8_t>(GetParam()));
+    Life_t with(const Step_t& failure) const {
+        Life_t life = eventfulLife(static_cast<std::uint8_t>(GetParam()));
         life.flags = TRACING;
         life.steps.resize(6); // a poll, a page, a poll, a control page, a page, a poll
         life.steps.insert(life.steps.begin(), failure);
         return life;
     }
 
-    static std::size_t count(const std::vector<Entry>& stream, Entry::Kind kind, const char* start) {
+    static std::size_t count(const std::vector<Entry_t>& stream, Entry_t::Kind_e kind, const char* start) {
         return static_cast<std::size_t>(std::ranges::count_if(
-            stream, [=](const Entry& entry) { return entry.kind == kind && entry.text.starts_with(start); }));
+            stream, [=](const Entry_t& entry) { return entry.kind == kind && entry.text.starts_with(start); }));
     }
 };
 
 TEST_P(EventfulLife, IsForetoldWhicheverTransferFails) {
-    const std::size_t transfers = count(streamOf(with(pass(0)), liveReal), Entry::TRANSFER, "");
+    const std::size_t transfers = count(streamOf(with(pass(0)), liveReal), Entry_t::TRANSFER, "");
     ASSERT_EQ(transfers > 0, GetParam() > 1) << "type 1 has no enclosure, all others poll theirs";
     for (std::size_t n = 0; n < transfers; n += ESA_STRIDE) {
-        const Life life = with(fail(Call::TRANSFER, static_cast<unsigned>(n), {false, -1}));
+        const Life_t life = with(fail(Call_e::TRANSFER, static_cast<unsigned>(n), {false, -1}));
         ASSERT_EQ(shortestDifference(life), "") << "transfer " << n;
     }
 }
 
 TEST_P(EventfulLife, IsForetoldWhicheverSystemCallFails) {
-    const std::pair<Call, const char*> calls[] = {{Call::SOCKET, "socket"}, {Call::CONNECT, "connect"},
-                                                  {Call::OPEN, "open"},     {Call::SELECT, "select"},
-                                                  {Call::RECEIVE, "recv"},  {Call::SEND, "send"}};
-    const Outcome outcomes[] = {{false, -1}, {false, 0}, {true, -1}, {true, 256}};
-    const std::vector<Entry> usual = streamOf(with(pass(0)), liveReal);
+    const std::pair<Call_e, const char*> calls[] = {{Call_e::SOCKET, "socket"}, {Call_e::CONNECT, "connect"},
+                                                    {Call_e::OPEN, "open"},     {Call_e::SELECT, "select"},
+                                                    {Call_e::RECEIVE, "recv"},  {Call_e::SEND, "send"}};
+    const Outcome_t outcomes[] = {{false, -1}, {false, 0}, {true, -1}, {true, 256}};
+    const std::vector<Entry_t> usual = streamOf(with(pass(0)), liveReal);
     for (const auto& [call, name] : calls) {
         // All that comes later is like one of these.
-        const std::size_t most = std::min<std::size_t>(count(usual, Entry::SYSTEM, name), 8);
+        const std::size_t most = std::min<std::size_t>(count(usual, Entry_t::SYSTEM, name), 8);
         ASSERT_GT(most, 0U) << name;
         for (std::size_t n = 0; n < most; ++n) {
             for (std::size_t kind = 0; kind < std::size(outcomes); ++kind) {
                 if (ESA_STRIDE > 1 && kind != n % std::size(outcomes)) {
                     continue; // there is no time for all
                 }
-                const Life life = with(fail(call, static_cast<unsigned>(n), outcomes[kind]));
+                const Life_t life = with(fail(call, static_cast<unsigned>(n), outcomes[kind]));
                 ASSERT_EQ(shortestDifference(life), "") << name << " " << n;
             }
         }
@@ -123,7 +123,7 @@ TEST(Cases, AreWhatTheModelForetells) {
     for (const std::filesystem::path& file : cases()) {
         SCOPED_TRACE(file.filename());
         std::string error;
-        const std::optional<Life> life = lifeFromText(contentsOf(file), error);
+        const std::optional<Life_t> life = lifeFromText(contentsOf(file), error);
         ASSERT_TRUE(life.has_value()) << error;
         EXPECT_EQ(compare(*life, liveModel, liveReal).value_or(""), "");
     }

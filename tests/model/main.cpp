@@ -17,7 +17,7 @@ using namespace model;
 
 namespace {
 
-struct Options {
+struct Options_t {
     double seconds = 3600;
     std::uint64_t first = 1;
     std::uint64_t count = UINT64_MAX;
@@ -34,7 +34,7 @@ int usage() {
     return 2;
 }
 
-bool parse(int argc, char* argv[], Options& options) {
+bool parse(int argc, char* argv[], Options_t& options) {
     for (int i = 1; i < argc; ++i) {
         const std::string name = argv[i];
         if (name == "--functions") {
@@ -65,31 +65,31 @@ double processorSeconds() {
     return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
-std::size_t passesOf(const Life& life) {
+std::size_t passesOf(const Life_t& life) {
     std::size_t passes = 0;
-    for (const Step& step : life.steps) {
-        passes += step.kind == Step::PASS ? step.count : 0;
+    for (const Step_t& step : life.steps) {
+        passes += step.kind == Step_t::PASS ? step.count : 0;
     }
     return passes;
 }
 
-void report(const Life& life, const Side& expected) {
-    const Life small = shrink(life, [&](const Life& one) { return compare(one, expected, liveReal).has_value(); });
+void report(const Life_t& life, const Side_t& expected) {
+    const Life_t small = shrink(life, [&](const Life_t& one) { return compare(one, expected, liveReal).has_value(); });
     std::printf("--- the shortest life that differs\n%s--- how it differs\n%s", toText(small).c_str(),
                 compare(small, expected, liveReal).value_or("not any more\n").c_str());
 }
 
-int replay(const Options& options, const Side& expected) {
+int replay(const Options_t& options, const Side_t& expected) {
     std::ifstream file(options.replay);
     const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     std::string error;
-    const std::optional<Life> life = lifeFromText(text, error);
+    const std::optional<Life_t> life = lifeFromText(text, error);
     if (!file || !life) {
         std::printf("%s: %s\n", options.replay.c_str(), life ? "cannot be read" : error.c_str());
         return 2;
     }
     if (options.print) {
-        for (const Entry& entry : streamOf(*life, liveReal)) {
+        for (const Entry_t& entry : streamOf(*life, liveReal)) {
             std::printf("%s\n", toText(entry).c_str());
         }
     }
@@ -98,7 +98,7 @@ int replay(const Options& options, const Side& expected) {
     return different ? 1 : 0;
 }
 
-void printFunctions(const FunctionPairs& pairs) {
+void printFunctions(const FunctionPairs_t& pairs) {
     for (const auto& [names, count] : pairs) {
         if (names.first != names.second) {
             std::printf("%10lu  model %-45s adapter %s\n", count, names.first.c_str(), names.second.c_str());
@@ -106,9 +106,9 @@ void printFunctions(const FunctionPairs& pairs) {
     }
 }
 
-int live(const Options& options, const Side& expected) {
-    const Generator generator(liveReal);
-    FunctionPairs pairs;
+int live(const Options_t& options, const Side_t& expected) {
+    const Generator_t generator(liveReal);
+    FunctionPairs_t pairs;
     std::size_t lives = 0, passes = 0, entries = 0;
     int status = 0;
     const auto start = std::chrono::steady_clock::now();
@@ -116,15 +116,15 @@ int live(const Options& options, const Side& expected) {
     const std::chrono::duration<double> limit(options.seconds);
     for (std::uint64_t seed = options.first; lives < options.count && std::chrono::steady_clock::now() - start < limit;
          ++seed) {
-        const Life life = generator.life(seed);
-        const std::vector<Entry> foretold = streamOf(life, expected), found = streamOf(life, liveReal);
+        const Life_t life = generator.life(seed);
+        const std::vector<Entry_t> foretold = streamOf(life, expected), found = streamOf(life, liveReal);
         ++lives;
         passes += passesOf(life);
         entries += found.size();
         if (options.functions) {
             countFunctions(foretold, found, pairs);
         }
-        if (difference(foretold, found, options.functions ? Functions::IGNORED : Functions::COMPARED)) {
+        if (difference(foretold, found, options.functions ? Functions_e::IGNORED : Functions_e::COMPARED)) {
             std::printf("seed %llu differs\n", static_cast<unsigned long long>(seed));
             report(life, expected);
             status = 1;
@@ -140,10 +140,10 @@ int live(const Options& options, const Side& expected) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    Options options;
+    Options_t options;
     if (!parse(argc, argv, options)) {
         return usage();
     }
-    const Side expected = options.self ? Side(liveReal) : Side(liveModel);
+    const Side_t expected = options.self ? Side_t(liveReal) : Side_t(liveModel);
     return options.replay.empty() ? live(options, expected) : replay(options, expected);
 }

@@ -16,13 +16,13 @@ constexpr std::uint8_t RECEIVE_DIAGNOSTIC = 28;
 constexpr std::uint8_t SEND_DIAGNOSTIC = 29;
 constexpr std::uint8_t VOLUME_MANAGER = 20;
 
-void setLength(Bytes& message, std::size_t length) {
+void setLength(Bytes_t& message, std::size_t length) {
     message[10] = static_cast<std::uint8_t>(length >> 8);
     message[11] = static_cast<std::uint8_t>(length);
 }
 
-Bytes header(std::size_t size, std::uint8_t protocol, std::uint8_t type, std::uint8_t requestor) {
-    Bytes message(std::max(size, HEADER));
+Bytes_t header(std::size_t size, std::uint8_t protocol, std::uint8_t type, std::uint8_t requestor) {
+    Bytes_t message(std::max(size, HEADER));
     message[8] = 14;
     message[9] = 1;
     setLength(message, size);
@@ -33,18 +33,18 @@ Bytes header(std::size_t size, std::uint8_t protocol, std::uint8_t type, std::ui
     return message;
 }
 
-void putWord(Bytes& message, std::size_t at, std::uint32_t value) {
+void putWord(Bytes_t& message, std::size_t at, std::uint32_t value) {
     for (unsigned i = 0; i < 4; ++i) {
         message[at + i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
     }
 }
 
-std::uint8_t somebody(Random& random) {
+std::uint8_t somebody(Random_t& random) {
     return random.pick<std::uint8_t>({15, 16, 18, 19, 20, 20, 23, 26, 27, 31, 32, 33, 63, 64, 255});
 }
 
 /** Words that name the sender's request, or are to be ignored. */
-void fillHeader(Bytes& message, Random& random) {
+void fillHeader(Bytes_t& message, Random_t& random) {
     for (const std::size_t at : {0U, 4U, 40U, 44U, 48U, 52U, 56U, 60U}) {
         putWord(message, at, random.below(0x1000000) * 251U);
     }
@@ -54,12 +54,12 @@ void fillHeader(Bytes& message, Random& random) {
     message[19] = random.byte();
 }
 
-Bytes status(Random& random) {
+Bytes_t status(Random_t& random) {
     const auto usual = random.pick<std::uint8_t>({1, 2, 2, 2, 2, 0, 3, 13, 15, 16, 255});
     const std::uint8_t page = random.chance(10) ? random.byte() : usual;
     const unsigned boundary = random.pick<unsigned>({0, 1, 20, 63, 64, 67, 68, 69, 255, 256, 4000, 0xFFFF});
     const unsigned allocation = random.chance(10) ? random.below(0x10000) : boundary;
-    Bytes message =
+    Bytes_t message =
         receiveDiagnostic(page, allocation, random.pick<std::uint8_t>({0x80, 0x80, 0x80, 0xFF, 0, 0x01, 0x7F}));
     if (random.chance(5)) {
         message[HEADER] = random.pick<std::uint8_t>({0, 29, 27});
@@ -68,7 +68,7 @@ Bytes status(Random& random) {
 }
 
 /** A record with the bits that mean something, or all of them. */
-std::uint32_t controlRecord(Random& random) {
+std::uint32_t controlRecord(Random_t& random) {
     const std::uint32_t select = random.chance(70) ? 0x80000000U : 0;
     if (random.chance(30)) {
         return select | (random.below(0x1000000) * 129U & 0x7FFFFFFF);
@@ -77,13 +77,13 @@ std::uint32_t controlRecord(Random& random) {
                                                 0x20000000, 0x20000002, 0x01400000});
 }
 
-void appendWord(Bytes& bytes, std::uint32_t word) {
+void appendWord(Bytes_t& bytes, std::uint32_t word) {
     for (unsigned i = 0; i < 4; ++i) {
         bytes.push_back(static_cast<std::uint8_t>(word >> (24 - 8 * i)));
     }
 }
 
-unsigned near(Random& random, unsigned count) {
+unsigned near(Random_t& random, unsigned count) {
     if (random.chance(90)) {
         return count;
     }
@@ -91,7 +91,7 @@ unsigned near(Random& random, unsigned count) {
     return more > 0 && random.chance(50) ? more - 1 : more;
 }
 
-void appendLists(Bytes& message, Random& random, const Counts& counts) {
+void appendLists(Bytes_t& message, Random_t& random, const Counts_t& counts) {
     for (const unsigned count : {counts.devices, counts.supplies, counts.fans, counts.sensors, counts.alarms}) {
         appendWord(message, random.pick<std::uint32_t>({0x80, 0x80, 0xA0, 0x20, 0, 0x7F, 0x80000000, 0xFFFFFFFF}));
         const std::uint32_t same = controlRecord(random);
@@ -102,8 +102,8 @@ void appendLists(Bytes& message, Random& random, const Counts& counts) {
     }
 }
 
-Bytes control(Random& random, std::uint8_t chassis) {
-    Bytes message = header(FIRST_LIST, SES_PROTOCOL, SEND_DIAGNOSTIC, 23);
+Bytes_t control(Random_t& random, std::uint8_t chassis) {
+    Bytes_t message = header(FIRST_LIST, SES_PROTOCOL, SEND_DIAGNOSTIC, 23);
     message[HEADER] = SEND_DIAGNOSTIC;
     message[HEADER + 1] = random.pick<std::uint8_t>({0x10, 0x10, 0x08, 0x08, 0, 0xFF, 0xF7});
     message[PAGE] = random.chance(90) ? std::uint8_t{2} : random.pick<std::uint8_t>({0, 1, 3, 4, 255});
@@ -121,9 +121,9 @@ Bytes control(Random& random, std::uint8_t chassis) {
 }
 
 /** Answers to what the adapter has asked of others, and to what it has not. */
-Bytes response(Random& random) {
+Bytes_t response(Random_t& random) {
     const auto size = random.pick<std::size_t>({64, 64, 68, 72});
-    Bytes message = header(size, STARTUP_PROTOCOL, 14, random.pick<std::uint8_t>({18, 18, 18, 33, 27, 17}));
+    Bytes_t message = header(size, STARTUP_PROTOCOL, 14, random.pick<std::uint8_t>({18, 18, 18, 33, 27, 17}));
     if (random.chance(20)) {
         message[12] = SES_PROTOCOL;
         message[15] = random.pick<std::uint8_t>({RECEIVE_DIAGNOSTIC, SEND_DIAGNOSTIC});
@@ -133,17 +133,17 @@ Bytes response(Random& random) {
     return message;
 }
 
-Bytes otherRequest(Random& random) {
+Bytes_t otherRequest(Random_t& random) {
     const auto size = random.pick<std::size_t>({64, 72, 100});
     const auto protocol = random.pick<std::uint8_t>({0, 1, 8, STARTUP_PROTOCOL, 13, 17, SES_PROTOCOL, 19, 255});
     const std::uint8_t type = random.byte();
-    Bytes message = header(size, protocol, type, somebody(random));
+    Bytes_t message = header(size, protocol, type, somebody(random));
     message[13] = random.pick<std::uint8_t>({0, 0, 0, 1});
     message[14] = random.pick<std::uint8_t>({0, 0, 0, 1, 0xFF});
     return message;
 }
 
-Bytes anyKind(Random& random, std::uint8_t chassis) {
+Bytes_t anyKind(Random_t& random, std::uint8_t chassis) {
     const unsigned kind = random.below(100);
     if (kind < 40) {
         return status(random);
@@ -155,7 +155,7 @@ Bytes anyKind(Random& random, std::uint8_t chassis) {
 }
 
 /** Not for the adapter, or only by one of the four bitmap words. */
-void misaddress(Bytes& message, Random& random) {
+void misaddress(Bytes_t& message, Random_t& random) {
     message[8] = random.pick<std::uint8_t>({14, 14, 14, 7, 0, 255});
     for (const std::size_t at : {20U, 24U, 28U, 32U}) {
         putWord(message, at, random.pick<std::uint32_t>({0, 0, 2, 0x40000, 0xFFFFFFFD}));
@@ -163,7 +163,7 @@ void misaddress(Bytes& message, Random& random) {
 }
 
 /** A length that is not the message's, or is no message's. */
-void mislength(Bytes& message, Random& random) {
+void mislength(Bytes_t& message, Random_t& random) {
     const std::size_t length =
         random.pick<std::size_t>({0, 1, 11, 12, 13, 63, 64, 65, 71, 72, 73, 80, 4063, 4064, 4065, 4576, 4577, 0xFFFF});
     setLength(message, length);
@@ -174,7 +174,7 @@ void mislength(Bytes& message, Random& random) {
 
 } // namespace
 
-Counts countsOf(std::uint8_t chassis) {
+Counts_t countsOf(std::uint8_t chassis) {
     switch (chassis) {
     case 2:
         return {12, 2, 8, 2, 1};
@@ -190,8 +190,8 @@ Counts countsOf(std::uint8_t chassis) {
     }
 }
 
-Bytes receiveDiagnostic(std::uint8_t pageCode, unsigned allocationLength, std::uint8_t flags) {
-    Bytes message = header(PAGE, SES_PROTOCOL, RECEIVE_DIAGNOSTIC, 23);
+Bytes_t receiveDiagnostic(std::uint8_t pageCode, unsigned allocationLength, std::uint8_t flags) {
+    Bytes_t message = header(PAGE, SES_PROTOCOL, RECEIVE_DIAGNOSTIC, 23);
     message[HEADER] = RECEIVE_DIAGNOSTIC;
     message[HEADER + 1] = flags;
     message[HEADER + 2] = pageCode;
@@ -200,8 +200,8 @@ Bytes receiveDiagnostic(std::uint8_t pageCode, unsigned allocationLength, std::u
     return message;
 }
 
-Bytes controlPage(const Counts& counts, std::uint32_t fill) {
-    Bytes message = header(FIRST_LIST, SES_PROTOCOL, SEND_DIAGNOSTIC, 23);
+Bytes_t controlPage(const Counts_t& counts, std::uint32_t fill) {
+    Bytes_t message = header(FIRST_LIST, SES_PROTOCOL, SEND_DIAGNOSTIC, 23);
     message[HEADER] = SEND_DIAGNOSTIC;
     message[HEADER + 1] = 0x08;
     message[PAGE] = 2;
@@ -216,8 +216,8 @@ Bytes controlPage(const Counts& counts, std::uint32_t fill) {
     return message;
 }
 
-Bytes randomMessage(Random& random, std::uint8_t chassis) {
-    Bytes message = anyKind(random, chassis);
+Bytes_t randomMessage(Random_t& random, std::uint8_t chassis) {
+    Bytes_t message = anyKind(random, chassis);
     fillHeader(message, random);
     if (random.chance(75)) {
         message[16] = random.chance(15) ? VOLUME_MANAGER : message[16];

@@ -10,9 +10,9 @@ namespace model {
 
 /** Numbers that a seed decides, the same on every host: two of them never stand in one call, whose order is nobody's.
  */
-class Random {
+class Random_t {
 public:
-    explicit Random(std::uint64_t seed) : engine(seed) {}
+    explicit Random_t(std::uint64_t seed) : engine(seed) {}
 
     unsigned below(unsigned bound) { return static_cast<unsigned>(engine() % bound); }
     bool chance(unsigned percent) { return below(100) < percent; }
@@ -32,16 +32,16 @@ private:
 };
 
 /** Element counts of a chassis, in the order of the pages. */
-struct Counts {
+struct Counts_t {
     unsigned devices, supplies, fans, sensors, alarms;
 };
-Counts countsOf(std::uint8_t chassis);
+Counts_t countsOf(std::uint8_t chassis);
 
 /** A message of any kind, most of them well-formed. */
-Bytes randomMessage(Random& random, std::uint8_t chassis);
+Bytes_t randomMessage(Random_t& random, std::uint8_t chassis);
 
-Bytes receiveDiagnostic(std::uint8_t pageCode, unsigned allocationLength, std::uint8_t flags = 0x80);
+Bytes_t receiveDiagnostic(std::uint8_t pageCode, unsigned allocationLength, std::uint8_t flags = 0x80);
 /** A control page whose records are `fill` four times over, lists selected. */
-Bytes controlPage(const Counts& counts, std::uint32_t fill);
+Bytes_t controlPage(const Counts_t& counts, std::uint32_t fill);
 
 } // namespace model

@@ -3,12 +3,12 @@
 
 namespace model {
 
-void liveModel(const Life& life, SimulatedWorld& world) {
-    Adapter adapter(world);
+void liveModel(const Life_t& life, SimulatedWorld_t& world) {
+    Adapter_t adapter(world);
     world.remembered = [&adapter] { return describe(adapter.state); };
     try {
         world.ended("exit " + std::to_string(adapter.main(life.arguments)));
-    } catch (const EndOfLife&) {
+    } catch (const EndOfLife_t&) {
         world.takeSnapshot();
     }
     world.remembered = nullptr;

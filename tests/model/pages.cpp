@@ -11,12 +11,12 @@ namespace {
 
 constexpr const char* FUNCTION = "esaSendStatus";
 
-Bytes configurationPage(const State& state) {
+Bytes_t configurationPage(const State_t& state) {
     const std::size_t types = state.elementTypeMaxNumber;
     const std::uint8_t counts[] = {state.deviceMaxNumber, state.powerSupplyMaxNumber, state.coolingMaxNumber,
                                    state.temperatureSensorMaxNumber, state.audibleAlarmMaxNumber};
     constexpr std::uint8_t TYPES[] = {1, 2, 3, 4, 6};
-    Bytes page(8 + 40);
+    Bytes_t page(8 + 40);
     page[0] = 1;
     putHalf(page, 2, 4 * types + 44);
     page[8] = 0x20;
@@ -29,12 +29,12 @@ Bytes configurationPage(const State& state) {
 }
 
 /** An element record, or the overall word that each list starts with. */
-void append(Bytes& page, const Element& record) {
+void append(Bytes_t& page, const Element_t& record) {
     page.insert(page.end(), record.begin(), record.end());
 }
 
-void devices(Adapter& adapter, Bytes& page) {
-    const State& state = adapter.state;
+void devices(Adapter_t& adapter, Bytes_t& page) {
+    const State_t& state = adapter.state;
     append(page, {});
     for (std::uint8_t slot = 0; slot < state.deviceMaxNumber; slot++) {
         const bool missing = state.enclosureType == 2 && adapter.xyratexIsDrivePresent(slot) != OK;
@@ -44,7 +44,7 @@ void devices(Adapter& adapter, Bytes& page) {
 }
 
 /** What one supply's readings say. */
-struct Supply {
+struct Supply_t {
     bool bad = false;       /**< not installed, as far as the requester is told */
     bool acFail = false;    /**< voltages out of range */
     bool indicated = false; /**< a fault that the enclosure shows */
@@ -52,7 +52,7 @@ struct Supply {
 };
 
 /** True when the bit of `powerSupplyStatus` was not as `good` has it and now is. */
-bool remember(State& state, std::uint32_t bit, bool good) {
+bool remember(State_t& state, std::uint32_t bit, bool good) {
     if (((state.powerSupplyStatus & bit) != 0) == good) {
         return false;
     }
@@ -61,8 +61,8 @@ bool remember(State& state, std::uint32_t bit, bool good) {
 }
 
 /** An alarm in REMIND ends with the redundancy fault that it reminds of. */
-void endReminder(Adapter& adapter) {
-    State& state = adapter.state;
+void endReminder(Adapter_t& adapter) {
+    State_t& state = adapter.state;
     if (adapter.xyratexReadAlarmstate() != 2) {
         return;
     }
@@ -71,14 +71,14 @@ void endReminder(Adapter& adapter) {
         return;
     }
     state.alarmState = 0;
-    Bytes data = adapter.eventData();
-    Adapter::setWord(data, 20, state.audibleAlarmMaxNumber);
-    Adapter::setWord(data, 52, 0);
+    Bytes_t data = adapter.eventData();
+    Adapter_t::setWord(data, 20, state.audibleAlarmMaxNumber);
+    Adapter_t::setWord(data, 52, 0);
     adapter.esaSendEventMmsgToEmp(9, 1, data);
 }
 
-void xyratexRedundancy(Adapter& adapter, Supply& supply) {
-    State& state = adapter.state;
+void xyratexRedundancy(Adapter_t& adapter, Supply_t& supply) {
+    State_t& state = adapter.state;
     const bool wasGood = (state.powerSupplyStatus & 0x2) != 0;
     supply.bad = adapter.xyratexReadPowerRedundancyFailStatus() != OK;
     if (supply.bad && wasGood) {
@@ -94,8 +94,8 @@ void xyratexRedundancy(Adapter& adapter, Supply& supply) {
     supply.changed |= remember(state, 0x2, !supply.bad);
 }
 
-void xyratexVoltage(Adapter& adapter, Supply& supply) {
-    State& state = adapter.state;
+void xyratexVoltage(Adapter_t& adapter, Supply_t& supply) {
+    State_t& state = adapter.state;
     const bool wasGood = (state.powerSupplyStatus & 0x1) != 0;
     supply.acFail = adapter.xyratexReadPowerVoltageStatus() != OK;
     if (supply.acFail && wasGood) {
@@ -111,7 +111,7 @@ void xyratexVoltage(Adapter& adapter, Supply& supply) {
 }
 
 /** A supply check whose outcome goes to the composite fault: the same bit is cause and memory. */
-void judge(Adapter& adapter, Supply& supply, std::uint32_t bit, int reading, const char* alreadyGood) {
+void judge(Adapter_t& adapter, Supply_t& supply, std::uint32_t bit, int reading, const char* alreadyGood) {
     supply.bad = reading != OK;
     adapter.esaManageCompositeFault(bit, supply.bad ? FAILED : OK);
     supply.changed = remember(adapter.state, bit, !supply.bad);
@@ -121,13 +121,13 @@ void judge(Adapter& adapter, Supply& supply, std::uint32_t bit, int reading, con
     supply.indicated = (adapter.state.compositeFaultStatus & bit) != 0;
 }
 
-void judgeVoltage(Adapter& adapter, Supply& supply, int reading) {
+void judgeVoltage(Adapter_t& adapter, Supply_t& supply, int reading) {
     judge(adapter, supply, 0x1, reading, "Power Voltage Tolerance Status already [OK].");
     supply.acFail = supply.bad;
 }
 
-Supply readSupply(Adapter& adapter) {
-    Supply supply;
+Supply_t readSupply(Adapter_t& adapter) {
+    Supply_t supply;
     switch (adapter.state.enclosureType) {
     case 2:
         xyratexRedundancy(adapter, supply);
@@ -152,12 +152,12 @@ Supply readSupply(Adapter& adapter) {
     return supply;
 }
 
-void powerSupplies(Adapter& adapter, Bytes& page) {
-    const State& state = adapter.state;
+void powerSupplies(Adapter_t& adapter, Bytes_t& page) {
+    const State_t& state = adapter.state;
     bool changed = false;
     append(page, {});
     for (std::size_t i = 0; i < state.powerSupplyMaxNumber; i++) {
-        const Supply supply = readSupply(adapter);
+        const Supply_t supply = readSupply(adapter);
         const std::uint8_t requested = state.powerSupplyElementControl[i][3];
         const bool fail = supply.indicated || (requested & 0x02) != 0;
         const int flags = (supply.acFail ? 0x40 : 0) | (requested & 0x04) | (fail ? 0x02 : 0) | 0x01;
@@ -167,13 +167,13 @@ void powerSupplies(Adapter& adapter, Bytes& page) {
     if (!changed) {
         return;
     }
-    Bytes data = adapter.eventData();
-    Adapter::setWord(data, 8, state.powerSupplyMaxNumber);
-    Adapter::setWord(data, 32, state.powerSupplyStatus);
+    Bytes_t data = adapter.eventData();
+    Adapter_t::setWord(data, 8, state.powerSupplyMaxNumber);
+    Adapter_t::setWord(data, 32, state.powerSupplyStatus);
     adapter.esaSendEventMmsgToEmp(6, 2, data);
 }
 
-int readFan(Adapter& adapter, std::uint8_t fan, std::uint16_t& rpm) {
+int readFan(Adapter_t& adapter, std::uint8_t fan, std::uint16_t& rpm) {
     switch (adapter.state.enclosureType) {
     case 2:
     case 3:
@@ -188,7 +188,7 @@ int readFan(Adapter& adapter, std::uint8_t fan, std::uint16_t& rpm) {
     }
 }
 
-void followFanLed(Adapter& adapter) {
+void followFanLed(Adapter_t& adapter) {
     const bool wanted = adapter.state.fanFaultStatus != 0;
     const bool lit = (adapter.state.vsc055GPD[6] & 0x80) != 0;
     if (wanted == lit) {
@@ -204,7 +204,7 @@ void followFanLed(Adapter& adapter) {
 }
 
 /** The Xyratex marks fans here as well, 2000 RPM being a fault; true when the fan's mark changed. */
-bool markFan(Adapter& adapter, std::uint8_t fan, bool slow) {
+bool markFan(Adapter_t& adapter, std::uint8_t fan, bool slow) {
     const std::uint32_t bit = 1U << fan;
     const bool changed = ((adapter.state.fanFaultStatus & bit) != 0) != slow;
     if (changed) {
@@ -216,12 +216,12 @@ bool markFan(Adapter& adapter, std::uint8_t fan, bool slow) {
     return changed;
 }
 
-void cooling(Adapter& adapter, Bytes& page) {
-    const State& state = adapter.state;
+void cooling(Adapter_t& adapter, Bytes_t& page) {
+    const State_t& state = adapter.state;
     bool changed = false;
     append(page, {});
     for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
-        Element record{};
+        Element_t record{};
         std::uint16_t rpm = 0;
         record[3] = 7 << 5;
         if (readFan(adapter, fan, rpm) == OK) {
@@ -242,14 +242,14 @@ void cooling(Adapter& adapter, Bytes& page) {
     if (!changed) {
         return;
     }
-    Bytes data = adapter.eventData();
-    Adapter::setWord(data, 12, state.coolingMaxNumber);
-    Adapter::setWord(data, 36, state.fanFaultStatus);
+    Bytes_t data = adapter.eventData();
+    Adapter_t::setWord(data, 12, state.coolingMaxNumber);
+    Adapter_t::setWord(data, 36, state.fanFaultStatus);
     adapter.esaSendEventMmsgToEmp(7, 2, data);
 }
 
-void refreshTemperatures(Adapter& adapter) {
-    State& state = adapter.state;
+void refreshTemperatures(Adapter_t& adapter) {
+    State_t& state = adapter.state;
     const std::size_t sensors = state.temperatureSensorMaxNumber;
     switch (state.enclosureType) {
     case 2:
@@ -282,7 +282,7 @@ void refreshTemperatures(Adapter& adapter) {
     }
 }
 
-Element temperatureRecord(int degrees) {
+Element_t temperatureRecord(int degrees) {
     if (degrees == 32767) {
         return {};
     }
@@ -295,8 +295,8 @@ Element temperatureRecord(int degrees) {
     return {0, 0, static_cast<std::uint8_t>(degrees + 20), static_cast<std::uint8_t>(flags)};
 }
 
-bool muted(Adapter& adapter, const Element& control) {
-    const State& state = adapter.state;
+bool muted(Adapter_t& adapter, const Element_t& control) {
+    const State_t& state = adapter.state;
     if (state.enclosureType == 2) {
         return adapter.xyratexReadAlarmstate() == 0;
     }
@@ -306,19 +306,19 @@ bool muted(Adapter& adapter, const Element& control) {
     return (control[3] & 0x02) != 0;
 }
 
-void alarms(Adapter& adapter, Bytes& page) {
-    const State& state = adapter.state;
+void alarms(Adapter_t& adapter, Bytes_t& page) {
+    const State_t& state = adapter.state;
     append(page, {0, 0, 0, static_cast<std::uint8_t>(state.audibleAlarmElementControlOverall & 0x20)});
     for (std::size_t j = 0; j < state.audibleAlarmMaxNumber; j++) {
-        const Element& control = state.audibleAlarmElementControl[j];
+        const Element_t& control = state.audibleAlarmElementControl[j];
         const int flags = (control[3] & 0xF8) | (muted(adapter, control) ? 0x02 : 0) | ((control[3] & 0x02) >> 1);
         append(page, {static_cast<std::uint8_t>(control[0] & 0x20), 0, 0, static_cast<std::uint8_t>(flags)});
     }
 }
 
-Bytes statusPage(Adapter& adapter) {
-    const State& state = adapter.state;
-    Bytes page(8);
+Bytes_t statusPage(Adapter_t& adapter) {
+    const State_t& state = adapter.state;
+    Bytes_t page(8);
     page[0] = 2;
     devices(adapter, page);
     powerSupplies(adapter, page);
@@ -335,12 +335,12 @@ Bytes statusPage(Adapter& adapter) {
 
 } // namespace
 
-Bytes Adapter::buildPage(std::uint8_t pageCode, std::uint32_t allocationLength) {
+Bytes_t Adapter_t::buildPage(std::uint8_t pageCode, std::uint32_t allocationLength) {
     if (pageCode == 2) {
         return statusPage(*this);
     }
     const std::size_t types = state.elementTypeMaxNumber;
-    return allocationLength < 4 * types + 48 ? Bytes() : configurationPage(state);
+    return allocationLength < 4 * types + 48 ? Bytes_t() : configurationPage(state);
 }
 
 } // namespace model

@@ -9,12 +9,12 @@ namespace model {
 
 namespace {
 
-struct Cause {
+struct Cause_t {
     std::uint32_t bit;
     const char* name;
 };
 
-constexpr Cause CAUSES[] = {
+constexpr Cause_t CAUSES[] = {
     {0x01, "POWER_SUPPLY_VOLTAGE_TOLERANCE"}, {0x02, "POWER_SUPPLY_REDUNDANCY"}, {0x04, "FAN"},
     {0x08, "TEMPERATURE_OVERHEAT"},           {0x10, "I2C_BUS_FAULT"},
 };
@@ -23,7 +23,7 @@ constexpr std::uint32_t ALL_CAUSES = 0x1F;
 constexpr std::uint32_t LED_ON = 0x80000000;
 
 /** Chassis without an alarm that this program owns keep their remembered state too. */
-void moveAlarm(Adapter& adapter, std::uint32_t alarm) {
+void moveAlarm(Adapter_t& adapter, std::uint32_t alarm) {
     switch (adapter.state.enclosureType) {
     case 3:
     case 5:
@@ -41,8 +41,8 @@ void moveAlarm(Adapter& adapter, std::uint32_t alarm) {
     adapter.state.alarmState = alarm;
 }
 
-int clearCause(Adapter& adapter, std::uint32_t cause) {
-    State& state = adapter.state;
+int clearCause(Adapter_t& adapter, std::uint32_t cause) {
+    State_t& state = adapter.state;
     adapter.trace("esaManageCompositeFault", "Clear the current Fault bit [0x%x].", cause);
     state.compositeFaultStatus &= ~cause;
     if ((state.compositeFaultStatus & LED_ON) == 0 || (state.compositeFaultStatus & ALL_CAUSES) != 0) {
@@ -56,9 +56,9 @@ int clearCause(Adapter& adapter, std::uint32_t cause) {
     return result;
 }
 
-int setCause(Adapter& adapter, std::uint32_t cause) {
+int setCause(Adapter_t& adapter, std::uint32_t cause) {
     const char* const function = "esaManageCompositeFault";
-    State& state = adapter.state;
+    State_t& state = adapter.state;
     adapter.trace(function, "Set the new Fault bit [0x%x].", cause);
     state.compositeFaultStatus |= cause;
     if ((state.compositeFaultStatus & LED_ON) == 0) {
@@ -76,9 +76,9 @@ int setCause(Adapter& adapter, std::uint32_t cause) {
 
 } // namespace
 
-int Adapter::esaManageCompositeFault(std::uint32_t cause, int status) {
+int Adapter_t::esaManageCompositeFault(std::uint32_t cause, int status) {
     const char* const function = "esaManageCompositeFault";
-    for (const Cause& each : CAUSES) {
+    for (const Cause_t& each : CAUSES) {
         if ((cause & each.bit) != 0) {
             trace(function, "This Fault bit is [%s]", each.name);
             break;
@@ -101,7 +101,7 @@ int Adapter::esaManageCompositeFault(std::uint32_t cause, int status) {
     return OK;
 }
 
-int Adapter::esaSendCompositeFaultMmsgToStartup(int status) {
+int Adapter_t::esaSendCompositeFaultMmsgToStartup(int status) {
     const bool on = (status & 0xFF) != 0;
     putRequestHeader(state.esaWorkSpace, 64, 0x0C00000E, 0x00040000);
     putWord(state.esaWorkSpace, 44, 2);
@@ -110,13 +110,13 @@ int Adapter::esaSendCompositeFaultMmsgToStartup(int status) {
     return static_cast<int>(sendWorkSpace(64, "esaSendCompositeFaultMmsgToStartup()"));
 }
 
-int Adapter::esaSendEmailNotificationMmsgToStartup() {
+int Adapter_t::esaSendEmailNotificationMmsgToStartup() {
     putRequestHeader(state.esaWorkSpace, 64, 0x0C000010, 0x00040000);
     trace("esaSendEmailNotificationMmsgToStartup", "Send Email Notification MMSG To Startup.");
     return static_cast<int>(sendWorkSpace(64, "esaSendEmailNotificationMmsgToStartup()"));
 }
 
-int Adapter::esaSendOrderlyShutdownMmsgToStartup() {
+int Adapter_t::esaSendOrderlyShutdownMmsgToStartup() {
     putRequestHeader(state.esaWorkSpace, 64, 0x0D000001, 0x00040000);
     putWord(state.esaWorkSpace, 48, 1);
     trace("esaSendOrderlyShutdownMmsgToStartup", "Send request of Orderly Shutdown to Startup");
@@ -126,7 +126,7 @@ int Adapter::esaSendOrderlyShutdownMmsgToStartup() {
 namespace {
 
 /** RPM; a fan that cannot be read counts as stopped. */
-std::uint32_t speedOf(Adapter& adapter, std::uint8_t fan) {
+std::uint32_t speedOf(Adapter_t& adapter, std::uint8_t fan) {
     std::uint16_t rpm = 0;
     int result = OK;
     switch (adapter.state.enclosureType) {
@@ -145,7 +145,7 @@ std::uint32_t speedOf(Adapter& adapter, std::uint8_t fan) {
 
 } // namespace
 
-int Adapter::esaReadFanFailStatus() {
+int Adapter_t::esaReadFanFailStatus() {
     const char* const function = "esaReadFanFailStatus";
     int result = OK;
     bool changed = false;
@@ -171,7 +171,7 @@ int Adapter::esaReadFanFailStatus() {
         changed = true;
     }
     if (changed) {
-        Bytes data = eventData();
+        Bytes_t data = eventData();
         setWord(data, 12, state.coolingMaxNumber);
         setWord(data, 36, state.fanFaultStatus);
         esaSendEventMmsgToEmp(7, 2, data);
@@ -185,7 +185,7 @@ constexpr int NEVER_ABOVE = 100000;
 constexpr int NEVER_BELOW = -100000;
 
 /** What a fan at `load` percent does: up at `upAt` degrees and above, down at `downAt` degrees and below. */
-struct Step {
+struct Step_t {
     std::uint8_t load;
     int upAt;
     std::uint8_t up;
@@ -193,21 +193,21 @@ struct Step {
     std::uint8_t down;
 };
 
-constexpr Step FOUR_STEPS[] = {
+constexpr Step_t FOUR_STEPS[] = {
     {25, 36, 50, NEVER_BELOW, 25},
     {50, 39, 75, 31, 25},
     {75, 41, 100, 33, 50},
     {100, NEVER_ABOVE, 100, 34, 75},
 };
 
-constexpr Step VSC055_STEPS[] = {
+constexpr Step_t VSC055_STEPS[] = {
     {50, 45, 75, NEVER_BELOW, 50},
     {75, 55, 100, 44, 50},
     {100, NEVER_ABOVE, 100, 54, 75},
 };
 
 /** Through the load operation of the chassis. The single W83782D takes a duty value of 0 to 255. */
-void loadPercent(Adapter& adapter, std::uint8_t fan, std::uint8_t percent) {
+void loadPercent(Adapter_t& adapter, std::uint8_t fan, std::uint8_t percent) {
     static const std::map<std::uint8_t, std::uint8_t> duties{{25, 64}, {50, 128}, {75, 192}, {100, 255}};
     switch (adapter.state.enclosureType) {
     case 4:
@@ -226,8 +226,8 @@ void loadPercent(Adapter& adapter, std::uint8_t fan, std::uint8_t percent) {
 constexpr const char* NO_READING_TEXT = "No temperature sensor gave a reading, fan loads and average stay as they are.";
 
 /** False, with the old average kept, when no sensor has a reading: nobody knows then what the fans should do. */
-bool takeAverage(Adapter& adapter, const char* function) {
-    State& state = adapter.state;
+bool takeAverage(Adapter_t& adapter, const char* function) {
+    State_t& state = adapter.state;
     std::int16_t sum = 0;
     int count = 0;
     for (std::size_t i = 0; i < state.temperatureSensorMaxNumber; i++) {
@@ -246,17 +246,17 @@ bool takeAverage(Adapter& adapter, const char* function) {
     return true;
 }
 
-void loadVsc055(Adapter& adapter, std::uint8_t fan, std::uint8_t percent) {
+void loadVsc055(Adapter_t& adapter, std::uint8_t fan, std::uint8_t percent) {
     adapter.esaVsc055FanLoadPwm(fan, percent);
 }
 
-using Load = void(Adapter&, std::uint8_t, std::uint8_t);
+using Load_t = void(Adapter_t&, std::uint8_t, std::uint8_t);
 
-void stepFan(Adapter& adapter, const char* function, std::span<const Step> steps, Load* load, std::uint8_t fan) {
-    State& state = adapter.state;
+void stepFan(Adapter_t& adapter, const char* function, std::span<const Step_t> steps, Load_t* load, std::uint8_t fan) {
+    State_t& state = adapter.state;
     std::uint8_t& percent = state.fanPwmLoad[fan];
     const int average = state.temperatureSensorAverage;
-    const auto step = std::ranges::find(steps, percent, &Step::load);
+    const auto step = std::ranges::find(steps, percent, &Step_t::load);
     if (step == steps.end()) {
         adapter.trace(function, "ESA never set this PWM Load [%d] on Fan [%d]?", percent, fan);
         return;
@@ -272,7 +272,7 @@ void stepFan(Adapter& adapter, const char* function, std::span<const Step> steps
 
 } // namespace
 
-void Adapter::esaTemperatureFanPolicy() {
+void Adapter_t::esaTemperatureFanPolicy() {
     const char* const function = "esaTemperatureFanPolicy";
     if (state.enclosureType < 2 || state.enclosureType > 6) {
         return;
@@ -298,7 +298,7 @@ void Adapter::esaTemperatureFanPolicy() {
     }
 }
 
-void Adapter::esaVsc055TemperatureFanPolicy() {
+void Adapter_t::esaVsc055TemperatureFanPolicy() {
     const char* const function = "esaVsc055TemperatureFanPolicy";
     if (!takeAverage(*this, function)) {
         return;
@@ -308,13 +308,13 @@ void Adapter::esaVsc055TemperatureFanPolicy() {
     }
 }
 
-int Adapter::esaTemperatureOverheatCheck() {
+int Adapter_t::esaTemperatureOverheatCheck() {
     if (state.temperatureSensorAverage <= 60) {
         return esaManageCompositeFault(0x8, OK);
     }
     trace("esaTemperatureOverheatCheck", "Temperature average over 60 degrees!");
     esaManageCompositeFault(0x8, FAILED);
-    Bytes data = eventData();
+    Bytes_t data = eventData();
     setWord(data, 56, 1);
     esaSendEventMmsgToEmp(10, 3, data);
     return esaSendOrderlyShutdownMmsgToStartup();

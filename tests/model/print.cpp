@@ -13,10 +13,10 @@ namespace {
 
 using namespace printed;
 
-using Message = std::span<const std::uint8_t>;
-using Lines = std::vector<std::string>;
+using Message_t = std::span<const std::uint8_t>;
+using Lines_t = std::vector<std::string>;
 
-std::string value(Message message, std::size_t start, const Row& row) {
+std::string value(Message_t message, std::size_t start, const Row_t& row) {
     char text[32];
     if (row.form == TEXT) {
         std::string characters;
@@ -38,7 +38,7 @@ std::string value(Message message, std::size_t start, const Row& row) {
 }
 
 /** A label fills up to its column; one that is longer has one blank, or none. */
-std::string line(const Group& group, const Row& row, Message message, std::size_t start, std::size_t index) {
+std::string line(const Group_t& group, const Row_t& row, Message_t message, std::size_t start, std::size_t index) {
     std::string label = std::string(group.prefix) + row.label;
     label.resize(std::max(group.column - 1, label.size() + (row.tight ? 0 : 1)), ' ');
     if (const std::size_t place = label.find("%d"); place != std::string::npos) {
@@ -47,8 +47,8 @@ std::string line(const Group& group, const Row& row, Message message, std::size_
     return label + "= [" + value(message, start, row) + "]";
 }
 
-void add(Lines& lines, const Group& group, Message message, std::size_t start, std::size_t index = 0) {
-    for (const Row& row : group.rows) {
+void add(Lines_t& lines, const Group_t& group, Message_t message, std::size_t start, std::size_t index = 0) {
+    for (const Row_t& row : group.rows) {
         lines.push_back(line(group, row, message, start, index));
     }
 }
@@ -65,7 +65,7 @@ std::string pageName(std::uint8_t page) {
     return page < 16 ? pageLine(PAGES[page]) : unsupportedPage(page);
 }
 
-void addLists(Lines& lines, const Lists& lists, const State& state, Message message, std::size_t start) {
+void addLists(Lines_t& lines, const Lists_t& lists, const State_t& state, Message_t message, std::size_t start) {
     const std::size_t shown[] = {state.deviceMaxNumber, state.powerSupplyMaxNumber, state.coolingMaxNumber,
                                  state.audibleAlarmMaxNumber};
     for (std::size_t type = 0; type < 4; ++type) {
@@ -80,7 +80,7 @@ void addLists(Lines& lines, const Lists& lists, const State& state, Message mess
     }
 }
 
-void addConfigurationPage(Lines& lines, Message message) {
+void addConfigurationPage(Lines_t& lines, Message_t message) {
     add(lines, CONFIGURATION_HEADER, message, 65);
     add(lines, ENCLOSURE_DESCRIPTOR, message, 73);
     for (const auto& [number, group] : TYPE_DESCRIPTORS) {
@@ -88,8 +88,8 @@ void addConfigurationPage(Lines& lines, Message message) {
     }
 }
 
-Lines responseLines(Message message, const State& state) {
-    Lines lines = {"This is a Response Message."};
+Lines_t responseLines(Message_t message, const State_t& state) {
+    Lines_t lines = {"This is a Response Message."};
     if (message[16] == 18) {
         const bool accepted = octets::number(message, 36, 4) == 1;
         lines.push_back(std::string("Startup Response MMSG with returned code [") + (accepted ? "OK" : "REJECTED") +
@@ -125,8 +125,8 @@ Lines responseLines(Message message, const State& state) {
     return lines;
 }
 
-Lines requestLines(Message message, const State& state) {
-    Lines lines = {"This is a Request Message."};
+Lines_t requestLines(Message_t message, const State_t& state) {
+    Lines_t lines = {"This is a Request Message."};
     const std::uint32_t type = octets::number(message, 13, 3);
     if (type == 28) {
         add(lines, RECEIVE_COMMAND, message, 64);
@@ -150,14 +150,14 @@ Lines requestLines(Message message, const State& state) {
 
 } // namespace
 
-void Adapter::printMessage(std::span<const std::uint8_t> message) {
+void Adapter_t::printMessage(std::span<const std::uint8_t> message) {
     if (!tracing) {
         return;
     }
-    Lines lines;
+    Lines_t lines;
     add(lines, HEADER, message, 0);
     const bool response = (message[17] & 0x40) != 0;
-    const Lines rest = response ? responseLines(message, state) : requestLines(message, state);
+    const Lines_t rest = response ? responseLines(message, state) : requestLines(message, state);
     lines.insert(lines.end(), rest.begin(), rest.end());
     for (const std::string& text : lines) {
         trace("esaMmsgPrint", "%s", text.c_str());

@@ -10,142 +10,142 @@
 namespace model::printed {
 
 /** How a value is shown. TEXT ends at a zero or at the field's end. */
-enum Form { DECIMAL, HEX, UPPER_HEX, TEXT };
+enum Form_e { DECIMAL, HEX, UPPER_HEX, TEXT };
 
-struct Row {
+struct Row_t {
     const char* label;
     std::size_t offset; /**< from the group's first byte */
     std::size_t width = 1;
     std::uint32_t mask = 0xFFFFFFFF;
-    Form form = DECIMAL;
+    Form_e form = DECIMAL;
     bool tight = false; /**< no blank before "=" when the label fills its column */
 };
 
-struct Group {
+struct Group_t {
     const char* prefix; /**< "[%d]" in it stands for the element's index */
     std::size_t column; /**< of "=" in the format, counted from 1 */
-    std::vector<Row> rows;
+    std::vector<Row_t> rows;
 };
 
-inline const Group HEADER = {"MMCH ",
-                             34,
-                             {{"protocol", 12},
-                              {"type", 13, 3},
-                              {"requestor", 16},
-                              {"mmsg_cont", 17},
-                              {"recipient_ob_bm", 28, 4, 0xFFFFFFFF, HEX},
-                              {"dest_ep", 18},
-                              {"handle", 40, 4},
-                              {"general_use1", 44, 4, 0xFFFFFFFF, UPPER_HEX},
-                              {"mmsg_length", 10, 2},
-                              {"return_code", 36, 4}}};
+inline const Group_t HEADER = {"MMCH ",
+                               34,
+                               {{"protocol", 12},
+                                {"type", 13, 3},
+                                {"requestor", 16},
+                                {"mmsg_cont", 17},
+                                {"recipient_ob_bm", 28, 4, 0xFFFFFFFF, HEX},
+                                {"dest_ep", 18},
+                                {"handle", 40, 4},
+                                {"general_use1", 44, 4, 0xFFFFFFFF, UPPER_HEX},
+                                {"mmsg_length", 10, 2},
+                                {"return_code", 36, 4}}};
 
-inline const Group SENSE_DATA = {"Sense Data ",
-                                 41,
-                                 {{"responseCode", 0, 1, 0xFE},
-                                  {"valid", 0, 1, 0x01},
-                                  {"obsolete", 1},
-                                  {"senseKey", 2, 1, 0xF0},
-                                  {"reserved", 2, 1, 0x08},
-                                  {"ili", 2, 1, 0x04},
-                                  {"eom", 2, 1, 0x02},
-                                  {"filemark", 2, 1, 0x01},
-                                  {"information", 4, 4},
-                                  {"additionalSenseLength", 8},
-                                  {"commandSpecificInformation", 12, 4},
-                                  {"additionalSenseCode", 16},
-                                  {"additionalSenseCodeQualifier", 17},
-                                  {"fieldReplaceableUnitCode", 18},
-                                  {"senseKeySpecific7Bits", 19, 1, 0xFE},
-                                  {"sksv", 19, 1, 0x01},
-                                  {"senseKeySpecific16Bits", 20, 2}}};
+inline const Group_t SENSE_DATA = {"Sense Data ",
+                                   41,
+                                   {{"responseCode", 0, 1, 0xFE},
+                                    {"valid", 0, 1, 0x01},
+                                    {"obsolete", 1},
+                                    {"senseKey", 2, 1, 0xF0},
+                                    {"reserved", 2, 1, 0x08},
+                                    {"ili", 2, 1, 0x04},
+                                    {"eom", 2, 1, 0x02},
+                                    {"filemark", 2, 1, 0x01},
+                                    {"information", 4, 4},
+                                    {"additionalSenseLength", 8},
+                                    {"commandSpecificInformation", 12, 4},
+                                    {"additionalSenseCode", 16},
+                                    {"additionalSenseCodeQualifier", 17},
+                                    {"fieldReplaceableUnitCode", 18},
+                                    {"senseKeySpecific7Bits", 19, 1, 0xFE},
+                                    {"sksv", 19, 1, 0x01},
+                                    {"senseKeySpecific16Bits", 20, 2}}};
 
-inline const Group CONFIGURATION_HEADER = {
+inline const Group_t CONFIGURATION_HEADER = {
     "ENC CONF Page ",
     34,
     {{"code", 0, 1, 0xFF, HEX}, {"numberSubEnclosure", 1}, {"pageLength", 2, 2}, {"generationCode", 4, 4}}};
 
-inline const Group ENCLOSURE_DESCRIPTOR = {"ENC Descriptor ",
-                                           46,
-                                           {{"numberESProcesses", 0, 1, 0xE0},
-                                            {"reserved1", 0, 1, 0x10},
-                                            {"relESProcessId", 0, 1, 0x0E},
-                                            {"reserved2", 0, 1, 0x01},
-                                            {"subEnclosureId", 1},
-                                            {"numberElementTypeDescHdrs", 2},
-                                            {"enclosureDescLength", 3},
-                                            {"enclosureLogId", 4, 8, 0xFF, TEXT},
-                                            {"enclosureVendorId", 12, 8, 0xFF, TEXT},
-                                            {"productId", 20, 16, 0xFF, TEXT},
-                                            {"productRevLevel", 36, 4}}};
+inline const Group_t ENCLOSURE_DESCRIPTOR = {"ENC Descriptor ",
+                                             46,
+                                             {{"numberESProcesses", 0, 1, 0xE0},
+                                              {"reserved1", 0, 1, 0x10},
+                                              {"relESProcessId", 0, 1, 0x0E},
+                                              {"reserved2", 0, 1, 0x01},
+                                              {"subEnclosureId", 1},
+                                              {"numberElementTypeDescHdrs", 2},
+                                              {"enclosureDescLength", 3},
+                                              {"enclosureLogId", 4, 8, 0xFF, TEXT},
+                                              {"enclosureVendorId", 12, 8, 0xFF, TEXT},
+                                              {"productId", 20, 16, 0xFF, TEXT},
+                                              {"productRevLevel", 36, 4}}};
 
-inline const std::vector<Row> TYPE_DESCRIPTOR = {
+inline const std::vector<Row_t> TYPE_DESCRIPTOR = {
     {"elementType", 0}, {"numberPossibleElements", 1}, {"subEnclosureId", 2}, {"typeDescTextLength", 3}};
 
 /** A type descriptor's number in the page, and how it is shown; temperature sensors, number 3, never are. */
-struct NumberedGroup {
+struct NumberedGroup_t {
     std::size_t number;
-    Group group;
+    Group_t group;
 };
-inline const NumberedGroup TYPE_DESCRIPTORS[] = {{0, {"ENC Device Descriptor ", 46, TYPE_DESCRIPTOR}},
-                                                 {1, {"ENC Power Supply Descriptor ", 54, TYPE_DESCRIPTOR}},
-                                                 {2, {"ENC Cooling Descriptor ", 50, TYPE_DESCRIPTOR}},
-                                                 {4, {"ENC Audible Alarm Descriptor ", 50, TYPE_DESCRIPTOR}}};
+inline const NumberedGroup_t TYPE_DESCRIPTORS[] = {{0, {"ENC Device Descriptor ", 46, TYPE_DESCRIPTOR}},
+                                                   {1, {"ENC Power Supply Descriptor ", 54, TYPE_DESCRIPTOR}},
+                                                   {2, {"ENC Cooling Descriptor ", 50, TYPE_DESCRIPTOR}},
+                                                   {4, {"ENC Audible Alarm Descriptor ", 50, TYPE_DESCRIPTOR}}};
 
-inline const Group STATUS_HEADER = {"ENC STAT Page ",
-                                    34,
-                                    {{"code", 0, 1, 0xFF, HEX},
-                                     {"unrecov", 1, 1, 0x80},
-                                     {"crit", 1, 1, 0x40},
-                                     {"non crit", 1, 1, 0x20},
-                                     {"info", 1, 1, 0x10},
-                                     {"invop", 1, 1, 0x08},
-                                     {"reserved", 1, 1, 0x07},
-                                     {"page length", 2, 2},
-                                     {"generation code", 4, 4}}};
+inline const Group_t STATUS_HEADER = {"ENC STAT Page ",
+                                      34,
+                                      {{"code", 0, 1, 0xFF, HEX},
+                                       {"unrecov", 1, 1, 0x80},
+                                       {"crit", 1, 1, 0x40},
+                                       {"non crit", 1, 1, 0x20},
+                                       {"info", 1, 1, 0x10},
+                                       {"invop", 1, 1, 0x08},
+                                       {"reserved", 1, 1, 0x07},
+                                       {"page length", 2, 2},
+                                       {"generation code", 4, 4}}};
 
-inline const Group CONTROL_HEADER = {"ENC CONT Page ",
+inline const Group_t CONTROL_HEADER = {"ENC CONT Page ",
+                                       34,
+                                       {{"code", 0, 1, 0xFF, HEX},
+                                        {"unrecov", 1, 1, 0x80},
+                                        {"crit", 1, 1, 0x40},
+                                        {"non crit", 1, 1, 0x20},
+                                        {"info", 1, 1, 0x10},
+                                        {"reserved", 1, 1, 0x0F},
+                                        {"page length", 2, 2},
+                                        {"generation code", 4, 4}}};
+
+inline const Group_t RECEIVE_COMMAND = {"RCV DIAG RES Cmd ",
+                                        38,
+                                        {{"operation code", 0},
+                                         {"reserved", 1, 1, 0x7F},
+                                         {"page code", 2},
+                                         {"allocation length", 4, 2},
+                                         {"control", 6, 1, 0xFF, HEX}}};
+
+inline const Group_t SEND_COMMAND = {"SND DIAG Cmd ",
                                      34,
-                                     {{"code", 0, 1, 0xFF, HEX},
-                                      {"unrecov", 1, 1, 0x80},
-                                      {"crit", 1, 1, 0x40},
-                                      {"non crit", 1, 1, 0x20},
-                                      {"info", 1, 1, 0x10},
-                                      {"reserved", 1, 1, 0x0F},
-                                      {"page length", 2, 2},
-                                      {"generation code", 4, 4}}};
-
-inline const Group RECEIVE_COMMAND = {"RCV DIAG RES Cmd ",
-                                      38,
-                                      {{"operation code", 0},
-                                       {"reserved", 1, 1, 0x7F},
-                                       {"page code", 2},
-                                       {"allocation length", 4, 2},
-                                       {"control", 6, 1, 0xFF, HEX}}};
-
-inline const Group SEND_COMMAND = {"SND DIAG Cmd ",
-                                   34,
-                                   {{"operation code", 0, 1, 0xFF, HEX},
-                                    {"self test code", 1, 1, 0x07},
-                                    {"pf", 1, 1, 0x08},
-                                    {"reserved bit", 1, 1, 0x10},
-                                    {"self test", 1, 1, 0x20},
-                                    {"devOffL", 1, 1, 0x40},
-                                    {"unitOffL", 1, 1, 0x80},
-                                    {"reserved", 2},
-                                    {"parameterListLength", 4, 2},
-                                    {"control", 6, 1, 0xFF, HEX}}};
+                                     {{"operation code", 0, 1, 0xFF, HEX},
+                                      {"self test code", 1, 1, 0x07},
+                                      {"pf", 1, 1, 0x08},
+                                      {"reserved bit", 1, 1, 0x10},
+                                      {"self test", 1, 1, 0x20},
+                                      {"devOffL", 1, 1, 0x40},
+                                      {"unitOffL", 1, 1, 0x80},
+                                      {"reserved", 2},
+                                      {"parameterListLength", 4, 2},
+                                      {"control", 6, 1, 0xFF, HEX}}};
 
 /** One element type of a page: its overall word, then its elements. */
-struct List {
-    Group overall;
-    Group element;
+struct List_t {
+    Group_t overall;
+    Group_t element;
 };
 
 /** In page order, the temperature sensors between the last two left out. */
-using Lists = std::array<List, 4>;
+using Lists_t = std::array<List_t, 4>;
 
-inline const Lists STATUS_LISTS = {{
+inline const Lists_t STATUS_LISTS = {{
     {{"Device      ", 27, {{"overallStatus", 0, 4, 0xFFFFFFFF, HEX}}},
      {"Device [%d] ",
       27,
@@ -218,7 +218,7 @@ inline const Lists STATUS_LISTS = {{
 }};
 
 /** The device's doNotRemove and deviceOff are not shown; overall words are decimal here, in their elements' column. */
-inline const Lists CONTROL_LISTS = {{
+inline const Lists_t CONTROL_LISTS = {{
     {{"Device ", 27, {{"overallControl", 0, 4}}},
      {"Device [%d] ",
       27,

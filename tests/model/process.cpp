@@ -17,7 +17,7 @@ long parseKey(const std::string& text) {
     return std::clamp<long>(std::strtol(text.c_str(), nullptr, 0), INT32_MIN, INT32_MAX);
 }
 
-struct ChassisRow {
+struct ChassisRow_t {
     std::uint8_t chassisType;
     const char* name;
     std::uint8_t vsc055;
@@ -25,7 +25,7 @@ struct ChassisRow {
     std::uint8_t w83782d;
 };
 
-constexpr ChassisRow CHASSIS[] = {
+constexpr ChassisRow_t CHASSIS[] = {
     {1, "VORAN_E_CHASSIS_NONE", 0, {}, 0},
     {2, "VORAN_E_CHASSIS_XYRATEX_2U12ATX", 0x63, {}, 0},
     {3, "VORAN_E_CHASSIS_TELMA_QUADRA", 0x41, {0x4C, 0x4B, 0x4A}, 0},
@@ -34,27 +34,27 @@ constexpr ChassisRow CHASSIS[] = {
     {6, "VORAN_E_CHASSIS_VORAN_W83782D", 0, {}, 0x28},
 };
 
-const ChassisRow& chassisRow(std::uint8_t chassisType) {
+const ChassisRow_t& chassisRow(std::uint8_t chassisType) {
     return chassisType >= 1 && chassisType <= 6 ? CHASSIS[chassisType - 1] : CHASSIS[0];
 }
 
-struct InitRow {
-    int (Adapter::*init)();
+struct InitRow_t {
+    int (Adapter_t::*init)();
     const char* name;
 };
 
 /** By `enclosureType` less 2. */
-constexpr InitRow INIT[] = {
-    {&Adapter::xyratexInit, "Xyratex"},          {&Adapter::esaVsc055Init, "Vsc055 based"},
-    {&Adapter::chenbroInit, "Chenbro"},          {&Adapter::esaVsc055Init, "Vsc055 based"},
-    {&Adapter::esaW83782dInit, "W83782d based"},
+constexpr InitRow_t INIT[] = {
+    {&Adapter_t::xyratexInit, "Xyratex"},          {&Adapter_t::esaVsc055Init, "Vsc055 based"},
+    {&Adapter_t::chenbroInit, "Chenbro"},          {&Adapter_t::esaVsc055Init, "Vsc055 based"},
+    {&Adapter_t::esaW83782dInit, "W83782d based"},
 };
 
 /** By `enclosureType` less 2. */
-constexpr void (Adapter::*POLL[])() = {
-    &Adapter::xyratexEsaProcessPollTimeout, &Adapter::esaVsc055ProcessPollTimeout,
-    &Adapter::chenbroEsaProcessPollTimeout, &Adapter::esaVsc055ProcessPollTimeout,
-    &Adapter::esaW83782dProcessPollTimeout,
+constexpr void (Adapter_t::*POLL[])() = {
+    &Adapter_t::xyratexEsaProcessPollTimeout, &Adapter_t::esaVsc055ProcessPollTimeout,
+    &Adapter_t::chenbroEsaProcessPollTimeout, &Adapter_t::esaVsc055ProcessPollTimeout,
+    &Adapter_t::esaW83782dProcessPollTimeout,
 };
 
 bool hasDriver(std::uint8_t enclosureType) {
@@ -63,7 +63,7 @@ bool hasDriver(std::uint8_t enclosureType) {
 
 } // namespace
 
-int Adapter::main(const std::vector<std::string>& arguments) {
+int Adapter_t::main(const std::vector<std::string>& arguments) {
     world.standardOutput("main(): Start the Enclosure Services Adapter.");
     if (arguments.size() < 2) {
         world.standardOutput("main(): Arguments few than 2.\n");
@@ -75,7 +75,7 @@ int Adapter::main(const std::vector<std::string>& arguments) {
         world.standardOutput("main(): shared memory key less than 100.\n");
         return 2;
     }
-    const std::optional<Parameters> attached = world.attachParameters(shmKey);
+    const std::optional<Parameters_t> attached = world.attachParameters(shmKey);
     if (!attached) {
         world.standardError(progName + ": Unable to share parameters.");
         world.standardError(progName + ": Giving up.");
@@ -97,12 +97,12 @@ int Adapter::main(const std::vector<std::string>& arguments) {
     }
 }
 
-void Adapter::sendStartupNotice() {
+void Adapter_t::sendStartupNotice() {
     putRequestHeader(state.esaWorkSpace, 64, 0x0C000001, 0x00040000); // initialisation is complete; to Startup
     sendWorkSpace(64, "main()");
 }
 
-void Adapter::waitForRcp() {
+void Adapter_t::waitForRcp() {
     int rcpWaitRetryCount = 0;
     while (rcpWaitRetryCount <= 17) {
         if ((world.flags() & FLAG_RCP_COMPLETE) != 0) {
@@ -115,9 +115,9 @@ void Adapter::waitForRcp() {
     trace("main", "rcpWaitRetryCount = [%d]", rcpWaitRetryCount);
 }
 
-void Adapter::initChassis() {
+void Adapter_t::initChassis() {
     if (hasDriver(state.enclosureType)) {
-        const InitRow& row = INIT[state.enclosureType - 2];
+        const InitRow_t& row = INIT[state.enclosureType - 2];
         if ((this->*row.init)() == 0) {
             trace("main", "Finish initializing for the %s Enclosure.", row.name);
         } else {
@@ -125,13 +125,13 @@ void Adapter::initChassis() {
         }
         return;
     }
-    Bytes data = eventData();
+    Bytes_t data = eventData();
     setWord(data, 56, 2); // the I2C bus is at fault
     esaSendEventMmsgToEmp(10, state.enclosureType == 1 ? 1 : 2, data);
 }
 
-void Adapter::esaInit() {
-    state = State{};
+void Adapter_t::esaInit() {
+    state = State_t{};
     state.esaDebug = 1;
     state.enclosureType = 1;
     state.elementTypeMaxNumber = 5;
@@ -161,7 +161,7 @@ void Adapter::esaInit() {
         return;
     }
     trace("esaInit", "oMpuParams->chassisType = [%d]", parameters.chassisType);
-    const ChassisRow& row = chassisRow(parameters.chassisType);
+    const ChassisRow_t& row = chassisRow(parameters.chassisType);
     state.enclosureType = row.chassisType;
     state.i2cAddressVsc055 = row.vsc055;
     std::ranges::copy(row.lm75, state.i2cAddressLM75.begin());
@@ -169,7 +169,7 @@ void Adapter::esaInit() {
     trace("esaInit", "esaControl.enclosureType = [%s]", row.name);
 }
 
-void Adapter::esaProcessPollTimeout() {
+void Adapter_t::esaProcessPollTimeout() {
     const std::int64_t left = (std::int64_t{state.pollTimeoutSec} * 1'000'000) + state.pollTimeoutUsec;
     const std::int64_t pass = (std::int64_t{state.selectTimeoutSec} * 1'000'000) + state.selectTimeoutUsec;
     if (left >= pass) {
@@ -184,16 +184,16 @@ void Adapter::esaProcessPollTimeout() {
     state.pollTimeoutUsec = 0;
 }
 
-int Adapter::esaReadI2CData(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> data) {
+int Adapter_t::esaReadI2CData(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> data) {
     if (state.i2cConnected == 0) {
         return BUS_UNUSABLE;
     }
-    const I2cResult answer = world.readI2c(state.i2cFileFd, address, reg, static_cast<int>(data.size()));
+    const I2cResult_t answer = world.readI2c(state.i2cFileFd, address, reg, static_cast<int>(data.size()));
     std::copy_n(answer.data.begin(), std::min(answer.data.size(), data.size()), data.begin());
     return answer.result == -1 ? FAILED : OK;
 }
 
-int Adapter::esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
+int Adapter_t::esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
     if (state.i2cConnected == 0) {
         return BUS_UNUSABLE;
     }

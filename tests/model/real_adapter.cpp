@@ -18,9 +18,9 @@ namespace {
 MPU_PARAMS_t block;
 jmp_buf endOfLife;
 
-void fillBlock(const Life& life) {
+void fillBlock(const Life_t& life) {
     block = {};
-    block.version = life.attach == Attach::OTHER_VERSION ? 14 : 15;
+    block.version = life.attach == Attach_e::OTHER_VERSION ? 14 : 15;
     block.flags = life.flags;
     block.chassisType = life.chassis;
     std::memcpy(block.mmsgDirectory, life.directory.data(), std::min(life.directory.size(), std::size_t{128}));
@@ -36,7 +36,7 @@ void forgetAll() {
 }
 
 void traceWritten(std::string_view piece) {
-    TracePiece taken = takeApart(piece);
+    TracePiece_t taken = takeApart(piece);
     hideAddressInDump(taken.text, sendBufferAddress());
     currentWorld().trace(taken.function, taken.text);
 }
@@ -55,15 +55,15 @@ FILE* streamTo() {
 }
 
 /** While it lives, the process' output goes to the world. */
-class OutputToWorld {
+class OutputToWorld_t {
 public:
-    OutputToWorld() : keptOut(stdout), keptError(stderr) {
+    OutputToWorld_t() : keptOut(stdout), keptError(stderr) {
         stdout = out;
         stderr = error;
     }
-    OutputToWorld(const OutputToWorld&) = delete;
-    OutputToWorld& operator=(const OutputToWorld&) = delete;
-    ~OutputToWorld() {
+    OutputToWorld_t(const OutputToWorld_t&) = delete;
+    OutputToWorld_t& operator=(const OutputToWorld_t&) = delete;
+    ~OutputToWorld_t() {
         (void)std::fflush(out);
         stdout = keptOut;
         stderr = keptError;
@@ -105,7 +105,7 @@ void take(To& to, const From& from) {
 
 #define TAKE(field) take(state.field, esaControl.field)
 
-void takeBasics(State& state) {
+void takeBasics(State_t& state) {
     TAKE(socketFdMSM);
     const char* path = esaControl.socketAddressMSM.sun_path;
     state.socketPath.assign(path, strnlen(path, sizeof(esaControl.socketAddressMSM.sun_path)));
@@ -132,7 +132,7 @@ void takeBasics(State& state) {
     state.pollTimeoutUsec = esaControl.pollTimeout.usec;
 }
 
-void takeElements(State& state) {
+void takeElements(State_t& state) {
     TAKE(deviceElementControlOverall);
     TAKE(deviceElementControl);
     TAKE(deviceElementStatusOverall);
@@ -167,7 +167,7 @@ void takeElements(State& state) {
     TAKE(compositeFaultStatus);
 }
 
-void takeChips(State& state) {
+void takeChips(State_t& state) {
     take(state.vsc055GPD, esaControl.vitesse.vsc055GPD);
     take(state.vsc055DDP, esaControl.vitesse.vsc055DDP);
     take(state.vsc055FSC, esaControl.vitesse.vsc055FSC);
@@ -178,7 +178,7 @@ void takeChips(State& state) {
 #undef TAKE
 
 /** Returns the exit status; none when the world ended the life. */
-std::optional<int> run(const Life& life) {
+std::optional<int> run(const Life_t& life) {
     std::vector<std::string> arguments = life.arguments;
     std::vector<char*> argv;
     for (std::string& argument : arguments) {
@@ -210,19 +210,19 @@ std::uint32_t sendBufferAddress() {
     longjmp(endOfLife, 1);
 }
 
-State realState() {
-    State state;
+State_t realState() {
+    State_t state;
     takeBasics(state);
     takeElements(state);
     takeChips(state);
     return state;
 }
 
-void liveReal(const Life& life, SimulatedWorld& world) {
+void liveReal(const Life_t& life, SimulatedWorld_t& world) {
     forgetAll();
     fillBlock(life);
-    const CallsToWorld calls(world, life);
-    const OutputToWorld output;
+    const CallsToWorld_t calls(world, life);
+    const OutputToWorld_t output;
     world.remembered = [] { return describe(realState()); };
     if (const std::optional<int> status = run(life)) {
         world.ended("exit " + std::to_string(*status));

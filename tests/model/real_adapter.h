@@ -11,9 +11,9 @@ namespace model {
  * Lives the whole life: from the process' start to the world's end of it, or to the adapter's own. One life at a time;
  * every life starts with the memory of a new process.
  */
-void liveReal(const Life& life, SimulatedWorld& world);
+void liveReal(const Life_t& life, SimulatedWorld_t& world);
 
 /** What the adapter remembers now. */
-State realState();
+State_t realState();
 
 } // namespace model

@@ -20,8 +20,8 @@
 namespace model {
 namespace {
 
-SimulatedWorld* world = nullptr;
-Attach attach = Attach::POSSIBLE;
+SimulatedWorld_t* world = nullptr;
+Attach_e attach = Attach_e::POSSIBLE;
 bool isAttaching = false;
 int logFd = -1;
 std::function<void(bool)> waitedForReal;
@@ -33,7 +33,7 @@ auto inWorld(Act act) {
         auto result = act(*world);
         sharedBlock().flags = world->flags();
         return result;
-    } catch (const EndOfLife&) {
+    } catch (const EndOfLife_t&) {
     }
     leaveLife();
 }
@@ -46,17 +46,17 @@ Result failing(Result result) {
 
 } // namespace
 
-CallsToWorld::CallsToWorld(SimulatedWorld& theWorld, const Life& life) {
+CallsToWorld_t::CallsToWorld_t(SimulatedWorld_t& theWorld, const Life_t& life) {
     world = &theWorld;
     attach = life.attach;
     sharedBlock().flags = theWorld.flags();
 }
 
-CallsToWorld::~CallsToWorld() {
+CallsToWorld_t::~CallsToWorld_t() {
     world = nullptr;
 }
 
-SimulatedWorld& currentWorld() {
+SimulatedWorld_t& currentWorld() {
     return *world;
 }
 
@@ -109,7 +109,7 @@ int __wrap_socket(int domain, int type, int protocol) {
     if (world == nullptr) {
         return __real_socket(domain, type, protocol);
     }
-    return domain == AF_UNIX && type == SOCK_STREAM ? inWorld([](World& w) { return w.socket(); }) : -1;
+    return domain == AF_UNIX && type == SOCK_STREAM ? inWorld([](World_t& w) { return w.socket(); }) : -1;
 }
 
 int __wrap_connect(int fd, const sockaddr* address, socklen_t length) {
@@ -117,7 +117,7 @@ int __wrap_connect(int fd, const sockaddr* address, socklen_t length) {
         return __real_connect(fd, address, length);
     }
     const auto* un = reinterpret_cast<const sockaddr_un*>(address);
-    return inWorld([=](World& w) {
+    return inWorld([=](World_t& w) {
         const std::string path(un->sun_path, strnlen(un->sun_path, sizeof(un->sun_path)));
         return un->sun_family == AF_UNIX ? w.connect(fd, path, length) : -1;
     });
@@ -132,7 +132,7 @@ int WRAP_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, ti
         return REAL_SELECT(count, reads, writes, exceptions, timeout);
     }
     const int fd = count > 0 && FD_ISSET(count - 1, reads) ? count - 1 : -1;
-    const SelectResult result = inWorld([&](World& w) {
+    const SelectResult_t result = inWorld([&](World_t& w) {
         return w.select(fd, static_cast<std::uint32_t>(timeout->tv_sec), static_cast<std::uint32_t>(timeout->tv_usec));
     });
     if (waitedForReal) {
@@ -153,8 +153,8 @@ ssize_t __wrap_recv(int fd, void* buffer, size_t size, int flags) {
     if (world == nullptr) {
         return __real_recv(fd, buffer, size, flags);
     }
-    const long got = inWorld([=](World& w) {
-        const ReceiveResult result = w.receive(fd, size, flags);
+    const long got = inWorld([=](World_t& w) {
+        const ReceiveResult_t result = w.receive(fd, size, flags);
         std::ranges::copy(result.data, static_cast<std::uint8_t*>(buffer));
         return result.result;
     });
@@ -165,9 +165,9 @@ ssize_t __wrap_send(int fd, const void* bytes, size_t size, int flags) {
     if (world == nullptr) {
         return __real_send(fd, bytes, size, flags);
     }
-    const long sent = inWorld([=](World& w) {
+    const long sent = inWorld([=](World_t& w) {
         const auto* first = static_cast<const std::uint8_t*>(bytes);
-        Bytes message(first, first + size);
+        Bytes_t message(first, first + size);
         hideAddress(message.data(), message.size(), sendBufferAddress());
         return w.send(fd, message, flags);
     });
@@ -176,7 +176,7 @@ ssize_t __wrap_send(int fd, const void* bytes, size_t size, int flags) {
 
 int __wrap_open64(const char* path, int flags, ...) {
     if (world != nullptr && std::strncmp(path, "/dev/enc", 8) == 0) {
-        return inWorld([=](World& w) { return w.openI2c(path); });
+        return inWorld([=](World_t& w) { return w.openI2c(path); });
     }
     if (world != nullptr && std::strcmp(path, "/log/esa_01.log") == 0) {
         // A regular file for whoever looks at what has been opened; what is written goes elsewhere.
@@ -208,15 +208,15 @@ int __wrap_shmget(key_t key, size_t size, int flags) {
     if (world == nullptr) {
         return __real_shmget(key, size, flags);
     }
-    (void)inWorld([=](World& w) { return w.attachParameters(key).has_value(); });
-    return attach == Attach::ABSENT ? failing(-1) : 77;
+    (void)inWorld([=](World_t& w) { return w.attachParameters(key).has_value(); });
+    return attach == Attach_e::ABSENT ? failing(-1) : 77;
 }
 
 void* __wrap_shmat(int shmid, const void* address, int flags) {
     if (world == nullptr) {
         return __real_shmat(shmid, address, flags);
     }
-    return attach == Attach::UNMAPPABLE ? failing(reinterpret_cast<void*>(-1)) : &sharedBlock();
+    return attach == Attach_e::UNMAPPABLE ? failing(reinterpret_cast<void*>(-1)) : &sharedBlock();
 }
 
 // The block's owner is the adapter's own user.
@@ -236,23 +236,23 @@ int __wrap_shmdt(const void* address) {
 } // extern "C"
 
 int read_i2c_data(int fd, U8_t i2cAddr, U8_t regAddr, U8_t* data, int length) {
-    return inWorld([=](World& w) {
-        const I2cResult result = w.readI2c(fd, i2cAddr, regAddr, length);
+    return inWorld([=](World_t& w) {
+        const I2cResult_t result = w.readI2c(fd, i2cAddr, regAddr, length);
         std::ranges::copy(result.data, data);
         return result.result;
     });
 }
 
 int write_i2c_data(int fd, U8_t i2cAddr, U8_t regAddr, const U8_t* data, int length) {
-    return inWorld([=](World& w) {
+    return inWorld([=](World_t& w) {
         return w.writeI2c(fd, i2cAddr, regAddr, {data, static_cast<std::size_t>(length)});
     });
 }
 
 static void logEvent(const EmpEvLogHeader_t* record, std::optional<int> action) {
-    (void)inWorld([=](World& w) {
+    (void)inWorld([=](World_t& w) {
         const auto* first = reinterpret_cast<const std::uint8_t*>(record);
-        Bytes bytes(first, first + sizeof(*record) + record->evStructLength);
+        Bytes_t bytes(first, first + sizeof(*record) + record->evStructLength);
         hideAddress(bytes.data() + sizeof(*record), bytes.size() - sizeof(*record), sendBufferAddress());
         w.eventLog(bytes, action);
         return 0;
@@ -268,14 +268,14 @@ void altEventLog(const EmpEvLogHeader_t* record, const MPU_PARAMS_t*, S32_t acti
 }
 
 void MPU_sleep(U32_t seconds) {
-    (void)inWorld([=](World& w) {
+    (void)inWorld([=](World_t& w) {
         w.sleep(seconds * std::uint64_t{1000000});
         return 0;
     });
 }
 
 void MPU_usleep(U32_t microseconds) {
-    (void)inWorld([=](World& w) {
+    (void)inWorld([=](World_t& w) {
         w.sleep(microseconds);
         return 0;
     });

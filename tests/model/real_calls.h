@@ -12,15 +12,15 @@
 namespace model {
 
 /** While it lives, calls go to the world; at other times to the system. */
-class CallsToWorld {
+class CallsToWorld_t {
 public:
-    CallsToWorld(SimulatedWorld& world, const Life& life);
-    CallsToWorld(const CallsToWorld&) = delete;
-    CallsToWorld& operator=(const CallsToWorld&) = delete;
-    ~CallsToWorld();
+    CallsToWorld_t(SimulatedWorld_t& world, const Life_t& life);
+    CallsToWorld_t(const CallsToWorld_t&) = delete;
+    CallsToWorld_t& operator=(const CallsToWorld_t&) = delete;
+    ~CallsToWorld_t();
 };
 
-SimulatedWorld& currentWorld();
+SimulatedWorld_t& currentWorld();
 /** Whether the library is about to attach the parameter block. */
 bool attaching();
 

@@ -17,14 +17,14 @@ constexpr int PEEK_AND_WAIT_ALL = 0x102;
 constexpr std::uint64_t PAUSE = 1000; /**< microseconds */
 constexpr std::uint64_t PAUSE_WHEN_CLOSED = 100'000;
 
-void copyToFront(std::span<std::uint8_t> buffer, const Bytes& data) {
+void copyToFront(std::span<std::uint8_t> buffer, const Bytes_t& data) {
     std::copy_n(data.begin(), std::min(data.size(), buffer.size()), buffer.begin());
 }
 
 } // namespace
 
-void Adapter::mainLoopPass() {
-    const SelectResult answer = world.select(state.socketFdMSM, state.selectTimeoutSec, state.selectTimeoutUsec);
+void Adapter_t::mainLoopPass() {
+    const SelectResult_t answer = world.select(state.socketFdMSM, state.selectTimeoutSec, state.selectTimeoutUsec);
     if (answer.result == -1) {
         esaFault("main()", "Linux select function fails");
     }
@@ -35,12 +35,12 @@ void Adapter::mainLoopPass() {
     esaProcessPollTimeout();
 }
 
-Bytes Adapter::peekHeader() {
-    Bytes header(HEADER, 0);
+Bytes_t Adapter_t::peekHeader() {
+    Bytes_t header(HEADER, 0);
     // Each peek sees the front of the queue again, so that only the latest counts.
     std::size_t seen = 0;
     for (;;) {
-        const ReceiveResult answer = world.receive(state.socketFdMSM, HEADER, PEEK_AND_WAIT_ALL);
+        const ReceiveResult_t answer = world.receive(state.socketFdMSM, HEADER, PEEK_AND_WAIT_ALL);
         if (answer.result < 0) {
             dump("main", "tmpMMCH  =", std::span(header).first(seen));
             esaFault("main()",
@@ -56,8 +56,8 @@ Bytes Adapter::peekHeader() {
     }
 }
 
-void Adapter::receiveMessage() {
-    const Bytes header = peekHeader();
+void Adapter_t::receiveMessage() {
+    const Bytes_t header = peekHeader();
     const std::size_t announced = octets::number(header, 10, 2);
     // What is judged, and shown when the rest fails, is this message, even when less than a header is taken.
     copyToFront(state.esaInMsg, header);
@@ -69,7 +69,7 @@ void Adapter::receiveMessage() {
     while (total < wanted) {
         const bool drain = total >= kept;
         const std::size_t ask = drain ? std::min(wanted - total, DRAIN) : kept - total;
-        const ReceiveResult answer = world.receive(state.socketFdMSM, ask, 0);
+        const ReceiveResult_t answer = world.receive(state.socketFdMSM, ask, 0);
         if (answer.result < 0) {
             dump("main", "esaMMSG =", std::span(state.esaInMsg).first(std::min(total, kept)));
             esaFault("main()", "Linux recv function fails, mmsg_length readSize = [" + std::to_string(answer.result) +

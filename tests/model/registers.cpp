@@ -54,9 +54,9 @@ std::uint8_t healthyMonitor(std::uint8_t address, unsigned reg) {
 
 bool isMeasured(std::uint8_t address, unsigned reg) {
     switch (chipAt(address)) {
-    case Chip::CONTROLLER:
+    case Chip_e::CONTROLLER:
         return reg >= FIRST_TACHOMETER && reg <= LAST_TACHOMETER && reg % 4 == 2;
-    case Chip::MONITOR:
+    case Chip_e::MONITOR:
         return reg >= MEASURED && reg < MEASURED + HEALTHY_MEASUREMENTS.size();
     default:
         return true;
@@ -65,26 +65,26 @@ bool isMeasured(std::uint8_t address, unsigned reg) {
 
 } // namespace
 
-Chip chipAt(std::uint8_t address) {
+Chip_e chipAt(std::uint8_t address) {
     if (address == 0x41 || address == ALARM_CONTROLLER_CHIP) {
-        return Chip::CONTROLLER;
+        return Chip_e::CONTROLLER;
     }
     if (address >= 0x48 && address <= 0x4F) {
-        return Chip::SENSOR;
+        return Chip_e::SENSOR;
     }
-    return address >= 0x28 && address <= 0x30 ? Chip::MONITOR : Chip::NONE;
+    return address >= 0x28 && address <= 0x30 ? Chip_e::MONITOR : Chip_e::NONE;
 }
 
-Bytes Registers::read(std::uint8_t address, unsigned reg, int length, bool delivered) {
-    const bool isTemperature = chipAt(address) == Chip::SENSOR && reg == 0;
-    Bytes data;
+Bytes_t Registers_t::read(std::uint8_t address, unsigned reg, int length, bool delivered) {
+    const bool isTemperature = chipAt(address) == Chip_e::SENSOR && reg == 0;
+    Bytes_t data;
     for (int i = 0; i < length; ++i) {
         data.push_back(isTemperature ? sensorByte(address, delivered) : value(address, reg + static_cast<unsigned>(i)));
     }
     return data;
 }
 
-std::uint8_t Registers::sensorByte(std::uint8_t address, bool delivered) {
+std::uint8_t Registers_t::sensorByte(std::uint8_t address, bool delivered) {
     bool& whole = wholeDegreesNext[address];
     const auto found = given.find({address, whole ? 0U : 1U});
     const std::uint8_t byte = found != given.end() ? found->second : whole ? ROOM_TEMPERATURE : std::uint8_t{0};
@@ -92,13 +92,13 @@ std::uint8_t Registers::sensorByte(std::uint8_t address, bool delivered) {
     return byte;
 }
 
-std::uint8_t Registers::pinsOf(std::uint8_t address, unsigned reg) const {
+std::uint8_t Registers_t::pinsOf(std::uint8_t address, unsigned reg) const {
     const auto found = given.find({address, reg});
     return found != given.end() ? found->second : healthyController(address, reg);
 }
 
 /** A port's outputs show what was written, its inputs what the enclosure holds them at. */
-std::uint8_t Registers::port(std::uint8_t address, unsigned reg) {
+std::uint8_t Registers_t::port(std::uint8_t address, unsigned reg) {
     const auto direction = written.find({address, DIRECTIONS + reg});
     const unsigned inputs = direction == written.end() ? 0xFFU : direction->second;
     unsigned pins = pinsOf(address, reg);
@@ -111,9 +111,9 @@ std::uint8_t Registers::port(std::uint8_t address, unsigned reg) {
     return static_cast<std::uint8_t>((pins & inputs) | (output & ~inputs));
 }
 
-std::uint8_t Registers::value(std::uint8_t address, unsigned reg) {
-    const Chip chip = chipAt(address);
-    if (chip == Chip::CONTROLLER && reg < PORTS) {
+std::uint8_t Registers_t::value(std::uint8_t address, unsigned reg) {
+    const Chip_e chip = chipAt(address);
+    if (chip == Chip_e::CONTROLLER && reg < PORTS) {
         return port(address, reg);
     }
     if (const auto found = given.find({address, reg}); found != given.end()) {
@@ -122,19 +122,19 @@ std::uint8_t Registers::value(std::uint8_t address, unsigned reg) {
     if (const auto found = written.find({address, reg}); found != written.end() && !isMeasured(address, reg)) {
         return found->second;
     }
-    return chip == Chip::CONTROLLER ? healthyController(address, reg)
-           : chip == Chip::MONITOR  ? healthyMonitor(address, reg)
-                                    : std::uint8_t{0};
+    return chip == Chip_e::CONTROLLER ? healthyController(address, reg)
+           : chip == Chip_e::MONITOR  ? healthyMonitor(address, reg)
+                                      : std::uint8_t{0};
 }
 
 /** The falling strobe hands the field over as the new state. */
-void Registers::strobeAlarm(std::uint8_t before, std::uint8_t after) {
+void Registers_t::strobeAlarm(std::uint8_t before, std::uint8_t after) {
     if ((before & ALARM_STROBE) != 0 && (after & ALARM_STROBE) == 0) {
         given[{ALARM_CONTROLLER_CHIP, ALARM_CONTROLLER}] = after & ALARM_FIELD;
     }
 }
 
-void Registers::write(std::uint8_t address, unsigned reg, std::span<const std::uint8_t> data) {
+void Registers_t::write(std::uint8_t address, unsigned reg, std::span<const std::uint8_t> data) {
     for (std::size_t i = 0; i < data.size(); ++i) {
         std::uint8_t& place = written[{address, reg + static_cast<unsigned>(i)}];
         if (address == ALARM_CONTROLLER_CHIP && reg + i == ALARM_PORT) {

@@ -12,16 +12,16 @@
 
 namespace model {
 
-class Registers {
+class Registers_t {
 public:
     /** What is in the buffer after a read of `length` bytes, one that failed on its way (not `delivered`) included. */
-    Bytes read(std::uint8_t address, unsigned reg, int length, bool delivered);
+    Bytes_t read(std::uint8_t address, unsigned reg, int length, bool delivered);
     void write(std::uint8_t address, unsigned reg, std::span<const std::uint8_t> data);
     /** What the enclosure, not the adapter, does to a register: pins, counters, measured values. */
     void set(std::uint8_t address, unsigned reg, std::uint8_t value) { given[{address, reg}] = value; }
 
 private:
-    using Place = std::pair<std::uint8_t, unsigned>;
+    using Place_t = std::pair<std::uint8_t, unsigned>;
 
     std::uint8_t value(std::uint8_t address, unsigned reg);
     std::uint8_t port(std::uint8_t address, unsigned reg);
@@ -29,8 +29,8 @@ private:
     std::uint8_t pinsOf(std::uint8_t address, unsigned reg) const;
     void strobeAlarm(std::uint8_t before, std::uint8_t after);
 
-    std::map<Place, std::uint8_t> written;
-    std::map<Place, std::uint8_t> given;
+    std::map<Place_t, std::uint8_t> written;
+    std::map<Place_t, std::uint8_t> given;
     std::map<std::uint8_t, bool> wholeDegreesNext; /**< of a sensor: it hands out one byte a read */
 };
 
@@ -38,7 +38,7 @@ private:
 inline constexpr unsigned ALARM_CONTROLLER = 0x100;
 inline constexpr std::uint8_t ALARM_CONTROLLER_CHIP = 0x63;
 
-enum class Chip { NONE, CONTROLLER, SENSOR, MONITOR };
-Chip chipAt(std::uint8_t address);
+enum class Chip_e { NONE, CONTROLLER, SENSOR, MONITOR };
+Chip_e chipAt(std::uint8_t address);
 
 } // namespace model

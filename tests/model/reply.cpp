@@ -13,7 +13,7 @@ constexpr std::size_t PAGE = 65;
 constexpr std::size_t LARGEST_PAGE = 156; /**< with as many elements as there can be; zeros follow a shorter one */
 
 /** Header and status byte of the reply to the command in `esaInMsg`; a recipient above 63 has no bit. */
-void startReply(State& state, std::uint8_t statusCode) {
+void startReply(State_t& state, std::uint8_t statusCode) {
     const std::span<std::uint8_t> message = state.esaWorkSpace;
     const std::uint8_t asker = state.esaInMsg[16];
     clearHeader(message);
@@ -29,8 +29,8 @@ void startReply(State& state, std::uint8_t statusCode) {
     message[64] = statusCode;
 }
 
-Bytes senseData(std::uint8_t senseKey, std::uint8_t asc, std::uint8_t ascq) {
-    Bytes sense(24);
+Bytes_t senseData(std::uint8_t senseKey, std::uint8_t asc, std::uint8_t ascq) {
+    Bytes_t sense(24);
     sense[0] = 0xE0;
     sense[2] = static_cast<std::uint8_t>(senseKey << 4);
     sense[16] = asc;
@@ -40,16 +40,16 @@ Bytes senseData(std::uint8_t senseKey, std::uint8_t asc, std::uint8_t ascq) {
 
 } // namespace
 
-void Adapter::esaSendStatus() {
+void Adapter_t::esaSendStatus() {
     const bool pageCodeValid = (state.esaInMsg[65] & 0x80) != 0;
     esaSendStatus(0, pageCodeValid ? state.esaInMsg[66] : state.pageCodeInRecentSndDiagCmd, 0, 0, 0);
 }
 
-void Adapter::esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
-                            std::uint8_t ascq) {
+void Adapter_t::esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
+                              std::uint8_t ascq) {
     const std::uint32_t command = wordAt(state.esaInMsg, 12) & 0xFFFFFF;
     const std::uint32_t allocationLength = wordAt(state.esaInMsg, 68) >> 16;
-    Bytes payload;
+    Bytes_t payload;
     std::size_t length = 0;
     if (command != 28 && command != 29) {
         trace(FUNCTION, "Un-supported SES Command [%d].", static_cast<int>(command));

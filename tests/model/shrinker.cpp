@@ -7,12 +7,12 @@
 namespace model {
 namespace {
 
-class Shrinker {
+class Shrinker_t {
 public:
-    Shrinker(Life theLife, const Fails& theFails, unsigned most)
+    Shrinker_t(Life_t theLife, const Fails_t& theFails, unsigned most)
         : life(std::move(theLife)), fails(theFails), left(most) {}
 
-    Life shrink() {
+    Life_t shrink() {
         std::string before;
         while (before != toText(life) && left > 0) {
             before = toText(life);
@@ -28,7 +28,7 @@ public:
     }
 
 private:
-    bool take(Life candidate) {
+    bool take(Life_t candidate) {
         if (left == 0 || candidate == life) {
             return false;
         }
@@ -43,7 +43,7 @@ private:
     void dropSteps() {
         for (std::size_t size = std::max<std::size_t>(life.steps.size() / 2, 1); size > 0; size /= 2) {
             for (std::size_t at = 0; at < life.steps.size();) {
-                Life candidate = life;
+                Life_t candidate = life;
                 const auto first = candidate.steps.begin() + static_cast<std::ptrdiff_t>(at);
                 const auto count = std::min(size, candidate.steps.size() - at);
                 candidate.steps.erase(first, first + static_cast<std::ptrdiff_t>(count));
@@ -57,13 +57,13 @@ private:
     /** Two passes, or two pieces, that follow each other are one. */
     void joinSteps() {
         for (std::size_t at = 0; at + 1 < life.steps.size();) {
-            const Step& second = life.steps[at + 1];
-            Life candidate = life;
-            Step& first = candidate.steps[at];
-            first.count += second.kind == Step::PASS ? second.count : 0;
+            const Step_t& second = life.steps[at + 1];
+            Life_t candidate = life;
+            Step_t& first = candidate.steps[at];
+            first.count += second.kind == Step_t::PASS ? second.count : 0;
             first.bytes.insert(first.bytes.end(), second.bytes.begin(), second.bytes.end());
             candidate.steps.erase(candidate.steps.begin() + static_cast<std::ptrdiff_t>(at) + 1);
-            const bool alike = first.kind == second.kind && (first.kind == Step::PASS || first.kind == Step::PUT);
+            const bool alike = first.kind == second.kind && (first.kind == Step_t::PASS || first.kind == Step_t::PUT);
             if (!alike || !take(std::move(candidate))) {
                 ++at;
             }
@@ -73,9 +73,9 @@ private:
     /** What happens between two passes may as well happen in front of both. */
     void joinPasses() {
         for (std::size_t at = 0; at < life.steps.size();) {
-            Life candidate = life;
+            Life_t candidate = life;
             const auto first = candidate.steps.begin() + static_cast<std::ptrdiff_t>(at);
-            const auto isPass = [](const Step& step) { return step.kind == Step::PASS; };
+            const auto isPass = [](const Step_t& step) { return step.kind == Step_t::PASS; };
             const auto second = std::find_if(first + 1, candidate.steps.end(), isPass);
             if (!isPass(*first) || second == candidate.steps.end()) {
                 ++at;
@@ -90,54 +90,54 @@ private:
     }
 
     template <typename Field>
-    void plain(Field Life::*field, Field value) {
-        Life candidate = life;
+    void plain(Field Life_t::*field, Field value) {
+        Life_t candidate = life;
         candidate.*field = std::move(value);
         (void)take(std::move(candidate));
     }
 
     void plainCircumstances() {
-        const Life usual;
-        plain(&Life::arguments, usual.arguments);
-        plain(&Life::attach, usual.attach);
-        plain(&Life::rcp, usual.rcp);
-        plain(&Life::flags, std::uint32_t{0});
-        plain(&Life::flags, usual.flags);
-        plain(&Life::socketFd, usual.socketFd);
-        plain(&Life::deviceFd, usual.deviceFd);
-        plain(&Life::directory, usual.directory);
-        plain(&Life::bugCheckEnds, usual.bugCheckEnds);
+        const Life_t usual;
+        plain(&Life_t::arguments, usual.arguments);
+        plain(&Life_t::attach, usual.attach);
+        plain(&Life_t::rcp, usual.rcp);
+        plain(&Life_t::flags, std::uint32_t{0});
+        plain(&Life_t::flags, usual.flags);
+        plain(&Life_t::socketFd, usual.socketFd);
+        plain(&Life_t::deviceFd, usual.deviceFd);
+        plain(&Life_t::directory, usual.directory);
+        plain(&Life_t::bugCheckEnds, usual.bugCheckEnds);
     }
 
-    bool takeStep(std::size_t index, Step step) {
-        Life candidate = life;
+    bool takeStep(std::size_t index, Step_t step) {
+        Life_t candidate = life;
         candidate.steps[index] = std::move(step);
         return take(std::move(candidate));
     }
 
     template <typename Change>
     bool change(std::size_t index, Change alter) {
-        Step step = life.steps[index];
+        Step_t step = life.steps[index];
         alter(step);
         return takeStep(index, std::move(step));
     }
 
     void simplify(std::size_t index) {
         switch (life.steps[index].kind) {
-        case Step::PASS:
-            while (life.steps[index].count > 1 && change(index, [](Step& s) { s.count /= 2; })) {
+        case Step_t::PASS:
+            while (life.steps[index].count > 1 && change(index, [](Step_t& s) { s.count /= 2; })) {
             }
-            while (life.steps[index].count > 1 && change(index, [](Step& s) { --s.count; })) {
-            }
-            break;
-        case Step::FAIL:
-        case Step::DEAD:
-            (void)change(index, [](Step& s) { s.outcome = Outcome(); });
-            while (life.steps[index].kind == Step::FAIL && life.steps[index].count > 0 &&
-                   change(index, [](Step& s) { --s.count; })) {
+            while (life.steps[index].count > 1 && change(index, [](Step_t& s) { --s.count; })) {
             }
             break;
-        case Step::PUT:
+        case Step_t::FAIL:
+        case Step_t::DEAD:
+            (void)change(index, [](Step_t& s) { s.outcome = Outcome_t(); });
+            while (life.steps[index].kind == Step_t::FAIL && life.steps[index].count > 0 &&
+                   change(index, [](Step_t& s) { --s.count; })) {
+            }
+            break;
+        case Step_t::PUT:
             simplifyBytes(index);
             break;
         default:
@@ -148,10 +148,10 @@ private:
     void simplifyBytes(std::size_t index) {
         for (std::size_t size = life.steps[index].bytes.size(); size > 0; size /= 2) {
             while (life.steps[index].bytes.size() > size &&
-                   change(index, [size](Step& s) { s.bytes.resize(s.bytes.size() - size); })) {
+                   change(index, [size](Step_t& s) { s.bytes.resize(s.bytes.size() - size); })) {
             }
             for (std::size_t at = 0; at < life.steps[index].bytes.size(); at += size) {
-                (void)change(index, [at, size](Step& s) {
+                (void)change(index, [at, size](Step_t& s) {
                     const auto first = s.bytes.begin() + static_cast<std::ptrdiff_t>(at);
                     std::fill_n(first, std::min(size, s.bytes.size() - at), std::uint8_t{0});
                 });
@@ -159,17 +159,17 @@ private:
         }
     }
 
-    Life life;
-    const Fails& fails;
+    Life_t life;
+    const Fails_t& fails;
     unsigned left;
 };
 
 } // namespace
 
-Life shrink(Life life, const Fails& fails, unsigned most) {
+Life_t shrink(Life_t life, const Fails_t& fails, unsigned most) {
     // Who only asks whether a life differs, very often, has no time for its shortest form.
     const char* asked = std::getenv("ESA_SHRINK");
-    return Shrinker(std::move(life), fails, asked != nullptr ? static_cast<unsigned>(std::atoi(asked)) : most).shrink();
+    return Shrinker_t(std::move(life), fails, asked != nullptr ? static_cast<unsigned>(std::atoi(asked)) : most).shrink();
 }
 
 } // namespace model

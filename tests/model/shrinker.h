@@ -8,12 +8,12 @@
 namespace model {
 
 /** Whether a life fails. */
-using Fails = std::function<bool(const Life&)>;
+using Fails_t = std::function<bool(const Life_t&)>;
 
 /**
  * The shortest life found that fails still: steps are left out by halves, then singly, then their numbers and bytes and
  * the circumstances are made plain. Tries `most` lives at most.
  */
-Life shrink(Life life, const Fails& fails, unsigned most = 20000);
+Life_t shrink(Life_t life, const Fails_t& fails, unsigned most = 20000);
 
 } // namespace model

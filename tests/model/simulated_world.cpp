@@ -55,74 +55,74 @@ bool startsWith(std::string_view whole, std::string_view start) {
 
 } // namespace
 
-SimulatedWorld::SimulatedWorld(const Life& theLife) : life(theLife), flagsNow(theLife.flags) {
+SimulatedWorld_t::SimulatedWorld_t(const Life_t& theLife) : life(theLife), flagsNow(theLife.flags) {
     flagsNow |= life.rcp == 0 ? RCP_COMPLETE : 0;
-    while (nextStep < life.steps.size() && life.steps[nextStep].kind != Step::PASS) {
+    while (nextStep < life.steps.size() && life.steps[nextStep].kind != Step_t::PASS) {
         apply(life.steps[nextStep++]);
     }
 }
 
-void SimulatedWorld::note(Entry::Kind kind, std::string line) {
+void SimulatedWorld_t::note(Entry_t::Kind_e kind, std::string line) {
     stream.push_back({kind, std::move(line), ""});
 }
 
-void SimulatedWorld::apply(const Step& step) {
+void SimulatedWorld_t::apply(const Step_t& step) {
     switch (step.kind) {
-    case Step::PASS:
+    case Step_t::PASS:
         passes = step.count;
         break;
-    case Step::PUT:
+    case Step_t::PUT:
         queue.insert(queue.end(), step.bytes.begin(), step.bytes.end());
         break;
-    case Step::CLOSE:
+    case Step_t::CLOSE:
         closed = true;
         break;
-    case Step::REGISTER:
+    case Step_t::REGISTER:
         registers.set(step.address, step.reg.value_or(0), static_cast<std::uint8_t>(step.value));
         break;
-    case Step::FAIL:
+    case Step_t::FAIL:
         failures[{step.call, callCounts[step.call] + step.count}] = step.outcome;
         break;
-    case Step::DEAD:
+    case Step_t::DEAD:
         dead[{step.address, step.reg.value_or(WHOLE_DEVICE)}] = step.outcome;
         break;
-    case Step::HEAL:
+    case Step_t::HEAL:
         dead.clear();
         failures.clear();
         break;
-    case Step::FLAGS:
+    case Step_t::FLAGS:
         flagsNow = step.value;
         break;
     }
 }
 
-void SimulatedWorld::advance() {
+void SimulatedWorld_t::advance() {
     while (passes == 0) {
         if (nextStep == life.steps.size()) {
-            throw EndOfLife();
+            throw EndOfLife_t();
         }
         apply(life.steps[nextStep++]);
     }
     --passes;
 }
 
-std::optional<Outcome> SimulatedWorld::planned(Call call) {
+std::optional<Outcome_t> SimulatedWorld_t::planned(Call_e call) {
     if (++calls > MOST_CALLS) {
-        throw EndOfLife();
+        throw EndOfLife_t();
     }
     const auto found = failures.find({call, callCounts[call]++});
     return found == failures.end() ? std::nullopt : std::optional(found->second);
 }
 
-long SimulatedWorld::resultOf(Call call, long usual, long asked) {
-    const std::optional<Outcome> outcome = planned(call);
+long SimulatedWorld_t::resultOf(Call_e call, long usual, long asked) {
+    const std::optional<Outcome_t> outcome = planned(call);
     return outcome ? outcome->result(asked) : usual;
 }
 
-std::optional<Outcome> SimulatedWorld::plannedTransfer(Call call, std::uint8_t address, std::uint8_t reg) {
+std::optional<Outcome_t> SimulatedWorld_t::plannedTransfer(Call_e call, std::uint8_t address, std::uint8_t reg) {
     receiving = false;
-    std::optional<Outcome> outcome = planned(call);
-    if (const auto either = planned(Call::TRANSFER)) {
+    std::optional<Outcome_t> outcome = planned(call);
+    if (const auto either = planned(Call_e::TRANSFER)) {
         outcome = either;
     }
     for (const unsigned place : {WHOLE_DEVICE, unsigned{reg}}) {
@@ -133,85 +133,85 @@ std::optional<Outcome> SimulatedWorld::plannedTransfer(Call call, std::uint8_t a
     return outcome;
 }
 
-void SimulatedWorld::takeSnapshot() {
+void SimulatedWorld_t::takeSnapshot() {
     if (!remembered) {
         return;
     }
     std::vector<std::string> lines = remembered();
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (i >= lastSnapshot.size() || lines[i] != lastSnapshot[i]) {
-            note(Entry::STATE, "state " + lines[i]);
+            note(Entry_t::STATE, "state " + lines[i]);
         }
     }
     lastSnapshot = std::move(lines);
 }
 
-std::optional<Parameters> SimulatedWorld::attachParameters(long key) {
-    const bool attached = life.attach == Attach::POSSIBLE;
-    note(Entry::SYSTEM, text("attach %ld -> %s", key, attached ? "attached" : "none"));
-    return attached ? std::optional(Parameters{life.directory, "/log", life.chassis}) : std::nullopt;
+std::optional<Parameters_t> SimulatedWorld_t::attachParameters(long key) {
+    const bool attached = life.attach == Attach_e::POSSIBLE;
+    note(Entry_t::SYSTEM, text("attach %ld -> %s", key, attached ? "attached" : "none"));
+    return attached ? std::optional(Parameters_t{life.directory, "/log", life.chassis}) : std::nullopt;
 }
 
-void SimulatedWorld::output(const char* name, std::string_view piece) {
+void SimulatedWorld_t::output(const char* name, std::string_view piece) {
     // How many calls a text takes is not seen outside.
     const std::string start = std::string(name) + ": ";
-    if (!stream.empty() && stream.back().kind == Entry::OUTPUT && startsWith(stream.back().text, start)) {
+    if (!stream.empty() && stream.back().kind == Entry_t::OUTPUT && startsWith(stream.back().text, start)) {
         stream.back().text += piece;
         return;
     }
-    note(Entry::OUTPUT, start + std::string(piece));
+    note(Entry_t::OUTPUT, start + std::string(piece));
 }
 
-void SimulatedWorld::standardOutput(std::string_view piece) {
+void SimulatedWorld_t::standardOutput(std::string_view piece) {
     output("stdout", piece);
 }
 
-void SimulatedWorld::standardError(std::string_view piece) {
+void SimulatedWorld_t::standardError(std::string_view piece) {
     output("stderr", piece);
 }
 
-int SimulatedWorld::socket() {
-    const auto fd = static_cast<int>(resultOf(Call::SOCKET, life.socketFd));
-    note(Entry::SYSTEM, text("socket -> %d", fd));
+int SimulatedWorld_t::socket() {
+    const auto fd = static_cast<int>(resultOf(Call_e::SOCKET, life.socketFd));
+    note(Entry_t::SYSTEM, text("socket -> %d", fd));
     return fd;
 }
 
-int SimulatedWorld::connect(int fd, const std::string& path, unsigned addressLength) {
-    const auto result = static_cast<int>(resultOf(Call::CONNECT, 0));
-    note(Entry::SYSTEM, text("connect %d '%s' %u -> %d", fd, path.c_str(), addressLength, result));
+int SimulatedWorld_t::connect(int fd, const std::string& path, unsigned addressLength) {
+    const auto result = static_cast<int>(resultOf(Call_e::CONNECT, 0));
+    note(Entry_t::SYSTEM, text("connect %d '%s' %u -> %d", fd, path.c_str(), addressLength, result));
     return result;
 }
 
-int SimulatedWorld::openI2c(const std::string& path) {
-    const auto fd = static_cast<int>(resultOf(Call::OPEN, life.deviceFd));
-    note(Entry::SYSTEM, text("open '%s' -> %d", path.c_str(), fd));
+int SimulatedWorld_t::openI2c(const std::string& path) {
+    const auto fd = static_cast<int>(resultOf(Call_e::OPEN, life.deviceFd));
+    note(Entry_t::SYSTEM, text("open '%s' -> %d", path.c_str(), fd));
     return fd;
 }
 
-SelectResult SimulatedWorld::select(int fd, std::uint32_t seconds, std::uint32_t microseconds) {
+SelectResult_t SimulatedWorld_t::select(int fd, std::uint32_t seconds, std::uint32_t microseconds) {
     receiving = false;
     takeSnapshot();
     advance();
     const bool selectable = fd >= 0 && fd < LEAST_UNSELECTABLE;
     const bool waiting = selectable && (!queue.empty() || closed);
-    const auto result = static_cast<int>(resultOf(Call::SELECT, waiting ? 1 : 0));
+    const auto result = static_cast<int>(resultOf(Call_e::SELECT, waiting ? 1 : 0));
     // A call that fails leaves the set as it was given; 1 without anything there is the kernel's right as well.
     const bool readable = selectable && (result < 0 || result == 1);
-    note(Entry::SYSTEM, text("select %d %u.%06u -> %d%s", selectable ? fd : -1, seconds, microseconds, result,
-                             readable ? " readable" : ""));
+    note(Entry_t::SYSTEM, text("select %d %u.%06u -> %d%s", selectable ? fd : -1, seconds, microseconds, result,
+                               readable ? " readable" : ""));
     return {result, readable};
 }
 
-void SimulatedWorld::waitForBytes(std::size_t count) {
+void SimulatedWorld_t::waitForBytes(std::size_t count) {
     while (queue.size() < count && !closed) {
         advance();
     }
 }
 
-ReceiveResult SimulatedWorld::received(std::size_t count, bool peek) {
+ReceiveResult_t SimulatedWorld_t::received(std::size_t count, bool peek) {
     count = std::min(count, queue.size());
     const auto end = queue.begin() + static_cast<std::ptrdiff_t>(count);
-    ReceiveResult result{static_cast<long>(count), {queue.begin(), end}};
+    ReceiveResult_t result{static_cast<long>(count), {queue.begin(), end}};
     if (!peek) {
         queue.erase(queue.begin(), end);
     }
@@ -219,37 +219,37 @@ ReceiveResult SimulatedWorld::received(std::size_t count, bool peek) {
 }
 
 /** A peek gives what is there; the socket's low-water mark makes a read wait for all that it wants. */
-ReceiveResult SimulatedWorld::receive(int fd, std::size_t length, int receiveFlags) {
+ReceiveResult_t SimulatedWorld_t::receive(int fd, std::size_t length, int receiveFlags) {
     receiving = true;
     const bool peek = (receiveFlags & PEEK) != 0;
     const auto asked = static_cast<long>(length);
-    ReceiveResult result;
-    if (const std::optional<Outcome> outcome = planned(Call::RECEIVE)) {
+    ReceiveResult_t result;
+    if (const std::optional<Outcome_t> outcome = planned(Call_e::RECEIVE)) {
         const long wanted = std::min(outcome->result(asked), asked);
-        result = wanted > 0 ? received(static_cast<std::size_t>(wanted), peek) : ReceiveResult{wanted, {}};
+        result = wanted > 0 ? received(static_cast<std::size_t>(wanted), peek) : ReceiveResult_t{wanted, {}};
     } else {
         waitForBytes(peek ? 1 : length);
         result = received(length, peek);
     }
-    note(Entry::SYSTEM,
+    note(Entry_t::SYSTEM,
          text("recv %d %zu flags 0x%x -> %ld", fd, length, static_cast<unsigned>(receiveFlags), result.result));
     return result;
 }
 
-long SimulatedWorld::send(int fd, std::span<const std::uint8_t> message, int sendFlags) {
+long SimulatedWorld_t::send(int fd, std::span<const std::uint8_t> message, int sendFlags) {
     receiving = false;
     const auto size = static_cast<long>(message.size());
-    const long result = resultOf(Call::SEND, size, size);
-    note(Entry::SYSTEM, text("send %d flags 0x%x %ld bytes ", fd, static_cast<unsigned>(sendFlags), size) +
-                            plainHex(message) + text(" -> %ld", result));
+    const long result = resultOf(Call_e::SEND, size, size);
+    note(Entry_t::SYSTEM, text("send %d flags 0x%x %ld bytes ", fd, static_cast<unsigned>(sendFlags), size) +
+                              plainHex(message) + text(" -> %ld", result));
     return result;
 }
 
-void SimulatedWorld::sleep(std::uint64_t microseconds) {
+void SimulatedWorld_t::sleep(std::uint64_t microseconds) {
     if (++calls > MOST_CALLS) {
-        throw EndOfLife();
+        throw EndOfLife_t();
     }
-    note(Entry::SYSTEM, text("sleep %llu", static_cast<unsigned long long>(microseconds)));
+    note(Entry_t::SYSTEM, text("sleep %llu", static_cast<unsigned long long>(microseconds)));
     if (++sleeps == life.rcp) {
         flagsNow |= RCP_COMPLETE;
     }
@@ -259,36 +259,36 @@ void SimulatedWorld::sleep(std::uint64_t microseconds) {
     }
 }
 
-I2cResult SimulatedWorld::readI2c(int fd, std::uint8_t address, std::uint8_t reg, int length) {
+I2cResult_t SimulatedWorld_t::readI2c(int fd, std::uint8_t address, std::uint8_t reg, int length) {
     read.insert({address, reg});
-    const std::optional<Outcome> outcome = plannedTransfer(Call::READ, address, reg);
+    const std::optional<Outcome_t> outcome = plannedTransfer(Call_e::READ, address, reg);
     const auto got = outcome ? static_cast<int>(outcome->result(length)) : length;
-    const I2cResult result{got, registers.read(address, reg, length, got == length)};
-    note(Entry::TRANSFER, text("read %d %02x:%02x %d -> %d [%s]", fd, address, reg, length, result.result,
-                               plainHex(result.data).c_str()));
+    const I2cResult_t result{got, registers.read(address, reg, length, got == length)};
+    note(Entry_t::TRANSFER, text("read %d %02x:%02x %d -> %d [%s]", fd, address, reg, length, result.result,
+                                 plainHex(result.data).c_str()));
     return result;
 }
 
-int SimulatedWorld::writeI2c(int fd, std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
+int SimulatedWorld_t::writeI2c(int fd, std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
     written.insert({address, reg});
-    const std::optional<Outcome> outcome = plannedTransfer(Call::WRITE, address, reg);
+    const std::optional<Outcome_t> outcome = plannedTransfer(Call_e::WRITE, address, reg);
     const auto length = static_cast<int>(data.size());
     const int result = outcome ? static_cast<int>(outcome->result(length)) : length;
     if (result == length) {
         registers.write(address, reg, data);
     }
-    note(Entry::TRANSFER, text("write %d %02x:%02x [%s] -> %d", fd, address, reg, plainHex(data).c_str(), result));
+    note(Entry_t::TRANSFER, text("write %d %02x:%02x [%s] -> %d", fd, address, reg, plainHex(data).c_str(), result));
     return result;
 }
 
-void SimulatedWorld::eventLog(std::span<const std::uint8_t> record, std::optional<int> action) {
-    note(Entry::SYSTEM, "event log" + (action ? text(" action %d", *action) : "") + " " + withoutPlace(record));
+void SimulatedWorld_t::eventLog(std::span<const std::uint8_t> record, std::optional<int> action) {
+    note(Entry_t::SYSTEM, "event log" + (action ? text(" action %d", *action) : "") + " " + withoutPlace(record));
     if (action && life.bugCheckEnds) {
-        throw EndOfLife();
+        throw EndOfLife_t();
     }
 }
 
-void SimulatedWorld::trace(std::string_view function, std::string_view piece) {
+void SimulatedWorld_t::trace(std::string_view function, std::string_view piece) {
     static constexpr std::string_view FILE_LINE = "| File:      ", LINE_LINE = "| Line:      ";
     std::string line(piece);
     if (startsWith(piece, FILE_LINE)) {
@@ -296,7 +296,7 @@ void SimulatedWorld::trace(std::string_view function, std::string_view piece) {
     } else if (startsWith(piece, LINE_LINE)) {
         line = std::string(LINE_LINE) + "<line>";
     }
-    stream.push_back({Entry::TRACE, std::move(line), std::string(function.substr(0, LONGEST_FUNCTION))});
+    stream.push_back({Entry_t::TRACE, std::move(line), std::string(function.substr(0, LONGEST_FUNCTION))});
 }
 
 } // namespace model

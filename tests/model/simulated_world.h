@@ -18,59 +18,59 @@
 
 namespace model {
 
-struct Entry {
-    enum Kind { TRACE, TRANSFER, SYSTEM, OUTPUT, STATE };
-    Kind kind;
+struct Entry_t {
+    enum Kind_e { TRACE, TRANSFER, SYSTEM, OUTPUT, STATE };
+    Kind_e kind;
     std::string text;
     std::string function; /**< of a trace piece: who traced it */
 };
 
-class SimulatedWorld : public World {
+class SimulatedWorld_t : public World_t {
 public:
-    explicit SimulatedWorld(const Life& life);
+    explicit SimulatedWorld_t(const Life_t& life);
 
     /** Tells what the adapter remembers, a line a field; asked at every wait for input and at the end. */
     std::function<std::vector<std::string>()> remembered;
 
-    std::vector<Entry> stream;
+    std::vector<Entry_t> stream;
     /** Registers that were read, or written, in this life. */
     std::set<std::pair<std::uint8_t, unsigned>> read, written;
 
     /** Writes down which lines of what is remembered have changed. */
     void takeSnapshot();
     /** Writes down how the process ended. */
-    void ended(const std::string& how) { note(Entry::SYSTEM, how); }
+    void ended(const std::string& how) { note(Entry_t::SYSTEM, how); }
 
-    std::optional<Parameters> attachParameters(long key) override;
+    std::optional<Parameters_t> attachParameters(long key) override;
     std::uint32_t flags() override { return flagsNow; }
     void standardOutput(std::string_view text) override;
     void standardError(std::string_view text) override;
     int socket() override;
     int connect(int fd, const std::string& path, unsigned addressLength) override;
     int openI2c(const std::string& path) override;
-    SelectResult select(int fd, std::uint32_t seconds, std::uint32_t microseconds) override;
-    ReceiveResult receive(int fd, std::size_t length, int receiveFlags) override;
+    SelectResult_t select(int fd, std::uint32_t seconds, std::uint32_t microseconds) override;
+    ReceiveResult_t receive(int fd, std::size_t length, int receiveFlags) override;
     long send(int fd, std::span<const std::uint8_t> message, int sendFlags) override;
     void sleep(std::uint64_t microseconds) override;
-    I2cResult readI2c(int fd, std::uint8_t address, std::uint8_t reg, int length) override;
+    I2cResult_t readI2c(int fd, std::uint8_t address, std::uint8_t reg, int length) override;
     int writeI2c(int fd, std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) override;
     void eventLog(std::span<const std::uint8_t> record, std::optional<int> action) override;
     void trace(std::string_view function, std::string_view text) override;
 
 private:
-    void note(Entry::Kind kind, std::string text);
+    void note(Entry_t::Kind_e kind, std::string text);
     void output(const char* name, std::string_view text);
-    void apply(const Step& step);
+    void apply(const Step_t& step);
     /** Goes on to the end of the next pass; ends the life when there is none. */
     void advance();
     /** What the next `call` gives that is meant to fail. */
-    std::optional<Outcome> planned(Call call);
-    std::optional<Outcome> plannedTransfer(Call call, std::uint8_t address, std::uint8_t reg);
-    long resultOf(Call call, long usual, long asked = 0);
+    std::optional<Outcome_t> planned(Call_e call);
+    std::optional<Outcome_t> plannedTransfer(Call_e call, std::uint8_t address, std::uint8_t reg);
+    long resultOf(Call_e call, long usual, long asked = 0);
     void waitForBytes(std::size_t count);
-    ReceiveResult received(std::size_t count, bool peek);
+    ReceiveResult_t received(std::size_t count, bool peek);
 
-    const Life life;
+    const Life_t life;
     std::size_t nextStep = 0;
     unsigned passes = 0;
     std::size_t calls = 0;
@@ -79,10 +79,10 @@ private:
     bool receiving = false; /**< nothing but receives and what reports their failure since the last of them */
     bool closed = false;
     std::deque<std::uint8_t> queue;
-    Registers registers;
-    std::map<Call, unsigned> callCounts;
-    std::map<std::pair<Call, unsigned>, Outcome> failures;
-    std::map<std::pair<std::uint8_t, unsigned>, Outcome> dead;
+    Registers_t registers;
+    std::map<Call_e, unsigned> callCounts;
+    std::map<std::pair<Call_e, unsigned>, Outcome_t> failures;
+    std::map<std::pair<std::uint8_t, unsigned>, Outcome_t> dead;
     std::vector<std::string> lastSnapshot;
 };
 

@@ -21,23 +21,23 @@ constexpr int A_POLL = 11;
 /** Half a degree or a sign apart: sweeps that need not see every value go in steps that meet odd and even ones. */
 constexpr unsigned STEP = ESA_STRIDE > 1 ? 17 : 1;
 
-Life lifeOf(std::uint8_t chassis) {
-    Life life;
+Life_t lifeOf(std::uint8_t chassis) {
+    Life_t life;
     life.chassis = chassis;
     life.flags = TRACING | RCP_COMPLETE;
     return life;
 }
 
-void expectForetold(const Life& life) {
+void expectForetold(const Life_t& life) {
     ASSERT_EQ(compare(life, liveModel, liveReal).value_or(""), "");
 }
 
 /** Transfers in the passes behind number `from` up to `to`; pass 0 is the start. */
-std::ptrdiff_t transfers(const std::vector<Entry>& stream, int from, int to) {
+std::ptrdiff_t transfers(const std::vector<Entry_t>& stream, int from, int to) {
     int passes = 0;
-    return std::ranges::count_if(stream, [&](const Entry& entry) {
-        passes += entry.kind == Entry::SYSTEM && entry.text.starts_with("select");
-        return entry.kind == Entry::TRANSFER && passes > from && passes <= to;
+    return std::ranges::count_if(stream, [&](const Entry_t& entry) {
+        passes += entry.kind == Entry_t::SYSTEM && entry.text.starts_with("select");
+        return entry.kind == Entry_t::TRANSFER && passes > from && passes <= to;
     });
 }
 
@@ -49,13 +49,13 @@ protected:
 } // namespace
 
 TEST_P(Sweep, EveryValueOfEveryRegisterIsForetold) {
-    const Book book = learn(chassis(), liveReal);
+    const Book_t book = learn(chassis(), liveReal);
     std::set<unsigned> registers;
     for (const auto& [address, reg] : book.read) {
         registers.insert(reg);
     }
     for (const unsigned reg : registers) {
-        Life life = lifeOf(chassis());
+        Life_t life = lifeOf(chassis());
         for (unsigned value = 0; value < 256; value += STEP) {
             unsigned apart = 0; // chips of a kind are not all at the same value
             for (const auto& [address, itsReg] : book.read) {
@@ -74,7 +74,7 @@ TEST_P(Sweep, EveryValueOfEveryRegisterIsForetold) {
 }
 
 TEST_P(Sweep, EveryWayBetweenTwoTemperaturesIsForetold) {
-    Life life = lifeOf(chassis());
+    Life_t life = lifeOf(chassis());
     life.flags = RCP_COMPLETE; // what is remembered tells
     const auto pollAt = [&](int degrees, unsigned polls) {
         for (const auto& [address, reg] : std::initializer_list<std::pair<std::uint8_t, unsigned>>{
@@ -94,11 +94,11 @@ TEST_P(Sweep, EveryWayBetweenTwoTemperaturesIsForetold) {
 
 TEST_P(Sweep, EveryBitOfAControlPageIsForetold) {
     for (const std::uint32_t fill : {0x00000000U, 0x80000000U}) {
-        const Bytes page = controlPage(countsOf(chassis()), fill);
-        Life life = lifeOf(chassis());
+        const Bytes_t page = controlPage(countsOf(chassis()), fill);
+        Life_t life = lifeOf(chassis());
         life.flags = RCP_COMPLETE; // what is remembered tells
         for (std::size_t bit = 64 * 8; bit<page.size() * 8; bit += ESA_STRIDE> 1 ? 13 : 1) {
-            Bytes changed = page;
+            Bytes_t changed = page;
             changed[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
             life.steps.push_back(put(changed));
             life.steps.push_back(pass());
@@ -111,15 +111,15 @@ INSTANTIATE_TEST_SUITE_P(Chassis, Sweep, testing::Range(2, 7),
                          [](const auto& test) { return "Type" + std::to_string(test.param); });
 
 TEST(Sweeps, EveryBitOfAHeaderAndACommandIsForetold) {
-    Bytes response = receiveDiagnostic(2, 4000);
+    Bytes_t response = receiveDiagnostic(2, 4000);
     response[12] = 12; // from start-up
     response[16] = 18;
     response[17] = 0x40;
-    for (const Bytes& message :
+    for (const Bytes_t& message :
          {receiveDiagnostic(1, 4000), receiveDiagnostic(2, 300), controlPage(countsOf(5), 0), response}) {
         for (std::size_t bit = 0; bit < 84 * 8 && bit<message.size() * 8; bit += ESA_STRIDE> 1 ? 31 : 1) {
-            Life life = lifeOf(5);
-            Bytes changed = message;
+            Life_t life = lifeOf(5);
+            Bytes_t changed = message;
             changed[bit / 8] ^= static_cast<std::uint8_t>(0x80 >> bit % 8);
             life.steps = {put(changed), pass(), put(message), pass()};
             SCOPED_TRACE(testing::Message() << "byte " << bit / 8 << " bit " << bit % 8);
@@ -129,12 +129,12 @@ TEST(Sweeps, EveryBitOfAHeaderAndACommandIsForetold) {
 }
 
 TEST(Sweeps, EveryPageOfBothCommandsAndTheirAnswersIsForetold) {
-    Life life = lifeOf(5);
+    Life_t life = lifeOf(5);
     for (unsigned page = 0; page < 256; page += STEP) {
-        Bytes asked = receiveDiagnostic(static_cast<std::uint8_t>(page), 4000);
-        Bytes told = controlPage(countsOf(5), 0);
+        Bytes_t asked = receiveDiagnostic(static_cast<std::uint8_t>(page), 4000);
+        Bytes_t told = controlPage(countsOf(5), 0);
         told[72] = static_cast<std::uint8_t>(page);
-        for (Bytes message : {asked, told}) {
+        for (Bytes_t message : {asked, told}) {
             life.steps.push_back(put(message));
             message[16] = 33; // an answer to the adapter itself, which it prints
             message[17] = 0x40;
@@ -149,8 +149,8 @@ TEST(Sweeps, EveryPageOfBothCommandsAndTheirAnswersIsForetold) {
 
 TEST(Sweeps, EveryLengthOfAMessageIsForetold) {
     for (unsigned length = 0; length < 5200; length += length < 160 || length > 4000 ? STEP : 61) {
-        Life life = lifeOf(5);
-        Bytes message = receiveDiagnostic(2, 4000);
+        Life_t life = lifeOf(5);
+        Bytes_t message = receiveDiagnostic(2, 4000);
         message[10] = static_cast<std::uint8_t>(length >> 8);
         message[11] = static_cast<std::uint8_t>(length);
         message.resize(std::max(12U, length));
@@ -185,7 +185,7 @@ TEST(Sweeps, EveryKeyIsForetold) {
                             "-4294967196",
                             "99999999999999999999",
                             "-99999999999999999999"}) {
-        Life life = lifeOf(5);
+        Life_t life = lifeOf(5);
         life.arguments = {"/usr/sbin/esa", key};
         life.steps = {pass()};
         SCOPED_TRACE(key);
@@ -200,9 +200,9 @@ TEST(TransferCount, IsWhatTheRulesNeedAndNoMore) {
     } const rows[] = {{5, 31, 10, 11}, {3, 31, 10, 12}, {2, 38, 26, 46}, {6, 23, 11, 18}, {4, 210, 38, 94}};
     for (const auto& row : rows) {
         SCOPED_TRACE(int{row.chassis});
-        Life life = lifeOf(row.chassis);
+        Life_t life = lifeOf(row.chassis);
         life.steps = {pass(6 * A_POLL), put(receiveDiagnostic(2, 4000)), pass(2)};
-        const std::vector<Entry> stream = streamOf(life, liveReal);
+        const std::vector<Entry_t> stream = streamOf(life, liveReal);
         EXPECT_EQ(transfers(stream, -1, 0), row.start);
         EXPECT_EQ(transfers(stream, 5 * A_POLL, 6 * A_POLL), row.poll);
         EXPECT_EQ(transfers(stream, 6 * A_POLL, 6 * A_POLL + 1), row.page);

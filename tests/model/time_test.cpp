@@ -14,8 +14,8 @@
 namespace model {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Seconds = std::chrono::duration<double>;
+using Clock_t = std::chrono::steady_clock;
+using Seconds_t = std::chrono::duration<double>;
 
 /** What a busy machine may add to a wait. */
 constexpr double LATE = 0.6;
@@ -25,18 +25,18 @@ constexpr double LATE = 0.6;
 TEST(Time, EveryPassWaitsAWholeSecondUnlessAMessageComes) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    Life life;
+    Life_t life;
     life.chassis = 1;
     life.flags = 0;
     life.socketFd = ends[0];
     life.steps = {pass(2), put(receiveDiagnostic(1, 4000)), pass(3)};
-    SimulatedWorld world(life);
+    SimulatedWorld_t world(life);
 
     std::vector<double> waits;
-    Clock::time_point start = Clock::now();
+    Clock_t::time_point start = Clock_t::now();
     std::thread sender;
     waitForReal([&](bool readable) {
-        waits.push_back(Seconds(Clock::now() - start).count());
+        waits.push_back(Seconds_t(Clock_t::now() - start).count());
         char token = 0;
         if (readable) {
             EXPECT_EQ(read(ends[0], &token, 1), 1);
@@ -47,9 +47,9 @@ TEST(Time, EveryPassWaitsAWholeSecondUnlessAMessageComes) {
                 EXPECT_EQ(write(ends[1], "x", 1), 1);
             });
         }
-        start = Clock::now();
+        start = Clock_t::now();
     });
-    start = Clock::now();
+    start = Clock_t::now();
     liveReal(life, world);
     waitForReal(nullptr);
     sender.join();

@@ -5,7 +5,7 @@
 
 namespace model {
 
-void Adapter::trace(const char* function, const char* format, ...) {
+void Adapter_t::trace(const char* function, const char* format, ...) {
     if (!tracing) {
         return;
     }
@@ -17,7 +17,7 @@ void Adapter::trace(const char* function, const char* format, ...) {
     world.trace(function, text);
 }
 
-void Adapter::dump(const char* function, const std::string& label, std::span<const std::uint8_t> bytes) {
+void Adapter_t::dump(const char* function, const std::string& label, std::span<const std::uint8_t> bytes) {
     if (!tracing) {
         return;
     }
@@ -36,7 +36,7 @@ void Adapter::dump(const char* function, const std::string& label, std::span<con
     world.trace(function, text);
 }
 
-long Adapter::sendWorkSpace(std::size_t length, const char* function) {
+long Adapter_t::sendWorkSpace(std::size_t length, const char* function) {
     const long sent = world.send(state.socketFdMSM, std::span(state.esaWorkSpace).first(length), 0);
     if (sent != static_cast<long>(length)) {
         esaFault(function, "Linux send function fails, sendSize = [" + std::to_string(length) + "] is wrong");

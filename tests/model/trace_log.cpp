@@ -63,8 +63,8 @@ void countAddresses(std::string& text) {
 
 } // namespace
 
-TracePiece takeApart(std::string_view piece) {
-    const TracePiece strange = {"?", std::string(piece)};
+TracePiece_t takeApart(std::string_view piece) {
+    const TracePiece_t strange = {"?", std::string(piece)};
     if (piece.empty() || piece.back() != '\n') {
         return strange;
     }
@@ -83,7 +83,7 @@ TracePiece takeApart(std::string_view piece) {
     if (numberEnd == nameEnd + 1 || rest.substr(numberEnd, end.size()) != end) {
         return strange;
     }
-    TracePiece result = {std::string(rest.substr(0, nameEnd)), std::string(rest.substr(numberEnd + end.size()))};
+    TracePiece_t result = {std::string(rest.substr(0, nameEnd)), std::string(rest.substr(numberEnd + end.size()))};
     if (!isLine) {
         countAddresses(result.text);
     }

@@ -7,7 +7,7 @@
 
 namespace model {
 
-struct TracePiece {
+struct TracePiece_t {
     std::string function;
     std::string text;
 };
@@ -17,7 +17,7 @@ struct TracePiece {
  * line's end go; addresses of a dump are counted from its first byte. What does not look like a piece comes back whole,
  * with the function "?".
  */
-TracePiece takeApart(std::string_view piece);
+TracePiece_t takeApart(std::string_view piece);
 
 /**
  * Puts SEND_BUFFER_ADDRESS in the place of `address`, the send buffer's, where a message begins: the first two words of

@@ -21,42 +21,42 @@ void clearBits(std::uint8_t& byte, unsigned bits) {
 }
 
 /** Sends a port's shadow to its own register. */
-void writePort(Adapter& adapter, std::uint8_t port) {
+void writePort(Adapter_t& adapter, std::uint8_t port) {
     adapter.esaWriteI2CData(adapter.state.i2cAddressVsc055, port, one(adapter.state.vsc055GPD[port]));
 }
 
 /** Port and bit of a drive's fault LED. */
-struct Led {
+struct Led_t {
     std::uint8_t port;
     unsigned bit;
 };
 
 /** Nothing for a drive that this chassis has not. */
-std::optional<Led> driveLed(const State& state, int drive) {
+std::optional<Led_t> driveLed(const State_t& state, int drive) {
     if (drive < 0 || drive >= state.deviceMaxNumber || drive > 15) {
         return std::nullopt;
     }
-    return drive <= 7 ? Led{6, 1U << drive} : Led{7, 1U << (drive - 8)};
+    return drive <= 7 ? Led_t{6, 1U << drive} : Led_t{7, 1U << (drive - 8)};
 }
 
 } // namespace
 
-int Adapter::reportBusFault() {
-    Bytes data = eventData();
+int Adapter_t::reportBusFault() {
+    Bytes_t data = eventData();
     setWord(data, 56, 2);
     esaSendEventMmsgToEmp(10, 2, data);
     esaManageCompositeFault(0x10, FAILED);
     return BUS_UNUSABLE;
 }
 
-void Adapter::sendPowerSupplyEvent(std::uint8_t eventType) {
-    Bytes data = eventData();
+void Adapter_t::sendPowerSupplyEvent(std::uint8_t eventType) {
+    Bytes_t data = eventData();
     setWord(data, 8, state.powerSupplyMaxNumber);
     setWord(data, 32, state.powerSupplyStatus);
     esaSendEventMmsgToEmp(6, eventType, data);
 }
 
-int Adapter::setVsc055Directions(const char* function, std::uint8_t address) {
+int Adapter_t::setVsc055Directions(const char* function, std::uint8_t address) {
     trace(function, "Setup the data direction for all VSC055 ports.");
     for (int port = 0; port < 8; ++port) {
         const auto reg = static_cast<std::uint8_t>(0x10 + port);
@@ -73,7 +73,7 @@ int Adapter::setVsc055Directions(const char* function, std::uint8_t address) {
     return OK;
 }
 
-void Adapter::esaVsc055FanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
+void Adapter_t::esaVsc055FanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
     static const std::map<int, std::uint8_t> CODES = {{0, 0x00}, {25, 0x27}, {50, 0x2F}, {75, 0x37}, {100, 0x3F}};
 
     trace("esaVsc055FanLoadPwm", "Load PWM [%d] Percent to Fan [%d]", percent, fan);
@@ -93,7 +93,7 @@ void Adapter::esaVsc055FanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
     }
 }
 
-int Adapter::esaVsc055FanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) {
+int Adapter_t::esaVsc055FanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) {
     static const std::map<int, unsigned> DIVISORS = {{2, 1}, {3, 4}, {5, 2}};
 
     const auto divisor = DIVISORS.find(state.enclosureType);
@@ -120,9 +120,9 @@ int Adapter::esaVsc055FanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) {
     return OK;
 }
 
-int Adapter::esaVsc055SetDriveFaultLED(int drive) {
+int Adapter_t::esaVsc055SetDriveFaultLED(int drive) {
     trace("esaVsc055SetDriveFaultLED", "Set Fault LED on Drive [%d]", drive);
-    const std::optional<Led> led = driveLed(state, drive);
+    const std::optional<Led_t> led = driveLed(state, drive);
     if (!led) {
         trace("esaVsc055SetDriveFaultLED", "Un-supported Drive Number = [%d]", drive);
         return FAILED;
@@ -133,9 +133,9 @@ int Adapter::esaVsc055SetDriveFaultLED(int drive) {
     return OK;
 }
 
-int Adapter::esaVsc055ClearDriveFaultLED(int drive) {
+int Adapter_t::esaVsc055ClearDriveFaultLED(int drive) {
     trace("esaVsc055ClearDriveFaultLED", "Clear Fault LED on Drive [%d]", drive);
-    const std::optional<Led> led = driveLed(state, drive);
+    const std::optional<Led_t> led = driveLed(state, drive);
     if (!led) {
         trace("esaVsc055ClearDriveFaultLED", "Un-supported Drive Number = [%d]", drive);
         return FAILED;
@@ -146,7 +146,7 @@ int Adapter::esaVsc055ClearDriveFaultLED(int drive) {
     return OK;
 }
 
-int Adapter::esaVsc055ReadPowerRedundancyFailStatus() {
+int Adapter_t::esaVsc055ReadPowerRedundancyFailStatus() {
     std::uint8_t port = 0;
     const int code = esaReadI2CData(state.i2cAddressVsc055, 0x04, {&port, 1});
     if (code != OK) {
@@ -160,7 +160,7 @@ int Adapter::esaVsc055ReadPowerRedundancyFailStatus() {
     return FAILED;
 }
 
-void Adapter::esaVsc055SetAlarmStateBackplane(std::uint32_t alarm) {
+void Adapter_t::esaVsc055SetAlarmStateBackplane(std::uint32_t alarm) {
     static const char* const NAMES[] = {"IDEL_S0",     "FAULT_S1", "REMIND_S2", "MUTE_S3",
                                         "CRITICAL_S4", "STATE_S5", "STATE_S6",  "STATE_S7"};
     if (alarm > 7) {
@@ -178,7 +178,7 @@ void Adapter::esaVsc055SetAlarmStateBackplane(std::uint32_t alarm) {
     }
 }
 
-void Adapter::esaVsc055ClearAlarmStatePowerSupply() {
+void Adapter_t::esaVsc055ClearAlarmStatePowerSupply() {
     trace("esaVsc055ClearAlarmStatePowerSupply", "Clear the Alarm on the Power Supply.");
     clearBits(state.vsc055GPD[4], 0x40);
     writePort(*this, 4);
@@ -186,7 +186,7 @@ void Adapter::esaVsc055ClearAlarmStatePowerSupply() {
     writePort(*this, 4);
 }
 
-std::uint8_t Adapter::esaVsc055ReadAlarmState() {
+std::uint8_t Adapter_t::esaVsc055ReadAlarmState() {
     static const char* const NAMES[] = {"IDEL_S0",     "FAULT_S1",   "REMIND_S2",  "MUTE_S3",
                                         "CRITICAL_S4", "INVALID_S5", "INVALID_S6", "INVALID_S7"};
     if (state.alarmState > 7) {
@@ -198,7 +198,7 @@ std::uint8_t Adapter::esaVsc055ReadAlarmState() {
     return static_cast<std::uint8_t>(state.alarmState & 0xFF);
 }
 
-std::int16_t Adapter::lm75ReadTemperature(std::uint8_t address) {
+std::int16_t Adapter_t::lm75ReadTemperature(std::uint8_t address) {
     std::uint8_t first = 0;
     if (esaReadI2CData(address, 0x00, {&first, 1}) != OK) {
         return 32767;
@@ -212,7 +212,7 @@ std::int16_t Adapter::lm75ReadTemperature(std::uint8_t address) {
     return static_cast<std::int16_t>(degrees);
 }
 
-int Adapter::esaVsc055Init() {
+int Adapter_t::esaVsc055Init() {
     const char* const function = "esaVsc055Init";
 
     if (world.readI2c(state.i2cFileFd, state.i2cAddressVsc055, 0x10, 1).result == -1) {
@@ -282,7 +282,7 @@ int Adapter::esaVsc055Init() {
     return OK;
 }
 
-void Adapter::esaVsc055ProcessPollTimeout() {
+void Adapter_t::esaVsc055ProcessPollTimeout() {
     const char* const function = "esaVsc055ProcessPollTimeout";
 
     const int redundancy = esaVsc055ReadPowerRedundancyFailStatus();

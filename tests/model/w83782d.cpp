@@ -22,16 +22,16 @@ std::span<const std::uint8_t> one(const std::uint8_t& byte) {
 }
 
 /** Stores a value in a shadow, then sends the shadow's byte. */
-int store(Adapter& adapter, std::uint8_t address, std::uint8_t& shadow, std::uint8_t value, std::uint8_t reg) {
+int store(Adapter_t& adapter, std::uint8_t address, std::uint8_t& shadow, std::uint8_t value, std::uint8_t reg) {
     shadow = value;
     return adapter.esaWriteI2CData(address, reg, one(shadow));
 }
 
 } // namespace
 
-int Adapter::esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address) {
+int Adapter_t::esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address) {
     const char* const function = "esaW83782dReadPowerVoltageToleranceStatus";
-    struct Input {
+    struct Input_t {
         std::uint8_t reg;
         const char* name;
         const char* rawEnd;
@@ -40,7 +40,7 @@ int Adapter::esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address) {
         double low;
         double high;
     };
-    static const Input INPUTS[] = {
+    static const Input_t INPUTS[] = {
         {0x20, "Vcorea", ".", [](double r) { return r * 0.016; }, false, 0, 0},
         {0x21, "Vinr0", "", [](double r) { return r * 0.016; }, false, 0, 0},
         {0x22, "+3.3Vin", "", [](double r) { return r * 0.016; }, false, 0, 0},
@@ -53,7 +53,7 @@ int Adapter::esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address) {
     };
 
     trace(function, "Read Voltage Tolerance, I2C address = [0x%x].", address);
-    for (const Input& input : INPUTS) {
+    for (const Input_t& input : INPUTS) {
         std::uint8_t reading = 0;
         const int code = esaReadI2CData(address, input.reg, {&reading, 1});
         if (code != OK) {
@@ -72,7 +72,7 @@ int Adapter::esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address) {
     return OK;
 }
 
-int Adapter::esaW83782dFanReadSpeed(std::uint8_t address, std::uint8_t fan, std::uint16_t& rpm) {
+int Adapter_t::esaW83782dFanReadSpeed(std::uint8_t address, std::uint8_t fan, std::uint16_t& rpm) {
     const char* const function = "esaW83782dFanReadSpeed";
 
     trace(function, "Read speed with Fan, I2C address = [0x%x], w83782dFanInx = [%d].", address, fan);
@@ -98,44 +98,44 @@ int Adapter::esaW83782dFanReadSpeed(std::uint8_t address, std::uint8_t fan, std:
     return OK;
 }
 
-void Adapter::esaW83782dFanLoadPwm(std::uint8_t /*address*/, std::uint8_t fan, std::uint8_t duty) {
-    struct Output {
+void Adapter_t::esaW83782dFanLoadPwm(std::uint8_t /*address*/, std::uint8_t fan, std::uint8_t duty) {
+    struct Output_t {
         std::size_t shadow;
         std::uint8_t reg;
     };
-    static const Output OUTPUTS[] = {{PWM_OUT_1, 0x5B}, {PWM_OUT_2, 0x5E}, {PWM_OUT_3, 0x5F}};
+    static const Output_t OUTPUTS[] = {{PWM_OUT_1, 0x5B}, {PWM_OUT_2, 0x5E}, {PWM_OUT_3, 0x5F}};
 
     trace("esaW83782dFanLoadPwm", "Load PWM Winbond[%d] Percent to Fan [%d]", duty, fan);
     if (fan > 2) {
         trace("esaW83782dFanLoadPwm", "Unsupported Winbond Fan Index = [%d].", fan);
         return;
     }
-    const Output& output = OUTPUTS[fan];
+    const Output_t& output = OUTPUTS[fan];
     store(*this, state.i2cAddressW83782d, state.winbond[0][output.shadow], duty, output.reg);
 }
 
-void Adapter::winbondFanLoadPwm(std::uint8_t address, std::uint8_t backplane, std::uint8_t fan, std::uint8_t duty) {
-    struct Output {
+void Adapter_t::winbondFanLoadPwm(std::uint8_t address, std::uint8_t backplane, std::uint8_t fan, std::uint8_t duty) {
+    struct Output_t {
         std::size_t stored;
         std::size_t sent;
         std::uint8_t reg;
     };
-    static const Output OUTPUTS[] = {{PWM_OUT_1, PWM_OUT_1, 0x5B},
-                                     {PWM_OUT_2, PWM_OUT_2, 0x5A},
-                                     {PWM_OUT_3, PWM_OUT_3, 0x5E},
-                                     {PWM_OUT_1, PWM_OUT_4, 0x5F}};
+    static const Output_t OUTPUTS[] = {{PWM_OUT_1, PWM_OUT_1, 0x5B},
+                                       {PWM_OUT_2, PWM_OUT_2, 0x5A},
+                                       {PWM_OUT_3, PWM_OUT_3, 0x5E},
+                                       {PWM_OUT_1, PWM_OUT_4, 0x5F}};
 
     trace("winbondFanLoadPwm", "Load PWM Winbond[%d] Percent to Fan [%d]", duty, fan);
     if (fan > 3 || backplane > 3) {
         trace("winbondFanLoadPwm", "Unsupported Winbond Fan Index = [%d].", fan);
         return;
     }
-    const Output& output = OUTPUTS[fan];
+    const Output_t& output = OUTPUTS[fan];
     state.winbond[backplane][output.stored] = duty;
     esaWriteI2CData(address, output.reg, one(state.winbond[backplane][output.sent]));
 }
 
-std::int16_t Adapter::esaW83782dReadTemperature(std::uint8_t address, std::uint8_t sensor) {
+std::int16_t Adapter_t::esaW83782dReadTemperature(std::uint8_t address, std::uint8_t sensor) {
     std::int16_t degrees = 32767;
     if (sensor == 0) {
         std::uint8_t reading = 0;
@@ -149,7 +149,7 @@ std::int16_t Adapter::esaW83782dReadTemperature(std::uint8_t address, std::uint8
     return degrees;
 }
 
-void Adapter::esaW83782dSetAlarmState(std::uint8_t address, std::uint8_t backplane, std::uint32_t alarm) {
+void Adapter_t::esaW83782dSetAlarmState(std::uint8_t address, std::uint8_t backplane, std::uint32_t alarm) {
     static const char* const TEXTS[] = {"No action on setting Backplane Alarm State to [IDEL_S0].",
                                         "Set Backplane Alarm State to [FAULT_S1].",
                                         "No action on setting Backplane Alarm State to [REMIND_S2].",
@@ -171,7 +171,7 @@ void Adapter::esaW83782dSetAlarmState(std::uint8_t address, std::uint8_t backpla
     trace("esaW83782dSetAlarmState", "%s", TEXTS[alarm]);
 }
 
-void Adapter::judgeWinbondVoltages(const char* function, int result) {
+void Adapter_t::judgeWinbondVoltages(const char* function, int result) {
     if (result != OK) {
         esaManageCompositeFault(0x01, FAILED);
         if ((state.powerSupplyStatus & 0x1) != 0) {
@@ -193,7 +193,7 @@ void Adapter::judgeWinbondVoltages(const char* function, int result) {
     }
 }
 
-void Adapter::esaW83782dProcessPollTimeout() {
+void Adapter_t::esaW83782dProcessPollTimeout() {
     const char* const function = "esaW83782dProcessPollTimeout";
 
     judgeWinbondVoltages(function, esaW83782dReadPowerVoltageToleranceStatus(state.i2cAddressW83782d));
@@ -207,7 +207,7 @@ void Adapter::esaW83782dProcessPollTimeout() {
     esaTemperatureOverheatCheck();
 }
 
-int Adapter::setWinbondVoltageLimits(const char* function, std::uint8_t address, std::uint8_t backplane) {
+int Adapter_t::setWinbondVoltageLimits(const char* function, std::uint8_t address, std::uint8_t backplane) {
     static const char* const TEXTS[] = {"Set Vcorea High Limit", "Set Vcorea Low Limit",   "Set Vinr0 High Limit",
                                         "Set Vinr0 Low Limit",   "Set +3.3Vin High Limit", "Set +3.3Vin Low Limit",
                                         "+5Vin High Limit",      "Set +5Vin Low Limit",    "Set +12Vin High Limit",
@@ -224,12 +224,12 @@ int Adapter::setWinbondVoltageLimits(const char* function, std::uint8_t address,
     return OK;
 }
 
-int Adapter::esaW83782dInit() {
+int Adapter_t::esaW83782dInit() {
     const char* const function = "esaW83782dInit";
     const std::uint8_t address = state.i2cAddressW83782d;
     std::array<std::uint8_t, 23>& shadow = state.winbond[0];
 
-    const I2cResult probe = world.readI2c(state.i2cFileFd, address, 0x48, 1);
+    const I2cResult_t probe = world.readI2c(state.i2cFileFd, address, 0x48, 1);
     if (!probe.data.empty()) {
         shadow[SERIAL_BUS_ADDRESS] = probe.data[0];
     }

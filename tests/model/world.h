@@ -14,43 +14,43 @@
 
 namespace model {
 
-using Bytes = std::vector<std::uint8_t>;
+using Bytes_t = std::vector<std::uint8_t>;
 
 /** What the adapter reads of the parameter block. */
-struct Parameters {
+struct Parameters_t {
     std::string mmsgDirectory;
     std::string logDirectory;
     std::uint8_t chassisType = 0;
 };
 
 /** What `select` answers: its result, and whether the socket is in the read set afterwards. */
-struct SelectResult {
+struct SelectResult_t {
     int result = 0;
     bool readable = false;
 };
 
 /** What `recv` answers: its result, and the bytes it put into the buffer (as many as the result, none when negative).
  */
-struct ReceiveResult {
+struct ReceiveResult_t {
     long result = 0;
-    Bytes data;
+    Bytes_t data;
 };
 
 /** What a register read answers: the platform's result, and the bytes that are in the buffer afterwards. */
-struct I2cResult {
+struct I2cResult_t {
     int result = 0;
-    Bytes data;
+    Bytes_t data;
 };
 
 /** Thrown by any call when the life is over: the caller unwinds. */
-struct EndOfLife {};
+struct EndOfLife_t {};
 
-class World {
+class World_t {
 public:
-    virtual ~World() = default;
+    virtual ~World_t() = default;
 
     /** The attached block; nothing when it cannot be attached. */
-    virtual std::optional<Parameters> attachParameters(long key) = 0;
+    virtual std::optional<Parameters_t> attachParameters(long key) = 0;
     /** The block's flags word as it is now; other processes change it. */
     virtual std::uint32_t flags() = 0;
 
@@ -61,13 +61,13 @@ public:
     virtual int connect(int fd, const std::string& path, unsigned addressLength) = 0;
     virtual int openI2c(const std::string& path) = 0;
     /** Waits with a time-out, for the descriptor to become readable. */
-    virtual SelectResult select(int fd, std::uint32_t seconds, std::uint32_t microseconds) = 0;
-    virtual ReceiveResult receive(int fd, std::size_t length, int flags) = 0;
+    virtual SelectResult_t select(int fd, std::uint32_t seconds, std::uint32_t microseconds) = 0;
+    virtual ReceiveResult_t receive(int fd, std::size_t length, int flags) = 0;
     virtual long send(int fd, std::span<const std::uint8_t> message, int flags) = 0;
     virtual void sleep(std::uint64_t microseconds) = 0;
 
     /** One transfer of the platform: `length` bytes from register `reg` of the device at 7-bit `address`. */
-    virtual I2cResult readI2c(int fd, std::uint8_t address, std::uint8_t reg, int length) = 0;
+    virtual I2cResult_t readI2c(int fd, std::uint8_t address, std::uint8_t reg, int length) = 0;
     virtual int writeI2c(int fd, std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) = 0;
 
     /** A record for the platform's event log: altEventLogM() (no action) or altEventLog() with its action. */

@@ -12,50 +12,50 @@ const char* const ALARM_NAMES[] = {"IDEL_S0",     "FAULT_S1",   "REMIND_S2",  "M
                                    "CRITICAL_S4", "INVALID_S5", "INVALID_S6", "INVALID_S7"};
 
 /** Stores a port's value in its shadow, then sends the shadow. */
-void writePort(Adapter& adapter, std::uint8_t port, unsigned value) {
+void writePort(Adapter_t& adapter, std::uint8_t port, unsigned value) {
     std::uint8_t& shadow = adapter.state.vsc055GPD[port];
     shadow = static_cast<std::uint8_t>(value);
     adapter.esaWriteI2CData(CHIP, port, {&shadow, 1});
 }
 
-void setBits(Adapter& adapter, std::uint8_t port, unsigned bits) {
+void setBits(Adapter_t& adapter, std::uint8_t port, unsigned bits) {
     writePort(adapter, port, adapter.state.vsc055GPD[port] | bits);
 }
 
-void clearBits(Adapter& adapter, std::uint8_t port, unsigned bits) {
+void clearBits(Adapter_t& adapter, std::uint8_t port, unsigned bits) {
     writePort(adapter, port, adapter.state.vsc055GPD[port] & ~bits);
 }
 
-int readPort(Adapter& adapter, std::uint8_t port, std::uint8_t& value) {
+int readPort(Adapter_t& adapter, std::uint8_t port, std::uint8_t& value) {
     return adapter.esaReadI2CData(CHIP, port, {&value, 1});
 }
 
 /** A drive's bit, and the ports of its fault LED and its presence. */
-struct Slot {
+struct Slot_t {
     unsigned bit;
     std::uint8_t ledPort;
     std::uint8_t presencePort;
 };
 
-std::optional<Slot> slotOf(int drive) {
+std::optional<Slot_t> slotOf(int drive) {
     if (drive < 0 || drive > 11) {
         return std::nullopt;
     }
-    return drive <= 7 ? Slot{1U << drive, 7, 0} : Slot{1U << (drive - 8), 6, 3};
+    return drive <= 7 ? Slot_t{1U << drive, 7, 0} : Slot_t{1U << (drive - 8), 6, 3};
 }
 
-void sendAlarmEvent(Adapter& adapter, std::uint8_t eventType) {
-    Bytes data = adapter.eventData();
-    Adapter::setWord(data, 20, adapter.state.audibleAlarmMaxNumber);
-    Adapter::setWord(data, 52, adapter.state.alarmState);
+void sendAlarmEvent(Adapter_t& adapter, std::uint8_t eventType) {
+    Bytes_t data = adapter.eventData();
+    Adapter_t::setWord(data, 20, adapter.state.audibleAlarmMaxNumber);
+    Adapter_t::setWord(data, 52, adapter.state.alarmState);
     adapter.esaSendEventMmsgToEmp(9, eventType, data);
 }
 
 } // namespace
 
-int Adapter::xyratexSetDriveFaultLED(int drive) {
+int Adapter_t::xyratexSetDriveFaultLED(int drive) {
     trace("xyratexSetDriveFaultLED", "Set Fault LED on Drive [%d]", drive);
-    const std::optional<Slot> slot = slotOf(drive);
+    const std::optional<Slot_t> slot = slotOf(drive);
     if (!slot) {
         trace("xyratexSetDriveFaultLED", "Un-supported Drive Number = [%d]", drive);
         return FAILED;
@@ -64,9 +64,9 @@ int Adapter::xyratexSetDriveFaultLED(int drive) {
     return OK;
 }
 
-int Adapter::xyratexClearDriveFaultLED(int drive) {
+int Adapter_t::xyratexClearDriveFaultLED(int drive) {
     trace("xyratexClearDriveFaultLED", "Clear Fault LED on Drive [%d]", drive);
-    const std::optional<Slot> slot = slotOf(drive);
+    const std::optional<Slot_t> slot = slotOf(drive);
     if (!slot) {
         trace("xyratexClearDriveFaultLED", "Un-supported Drive Number = [%d]", drive);
         return FAILED;
@@ -75,8 +75,8 @@ int Adapter::xyratexClearDriveFaultLED(int drive) {
     return OK;
 }
 
-int Adapter::xyratexIsDrivePresent(int drive) {
-    const std::optional<Slot> slot = slotOf(drive);
+int Adapter_t::xyratexIsDrivePresent(int drive) {
+    const std::optional<Slot_t> slot = slotOf(drive);
     if (!slot) {
         trace("xyratexIsDrivePresent", "Un-supported Drive Number = [%d]", drive);
         return FAILED;
@@ -94,7 +94,7 @@ int Adapter::xyratexIsDrivePresent(int drive) {
     return FAILED;
 }
 
-int Adapter::xyratexReadDrivePresence() {
+int Adapter_t::xyratexReadDrivePresence() {
     std::map<int, std::uint8_t> ports;
     for (const std::uint8_t port : {std::uint8_t{0}, std::uint8_t{3}}) {
         const int code = readPort(*this, port, ports[port]);
@@ -103,14 +103,14 @@ int Adapter::xyratexReadDrivePresence() {
         }
     }
     for (int drive = 0; drive < 12; ++drive) {
-        const Slot slot = *slotOf(drive);
+        const Slot_t slot = *slotOf(drive);
         trace("xyratexReadDrivePresence", "Drive in Slot [%d] %s present.", drive,
               (ports[slot.presencePort] & slot.bit) == 0 ? "is" : "is NOT");
     }
     return OK;
 }
 
-int Adapter::xyratexReadPowerVoltageStatus() {
+int Adapter_t::xyratexReadPowerVoltageStatus() {
     std::uint8_t port = 0;
     const int code = readPort(*this, 4, port);
     if (code != OK) {
@@ -123,7 +123,7 @@ int Adapter::xyratexReadPowerVoltageStatus() {
     return FAILED;
 }
 
-int Adapter::xyratexReadPowerRedundancyFailStatus() {
+int Adapter_t::xyratexReadPowerRedundancyFailStatus() {
     std::uint8_t port = 0;
     const int code = readPort(*this, 4, port);
     if (code != OK) {
@@ -137,37 +137,37 @@ int Adapter::xyratexReadPowerRedundancyFailStatus() {
     return FAILED;
 }
 
-void Adapter::xyratexSetPsuOkLED() {
+void Adapter_t::xyratexSetPsuOkLED() {
     trace("xyratexSetPsuOkLED", "Turn [ON] PSU_OK LED.");
     setBits(*this, 6, 0x20);
 }
 
-void Adapter::xyratexClearPsuOkLED() {
+void Adapter_t::xyratexClearPsuOkLED() {
     trace("xyratexClearPsuOkLED", "Turn [OFF] PSU_OK LED.");
     clearBits(*this, 6, 0x20);
 }
 
-void Adapter::xyratexSetPowerRedundancyFailLED() {
+void Adapter_t::xyratexSetPowerRedundancyFailLED() {
     trace("xyratexSetPowerRedundancyFailLED", "Turn [ON] Power Redundancy Fail LED.");
     setBits(*this, 6, 0x40);
 }
 
-void Adapter::xyratexClearPowerRedundancyFailLED() {
+void Adapter_t::xyratexClearPowerRedundancyFailLED() {
     trace("xyratexClearPowerRedundancyFailLED", "Turn [OFF] Power Redundancy Fail LED.");
     clearBits(*this, 6, 0x40);
 }
 
-void Adapter::xyratexSetFanFailLED() {
+void Adapter_t::xyratexSetFanFailLED() {
     trace("xyratexSetFanFailLED", "Turn [ON] FAN_FAIL LED.");
     setBits(*this, 6, 0x80);
 }
 
-void Adapter::xyratexClearFanFailLED() {
+void Adapter_t::xyratexClearFanFailLED() {
     trace("xyratexClearFanFailLED", "Turn [OFF] FAN_FAIL LED.");
     clearBits(*this, 6, 0x80);
 }
 
-void Adapter::xyratexSetAlarmState(std::uint32_t alarm) {
+void Adapter_t::xyratexSetAlarmState(std::uint32_t alarm) {
     if (alarm > 7) {
         trace("xyratexSetAlarmState", "Set the Alarm State to un-supported value [%d].", static_cast<int>(alarm));
         return;
@@ -178,7 +178,7 @@ void Adapter::xyratexSetAlarmState(std::uint32_t alarm) {
     clearBits(*this, 5, 0x08);
 }
 
-std::uint8_t Adapter::xyratexReadAlarmstate() {
+std::uint8_t Adapter_t::xyratexReadAlarmstate() {
     unsigned alarm = 0;
     for (unsigned select = 0; select < 3; ++select) {
         writePort(*this, 5, (state.vsc055GPD[5] & 0xF8U) | select);
@@ -191,7 +191,7 @@ std::uint8_t Adapter::xyratexReadAlarmstate() {
     return static_cast<std::uint8_t>(alarm);
 }
 
-int Adapter::xyratexInit() {
+int Adapter_t::xyratexInit() {
     const char* const function = "xyratexInit";
 
     if (world.readI2c(state.i2cFileFd, CHIP, 0x10, 1).result == -1) {
@@ -246,7 +246,7 @@ int Adapter::xyratexInit() {
     return OK;
 }
 
-void Adapter::xyratexEsaProcessPollTimeout() {
+void Adapter_t::xyratexEsaProcessPollTimeout() {
     const char* const function = "xyratexEsaProcessPollTimeout";
 
     const int voltage = xyratexReadPowerVoltageStatus();

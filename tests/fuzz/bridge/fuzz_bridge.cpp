@@ -14,7 +14,7 @@
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using Bytes_t = std::vector<std::uint8_t>;
 using fuzz::require;
 
 // Three greetings, each after old input that is thrown away for 100 ms at most, with 400 ms of what is no answer and
@@ -23,8 +23,8 @@ constexpr std::uint64_t LONGEST_MS = 3 * (100 + 400 + 150) + 100 + 500 + 20;
 
 int lineFd = -1;
 
-struct Transfer {
-    explicit Transfer(fuzz::Input& input) {
+struct Transfer_t {
+    explicit Transfer_t(fuzz::Input_t& input) {
         const std::uint8_t flags = input.byte();
         reads = (flags & 0x80) != 0;
         address = input.byte();
@@ -41,21 +41,21 @@ struct Transfer {
 };
 
 /** Exactly as large as the transfer may count on. */
-Bytes dataOf(const Transfer& transfer) {
-    Bytes data(transfer.length > 0 ? static_cast<std::size_t>(transfer.length) : 0U);
+Bytes_t dataOf(const Transfer_t& transfer) {
+    Bytes_t data(transfer.length > 0 ? static_cast<std::size_t>(transfer.length) : 0U);
     std::uint8_t next = transfer.reg;
     std::ranges::generate(data, [&] { return next++; });
     return data;
 }
 
-bool isNumbered(const Bytes& request) {
+bool isNumbered(const Bytes_t& request) {
     return !request.empty() && (request[0] == 0x72 || request[0] == 0x77);
 }
 
 /** The request as it has to be, numbered as `sent` is. */
-Bytes requestOf(const Transfer& transfer, const Bytes& data, const Bytes& sent) {
-    Bytes request{static_cast<std::uint8_t>(transfer.reads ? 0x52 : 0x57), transfer.address, transfer.reg,
-                  static_cast<std::uint8_t>(transfer.length)};
+Bytes_t requestOf(const Transfer_t& transfer, const Bytes_t& data, const Bytes_t& sent) {
+    Bytes_t request{static_cast<std::uint8_t>(transfer.reads ? 0x52 : 0x57), transfer.address, transfer.reg,
+                    static_cast<std::uint8_t>(transfer.length)};
     if (isNumbered(sent)) {
         require(sent.size() >= 2 && sent[1] >= 0x80);
         request[0] = transfer.reads ? 0x72 : 0x77;
@@ -68,8 +68,8 @@ Bytes requestOf(const Transfer& transfer, const Bytes& data, const Bytes& sent) 
 }
 
 /** What came last is the reply with the request's number, its length and its data. */
-void requireNumberedSuccess(const Transfer& transfer, const ScriptedLine& line, const Bytes& data) {
-    Bytes reply{0x61, line.sent[1], static_cast<std::uint8_t>(transfer.reads ? transfer.length : 0)};
+void requireNumberedSuccess(const Transfer_t& transfer, const ScriptedLine_t& line, const Bytes_t& data) {
+    Bytes_t reply{0x61, line.sent[1], static_cast<std::uint8_t>(transfer.reads ? transfer.length : 0)};
     if (transfer.reads) {
         reply.insert(reply.end(), data.begin(), data.end());
     }
@@ -77,13 +77,13 @@ void requireNumberedSuccess(const Transfer& transfer, const ScriptedLine& line, 
     require(std::equal(reply.rbegin(), reply.rend(), line.received.rbegin()));
 }
 
-void requireSuccess(const Transfer& transfer, const Bytes& received, const Bytes& data) {
+void requireSuccess(const Transfer_t& transfer, const Bytes_t& received, const Bytes_t& data) {
     require(!received.empty() && received[0] == 0x41);
-    const Bytes rest(received.begin() + 1, received.end());
+    const Bytes_t rest(received.begin() + 1, received.end());
     require(transfer.reads ? rest == data : rest.empty());
 }
 
-void requireFailure(const ScriptedLine& line, int cause) {
+void requireFailure(const ScriptedLine_t& line, int cause) {
     require(cause != 0 && cause != EINTR && cause != EAGAIN);
     if (line.writes == 0) { // no answer to a greeting, or a line that is asked once a second
         require(cause != ENXIO && cause != EPROTO);
@@ -101,9 +101,9 @@ void requireFailure(const ScriptedLine& line, int cause) {
     require((cause == EPROTO) == (status != -1 && status != 0x41 && status != 0x4E));
 }
 
-void carryOut(const Transfer& transfer, ScriptedLine& line) {
-    Bytes data = dataOf(transfer);
-    const Bytes written = data;
+void carryOut(const Transfer_t& transfer, ScriptedLine_t& line) {
+    Bytes_t data = dataOf(transfer);
+    const Bytes_t written = data;
     const std::uint64_t start = line.timeMs;
     line.newTransfer();
     errno = 0;
@@ -137,15 +137,15 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzz::Input input(data, size);
-    std::vector<Transfer> transfers;
+    fuzz::Input_t input(data, size);
+    std::vector<Transfer_t> transfers;
     for (int i = 0; i < 3; ++i) {
         transfers.emplace_back(input);
     }
     I2C_BRIDGE.begin();
     busForgetHealth();
-    ScriptedLine line(lineFd, input);
-    for (const Transfer& transfer : transfers) {
+    ScriptedLine_t line(lineFd, input);
+    for (const Transfer_t& transfer : transfers) {
         carryOut(transfer, line);
     }
     return 0;

@@ -8,7 +8,7 @@
 #include "fuzz_input.h"
 
 /** What happens on the line next. */
-struct LineEvent {
+struct LineEvent_t {
     enum Kind_e : std::uint8_t {
         BYTES,   /**< a piece of input */
         SILENCE, /**< `number` milliseconds of nothing */
@@ -24,12 +24,12 @@ struct LineEvent {
 };
 
 /** While one of these lives, the process's calls for `fd`, and every look at the clock, come to it. */
-class ScriptedLine {
+class ScriptedLine_t {
 public:
-    ScriptedLine(int fd, fuzz::Input& input);
-    ~ScriptedLine();
-    ScriptedLine(const ScriptedLine&) = delete;
-    ScriptedLine& operator=(const ScriptedLine&) = delete;
+    ScriptedLine_t(int fd, fuzz::Input_t& input);
+    ~ScriptedLine_t();
+    ScriptedLine_t(const ScriptedLine_t&) = delete;
+    ScriptedLine_t& operator=(const ScriptedLine_t&) = delete;
 
     bool isFor(int descriptor) const { return descriptor == fd_; }
     int poll(pollfd& line, int timeoutMs);
@@ -47,7 +47,7 @@ public:
     std::uint64_t timeMs = 1000;
     std::uint64_t requestMs = 0; /**< when the last request was taken */
 
-    static ScriptedLine* current;
+    static ScriptedLine_t* current;
 
 private:
     void pop() { events_.pop_front(); }
@@ -55,5 +55,5 @@ private:
     int fd_;
     unsigned writeFault_;
     bool flushWorks_;
-    std::deque<LineEvent> events_;
+    std::deque<LineEvent_t> events_;
 };

@@ -14,14 +14,14 @@ bool cheaptrace::linesAreFormatted = false;
 namespace {
 
 /** Formats already looked at, by their addresses; a place holds the latest one that belongs there. */
-struct Known {
+struct Known_t {
     const char* format;
     bool takesText;
 };
-std::array<Known, 4096> known;
+std::array<Known_t, 4096> known;
 
 bool takesText(const char* format) {
-    Known& place = known[reinterpret_cast<std::uintptr_t>(format) % known.size()];
+    Known_t& place = known[reinterpret_cast<std::uintptr_t>(format) % known.size()];
     if (place.format != format) {
         bool found = false;
         for (const char* at = std::strchr(format, '%'); at != nullptr; at = std::strchr(at, '%')) {

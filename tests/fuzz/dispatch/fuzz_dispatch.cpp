@@ -115,7 +115,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzz::Input input(data, size);
+    fuzz::Input_t input(data, size);
     const std::uint8_t chassis = input.byte();
     const std::uint8_t alarmState = input.byte();
     cheaptrace::linesAreFormatted = chassis >> 4 == 7;

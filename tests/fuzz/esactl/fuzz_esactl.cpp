@@ -125,7 +125,7 @@ Bytes_t fitted(Bytes_t page, std::uint8_t code, std::size_t size, bool whole) {
 }
 
 /** Pages whose lengths are right, so that every byte of the input is a value in them. */
-void decodeFittedPages(fuzz::Input& input) {
+void decodeFittedPages(fuzz::Input_t& input) {
     const std::uint8_t flags = input.byte();
     const std::size_t groups = flags % 8;
     Bytes_t first = input.bytes(48 + 4 * groups);
@@ -142,7 +142,7 @@ void decodeFittedPages(fuzz::Input& input) {
     decodePages(fitted(first, 1, first.size(), (flags & 0x80) != 0), fitted(input.all(), 2, size, (flags & 0x40) != 0));
 }
 
-void decodeMessages(fuzz::Input& input) {
+void decodeMessages(fuzz::Input_t& input) {
     RepeatFilter_t filter;
     Deadline_t now{};
     while (!input.empty()) {
@@ -159,7 +159,7 @@ void decodeMessages(fuzz::Input& input) {
 }
 
 /** The fetching of a status, and a control page after it, over a connection whose far end says what it likes. */
-void converse(fuzz::Input& input) {
+void converse(fuzz::Input_t& input) {
     ScriptedSwitch_t far(input);
     try {
         SesClient_t client("/nowhere", std::chrono::minutes(1));
@@ -176,7 +176,7 @@ void converse(fuzz::Input& input) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzz::Input input(data, size);
+    fuzz::Input_t input(data, size);
     switch (input.byte() % 4) {
     case 0: {
         const Bytes_t first = input.bytes(input.word());

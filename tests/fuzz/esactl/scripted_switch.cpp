@@ -40,7 +40,7 @@ Bytes_t reply(std::span<const std::uint8_t> request, const Bytes_t& payload) {
 
 } // namespace
 
-ScriptedSwitch_t::ScriptedSwitch_t(fuzz::Input& input) : input_(input), pieceLimit_(1U + input.byte() * 16U) {
+ScriptedSwitch_t::ScriptedSwitch_t(fuzz::Input_t& input) : input_(input), pieceLimit_(1U + input.byte() * 16U) {
     const std::uint8_t flags = input_.byte();
     waiting_ = (flags & WELL_FORMED) != 0 ? greeting(input_.byte()) : input_.bytes(input_.word());
     current = this;

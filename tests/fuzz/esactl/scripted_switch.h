@@ -9,7 +9,7 @@
  */
 class ScriptedSwitch_t {
 public:
-    explicit ScriptedSwitch_t(fuzz::Input& input);
+    explicit ScriptedSwitch_t(fuzz::Input_t& input);
     ~ScriptedSwitch_t();
     ScriptedSwitch_t(const ScriptedSwitch_t&) = delete;
     ScriptedSwitch_t& operator=(const ScriptedSwitch_t&) = delete;
@@ -20,7 +20,7 @@ public:
     std::size_t read(std::span<std::uint8_t> space);
 
 private:
-    fuzz::Input& input_;
+    fuzz::Input_t& input_;
     std::vector<std::uint8_t> waiting_;
     std::size_t pieceLimit_;
 };

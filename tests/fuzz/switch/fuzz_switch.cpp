@@ -14,13 +14,13 @@
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using Bytes_t = std::vector<std::uint8_t>;
 using fuzz::require;
 
 /** A receiver's end: how much it takes at a time repeats in a pattern of the input's. */
-class Receiver {
+class Receiver_t {
 public:
-    explicit Receiver(fuzz::Input& input) {
+    explicit Receiver_t(fuzz::Input_t& input) {
         std::ranges::generate(pattern_, [&] { return input.byte(); });
     }
 
@@ -44,8 +44,8 @@ public:
     OutStream_t out{2 * 4064};
     bool willing = false; /**< takes everything from now on */
     bool gone = false;
-    Bytes taken;
-    Bytes promised; /**< the messages that were sent or kept, one behind the other */
+    Bytes_t taken;
+    Bytes_t promised; /**< the messages that were sent or kept, one behind the other */
 
 private:
     static constexpr std::array<int, 3> ERRORS{EAGAIN, ENOBUFS, EINTR};
@@ -56,16 +56,16 @@ private:
 // What the router knows as connections 0, 1 and 2: the adapter, and two that stand for one peer.
 constexpr std::array<std::uint8_t, 3> ENDPOINTS{33, 34, 34};
 
-std::vector<Receiver>* receivers = nullptr;
+std::vector<Receiver_t>* receivers = nullptr;
 
 /** The stream cut by the rule alone: a length from 64 to 4064, big-endian, at offset 10. */
-struct Cut {
-    std::vector<Bytes> messages;
+struct Cut_t {
+    std::vector<Bytes_t> messages;
     bool nonsense = false;
 };
 
-Cut cut(const Bytes& stream) {
-    Cut result;
+Cut_t cut(const Bytes_t& stream) {
+    Cut_t result;
     for (std::size_t at = 0; stream.size() - at >= 12;) {
         const std::size_t length = std::size_t{stream[at + 10]} * 256 + stream[at + 11];
         result.nonsense = length < 64 || length > 4064;
@@ -79,9 +79,9 @@ Cut cut(const Bytes& stream) {
     return result;
 }
 
-void deliver(const Routing_t& routing, const Bytes& message) {
+void deliver(const Routing_t& routing, const Bytes_t& message) {
     for (const int connection : routing.connections) {
-        Receiver& receiver = (*receivers)[static_cast<std::size_t>(connection)];
+        Receiver_t& receiver = (*receivers)[static_cast<std::size_t>(connection)];
         const Send_e result = receiver.out.send(connection, message);
         require((result == Send_e::GONE) == receiver.gone || result == Send_e::BUFFERED || result == Send_e::DROPPED);
         if (result == Send_e::SENT || result == Send_e::BUFFERED) {
@@ -106,8 +106,9 @@ void requireRouting(const Routing_t& routing, const Router_t& router) {
     require(routing.connections.size() == copies);
 }
 
-void switchMessage(Router_t& router, std::uint8_t sender, std::span<const std::uint8_t> framed, const Bytes& expected) {
-    const Bytes message(framed.begin(), framed.end()); // exactly its size: no read beyond it goes unseen
+void switchMessage(Router_t& router, std::uint8_t sender, std::span<const std::uint8_t> framed,
+                   const Bytes_t& expected) {
+    const Bytes_t message(framed.begin(), framed.end()); // exactly its size: no read beyond it goes unseen
     require(message == expected);
     const Routing_t& routing = router.route(Parcel_t(message, sender, {sender, {}}, {}));
     requireRouting(routing, router);
@@ -118,7 +119,7 @@ void switchMessage(Router_t& router, std::uint8_t sender, std::span<const std::u
 }
 
 /** Cuts and switches what has arrived; false when the stream can be followed no further. */
-bool switchAll(InStream_t& in, Router_t& router, std::uint8_t sender, const Cut& expected, std::size_t& index) {
+bool switchAll(InStream_t& in, Router_t& router, std::uint8_t sender, const Cut_t& expected, std::size_t& index) {
     for (;;) {
         std::span<const std::uint8_t> message;
         switch (in.next(message)) {
@@ -137,8 +138,8 @@ bool switchAll(InStream_t& in, Router_t& router, std::uint8_t sender, const Cut&
     }
 }
 
-void feed(InStream_t& in, Router_t& router, std::uint8_t sender, const Bytes& stream, std::size_t pieceSize) {
-    const Cut expected = cut(stream);
+void feed(InStream_t& in, Router_t& router, std::uint8_t sender, const Bytes_t& stream, std::size_t pieceSize) {
+    const Cut_t expected = cut(stream);
     std::size_t index = 0;
     bool good = true;
     for (std::size_t at = 0; good && at < stream.size();) {
@@ -159,7 +160,7 @@ void feed(InStream_t& in, Router_t& router, std::uint8_t sender, const Bytes& st
 /** Whoever is still there gets, in the end, what was promised: whole messages in their order. */
 void finish() {
     for (std::size_t i = 0; i < receivers->size(); ++i) {
-        Receiver& receiver = (*receivers)[i];
+        Receiver_t& receiver = (*receivers)[i];
         receiver.willing = true;
         const Send_e result = receiver.out.flush(static_cast<int>(i));
         require(receiver.out.waiting() == 0 && (result == Send_e::SENT || result == Send_e::GONE));
@@ -181,12 +182,12 @@ ssize_t __wrap_send(int socket, const void* bytes, size_t count, int flags) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzz::Input input(data, size);
+    fuzz::Input_t input(data, size);
     const std::size_t pieceSize = 1U + input.byte() * 8U;
     const std::uint8_t sender = input.byte() % 64;
     const std::uint8_t present = input.byte();
     Router_t router(1U + present / 32U);
-    std::vector<Receiver> all;
+    std::vector<Receiver_t> all;
     for (std::size_t i = 0; i < ENDPOINTS.size(); ++i) {
         all.emplace_back(input);
         if ((present >> i & 1) != 0) {

@@ -11,7 +11,7 @@
 #include "fuzz_input.h"
 #include "vhost_device.h"
 
-using fuzz::Input;
+using fuzz::Input_t;
 using fuzz::require;
 
 namespace {
@@ -21,7 +21,7 @@ constexpr std::uint64_t USER = 0x7f0000000000;
 constexpr std::size_t MEMORY = 0x1000;
 
 /** The rest of the input is what the driver has written: rings at the beginning, and buffers wherever it says. */
-void driveQueue(Input& input, Bus_t& bus) {
+void driveQueue(Input_t& input, Bus_t& bus) {
     const unsigned flags = input.byte();
     Virtqueue_t::Layout_t layout;
     layout.size = 1U << (flags & 7);
@@ -49,7 +49,7 @@ void driveQueue(Input& input, Bus_t& bus) {
 }
 
 /** Messages with a request each, a payload, and files: the guest's memory, or the end of a pipe of events. */
-void driveDevice(Input& input, Bus_t& bus) {
+void driveDevice(Input_t& input, Bus_t& bus) {
     const OwnedFd_t memory(memfd_create("guest", MFD_CLOEXEC));
     require(ftruncate(memory.get(), MEMORY) == 0);
     {
@@ -80,7 +80,7 @@ void driveDevice(Input& input, Bus_t& bus) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Input input(data, size);
+    Input_t input(data, size);
     const auto enclosure = makeEnclosure("vsc055");
     if ((input.byte() & 1) == 0) {
         driveQueue(input, enclosure->bus());
