@@ -9,7 +9,8 @@ import subprocess
 import threading
 from pathlib import Path
 
-from tree import NUMBERS, ROOT, run
+from mending import run
+from tree import NUMBERS, ROOT
 from workers import Worker, filter_of
 
 # The first looks at a change: few of the random lives, most changes being noticed at once. How many, and the share of

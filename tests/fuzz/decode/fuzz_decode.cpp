@@ -44,7 +44,7 @@ void requireKept(const std::string& trace, const Lines_t& lines) {
     }
 }
 
-void anyText(fuzz::Input& input) {
+void anyText(fuzz::Input_t& input) {
     const Bytes_t bytes = input.all();
     const std::string text(bytes.begin(), bytes.end());
     const std::size_t begin = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
@@ -96,7 +96,7 @@ Lines_t indented(const Lines_t& lines, std::size_t by) {
 }
 
 /** Messages, the later ones after the earlier: a status page has the words of the configuration before it. */
-void messages(fuzz::Input& input) {
+void messages(fuzz::Input_t& input) {
     std::string log;
     std::string trace = "a trace line\n";
     while (!input.empty()) {
@@ -111,7 +111,7 @@ void messages(fuzz::Input& input) {
     require(indented(told, 6) == indented(words(trace), 4));
 }
 
-void records(fuzz::Input& input) {
+void records(fuzz::Input_t& input) {
     std::string log;
     while (!input.empty()) {
         const unsigned id = input.byte() % 8;
@@ -127,7 +127,7 @@ void records(fuzz::Input& input) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzz::Input input(data, size);
+    fuzz::Input_t input(data, size);
     switch (input.byte() % 4) {
     case 0:
         records(input);

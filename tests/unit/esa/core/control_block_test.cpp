@@ -7,16 +7,16 @@
 
 namespace {
 
-struct Place {
+struct Place_t {
     const char* name;
     std::size_t offset;
     std::size_t size;
 };
 
 /** Fields in this order, each behind the one before with no more than what aligns it between them. */
-void expectInOrder(std::initializer_list<Place> fields, std::size_t size) {
+void expectInOrder(std::initializer_list<Place_t> fields, std::size_t size) {
     std::size_t end = 0;
-    for (const Place& field : fields) {
+    for (const Place_t& field : fields) {
         EXPECT_GE(field.offset, end) << field.name;
         EXPECT_LT(field.offset, end + 4) << field.name;
         end = field.offset + field.size;

@@ -11,7 +11,7 @@
 
 namespace {
 
-struct Named {
+struct Named_t {
     const char* name;
     long long value;
     long long expected;
@@ -19,8 +19,8 @@ struct Named {
 
 class Enumerations : public testing::Test {
 protected:
-    static void check(std::initializer_list<Named> table) {
-        for (const Named& entry : table) {
+    static void check(std::initializer_list<Named_t> table) {
+        for (const Named_t& entry : table) {
             EXPECT_EQ(entry.value, entry.expected) << entry.name;
         }
     }
