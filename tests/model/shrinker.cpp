@@ -169,7 +169,8 @@ private:
 Life_t shrink(Life_t life, const Fails_t& fails, unsigned most) {
     // Who only asks whether a life differs, very often, has no time for its shortest form.
     const char* asked = std::getenv("ESA_SHRINK");
-    return Shrinker_t(std::move(life), fails, asked != nullptr ? static_cast<unsigned>(std::atoi(asked)) : most).shrink();
+    return Shrinker_t(std::move(life), fails, asked != nullptr ? static_cast<unsigned>(std::atoi(asked)) : most)
+        .shrink();
 }
 
 } // namespace model
