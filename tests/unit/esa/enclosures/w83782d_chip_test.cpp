@@ -111,6 +111,13 @@ TEST_F(W83782dChip, FourthOutputIsSentItsOldDutyAndTheNewOneLandsInTheFirstsShad
     }
 }
 
+TEST_F(W83782dChip, CounterThatOverflowsIsAStandstill) {
+    U16_t rpm = 0xABCD;
+    fakeBus.set(0x2C, 0x29, 255);
+    EXPECT_EQ(esaW83782dFanReadSpeed(0x2C, 1, &rpm), 0);
+    EXPECT_EQ(rpm, 0);
+}
+
 TEST_F(W83782dChip, TemperatureIsSignedDegrees) {
     for (int reading = 0; reading <= 255; ++reading) {
         const int degrees = reading < 128 ? reading : reading - 256;
