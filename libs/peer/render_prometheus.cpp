@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "names.h"
+#include "ses_mesgs.h"
 
 namespace {
 

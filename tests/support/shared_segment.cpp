@@ -19,7 +19,12 @@ void* attach(int id, int flags) {
 
 } // namespace
 
-Segment_t::Segment_t() : key_(0x51000000 | (getpid() & 0xFFFFFF)) {}
+Segment_t::Segment_t() : key_(0x51000000 | getpid()) {
+    // A test that was killed has left its segment, and its process id comes again; ids have 22 bits.
+    while (id() >= 0) {
+        key_ += 1 << 22;
+    }
+}
 
 Segment_t::~Segment_t() {
     if (id() >= 0) {
