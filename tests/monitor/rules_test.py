@@ -72,7 +72,8 @@ class RulesTest(unittest.TestCase):
         dashboard = json.loads((EXAMPLES / "dashboard.json").read_text(encoding="utf-8"))
         queries = [target["expr"] for panel in dashboard["panels"] for target in panel["targets"]]
         self.assertEqual(set(queries), set(EXPECTED))
-        document = {"rule_files": [str(EXAMPLES / "rules.yml")], "evaluation_interval": "1m", "tests": [{
+        document = {"rule_files": [str(EXAMPLES / "rules.yml")], "evaluation_interval": "1m",
+                    "group_eval_order": ["esa-records", "esa-alerts"], "tests": [{
             "interval": "1m",
             "input_series": [{"series": name, "values": values} for name, values in SERIES.items()],
             "promql_expr_test": [{"expr": query.replace("$instance", ".*"), "eval_time": "60m",
