@@ -1,5 +1,6 @@
 """The Debian packages: what they hold, and what they do when they are installed."""
 
+import contextlib
 import glob
 import os
 import re
@@ -132,7 +133,7 @@ class PackageTest(unittest.TestCase):
                 open(os.path.join(admin, name), "w", encoding="utf-8").close()
             dpkg = ["dpkg", "--root=" + root, "--log=/dev/null", "--force-depends", "--force-script-chrootless",
                     "--force-not-root", "--force-bad-path"]
-            environment = {**os.environ, "PATH": self.stand_ins(root) + ":" + os.environ["PATH"]}
+            environment = self.stand_ins(root)
             output(*dpkg, "-i", deb, *self.parts(deb), self.monitor(deb), env=environment)
             # Nothing that they depend on is there, so dpkg takes them in any order. The running system's services are left alone.
             self.assertEqual(sorted(f"{program} --root={root} {name}.conf" for name in ("esa", "esamon")
@@ -158,11 +159,7 @@ class PackageTest(unittest.TestCase):
             self.assertTrue(os.path.exists(log))
 
     def test_deb_restarts_what_runs_after_an_upgrade(self):
-        with stage.prepared(), tempfile.TemporaryDirectory() as work:
-            if not stage.is_own():
-                self.skipTest("the services of this machine would be meant")
-            os.makedirs("/run/systemd/system")
-            environment = {**os.environ, "PATH": self.stand_ins(work) + ":" + os.environ["PATH"]}
+        with self.services() as (work, environment):
             script = os.path.join(SOURCE, "packaging", "debian", "adapter", "postinst")
             output("sh", script, "configure", env=environment)
             self.assertNotIn("systemctl try-restart msm.service esa.service", self.calls(work))
@@ -172,11 +169,7 @@ class PackageTest(unittest.TestCase):
             self.assertLess(calls.index("systemctl daemon-reload"), calls.index("systemctl try-restart msm.service esa.service"))
 
     def test_deb_starts_what_is_enabled_when_it_is_installed_again(self):
-        with stage.prepared(), tempfile.TemporaryDirectory() as work:
-            if not stage.is_own():
-                self.skipTest("the services of this machine would be meant")
-            os.makedirs("/run/systemd/system")
-            environment = {**os.environ, "PATH": self.stand_ins(work) + ":" + os.environ["PATH"]}
+        with self.services() as (work, environment):
             scripts = os.path.join(SOURCE, "packaging", "debian", "adapter")
             for words, starts in ((("install",), False), (("upgrade", "1.2"), False), (("install", "1.2"), True)):
                 output("sh", os.path.join(scripts, "preinst"), *words, env=environment)
@@ -187,9 +180,18 @@ class PackageTest(unittest.TestCase):
             output("sh", os.path.join(scripts, "postinst"), "configure", "1.2", env=environment)
             self.assertEqual(1, self.calls(work).count("systemctl start esa.service"), "once")
 
+    @contextlib.contextmanager
+    def services(self):
+        """A place where services run, and the environment for scripts that change them."""
+        with stage.prepared(), tempfile.TemporaryDirectory() as work:
+            if not stage.is_own():
+                self.skipTest("the services of this machine would be meant")
+            os.makedirs("/run/systemd/system")
+            yield work, self.stand_ins(work)
+
     @staticmethod
     def stand_ins(root):
-        """Programs that note their command line instead of changing the machine's users and units."""
+        """An environment whose programs note their command line instead of changing the machine's users and units."""
         folder = os.path.join(root, "stand-ins")
         os.mkdir(folder)
         for name in ("systemd-sysusers", "systemd-tmpfiles", "systemctl", "udevadm", "useradd"):
@@ -197,7 +199,7 @@ class PackageTest(unittest.TestCase):
             with open(path, "w", encoding="utf-8") as file:
                 file.write(f'#!/bin/sh\necho "{name} $*" >> "{root}/calls"\n')
             os.chmod(path, 0o755)
-        return folder
+        return {**os.environ, "PATH": folder + ":" + os.environ["PATH"]}
 
     @staticmethod
     def calls(root):
