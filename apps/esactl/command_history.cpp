@@ -1,10 +1,10 @@
 /** history, and events of the past: both from the monitor. */
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "commands.h"
 #include "enclosure.h"
 #include "errors.h"
+#include "json.h"
 #include "moments.h"
 #include "monitor_client.h"
 #include "names.h"
@@ -13,23 +13,22 @@
 #include "render_text.h"
 #include "session.h"
 
-using nlohmann::ordered_json;
-
 namespace {
 
 /** The monitor's document; nothing when there is no monitor. */
-std::optional<ordered_json> document(const Options_t& options, const std::string& path) {
+std::optional<JsonInput_t> document(const Options_t& options, const std::string& path) {
     const std::optional<MonitorReply_t> reply = askMonitor(options.monitor, path, options.timeoutSeconds);
     if (!reply) {
         return std::nullopt;
     }
-    ordered_json parsed = ordered_json::parse(reply->body, nullptr, false);
-    if (parsed.is_discarded() || !parsed.is_object()) {
+    std::optional<JsonInput_t> parsed = JsonInput_t::parse(reply->body);
+    if (!parsed || !parsed->isObject()) {
         throw badAnswerError("the monitor at '" + options.monitor + "' answers with something else than a document");
     }
     if (reply->status != 200) {
         const bool isUsage = reply->status == 400;
-        const std::string text = parsed.value("/error/text"_json_pointer, "status " + std::to_string(reply->status));
+        const std::string text =
+            (*parsed)["error"]["text"].string().value_or("status " + std::to_string(reply->status));
         throw isUsage ? usageError(text) : noAnswerError("the monitor says: " + text);
     }
     return parsed;
@@ -49,14 +48,14 @@ void tellSource(const std::string& text) {
     (void)std::fprintf(stderr, "esactl: %s\n", text.c_str());
 }
 
-std::string entryLine(const ordered_json& entry, const Palette_t& palette) {
+std::string entryLine(const JsonInput_t& entry, const Palette_t& palette) {
     Event_t event;
-    event.severity = entry.value("severity", "unknown");
-    event.text = entry.value("text", "");
-    if (const long count = entry.value("count", 1L); count > 1) {
-        event.text += " (" + std::to_string(count) + " times until " + entry.value("last_time", "") + ")";
+    event.severity = entry["severity"].string().value_or("unknown");
+    event.text = entry["text"].string().value_or("");
+    if (const std::int64_t count = entry["count"].integer().value_or(1); count > 1) {
+        event.text += " (" + std::to_string(count) + " times until " + entry["last_time"].string().value_or("") + ")";
     }
-    return eventLine(event, 0, entry.value("time", ""), palette);
+    return eventLine(event, 0, entry["time"].string().value_or(""), palette);
 }
 
 /** A reading at this moment, for want of a monitor. */
@@ -88,33 +87,32 @@ int presentReading(const Options_t& options, const std::string& name) {
     return 0;
 }
 
-std::string cell(const ordered_json& value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%10.6g", value.is_number() ? value.get<double>() : 0.0);
-    return value.is_number() ? text : "         -";
+std::string cell(const JsonInput_t& value) {
+    char text[32] = "         -";
+    if (const std::optional<double> number = value.number()) {
+        std::snprintf(text, sizeof text, "%10.6g", *number);
+    }
+    return text;
 }
 
-std::vector<std::string> tableLines(const ordered_json& series) {
+std::vector<std::string> tableLines(const JsonInput_t& series) {
     std::vector<std::string> lines{"time                            min       mean        max"};
-    for (const ordered_json& point : series["points"]) {
-        lines.push_back(millisText(static_cast<Millis_t>(point[0].get<double>() * 1000)) + cell(point[1]) + " " +
+    for (const JsonInput_t& point : series["points"].elements()) {
+        lines.push_back(millisText(static_cast<Millis_t>(point[0].number().value_or(0) * 1000)) + cell(point[1]) + " " +
                         cell(point[2]) + " " + cell(point[3]));
     }
     return lines;
 }
 
-std::vector<std::string> curveLines(const ordered_json& series) {
+std::vector<std::string> curveLines(const JsonInput_t& series) {
     std::vector<PlotPoint_t> points;
-    points.reserve(series["points"].size());
-    const auto number = [](const ordered_json& value) {
-        return value.is_number() ? std::optional(value.get<double>()) : std::nullopt;
-    };
-    for (const ordered_json& point : series["points"]) {
-        points.push_back({point[0].get<double>(), number(point[1]), number(point[3])});
+    for (const JsonInput_t& point : series["points"].elements()) {
+        points.push_back({point[0].number().value_or(0), point[1].number(), point[3].number()});
     }
+    const JsonInput_t shown = series["limits"];
     std::vector<std::pair<std::string, double>> limits;
-    for (const auto& [name, value] : series["limits"].items()) {
-        limits.emplace_back(name, value.get<double>());
+    for (const std::string& name : shown.names()) {
+        limits.emplace_back(name, shown[name.c_str()].number().value_or(0));
     }
     return plotLines(points, limits, terminalSize().ws_col);
 }
@@ -132,7 +130,7 @@ int pastEventsCommand(const Options_t& options) {
                                   {"element", options.element},
                                   {"type", options.type},
                                   {"limit", options.count == 0 ? "" : std::to_string(options.count)}});
-    const std::optional<ordered_json> found = document(options, path);
+    const std::optional<JsonInput_t> found = document(options, path);
     if (!found) {
         throw noSwitchError("no monitor listens at '" + options.monitor +
                             "', and only it knows the past; start esamon, name its socket with --monitor, or leave out "
@@ -140,10 +138,8 @@ int pastEventsCommand(const Options_t& options) {
     }
     const Palette_t palette = standardOutputPalette();
     std::vector<std::string> lines;
-    lines.reserve((*found)["events"].size());
-    for (const ordered_json& entry : (*found)["events"]) {
-        lines.push_back(options.json() ? entry.dump(-1, ' ', false, ordered_json::error_handler_t::replace)
-                                       : entryLine(entry, palette));
+    for (const JsonInput_t& entry : (*found)["events"].elements()) {
+        lines.push_back(options.json() ? entry.text(-1) : entryLine(entry, palette));
     }
     const std::string none =
         "; it has no event" + (options.element.empty() ? "" : " of " + options.element) +
@@ -152,7 +148,7 @@ int pastEventsCommand(const Options_t& options) {
              : " of type " + options.type + " (as --json names them: fan-fault-status, state-change ...)") +
         " from that time";
     tellSource("from the history of the monitor at " + options.monitor + (lines.empty() ? none : "") +
-               (found->value("more", false) ? "; there is more: give --until or --count" : ""));
+               ((*found)["more"].flag() == true ? "; there is more: give --until or --count" : ""));
     printLines(lines);
     return 0;
 }
@@ -160,19 +156,19 @@ int pastEventsCommand(const Options_t& options) {
 int historyCommand(const Options_t& options) {
     const std::string path =
         "/api/v1/readings" + query({{"element", options.element}, {"since", options.since}, {"until", options.until}});
-    const std::optional<ordered_json> found = document(options, path);
+    const std::optional<JsonInput_t> found = document(options, path);
     if (!found) {
         return presentReading(options, options.element);
     }
     if (options.json()) {
-        printText(found->dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+        printText(found->text(2) + "\n");
         return 0;
     }
-    const ordered_json& series = (*found)["series"].at(0);
-    tellSource(series.value("name", "") + " in " + series.value("unit", "") + ", " +
-               (found->value("source", "") == "raw" ? "readings" : "five-minute values") + " from the monitor at " +
+    const JsonInput_t series = (*found)["series"][0];
+    tellSource(series["name"].string().value_or("") + " in " + series["unit"].string().value_or("") + ", " +
+               ((*found)["source"].string() == "raw" ? "readings" : "five-minute values") + " from the monitor at " +
                options.monitor);
-    if (series["points"].empty()) {
+    if (series["points"].elements().empty()) {
         throw noAnswerError("the monitor has no readings of " + options.element + " from that time");
     }
     printLines(options.plot ? curveLines(series) : tableLines(series));

@@ -1,19 +1,17 @@
 #include "log_words.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "enclosure.h"
 #include "esa_evl.h"
 #include "events.h"
 #include "health.h"
 #include "hex.h"
+#include "json.h"
 #include "moments.h"
 #include "render_text.h"
 #include "ses_mesgs.h"
 #include "words.h"
-
-using nlohmann::json;
 
 namespace {
 
@@ -137,17 +135,13 @@ struct Record_t {
 /** Seconds whose milliseconds are still a moment. */
 constexpr std::int64_t MOST_SECONDS = 253402300799; // the last of the year 9999
 
-std::int64_t integerOf(const json& object, const char* name) {
-    const auto found = object.find(name);
-    return found != object.end() && found->is_number_integer() ? found->get<std::int64_t>() : -1;
-}
-
 /** Nothing for a line that is JSON, but no record. */
-std::optional<Record_t> recordOf(const json& object) {
-    Record_t record{.id = integerOf(object, "evId"), .seconds = integerOf(object, "time"), .body = {}};
-    const auto body = object.find("body");
+std::optional<Record_t> recordOf(const JsonInput_t& object) {
+    Record_t record{
+        .id = object["evId"].integer().value_or(-1), .seconds = object["time"].integer().value_or(-1), .body = {}};
+    const std::optional<std::string> body = object["body"].string();
     const bool hasAll = record.id >= 0 && record.seconds >= 0 && record.seconds <= MOST_SECONDS;
-    if (!hasAll || body == object.end() || !body->is_string() || !parseHex(body->get<std::string>(), &record.body)) {
+    if (!hasAll || !body || !parseHex(*body, &record.body)) {
         return std::nullopt;
     }
     return record;
@@ -186,12 +180,13 @@ Lines_t eventLogLines(std::istream& file) {
     bool isLog = false;
     MessageReaderInWords_t messages;
     for (std::string line; std::getline(file, line);) {
-        const json object = json::parse(line, nullptr, false);
-        const std::optional<Record_t> record = object.is_object() ? recordOf(object) : std::nullopt;
+        const std::optional<JsonInput_t> object = JsonInput_t::parse(line);
+        const bool isObject = object && object->isObject();
+        const std::optional<Record_t> record = isObject ? recordOf(*object) : std::nullopt;
         if (record) {
             isLog = true;
             addIndented(all, millisText(record->seconds * 1000) + " ", recordLines(*record, messages));
-        } else if (object.is_object()) {
+        } else if (isObject) {
             all.emplace_back("a line that is no record of the event log");
         } else if (!line.empty()) {
             all.emplace_back("a line that is cut or damaged");

@@ -1,29 +1,27 @@
 #include "request_body.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "errors.h"
-
-using nlohmann::json;
+#include "json.h"
 
 namespace {
 
-json parse(const std::string& body, std::initializer_list<const char*> members, const char* example) {
-    json document = json::parse(body, nullptr, false);
-    bool isGood = document.is_object() && document.size() == members.size();
+JsonInput_t parse(const std::string& body, std::initializer_list<const char*> members, const char* example) {
+    const std::optional<JsonInput_t> document = JsonInput_t::parse(body);
+    const std::vector<std::string> names = document ? document->names() : std::vector<std::string>();
+    bool isGood = names.size() == members.size();
     for (const char* member : members) {
-        isGood = isGood && document.contains(member);
+        isGood = isGood && std::ranges::find(names, member) != names.end();
     }
     if (!isGood) {
         throw usageError(std::string("the body has to be as ") + example);
     }
-    return document;
+    return *document;
 }
 
-std::string word(const json& document, const char* member, std::initializer_list<std::string_view> choices) {
-    const json& value = document[member];
-    std::string text = value.is_string() ? value.get<std::string>() : "";
+std::string word(const JsonInput_t& document, const char* member, std::initializer_list<std::string_view> choices) {
+    std::string text = document[member].string().value_or("");
     if (std::ranges::find(choices, text) == choices.end()) {
         std::string known;
         for (const std::string_view choice : choices) {
@@ -34,20 +32,19 @@ std::string word(const json& document, const char* member, std::initializer_list
     return text;
 }
 
-std::vector<std::string> slots(const json& value) {
-    if (value == "all") {
+std::vector<std::string> slots(const JsonInput_t& value) {
+    if (value.string() == "all") {
         return {"all"};
     }
-    std::vector<std::string> names;
     constexpr std::size_t MOST = 256;
-    if (value.is_array() && !value.empty() && value.size() <= MOST) {
-        for (const json& name : value) {
-            if (name.is_string()) {
-                names.push_back(name.get<std::string>());
-            }
+    const std::vector<JsonInput_t> elements = value.elements();
+    std::vector<std::string> names;
+    for (const JsonInput_t& element : elements) {
+        if (const std::optional<std::string> name = element.string(); name && *name != "all") {
+            names.push_back(*name);
         }
     }
-    if (names.empty() || names.size() != value.size() || std::ranges::find(names, "all") != names.end()) {
+    if (names.empty() || names.size() > MOST || names.size() != elements.size()) {
         throw usageError("\"slots\" has to be \"all\" or a list of slots, such as [\"slot03\"]");
     }
     return names;
@@ -69,24 +66,23 @@ Action_t actionOf(Command_e command, const std::string& body) {
     Action_t action;
     action.command = command;
     if (command == Command_e::LEDS) {
-        const json document = parse(body, {"slots", "state"}, R"({"slots":["slot03"],"state":"on"})");
+        const JsonInput_t document = parse(body, {"slots", "state"}, R"({"slots":["slot03"],"state":"on"})");
         action.elements = slots(document["slots"]);
         action.request = word(document, "state", {"on", "off"});
     } else if (command == Command_e::ALARM) {
         action.request =
             word(parse(body, {"request"}, R"({"request":"mute"})"), "request", {"mute", "fault", "critical"});
     } else {
-        const json document = parse(body, {"fan", "state"}, R"({"fan":"fan1","state":"on"})");
-        action.elements = {document["fan"].is_string() ? document["fan"].get<std::string>() : ""};
+        const JsonInput_t document = parse(body, {"fan", "state"}, R"({"fan":"fan1","state":"on"})");
+        action.elements = {document["fan"].string().value_or("")};
         action.request = word(document, "state", {"on", "off"});
     }
     return action;
 }
 
 std::string simulatorCommandOf(const std::string& body) {
-    const json document = parse(body, {"command"}, R"({"command":"heat 1600"})");
-    const json& command = document["command"];
-    std::string text = command.is_string() ? command.get<std::string>() : "";
+    const JsonInput_t document = parse(body, {"command"}, R"({"command":"heat 1600"})");
+    std::string text = document["command"].string().value_or("");
     constexpr std::size_t LONGEST = 200;
     const bool isLine = std::ranges::none_of(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; });
     if (text.empty() || text.size() > LONGEST || !isLine) {

@@ -1,8 +1,19 @@
 #include "json.h"
 
+#include <limits>
 #include <nlohmann/json.hpp>
 
 using nlohmann::ordered_json;
+
+namespace {
+
+const ordered_json NOTHING;
+
+std::string textOf(const ordered_json& value, int indent) {
+    return value.dump(indent, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+} // namespace
 
 Json_t::Json_t() = default;
 Json_t::Json_t(bool value) : value_(std::make_unique<ordered_json>(value)) {}
@@ -19,12 +30,17 @@ Json_t& Json_t::operator=(const Json_t& other) {
 Json_t& Json_t::operator=(Json_t&& other) noexcept = default;
 Json_t::~Json_t() = default;
 
-Json_t Json_t::object(std::initializer_list<Member_t> members) {
+Json_t Json_t::object(std::initializer_list<JsonMember_t> members) {
+    Json_t object = Json_t::object();
+    for (const JsonMember_t& member : members) {
+        object.set(member.name, member.value);
+    }
+    return object;
+}
+
+Json_t Json_t::object() {
     Json_t object;
     object.value_ = std::make_unique<ordered_json>(ordered_json::object());
-    for (const Member_t& member : members) {
-        object.set(member.first, member.second);
-    }
     return object;
 }
 
@@ -43,5 +59,70 @@ void Json_t::add(Json_t value) {
 }
 
 std::string Json_t::text(int indent) const {
-    return value_ ? value_->dump(indent, ' ', false, ordered_json::error_handler_t::replace) : "null";
+    return value_ ? textOf(*value_, indent) : "null";
+}
+
+JsonInput_t::JsonInput_t(std::shared_ptr<const ordered_json> value) : value_(std::move(value)) {}
+
+std::optional<JsonInput_t> JsonInput_t::parse(const std::string& text) {
+    const auto value = std::make_shared<const ordered_json>(ordered_json::parse(text, nullptr, false));
+    return value->is_discarded() ? std::nullopt : std::optional(JsonInput_t(value));
+}
+
+JsonInput_t JsonInput_t::part(const ordered_json& value) const {
+    return JsonInput_t(std::shared_ptr<const ordered_json>(value_, &value));
+}
+
+bool JsonInput_t::isObject() const {
+    return value_->is_object();
+}
+
+std::vector<std::string> JsonInput_t::names() const {
+    std::vector<std::string> names;
+    if (value_->is_object()) {
+        for (const auto& [name, value] : value_->items()) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+JsonInput_t JsonInput_t::operator[](const char* name) const {
+    return part(isObject() && value_->contains(name) ? value_->at(name) : NOTHING);
+}
+
+JsonInput_t JsonInput_t::operator[](std::size_t index) const {
+    return part(value_->is_array() && index < value_->size() ? value_->at(index) : NOTHING);
+}
+
+std::vector<JsonInput_t> JsonInput_t::elements() const {
+    std::vector<JsonInput_t> elements;
+    if (value_->is_array()) {
+        for (const ordered_json& element : *value_) {
+            elements.push_back(part(element));
+        }
+    }
+    return elements;
+}
+
+std::optional<bool> JsonInput_t::flag() const {
+    return value_->is_boolean() ? std::optional(value_->get<bool>()) : std::nullopt;
+}
+
+std::optional<std::int64_t> JsonInput_t::integer() const {
+    constexpr std::uint64_t MOST = std::numeric_limits<std::int64_t>::max();
+    const bool isTooLarge = value_->is_number_unsigned() && value_->get<std::uint64_t>() > MOST;
+    return value_->is_number_integer() && !isTooLarge ? std::optional(value_->get<std::int64_t>()) : std::nullopt;
+}
+
+std::optional<double> JsonInput_t::number() const {
+    return value_->is_number() ? std::optional(value_->get<double>()) : std::nullopt;
+}
+
+std::optional<std::string> JsonInput_t::string() const {
+    return value_->is_string() ? std::optional(value_->get<std::string>()) : std::nullopt;
+}
+
+std::string JsonInput_t::text(int indent) const {
+    return textOf(*value_, indent);
 }

@@ -1,7 +1,8 @@
-/** JSON documents that tools print; the members of an object keep the order in which they were given. */
+/** JSON documents that tools print and read; the members of an object keep the order in which they were given. */
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -9,13 +10,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+struct JsonMember_t;
 
 class Json_t {
 public:
-    using Member_t = std::pair<const char*, Json_t>;
-
     /* A value becomes JSON wherever one is wanted. */
     Json_t();
     Json_t(std::nullptr_t) : Json_t() {}
@@ -31,7 +31,8 @@ public:
     template <typename T>
     Json_t(const std::optional<T>& value) : Json_t(value ? Json_t(*value) : Json_t()) {}
 
-    static Json_t object(std::initializer_list<Member_t> members = {});
+    static Json_t object(std::initializer_list<JsonMember_t> members);
+    static Json_t object();
     static Json_t array();
 
     Json_t(const Json_t& other);
@@ -50,4 +51,41 @@ public:
 
 private:
     std::unique_ptr<nlohmann::ordered_json> value_; /**< none: null */
+};
+
+struct JsonMember_t {
+    const char* name;
+    Json_t value;
+};
+
+/** A document that was read, or a part of it. What is not there reads as null. */
+class JsonInput_t {
+public:
+    /** Nothing when `text` is not one whole document. */
+    static std::optional<JsonInput_t> parse(const std::string& text);
+
+    [[nodiscard]] bool isObject() const;
+    /** Names of an object's members. */
+    [[nodiscard]] std::vector<std::string> names() const;
+    JsonInput_t operator[](const char* name) const;
+    JsonInput_t operator[](std::size_t index) const;
+    /** Elements of an array; none of anything else. */
+    [[nodiscard]] std::vector<JsonInput_t> elements() const;
+
+    /* Nothing for a value of another kind. */
+    [[nodiscard]] std::optional<bool> flag() const;
+    /** Nothing for what does not fit either. */
+    [[nodiscard]] std::optional<std::int64_t> integer() const;
+    [[nodiscard]] std::optional<double> number() const;
+    [[nodiscard]] std::optional<std::string> string() const;
+
+    /** As Json_t::text(). */
+    [[nodiscard]] std::string text(int indent) const;
+
+private:
+    explicit JsonInput_t(std::shared_ptr<const nlohmann::ordered_json> value);
+    /** A part of this document, which stays as long as any part is held. */
+    JsonInput_t part(const nlohmann::ordered_json& value) const;
+
+    std::shared_ptr<const nlohmann::ordered_json> value_;
 };

@@ -13,6 +13,7 @@ JsonValue_t::JsonValue_t(const char* text) : JsonValue_t(ordered_json(text)) {}
 JsonValue_t::JsonValue_t(const std::string& text) : JsonValue_t(ordered_json(text)) {}
 JsonValue_t::JsonValue_t(bool value) : JsonValue_t(ordered_json(value)) {}
 JsonValue_t::JsonValue_t(std::int64_t value) : JsonValue_t(ordered_json(value)) {}
+JsonValue_t::JsonValue_t(double value) : JsonValue_t(ordered_json(value)) {}
 
 JsonValue_t JsonValue_t::parse(const std::string& text) {
     ordered_json value = ordered_json::parse(text, nullptr, false);
@@ -52,6 +53,14 @@ std::size_t JsonValue_t::size() const {
     return value_->size();
 }
 
+std::vector<JsonValue_t> JsonValue_t::elements() const {
+    std::vector<JsonValue_t> elements;
+    for (std::size_t i = 0; value_->is_array() && i < size(); ++i) {
+        elements.push_back((*this)[i]);
+    }
+    return elements;
+}
+
 std::vector<std::string> JsonValue_t::names() const {
     std::vector<std::string> names;
     for (const auto& [name, value] : value_->items()) {
@@ -68,6 +77,10 @@ JsonValue_t JsonValue_t::without(const char* name) const {
 
 std::string JsonValue_t::text() const {
     return value_->is_string() ? value_->get<std::string>() : std::string();
+}
+
+double JsonValue_t::number() const {
+    return value_->is_number() ? value_->get<double>() : 0;
 }
 
 std::string JsonValue_t::dump() const {

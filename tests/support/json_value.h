@@ -25,6 +25,7 @@ public:
     JsonValue_t(const std::string& text);
     JsonValue_t(bool value);
     JsonValue_t(std::int64_t value);
+    JsonValue_t(double value);
     template <std::integral T>
     JsonValue_t(T value) : JsonValue_t(static_cast<std::int64_t>(value)) {}
 
@@ -38,12 +39,16 @@ public:
     [[nodiscard]] bool isNull() const;
     [[nodiscard]] bool contains(const char* name) const;
     [[nodiscard]] std::size_t size() const;
+    /** Elements of an array; none of anything else. */
+    [[nodiscard]] std::vector<JsonValue_t> elements() const;
     /** Names of an object's members, in the document's order. */
     [[nodiscard]] std::vector<std::string> names() const;
     /** The same object without that member. */
     [[nodiscard]] JsonValue_t without(const char* name) const;
     /** A text's characters; empty for any other value. */
     [[nodiscard]] std::string text() const;
+    /** 0 for what is no number. */
+    [[nodiscard]] double number() const;
     /** The whole value on one line, members sorted by their names. */
     [[nodiscard]] std::string dump() const;
 

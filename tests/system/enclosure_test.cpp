@@ -6,7 +6,6 @@
 #include "system_test.h"
 
 using namespace testsupport;
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
@@ -196,10 +195,9 @@ protected:
 
     std::vector<std::size_t> litDrives() const {
         std::vector<std::size_t> lit;
-        const json now = world(); // outlives the loop
-        for (const json& drive : now["drives"]) {
+        for (const JsonValue_t& drive : world()["drives"].elements()) {
             if (drive["led"] == true) {
-                lit.push_back(drive["index"].get<std::size_t>());
+                lit.push_back(static_cast<std::size_t>(drive["index"].number()));
             }
         }
         return lit;
@@ -229,7 +227,7 @@ TEST_P(Enclosure, IsInitialisedPolledAndShownByteForByte) {
     EXPECT_EQ(page(2, &before), status);
     EXPECT_THAT(before, IsEmpty());
 
-    const json now = world();
+    const JsonValue_t now = world();
     EXPECT_EQ(now["fans"].size(), chassis.fans.size());
     EXPECT_EQ(now["supplies"].size(), chassis.supplies.size());
     EXPECT_EQ(now["drives"].size(), chassis.drives);

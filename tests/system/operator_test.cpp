@@ -4,7 +4,6 @@
 #include "system_test.h"
 
 using namespace testsupport;
-using nlohmann::json;
 
 namespace {
 
@@ -27,8 +26,7 @@ TEST_F(Operator, SeesTheEnclosureAndLightsALedThroughTheSwitch) {
     startAdapter();
 
     const RunResult_t status = esactl({"status", "--json"});
-    const json document = json::parse(status.out, nullptr, false);
-    ASSERT_FALSE(document.is_discarded()) << status.out << status.err;
+    EXPECT_EQ(JsonValue_t::parse(status.out)["schema"], "esactl.status") << status.err;
     EXPECT_EQ(status.ending.exitCode & 7, 0) << status.err;
 
     EXPECT_EQ(world()["drives"][3]["led"], false);

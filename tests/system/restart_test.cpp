@@ -7,12 +7,10 @@
 #include <algorithm>
 #include <csignal>
 #include <ostream>
-#include <sstream>
 
 #include "system_test.h"
 
 using namespace testsupport;
-using nlohmann::json;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -108,8 +106,7 @@ protected:
 
     Slots_t litDrives() const {
         Slots_t lit;
-        const json now = world();
-        for (const json& drive : now["drives"]) {
+        for (const JsonValue_t& drive : world()["drives"].elements()) {
             if (drive["led"] == true) {
                 lit.push_back(drive["index"].get<std::size_t>());
             }
@@ -120,19 +117,18 @@ protected:
     /** Loads of all fans, in whole percent. */
     std::vector<int> loads() const {
         std::vector<int> loads;
-        const json now = world();
-        for (const json& fan : now["fans"]) {
-            loads.push_back(static_cast<int>(fan["dutyPercent"].get<double>() + 0.5));
+        for (const JsonValue_t& fan : world()["fans"].elements()) {
+            loads.push_back(static_cast<int>(fan["dutyPercent"].number() + 0.5));
         }
         return loads;
     }
 
-    std::string alarm() const { return world()["alarm"]["state"].get<std::string>(); }
+    std::string alarm() const { return world()["alarm"]["state"].text(); }
 
     /** The enclosure's own LEDs, where it has some: supplies well, redundancy lost, a fan failed. */
     std::vector<bool> enclosureLeds() const {
-        const json leds = world()["leds"];
-        return {leds.value("psuOk", false), leds.value("redundancyFail", false), leds.value("fanFail", false)};
+        const JsonValue_t leds = world()["leds"];
+        return {leds["psuOk"] == true, leds["redundancyFail"] == true, leds["fanFail"] == true};
     }
 
     void setTemperatures(int celsius) const {
@@ -145,11 +141,9 @@ protected:
     Lines_t toldStartup() const {
         Lines_t names;
         const RunResult_t told = esactl({"--timeout", "0.5", "--json", "events", "--startup", "--all"});
-        std::istringstream lines(told.out);
-        for (std::string line; std::getline(lines, line);) {
-            const json event = json::parse(line);
+        for (const JsonValue_t& event : JsonValue_t::parseLines(told.out)) {
             if (event["schema"] == "esactl.startup") {
-                const std::string name = event["name"].get<std::string>();
+                const std::string name = event["name"].text();
                 names.push_back(name == "composite-fault-led" ? name + (event["data"]["on"] == 1 ? " on" : " off")
                                                               : name);
             }

@@ -8,7 +8,6 @@
 #include "system_test.h"
 
 using namespace testsupport;
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -52,7 +51,7 @@ protected:
 
     /** Checks the four records of the adapter's end, and returns the first one's body. */
     Bytes_t expectRecords() const {
-        const std::vector<json> records = eventLog();
+        const std::vector<JsonValue_t> records = eventLog();
         EXPECT_EQ(records.size(), 4U);
         if (records.size() != 4) {
             return Bytes_t(196, 0);
@@ -66,12 +65,12 @@ protected:
             EXPECT_EQ(records[i]["evCategory"], 3);
             EXPECT_EQ(records[i]["evIdVersion"], 1);
             EXPECT_EQ(records[i]["evStructLength"], lengths[i]);
-            EXPECT_EQ(records[i]["body"].get<std::string>().size(), static_cast<std::size_t>(2 * lengths[i]));
+            EXPECT_EQ(records[i]["body"].text().size(), static_cast<std::size_t>(2 * lengths[i]));
         }
-        return unhex(records[0]["body"].get<std::string>());
+        return unhex(records[0]["body"].text());
     }
 
-    Bytes_t snapshot() const { return unhex(eventLog().at(1)["body"].get<std::string>()); }
+    Bytes_t snapshot() const { return unhex(eventLog().at(1)["body"].text()); }
 
     void expectAbort() {
         const std::optional<Ending_t> ending = esa->wait(PATIENCE);
@@ -237,10 +236,10 @@ TEST_F(CriticalError, SwitchThatClosesBeforeAReply) {
     expectAbort();
     const Bytes_t body = expectRecords();
     EXPECT_EQ(textAt(body, 132), "Linux send function fails, sendSize = [132] is wrong");
-    const Bytes_t received = unhex(eventLog().at(2)["body"].get<std::string>());
+    const Bytes_t received = unhex(eventLog().at(2)["body"].text());
     EXPECT_EQ(hexOf(received, 8, 8), "0E 01 00 48 12 00 00 1C");
     EXPECT_EQ(hexOf(received, 64, 8), "1C 80 01 00 10 00 00 00");
-    const Bytes_t sent = unhex(eventLog().at(3)["body"].get<std::string>());
+    const Bytes_t sent = unhex(eventLog().at(3)["body"].text());
     EXPECT_EQ(hexOf(sent, 8, 8), "0E 01 00 84 12 00 00 1C");
     EXPECT_EQ(hexOf(sent, 40, 4), "00 00 12 34");
 }

@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 using namespace testsupport;
-using nlohmann::json;
 
 namespace {
 
@@ -160,13 +159,8 @@ Lines_t SystemTest::poll() const {
     return names;
 }
 
-std::vector<json> SystemTest::eventLog() const {
-    std::vector<json> records;
-    std::ifstream log(directory + "/log/altevents.jsonl");
-    for (std::string line; std::getline(log, line);) {
-        records.push_back(json::parse(line));
-    }
-    return records;
+std::vector<JsonValue_t> SystemTest::eventLog() const {
+    return JsonValue_t::parseLines(folder.read("log/altevents.jsonl"));
 }
 
 std::string SystemTest::traceLog() const {

@@ -9,10 +9,9 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "bytes.h"
 #include "folder.h"
+#include "json_value.h"
 #include "program.h"
 #include "shared_segment.h"
 #include "stream.h"
@@ -73,7 +72,7 @@ protected:
 
     /** Gives the simulator a command; its reply without the last line. */
     std::string simulator(const std::string& command) const;
-    nlohmann::json world() const { return nlohmann::json::parse(simulator("show --json")); }
+    testsupport::JsonValue_t world() const { return testsupport::JsonValue_t::parse(simulator("show --json")); }
 
     /** Sends a request and waits for its reply; what came before the reply is added to `before`. */
     Bytes_t ask(const Bytes_t& request, Lines_t* before = nullptr) const;
@@ -83,7 +82,7 @@ protected:
     Lines_t poll() const;
 
     /** Records of the platform's event log. */
-    std::vector<nlohmann::json> eventLog() const;
+    std::vector<testsupport::JsonValue_t> eventLog() const;
     std::string traceLog() const;
     int transfers() const;
 

@@ -7,7 +7,6 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <poll.h>
 #include <thread>
 #include <unistd.h>
@@ -18,7 +17,6 @@
 #include "stream.h"
 
 using namespace testsupport;
-using nlohmann::json;
 using testing::EndsWith;
 using testing::HasSubstr;
 
@@ -164,7 +162,7 @@ TEST_F(Encsim, SeveralConnectionsWithManyCommandsEach) {
     EXPECT_EQ(ask(first, "toast"), "error: unknown command \"toast\"; \"help\" lists the commands\n");
     const std::string reply = ask(second, "show --json");
     ASSERT_THAT(reply, EndsWith("\nok\n"));
-    const json world = json::parse(reply.substr(0, reply.find('\n')));
+    const JsonValue_t world = JsonValue_t::parse(reply.substr(0, reply.find('\n')));
     EXPECT_EQ(world["heatWatts"], 500.0);
     EXPECT_EQ(world["ambientCelsius"], 30.0);
     first.send("freeze\nthaw\nhe");
@@ -265,10 +263,10 @@ TEST_F(Encsim, TimePassesAtTheGivenSpeed) {
     const File_t peer = connectToCommands();
     EXPECT_EQ(ask(peer, "fan 0 stall"), "ok\n");
     const auto end = std::chrono::steady_clock::now() + PATIENCE;
-    long rpm = 9000;
+    double rpm = 9000;
     while (rpm > 10 && std::chrono::steady_clock::now() < end) {
         const std::string reply = ask(peer, "show --json");
-        rpm = json::parse(reply.substr(0, reply.find('\n')))["fans"][0]["rpm"];
+        rpm = JsonValue_t::parse(reply.substr(0, reply.find('\n')))["fans"][0]["rpm"].number();
         std::this_thread::sleep_for(Milliseconds_t(20));
     }
     EXPECT_LE(rpm, 10);

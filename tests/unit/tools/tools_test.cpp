@@ -4,7 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -20,6 +20,7 @@
 
 namespace {
 
+using testing::IsEmpty;
 using testsupport::Bytes_t;
 
 /** Two ends of a stream. */
@@ -194,6 +195,49 @@ TEST(Json, MembersKeepTheirOrderAndTextsMayHoldAnyByte) {
     EXPECT_EQ(list.text(2), "[\n  {\n    \"n\": 0\n  }\n]");
     EXPECT_EQ(Json_t().text(2), "null");
     EXPECT_EQ(Json_t::object({{"part", 812.5}, {"whole", 20.0}}).text(-1), R"({"part":812.5,"whole":20.0})");
+}
+
+TEST(JsonInput, PartsAreReadByTheirKinds) {
+    const auto read = JsonInput_t::parse(R"({"z":[true,-3,2.5,"x"],"a":{"b":null}})");
+    ASSERT_TRUE(read && read->isObject());
+    EXPECT_EQ(read->names(), (std::vector<std::string>{"z", "a"}));
+    EXPECT_EQ(read->text(-1), R"({"z":[true,-3,2.5,"x"],"a":{"b":null}})");
+    const std::vector<JsonInput_t> list = (*read)["z"].elements();
+    ASSERT_EQ(list.size(), 4U);
+    EXPECT_EQ(list[0].flag(), true);
+    EXPECT_EQ(list[1].integer(), -3);
+    EXPECT_EQ(list[1].number(), -3.0);
+    EXPECT_EQ((*read)["z"][2].number(), 2.5);
+    EXPECT_EQ((*read)["z"][3].string(), "x");
+}
+
+TEST(JsonInput, WhatIsNotThereOrOfAnotherKindReadsAsNothing) {
+    const auto read = JsonInput_t::parse(R"(["a",9223372036854775807,9223372036854775808])");
+    ASSERT_TRUE(read && !read->isObject());
+    EXPECT_EQ((*read)[1].integer(), 9223372036854775807);
+    EXPECT_EQ((*read)[2].integer(), std::nullopt) << "does not fit";
+    for (const JsonInput_t& part : {(*read)[3], (*read)["a"], (*read)[0]["a"], (*read)[0][0]}) {
+        EXPECT_EQ(part.text(-1), "null");
+        EXPECT_EQ(part.integer(), std::nullopt);
+        EXPECT_EQ(part.number(), std::nullopt);
+        EXPECT_EQ(part.string(), std::nullopt);
+        EXPECT_EQ(part.flag(), std::nullopt);
+        EXPECT_THAT(part.elements(), IsEmpty());
+        EXPECT_THAT(part.names(), IsEmpty());
+    }
+    EXPECT_EQ((*read)[0].integer(), std::nullopt);
+    EXPECT_THAT((*read)[0].elements(), IsEmpty());
+}
+
+TEST(JsonInput, OnlyOneWholeDocumentIsRead) {
+    for (const char* const text : {"", "{", "{} {}", "[1,]", "nul", "\"\xFF\"", "1e999"}) {
+        EXPECT_FALSE(JsonInput_t::parse(text)) << text;
+    }
+}
+
+TEST(JsonInput, PartOutlivesTheDocument) {
+    const JsonInput_t part = (*JsonInput_t::parse(R"({"a":["a text that is not short"]})"))["a"][0];
+    EXPECT_EQ(part.string(), "a text that is not short");
 }
 
 TEST(ChassisList, EveryTypeHasItsNames) {
