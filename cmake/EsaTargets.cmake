@@ -85,6 +85,15 @@ function(esa_test name)
     PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
 endfunction()
 
+# esa_compile_quickly(TARGET...): with ESA_QUICK, g++ compiles each in half the time and makes somewhat slower code of it.
+function(esa_compile_quickly)
+  foreach(target ${ARGN})
+    if(ESA_QUICK AND TARGET ${target} AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+      target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Og>)
+    endif()
+  endforeach()
+endfunction()
+
 # esa_compile_together(TARGET...): with ESA_UNITY, the sources of each are compiled several at a time: their libraries'
 # headers and templates are most of what there is to compile.
 function(esa_compile_together)

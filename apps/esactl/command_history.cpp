@@ -98,8 +98,8 @@ std::string cell(const JsonInput_t& value) {
 std::vector<std::string> tableLines(const JsonInput_t& series) {
     std::vector<std::string> lines{"time                            min       mean        max"};
     for (const JsonInput_t& point : series["points"].elements()) {
-        lines.push_back(millisText(static_cast<Millis_t>(point[0].number().value_or(0) * 1000)) + cell(point[1]) + " " +
-                        cell(point[2]) + " " + cell(point[3]));
+        lines.push_back(millisText(static_cast<Millis_t>(point.element(0).number().value_or(0) * 1000)) +
+                        cell(point.element(1)) + " " + cell(point.element(2)) + " " + cell(point.element(3)));
     }
     return lines;
 }
@@ -107,7 +107,7 @@ std::vector<std::string> tableLines(const JsonInput_t& series) {
 std::vector<std::string> curveLines(const JsonInput_t& series) {
     std::vector<PlotPoint_t> points;
     for (const JsonInput_t& point : series["points"].elements()) {
-        points.push_back({point[0].number().value_or(0), point[1].number(), point[3].number()});
+        points.push_back({point.element(0).number().value_or(0), point.element(1).number(), point.element(3).number()});
     }
     const JsonInput_t shown = series["limits"];
     std::vector<std::pair<std::string, double>> limits;
@@ -164,7 +164,7 @@ int historyCommand(const Options_t& options) {
         printText(found->text(2) + "\n");
         return 0;
     }
-    const JsonInput_t series = (*found)["series"][0];
+    const JsonInput_t series = (*found)["series"].element(0);
     tellSource(series["name"].string().value_or("") + " in " + series["unit"].string().value_or("") + ", " +
                ((*found)["source"].string() == "raw" ? "readings" : "five-minute values") + " from the monitor at " +
                options.monitor);

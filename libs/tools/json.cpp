@@ -91,7 +91,7 @@ JsonInput_t JsonInput_t::operator[](const char* name) const {
     return part(isObject() && value_->contains(name) ? value_->at(name) : NOTHING);
 }
 
-JsonInput_t JsonInput_t::operator[](std::size_t index) const {
+JsonInput_t JsonInput_t::element(std::size_t index) const {
     return part(value_->is_array() && index < value_->size() ? value_->at(index) : NOTHING);
 }
 

@@ -68,7 +68,7 @@ public:
     /** Names of an object's members. */
     [[nodiscard]] std::vector<std::string> names() const;
     JsonInput_t operator[](const char* name) const;
-    JsonInput_t operator[](std::size_t index) const;
+    [[nodiscard]] JsonInput_t element(std::size_t index) const;
     /** Elements of an array; none of anything else. */
     [[nodiscard]] std::vector<JsonInput_t> elements() const;
 

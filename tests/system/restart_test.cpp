@@ -108,7 +108,7 @@ protected:
         Slots_t lit;
         for (const JsonValue_t& drive : world()["drives"].elements()) {
             if (drive["led"] == true) {
-                lit.push_back(drive["index"].get<std::size_t>());
+                lit.push_back(static_cast<std::size_t>(drive["index"].number()));
             }
         }
         return lit;

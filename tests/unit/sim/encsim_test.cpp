@@ -13,6 +13,7 @@
 
 #include "folder.h"
 #include "hex.h"
+#include "json_value.h"
 #include "program.h"
 #include "stream.h"
 

@@ -207,16 +207,17 @@ TEST(JsonInput, PartsAreReadByTheirKinds) {
     EXPECT_EQ(list[0].flag(), true);
     EXPECT_EQ(list[1].integer(), -3);
     EXPECT_EQ(list[1].number(), -3.0);
-    EXPECT_EQ((*read)["z"][2].number(), 2.5);
-    EXPECT_EQ((*read)["z"][3].string(), "x");
+    EXPECT_EQ((*read)["z"].element(2).number(), 2.5);
+    EXPECT_EQ((*read)["z"].element(3).string(), "x");
 }
 
 TEST(JsonInput, WhatIsNotThereOrOfAnotherKindReadsAsNothing) {
     const auto read = JsonInput_t::parse(R"(["a",9223372036854775807,9223372036854775808])");
     ASSERT_TRUE(read && !read->isObject());
-    EXPECT_EQ((*read)[1].integer(), 9223372036854775807);
-    EXPECT_EQ((*read)[2].integer(), std::nullopt) << "does not fit";
-    for (const JsonInput_t& part : {(*read)[3], (*read)["a"], (*read)[0]["a"], (*read)[0][0]}) {
+    EXPECT_EQ(read->element(1).integer(), 9223372036854775807);
+    EXPECT_EQ(read->element(2).integer(), std::nullopt) << "does not fit";
+    for (const JsonInput_t& part :
+         {read->element(3), (*read)["a"], read->element(0)["a"], read->element(0).element(0)}) {
         EXPECT_EQ(part.text(-1), "null");
         EXPECT_EQ(part.integer(), std::nullopt);
         EXPECT_EQ(part.number(), std::nullopt);
@@ -225,8 +226,8 @@ TEST(JsonInput, WhatIsNotThereOrOfAnotherKindReadsAsNothing) {
         EXPECT_THAT(part.elements(), IsEmpty());
         EXPECT_THAT(part.names(), IsEmpty());
     }
-    EXPECT_EQ((*read)[0].integer(), std::nullopt);
-    EXPECT_THAT((*read)[0].elements(), IsEmpty());
+    EXPECT_EQ(read->element(0).integer(), std::nullopt);
+    EXPECT_THAT(read->element(0).elements(), IsEmpty());
 }
 
 TEST(JsonInput, OnlyOneWholeDocumentIsRead) {
@@ -236,7 +237,7 @@ TEST(JsonInput, OnlyOneWholeDocumentIsRead) {
 }
 
 TEST(JsonInput, PartOutlivesTheDocument) {
-    const JsonInput_t part = (*JsonInput_t::parse(R"({"a":["a text that is not short"]})"))["a"][0];
+    const JsonInput_t part = (*JsonInput_t::parse(R"({"a":["a text that is not short"]})"))["a"].element(0);
     EXPECT_EQ(part.string(), "a text that is not short");
 }
 
