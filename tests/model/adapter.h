@@ -82,10 +82,17 @@ struct State_t {
 };
 
 /**
- * The remembered state as one "name = value" line a field, arrays in one line, numbers in hex ("%x"), bytes as hex
- * pairs, esaInMsg without the zeros at its end. Without esaWorkSpace, whose content nobody outside can see.
+ * The fields of the remembered state that are not as they were when it was asked for last, at first all, as "name =
+ * value" lines: arrays in one line, numbers in hex ("%x"), bytes as hex pairs, esaInMsg without the zeros at its end.
+ * Without esaWorkSpace, whose content nobody outside can see.
  */
-std::vector<std::string> describe(const State_t& state);
+class Changes_t {
+public:
+    std::vector<std::string> until(const State_t& now);
+
+private:
+    std::optional<State_t> before;
+};
 
 /** An address that stands for the send buffer's in `flink` and `blink`; both sides' streams show this one. */
 inline constexpr std::uint32_t SEND_BUFFER_ADDRESS = 0x5E4DB0F5;

@@ -1,9 +1,9 @@
 /**
  * The Chenbro 3U16 (chassis 4): four backplanes with a W83782D each.
  */
-#include "adapter.h"
-
 #include <iterator>
+
+#include "winbond.h"
 
 namespace model {
 namespace {
@@ -20,13 +20,6 @@ struct Fan_t {
 
 constexpr std::array<Fan_t, 6> FANS = {
     {{0x28, 0, 0}, {0x28, 0, 1}, {0x29, 1, 0}, {0x2A, 2, 0}, {0x2B, 3, 0}, {0x2B, 3, 1}}};
-
-// Bytes of a shadow.
-constexpr std::size_t TEMPERATURE_HIGH = 14;
-constexpr std::size_t TEMPERATURE_HYSTERESIS = 15;
-constexpr std::size_t CONFIGURATION = 16;
-constexpr std::size_t SERIAL_BUS_ADDRESS = 17;
-constexpr std::size_t BEEP_GPO = 18;
 
 /** Registers 0x20 to 0x3D. */
 const char* const REGISTERS[] = {
@@ -62,12 +55,6 @@ const char* const REGISTERS[] = {
     "ESA_K_W83782D_FAN3_FAN_COUNT_LIMIT_REG",
 };
 static_assert(std::size(REGISTERS) == 0x3D - 0x20 + 1);
-
-/** Stores a value in a shadow, then sends the shadow's byte. */
-int store(Adapter_t& adapter, std::uint8_t address, std::uint8_t& shadow, std::uint8_t value, std::uint8_t reg) {
-    shadow = value;
-    return adapter.esaWriteI2CData(address, reg, {&shadow, 1});
-}
 
 } // namespace
 

@@ -9,7 +9,7 @@ namespace model {
 
 namespace {
 
-constexpr const char* FUNCTION = "esaProcEncContPage";
+constexpr const char* IN_CONTROL_PAGE = "esaProcEncContPage";
 constexpr int FIRST_LIST = 80;
 constexpr std::uint8_t VOLUME_MANAGER = 20;
 
@@ -57,10 +57,10 @@ void devices(Adapter_t& adapter) {
         const bool on = (record[3] & 0x04) != 0;
         const std::uint32_t bit = 1U << drive;
         if (((state.driveFaultLedStatus0 & bit) != 0) == on) {
-            adapter.trace(FUNCTION, "Drive Fault LED already %s Drive [%d].", on ? "ON" : "OFF", drive);
+            adapter.trace(IN_CONTROL_PAGE, "Drive Fault LED already %s Drive [%d].", on ? "ON" : "OFF", drive);
             continue;
         }
-        adapter.trace(FUNCTION, "Turn %s Fault LED on Drive [%d].", on ? "On" : "Off", drive);
+        adapter.trace(IN_CONTROL_PAGE, "Turn %s Fault LED on Drive [%d].", on ? "On" : "Off", drive);
         driveLed(adapter, drive, on);
         state.driveFaultLedStatus0 ^= bit;
         changed = true;
@@ -109,10 +109,10 @@ void powerSupplies(Adapter_t& adapter, std::size_t list) {
         const bool fault = (record[3] & 0x02) != 0;
         const bool dark = (state.powerSupplyStatus & 0x4) != 0;
         if (fault != dark) {
-            adapter.trace(FUNCTION, "Fault LED already [%s] for Power Supply.", fault ? "ON" : "OFF");
+            adapter.trace(IN_CONTROL_PAGE, "Fault LED already [%s] for Power Supply.", fault ? "ON" : "OFF");
             continue;
         }
-        adapter.trace(FUNCTION, "Turn %s Fault LED for Power Supply.", fault ? "On" : "Off");
+        adapter.trace(IN_CONTROL_PAGE, "Turn %s Fault LED for Power Supply.", fault ? "On" : "Off");
         indicateSupplyFault(adapter, fault);
         state.powerSupplyStatus ^= 0x4;
         changed = true;
@@ -165,7 +165,7 @@ void cooling(Adapter_t& adapter, std::size_t list) {
             continue;
         }
         const bool on = (record[3] & 0x04) != 0;
-        adapter.trace(FUNCTION, "Turn %s Fan [%d].", on ? "On" : "Off", fan);
+        adapter.trace(IN_CONTROL_PAGE, "Turn %s Fan [%d].", on ? "On" : "Off", fan);
         switchFan(adapter, fan, on);
     }
 }
@@ -241,7 +241,7 @@ void alarms(Adapter_t& adapter, std::size_t list) {
 void Adapter_t::esaProcEncContPage() {
     devices(*this);
     if (state.esaInMsg[16] == VOLUME_MANAGER) {
-        trace(FUNCTION, "Rx Drive Fault LED SES msg from VM. No further processing.");
+        trace(IN_CONTROL_PAGE, "Rx Drive Fault LED SES msg from VM. No further processing.");
         return;
     }
     const std::size_t supplyList = after(FIRST_LIST, state.deviceMaxNumber);

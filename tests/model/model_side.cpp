@@ -5,7 +5,8 @@ namespace model {
 
 void liveModel(const Life_t& life, SimulatedWorld_t& world) {
     Adapter_t adapter(world);
-    world.remembered = [&adapter] { return describe(adapter.state); };
+    Changes_t changes;
+    world.remembered = [&] { return changes.until(adapter.state); };
     try {
         world.ended("exit " + std::to_string(adapter.main(life.arguments)));
     } catch (const EndOfLife_t&) {

@@ -9,7 +9,7 @@ namespace model {
 
 namespace {
 
-constexpr const char* FUNCTION = "esaSendStatus";
+constexpr const char* IN_PAGES = "esaSendStatus";
 
 Bytes_t configurationPage(const State_t& state) {
     const std::size_t types = state.elementTypeMaxNumber;
@@ -84,9 +84,9 @@ void xyratexRedundancy(Adapter_t& adapter, Supply_t& supply) {
     if (supply.bad && wasGood) {
         adapter.xyratexSetPowerRedundancyFailLED();
     } else if (supply.bad) {
-        adapter.trace(FUNCTION, "Power Redundancy Fail LED already [ON].");
+        adapter.trace(IN_PAGES, "Power Redundancy Fail LED already [ON].");
     } else if (wasGood) {
-        adapter.trace(FUNCTION, "Power Redundancy Fail LED already [OFF].");
+        adapter.trace(IN_PAGES, "Power Redundancy Fail LED already [OFF].");
         endReminder(adapter);
     } else {
         adapter.xyratexClearPowerRedundancyFailLED();
@@ -101,11 +101,11 @@ void xyratexVoltage(Adapter_t& adapter, Supply_t& supply) {
     if (supply.acFail && wasGood) {
         adapter.xyratexClearPsuOkLED();
     } else if (supply.acFail) {
-        adapter.trace(FUNCTION, "PSU OK LED already [OFF].");
+        adapter.trace(IN_PAGES, "PSU OK LED already [OFF].");
     } else if (!wasGood) {
         adapter.xyratexSetPsuOkLED();
     } else {
-        adapter.trace(FUNCTION, "PSU OK LED already [ON].");
+        adapter.trace(IN_PAGES, "PSU OK LED already [ON].");
     }
     supply.changed |= remember(state, 0x1, !supply.acFail);
 }
@@ -116,7 +116,7 @@ void judge(Adapter_t& adapter, Supply_t& supply, std::uint32_t bit, int reading,
     adapter.esaManageCompositeFault(bit, supply.bad ? FAILED : OK);
     supply.changed = remember(adapter.state, bit, !supply.bad);
     if (!supply.changed) {
-        adapter.trace(FUNCTION, "%s", supply.bad ? "Power Redundancy Status already [NOT OK]." : alreadyGood);
+        adapter.trace(IN_PAGES, "%s", supply.bad ? "Power Redundancy Status already [NOT OK]." : alreadyGood);
     }
     supply.indicated = (adapter.state.compositeFaultStatus & bit) != 0;
 }
@@ -192,7 +192,7 @@ void followFanLed(Adapter_t& adapter) {
     const bool wanted = adapter.state.fanFaultStatus != 0;
     const bool lit = (adapter.state.vsc055GPD[6] & 0x80) != 0;
     if (wanted == lit) {
-        adapter.trace(FUNCTION, "FAN Fail LED already [%s].", lit ? "ON" : "OFF");
+        adapter.trace(IN_PAGES, "FAN Fail LED already [%s].", lit ? "ON" : "OFF");
         return;
     }
     if (wanted) {
@@ -200,7 +200,7 @@ void followFanLed(Adapter_t& adapter) {
     } else {
         adapter.xyratexClearFanFailLED();
     }
-    adapter.trace(FUNCTION, "Turn [%s] FAN Fail LED.", wanted ? "ON" : "OFF");
+    adapter.trace(IN_PAGES, "Turn [%s] FAN Fail LED.", wanted ? "ON" : "OFF");
 }
 
 /** The Xyratex marks fans here as well, 2000 RPM being a fault; true when the fan's mark changed. */
@@ -210,7 +210,7 @@ bool markFan(Adapter_t& adapter, std::uint8_t fan, bool slow) {
     if (changed) {
         adapter.state.fanFaultStatus ^= bit;
     }
-    adapter.trace(FUNCTION, "%s %s on Fan [%d].", changed ? "Now marking" : "Already marked", slow ? "Fault" : "OK",
+    adapter.trace(IN_PAGES, "%s %s on Fan [%d].", changed ? "Now marking" : "Already marked", slow ? "Fault" : "OK",
                   fan);
     followFanLed(adapter);
     return changed;
@@ -225,7 +225,7 @@ void cooling(Adapter_t& adapter, Bytes_t& page) {
         std::uint16_t rpm = 0;
         record[3] = 7 << 5;
         if (readFan(adapter, fan, rpm) == OK) {
-            adapter.trace(FUNCTION, "Fan [%d] has RPM [%d] divided by a factor of 10.", fan, rpm);
+            adapter.trace(IN_PAGES, "Fan [%d] has RPM [%d] divided by a factor of 10.", fan, rpm);
             record[1] = static_cast<std::uint8_t>((rpm / 2560 & 3) << 6);
             record[2] = static_cast<std::uint8_t>(rpm / 10);
             if (record[1] == 0 && record[2] == 0) {
@@ -260,7 +260,7 @@ void refreshTemperatures(Adapter_t& adapter) {
     case 5:
         for (std::size_t k = 0; k < sensors; k++) {
             state.temperatureSensor[k] = adapter.lm75ReadTemperature(state.i2cAddressLM75[k]);
-            adapter.trace(FUNCTION, "temperatureSensor[%d] = [%d] degrees Celsius.", static_cast<int>(k),
+            adapter.trace(IN_PAGES, "temperatureSensor[%d] = [%d] degrees Celsius.", static_cast<int>(k),
                           state.temperatureSensor[k]);
         }
         break;

@@ -86,96 +86,16 @@ private:
     FILE* keptError;
 };
 
-template <typename To, typename From>
-void copyBytes(To& to, const From& from) {
-    static_assert(sizeof(To) == sizeof(From));
-    std::memcpy(static_cast<void*>(&to), static_cast<const void*>(&from), sizeof(to));
-}
-
 /** Arrays are copied byte by byte, numbers as numbers: the two declarations of a field must agree about it. */
 template <typename To, typename From>
 void take(To& to, const From& from) {
+    static_assert(sizeof(To) == sizeof(From));
     if constexpr (std::is_integral_v<To>) {
-        static_assert(sizeof(To) == sizeof(From));
         to = static_cast<To>(from);
     } else {
-        copyBytes(to, from);
+        std::memcpy(static_cast<void*>(&to), static_cast<const void*>(&from), sizeof(to));
     }
 }
-
-#define TAKE(field) take(state.field, esaControl.field)
-
-void takeBasics(State_t& state) {
-    TAKE(socketFdMSM);
-    const char* path = esaControl.socketAddressMSM.sun_path;
-    state.socketPath.assign(path, strnlen(path, sizeof(esaControl.socketAddressMSM.sun_path)));
-    TAKE(i2cFileFd);
-    TAKE(enclosureType);
-    TAKE(i2cAddressVsc055);
-    TAKE(i2cAddressLM75);
-    TAKE(i2cAddressW83782d);
-    TAKE(elementTypeMaxNumber);
-    TAKE(deviceMaxNumber);
-    TAKE(powerSupplyMaxNumber);
-    TAKE(coolingMaxNumber);
-    TAKE(temperatureSensorMaxNumber);
-    TAKE(audibleAlarmMaxNumber);
-    TAKE(i2cConnected);
-    TAKE(pageCodeInRecentSndDiagCmd);
-    TAKE(sesTypeDescriptorList);
-    TAKE(esaDebug);
-    TAKE(esaInMsg);
-    TAKE(esaWorkSpace);
-    state.selectTimeoutSec = esaControl.selectTimeout.sec;
-    state.selectTimeoutUsec = esaControl.selectTimeout.usec;
-    state.pollTimeoutSec = esaControl.pollTimeout.sec;
-    state.pollTimeoutUsec = esaControl.pollTimeout.usec;
-}
-
-void takeElements(State_t& state) {
-    TAKE(deviceElementControlOverall);
-    TAKE(deviceElementControl);
-    TAKE(deviceElementStatusOverall);
-    TAKE(deviceElementStatus);
-    TAKE(driveFaultLedStatus0);
-    TAKE(driveFaultLedStatus1);
-    TAKE(powerSupplyElementControlOverall);
-    TAKE(powerSupplyElementControl);
-    TAKE(powerSupplyElementStatusOverall);
-    TAKE(powerSupplyElementStatus);
-    TAKE(powerSupplyStatus);
-    TAKE(coolingElementControlOverall);
-    TAKE(coolingElementControl);
-    TAKE(coolingElementStatusOverall);
-    TAKE(coolingElementStatus);
-    TAKE(coolingElementOnOff);
-    TAKE(fanFaultStatus);
-    TAKE(fanFaultRpmLimit);
-    TAKE(fanPwmLoad);
-    TAKE(temperatureSensorElementControlOverall);
-    TAKE(temperatureSensorElementControl);
-    TAKE(temperatureSensorElementStatusOverall);
-    TAKE(temperatureSensorElementStatus);
-    TAKE(temperatureSensor);
-    TAKE(temperatureReportStatus);
-    TAKE(temperatureSensorAverage);
-    TAKE(audibleAlarmElementControlOverall);
-    TAKE(audibleAlarmElementControl);
-    TAKE(audibleAlarmElementStatusOverall);
-    TAKE(audibleAlarmElementStatus);
-    TAKE(alarmState);
-    TAKE(compositeFaultStatus);
-}
-
-void takeChips(State_t& state) {
-    take(state.vsc055GPD, esaControl.vitesse.vsc055GPD);
-    take(state.vsc055DDP, esaControl.vitesse.vsc055DDP);
-    take(state.vsc055FSC, esaControl.vitesse.vsc055FSC);
-    take(state.vsc055PWMC, esaControl.vitesse.vsc055PWMC);
-    TAKE(winbond);
-}
-
-#undef TAKE
 
 /** Returns the exit status; none when the world ended the life. */
 std::optional<int> run(const Life_t& life) {
@@ -212,9 +132,20 @@ std::uint32_t sendBufferAddress() {
 
 State_t realState() {
     State_t state;
-    takeBasics(state);
-    takeElements(state);
-    takeChips(state);
+#define FIELD(name) take(state.name, esaControl.name);
+#include "state_fields.def"
+    FIELD(esaWorkSpace)
+#undef FIELD
+    const char* path = esaControl.socketAddressMSM.sun_path;
+    state.socketPath.assign(path, strnlen(path, sizeof(esaControl.socketAddressMSM.sun_path)));
+    take(state.vsc055GPD, esaControl.vitesse.vsc055GPD);
+    take(state.vsc055DDP, esaControl.vitesse.vsc055DDP);
+    take(state.vsc055FSC, esaControl.vitesse.vsc055FSC);
+    take(state.vsc055PWMC, esaControl.vitesse.vsc055PWMC);
+    state.selectTimeoutSec = esaControl.selectTimeout.sec;
+    state.selectTimeoutUsec = esaControl.selectTimeout.usec;
+    state.pollTimeoutSec = esaControl.pollTimeout.sec;
+    state.pollTimeoutUsec = esaControl.pollTimeout.usec;
     return state;
 }
 
@@ -223,7 +154,8 @@ void liveReal(const Life_t& life, SimulatedWorld_t& world) {
     fillBlock(life);
     const CallsToWorld_t calls(world, life);
     const OutputToWorld_t output;
-    world.remembered = [] { return describe(realState()); };
+    Changes_t changes;
+    world.remembered = [&] { return changes.until(realState()); };
     if (const std::optional<int> status = run(life)) {
         world.ended("exit " + std::to_string(*status));
     } else {

@@ -8,7 +8,7 @@ namespace model {
 
 namespace {
 
-constexpr std::size_t HEADER = 64;
+constexpr std::size_t HEADER_SIZE = 64;
 constexpr std::size_t LENGTH_FIELD_END = 12; /**< a peek of so many bytes saw the length field */
 constexpr std::size_t LARGEST_MESSAGE = 4064;
 constexpr std::size_t REMEMBERED = 73; /**< bytes of the buffer that a shorter message leaves as they were */
@@ -36,11 +36,11 @@ void Adapter_t::mainLoopPass() {
 }
 
 Bytes_t Adapter_t::peekHeader() {
-    Bytes_t header(HEADER, 0);
+    Bytes_t header(HEADER_SIZE, 0);
     // Each peek sees the front of the queue again, so that only the latest counts.
     std::size_t seen = 0;
     for (;;) {
-        const ReceiveResult_t answer = world.receive(state.socketFdMSM, HEADER, PEEK_AND_WAIT_ALL);
+        const ReceiveResult_t answer = world.receive(state.socketFdMSM, HEADER_SIZE, PEEK_AND_WAIT_ALL);
         if (answer.result < 0) {
             dump("main", "tmpMMCH  =", std::span(header).first(seen));
             esaFault("main()",
@@ -48,7 +48,7 @@ Bytes_t Adapter_t::peekHeader() {
         } else {
             copyToFront(header, answer.data);
             seen = static_cast<std::size_t>(answer.result);
-            if (seen == HEADER || (seen >= LENGTH_FIELD_END && octets::number(header, 10, 2) <= seen)) {
+            if (seen == HEADER_SIZE || (seen >= LENGTH_FIELD_END && octets::number(header, 10, 2) <= seen)) {
                 return header;
             }
         }
@@ -62,7 +62,7 @@ void Adapter_t::receiveMessage() {
     // What is judged, and shown when the rest fails, is this message, even when less than a header is taken.
     copyToFront(state.esaInMsg, header);
     // A message of no length at all would stay in front of the queue for ever: its header goes.
-    const std::size_t wanted = announced == 0 ? HEADER : announced;
+    const std::size_t wanted = announced == 0 ? HEADER_SIZE : announced;
     const std::size_t kept = std::min(wanted, LARGEST_MESSAGE);
 
     std::size_t total = 0;

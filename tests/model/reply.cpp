@@ -8,7 +8,6 @@ namespace model {
 
 namespace {
 
-constexpr const char* FUNCTION = "esaSendStatus";
 constexpr std::size_t PAGE = 65;
 constexpr std::size_t LARGEST_PAGE = 156; /**< with as many elements as there can be; zeros follow a shorter one */
 
@@ -47,19 +46,20 @@ void Adapter_t::esaSendStatus() {
 
 void Adapter_t::esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
                               std::uint8_t ascq) {
+    const char* const function = "esaSendStatus";
     const std::uint32_t command = wordAt(state.esaInMsg, 12) & 0xFFFFFF;
     const std::uint32_t allocationLength = wordAt(state.esaInMsg, 68) >> 16;
     Bytes_t payload;
     std::size_t length = 0;
     if (command != 28 && command != 29) {
-        trace(FUNCTION, "Un-supported SES Command [%d].", static_cast<int>(command));
+        trace(function, "Un-supported SES Command [%d].", static_cast<int>(command));
     } else if (statusCode == 2) {
         payload = senseData(senseKey, asc, ascq);
         length = 92;
     } else if (statusCode == 0 && command == 29) {
         length = 68;
     } else if (statusCode == 0 && pageCode > 2) {
-        trace(FUNCTION, "Un-supported SES Page [%d].", pageCode);
+        trace(function, "Un-supported SES Page [%d].", pageCode);
     } else if (statusCode == 0 && pageCode != 0) {
         payload = buildPage(pageCode, allocationLength);
         length = payload.empty() ? 0 : PAGE + payload.size() - 1; // pages go out one byte short
@@ -71,7 +71,7 @@ void Adapter_t::esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, st
     payload.resize(LARGEST_PAGE);
     std::ranges::copy(payload, state.esaWorkSpace.begin() + PAGE);
     putHalf(state.esaWorkSpace, 10, length);
-    trace(FUNCTION, "Send out a Diagnostic Page.");
+    trace(function, "Send out a Diagnostic Page.");
     printMessage(state.esaWorkSpace);
     sendWorkSpace(length, "esaSndDiagPage()");
 }

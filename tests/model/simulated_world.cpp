@@ -137,13 +137,9 @@ void SimulatedWorld_t::takeSnapshot() {
     if (!remembered) {
         return;
     }
-    std::vector<std::string> lines = remembered();
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (i >= lastSnapshot.size() || lines[i] != lastSnapshot[i]) {
-            note(Entry_t::STATE, "state " + lines[i]);
-        }
+    for (const std::string& line : remembered()) {
+        note(Entry_t::STATE, "state " + line);
     }
-    lastSnapshot = std::move(lines);
 }
 
 std::optional<Parameters_t> SimulatedWorld_t::attachParameters(long key) {

@@ -29,14 +29,17 @@ class SimulatedWorld_t : public World_t {
 public:
     explicit SimulatedWorld_t(const Life_t& life);
 
-    /** Tells what the adapter remembers, a line a field; asked at every wait for input and at the end. */
+    /**
+     * Tells what of the things that the adapter remembers has changed, a line a field; asked at every wait for input
+     * and at the end.
+     */
     std::function<std::vector<std::string>()> remembered;
 
     std::vector<Entry_t> stream;
     /** Registers that were read, or written, in this life. */
     std::set<std::pair<std::uint8_t, unsigned>> read, written;
 
-    /** Writes down which lines of what is remembered have changed. */
+    /** Writes down what of the remembered has changed. */
     void takeSnapshot();
     /** Writes down how the process ended. */
     void ended(const std::string& how) { note(Entry_t::SYSTEM, how); }
@@ -83,7 +86,6 @@ private:
     std::map<Call_e, unsigned> callCounts;
     std::map<std::pair<Call_e, unsigned>, Outcome_t> failures;
     std::map<std::pair<std::uint8_t, unsigned>, Outcome_t> dead;
-    std::vector<std::string> lastSnapshot;
 };
 
 } // namespace model

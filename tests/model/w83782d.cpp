@@ -1,33 +1,9 @@
 /**
  * The backplane with one W83782D (chassis 6), and the operations on one such chip that chassis 4 uses too.
  */
-#include "adapter.h"
+#include "winbond.h"
 
 namespace model {
-namespace {
-
-// A shadow's bytes; the limits of the seven voltages are its first fourteen, high and low in turn.
-constexpr std::size_t TEMPERATURE_HIGH = 14;
-constexpr std::size_t TEMPERATURE_HYSTERESIS = 15;
-constexpr std::size_t CONFIGURATION = 16;
-constexpr std::size_t SERIAL_BUS_ADDRESS = 17;
-constexpr std::size_t BEEP_GPO = 18;
-constexpr std::size_t PWM_OUT_2 = 19;
-constexpr std::size_t PWM_OUT_1 = 20;
-constexpr std::size_t PWM_OUT_3 = 21;
-constexpr std::size_t PWM_OUT_4 = 22;
-
-std::span<const std::uint8_t> one(const std::uint8_t& byte) {
-    return {&byte, 1};
-}
-
-/** Stores a value in a shadow, then sends the shadow's byte. */
-int store(Adapter_t& adapter, std::uint8_t address, std::uint8_t& shadow, std::uint8_t value, std::uint8_t reg) {
-    shadow = value;
-    return adapter.esaWriteI2CData(address, reg, one(shadow));
-}
-
-} // namespace
 
 int Adapter_t::esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address) {
     const char* const function = "esaW83782dReadPowerVoltageToleranceStatus";
@@ -132,7 +108,7 @@ void Adapter_t::winbondFanLoadPwm(std::uint8_t address, std::uint8_t backplane, 
     }
     const Output_t& output = OUTPUTS[fan];
     state.winbond[backplane][output.stored] = duty;
-    esaWriteI2CData(address, output.reg, one(state.winbond[backplane][output.sent]));
+    esaWriteI2CData(address, output.reg, {&state.winbond[backplane][output.sent], 1});
 }
 
 std::int16_t Adapter_t::esaW83782dReadTemperature(std::uint8_t address, std::uint8_t sensor) {
