@@ -28,15 +28,30 @@ Life_t lifeOf(std::uint8_t chassis) {
     return life;
 }
 
+bool isWait(const Entry_t& entry) {
+    return entry.kind == Entry_t::SYSTEM && entry.text.starts_with("select");
+}
+
 void expectForetold(const Life_t& life) {
     ASSERT_EQ(compare(life, liveModel, liveReal).value_or(""), "");
+}
+
+/** Foretold, and lived to its last pass: a world has an end, and what a life holds behind that is never met. */
+void expectForetoldToItsEnd(const Life_t& life) {
+    std::ptrdiff_t passes = 0;
+    for (const Step_t& step : life.steps) {
+        passes += step.kind == Step_t::PASS ? static_cast<std::ptrdiff_t>(step.count) : 0;
+    }
+    const std::vector<Entry_t> foretold = streamOf(life, liveModel);
+    ASSERT_GE(std::ranges::count_if(foretold, isWait), passes) << "the life is too long for a world";
+    ASSERT_EQ(difference(foretold, streamOf(life, liveReal), Functions_e::COMPARED).value_or(""), "");
 }
 
 /** Transfers in the passes behind number `from` up to `to`; pass 0 is the start. */
 std::ptrdiff_t transfers(const std::vector<Entry_t>& stream, int from, int to) {
     int passes = 0;
     return std::ranges::count_if(stream, [&](const Entry_t& entry) {
-        passes += entry.kind == Entry_t::SYSTEM && entry.text.starts_with("select");
+        passes += isWait(entry);
         return entry.kind == Entry_t::TRANSFER && passes > from && passes <= to;
     });
 }
@@ -69,13 +84,12 @@ TEST_P(Sweep, EveryValueOfEveryRegisterIsForetold) {
             }
         }
         SCOPED_TRACE(testing::Message() << "register " << reg);
-        expectForetold(life);
+        expectForetoldToItsEnd(life);
     }
 }
 
 TEST_P(Sweep, EveryWayBetweenTwoTemperaturesIsForetold) {
-    Life_t life = lifeOf(chassis());
-    life.flags = RCP_COMPLETE; // what is remembered tells
+    Life_t life;
     const auto pollAt = [&](int degrees, unsigned polls) {
         for (const auto& [address, reg] : std::initializer_list<std::pair<std::uint8_t, unsigned>>{
                  {0x4A, 0}, {0x4B, 0}, {0x4C, 0}, {0x4D, 0}, {0x28, 0x27}, {0x2A, 0x27}, {0x2C, 0x27}, {0x30, 0x27}}) {
@@ -84,12 +98,17 @@ TEST_P(Sweep, EveryWayBetweenTwoTemperaturesIsForetold) {
         life.steps.push_back(pass(A_POLL * polls));
     };
     for (const int settled : {30, 33, 37, 42, 50, 60}) {
-        for (int degrees = -30; degrees<76; degrees += ESA_STRIDE> 1 ? 5 : 1) {
-            pollAt(settled, 4);
-            pollAt(degrees, 2);
+        for (const int from : {-30, 23}) { // together they are too long for a world
+            life = lifeOf(chassis());
+            life.flags = RCP_COMPLETE; // what is remembered tells
+            for (int degrees = from; degrees<from + 53; degrees += ESA_STRIDE> 1 ? 5 : 1) {
+                pollAt(settled, 4);
+                pollAt(degrees, 2);
+            }
+            SCOPED_TRACE(testing::Message() << settled << " and from " << from << " on");
+            expectForetoldToItsEnd(life);
         }
     }
-    expectForetold(life);
 }
 
 TEST_P(Sweep, EveryBitOfAControlPageIsForetold) {
@@ -103,7 +122,7 @@ TEST_P(Sweep, EveryBitOfAControlPageIsForetold) {
             life.steps.push_back(put(changed));
             life.steps.push_back(pass());
         }
-        expectForetold(life);
+        expectForetoldToItsEnd(life);
     }
 }
 
@@ -144,7 +163,7 @@ TEST(Sweeps, EveryPageOfBothCommandsAndTheirAnswersIsForetold) {
             life.steps.push_back(pass(2));
         }
     }
-    expectForetold(life);
+    expectForetoldToItsEnd(life);
 }
 
 TEST(Sweeps, EveryLengthOfAMessageIsForetold) {
