@@ -1,6 +1,7 @@
 /** The countdown to the next hardware poll: with parts of a second, and with marks of a bus, that no life has. */
 #include <gtest/gtest.h>
 
+#include "core/operation.h"
 #include "esa_fixture.h"
 
 namespace {
@@ -45,4 +46,8 @@ TEST_F(Countdown, OnlyABusMarkedByOneIsPolled) {
         esaControl.i2cConnected = static_cast<U8_t>(connected);
         EXPECT_EQ(step({0, 0}, {1, 0}), "10.0") << connected;
     }
+}
+
+TEST(Operation, IsMainOutsideOfAll) {
+    EXPECT_STREQ(esaOperation, "main");
 }

@@ -1,11 +1,10 @@
-/** The W83782D by itself: voltages, tachometers, PWM outputs, temperature, alarm bit. */
-#include "chips/w83782d.h"
+/** The W83782D and the two enclosures that have it, with what neither a poll nor a page ever hands them. */
+#include "enclosures/w83782d.h"
 
 #include <gmock/gmock.h>
 
-#include <cstring>
-
-#include "enclosures/w83782d.h"
+#include "chips/w83782d.h"
+#include "enclosures/chenbro.h"
 #include "esa_fixture.h"
 
 using testing::ElementsAre;
@@ -13,159 +12,192 @@ using testing::IsEmpty;
 
 namespace {
 
-class W83782dChip : public EsaTest {
+class W83782d : public EsaTest {
 protected:
-    W83782dChip() {
-        startChassis(4);
+    void start(int type) {
+        startChassis(type);
         (void)takeTrace();
-        esaControl.i2cAddressW83782d = 0x21; // not an address of any chip below
     }
-
-    /** Healthy rails: 1.6, 1.76, 3.296, 5.0, 11.98, -12.03 and -5.0 volts. */
-    static void powerUp(int address) {
-        const int readings[] = {100, 110, 206, 186, 197, 35, 54};
-        for (int i = 0; i < 7; ++i) {
-            fakeBus.set(address, 0x20 + i, readings[i]);
-        }
-    }
-
-    /** The shadow of a chip, in the order of its fields. */
-    static std::string shadow(int backplane) { return hex(&esaControl.winbond[backplane], 23); }
+    static std::string shadows() { return hex(esaControl.winbond, sizeof(esaControl.winbond)); }
 };
-
-const std::string UNTOUCHED = "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00";
 
 } // namespace
 
-TEST_F(W83782dChip, VoltagesAreReadInRegisterOrderAndTracedRawAndConverted) {
-    powerUp(0x2C);
-    EXPECT_EQ(esaW83782dReadPowerVoltageToleranceStatus(0x2C), 0);
-    EXPECT_THAT(fakeBus.takeTransfers(),
-                ElementsAre("R 2C 20", "R 2C 21", "R 2C 22", "R 2C 23", "R 2C 24", "R 2C 25", "R 2C 26"));
-    EXPECT_THAT(takeTrace(),
-                ElementsAre("Read Voltage Tolerance, I2C address = [0x2c].",       //
-                            "Vcorea = [100].", "Converted Vcorea = [1.600000]V.",  //
-                            "Vinr0 = [110]", "Converted Vinr0 = [1.760000]V.",     //
-                            "+3.3Vin = [206]", "Converted +3.3Vin = [3.296000]V.", //
-                            "+5Vin = [186]", "Converted +5Vin = [4.999680]V.",     //
-                            "+12Vin = [197]", "Converted +12Vin = [11.977600]V.",  //
-                            "-12Vin = [35]", "Converted -12Vin = [-12.034286]V.",  //
-                            "-5Vin = [54]", "Converted -5Vin = [-4.998857]V."));
-}
-
-TEST_F(W83782dChip, PositiveFiveVoltsPassFrom168To204) {
-    for (int reading = 0; reading <= 255; ++reading) {
-        SCOPED_TRACE(reading);
-        powerUp(0x28);
-        fakeBus.set(0x28, 0x23, reading);
-        const bool good = reading >= 168 && reading <= 204;
-        EXPECT_EQ(esaW83782dReadPowerVoltageToleranceStatus(0x28), good ? 0 : -1);
-        EXPECT_EQ(fakeBus.takeTransfers().size(), good ? 7U : 4U) << "0x24 to 0x26 stay unread";
-    }
-}
-
-TEST_F(W83782dChip, PositiveTwelveVoltsPassFrom178To217) {
-    for (int reading = 0; reading <= 255; ++reading) {
-        SCOPED_TRACE(reading);
-        powerUp(0x28);
-        fakeBus.set(0x28, 0x24, reading);
-        const bool good = reading >= 178 && reading <= 217;
-        EXPECT_EQ(esaW83782dReadPowerVoltageToleranceStatus(0x28), good ? 0 : -1);
-        EXPECT_EQ(fakeBus.takeTransfers().size(), good ? 7U : 5U) << "0x25 and 0x26 stay unread";
-    }
-}
-
-TEST_F(W83782dChip, DutyGoesToTheShadowAndTheRegisterOfItsOutput) {
-    // Shadow: outputs 2, 1, 3, 4 are its last four bytes.
+TEST_F(W83782d, DutyGoesToTheShadowAndTheRegisterOfItsOutput) {
+    start(4);
+    // Outputs 2, 1, 3, 4 are the last four bytes of a shadow. The fourth is sent its old duty, and the new one lands in
+    // the first's shadow.
     struct {
+        U8_t output;
+        U8_t duty;
         const char* write;
         const char* shadow;
-    } const outputs[] = {{"W 2B 5B ", "A2 %02X A3 A4"}, {"W 2B 5A ", "%02X A1 A3 A4"}, {"W 2B 5E ", "A2 A1 %02X A4"}};
-    for (unsigned output = 0; output < 3; ++output) {
-        // Both ends among the duties, and each backplane with a quarter of them.
-        for (unsigned duty = 0; duty <= 255; duty += 5) {
-            const U8_t backplane = static_cast<U8_t>(duty / 5 % 4);
-            SCOPED_TRACE(testing::Message() << output << " " << int{backplane} << " " << duty);
+    } const loads[] = {{0, 0x00, "W 2B 5B 00", "A2 00 A3 A4"},
+                       {0, 0xFF, "W 2B 5B FF", "A2 FF A3 A4"},
+                       {1, 0x5A, "W 2B 5A 5A", "5A A1 A3 A4"},
+                       {2, 0x5A, "W 2B 5E 5A", "A2 A1 5A A4"},
+                       {3, 0x5A, "W 2B 5F A4", "A2 5A A3 A4"}};
+    for (const auto& load : loads) {
+        for (U8_t backplane = 0; backplane < 4; ++backplane) {
+            SCOPED_TRACE(testing::Message() << int{load.output} << " of " << int{backplane});
             wireClear(esaControl.winbond);
-            const U8_t old[] = {0xA2, 0xA1, 0xA3, 0xA4};
-            std::memcpy(&esaControl.winbond[backplane].pwmOut2ControlRegister, old, 4);
-            winbondFanLoadPwm(0x2B, backplane, static_cast<U8_t>(output), static_cast<U8_t>(duty));
-            EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(outputs[output].write + text("%02X", duty)));
-            for (int other = 0; other < 4; ++other) {
-                EXPECT_EQ(shadow(other), other == backplane
-                                             ? UNTOUCHED.substr(0, 57) + text(outputs[output].shadow, duty)
-                                             : UNTOUCHED);
-            }
-            EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Winbond[%d] Percent to Fan [%d]", duty, output)));
+            esaControl.winbond[backplane].pwmOut2ControlRegister = 0xA2;
+            esaControl.winbond[backplane].pwmOut1ControlRegister = 0xA1;
+            esaControl.winbond[backplane].pwmOut3ControlRegister = 0xA3;
+            esaControl.winbond[backplane].pwmOut4ControlRegister = 0xA4;
+            winbondFanLoadPwm(0x2B, backplane, load.output, load.duty);
+            EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(load.write));
+            Bytes_t expected(sizeof(esaControl.winbond));
+            const Bytes_t outputs = unhex(load.shadow);
+            std::copy(outputs.begin(), outputs.end(), expected.begin() + 23 * backplane + 19);
+            EXPECT_EQ(shadows(), hex(expected));
+            EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Winbond[%d] Percent to Fan [%d]", int{load.duty},
+                                                      int{load.output})));
         }
     }
 }
 
-TEST_F(W83782dChip, FourthOutputIsSentItsOldDutyAndTheNewOneLandsInTheFirstsShadow) {
-    for (unsigned duty = 0; duty <= 255; ++duty) {
-        wireClear(esaControl.winbond);
-        esaControl.winbond[3].pwmOut4ControlRegister = 0x77;
-        winbondFanLoadPwm(0x30, 3, 3, static_cast<U8_t>(duty));
-        EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 30 5F 77"));
-        EXPECT_EQ(shadow(3), UNTOUCHED.substr(0, 57) + text("00 %02X 00 77", duty));
+TEST_F(W83782d, ChipHasFourOutputsAndThreeCountersAndReadsOneSensor) {
+    start(6);
+    const std::string before = shadows();
+    for (const int index : {3, 4, 5, 127, 128, 255}) {
+        SCOPED_TRACE(index);
+        const auto inx = static_cast<U8_t>(index);
+        if (index > 3) {
+            winbondFanLoadPwm(0x28, 0, inx, 255);
+            EXPECT_EQ(takeTrace().back(), text("Unsupported Winbond Fan Index = [%d].", index));
+        }
+        U16_t rpm = 12345;
+        EXPECT_EQ(esaW83782dFanReadSpeed(0x28, inx, &rpm), -1);
+        EXPECT_EQ(rpm, 12345);
+        EXPECT_EQ(takeTrace().back(), text("Unsupported Winbond Fan Index = [%d].", index));
+        EXPECT_EQ(esaW83782dReadTemperature(0x28, inx), 32767);
+        EXPECT_THAT(takeTrace(), ElementsAre(text("Temperature Sensor [%d] for I2C address [0x28] = [32767] degrees "
+                                                  "Celsius.",
+                                                  index)));
+        esaW83782dFanLoadPwm(inx, 255);
+        EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Winbond[255] Percent to Fan [%d]", index),
+                                             text("Unsupported Winbond Fan Index = [%d].", index)));
     }
-}
-
-TEST_F(W83782dChip, CounterThatOverflowsIsAStandstill) {
+    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
+    EXPECT_EQ(shadows(), before);
     U16_t rpm = 0xABCD;
     fakeBus.set(0x2C, 0x29, 255);
     EXPECT_EQ(esaW83782dFanReadSpeed(0x2C, 1, &rpm), 0);
-    EXPECT_EQ(rpm, 0);
+    EXPECT_EQ(rpm, 0) << "a counter that overflows is a standstill";
 }
 
-TEST_F(W83782dChip, TemperatureIsSignedDegrees) {
-    for (int reading = 0; reading <= 255; ++reading) {
-        const int degrees = reading < 128 ? reading : reading - 256;
-        fakeBus.set(0x2A, 0x27, reading);
-        EXPECT_EQ(esaW83782dReadTemperature(0x2A, 0), degrees);
-        EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("R 2A 27"));
-        // The trace names the single backplane's address, whichever chip was read.
-        EXPECT_THAT(takeTrace(), ElementsAre(text("Temperature Sensor [0] for I2C address [0x21] = [%d] degrees "
-                                                  "Celsius.",
-                                                  degrees)));
-    }
+TEST_F(W83782d, TemperatureIsTracedWithTheSingleBackplanesAddressWhicheverChipIsRead) {
+    startChassis(4);
+    esaControl.i2cAddressW83782d = 0x21;
+    (void)takeTrace();
     fakeBus.set(0x2A, 0x27, 0xF6);
     EXPECT_EQ(esaW83782dReadTemperature(0x2A, 0), -10);
+    EXPECT_THAT(takeTrace(), ElementsAre("Temperature Sensor [0] for I2C address [0x21] = [-10] degrees Celsius."));
 }
 
-TEST_F(W83782dChip, FaultClearsAndMuteSetsTheAlarmBitAndNoOtherStateTouchesTheChip) {
+TEST_F(W83782d, FaultClearsAndMuteSetsTheAlarmBitAndNoOtherStateTouchesTheChip) {
+    start(4);
     struct {
         U32_t state;
-        const char* written; // with the shadow at A5, then at FF; nullptr: nothing
-        const char* writtenFromOnes;
         const char* trace;
     } const states[] = {
-        {0, nullptr, nullptr, "No action on setting Backplane Alarm State to [IDEL_S0]."},
-        {1, "W 2C 40 A5", "W 2C 40 BF", "Set Backplane Alarm State to [FAULT_S1]."},
-        {2, nullptr, nullptr, "No action on setting Backplane Alarm State to [REMIND_S2]."},
-        {3, "W 2C 40 E5", "W 2C 40 FF", "Set Backplane Alarm State to [MUTE_S3]."},
-        {4, nullptr, nullptr, "No action on setting Backplane Alarm State to [CRITICAL_S4]."},
-        {5, nullptr, nullptr, "No action on setting Backplane Alarm State to [STATE_S5]."},
-        {6, nullptr, nullptr, "No action on setting Backplane Alarm State to [STATE_S6]."},
-        {7, nullptr, nullptr, "No action on setting Backplane Alarm State to [STATE_S7]."},
-        {8, nullptr, nullptr, "Set Backplane Alarm State to un-supported value [8]."},
-        {255, nullptr, nullptr, "Set Backplane Alarm State to un-supported value [255]."},
-        {257, nullptr, nullptr, "Set Backplane Alarm State to un-supported value [257]."},
-        {0x7FFFFFFF, nullptr, nullptr, "Set Backplane Alarm State to un-supported value [2147483647]."},
+        {0, "No action on setting Backplane Alarm State to [IDEL_S0]."},
+        {1, "Set Backplane Alarm State to [FAULT_S1]."},
+        {2, "No action on setting Backplane Alarm State to [REMIND_S2]."},
+        {3, "Set Backplane Alarm State to [MUTE_S3]."},
+        {4, "No action on setting Backplane Alarm State to [CRITICAL_S4]."},
+        {5, "No action on setting Backplane Alarm State to [STATE_S5]."},
+        {6, "No action on setting Backplane Alarm State to [STATE_S6]."},
+        {7, "No action on setting Backplane Alarm State to [STATE_S7]."},
+        {8, "Set Backplane Alarm State to un-supported value [8]."},
+        {255, "Set Backplane Alarm State to un-supported value [255]."},
+        {257, "Set Backplane Alarm State to un-supported value [257]."},
+        {0x7FFFFFFF, "Set Backplane Alarm State to un-supported value [2147483647]."},
     };
     for (const auto& row : states) {
         for (U8_t backplane = 0; backplane < 4; ++backplane) {
             SCOPED_TRACE(testing::Message() << row.state << " on " << int{backplane});
+            const auto state = static_cast<EsaAlarmState_e>(row.state);
             U8_t& configuration = esaControl.winbond[backplane].configurationRegister;
             configuration = 0xA5;
-            esaW83782dSetAlarmState(0x2C, backplane, static_cast<EsaAlarmState_e>(row.state));
-            EXPECT_EQ(fakeBus.takeTransfers(), row.written == nullptr ? Lines_t{} : Lines_t{row.written});
+            esaW83782dSetAlarmState(0x2C, backplane, state);
             EXPECT_EQ(configuration, row.state == 3 ? 0xE5 : 0xA5);
             configuration = 0xFF;
-            esaW83782dSetAlarmState(0x2C, backplane, static_cast<EsaAlarmState_e>(row.state));
-            EXPECT_EQ(fakeBus.takeTransfers(), row.written == nullptr ? Lines_t{} : Lines_t{row.writtenFromOnes});
+            esaW83782dSetAlarmState(0x2C, backplane, state);
             EXPECT_EQ(configuration, row.state == 1 ? 0xBF : 0xFF);
+            EXPECT_EQ(fakeBus.takeTransfers(), row.state == 1   ? (Lines_t{"W 2C 40 A5", "W 2C 40 BF"})
+                                               : row.state == 3 ? (Lines_t{"W 2C 40 E5", "W 2C 40 FF"})
+                                                                : Lines_t{});
             EXPECT_THAT(takeTrace(), ElementsAre(row.trace, row.trace));
         }
     }
+    const std::string before = shadows();
+    chenbroSetAlarmState(ESA_E_ALARM_STATE_CRITICAL_S4);
+    EXPECT_EQ(takeTrace(), Lines_t(4, "No action on setting Backplane Alarm State to [CRITICAL_S4]."));
+    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
+    EXPECT_EQ(shadows(), before);
+}
+
+TEST_F(W83782d, ChenbroLoadsFivePercentagesAndNoOther) {
+    start(4);
+    for (int percent = 0; percent < 256; ++percent) {
+        SCOPED_TRACE(percent);
+        const int duty = percent == 0     ? 0
+                         : percent == 25  ? 64
+                         : percent == 50  ? 128
+                         : percent == 75  ? 192
+                         : percent == 100 ? 255
+                                          : -1;
+        chenbroW83782dFanLoadPwm(5, static_cast<U8_t>(percent));
+        EXPECT_EQ(fakeBus.takeTransfers(), duty < 0 ? Lines_t{} : Lines_t{text("W 2B 5A %02X", duty)});
+        EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Esa[%d] Percent to Fan [5]", percent),
+                                             duty < 0 ? text("Unsupported ESA PWM Percentage = [%d].", percent)
+                                                      : text("Load PWM Winbond[%d] Percent to Fan [1]", duty)));
+    }
+}
+
+TEST_F(W83782d, ChenbroLooksAtThePercentageBeforeTheFan) {
+    start(4);
+    const std::string before = shadows();
+    for (const int fan : {6, 7, 8, 128, 255}) {
+        SCOPED_TRACE(fan);
+        chenbroW83782dFanLoadPwm(static_cast<U8_t>(fan), 30);
+        chenbroW83782dFanLoadPwm(static_cast<U8_t>(fan), 50);
+        EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Esa[30] Percent to Fan [%d]", fan),
+                                             "Unsupported ESA PWM Percentage = [30].",
+                                             text("Load PWM Esa[50] Percent to Fan [%d]", fan),
+                                             text("Unsupported Fan Index = [%d].", fan)));
+    }
+    for (const S32_t fan : {-2147483647 - 1, -1, 6, 7, 8, 255, 2147483647}) {
+        U16_t rpm = 12345;
+        EXPECT_EQ(chenbroW83782dFanReadSpeed(fan, &rpm), -1);
+        EXPECT_EQ(rpm, 12345);
+        EXPECT_THAT(takeTrace(), ElementsAre(text("Read speed with Fan, chenbroFanInx = [%d].", fan),
+                                             text("Unsupported Fan Index = [%d].", fan)));
+    }
+    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
+    EXPECT_EQ(shadows(), before);
+}
+
+TEST_F(W83782d, DutyOfTheSingleBackplaneIsWrittenAsItStandsToTheCrossedRegisters) {
+    start(6);
+    const char* const writes[] = {"W 28 5B ", "W 28 5E ", "W 28 5F "};
+    const std::size_t shadowed[] = {20, 19, 21}; // outputs 1, 2 and 3
+    for (U8_t fan = 0; fan < 3; ++fan) {
+        for (int duty = 0; duty < 256; ++duty) {
+            esaW83782dFanLoadPwm(fan, static_cast<U8_t>(duty));
+            EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(writes[fan] + text("%02X", duty)));
+            EXPECT_EQ(reinterpret_cast<const U8_t*>(esaControl.winbond)[shadowed[fan]], duty);
+        }
+    }
+}
+
+TEST_F(W83782d, InitialisationOfAnEnclosureOfAnotherTypeKeepsItsElementCounts) {
+    start(4);
+    esaControl.i2cAddressW83782d = 0x28;
+    EXPECT_EQ(esaW83782dInit(), 0);
+    EXPECT_EQ(esaControl.powerSupplyMaxNumber, 3);
+    EXPECT_EQ(esaControl.coolingMaxNumber, 6);
+    EXPECT_EQ(esaControl.temperatureSensorMaxNumber, 4);
 }

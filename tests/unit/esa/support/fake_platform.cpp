@@ -38,10 +38,7 @@ U8_t answer(int address, int reg) {
         return value;
     }
     auto set = fakeBus.values.find({address, reg});
-    if (set != fakeBus.values.end()) {
-        return set->second;
-    }
-    return fakeBus.otherwise ? fakeBus.otherwise() : U8_t{0};
+    return set == fakeBus.values.end() ? U8_t{0} : set->second;
 }
 
 void keepEvent(const EmpEvLogHeader_t* event, const MPU_PARAMS_t* params, int action) {

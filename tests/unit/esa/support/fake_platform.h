@@ -32,7 +32,6 @@ struct FakeBus_t {
     std::vector<std::string> transfers;
     unsigned count = 0; /**< transfers ever made */
     std::map<std::pair<int, int>, U8_t> values;
-    std::function<U8_t()> otherwise; /**< answers reads of unset registers when set */
     std::map<std::pair<int, int>, std::deque<U8_t>> queues;
     std::set<unsigned> failing;
     std::set<std::pair<int, int>> deadRegisters;
