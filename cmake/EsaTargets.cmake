@@ -16,6 +16,11 @@ target_compile_definitions(esa_warnings INTERFACE _FILE_OFFSET_BITS=64 _TIME_BIT
 
 include(${CMAKE_CURRENT_LIST_DIR}/Hardening.cmake)
 
+# Several sources at a time mean memory anyway: g++ saves a tenth of its time where it need not give any back.
+if((ESA_UNITY OR ESA_UNITY_TESTS) AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  add_compile_options("SHELL:--param ggc-min-heapsize=1048576")
+endif()
+
 # Code of the controller: no exceptions, no run-time type information.
 add_library(esa_firmware INTERFACE)
 target_link_libraries(esa_firmware INTERFACE esa_warnings)
