@@ -1,6 +1,6 @@
 /**
- * The adapter's control block and its enumerations. All state of the adapter is in `esaControl`; one thread, no
- * locks, nothing on the heap.
+ * The adapter's control block and its enumerations. What is known of the enclosure, of the bus and of messages is in
+ * `esaControl`; one thread, no locks, nothing on the heap.
  */
 #pragma once
 
