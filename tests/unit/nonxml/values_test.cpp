@@ -41,9 +41,6 @@ TEST(NonxmlValues, IntegersFollowTheirPrefix) {
     EXPECT_EQ(read("AsicDeviceId = 65535").half(64), 65535U);
     EXPECT_EQ(read("AsicDeviceId = 0x0A0B").half(64), 0x0A0BU);
     EXPECT_EQ(read("AsicDeviceId = 020").half(64), 16U);
-}
-
-TEST(NonxmlValues, ANumberEndsWhereItsDigitsEnd) {
     EXPECT_EQ(read("Slot = 12 slots").word(8), 12U);
     EXPECT_EQ(read("Slot = 12 slots").err, "");
 }
@@ -116,45 +113,48 @@ TEST(NonxmlValues, WideIntegersLieHighWordFirst) {
 }
 
 TEST(NonxmlValues, SizesTakeAUnitInAnyCase) {
-    EXPECT_EQ(read("SystemMemorySize = 64m").word(96), 67108864U);
-    EXPECT_EQ(read("SystemMemorySize = 64M").word(96), 67108864U);
-    EXPECT_EQ(read("SystemMemorySize = 3k").word(96), 3072U);
-    EXPECT_EQ(read("SystemMemorySize = 3K").word(96), 3072U);
-    EXPECT_EQ(read("SystemMemorySize = 3g").word(96), 3221225472U);
-    EXPECT_EQ(read("SystemMemorySize = 3G").word(96), 3221225472U);
-    EXPECT_EQ(read("SystemMemorySize = 4096").word(96), 4096U);
-    EXPECT_EQ(read("SystemMemorySize = 010").word(96), 10U);
-    EXPECT_EQ(read("SystemMemorySize = 5t").word(96), 5U);
+    const std::pair<std::string, std::uint32_t> sizes[] = {{"64m", 67108864}, {"64M", 67108864},  {"3k", 3072},
+                                                           {"3K", 3072},      {"3g", 3221225472}, {"3G", 3221225472},
+                                                           {"4096", 4096},    {"010", 10},        {"5t", 5}};
+    for (const auto& [text, size] : sizes) {
+        EXPECT_EQ(read("SystemMemorySize = " + text).word(96), size) << text;
+    }
 }
 
 TEST(NonxmlValues, AMacAddressIsSixDecimalParts) {
-    EXPECT_EQ(read("MacAddress = 0:23:52:255:1:2").text(248, 8), std::string("\x00\x17\x34\xFF\x01\x02\0\0", 8));
-    EXPECT_EQ(read("MacAddress = 010:0x11:9").text(248, 6), std::string("\x0A\0\x09\0\0\0", 6));
-    EXPECT_EQ(read("MacAddress = 1:2:3:4:5:6:7").text(248, 8), std::string("\1\2\3\4\5\6\0\0", 8));
-    EXPECT_EQ(read("MacAddress = ff:1:2:3:4:5").text(248, 8), std::string("\0\1\2\3\4\5\0\0", 8));
+    const std::pair<std::string, std::string> addresses[] = {
+        {"0:23:52:255:1:2", std::string("\x00\x17\x34\xFF\x01\x02", 6)},
+        {"010:0x11:9", std::string("\x0A\0\x09\0\0\0", 6)},
+        {"1:2:3:4:5:6:7", "\1\2\3\4\5\6"},
+        {"ff:1:2:3:4:5", std::string("\0\1\2\3\4\5", 6)},
+        {"1:2:3:4:5:ff", std::string("\1\2\3\4\5\0", 6)},
+        {":2:3", std::string("\0\2\3\0\0\0", 6)},
+        {"1::3", std::string("\1\0\3\0\0\0", 6)},
+        {"1:2", std::string("\1\2\0\0\0\0", 6)},
+        {"257:2:3:4:5:6", "\1\2\3\4\5\6"},
+    };
+    for (const auto& [text, bytes] : addresses) {
+        const Result_t result = readOver(0xEE, "MacAddress = " + text);
+        EXPECT_EQ(result.text(248, 8), bytes + "\xEE\xEE") << text << ": the filler stays";
+    }
     EXPECT_EQ(read("MacAddress = ff:1:2:3:4:5").err, "");
-    EXPECT_EQ(read("MacAddress = 1:2:3:4:5:ff").text(248, 6), std::string("\1\2\3\4\5\0", 6));
-    EXPECT_EQ(read("MacAddress = :2:3").text(248, 6), std::string("\0\2\3\0\0\0", 6));
-    EXPECT_EQ(read("MacAddress = 1::3").text(248, 6), std::string("\1\0\3\0\0\0", 6));
-    EXPECT_EQ(read("MacAddress = 257:2:3:4:5:6").text(248, 2), std::string("\1\2", 2));
-}
-
-TEST(NonxmlValues, AMissingMacPartIsZeroAndTheFillerStays) {
-    const Result_t result = readOver(0xEE, "MacAddress = 1:2");
-    EXPECT_EQ(result.text(248, 8), std::string("\1\2\0\0\0\0\xEE\xEE", 8));
 }
 
 TEST(NonxmlValues, TheFirstPartOfAnAddressIsTheMostSignificant) {
-    EXPECT_EQ(read("IssIpAddress = 1.2.3.4").word(40), 0x01020304U);
-    EXPECT_EQ(read("IssIpAddress = 1.2").word(40), 0x01020000U);
-    EXPECT_EQ(read("IssIpAddress = 1").word(40), 0x01000000U);
-    EXPECT_EQ(read("IssIpAddress = 1.2.3.4.5").word(40), 0x01020304U);
-    EXPECT_EQ(read("IssIpAddress = 255.255.255.255").word(40), 0xFFFFFFFFU);
-    EXPECT_EQ(read("IssIpAddress = host.2.3.4").word(40), 0x00020304U) << "as a later part that is no number";
-    EXPECT_EQ(read("IssIpAddress = 1.2.three.4").word(40), 0x01020004U);
-    EXPECT_EQ(read("IssIpAddress = 010.0.0.1").word(40), 0x0A000001U);
-    EXPECT_EQ(read("IssIpAddress = 0.1.256.0").word(40), 0x00020000U) << "a part too large adds to the one before";
-    EXPECT_EQ(readOver(0xEE, "IssIpAddress = 1.2").word(40), 0x01020000U) << "nothing of the old value stays";
+    const std::pair<std::string, std::uint32_t> addresses[] = {
+        {"1.2.3.4", 0x01020304},
+        {"1.2", 0x01020000},
+        {"1", 0x01000000},
+        {"1.2.3.4.5", 0x01020304},
+        {"255.255.255.255", 0xFFFFFFFF},
+        {"host.2.3.4", 0x00020304}, // as a later part that is no number
+        {"1.2.three.4", 0x01020004},
+        {"010.0.0.1", 0x0A000001},
+        {"0.1.256.0", 0x00020000}, // a part too large adds to the one before
+    };
+    for (const auto& [text, word] : addresses) {
+        EXPECT_EQ(readOver(0xEE, "IssIpAddress = " + text).word(40), word) << text;
+    }
 }
 
 TEST(NonxmlValues, AVersionNeverSetsTheMaintenanceNumber) {
@@ -179,33 +179,33 @@ TEST(NonxmlValues, AVersionNeverSetsTheMaintenanceNumber) {
 }
 
 TEST(NonxmlValues, AdaptersAreTwoHalves) {
-    EXPECT_EQ(read("Adapter = 2/1").word(736), 0x00020001U);
-    EXPECT_EQ(read("Adapter = 0x10/0x20").word(736), 0x00100020U);
-    EXPECT_EQ(read("Adapter = 65535/65535").word(736), 0xFFFFFFFFU);
-    EXPECT_EQ(read("Adapter = 1/65538").word(736), 0x00010002U) << "the lower half never reaches the upper";
-    EXPECT_EQ(read("Adapter = 3 / 4").word(736), 0x00030004U);
-    EXPECT_EQ(read("Adapter = 3").word(736), 0x00030000U) << "a missing half is 0";
-    EXPECT_EQ(read("Adapter = 3/").word(736), 0x00030000U);
-    EXPECT_EQ(read("Adapter = /4").word(736), 0x00000004U);
-    EXPECT_EQ(read("Adapter = two/4").word(736), 0x00000000U) << "no slash follows the first number";
+    const std::pair<std::string, std::uint32_t> adapters[] = {
+        {"2/1", 0x00020001},     {"0x10/0x20", 0x00100020}, {"65535/65535", 0xFFFFFFFF},
+        {"1/65538", 0x00010002},                    // the lower half never reaches the upper
+        {"3 / 4", 0x00030004},   {"3", 0x00030000}, // a missing half is 0
+        {"3/", 0x00030000},      {"/4", 0x00000004},        {"two/4", 0x00000000}, // no slash follows the first number
+    };
+    for (const auto& [text, word] : adapters) {
+        EXPECT_EQ(read("Adapter = " + text).word(736), word) << text;
+    }
 }
 
 TEST(NonxmlValues, TextsAreCutToTheirField) {
-    const std::string seventy = "0123456789012345678901234567890123456789012345678901234567890123456789";
-    const Result_t serial = read("SerialNumber = " + seventy);
-    EXPECT_EQ(serial.err, "String for SerialNumber too long.  Truncating to 64\n");
-    EXPECT_EQ(serial.text(120, 64), seventy.substr(0, 64));
-    EXPECT_TRUE(serial.zeroOutside(120, 64));
-    const Result_t exact = read("ChassisSerialNumber = " + seventy.substr(0, 64));
-    EXPECT_EQ(exact.err, "");
-    EXPECT_EQ(exact.text(184, 64), seventy.substr(0, 64));
-    const Result_t directory = read("LogDirectory = /" + std::string(130, 'd'));
-    EXPECT_EQ(directory.err, "String for LogDirectory too long.  Truncating to 128\n");
-    EXPECT_TRUE(directory.zeroOutside(568, 128));
-    const Result_t vendor = read("VendorId = 123456789");
-    EXPECT_EQ(vendor.err, "String for VendorId too long.  Truncating to 8\n");
-    EXPECT_EQ(vendor.text(704, 8), "12345678");
-    EXPECT_TRUE(vendor.zeroOutside(704, 8));
+    const std::tuple<std::string, std::size_t, std::size_t> fields[] = {
+        {"SerialNumber", 120, 64}, {"LogDirectory", 568, 128}, {"VendorId", 704, 8}};
+    for (const auto& [key, offset, size] : fields) {
+        std::string text;
+        for (std::size_t i = 0; i < size; ++i) {
+            text += static_cast<char>('A' + i % 26);
+        }
+        const Result_t whole = read(key + " = " + text);
+        EXPECT_EQ(whole.err, "");
+        EXPECT_EQ(whole.text(offset, size), text);
+        const Result_t cut = read(key + " = " + text + "xyz");
+        EXPECT_EQ(cut.err, "String for " + key + " too long.  Truncating to " + std::to_string(size) + "\n");
+        EXPECT_EQ(cut.block, whole.block);
+        EXPECT_TRUE(cut.zeroOutside(offset, size));
+    }
 }
 
 TEST(NonxmlValues, AShorterTextLeavesNothingOfALongerOne) {
@@ -268,16 +268,10 @@ TEST(NonxmlValues, TheTablesHaveTheWidthsTheyShareWithOtherReaders) {
 }
 
 TEST(NonxmlValues, TheTypesHaveTheirNumbers) {
-    EXPECT_EQ(NONXML_E_TYPE_U32, 0);
-    EXPECT_EQ(NONXML_E_TYPE_ENUM, 1);
-    EXPECT_EQ(NONXML_E_TYPE_U8, 2);
-    EXPECT_EQ(NONXML_E_TYPE_U16, 3);
-    EXPECT_EQ(NONXML_E_TYPE_U64, 4);
-    EXPECT_EQ(NONXML_E_TYPE_STRING, 5);
-    EXPECT_EQ(NONXML_E_TYPE_BSTRING, 6);
-    EXPECT_EQ(NONXML_E_TYPE_MACADDR, 7);
-    EXPECT_EQ(NONXML_E_TYPE_IPADDR, 8);
-    EXPECT_EQ(NONXML_E_TYPE_VERSION, 9);
-    EXPECT_EQ(NONXML_E_TYPE_ADAPTERS, 10);
-    EXPECT_EQ(NONXML_E_TYPE_SIZE, 11);
+    const int types[] = {NONXML_E_TYPE_U32,    NONXML_E_TYPE_ENUM,    NONXML_E_TYPE_U8,       NONXML_E_TYPE_U16,
+                         NONXML_E_TYPE_U64,    NONXML_E_TYPE_STRING,  NONXML_E_TYPE_BSTRING,  NONXML_E_TYPE_MACADDR,
+                         NONXML_E_TYPE_IPADDR, NONXML_E_TYPE_VERSION, NONXML_E_TYPE_ADAPTERS, NONXML_E_TYPE_SIZE};
+    for (int i = 0; i < 12; ++i) {
+        EXPECT_EQ(types[i], i);
+    }
 }
