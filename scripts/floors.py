@@ -81,18 +81,23 @@ def other_findings():
     """Includes of the other folders that reach where they must not."""
     libraries = [path for path in sorted((ROOT / "libs").iterdir()) if path.is_dir()]
     applications = [path for path in sorted((ROOT / "apps").iterdir()) if path.is_dir()]
+    tests = [ROOT / "tests/support", ROOT / "tests/model"]
     above = {
-        "include": [*libraries, *applications, ROOT / "sim", ROOT / "tests"],
-        "libs": [*applications, ROOT / "sim", ROOT / "tests"],
+        "include": [*libraries, *applications, ROOT / "sim", *tests],
+        "libs": [*applications, ROOT / "sim", *tests],
         # Of the tree it knows what the tools share, and no number of the hardware that the adapter knows too.
-        "sim": [ROOT / "include", *(library for library in libraries if library.name != "tools"), *applications],
+        "sim": [ROOT / "include", *(library for library in libraries if library.name != "tools"), *applications, *tests],
+        # On the controller there are no tools.
+        "libs/MPU": [ROOT / "libs/tools", ROOT / "libs/peer"],
+        "libs/platform": [ROOT / "libs/tools", ROOT / "libs/peer"],
     }
-    above |= {f"apps/{path.name}": [ADAPTER, ROOT / "sim", ROOT / "tests"] for path in applications if path != ADAPTER}
+    # No application knows another one.
+    for own in applications:
+        above[f"apps/{own.name}"] = [ROOT / "sim", *tests, *(path for path in applications if path != own)]
     # What peers share knows what all tools share, and not the other way round.
     above["libs/tools"] = [ROOT / "libs/peer"]
     # The fail-safe program drives the fans by the adapter's own chips and enclosures.
     above["apps/esafailsafe"].remove(ADAPTER)
-    above["apps/esa"] = [ROOT / "sim", ROOT / "tests", *(path for path in applications if path != ADAPTER)]
     for name, folders in above.items():
         for path in sources(ROOT / name):
             for included in includes(path):

@@ -11,6 +11,7 @@
 #include "core/operation.h"
 #include "osdep.h"
 #include "policy/composite_fault.h"
+#include "policy/fans.h"
 #include "policy/poll.h"
 
 namespace {
@@ -26,6 +27,13 @@ constexpr U8_t LED_PORT_8_TO_15 = 7;
 constexpr S32_t LEDS_PER_PORT = 8;
 constexpr U32_t LAMP_TEST_SECONDS = 3;
 constexpr U8_t START_LOAD_PERCENT = 50;
+
+constexpr LoadStep_t FAN_STEPS[] = {
+    {50, 45, 75, ESA_K_NEVER_DOWN, 50},
+    {75, 55, 100, 44, 50},
+    {100, ESA_K_NEVER_UP, 100, 54, 75},
+};
+constexpr FanPolicy_t FAN_POLICY = {"esaVsc055TemperatureFanPolicy", FAN_STEPS, false, false};
 
 constexpr U8_t DATA_DIRECTIONS[ESA_K_VSC055_PORTS] = {0x00, 0x00, 0x3F, 0x00, 0xA7, 0x00, 0x00, 0x00};
 
@@ -175,6 +183,10 @@ ESA_CODE_e esaVsc055Init() {
     return ESA_E_OK;
 }
 
+void esaVsc055TemperatureFanPolicy() {
+    esaRunFanPolicy(FAN_POLICY);
+}
+
 void esaVsc055ProcessPollTimeout() {
     ESA_OPERATION();
     esaPollEnclosure();
@@ -199,7 +211,7 @@ constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t tac
         .tachometerDivisor = tachometerDivisor,
         .fanSpeedConfiguration = fanSpeedConfiguration,
         .fanReadSpeed = esaVsc055FanReadSpeed,
-        .fanPolicy = &esaVsc055Policy,
+        .fanPolicy = &FAN_POLICY,
         .policyLoadPwm = esaVsc055FanLoadPwm,
         .controlLoadPwm = esaVsc055FanLoadPwm,
         .readTemperature = [](U8_t sensor) { return lm75ReadTemperature(esaControl.i2cAddressLM75[sensor]); },

@@ -26,6 +26,8 @@ void esaVsc055ClearAlarmStatePowerSupply();
 /** Low eight bits of the stored alarm state; reads no hardware. */
 U8_t esaVsc055ReadAlarmState();
 ESA_CODE_e esaVsc055Init();
+/** Three steps, never below 50 percent and with no regard to fan faults. */
+void esaVsc055TemperatureFanPolicy();
 void esaVsc055ProcessPollTimeout();
 
 extern const Chassis_t quadraChassis;

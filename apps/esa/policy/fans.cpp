@@ -1,7 +1,6 @@
 #include "policy/fans.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "core/operation.h"
 #include "policy/chassis.h"
@@ -11,21 +10,11 @@
 
 namespace {
 
-/** No temperature is above or below these: the load at the end of a table has no further step. */
-constexpr S32_t NEVER_UP = INT32_MAX;
-constexpr S32_t NEVER_DOWN = INT32_MIN;
-
 constexpr LoadStep_t FOUR_STEPS[] = {
-    {25, 36, 50, NEVER_DOWN, 25},
+    {25, 36, 50, ESA_K_NEVER_DOWN, 25},
     {50, 39, 75, 31, 25},
     {75, 41, 100, 33, 50},
-    {100, NEVER_UP, 100, 34, 75},
-};
-
-constexpr LoadStep_t VSC055_STEPS[] = {
-    {50, 45, 75, NEVER_DOWN, 50},
-    {75, 55, 100, 44, 50},
-    {100, NEVER_UP, 100, 54, 75},
+    {100, ESA_K_NEVER_UP, 100, 34, 75},
 };
 
 void recordSwitch(int fan, bool on, U8_t percent) {
@@ -82,7 +71,6 @@ void forceFullLoad(U8_t fan) {
 } // namespace
 
 constexpr FanPolicy_t esaFourStepPolicy = {"esaTemperatureFanPolicy", FOUR_STEPS, true, true};
-constexpr FanPolicy_t esaVsc055Policy = {"esaVsc055TemperatureFanPolicy", VSC055_STEPS, false, false};
 
 void esaRunFanPolicy(const FanPolicy_t& policy) {
     ESA_OPERATION_NAMED(policy.operation);
@@ -99,10 +87,6 @@ void esaRunFanPolicy(const FanPolicy_t& policy) {
 
 void esaTemperatureFanPolicy() {
     esaRunFanPolicy(esaFourStepPolicy);
-}
-
-void esaVsc055TemperatureFanPolicy() {
-    esaRunFanPolicy(esaVsc055Policy);
 }
 
 S32_t esaReadFanFailStatus() {

@@ -1,6 +1,7 @@
 /** Fans: are they healthy, how hard are they driven. */
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 #include "core/control_block.h"
@@ -16,6 +17,10 @@ struct LoadStep_t {
     U8_t downPercent;
 };
 
+/** No temperature is above or below these: the load at the end of a table has no further step. */
+inline constexpr S32_t ESA_K_NEVER_UP = INT32_MAX;
+inline constexpr S32_t ESA_K_NEVER_DOWN = INT32_MIN;
+
 /** How fans follow the average temperature. */
 struct FanPolicy_t {
     const CHAR_t* operation; /**< name in the trace log */
@@ -24,14 +29,11 @@ struct FanPolicy_t {
     bool heedsFanGroups;      /**< drives as many fans as the chassis' row says */
 };
 
-/** Four steps; and the VSC055 backplane's three, never below 50 percent and with no regard to fan faults. */
 extern const FanPolicy_t esaFourStepPolicy;
-extern const FanPolicy_t esaVsc055Policy;
 
 /** Drives the fans of the chassis in service by a policy; it averages the temperatures for that. */
 void esaRunFanPolicy(const FanPolicy_t& policy);
 void esaTemperatureFanPolicy();
-void esaVsc055TemperatureFanPolicy();
 
 /**
  * Reads every tachometer and marks fans below `fanFaultRpmLimit` faulty; a fan that cannot be read counts as

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "enclosures/vsc055.h"
 #include "esa_fixture.h"
 
 using testing::ElementsAre;
