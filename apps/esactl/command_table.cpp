@@ -40,7 +40,7 @@ CliOption_t afterSeconds(Options_t& options) {
             .range = INTERVAL_SECONDS};
 }
 
-CliOption_t request(Options_t& options, std::vector<std::string> choices) {
+CliOption_t request(Options_t& options, std::vector<const char*> choices) {
     return {.name = "STATE",
             .description = "What to ask for",
             .target = &options.request,

@@ -18,11 +18,11 @@ CliOption_t text(const char* name, const char* type, const char* description, st
     return {.name = name, .description = description, .target = &target, .type = type, .showsDefault = true};
 }
 
-std::vector<std::string> chassisNames() {
-    std::vector<std::string> names;
+std::vector<const char*> chassisNames() {
+    std::vector<const char*> names;
     names.reserve(CHASSIS_LIST.size());
     for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
-        names.emplace_back(chassis.name);
+        names.push_back(chassis.name);
     }
     return names;
 }

@@ -40,23 +40,23 @@ CLI::Option& addOption(CLI::App& app, const CliOption_t& option) {
     if (option.required) {
         added.required();
     }
-    if (option.type) {
-        added.type_name(*option.type);
+    if (option.type != nullptr) {
+        added.type_name(option.type);
     }
     if (option.isFileName) {
         added.check(checkFileName);
     }
     if (!option.choices.empty()) {
-        added.check(CLI::IsMember(option.choices));
+        added.check(CLI::IsMember(std::vector<std::string>(option.choices.begin(), option.choices.end())));
     }
     addRange(added, option);
     if (option.showsDefault) {
         added.capture_default_str();
     }
-    if (!option.needs.empty()) {
+    if (option.needs != nullptr) {
         added.needs(app.get_option(option.needs));
     }
-    if (!option.excludes.empty()) {
+    if (option.excludes != nullptr) {
         added.excludes(app.get_option(option.excludes));
     }
     return added;

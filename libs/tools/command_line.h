@@ -18,18 +18,18 @@ struct CliRange_t {
 
 /** An option ("--queue" or "-k,--key"), or an argument without a name of its own on the line ("FILE"). */
 struct CliOption_t {
-    std::string name;
+    const char* name;
     std::string description;
     /** Where the value goes; a bool is a flag without a value, a vector takes one value or more. */
     std::variant<bool*, int*, unsigned*, double*, std::string*, std::vector<std::string>*> target;
-    std::optional<std::string> type = {}; /**< what help calls the value; none: its C type */
+    const char* type = nullptr; /**< what help calls the value; nullptr: its C type */
     bool required = false;
     bool showsDefault = false; /**< help names what the target holds now */
     bool isFileName = false;   /**< an empty text is refused */
-    std::vector<std::string> choices = {};
+    std::vector<const char*> choices = {};
     std::variant<std::monostate, CliRange_t<int>, CliRange_t<unsigned>, CliRange_t<double>> range = {};
-    std::string needs = {};    /**< name of an option, given earlier in the list, without which this one is refused */
-    std::string excludes = {}; /**< name of one, given earlier in the list, beside which this one is refused */
+    const char* needs = nullptr; /**< name of an option, given earlier in the list, without which this one is refused */
+    const char* excludes = nullptr; /**< name of one, given earlier in the list, beside which this one is refused */
     /** What a shell may offer for it; called when what stands before on the line has reached its targets. */
     std::function<std::vector<std::string>()> suggest = {};
     bool isList = false; /**< items separated by commas: a shell completes the last one */

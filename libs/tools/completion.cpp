@@ -14,9 +14,9 @@ bool isOption(std::string_view word) {
 
 /** The names of "-k,--key". */
 Words_t namesOf(const CliOption_t& option) {
-    const std::size_t comma = option.name.find(',');
-    return comma == std::string::npos ? Words_t{option.name}
-                                      : Words_t{option.name.substr(0, comma), option.name.substr(comma + 1)};
+    const std::string name = option.name;
+    const std::size_t comma = name.find(',');
+    return comma == std::string::npos ? Words_t{name} : Words_t{name.substr(0, comma), name.substr(comma + 1)};
 }
 
 bool takesValue(const CliOption_t& option) {
@@ -124,7 +124,7 @@ public:
         if (option.isList && comma != std::string::npos && comma >= before.size()) {
             before = current_.substr(0, comma + 1);
         }
-        for (const std::string& choice : option.choices) {
+        for (const char* choice : option.choices) {
             word(before + choice);
         }
         if (option.suggest) {
@@ -132,7 +132,7 @@ public:
                 word(before + suggestion);
             }
         }
-        const std::string type = option.type.value_or("");
+        const std::string_view type = option.type == nullptr ? "" : option.type;
         if (type == "FILE" || type == "DIR") {
             lines.emplace_back(type == "FILE" ? ":files" : ":directories");
         }
