@@ -1,7 +1,6 @@
 /** The bug check: a last line, an event record, the end of the process. */
 #include <csetjmp>
 #include <csignal>
-#include <ostream>
 
 #include "trace_fixture.h"
 
@@ -46,13 +45,7 @@ TEST_F(TraceBugCheck, RecordsTheLastTextAndAborts) {
     EXPECT_EQ(child.event->params, 0U);
 }
 
-TEST_F(TraceBugCheck, LineHasTheWholePrefix) {
-    (void)TRACE__setTraceLevel(0, 0xE000);
-    (void)bugCheck("esafan.cpp", "esaFanCheck", 77, "text");
-    EXPECT_EQ(log(), "Oct  2 13:51:16  TRACE LOG BUG-CHECK AT: esafan.cpp:esaFanCheck:77:  text\n");
-}
-
-TEST_F(TraceBugCheck, LongestPrefixIsWhole) {
+TEST_F(TraceBugCheck, LineHasTheWholePrefixEvenTheLongest) {
     (void)TRACE__setTraceLevel(0, 0xE000);
     (void)bugCheck("f2345678901234567890123456789012x", "g2345678901234567890123456789012x", 2147483647, "text");
     EXPECT_EQ(log(), "Oct  2 13:51:16  TRACE LOG BUG-CHECK AT: "
@@ -87,24 +80,16 @@ TEST_F(TraceBugCheck, MacroNamesTheCaller) {
     EXPECT_EQ(log(), "TRACE LOG BUG-CHECK AT: trace_bugcheck_test.cpp:" + line + ":  value 5\n");
 }
 
-TEST_F(TraceBugCheck, WithoutTheWriteFlagOnlyTheRecordIsLeft) {
-    const ChildResult_t child = runInChild([] {
+TEST_F(TraceBugCheck, WithoutTheWriteFlagOnlyTheRecordIsLeftWithTheParameterWord) {
+    const ChildResult_t child = runInChild([&] {
         (void)mpuMutex_Get(&traceData.lock);
+        traceData.mpuParams = &params;
         (void)TRACE__logInfo(0, 1);
     });
     EXPECT_EQ(child.signal, SIGABRT);
     EXPECT_EQ(log(), "");
     ASSERT_TRUE(child.event.has_value());
     EXPECT_EQ(child.event->body, std::string(32, '\0') + filled("BUG CHECK: \n", 13));
-}
-
-TEST_F(TraceBugCheck, HandsTheParameterWordOn) {
-    const ChildResult_t child = runInChild([&] {
-        (void)mpuMutex_Get(&traceData.lock);
-        traceData.mpuParams = &params;
-        (void)TRACE__logInfo(0, 1);
-    });
-    ASSERT_TRUE(child.event.has_value());
     EXPECT_EQ(child.event->params, reinterpret_cast<std::uintptr_t>(&params));
 }
 
@@ -116,36 +101,26 @@ TEST_F(TraceBugCheck, WorksBeforeInitAndAfterDone) {
     EXPECT_TRUE(child.event.has_value());
 }
 
-struct NamesCase_t {
-    const char* file;
-    const char* function;
-    std::string area;
-};
-
-void PrintTo(const NamesCase_t& test, std::ostream* out) {
-    *out << test.file << ' ' << test.function;
-}
-
-const NamesCase_t NAMES[] = {
-    {"noextension", "f", std::string("noextension\0f", 13)},
-    {"a.b.cpp", "f", std::string("a.b\0f", 5)},
-    {".hidden", "f", std::string("\0f", 2)},
-    {"12345678901234567890.cpp", "f", std::string("12345678901234567890\0f", 22)},
-    {"123456789012345678901.cpp", "function", std::string("12345678901234567890\0function", 29)},
-    {"12345678901234567890.cpp", "functions", std::string("12345678901234567890\0functions", 30)},
-    {"12345678901234567890.cpp", "functionsCut", std::string("12345678901234567890\0functions", 30)},
-    {"a.cpp", "f23456789012345678901234567890", std::string("a\0f234567890123456789012345678", 30)},
-};
-
-class TraceBugCheckNames : public TraceBugCheck, public testing::WithParamInterface<NamesCase_t> {};
-
-INSTANTIATE_TEST_SUITE_P(Case, TraceBugCheckNames, testing::ValuesIn(NAMES));
-
-TEST_P(TraceBugCheckNames, FillThe30Bytes) {
-    const ChildResult_t child = bugCheck(GetParam().file, GetParam().function, 1, "x");
-    ASSERT_TRUE(child.event.has_value());
-    EXPECT_EQ(child.event->body.substr(2, 30), filled(GetParam().area, 30));
-    EXPECT_EQ(child.event->body.substr(32), filled("BUG CHECK: x\n", 14));
+TEST_F(TraceBugCheck, NamesFillThe30Bytes) {
+    struct {
+        const char* file;
+        const char* function;
+        std::string area;
+    } const cases[] = {
+        {"noextension", "f", std::string("noextension\0f", 13)},
+        {"a.b.cpp", "f", std::string("a.b\0f", 5)},
+        {".hidden", "f", std::string("\0f", 2)},
+        {"12345678901234567890.cpp", "f", std::string("12345678901234567890\0f", 22)},
+        {"123456789012345678901.cpp", "function", std::string("12345678901234567890\0function", 29)},
+        {"12345678901234567890.cpp", "functions", std::string("12345678901234567890\0functions", 30)},
+        {"12345678901234567890.cpp", "functionsCut", std::string("12345678901234567890\0functions", 30)},
+        {"a.cpp", "f23456789012345678901234567890", std::string("a\0f234567890123456789012345678", 30)},
+    };
+    for (const auto& one : cases) {
+        const ChildResult_t child = bugCheck(one.file, one.function, 1, "x");
+        ASSERT_TRUE(child.event.has_value());
+        EXPECT_EQ(child.event->body.substr(2), filled(one.area, 30) + filled("BUG CHECK: x\n", 14)) << one.file;
+    }
 }
 
 TEST_F(TraceBugCheck, TextStaysWithin256Bytes) {

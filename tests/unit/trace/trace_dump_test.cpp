@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <numeric>
-#include <ostream>
 
 #include <sys/mman.h>
 
@@ -43,38 +42,23 @@ private:
     void* page_;
 };
 
-struct DumpCase_t {
-    U32_t length;
-    const char* text;
-};
-
-void PrintTo(const DumpCase_t& test, std::ostream* out) {
-    *out << test.length;
-}
-
-const DumpCase_t DUMPS[] = {
-    {0, "label =\n"},
-    {1, "label =\n0x50000000: 00\n"},
-    {8, "label =\n0x50000000: 0001020304050607\n"},
-    {9, "label =\n0x50000000: 0001020304050607 08\n"},
-    {32, "label =\n"
-         "0x50000000: 0001020304050607 08090A0B0C0D0E0F 1011121314151617 18191A1B1C1D1E1F\n"},
-    {33, "label =\n"
-         "0x50000000: 0001020304050607 08090A0B0C0D0E0F 1011121314151617 18191A1B1C1D1E1F\n"
-         "0x50000020: 20\n"},
-    {64, "label =\n"
-         "0x50000000: 0001020304050607 08090A0B0C0D0E0F 1011121314151617 18191A1B1C1D1E1F\n"
-         "0x50000020: 2021222324252627 28292A2B2C2D2E2F 3031323334353637 38393A3B3C3D3E3F\n"},
-};
-
-class TraceDumpOf : public TraceDump, public testing::WithParamInterface<DumpCase_t> {};
-
-INSTANTIATE_TEST_SUITE_P(Length, TraceDumpOf, testing::ValuesIn(DUMPS));
-
-TEST_P(TraceDumpOf, IsThisText) {
+TEST_F(TraceDump, HasThirtyTwoBytesALineInGroupsOfEight) {
     const BytesAt_t page(0x50000000);
-    TRACE__dump("", "", 1, "label =", page.bytes(), GetParam().length);
-    EXPECT_EQ(log(), GetParam().text);
+    const std::string first = "0x50000000: 0001020304050607 08090A0B0C0D0E0F 1011121314151617 18191A1B1C1D1E1F\n";
+    const std::pair<U32_t, std::string> dumps[] = {
+        {0, ""},
+        {1, "0x50000000: 00\n"},
+        {8, "0x50000000: 0001020304050607\n"},
+        {9, "0x50000000: 0001020304050607 08\n"},
+        {32, first},
+        {33, first + "0x50000020: 20\n"},
+        {64, first + "0x50000020: 2021222324252627 28292A2B2C2D2E2F 3031323334353637 38393A3B3C3D3E3F\n"},
+    };
+    for (const auto& [length, text] : dumps) {
+        TRACE__redirect(&params, "esa_%02d.log");
+        TRACE__dump("", "", 1, "label =", page.bytes(), length);
+        EXPECT_EQ(log(), "label =\n" + text);
+    }
 }
 
 TEST_F(TraceDump, AddressIsTheByteAddressNotTheOffset) {

@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <functional>
-#include <iterator>
-#include <ostream>
 
 #include "trace_fixture.h"
 
@@ -15,64 +13,34 @@ protected:
     TraceLine() { init(); }
 };
 
-struct PrefixCase_t {
-    U16_t level;
-    const char* info;
-    const char* dump;
-    const char* enter;
-    const char* leave;
-};
-
-void PrintTo(const PrefixCase_t& test, std::ostream* out) {
-    *out << std::hex << test.level;
-}
-
-/** Every combination of the three prefix bits. */
-const PrefixCase_t PREFIXES[] = {
-    {0x0000, "hello 7\n", "label\n", "ENTERING into func: doIt: text\n", "EXITING from func: doIt: text\n"},
-    {0x2000, "fan.cpp:1234:  hello 7\n", "fan.cpp:1234: label\n", "fan.cpp:1234:ENTERING into func: doIt: text\n",
-     "fan.cpp:1234:EXITING from func: doIt: text\n"},
-    {0x4000, "doIt:1234:  hello 7\n", "doIt:1234: label\n", "ENTERING into func: doIt: text\n",
-     "EXITING from func: doIt: text\n"},
-    {0x6000, "fan.cpp:doIt:1234:  hello 7\n", "fan.cpp:doIt:1234: label\n",
-     "fan.cpp:1234:ENTERING into func: doIt: text\n", "fan.cpp:1234:EXITING from func: doIt: text\n"},
-    {0x8000, "Oct  2 13:51:16  hello 7\n", "label\n", "Oct  2 13:51:16  ENTERING into func: doIt: text\n",
-     "Oct  2 13:51:16  EXITING from func: doIt: text\n"},
-    {0xA000, "Oct  2 13:51:16  fan.cpp:1234:  hello 7\n", "fan.cpp:1234: label\n",
-     "Oct  2 13:51:16  fan.cpp:1234:ENTERING into func: doIt: text\n",
-     "Oct  2 13:51:16  fan.cpp:1234:EXITING from func: doIt: text\n"},
-    {0xC000, "Oct  2 13:51:16  doIt:1234:  hello 7\n", "doIt:1234: label\n",
-     "Oct  2 13:51:16  ENTERING into func: doIt: text\n", "Oct  2 13:51:16  EXITING from func: doIt: text\n"},
-    {0xE000, "Oct  2 13:51:16  fan.cpp:doIt:1234:  hello 7\n", "fan.cpp:doIt:1234: label\n",
-     "Oct  2 13:51:16  fan.cpp:1234:ENTERING into func: doIt: text\n",
-     "Oct  2 13:51:16  fan.cpp:1234:EXITING from func: doIt: text\n"},
-};
-
-class TracePrefix : public TraceLine, public testing::WithParamInterface<PrefixCase_t> {
-protected:
-    TracePrefix() { (void)TRACE__setTraceLevel(0, GetParam().level); }
-};
-
-INSTANTIATE_TEST_SUITE_P(Level, TracePrefix, testing::ValuesIn(PREFIXES));
-
-TEST_P(TracePrefix, OfAnInformationLine) {
-    TRACE__info("fan.cpp", "doIt", 1234, "hello %d", 7);
-    EXPECT_EQ(log(), GetParam().info);
-}
-
-TEST_P(TracePrefix, OfADump) {
-    TRACE__dump("fan.cpp", "doIt", 1234, "label", "", 0);
-    EXPECT_EQ(log(), GetParam().dump);
-}
-
-TEST_P(TracePrefix, OfAnEntryLine) {
-    TRACE__enter(0, "fan.cpp", "doIt", 1234, "text");
-    EXPECT_EQ(log(), GetParam().enter);
-}
-
-TEST_P(TracePrefix, OfAnExitLine) {
-    TRACE__return(0, "fan.cpp", "doIt", 1234, "text");
-    EXPECT_EQ(log(), GetParam().leave);
+TEST_F(TraceLine, PrefixOfEveryKindFollowsTheThreeBits) {
+    struct {
+        U16_t level;
+        const char* info;
+        const char* dump;
+        const char* call; // of entry and exit lines
+    } const prefixes[] = {
+        {0x0000, "", "", ""},
+        {0x2000, "fan.cpp:1234:  ", "fan.cpp:1234: ", "fan.cpp:1234:"},
+        {0x4000, "doIt:1234:  ", "doIt:1234: ", ""},
+        {0x6000, "fan.cpp:doIt:1234:  ", "fan.cpp:doIt:1234: ", "fan.cpp:1234:"},
+        {0x8000, "Oct  2 13:51:16  ", "", "Oct  2 13:51:16  "},
+        {0xA000, "Oct  2 13:51:16  fan.cpp:1234:  ", "fan.cpp:1234: ", "Oct  2 13:51:16  fan.cpp:1234:"},
+        {0xC000, "Oct  2 13:51:16  doIt:1234:  ", "doIt:1234: ", "Oct  2 13:51:16  "},
+        {0xE000, "Oct  2 13:51:16  fan.cpp:doIt:1234:  ", "fan.cpp:doIt:1234: ", "Oct  2 13:51:16  fan.cpp:1234:"},
+    };
+    for (const auto& prefix : prefixes) {
+        SCOPED_TRACE(prefix.level);
+        TRACE__redirect(&params, "esa_%02d.log");
+        (void)TRACE__setTraceLevel(0, prefix.level);
+        TRACE__info("fan.cpp", "doIt", 1234, "hello %d", 7);
+        TRACE__dump("fan.cpp", "doIt", 1234, "label", "", 0);
+        TRACE__enter(0, "fan.cpp", "doIt", 1234, "text");
+        TRACE__return(0, "fan.cpp", "doIt", 1234, "text");
+        const std::string call = prefix.call;
+        EXPECT_EQ(log(), prefix.info + std::string("hello 7\n") + prefix.dump + "label\n" + call +
+                             "ENTERING into func: doIt: text\n" + call + "EXITING from func: doIt: text\n");
+    }
 }
 
 TEST_F(TraceLine, PrefixFollowsTheLevelWordOfTheCallsModule) {
@@ -113,23 +81,20 @@ TEST_F(TraceLine, TextThatCannotBeFormattedIsEmpty) {
     EXPECT_EQ(log(), "before\n\n");
 }
 
-TEST_F(TraceLine, NamesAreCutTo32Characters) {
+TEST_F(TraceLine, NamesAreCutTo32CharactersAndTheLongestPrefixIsWhole) {
     (void)TRACE__setTraceLevel(0, 0x6000);
     const std::string file = "f2345678901234567890123456789012xyz";
     const std::string function = "g2345678901234567890123456789012xyz";
     TRACE__info(file.c_str(), function.c_str(), 1, "a");
     TRACE__dump(file.c_str(), function.c_str(), 2, "b", "", 0);
     TRACE__enter(0, file.c_str(), function.c_str(), 3, "c");
-    EXPECT_EQ(log(), "f2345678901234567890123456789012:g2345678901234567890123456789012:1:  a\n"
-                     "f2345678901234567890123456789012:g2345678901234567890123456789012:2: b\n"
-                     "f2345678901234567890123456789012:3:ENTERING into func: g2345678901234567890123456789012: c\n");
-}
-
-TEST_F(TraceLine, LongestPrefixIsWhole) {
     (void)TRACE__setTraceLevel(0, 0xFFFF);
-    TRACE__info("f2345678901234567890123456789012", "g2345678901234567890123456789012", 2147483647, "a");
+    TRACE__info(file.c_str(), function.c_str(), 2147483647, "d");
     EXPECT_EQ(log(),
-              "Oct  2 13:51:16  f2345678901234567890123456789012:g2345678901234567890123456789012:2147483647:  a\n");
+              "f2345678901234567890123456789012:g2345678901234567890123456789012:1:  a\n"
+              "f2345678901234567890123456789012:g2345678901234567890123456789012:2: b\n"
+              "f2345678901234567890123456789012:3:ENTERING into func: g2345678901234567890123456789012: c\n"
+              "Oct  2 13:51:16  f2345678901234567890123456789012:g2345678901234567890123456789012:2147483647:  d\n");
 }
 
 TEST_F(TraceLine, MacrosNameTheCallersFileFunctionAndLine) {
@@ -173,13 +138,6 @@ TEST_F(TraceLine, TextOf1023CharactersIsWholeAndALongerOneIsCut) {
     EXPECT_EQ(log(), longest + "\n" + longest + "\n" + longest + "\nENTERING into func: : " + longest + "\n");
 }
 
-TEST_F(TraceLine, EachLineIsInTheFileAtOnce) {
-    TRACE__info("", "", 1, "one");
-    EXPECT_EQ(log(), "one\n");
-    TRACE__info("", "", 1, "two");
-    EXPECT_EQ(log(), "one\ntwo\n");
-}
-
 TEST_F(TraceLine, CallFillsTheCurrentCallFieldsAndReleasesTheLock) {
     traceData.mpuParams = &params;
     traceData.moduleIndex = 5;
@@ -215,17 +173,6 @@ TEST_F(TraceLine, WithoutTheWriteFlagALineIsCountedButNotWritten) {
     EXPECT_EQ(pthread_mutex_unlock(&traceData.lock), 0);
 }
 
-TEST_F(TraceLine, EveryKindOfLineIsCounted) {
-    TRACE__info("", "", 1, "a");
-    EXPECT_EQ(traceData.logWriteCount, 1U);
-    TRACE__dump("", "", 1, "a", "", 0);
-    EXPECT_EQ(traceData.logWriteCount, 2U);
-    TRACE__enter(0, "", "", 1, "a");
-    EXPECT_EQ(traceData.logWriteCount, 3U);
-    TRACE__return(0, "", "", 1, "a");
-    EXPECT_EQ(traceData.logWriteCount, 4U);
-}
-
 TEST_F(TraceLine, CallLeavesErrnoAlone) {
     errno = EPERM;
     wrapped.now += 1;
@@ -237,24 +184,15 @@ TEST_F(TraceLine, CallLeavesErrnoAlone) {
 }
 
 TEST(TraceData, FieldsAreInOrder) {
+    // clang-format off
+#define AT(field) offsetof(TRACE_DATA_t, field)
     const std::size_t offsets[] = {
-        offsetof(TRACE_DATA_t, lock),
-        offsetof(TRACE_DATA_t, infoBuf),
-        offsetof(TRACE_DATA_t, fd),
-        offsetof(TRACE_DATA_t, fileName),
-        offsetof(TRACE_DATA_t, funcName),
-        offsetof(TRACE_DATA_t, modNames),
-        offsetof(TRACE_DATA_t, modLevels),
-        offsetof(TRACE_DATA_t, mpuParams),
-        offsetof(TRACE_DATA_t, logWriteCount),
-        offsetof(TRACE_DATA_t, infoBufLen),
-        offsetof(TRACE_DATA_t, lineNumber),
-        offsetof(TRACE_DATA_t, log_to_file),
-        offsetof(TRACE_DATA_t, logNameProto),
-        offsetof(TRACE_DATA_t, moduleIndex),
-        offsetof(TRACE_DATA_t, logInstanceNumber),
-        offsetof(TRACE_DATA_t, numModLevels),
+        AT(lock), AT(infoBuf), AT(fd), AT(fileName), AT(funcName), AT(modNames),
+        AT(modLevels), AT(mpuParams), AT(logWriteCount), AT(infoBufLen), AT(lineNumber), AT(log_to_file),
+        AT(logNameProto), AT(moduleIndex), AT(logInstanceNumber), AT(numModLevels),
     };
+#undef AT
+    // clang-format on
     EXPECT_EQ(offsets[0], 0U);
     EXPECT_TRUE(std::ranges::is_sorted(offsets, std::ranges::less_equal()));
     EXPECT_EQ(sizeof traceData.infoBuf, 1024U);

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <ostream>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -91,12 +90,8 @@ TEST_F(TraceLog, NameIsCutTo192BytesAfterTheNumberIsIn) {
     TRACE__getLogName(name);
     EXPECT_EQ(std::string(name), "/dir/" + std::string(186, ' '));
     EXPECT_EQ(name[192], '#');
-}
-
-TEST_F(TraceLog, PatternWithoutADirectoryIsAPatternToo) {
-    init();
     (void)std::strcpy(traceData.logNameProto, "esa_%02d.log");
-    EXPECT_EQ(logName(), "esa_01.log");
+    EXPECT_EQ(logName(), "esa_01.log") << "a pattern without a directory is one too";
 }
 
 TEST_F(TraceLog, InstanceNumberWrapsFrom255To0) {
@@ -171,54 +166,39 @@ TEST_F(TraceLog, IsNotReadableForEverybodyAndStartsEmpty) {
     EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(directory + "/esa_02.log").permissions()), 0640U);
 }
 
-struct NoFileCase_t {
-    const char* name;
-    bool withParams;
-    const char* logName;
-};
-
-void PrintTo(const NoFileCase_t& test, std::ostream* out) {
-    *out << test.name;
-}
-
-class TraceToStandardError : public TraceTest, public testing::WithParamInterface<NoFileCase_t> {};
-
-INSTANTIATE_TEST_SUITE_P(Without, TraceToStandardError,
-                         testing::Values(NoFileCase_t{"Block", false, "esa_%02d.log"},
-                                         NoFileCase_t{"Name", true, nullptr}, NoFileCase_t{"NonEmptyName", true, ""}),
-                         [](const auto& test) { return test.param.name; });
-
-TEST_P(TraceToStandardError, WritesThereFromTheStart) {
-    const ChildResult_t child = runInChild([&] {
-        TRACE__init(GetParam().withParams ? &params : nullptr, GetParam().logName, 0, nullptr);
-        EXPECT_EQ(logName(), "<stderr>");
-        EXPECT_STREQ(traceData.logNameProto, "<stderr>");
-        EXPECT_EQ(traceData.log_to_file, 0U);
-        write("line");
-        TRACE__dump("", "", 1, "dump", "", 0);
-        EXPECT_EQ(traceData.logWriteCount, 2U);
-        traceData.logWriteCount = 99999;
-        TRACE_checkLog();
-        EXPECT_EQ(traceData.logWriteCount, 0U);
-        EXPECT_EQ(traceData.logInstanceNumber, 1);
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    });
-    EXPECT_EQ(child.exitStatus, 0);
-    EXPECT_EQ(child.err, "line\ndump\n");
-}
-
-TEST_P(TraceToStandardError, RedirectedThereLeavesTheFileClosed) {
-    init();
-    write("in the file");
-    const ChildResult_t child = runInChild([&] {
-        TRACE__redirect(GetParam().withParams ? &params : nullptr, GetParam().logName);
-        EXPECT_EQ(logName(), "<stderr>");
-        write("on standard error");
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    });
-    EXPECT_EQ(child.exitStatus, 0);
-    EXPECT_EQ(child.err, "on standard error\n");
-    EXPECT_EQ(log(), "in the file\n");
+TEST_F(TraceLog, WithoutABlockOrANameItIsStandardErrorAndLeavesTheFileClosed) {
+    const std::pair<const MPU_PARAMS_t*, const char*> cases[] = {
+        {nullptr, "esa_%02d.log"}, {&params, nullptr}, {&params, ""}};
+    for (const auto& [block, name] : cases) {
+        const ChildResult_t child = runInChild([block = block, name = name] {
+            TRACE__init(block, name, 0, nullptr);
+            EXPECT_EQ(logName(), "<stderr>");
+            EXPECT_STREQ(traceData.logNameProto, "<stderr>");
+            EXPECT_EQ(traceData.log_to_file, 0U);
+            write("line");
+            TRACE__dump("", "", 1, "dump", "", 0);
+            EXPECT_EQ(traceData.logWriteCount, 2U);
+            traceData.logWriteCount = 99999;
+            TRACE_checkLog();
+            EXPECT_EQ(traceData.logWriteCount, 0U);
+            EXPECT_EQ(traceData.logInstanceNumber, 1);
+            _exit(testing::Test::HasFailure() ? 1 : 0);
+        });
+        EXPECT_EQ(child.exitStatus, 0);
+        EXPECT_EQ(child.err, "line\ndump\n");
+        init();
+        write("in the file");
+        const ChildResult_t redirected = runInChild([block = block, name = name] {
+            TRACE__redirect(block, name);
+            EXPECT_EQ(logName(), "<stderr>");
+            write("on standard error");
+            _exit(testing::Test::HasFailure() ? 1 : 0);
+        });
+        EXPECT_EQ(redirected.exitStatus, 0);
+        EXPECT_EQ(redirected.err, "on standard error\n");
+        EXPECT_EQ(log(), "in the file\n");
+        TRACE__done();
+    }
 }
 
 TEST_F(TraceLog, RedirectStartsAtNumber1Again) {
@@ -284,33 +264,24 @@ TEST_F(TraceSizeCheck, FileOf1999999999BytesIsKept) {
     EXPECT_TRUE(exists("esa_02.log"));
 }
 
-struct WriterCase_t {
-    const char* name;
-    void (*writer)();
-    const char* text;
-};
-
-void PrintTo(const WriterCase_t& test, std::ostream* out) {
-    *out << test.name;
-}
-
-class TraceSizeCheckOf : public TraceSizeCheck, public testing::WithParamInterface<WriterCase_t> {};
-
-INSTANTIATE_TEST_SUITE_P(
-    Kind, TraceSizeCheckOf,
-    testing::Values(WriterCase_t{"Info", [] { TRACE__info("", "", 1, "x"); }, "x\n"},
-                    WriterCase_t{"Dump", [] { TRACE__dump("", "", 1, "x", "", 0); }, "x\n"},
-                    WriterCase_t{"Enter", [] { TRACE__enter(0, "", "", 1, "x"); }, "ENTERING into func: : x\n"},
-                    WriterCase_t{"Return", [] { TRACE__return(0, "", "", 1, "x"); }, "EXITING from func: : x\n"}),
-    [](const auto& test) { return test.param.name; });
-
-TEST_P(TraceSizeCheckOf, ThatLineGoesToTheNextFile) {
-    ASSERT_EQ(truncate(path("esa_01.log").c_str(), 2000000000), 0);
-    traceData.logWriteCount = 99998;
-    GetParam().writer();
-    EXPECT_FALSE(exists("esa_02.log"));
-    GetParam().writer();
-    EXPECT_EQ(log("esa_02.log"), GetParam().text);
+TEST_F(TraceSizeCheck, LinesOfEveryKindCountAndGoToTheNextFile) {
+    const std::pair<void (*)(), const char*> writers[] = {
+        {[] { TRACE__info("", "", 1, "x"); }, "x\n"},
+        {[] { TRACE__dump("", "", 1, "x", "", 0); }, "x\n"},
+        {[] { TRACE__enter(0, "", "", 1, "x"); }, "ENTERING into func: : x\n"},
+        {[] { TRACE__return(0, "", "", 1, "x"); }, "EXITING from func: : x\n"},
+    };
+    for (const auto& [writeOne, text] : writers) {
+        SCOPED_TRACE(text);
+        TRACE__redirect(&params, "esa_%02d.log");
+        (void)unlink(path("esa_02.log").c_str());
+        ASSERT_EQ(truncate(path("esa_01.log").c_str(), 2000000000), 0);
+        traceData.logWriteCount = 99998;
+        writeOne();
+        EXPECT_FALSE(exists("esa_02.log"));
+        writeOne();
+        EXPECT_EQ(log("esa_02.log"), text);
+    }
 }
 
 TEST_F(TraceSizeCheck, LooksAtTheFileOfTheLogsName) {
@@ -337,6 +308,8 @@ TEST_F(TraceLog, DoneClosesTheFileAndTracesNothingMore) {
     TRACE_INFO("nothing");
     EXPECT_EQ(log(), "last\n");
     EXPECT_EQ(logName(), "<stderr>");
+    TRACE__done();
+    EXPECT_EQ(std::fputs("", stderr), 1); // still open
 }
 
 int lowestFreeDescriptor() {
@@ -366,13 +339,6 @@ TEST_F(TraceLog, RedirectAndDoneFlushTheFile) {
     EXPECT_GT(std::fputs("buffered", traceData.fd), 0);
     TRACE__done();
     EXPECT_EQ(log("other_01.log"), "buffered");
-}
-
-TEST_F(TraceLog, DoneLeavesStandardErrorOpen) {
-    TRACE__init(nullptr, nullptr, 0, nullptr);
-    TRACE__done();
-    TRACE__done();
-    EXPECT_EQ(std::fputs("", stderr), 1);
 }
 
 TEST_F(TraceLog, CanBeStartedAgainAfterDone) {
