@@ -38,28 +38,14 @@ void PrintTo(const Form_t& test, std::ostream* out) {
     *out << test.name;
 }
 
-const Form_t PLAIN = {"Plain",
-                      MPU_init_listhead,
-                      MPU_insert_on_list_head,
-                      MPU_insert_on_list_tail,
-                      MPU_remove_from_list,
-                      MPU_remove_from_list_head,
-                      MPU_remove_from_list_tail,
-                      MPU_list_mt,
-                      "Listhead is not orphanized",
-                      "Listhead is Not Orphanized",
-                      0};
-const Form_t SAFE = {"Safe",
-                     MPU_init_listhead_safe,
-                     MPU_insert_on_list_head_safe,
-                     MPU_insert_on_list_tail_safe,
-                     MPU_remove_from_list_safe,
-                     MPU_remove_from_list_head_safe,
-                     MPU_remove_from_list_tail_safe,
-                     MPU_list_mt_safe,
-                     "Listhead is not Orphanized",
-                     " Listhead is not Orphanized",
-                     3};
+// clang-format off
+const Form_t PLAIN = {"Plain", MPU_init_listhead, MPU_insert_on_list_head, MPU_insert_on_list_tail,
+                      MPU_remove_from_list, MPU_remove_from_list_head, MPU_remove_from_list_tail, MPU_list_mt,
+                      "Listhead is not orphanized", "Listhead is Not Orphanized", 0};
+const Form_t SAFE = {"Safe", MPU_init_listhead_safe, MPU_insert_on_list_head_safe, MPU_insert_on_list_tail_safe,
+                     MPU_remove_from_list_safe, MPU_remove_from_list_head_safe, MPU_remove_from_list_tail_safe,
+                     MPU_list_mt_safe, "Listhead is not Orphanized", " Listhead is not Orphanized", 3};
+// clang-format on
 
 class Lists : public testing::TestWithParam<Form_t> {
 protected:
@@ -84,6 +70,10 @@ protected:
         return result;
     }
 
+    bool isOrphan(std::size_t element) const {
+        return elements[element].flink == &elements[element] && elements[element].blink == &elements[element];
+    }
+
     const Form_t& list = GetParam();
     LIST_t head{};
     std::array<LIST_t, 4> elements{};
@@ -91,83 +81,57 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Form, Lists, testing::Values(PLAIN, SAFE), [](const auto& test) { return test.param.name; });
 
-TEST_P(Lists, EmptyHeadPointsAtItself) {
-    EXPECT_EQ(head.flink, &head);
-    EXPECT_EQ(head.blink, &head);
+TEST_P(Lists, InsertAtHeadPutsInFrontAndAtTailBehind) {
+    EXPECT_EQ(order(), (std::vector<int>{}));
     EXPECT_TRUE(list.isEmpty(&head));
-}
-
-TEST_P(Lists, InsertAtHeadPutsInFront) {
     list.insertHead(&head, &elements[0]);
     list.insertHead(&head, &elements[1]);
-    EXPECT_EQ(order(), (std::vector<int>{1, 0}));
+    list.insertTail(&head, &elements[2]);
+    list.insertTail(&head, &elements[3]);
+    EXPECT_EQ(order(), (std::vector<int>{1, 0, 2, 3}));
     EXPECT_FALSE(list.isEmpty(&head));
-}
-
-TEST_P(Lists, InsertAtTailPutsBehind) {
-    list.insertTail(&head, &elements[0]);
-    list.insertTail(&head, &elements[1]);
-    EXPECT_EQ(order(), (std::vector<int>{0, 1}));
 }
 
 TEST_P(Lists, RemoveTakesAnyElementOutAndOrphansIt) {
     for (LIST_t& element : elements) {
         list.insertTail(&head, &element);
     }
-    for (const int middleFrontBack : {1, 0, 3}) {
-        LIST_t* element = &elements[static_cast<std::size_t>(middleFrontBack)];
-        EXPECT_EQ(list.remove(element), element);
-        EXPECT_EQ(element->flink, element);
-        EXPECT_EQ(element->blink, element);
+    for (const std::size_t middleFrontBack : {1U, 0U, 3U}) {
+        EXPECT_EQ(list.remove(&elements[middleFrontBack]), &elements[middleFrontBack]);
+        EXPECT_TRUE(isOrphan(middleFrontBack));
     }
     EXPECT_EQ(order(), (std::vector<int>{2}));
     list.insertHead(&head, &elements[1]);
     EXPECT_EQ(order(), (std::vector<int>{1, 2}));
 }
 
-TEST_P(Lists, RemoveHeadAndTailReturnFirstAndLastOrphaned) {
+TEST_P(Lists, RemoveHeadAndTailReturnFirstAndLastOrphanedAndNoneOfAnEmptyList) {
+    EXPECT_EQ(list.removeHead(&head), nullptr);
+    EXPECT_EQ(list.removeTail(&head), nullptr);
+    EXPECT_EQ(order(), (std::vector<int>{}));
     for (LIST_t& element : elements) {
         list.insertTail(&head, &element);
     }
     EXPECT_EQ(list.removeHead(&head), &elements[0]);
-    EXPECT_EQ(elements[0].flink, &elements[0]);
-    EXPECT_EQ(elements[0].blink, &elements[0]);
+    EXPECT_TRUE(isOrphan(0));
     EXPECT_EQ(list.removeTail(&head), &elements[3]);
-    EXPECT_EQ(elements[3].flink, &elements[3]);
-    EXPECT_EQ(elements[3].blink, &elements[3]);
+    EXPECT_TRUE(isOrphan(3));
     EXPECT_EQ(order(), (std::vector<int>{1, 2}));
 }
 
-TEST_P(Lists, RemoveFromEmptyListReturnsNoneAndLeavesTheHead) {
-    EXPECT_EQ(list.removeHead(&head), nullptr);
-    EXPECT_EQ(list.removeTail(&head), nullptr);
-    EXPECT_EQ(head.flink, &head);
-    EXPECT_EQ(head.blink, &head);
-}
-
-TEST_P(Lists, InsertAtHeadOfAnElementOnAListEndsTheProcess) {
-    list.insertTail(&head, &elements[0]);
-    const ChildResult_t child = runInChild([&] {
-        wrapped.exitIsShown = true;
-        errno = EPERM;
-        list.insertHead(&head, &elements[0]);
-    });
-    EXPECT_EQ(child.exitStatus, 0); // the low eight bits
-    EXPECT_EQ(child.err, "Linux Error: : Operation not permitted\nexit(0x40000000)");
-    EXPECT_EQ(child.out, list.headText);
-}
-
-TEST_P(Lists, InsertAtTailOfAnElementOnAListEndsTheProcess) {
+TEST_P(Lists, InsertOfAnElementOnAListEndsTheProcess) {
     list.insertTail(&head, &elements[0]);
     list.insertTail(&head, &elements[1]);
-    const ChildResult_t child = runInChild([&] {
-        wrapped.exitIsShown = true;
-        errno = EPERM;
-        list.insertTail(&head, &elements[0]);
-    });
-    EXPECT_EQ(child.exitStatus, 0);
-    EXPECT_EQ(child.err, "Linux Error: : Operation not permitted\nexit(0x40000000)");
-    EXPECT_EQ(child.out, list.tailText);
+    for (const bool atHead : {true, false}) {
+        const ChildResult_t child = runInChild([&] {
+            wrapped.exitIsShown = true;
+            errno = EPERM;
+            (atHead ? list.insertHead : list.insertTail)(&head, &elements[0]);
+        });
+        EXPECT_EQ(child.exitStatus, 0); // the low eight bits
+        EXPECT_EQ(child.err, "Linux Error: : Operation not permitted\nexit(0x40000000)");
+        EXPECT_EQ(child.out, atHead ? list.headText : list.tailText);
+    }
 }
 
 TEST_P(Lists, AnElementWithOneLinkElsewhereIsNotOrphaned) {
@@ -269,14 +233,6 @@ TEST(SpinLock, DecrementsOnlyWhenTheResultIsNotNegative) {
     EXPECT_EQ(word, 0U);
 }
 
-TEST(SpinLock, StartsFreeIsTakenAndGivenBack) {
-    EXPECT_EQ(spinlock, 1U);
-    mpuSpinLock_Get(&spinlock);
-    EXPECT_EQ(spinlock, 0U);
-    mpuSpinLock_Release(&spinlock);
-    EXPECT_EQ(spinlock, 1U);
-}
-
 TEST(SpinLock, YieldsTheProcessorAfterEachFailure) {
     U32_t own = 1;
     wrapped.lock = &own;
@@ -286,6 +242,8 @@ TEST(SpinLock, YieldsTheProcessorAfterEachFailure) {
     mpuSpinLock_Get(&own);
     EXPECT_EQ(wrapped.yields, 5);
     EXPECT_EQ(own, 0U);
+    mpuSpinLock_Release(&own);
+    EXPECT_EQ(own, 1U);
     wrapped.lock = nullptr;
 }
 
