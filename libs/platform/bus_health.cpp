@@ -15,7 +15,7 @@ struct Health_t {
 };
 
 std::array<Health_t, 128> chips{}; // by 7-bit address
-Health_t bus{};
+Health_t wholeBus{};
 
 void note(Health_t& health, bool timedOut, std::int64_t nowMs) {
     if (!timedOut) {
@@ -29,13 +29,13 @@ void note(Health_t& health, bool timedOut, std::int64_t nowMs) {
 } // namespace
 
 bool busIsDead() {
-    return bus.timeouts >= TIMEOUTS_IN_A_ROW;
+    return wholeBus.timeouts >= TIMEOUTS_IN_A_ROW;
 }
 
 bool busMayTry(U8_t i2cAddr, std::int64_t nowMs) {
     const Health_t& chip = chips[i2cAddr & 0x7F];
     if (busIsDead() && chip.timeouts > 0) {
-        return nowMs >= bus.probeMs;
+        return nowMs >= wholeBus.probeMs;
     }
     return chip.timeouts < TIMEOUTS_IN_A_ROW || nowMs >= chip.probeMs;
 }
@@ -43,11 +43,11 @@ bool busMayTry(U8_t i2cAddr, std::int64_t nowMs) {
 bool busNoteOutcome(U8_t i2cAddr, bool timedOut, std::int64_t nowMs) {
     const bool wasDead = busIsDead();
     note(chips[i2cAddr & 0x7F], timedOut, nowMs);
-    note(bus, timedOut, nowMs);
+    note(wholeBus, timedOut, nowMs);
     return busIsDead() != wasDead;
 }
 
 void busForgetHealth() {
     chips.fill({});
-    bus = {};
+    wholeBus = {};
 }
