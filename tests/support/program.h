@@ -31,6 +31,16 @@ std::vector<std::string> programCommand(std::string_view name);
 /** The same, followed by `args`. */
 std::vector<std::string> programCommand(std::string_view name, const std::vector<std::string>& args);
 
+/** A program's main function. */
+using Main_t = int (*)(int argc, const char* const* argv);
+
+/**
+ * From now on a process that starts the program `name` of this build runs this, which the test has linked, in a copy of
+ * the test's own process: an emulator takes longer to begin than most tests. The environment variable ESA_EMULATOR has
+ * the program itself started all the same, and so has a sanitizer. True, so that it can initialise a variable.
+ */
+bool linkProgram(std::string_view name, Main_t main);
+
 /** How a program ended. */
 struct Ending_t {
     int exitCode = -1; /**< 0..255; -1 when a signal ended it; 127 when it could not be started */
@@ -42,10 +52,10 @@ Ending_t endingOf(int status);
 
 /** Where and with what a program starts. */
 struct StartOptions_t {
-    std::map<std::string, std::string> environment; /**< added to this process' environment */
-    std::vector<std::string> unset;                 /**< environment variables the program does not get */
-    std::string directory;                          /**< working directory; empty: this process' own */
-    bool closeStdin = true;                         /**< standard input gives end of file; else writeInput() feeds it */
+    std::map<std::string, std::string> environment = {}; /**< added to this process' environment */
+    std::vector<std::string> unset = {};                 /**< environment variables the program does not get */
+    std::string directory = {};                          /**< working directory; empty: this process' own */
+    bool closeStdin = true; /**< standard input gives end of file; else writeInput() feeds it */
 };
 
 /**
@@ -103,6 +113,7 @@ private:
     bool waitForText(const Pipe_t& stream, std::string_view text, Milliseconds_t timeout);
 
     pid_t pid_ = -1;
+    int end_ = -1; /**< readable when the program has ended */
     int input_ = -1;
     Pipe_t out_;
     Pipe_t err_;

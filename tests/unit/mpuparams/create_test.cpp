@@ -1,4 +1,5 @@
 /** Creating and deleting a block. */
+#include <cstring>
 #include <filesystem>
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -7,6 +8,7 @@
 
 using Create = ToolTest;
 using Delete = ToolTest;
+using AnyCommand = ToolTest;
 
 TEST_F(Create, FromATextFile) {
     const Result_t result = tool("create", {"--config", files.write("a.conf", "Version = 15\nSlot = 3\n")});
@@ -22,8 +24,7 @@ TEST_F(Create, FromATextFile) {
 }
 
 TEST_F(Create, TheKeyMayBeHexadecimal) {
-    char text[16];
-    (void)std::snprintf(text, sizeof(text), "0x%x", static_cast<unsigned>(key));
+    const std::string text = keyText().substr(keyText().find('(') + 1, 10);
     EXPECT_EQ(run({"create", "-k", text, "-c", files.write("a.conf", "Version = 15\n")}).status, 0);
     EXPECT_NE(segment.id(), -1);
 }
@@ -67,53 +68,42 @@ TEST_F(Create, ABadLineIsReportedAndTheRestIsRead) {
     EXPECT_EQ(shown("slotId"), "3");
 }
 
-TEST_F(Create, AFileThatIsMissing) {
-    const std::string path = folder + "/none";
-    EXPECT_REFUSED(tool("create", {"--config", path}), 2, "cannot read " + path + ": No such file or directory");
-    EXPECT_REFUSED(tool("create", {"--image", path}), 2, "cannot read " + path + ": No such file or directory");
-    EXPECT_EQ(segment.id(), -1);
-}
-
-TEST_F(Create, AFolderIsNoFile) {
-    EXPECT_REFUSED(tool("create", {"--config", folder}), 2, "cannot read " + folder + ": not a regular file");
-    EXPECT_REFUSED(tool("create", {"--image", folder}), 2, "cannot read " + folder + ": not a regular file");
-    EXPECT_EQ(segment.id(), -1);
-}
-
-TEST_F(Create, ATextFileWithoutTheVersionLeavesNothing) {
-    const std::string path = files.write("a.conf", "Slot = 3\n");
-    EXPECT_REFUSED(tool("create", {"--config", path}), 2,
-                   path + " gives version 0, which every process refuses: expected a line \"Version = 15\"");
-    EXPECT_EQ(segment.id(), -1);
-}
-
-TEST_F(Create, AnImageOfAnotherSize) {
+TEST_F(Create, WhatIsNoConfigurationAndNoImageIsRefusedAndLeavesTheOlderBlock) {
+    const std::string none = folder + "/none";
+    const std::string noVersion = files.write("a.conf", "Slot = 3\n");
+    const std::string misspelt = files.write("b.conf", "Slot = 3\nVerison = 15\nBanana\n");
     const std::string shorter = files.write("short", std::string(743, '\0'));
-    EXPECT_REFUSED(tool("create", {"--image", shorter}), 2,
-                   shorter + " is no image of a parameter block: it has 743 bytes, expected 744");
     const std::string longer = files.write("long", std::string(745, '\0'));
-    EXPECT_REFUSED(tool("create", {"--image", longer}), 2,
-                   longer + " is no image of a parameter block: it has 745 bytes, expected 744");
-    EXPECT_EQ(segment.id(), -1);
-}
-
-TEST_F(Create, AnImageOfAnotherVersionLeavesTheOlderBlock) {
-    createFrom("Slot = 5\n");
-    const std::string path = files.write("old", std::string("\0\0\0\x0E", 4) + std::string(740, '\0'));
-    EXPECT_REFUSED(tool("create", {"--image", path}), 2, path + " is an image of version 14, expected 15");
-    EXPECT_EQ(shown("slotId"), "5");
-}
-
-TEST_F(Create, ATextFileWithoutTheVersionLeavesTheOlderBlock) {
+    const std::string old = files.write("old", std::string("\0\0\0\x0E", 4) + std::string(740, '\0'));
+    const std::string versionless = " gives version 0, which every process refuses: expected a line \"Version = 15\"";
+    const struct {
+        const char* option;
+        std::string file;
+        std::string message;
+        int status = 2;
+    } cases[] = {{"--config", none, "cannot read " + none + ": No such file or directory"},
+                 {"--image", none, "cannot read " + none + ": No such file or directory"},
+                 {"--config", folder, "cannot read " + folder + ": not a regular file"},
+                 {"--image", folder, "cannot read " + folder + ": not a regular file"},
+                 {"--config", noVersion, noVersion + versionless},
+                 {"--config", misspelt,
+                  misspelt + versionless + "; the first complaint: " + misspelt +
+                      ":2: no key \"Verison\": expected \"Version\""},
+                 {"--image", shorter, shorter + " is no image of a parameter block: it has 743 bytes, expected 744"},
+                 {"--image", longer, longer + " is no image of a parameter block: it has 745 bytes, expected 744"},
+                 {"--image", old, old + " is an image of version 14, expected 15"},
+                 {"--config", "", "--config: expected the name of a file; see mpuparams create --help", 1},
+                 {"--image", "", "--image: expected the name of a file; see mpuparams create --help", 1}};
+    for (const auto& c : cases) {
+        EXPECT_REFUSED(tool("create", {c.option, c.file}), c.status, c.message);
+        EXPECT_EQ(segment.id(), -1);
+    }
     createFrom("Slot = 5\n");
     const int older = segment.id();
-    const std::string path = files.write("b.conf", "Slot = 3\nVerison = 15\nBanana\n");
-    EXPECT_REFUSED(
-        tool("create", {"--config", path}), 2,
-        path +
-            " gives version 0, which every process refuses: expected a line \"Version = 15\"; the first complaint: " +
-            path + ":2: no key \"Verison\": expected \"Version\"");
-    EXPECT_EQ(segment.id(), older);
+    for (const auto& c : cases) {
+        EXPECT_EQ(tool("create", {c.option, c.file}).status, c.status);
+        EXPECT_EQ(segment.id(), older);
+    }
     EXPECT_EQ(shown("slotId"), "5");
 }
 
@@ -130,28 +120,6 @@ TEST_F(Create, AFileThatIsNoTextAtAllIsRefusedInOneLine) {
     EXPECT_EQ(segment.id(), -1);
 }
 
-TEST_F(Create, ASegmentOfAnotherSizeIsSomebodyElsesAndStays) {
-    const std::string config = files.write("a.conf", "Version = 15\n");
-    const std::string image = files.write("image", std::string("\0\0\0\x0F", 4) + std::string(740, '\0'));
-    for (const std::size_t size : {100U, 743U, 745U, 8192U}) {
-        segment.make(std::string(size, 'x'));
-        const int foreign = segment.id();
-        const std::string message = "the segment with key " + keyText() + " is no parameter block: it has " +
-                                    std::to_string(size) + " bytes, expected 744";
-        EXPECT_REFUSED(tool("create", {"--config", config}), 2, message);
-        EXPECT_REFUSED(tool("create", {"--image", image}), 2, message);
-        EXPECT_EQ(segment.id(), foreign);
-        EXPECT_EQ(shmctl(foreign, IPC_RMID, nullptr), 0);
-    }
-}
-
-TEST_F(Create, NeitherFileIsNamedByNothing) {
-    EXPECT_REFUSED(tool("create", {"--config", ""}), 1,
-                   "--config: expected the name of a file; see mpuparams create --help");
-    EXPECT_REFUSED(tool("create", {"--image", ""}), 1,
-                   "--image: expected the name of a file; see mpuparams create --help");
-}
-
 TEST_F(Create, TheEnvironmentDoesNotChooseTheSource) {
     const std::string other = files.write("other.conf", "Version = 15\nSlot = 9\n");
     const std::string image =
@@ -166,29 +134,47 @@ TEST_F(Delete, RemovesTheSegment) {
     createFrom("");
     const Result_t result = tool("delete");
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out + result.err, "");
     EXPECT_EQ(segment.id(), -1);
 }
 
-TEST_F(Delete, WhatIsNotThereCannotBeDeleted) {
-    EXPECT_REFUSED(tool("delete"), 2, "no parameter block with key " + keyText() + "; \"mpuparams create\" makes one");
+TEST_F(Delete, ABlockOfAnotherReleaseCanBeDeletedButNotBeReadOrChanged) {
+    segment.make(std::string(744, 'x'));
+    const std::string message = "the parameter block with key " + keyText() + " has version 2021161080, expected 15";
+    EXPECT_REFUSED(tool("set", {"slotId=1"}), 2, message);
+    EXPECT_REFUSED(tool("show"), 2, message);
+    EXPECT_EQ(segment.bytes(), std::string(744, 'x'));
+    EXPECT_EQ(tool("delete").status, 0);
+    EXPECT_EQ(segment.id(), -1);
 }
 
-TEST_F(Delete, ASegmentOfAnotherSizeIsNoParameterBlock) {
-    for (const std::size_t size : {743U, 745U}) {
-        segment.make(std::string(size, 'x'));
+TEST_F(AnyCommand, WithoutABlockSaysWhatMakesOne) {
+    const std::vector<std::string> commands[] = {
+        {"show"}, {"show", "--json"}, {"set", "slotId=1"}, {"image", folder + "/image"}, {"delete"}};
+    for (const auto& words : commands) {
+        EXPECT_REFUSED(tool(words[0], {words.begin() + 1, words.end()}), 2,
+                       "no parameter block with key " + keyText() + "; \"mpuparams create\" makes one");
+    }
+    EXPECT_EQ(filesInFolder(), 0U);
+}
+
+TEST_F(AnyCommand, ASegmentOfAnotherSizeIsSomebodyElsesAndStays) {
+    const std::string config = files.write("a.conf", "Version = 15\n");
+    const std::string image = files.write("image", std::string("\0\0\0\x0F", 4) + std::string(740, '\0'));
+    const std::vector<std::string> commands[] = {
+        {"create", "--config", config}, {"create", "--image", image}, {"show"}, {"delete"}};
+    for (const std::size_t size : {100U, 743U, 745U, 8192U}) {
+        std::string bytes(size, '\0');
+        const std::uint32_t version = 15;
+        std::memcpy(bytes.data(), &version, sizeof(version));
+        segment.make(bytes);
         const int foreign = segment.id();
-        EXPECT_REFUSED(tool("delete"), 2,
-                       "the segment with key " + keyText() + " is no parameter block: it has " + std::to_string(size) +
-                           " bytes, expected 744");
+        for (const auto& words : commands) {
+            EXPECT_REFUSED(tool(words[0], {words.begin() + 1, words.end()}), 2,
+                           "the segment with key " + keyText() + " is no parameter block: it has " +
+                               std::to_string(size) + " bytes, expected 744");
+        }
         EXPECT_EQ(segment.id(), foreign);
         EXPECT_EQ(shmctl(foreign, IPC_RMID, nullptr), 0);
     }
-}
-
-TEST_F(Delete, ABlockOfAnotherReleaseCanBeDeleted) {
-    segment.make(std::string(744, 'x'));
-    EXPECT_EQ(tool("delete").status, 0);
-    EXPECT_EQ(segment.id(), -1);
 }

@@ -1,6 +1,6 @@
 /** Writing a binary image. */
+#include <filesystem>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "tool.h"
 
@@ -37,54 +37,33 @@ TEST_F(Image, MakesTheSameBlockAgain) {
     EXPECT_EQ(segment.bytes(), before);
 }
 
-TEST_F(Image, TakesTheFilesPlaceAndLeavesNoOther) {
-    createFrom("");
-    const std::string path = files.write("image", "old");
-    const std::size_t there = filesInFolder();
-    const mode_t before = umask(0027);
-    EXPECT_EQ(tool("image", {path}).status, 0);
-    (void)umask(before);
-    EXPECT_EQ(testsupport::readFile(path).size(), 744U);
-    EXPECT_EQ(filesInFolder(), there);
-    struct stat status = {};
-    ASSERT_EQ(stat(path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0640U);
-}
-
-TEST_F(Image, AFileThatCannotBeWrittenLeavesNothing) {
-    createFrom("");
-    const std::size_t there = filesInFolder();
-    EXPECT_REFUSED(tool("image", {folder + "/none/image"}), 2,
-                   "cannot write " + folder + "/none/image: No such file or directory");
-    ASSERT_EQ(mkdir((folder + "/sub").c_str(), 0700), 0);
-    EXPECT_REFUSED(tool("image", {folder + "/sub"}), 2, "cannot write " + folder + "/sub: not a regular file");
-    EXPECT_EQ(filesInFolder(), there + 1);
-}
-
-TEST_F(Image, WhatIsNoRegularFileIsNotReplacedByOne) {
-    createFrom("");
-    const std::string path = folder + "/pipe";
-    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-    EXPECT_REFUSED(tool("image", {path}), 2, "cannot write " + path + ": not a regular file");
-    struct stat status = {};
-    ASSERT_EQ(stat(path.c_str(), &status), 0);
-    EXPECT_TRUE(S_ISFIFO(status.st_mode));
-}
-
-TEST_F(Image, ALinkStaysAndTheFileItLeadsToIsReplaced) {
+TEST_F(Image, TakesTheFilesPlaceAlsoThroughALinkAndLeavesNoOther) {
     createFrom("");
     const std::string path = files.write("image", "old");
     const std::string link = folder + "/link";
-    ASSERT_EQ(symlink(path.c_str(), link.c_str()), 0);
-    EXPECT_EQ(tool("image", {link}).status, 0);
-    struct stat status = {};
-    ASSERT_EQ(lstat(link.c_str(), &status), 0);
-    EXPECT_TRUE(S_ISLNK(status.st_mode));
-    EXPECT_EQ(testsupport::readFile(path).size(), 744U);
+    std::filesystem::create_symlink(path, link);
+    const std::size_t there = filesInFolder();
+    for (const std::string& name : {path, link}) {
+        (void)files.write("image", "old");
+        const mode_t before = umask(0027);
+        EXPECT_EQ(tool("image", {name}).status, 0);
+        (void)umask(before);
+        EXPECT_EQ(testsupport::readFile(path).size(), 744U);
+        EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0640});
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(filesInFolder(), there);
 }
 
-TEST_F(Image, WithoutABlock) {
-    EXPECT_REFUSED(tool("image", {folder + "/image"}), 2,
-                   "no parameter block with key " + keyText() + "; \"mpuparams create\" makes one");
-    EXPECT_EQ(filesInFolder(), 0U);
+TEST_F(Image, AFileThatCannotBeWrittenLeavesNothingAndWhatIsNoneIsNotReplaced) {
+    createFrom("");
+    const std::string pipe = folder + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::filesystem::create_directory(folder + "/sub");
+    EXPECT_REFUSED(tool("image", {folder + "/none/image"}), 2,
+                   "cannot write " + folder + "/none/image: No such file or directory");
+    EXPECT_REFUSED(tool("image", {folder + "/sub"}), 2, "cannot write " + folder + "/sub: not a regular file");
+    EXPECT_REFUSED(tool("image", {pipe}), 2, "cannot write " + pipe + ": not a regular file");
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_EQ(filesInFolder(), 3U) << "the configuration, the pipe and the folder";
 }

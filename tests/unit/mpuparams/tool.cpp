@@ -4,7 +4,14 @@
 #include <filesystem>
 #include <sstream>
 
+#include "cli.h"
 #include "program.h"
+
+namespace {
+
+[[maybe_unused]] const bool isLinked = testsupport::linkProgram("mpuparams", mpuparamsMain);
+
+} // namespace
 
 ToolTest::Result_t ToolTest::run(const std::vector<std::string>& arguments) {
     const testsupport::RunResult_t result = testsupport::run(testsupport::programCommand("mpuparams", arguments));
@@ -24,17 +31,15 @@ void ToolTest::createFrom(const std::string& lines) const {
     ASSERT_EQ(result.err, "");
 }
 
-std::string ToolTest::shown(const std::string& field) const {
+std::map<std::string, std::string> ToolTest::allShown() const {
+    std::map<std::string, std::string> fields;
     std::istringstream lines(tool("show").out);
-    std::string line;
-    while (std::getline(lines, line)) {
+    for (std::string line; std::getline(lines, line);) {
         const std::size_t end = line.find(' ');
-        if (line.substr(0, end) == field) {
-            const std::size_t value = line.find_first_not_of(' ', end);
-            return value == std::string::npos ? "" : line.substr(value);
-        }
+        const std::size_t value = line.find_first_not_of(' ', end);
+        fields[line.substr(0, end)] = value == std::string::npos ? "" : line.substr(value);
     }
-    return "no field " + field;
+    return fields;
 }
 
 std::string ToolTest::keyText() const {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,9 @@ protected:
     /** Creates the block from a text file; `lines` follow its version. */
     void createFrom(const std::string& lines) const;
 
-    /** Value of a field as "show" prints it. */
-    [[nodiscard]] std::string shown(const std::string& field) const;
+    /** Values of all fields as "show" prints them, and of one. */
+    [[nodiscard]] std::map<std::string, std::string> allShown() const;
+    [[nodiscard]] std::string shown(const std::string& field) const { return allShown()[field]; }
 
     /** "KEY (0xKEY)" as the program writes it. */
     [[nodiscard]] std::string keyText() const;
