@@ -36,21 +36,27 @@ TEST(Acceptance, CountsNoMoreButIsListed) {
     EXPECT_EQ(health.accepted[0].until, "2026-11-21T22:27:40Z");
 }
 
-TEST(Acceptance, WhatGetsWorseCountsAgain) {
-    EXPECT_EQ(exitStatusOf(hot(56), accepted(hot(57))), 0);
-    EXPECT_EQ(exitStatusOf(hot(58), accepted(hot(57))), 16);
-    EXPECT_EQ(exitStatusOf(hot(57, CONDITION_E_FAULT), accepted(hot(57))), 24);
-    EXPECT_EQ(exitStatusOf({"temp1", CONDITION_E_WARNING, "", false, "no-reading", 0}, accepted(hot(57))), 16);
-    EXPECT_EQ(exitStatusOf({"temp2", CONDITION_E_WARNING, "", false, "hot", 57}, accepted(hot(57))), 16);
-}
-
-TEST(Acceptance, OneIsEnoughForWhatSeveralElementsReportTogether) {
-    Problem_t lost{"psu0", CONDITION_E_FAULT, "", false, "lost", 0, {"psu1", "psu2"}};
-    EXPECT_EQ(exitStatusOf(lost, accepted(lost)), 0);
-    Problem_t one = lost;
-    one.others.clear();
-    EXPECT_EQ(exitStatusOf(one, accepted(lost)), 0);
-    EXPECT_EQ(exitStatusOf(lost, accepted(one)), 8) << "more elements than were accepted";
+TEST(Acceptance, HoldsForAsMuchAsWasAcceptedAndNoLongerThanItsMoment) {
+    const Problem_t lost{"psu0", CONDITION_E_FAULT, "", false, "lost", 0, {"psu1", "psu2"}};
+    const Problem_t one{"psu0", CONDITION_E_FAULT, "", false, "lost", 0, {}};
+    const struct {
+        Problem_t is;
+        Problem_t wasAccepted;
+        int exitStatus;
+        std::time_t until = NOW + 60;
+    } cases[] = {{hot(56), hot(57), 0},
+                 {hot(58), hot(57), 16},
+                 {hot(57, CONDITION_E_FAULT), hot(57), 24},
+                 {{"temp1", CONDITION_E_WARNING, "", false, "no-reading", 0}, hot(57), 16},
+                 {{"temp2", CONDITION_E_WARNING, "", false, "hot", 57}, hot(57), 16},
+                 {lost, lost, 0},
+                 {one, lost, 0},
+                 {lost, one, 8}, // more elements than were accepted
+                 {hot(57), hot(57), 0, NOW + 1},
+                 {hot(57), hot(57), 16, NOW}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(exitStatusOf(c.is, accepted(c.wasAccepted, c.until)), c.exitStatus) << &c - cases;
+    }
 }
 
 TEST(Acceptance, AMonitorOfAnotherUserCanReadThem) {
@@ -63,11 +69,6 @@ TEST(Acceptance, AMonitorOfAnotherUserCanReadThem) {
     std::filesystem::permissions(folder / "accepted", std::filesystem::perms{0600});
     writeAcceptances(folder, accepted(hot(58)));
     EXPECT_EQ(std::filesystem::status(folder / "accepted").permissions(), std::filesystem::perms{0644});
-}
-
-TEST(Acceptance, EndsAtItsMoment) {
-    EXPECT_EQ(exitStatusOf(hot(57), accepted(hot(57), NOW + 1)), 0);
-    EXPECT_EQ(exitStatusOf(hot(57), accepted(hot(57), NOW)), 16);
 }
 
 TEST(Acceptance, IsKeptInAFileAndNonsenseThereIsPassedOver) {
@@ -103,18 +104,15 @@ TEST(Acceptance, NothingIsWrittenThroughALinkThatAMemberOfTheGroupHasPut) {
 }
 
 TEST(Acceptance, AMomentIsADateOrATimeFromNow) {
-    const struct {
-        const char* text;
-        std::time_t moment;
-    } cases[] = {{"30m", NOW + 1800},
-                 {"8h", NOW + 28800},
-                 {"3d", NOW + 259200},
-                 {"2w", NOW + 1209600},
-                 {"2026-12-01", 1796083200},
-                 {"2026-12-01T18:30", 1796149800},
-                 {"2026-12-01T18:30:01Z", 1796149801}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(parseUntil(c.text, NOW), c.moment) << c.text;
+    const std::pair<const char*, std::time_t> cases[] = {{"30m", NOW + 1800},
+                                                         {"8h", NOW + 28800},
+                                                         {"3d", NOW + 259200},
+                                                         {"2w", NOW + 1209600},
+                                                         {"2026-12-01", 1796083200},
+                                                         {"2026-12-01T18:30", 1796149800},
+                                                         {"2026-12-01T18:30:01Z", 1796149801}};
+    for (const auto& [text, moment] : cases) {
+        EXPECT_EQ(parseUntil(text, NOW), moment) << text;
     }
     for (const char* wrong : {"", "tomorrow", "3", "d", "-3d", "3y", "2026-13-01", "2026-12-01x", "2026-11-20", "0h"}) {
         EXPECT_THROW((void)parseUntil(wrong, NOW), ToolError_t) << wrong;

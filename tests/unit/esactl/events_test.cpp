@@ -6,56 +6,113 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::Pair;
-
 Event_t decoded(const Bytes_t& message) {
     const std::optional<Event_t> event = decodeEvent(message);
     EXPECT_TRUE(event);
     return event.value_or(Event_t{});
 }
 
-std::string textOf(const Bytes_t& message) {
-    return decoded(message).text;
-}
-
 // Offsets in the body: chassis 0, counts 4..20, LEDs 24, supplies 32, fans 36, band 40, sensor 44, degrees 48,
 // alarm 52, information 56.
 const std::string NO_COUNTS = "00000000 00000000 00000000 00000000 00000000 ";
+const std::string TO_SUPPLIES = NO_COUNTS + "00000000 00000000 ";
+const std::string TO_FANS = TO_SUPPLIES + "00000000 ";
+const std::string TO_BAND = TO_FANS + "00000000 ";
+const std::string TO_ALARM = NO_COUNTS + NO_COUNTS + "00000000 00000000 ";
+const std::string TO_INFORMATION = TO_ALARM + "00000000 ";
 
-TEST(Events, DriveFaultLeds) {
-    const Event_t event = decoded(eventMessage(5, 2, "05000000 00000010 00000000 00000000 00000000 00000000 00008009"));
-    EXPECT_EQ(event.name, "drive-fault-led-status");
-    EXPECT_EQ(event.severity, "warning");
-    EXPECT_EQ(event.chassisName, "vsc055");
-    EXPECT_THAT(event.elements, ElementsAre("slot00", "slot03", "slot15"));
-    EXPECT_THAT(event.numbers, ElementsAre(Pair("drives", 16), Pair("fault_led_bits", 0x8009)));
-    EXPECT_EQ(event.text, "drive fault LED on: slot00, slot03, slot15");
-    EXPECT_EQ(textOf(eventMessage(5, 2, "05")), "all drive fault LEDs are off");
+TEST(Events, ATextSaysWhatHasHappened) {
+    const struct {
+        U8_t id, type;
+        std::string body;
+        const char* text;
+    } cases[] = {
+        {5, 2, "05", "all drive fault LEDs are off"},
+        {6, 2, "02000000" + TO_SUPPLIES + "00000001",
+         "power supplies: voltage ok, redundancy lost (a supply has failed, is without input or was taken out)"},
+        {6, 2, "02000000" + TO_SUPPLIES + "00000003", "power supplies: voltage ok, redundancy ok"},
+        {6, 2, "05000000" + TO_SUPPLIES + "00000001",
+         "power supplies: redundancy lost (a supply has failed, is without input or was taken out)"},
+        {6, 2, "03000000" + TO_SUPPLIES + "00000003", "power supplies: redundancy ok"},
+        {6, 2, "04000000" + TO_SUPPLIES + "00000001", "power supplies: voltage ok"},
+        {6, 2, "06000000" + TO_SUPPLIES + "00000000", "power supplies: voltage out of tolerance"},
+        {6, 2, "ff000000" + TO_SUPPLIES + "00000000", "power supply status changed"},
+        {7, 2, "05000000" + TO_FANS, "all fans are at or over their limit of 2000 RPM"},
+        {8, 1, "05000000" + TO_BAND + "00000001 000000010023", "temp1 at 35 C is back at or under 35 C"},
+        {8, 1, "05000000" + TO_BAND + "00000002 000000010024", "temp1 at 36 C is over 35 C"},
+        {8, 1, "05000000" + TO_BAND + "00000003 00000001002e", "temp1 at 46 C is over 45 C"},
+        {8, 1, "05000000" + TO_BAND + "00000004 000000010038", "temp1 at 56 C is over 55 C"},
+        {8, 1, "05000000" + TO_BAND + "00000001 00000001fff6", "temp1 at -10 C is back at or under 35 C"},
+        {8, 1, "05000000" + TO_BAND + "00000009 000000010024", "temp1 at 36 C"},
+        {8, 1, "05000000" + TO_BAND + "00000000 000000010024", "temp1 at 36 C"},
+        {9, 2, "02000000" + TO_ALARM + "00000000", "alarm state is idle"},
+        {9, 2, "02000000" + TO_ALARM + "00000001", "alarm state is fault"},
+        {9, 2, "02000000" + TO_ALARM + "00000004", "alarm state is critical"},
+        {9, 2, "02000000" + TO_ALARM + "00000005", "alarm state is invalid (5)"},
+        {10, 3, "05000000" + TO_INFORMATION + "00000002", "the enclosure's I2C bus or chassis is not usable"},
+        {10, 3, "05000000" + TO_INFORMATION + "00000007", "information 7"}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(decoded(eventMessage(c.id, c.type, c.body)).text, c.text);
+    }
 }
 
-TEST(Events, PowerSupplyBitsAreReadAsTheChassisMeansThem) {
-    const auto message = [](const char* chassis, const char* bits) {
-        return eventMessage(6, 2, std::string(chassis) + "000000 " + NO_COUNTS + "00000000 00000000 000000" + bits);
-    };
-    EXPECT_EQ(textOf(message("02", "01")),
-              "power supplies: voltage ok, redundancy lost (a supply has failed, is without input or was taken out)");
-    EXPECT_EQ(textOf(message("02", "03")), "power supplies: voltage ok, redundancy ok");
-    EXPECT_EQ(textOf(message("05", "01")),
-              "power supplies: redundancy lost (a supply has failed, is without input or was taken out)");
-    EXPECT_EQ(textOf(message("03", "03")), "power supplies: redundancy ok");
-    EXPECT_EQ(textOf(message("04", "01")), "power supplies: voltage ok");
-    EXPECT_EQ(textOf(message("06", "00")), "power supplies: voltage out of tolerance");
-    EXPECT_EQ(textOf(message("ff", "00")), "power supply status changed");
+TEST(Events, NamesSeverityAndElementsSayItToPrograms) {
+    const struct {
+        Bytes_t message;
+        const char* name;
+        const char* severity;
+        std::vector<std::string> elements;
+        const char* text;
+    } cases[] = {
+        {eventMessage(5, 2, "05000000 00000010 00000000 00000000 00000000 00000000 00008009"),
+         "drive-fault-led-status",
+         "warning",
+         {"slot00", "slot03", "slot15"},
+         "drive fault LED on: slot00, slot03, slot15"},
+        {eventMessage(7, 2, "05000000" + TO_FANS + "00000005"),
+         "fan-fault-status",
+         "warning",
+         {"fan0", "fan2"},
+         "fan0, fan2 marked faulty, under the limit of 2000 RPM"},
+        {eventMessage(8, 1, "05000000" + TO_BAND + "00000002 000000010024"),
+         nullptr,
+         nullptr,
+         {"temp1"},
+         "temp1 at 36 C is over 35 C"},
+        {eventMessage(10, 3, "05000000" + TO_INFORMATION + "00000001"),
+         nullptr,
+         "error",
+         {},
+         "average temperature is over 60 C: orderly shutdown requested"},
+        {eventMessage(11, 9, ""), nullptr, "unknown", {}, "event 11"},
+        {eventMessage(4, 2, ""), "unknown", nullptr, {}, nullptr},
+        {startupMessage(12, 1, 0, 0),
+         nullptr,
+         nullptr,
+         {},
+         "tells Startup that the adapter is up: no fault cause is known to it, whatever was told before"},
+        {startupMessage(12, 14, 2, 2), nullptr, nullptr, {}, "asks Startup to switch the composite fault LED on"},
+        {startupMessage(12, 14, 2, 1), nullptr, nullptr, {}, "asks Startup to switch the composite fault LED off"},
+        {startupMessage(12, 16, 0, 0), "email-notification", nullptr, {}, nullptr},
+        {startupMessage(13, 1, 0, 1), "orderly-shutdown", "error", {}, nullptr}};
+    for (const auto& c : cases) {
+        const Event_t event = decoded(c.message);
+        EXPECT_EQ(event.name, c.name == nullptr ? event.name : c.name);
+        EXPECT_EQ(event.severity, c.severity == nullptr ? event.severity : c.severity);
+        EXPECT_EQ(event.text, c.text == nullptr ? event.text : c.text);
+        EXPECT_EQ(event.elements, c.elements);
+        EXPECT_EQ(event.startup, c.message.size() == 64);
+    }
+    const Event_t leds = decoded(cases[0].message);
+    EXPECT_EQ(leds.chassisName, "vsc055");
+    EXPECT_THAT(leds.numbers,
+                testing::ElementsAre(testing::Pair("drives", 16), testing::Pair("fault_led_bits", 0x8009)));
 }
 
 TEST(Events, AnIndicationThatIsSwitchedOnIsToldFromOneThatIsSwitchedOff) {
-    const auto supply = [](const char* bits) {
-        return decoded(eventMessage(6, 2, "03000000 " + NO_COUNTS + "00000000 00000000 000000" + bits));
-    };
     SupplyMemory_t memory;
-    const auto told = [&](const char* bits) {
-        Event_t event = supply(bits);
+    const auto told = [&](const std::string& bits) {
+        Event_t event = decoded(eventMessage(6, 2, "03000000" + TO_SUPPLIES + "000000" + bits));
         memory.tell(event);
         return event.text;
     };
@@ -63,68 +120,6 @@ TEST(Events, AnIndicationThatIsSwitchedOnIsToldFromOneThatIsSwitchedOff) {
     EXPECT_EQ(told("07"), "power supplies: redundancy ok, fault indication off");
     EXPECT_EQ(told("03"), "power supplies: redundancy ok, fault indication switched on by command");
     EXPECT_EQ(told("01"), "power supplies: redundancy lost (a supply has failed, is without input or was taken out)");
-}
-
-TEST(Events, FanFaults) {
-    const std::string before = "05000000 " + NO_COUNTS + "00000000 00000000 00000000 ";
-    const Event_t event = decoded(eventMessage(7, 2, before + "00000005"));
-    EXPECT_EQ(event.name, "fan-fault-status");
-    EXPECT_THAT(event.elements, ElementsAre("fan0", "fan2"));
-    EXPECT_EQ(event.text, "fan0, fan2 marked faulty, under the limit of 2000 RPM");
-    EXPECT_EQ(textOf(eventMessage(7, 2, before)), "all fans are at or over their limit of 2000 RPM");
-}
-
-TEST(Events, TemperatureMessagesNameTheLimitOfTheirBand) {
-    const auto message = [](const char* band, const char* degrees) {
-        return eventMessage(
-            8, 1, "05000000 " + NO_COUNTS + "00000000 00000000 00000000 00000000 000000" + band + "00000001" + degrees);
-    };
-    EXPECT_EQ(textOf(message("01", "0023")), "temp1 at 35 C is back at or under 35 C");
-    EXPECT_EQ(textOf(message("02", "0024")), "temp1 at 36 C is over 35 C");
-    EXPECT_EQ(textOf(message("03", "002e")), "temp1 at 46 C is over 45 C");
-    EXPECT_EQ(textOf(message("04", "0038")), "temp1 at 56 C is over 55 C");
-    EXPECT_EQ(textOf(message("01", "fff6")), "temp1 at -10 C is back at or under 35 C");
-    EXPECT_EQ(textOf(message("09", "0024")), "temp1 at 36 C");
-    EXPECT_EQ(textOf(message("00", "0024")), "temp1 at 36 C");
-    EXPECT_THAT(decoded(message("02", "0024")).elements, ElementsAre("temp1"));
-}
-
-TEST(Events, AlarmStates) {
-    const auto message = [](const char* state) {
-        return eventMessage(9, 2, "02000000 " + NO_COUNTS + NO_COUNTS + "00000000 00000000 000000" + state);
-    };
-    EXPECT_EQ(textOf(message("00")), "alarm state is idle");
-    EXPECT_EQ(textOf(message("01")), "alarm state is fault");
-    EXPECT_EQ(textOf(message("04")), "alarm state is critical");
-    EXPECT_EQ(textOf(message("05")), "alarm state is invalid (5)");
-}
-
-TEST(Events, Information) {
-    const auto message = [](const char* information) {
-        return eventMessage(10, 3,
-                            "05000000 " + NO_COUNTS + NO_COUNTS + NO_COUNTS.substr(0, 27) + "000000" + information);
-    };
-    EXPECT_EQ(textOf(message("01")), "average temperature is over 60 C: orderly shutdown requested");
-    EXPECT_EQ(decoded(message("01")).severity, "error");
-    EXPECT_EQ(textOf(message("02")), "the enclosure's I2C bus or chassis is not usable");
-    EXPECT_EQ(textOf(message("07")), "information 7");
-}
-
-TEST(Events, UnknownEventIsShownByNumber) {
-    EXPECT_EQ(textOf(eventMessage(11, 9, "")), "event 11");
-    EXPECT_EQ(decoded(eventMessage(11, 9, "")).severity, "unknown");
-    EXPECT_EQ(decoded(eventMessage(4, 2, "")).name, "unknown");
-}
-
-TEST(Events, StartupRequests) {
-    EXPECT_EQ(textOf(startupMessage(12, 1, 0, 0)),
-              "tells Startup that the adapter is up: no fault cause is known to it, whatever was told before");
-    EXPECT_EQ(textOf(startupMessage(12, 14, 2, 2)), "asks Startup to switch the composite fault LED on");
-    EXPECT_EQ(textOf(startupMessage(12, 14, 2, 1)), "asks Startup to switch the composite fault LED off");
-    EXPECT_EQ(decoded(startupMessage(12, 16, 0, 0)).name, "email-notification");
-    EXPECT_EQ(decoded(startupMessage(13, 1, 0, 1)).name, "orderly-shutdown");
-    EXPECT_EQ(decoded(startupMessage(13, 1, 0, 1)).severity, "error");
-    EXPECT_TRUE(decoded(startupMessage(13, 1, 0, 1)).startup);
 }
 
 TEST(Events, OtherMessagesAreNoEvents) {
@@ -146,47 +141,25 @@ TEST(Events, EveryTruncationIsSafe) {
     }
 }
 
-class RepeatFilterTest : public testing::Test {
-protected:
-    RepeatFilterTest() : overheat_(decoded(eventMessage(10, 3, "05000000 " + NO_COUNTS + NO_COUNTS + OVERHEAT))) {}
-
-    Clock_t::time_point at(int seconds) const { return start_ + std::chrono::seconds(seconds); }
-
-    static constexpr const char* OVERHEAT = "00000000 00000000 00000000 00000001";
-    Event_t overheat_;
-    Clock_t::time_point start_ = Clock_t::now();
-    RepeatFilter_t filter_;
-};
-
-TEST_F(RepeatFilterTest, OverheatReportedOnEveryPollIsOneEvent) {
-    EXPECT_EQ(filter_.news(overheat_, at(0)), 0U);
-    for (int poll = 1; poll <= 5; ++poll) {
-        EXPECT_EQ(filter_.news(overheat_, at(11 * poll)), std::nullopt);
-    }
-}
-
-TEST_F(RepeatFilterTest, TheNextOverheatIsNewsAndTellsOfTheRepeats) {
-    EXPECT_EQ(filter_.news(overheat_, at(0)), 0U);
-    EXPECT_EQ(filter_.news(overheat_, at(11)), std::nullopt);
-    EXPECT_EQ(filter_.news(overheat_, at(22)), std::nullopt);
-    EXPECT_EQ(filter_.news(overheat_, at(22 + 60)), 2U);
-    EXPECT_EQ(filter_.news(overheat_, at(22 + 60 + 59)), std::nullopt);
-}
-
-TEST_F(RepeatFilterTest, ShutdownRequestsRepeatOnTheirOwn) {
+TEST(RepeatFilter, WhatIsReportedOnEveryPollIsOneEventAndTheNextTellsOfTheRepeats) {
+    const auto start = Clock_t::now();
+    const auto at = [&](int seconds) { return start + std::chrono::seconds(seconds); };
+    const Event_t overheat = decoded(eventMessage(10, 3, "05000000" + TO_INFORMATION + "00000001"));
     const Event_t shutdown = decoded(startupMessage(13, 1, 0, 1));
-    EXPECT_EQ(filter_.news(overheat_, at(0)), 0U);
-    EXPECT_EQ(filter_.news(shutdown, at(0)), 0U);
-    EXPECT_EQ(filter_.news(shutdown, at(11)), std::nullopt);
-}
-
-TEST_F(RepeatFilterTest, WhatIsSentOnAChangeOnlyIsAlwaysNews) {
-    const Event_t email = decoded(startupMessage(12, 16, 0, 0));
-    EXPECT_EQ(filter_.news(email, at(0)), 0U);
-    EXPECT_EQ(filter_.news(email, at(1)), 0U);
-    const Event_t supply = decoded(eventMessage(6, 2, "05"));
-    EXPECT_EQ(filter_.news(supply, at(0)), 0U);
-    EXPECT_EQ(filter_.news(supply, at(1)), 0U);
+    RepeatFilter_t filter;
+    EXPECT_EQ(filter.news(overheat, at(0)), 0U);
+    EXPECT_EQ(filter.news(shutdown, at(0)), 0U) << "each repeats on its own";
+    for (int poll = 1; poll <= 5; ++poll) {
+        EXPECT_EQ(filter.news(overheat, at(11 * poll)), std::nullopt);
+        EXPECT_EQ(filter.news(shutdown, at(11 * poll)), std::nullopt);
+    }
+    EXPECT_EQ(filter.news(overheat, at(55 + 60)), 5U);
+    EXPECT_EQ(filter.news(overheat, at(55 + 60 + 59)), std::nullopt);
+    // Sent on a change only.
+    for (const Bytes_t& message : {startupMessage(12, 16, 0, 0), eventMessage(6, 2, "05")}) {
+        EXPECT_EQ(filter.news(decoded(message), at(200)), 0U);
+        EXPECT_EQ(filter.news(decoded(message), at(201)), 0U);
+    }
 }
 
 } // namespace

@@ -1,12 +1,45 @@
 #include "fake_switch.h"
 
 #include <algorithm>
+#include <gtest/gtest.h>
+#include <iterator>
 #include <poll.h>
+#include <sstream>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "cli.h"
+
 using testsupport::put16;
 using testsupport::Stream_t;
+
+namespace {
+
+[[maybe_unused]] const bool isLinked = testsupport::linkProgram("esactl", esactlMain);
+
+} // namespace
+
+std::vector<std::string> esactlCommand(const std::string& words) {
+    std::istringstream stream(words);
+    return testsupport::programCommand("esactl", {std::istream_iterator<std::string>(stream), {}});
+}
+
+Said_t esactl(const std::vector<std::string>& words) {
+    const testsupport::RunResult_t result = testsupport::run(testsupport::programCommand("esactl", words));
+    return {result.ending.exitCode, result.out, result.err};
+}
+
+Said_t esactl(const std::string& words) {
+    std::istringstream stream(words);
+    return esactl(std::vector<std::string>(std::istream_iterator<std::string>(stream), {}));
+}
+
+void expectItEndsOn(int signal, testsupport::Process_t& process) {
+    process.kill(signal);
+    const auto ending = process.wait(PATIENCE);
+    ASSERT_TRUE(ending);
+    EXPECT_EQ(ending->exitCode, 0);
+}
 
 Bytes_t responseTo(const Bytes_t& request, U8_t status, const Bytes_t& payload) {
     Bytes_t message(65, 0);
@@ -57,9 +90,13 @@ std::vector<Bytes_t> FakeSwitch_t::requests(U8_t type) {
     return found;
 }
 
-testsupport::RunResult_t FakeSwitch_t::esactl(std::vector<std::string> args) {
-    args.insert(args.begin(), {"--directory", directory()});
-    return testsupport::run(testsupport::programCommand("esactl", args));
+Said_t FakeSwitch_t::esactl(std::vector<std::string> words) const {
+    words.insert(words.begin(), {"--directory", directory()});
+    return ::esactl(words);
+}
+
+std::vector<JsonValue_t> FakeSwitch_t::jsonLines(const std::string& words) const {
+    return JsonValue_t::parseLines(esactl(words).out);
 }
 
 void FakeSwitch_t::run() {

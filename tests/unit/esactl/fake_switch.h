@@ -9,9 +9,30 @@
 #include <thread>
 
 #include "folder.h"
+#include "json_value.h"
 #include "program.h"
 #include "sample_pages.h"
 #include "stream.h"
+
+using testsupport::JsonValue_t;
+using testsupport::PATIENCE;
+
+/** What a program that ran to its end has said. */
+struct Said_t {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+/** Runs esactl with these words, which are parted by blanks; or with these, which may hold some. */
+Said_t esactl(const std::string& words);
+Said_t esactl(const std::vector<std::string>& words);
+
+/** The command line of esactl with these words. */
+std::vector<std::string> esactlCommand(const std::string& words);
+
+/** Interrupts a program, which ends well then. */
+void expectItEndsOn(int signal, testsupport::Process_t& process);
 
 /** A whole response to `request` as the adapter frames it: status byte, then `payload`. */
 Bytes_t responseTo(const Bytes_t& request, U8_t status, const Bytes_t& payload);
@@ -42,7 +63,13 @@ public:
     std::vector<Bytes_t> requests(U8_t type);
 
     /** Runs esactl against this switch. */
-    testsupport::RunResult_t esactl(std::vector<std::string> args);
+    Said_t esactl(const std::string& words) const { return ::esactl(words_ + words); }
+    Said_t esactl(std::vector<std::string> words) const;
+    /** What it prints, read as JSON. */
+    JsonValue_t json(const std::string& words) const { return JsonValue_t::parse(esactl(words).out); }
+    std::vector<JsonValue_t> jsonLines(const std::string& words) const;
+    /** Starts it. */
+    std::vector<std::string> command(const std::string& words) const { return esactlCommand(words_ + words); }
 
 private:
     void run();
@@ -50,6 +77,7 @@ private:
     void accept(int listener);
 
     const testsupport::Folder_t folder_;
+    const std::string words_ = "--directory " + folder_.path() + " ";
     std::map<int, std::string> listeners_;
     std::vector<testsupport::Stream_t> connections_;
     std::mutex mutex_;

@@ -7,22 +7,17 @@
 #include <gtest/gtest.h>
 
 #include "fake_switch.h"
-#include "folder.h"
-#include "json_value.h"
 
 namespace {
 
 using testing::HasSubstr;
-using testsupport::JsonValue_t;
 
 class OperatorCommand : public testing::Test {
 protected:
     OperatorCommand() { net_.serve(smallConfiguration(), smallStatus()); }
 
-    testsupport::RunResult_t esactl(std::vector<std::string> words) {
-        words.insert(words.begin(), {"--state", state_});
-        return net_.esactl(words);
-    }
+    Said_t esactl(const std::string& words) const { return net_.esactl("--state " + state_ + " " + words); }
+    JsonValue_t json(const std::string& words) const { return JsonValue_t::parse(esactl(words).out); }
 
     std::string lastPage() {
         const std::vector<Bytes_t> requests = net_.requests(29);
@@ -34,70 +29,57 @@ protected:
 };
 
 TEST_F(OperatorCommand, WhatWillBecomeOfAFan) {
-    const struct {
-        const char* chassis;
-        const char* request;
-        const char* outlook;
-    } cases[] = {
-        {"quadra", "off", "off until 'esactl fan fan1 on': the policy of this chassis never touches it again"},
-        {"quadra", "on", "while the average is at or under 54 C"},
-        {"chenbro", "off", "counts as failed, and then every fan is driven fully"},
-        {"chenbro", "on", "while the average is at or under 34 C"},
-    };
-    for (const auto& c : cases) {
-        const testsupport::RunResult_t result = esactl({"--chassis", c.chassis, "fan", "1", c.request});
-        EXPECT_EQ(result.ending.exitCode, 0);
-        EXPECT_THAT(result.err, HasSubstr(c.outlook)) << c.chassis;
+    const std::pair<const char*, const char*> cases[] = {
+        {"--chassis quadra fan 1 off",
+         "off until 'esactl fan fan1 on': the policy of this chassis never touches it again"},
+        {"--chassis quadra fan 1 on", "while the average is at or under 54 C"},
+        {"--chassis chenbro fan 1 off", "counts as failed, and then every fan is driven fully"},
+        {"--chassis chenbro fan 1 on", "while the average is at or under 34 C"}};
+    for (const auto& [words, outlook] : cases) {
+        const Said_t said = esactl(words);
+        EXPECT_EQ(said.status, 0);
+        EXPECT_THAT(said.err, HasSubstr(outlook)) << words;
     }
-    EXPECT_THAT(JsonValue_t::parse(esactl({"--chassis", "quadra", "fan", "1", "off", "--json"}).out)["outlook"].text(),
-                HasSubstr("however hot it gets"));
-}
-
-TEST_F(OperatorCommand, ABankIsNamedWhole) {
-    const testsupport::RunResult_t result = esactl({"--chassis", "xyratex", "fan", "1", "off"});
-    EXPECT_EQ(result.out, "fan0: switched off\nfan1: switched off\n")
+    EXPECT_THAT(json("--chassis quadra fan 1 off --json")["outlook"].text(), HasSubstr("however hot it gets"));
+    EXPECT_EQ(esactl("--chassis xyratex fan 1 off").out, "fan0: switched off\nfan1: switched off\n")
         << "all that this enclosure has of the first four";
 }
 
-TEST_F(OperatorCommand, OnThatWouldSlowAFanNeedsForce) {
-    const testsupport::RunResult_t refused = esactl({"--chassis", "w83782d", "fan", "1", "on"});
-    EXPECT_EQ(refused.ending.exitCode, 1);
-    EXPECT_THAT(refused.err, HasSubstr("'on' drives fan1 at 39 percent (100 of 255)"));
+TEST_F(OperatorCommand, OnThatWouldSlowAFanNeedsForceAndAnEnclosureWithoutLedsLightsNone) {
+    const std::pair<const char*, const char*> refusals[] = {
+        {"--chassis w83782d fan 1 on", "'on' drives fan1 at 39 percent (100 of 255)"},
+        {"--chassis chenbro led 0 on", "a chenbro enclosure has no drive fault LEDs"},
+        {"--chassis w83782d led 0 on", "a w83782d enclosure has no drive fault LEDs"}};
+    for (const auto& [words, why] : refusals) {
+        const Said_t said = esactl(words);
+        EXPECT_EQ(said.status, 1);
+        EXPECT_THAT(said.err, HasSubstr(why));
+    }
     EXPECT_EQ(lastPage(), "");
-    const testsupport::RunResult_t forced = esactl({"--chassis", "w83782d", "fan", "1", "on", "--force"});
-    EXPECT_EQ(forced.ending.exitCode, 0);
+    const Said_t forced = esactl("--chassis w83782d fan 1 on --force");
+    EXPECT_EQ(forced.status, 0);
     EXPECT_EQ(forced.err,
               "esactl: 39 percent (100 of 255) until the next poll, in 11 s at most; then it has the speed that "
               "the policy gives it\n");
-    EXPECT_EQ(esactl({"--chassis", "w83782d", "fan", "1", "off"}).ending.exitCode, 0);
-}
-
-TEST_F(OperatorCommand, AnEnclosureWithoutLedsLightsNone) {
-    for (const char* chassis : {"chenbro", "w83782d"}) {
-        const testsupport::RunResult_t result = esactl({"--chassis", chassis, "led", "0", "on"});
-        EXPECT_EQ(result.ending.exitCode, 1);
-        EXPECT_THAT(result.err, HasSubstr(std::string("a ") + chassis + " enclosure has no drive fault LEDs"));
-    }
-    EXPECT_EQ(lastPage(), "");
+    EXPECT_EQ(esactl("--chassis w83782d fan 1 off").status, 0);
 }
 
 TEST_F(OperatorCommand, SeveralSlotsGoInOnePage) {
     std::ofstream(state_ + "/slots") << "1 A2\n";
-    const testsupport::RunResult_t result = esactl({"--slots", state_ + "/slots", "led", "0,A2", "on"});
-    EXPECT_EQ(result.out, "slot00: fault LED on\nslot01 (A2): fault LED on\n");
+    EXPECT_EQ(esactl("--slots " + state_ + "/slots led 0,A2 on").out,
+              "slot00: fault LED on\nslot01 (A2): fault LED on\n");
     EXPECT_EQ(net_.requests(29).size(), 1U);
     EXPECT_EQ(lastPage().substr(16, 24), "000000000000000400000004");
 }
 
 TEST_F(OperatorCommand, WaitTellsWhatHasComeOfIt) {
-    const testsupport::RunResult_t result = esactl({"fan", "1", "on", "--wait", "--after", "0.1"});
-    EXPECT_EQ(result.out, "fan1: switched on\nfan1 now: ok 2000 RPM (limit 2000 RPM)\n");
+    EXPECT_EQ(esactl("fan 1 on --wait --after 0.1").out, "fan1: switched on\nfan1 now: ok 2000 RPM (limit 2000 RPM)\n");
 }
 
 TEST_F(OperatorCommand, LocateBlinksAndLeavesTheLedsAsTheyWere) {
-    const testsupport::RunResult_t result = esactl({"locate", "all", "--blink", "0.1", "--count", "1"});
-    EXPECT_EQ(result.ending.exitCode, 0) << result.err;
-    EXPECT_THAT(result.err, HasSubstr("blinks once, then is as it was"));
+    const Said_t said = esactl("locate all --blink 0.1 --count 1");
+    EXPECT_EQ(said.status, 0) << said.err;
+    EXPECT_THAT(said.err, HasSubstr("blinks once, then is as it was"));
     const std::vector<Bytes_t> requests = net_.requests(29);
     ASSERT_EQ(requests.size(), 3U);
     EXPECT_EQ(plainHex(requests[0]).substr(2 * 80, 24), "000000000000000400000004") << "on";
@@ -106,36 +88,28 @@ TEST_F(OperatorCommand, LocateBlinksAndLeavesTheLedsAsTheyWere) {
 }
 
 TEST_F(OperatorCommand, LocateThatIsStoppedLeavesTheLedsAsTheyWere) {
-    testsupport::Process_t process(
-        testsupport::programCommand("esactl", {"--directory", net_.directory(), "locate", "0", "--blink", "60"}));
-    for (int i = 0; i < 600 && net_.requests(29).empty(); ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    testsupport::Process_t process(net_.command("locate 0 --blink 60"));
+    for (int i = 0; i < 6000 && net_.requests(29).empty(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    process.kill(SIGINT);
-    const auto ending = process.wait(std::chrono::seconds(60));
-    ASSERT_TRUE(ending);
-    EXPECT_EQ(ending->exitCode, 0);
+    expectItEndsOn(SIGINT, process);
     EXPECT_EQ(lastPage().substr(16, 24), "000000000000000000000004");
 }
 
 TEST_F(OperatorCommand, AcceptedIsListedAndCountsNoMore) {
-    Bytes_t status = smallStatus();
-    status[38] = 0; // fan 1 stands still
-    status[39] = 0x08;
-    net_.serve(smallConfiguration(), status);
-    EXPECT_EQ(esactl({"status"}).ending.exitCode, 8);
-    EXPECT_THAT(esactl({"accept", "fan0", "--until", "3d"}).err,
-                HasSubstr("nothing is wrong with 'fan0'; wrong is fan1"));
-    EXPECT_THAT(esactl({"accept", "fan1"}).err, HasSubstr("accept needs --until"));
-    EXPECT_EQ(esactl({"accept", "fan1", "--until", "3d"}).ending.exitCode, 0);
-    const testsupport::RunResult_t lived = esactl({"status"});
-    EXPECT_EQ(lived.ending.exitCode, 0);
+    net_.serve(smallConfiguration(), smallStatusWithAFanThatStands());
+    EXPECT_EQ(esactl("status").status, 8);
+    EXPECT_EQ(esactl("watch --count 1").status, 8) << "the status of its last look";
+    EXPECT_THAT(esactl("accept fan0 --until 3d").err, HasSubstr("nothing is wrong with 'fan0'; wrong is fan1"));
+    EXPECT_THAT(esactl("accept fan1").err, HasSubstr("accept needs --until"));
+    EXPECT_EQ(esactl("accept fan1 --until 3d").status, 0);
+    const Said_t lived = esactl("status");
+    EXPECT_EQ(lived.status, 0);
     EXPECT_THAT(lived.out, HasSubstr("Enclosure OK\nAccepted    fan1 stands still (limit 2000 RPM) (until 20"));
-    EXPECT_EQ(JsonValue_t::parse(esactl({"status", "--json"}).out)["accepted"][0]["element"], "fan1");
-    EXPECT_THAT(esactl({"status", "--format", "prometheus"}).out,
-                HasSubstr("\nesa_condition_accepted{element=\"fan1\"} 1\n"));
-    EXPECT_EQ(esactl({"accept", "fan1", "--revoke"}).out, "nothing is accepted\n");
-    EXPECT_EQ(esactl({"status"}).ending.exitCode, 8);
+    EXPECT_EQ(json("status --json")["accepted"][0]["element"], "fan1");
+    EXPECT_THAT(esactl("status --format prometheus").out, HasSubstr("\nesa_condition_accepted{element=\"fan1\"} 1\n"));
+    EXPECT_EQ(esactl("accept fan1 --revoke").out, "nothing is accepted\n");
+    EXPECT_EQ(esactl("status").status, 8);
 }
 
 TEST_F(OperatorCommand, WhatABundleCouldNotHaveIsListedAndNoComplaintIsTakenForAnAnswer) {
@@ -147,26 +121,15 @@ TEST_F(OperatorCommand, WhatABundleCouldNotHaveIsListedAndNoComplaintIsTakenForA
     const std::string path = std::getenv("PATH");
     setenv("PATH", (folder.path() + ":" + path).c_str(), 1);
     const std::string file = folder.path("bundle.tar");
-    const testsupport::RunResult_t result = esactl({"bundle", "--output", file});
+    const Said_t said = esactl("bundle --output " + file);
     setenv("PATH", path.c_str(), 1);
-    EXPECT_EQ(result.ending.exitCode, 0) << result.err;
-    EXPECT_THAT(result.out, HasSubstr("parameters.json: the words of mpuparams\n"));
-    EXPECT_THAT(result.out, HasSubstr("journal.txt: the words of journalctl\n"));
-    EXPECT_THAT(result.out, testing::Not(HasSubstr("units.txt"))) << "units that do not run are an answer";
+    EXPECT_EQ(said.status, 0) << said.err;
+    EXPECT_THAT(said.out, HasSubstr("parameters.json: the words of mpuparams\n"));
+    EXPECT_THAT(said.out, HasSubstr("journal.txt: the words of journalctl\n"));
+    EXPECT_THAT(said.out, testing::Not(HasSubstr("units.txt"))) << "units that do not run are an answer";
     const std::string archive = testsupport::readFile(file);
     EXPECT_EQ(archive.find("esa-bundle/parameters.json"), std::string::npos);
     EXPECT_NE(archive.find("the words of systemctl"), std::string::npos);
-}
-
-TEST_F(OperatorCommand, WatchEndsWithTheStatusOfItsLastLook) {
-    Bytes_t status = smallStatus();
-    status[38] = 0;
-    status[39] = 0x08;
-    net_.serve(smallConfiguration(), status);
-    EXPECT_EQ(esactl({"watch", "--count", "1"}).ending.exitCode, 8);
-    const auto nowhere =
-        testsupport::programCommand("esactl", {"--directory", "/nonexistent", "watch", "--count", "1"});
-    EXPECT_EQ(testsupport::run(nowhere).ending.exitCode, 2);
 }
 
 TEST_F(OperatorCommand, WatchKeepsWhatItKnewWhenTheAdapterIsLost) {
@@ -175,28 +138,29 @@ TEST_F(OperatorCommand, WatchKeepsWhatItKnewWhenTheAdapterIsLost) {
     net_.script = [asks, &pages](const Bytes_t& request) {
         return ++pages > 2 ? std::vector<Bytes_t>{} : asks(request);
     };
-    const testsupport::RunResult_t result =
-        esactl({"--timeout", "0.3", "watch", "--interval", "0.1", "--count", "2", "--note", "a hint"});
-    EXPECT_EQ(result.ending.exitCode, 2);
-    EXPECT_THAT(result.out, testing::ContainsRegex("Enclosure NOT REACHED: no answer[^\n]*\nWhat it was [0-9]+ s ago:\n"
-                                                   "Enclosure OK\nDrives      slot00 ok"));
-    EXPECT_THAT(result.out, HasSubstr("\na hint\n"));
+    const Said_t said = net_.esactl(
+        {"--state", state_, "--timeout", "0.2", "watch", "--interval", "0.1", "--count", "2", "--note", "a hint"});
+    EXPECT_EQ(said.status, 2);
+    EXPECT_THAT(said.out, testing::ContainsRegex("Enclosure NOT REACHED: no answer[^\n]*\nWhat it was [0-9]+ s ago:\n"
+                                                 "Enclosure OK\nDrives      slot00 ok"));
+    EXPECT_THAT(said.out, HasSubstr("\na hint\n"));
+    EXPECT_EQ(::esactl("--directory /nonexistent watch --count 1").status, 2);
 }
 
 TEST_F(OperatorCommand, AnotherSwitchIsReachedByItsSocketAndOurNumber) {
     net_.greeting.clear();
     std::filesystem::rename(net_.directory() + "/peer", net_.directory() + "/mgmt");
     for (const std::string& socket : {std::string("mgmt"), net_.directory() + "/mgmt"}) {
-        EXPECT_EQ(esactl({"--socket", socket, "--endpoint", "25", "config"}).ending.exitCode, 0) << socket;
+        EXPECT_EQ(esactl("--socket " + socket + " --endpoint 25 config").status, 0) << socket;
         EXPECT_EQ(net_.requests(28).back()[16], 25);
     }
-    EXPECT_EQ(esactl({"--endpoint", "64", "config"}).ending.exitCode, 1);
+    EXPECT_EQ(esactl("--endpoint 64 config").status, 1);
 }
 
 TEST_F(OperatorCommand, TheAdaptersVersionIsToldWhereItIsKnown) {
     std::ofstream(net_.directory() + "/adapter") << "chassis=quadra\nversion=1.3.0.24\n";
-    EXPECT_THAT(esactl({"config"}).out, HasSubstr("Adapter     1.3.0.24  (chassis quadra)\n"));
-    EXPECT_EQ(JsonValue_t::parse(esactl({"config", "--json"}).out)["adapter_version"], "1.3.0.24");
+    EXPECT_THAT(esactl("config").out, HasSubstr("Adapter     1.3.0.24  (chassis quadra)\n"));
+    EXPECT_EQ(json("config --json")["adapter_version"], "1.3.0.24");
 }
 
 } // namespace

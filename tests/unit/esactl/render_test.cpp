@@ -38,18 +38,22 @@ TEST(StatusText, HealthyBackplane) {
 
 TEST(StatusText, FaultyBackplane) {
     const std::vector<std::string> lines = linesOf(enclosureOf(backplaneConfiguration(), faultyBackplaneStatus()));
-    EXPECT_EQ(lines[0], "Enclosure FAULT: psu1 redundancy lost or voltage out of tolerance; and 5 more");
-    EXPECT_EQ(lines[1], "Drives      slot00 ok        slot01 ok        slot02 ok        slot03 ok LED");
-    EXPECT_EQ(lines[2], "            slot04 ok        slot05 absent    slot06 ok        slot07 ok");
-    EXPECT_EQ(lines[6], "            psu1   FAULT    redundancy lost or voltage out of tolerance");
-    EXPECT_EQ(lines[8], "Fans        fan0   FAULT        1500 RPM  (limit 2000 RPM)");
-    EXPECT_EQ(lines[9], "            fan1   FAULT      no reading  (limit 2000 RPM)");
-    EXPECT_EQ(lines[11], "Temperature temp0  WARNING          57 C  (warning 1..55 C, failure 0..60 C)");
-    EXPECT_EQ(lines[12], "            temp1  FAULT            61 C  (warning 1..55 C, failure 0..60 C)");
-    EXPECT_EQ(lines[13], "            temp2  WARNING    no reading  (warning 1..55 C, failure 0..60 C)");
+    const std::pair<std::size_t, const char*> shown[] = {
+        {0, "Enclosure FAULT: psu1 redundancy lost or voltage out of tolerance; and 5 more"},
+        {1, "Drives      slot00 ok        slot01 ok        slot02 ok        slot03 ok LED"},
+        {2, "            slot04 ok        slot05 absent    slot06 ok        slot07 ok"},
+        {6, "            psu1   FAULT    redundancy lost or voltage out of tolerance"},
+        {8, "Fans        fan0   FAULT        1500 RPM  (limit 2000 RPM)"},
+        {9, "            fan1   FAULT      no reading  (limit 2000 RPM)"},
+        {11, "Temperature temp0  WARNING          57 C  (warning 1..55 C, failure 0..60 C)"},
+        {12, "            temp1  FAULT            61 C  (warning 1..55 C, failure 0..60 C)"},
+        {13, "            temp2  WARNING    no reading  (warning 1..55 C, failure 0..60 C)"}};
+    for (const auto& [line, text] : shown) {
+        EXPECT_EQ(lines.at(line), text);
+    }
 }
 
-TEST(StatusText, WordsOfALineDoNotContradictEachOther) {
+TEST(StatusText, AnElementHasTheWordsOfItsLineWhichDoNotContradictEachOther) {
     Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
     enclosure.status.supplies[0].fail = true;
     enclosure.status.fans[1].fail = true;
@@ -57,12 +61,11 @@ TEST(StatusText, WordsOfALineDoNotContradictEachOther) {
     EXPECT_EQ(elementText(enclosure, "fan1"), "FAULT 3000 RPM (limit 2000 RPM), marked faulty");
     EXPECT_EQ(elementText(enclosure, "psu1"), "ok");
     EXPECT_EQ(elementText(enclosure, "fan0"), "ok 3000 RPM (limit 2000 RPM)");
-}
-
-TEST(StatusText, OneProblemIsTheOverallLine) {
-    Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
-    enclosure.status.fans[1].rpm = 1500;
-    EXPECT_EQ(linesOf(enclosure)[0], "Enclosure FAULT: fan1 at 1500 RPM is under its limit of 2000 RPM");
+    const Enclosure_t faulty = enclosureOf(backplaneConfiguration(), faultyBackplaneStatus());
+    EXPECT_EQ(elementText(faulty, "fan0"), "FAULT 1500 RPM (limit 2000 RPM)");
+    EXPECT_EQ(elementText(faulty, "slot03"), "ok LED");
+    EXPECT_EQ(elementText(faulty, "slot04"), "ok");
+    EXPECT_EQ(elementText(faulty, "alarm0"), "state not reported by the adapter");
 }
 
 TEST(StatusText, TheLargestEnclosureFitsOneScreen) {
@@ -100,9 +103,11 @@ TEST(StatusText, ColourAddsNothingButEscapes) {
     }
 }
 
-TEST(StatusText, AlarmThatArrives) {
+TEST(StatusText, OneProblemIsTheOverallLineAndAnAlarmThatArrivesTheLast) {
     Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), healthyBackplaneStatus());
+    enclosure.status.fans[1].rpm = 1500;
     enclosure.status.alarms[0].tones = AlarmTones_t{false, true, false, false, false, false, true};
+    EXPECT_EQ(linesOf(enclosure)[0], "Enclosure FAULT: fan1 at 1500 RPM is under its limit of 2000 RPM");
     EXPECT_EQ(linesOf(enclosure).back(), "Alarm       alarm0 not silent, mute requested, critical requested");
 }
 
@@ -165,14 +170,6 @@ TEST(StatusText, WhatIsNotKnownHasNoDetails) {
                             "Supplies    psu0   unknown", "Fans        fan0   unknown", "Temperature temp0  unknown",
                             "            temp1  absent   not read on this chassis",
                             "Alarm       alarm0 state not reported by the adapter"));
-}
-
-TEST(StatusText, AnElementHasTheTextOfItsLine) {
-    const Enclosure_t enclosure = enclosureOf(backplaneConfiguration(), faultyBackplaneStatus());
-    EXPECT_EQ(elementText(enclosure, "fan0"), "FAULT 1500 RPM (limit 2000 RPM)");
-    EXPECT_EQ(elementText(enclosure, "slot03"), "ok LED");
-    EXPECT_EQ(elementText(enclosure, "slot04"), "ok");
-    EXPECT_EQ(elementText(enclosure, "alarm0"), "state not reported by the adapter");
 }
 
 } // namespace

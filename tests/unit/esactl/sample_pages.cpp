@@ -59,6 +59,13 @@ Bytes_t smallStatus() {
                  "00 00 00 20 20 00 00");
 }
 
+Bytes_t smallStatusWithAFanThatStands() {
+    Bytes_t status = smallStatus();
+    status[38] = 0;
+    status[39] = 0x08;
+    return status;
+}
+
 Bytes_t eventMessage(U8_t id, U8_t type, const std::string& body) {
     Bytes_t message(300, 0);
     message[8] = 14;

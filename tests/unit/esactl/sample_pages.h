@@ -26,6 +26,8 @@ Bytes_t faultyBackplaneStatus();
 /* A small enclosure: 2 slots, 1 supply, 2 fans, 2 sensors, 1 alarm; all well; slot 1 lit. */
 Bytes_t smallConfiguration();
 Bytes_t smallStatus();
+/** The same, but fan 1 stands still. */
+Bytes_t smallStatusWithAFanThatStands();
 
 /** An event message as the event manager gets it; `body` is hex, padded with zeros to 84 bytes. */
 Bytes_t eventMessage(U8_t id, U8_t type, const std::string& body);
