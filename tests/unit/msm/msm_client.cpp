@@ -4,9 +4,13 @@
 #include <sstream>
 #include <string_view>
 
+#include "cli.h"
+
 namespace msmtest {
 
 namespace {
+
+[[maybe_unused]] const bool isLinked = testsupport::linkProgram("msm", msmMain);
 
 constexpr std::string_view TIME_FORM = "00:00:00.000 ";
 
@@ -32,12 +36,19 @@ std::unique_ptr<Client_t> SwitchTest::connect(const std::string& name) const {
     return client;
 }
 
-std::unique_ptr<Client_t> SwitchTest::connectPeer(std::uint8_t& id) const {
+std::pair<std::unique_ptr<Client_t>, std::uint8_t> SwitchTest::connectPeer() const {
     auto client = connect("peer");
     const std::optional<Bytes_t> greeting = client->receive();
     EXPECT_TRUE(greeting.has_value());
-    id = greeting ? (*greeting)[18] : 0;
-    return client;
+    return {std::move(client), greeting ? (*greeting)[18] : std::uint8_t{0}};
+}
+
+std::string SwitchTest::refusal(const std::vector<std::string>& args) const {
+    const testsupport::RunResult_t result = testsupport::run(testsupport::programCommand("msm", args));
+    EXPECT_EQ(result.ending.exitCode, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(result.err.starts_with("msm: ") && result.err.find('\n') == result.err.size() - 1) << result.err;
+    return result.err.substr(5, result.err.size() - 6);
 }
 
 void SwitchTest::settle(const Client_t& peer, std::uint8_t id) {

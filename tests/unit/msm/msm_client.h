@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "folder.h"
@@ -33,11 +34,15 @@ protected:
     std::string path(const std::string& name) const { return folder_.path(name); }
 
     std::unique_ptr<Client_t> connect(const std::string& name) const;
-    /** Connects to `peer` and takes the greeting; `id` is the id given. */
-    std::unique_ptr<Client_t> connectPeer(std::uint8_t& id) const;
+    /** Connects to `peer` and takes the greeting; the connection, and the id given. */
+    std::pair<std::unique_ptr<Client_t>, std::uint8_t> connectPeer() const;
     /** A peer's round trip to itself: whatever was sent to the switch before has been switched when it returns. */
     static void settle(const Client_t& peer, std::uint8_t id);
 
+    /** Whether the switch prints this line, or has. */
+    bool says(const std::string& line) { return process_->waitForOut(line, PATIENCE); }
+    /** What the switch says when it is started with these arguments, and does not start: one line. */
+    std::string refusal(const std::vector<std::string>& args) const;
     /** What the switch has printed with --log so far, once `text` is there: each line without its time. */
     std::vector<std::string> logUntil(const std::string& text);
 

@@ -26,8 +26,6 @@ using msmtest::PATIENCE;
 using msmtest::SwitchTest;
 using testsupport::Milliseconds_t;
 using testsupport::programCommand;
-using testsupport::run;
-using testsupport::RunResult_t;
 
 using Clock_t = std::chrono::steady_clock;
 
@@ -66,19 +64,16 @@ protected:
 
     /** A round trip of a peer: everybody who is connected before is known to the switch when it returns. */
     void exchange() {
-        std::uint8_t id = 0;
-        const auto peer = connectPeer(id);
+        const auto [peer, id] = connectPeer();
         settle(*peer, id);
     }
 };
 
 TEST_F(SwitchAbuseTest, ARequestPassesTheFloodOfAnotherPeer) {
     start();
-    std::uint8_t flooderId = 0;
-    std::uint8_t id = 0;
     const auto adapter = connect("esadapter");
-    const auto flooder = connectPeer(flooderId);
-    const auto peer = connectPeer(id);
+    const auto [flooder, flooderId] = connectPeer();
+    const auto [peer, id] = connectPeer();
     for (std::uint32_t handle = 0; handle < 60; ++handle) {
         ASSERT_TRUE(flooder->send(messageTo({33}, flooderId, handle)));
     }
@@ -91,27 +86,25 @@ TEST_F(SwitchAbuseTest, ARequestPassesTheFloodOfAnotherPeer) {
 }
 
 TEST_F(SwitchAbuseTest, ASenderIsSlowedDownTowardsTheAdapterAndLosesNothing) {
-    start({"--rate", "5"});
-    std::uint8_t id = 0;
+    start({"--rate", "20"});
     const auto adapter = connect("esadapter");
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     const auto begin = Clock_t::now();
-    for (std::uint32_t handle = 0; handle < 35; ++handle) {
+    for (std::uint32_t handle = 0; handle < 95; ++handle) {
         ASSERT_TRUE(peer->send(messageTo({33}, id, handle)));
     }
-    for (std::uint32_t handle = 0; handle < 35; ++handle) {
+    for (std::uint32_t handle = 0; handle < 95; ++handle) {
         ASSERT_EQ(adapter->receiveHandle(), handle);
     }
-    // 20 at once, then 5 a second.
-    EXPECT_GE(Clock_t::now() - begin, Milliseconds_t(2900));
+    // 80 at once, then 20 a second.
+    EXPECT_GE(Clock_t::now() - begin, Milliseconds_t(700));
 }
 
 TEST_F(SwitchAbuseTest, AnAdapterThatTakesNothingHoldsUpNobodysOtherMessages) {
     start();
-    std::uint8_t id = 0;
     const auto adapter = connect("esadapter");
     const auto startup = connect("startup");
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     for (std::uint32_t handle = 0; handle < 500; ++handle) {
         ASSERT_TRUE(peer->send(messageTo({33}, id, handle)));
         if (handle % 100 == 0) {
@@ -123,10 +116,9 @@ TEST_F(SwitchAbuseTest, AnAdapterThatTakesNothingHoldsUpNobodysOtherMessages) {
 
 TEST_F(SwitchAbuseTest, NoEventIsLostInAFloodToAnEventManagerThatReadsSlowly) {
     start();
-    std::uint8_t id = 0;
     const auto events = connect("eventlog");
     const auto adapter = connect("esadapter");
-    const auto flooder = connectPeer(id);
+    const auto [flooder, id] = connectPeer();
     for (std::uint32_t handle = 0; handle < 1000; ++handle) {
         ASSERT_TRUE(flooder->send(messageTo({27}, id, handle, 4064)));
         if (handle % 100 == 99) {
@@ -134,7 +126,7 @@ TEST_F(SwitchAbuseTest, NoEventIsLostInAFloodToAnEventManagerThatReadsSlowly) {
         }
     }
     settle(*flooder, id);
-    EXPECT_TRUE(process().waitForOut("eventlog(27) reads too slowly: message dropped, 1 so far\n", PATIENCE));
+    EXPECT_TRUE(says("eventlog(27) reads too slowly: message dropped, 1 so far\n"));
     std::vector<std::int64_t> kept;
     while (kept.size() < 10) {
         const std::int64_t handle = events->receiveHandle();
@@ -150,9 +142,8 @@ TEST_F(SwitchAbuseTest, NoEventIsLostInAFloodToAnEventManagerThatReadsSlowly) {
 
 TEST_F(SwitchAbuseTest, NoEventIsLostInAFloodWhileTheEventManagerIsAway) {
     start({"--queue", "20"});
-    std::uint8_t id = 0;
     const auto adapter = connect("esadapter");
-    const auto flooder = connectPeer(id);
+    const auto [flooder, id] = connectPeer();
     for (std::uint32_t handle = 0; handle < 300; ++handle) {
         ASSERT_TRUE(flooder->send(messageTo({27}, id, handle)));
         if (handle % 30 == 0) {
@@ -179,8 +170,7 @@ TEST_F(SwitchAbuseTest, WhoTakesAllPlacesLocksNobodyOut) {
     const auto abuser = holdConnections({"peer", "startup", "eventlog", "volmgr"}, 60);
     const auto adapter = connect("esadapter");
     const auto events = connect("eventlog");
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     ASSERT_TRUE(peer->send(messageTo({33, 27}, id, 1)));
     EXPECT_EQ(adapter->receiveHandle(), 1);
     EXPECT_EQ(events->receiveHandle(), 1);
@@ -199,7 +189,7 @@ TEST_F(SwitchAbuseTest, AStormOfConnectionsIsNoHindrance) {
     const auto adapter = connect("esadapter");
     const Abuser_t peers(storm("peer"));
     const Abuser_t adapters(storm("esadapter"));
-    EXPECT_TRUE(process().waitForOut(" connects too often: closed, 1 so far\n", PATIENCE));
+    EXPECT_TRUE(says(" connects too often: closed, 1 so far\n"));
     for (std::uint32_t handle = 0; handle < 20; ++handle) {
         ASSERT_TRUE(adapter->send(messageTo({27}, 33, handle)));
         ASSERT_EQ(events->receiveHandle(), handle);
@@ -216,7 +206,7 @@ TEST_F(SwitchAbuseTest, SigtermEndsTheSwitchInAFloodThatNeverEnds) {
         }
     };
     const Abuser_t first(flood);
-    EXPECT_TRUE(process().waitForOut("queue of eventlog(27) full: oldest message dropped, 1024 so far\n", PATIENCE));
+    EXPECT_TRUE(says("queue of eventlog(27) full: oldest message dropped, 1024 so far\n"));
     process().kill(SIGTERM);
     const auto ending = process().wait(PATIENCE);
     ASSERT_TRUE(ending.has_value());
@@ -224,31 +214,23 @@ TEST_F(SwitchAbuseTest, SigtermEndsTheSwitchInAFloodThatNeverEnds) {
 }
 
 TEST_F(SwitchAbuseTest, ALogThatNobodyReadsStopsNeitherMessagesNorSigterm) {
-    start({"--log"});
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
-    const auto startup = connect("startup");
-    for (std::uint32_t handle = 0; handle < 10000; ++handle) { // near 1 MB of lines
-        ASSERT_TRUE(peer->send(messageTo({18}, id, handle)));
-        ASSERT_EQ(startup->receiveHandle(), handle);
+    for (const bool isReadAtLast : {true, false}) {
+        start({"--log"});
+        const auto [peer, id] = connectPeer();
+        for (std::uint32_t handle = 0; handle < 10000; ++handle) { // near 1 MB of lines
+            ASSERT_TRUE(peer->send(messageTo({id}, id, handle)));
+            ASSERT_EQ(peer->receiveHandle(), handle);
+        }
+        if (isReadAtLast) {
+            EXPECT_TRUE(says(" lines of the log lost: nobody read them in time\n"));
+        }
+        process().kill(SIGTERM);
+        const auto deadline = Clock_t::now() + PATIENCE;
+        while (process().running() && Clock_t::now() < deadline) { // looks only: nothing is read of the log
+            ::usleep(10000);
+        }
+        EXPECT_FALSE(process().running());
     }
-    process().kill(SIGTERM);
-    const auto deadline = Clock_t::now() + PATIENCE;
-    while (process().running() && Clock_t::now() < deadline) { // looks only: nothing is read of the log
-        ::usleep(10000);
-    }
-    EXPECT_FALSE(process().running());
-}
-
-TEST_F(SwitchAbuseTest, LinesThatALogHasLostAreCountedOnceItIsReadAgain) {
-    start({"--log"});
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
-    for (std::uint32_t handle = 0; handle < 10000; ++handle) {
-        ASSERT_TRUE(peer->send(messageTo({id}, id, handle)));
-        ASSERT_EQ(peer->receiveHandle(), handle);
-    }
-    EXPECT_TRUE(process().waitForOut(" lines of the log lost: nobody read them in time\n", PATIENCE));
 }
 
 TEST_F(SwitchAbuseTest, TheAdapterGetsInWhenDescriptorsHaveRunOutAndTheSwitchDoesNotSpin) {
@@ -283,22 +265,7 @@ TEST_F(SwitchAbuseTest, WhoLocksTheDirectoryDoesNotKeepTheSwitchFromStarting) {
     start();
     exchange();
     (void)::close(held);
-}
-
-TEST_F(SwitchAbuseTest, TheLockFileIsForTheSwitchAlone) {
-    start();
-    struct stat status {};
-    ASSERT_EQ(::stat(path(".msm.lock").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U);
-}
-
-TEST_F(SwitchAbuseTest, ALinkInPlaceOfTheLockFileIsNotFollowedAndIsOneLine) {
-    std::filesystem::create_symlink(path("elsewhere"), path(".msm.lock"));
-    const RunResult_t result = run(programCommand("msm", {"--directory", directory()}));
-    EXPECT_EQ(result.ending.exitCode, 1);
-    EXPECT_EQ(result.err,
-              "msm: cannot open the lock file " + path(".msm.lock") + ": Too many levels of symbolic links\n");
-    EXPECT_FALSE(std::filesystem::exists(path("elsewhere")));
+    EXPECT_EQ(std::filesystem::status(path(".msm.lock")).permissions(), std::filesystem::perms{0600});
 }
 
 TEST_F(SwitchAbuseTest, AnotherUserIsNotTheAdapter) {
@@ -313,7 +280,7 @@ TEST_F(SwitchAbuseTest, AnotherUserIsNotTheAdapter) {
             (void)new Client_t(path("esadapter"));
         }
     });
-    EXPECT_TRUE(process().waitForOut("esadapter(33) refused: user 65534 is not the adapter's\n", PATIENCE));
+    EXPECT_TRUE(says("esadapter(33) refused: user 65534 is not the adapter's\n"));
     const auto adapter = connect("esadapter");
     ASSERT_TRUE(adapter->send(messageTo({33}, 33, 5)));
     EXPECT_EQ(adapter->receiveHandle(), 5);
@@ -321,8 +288,7 @@ TEST_F(SwitchAbuseTest, AnotherUserIsNotTheAdapter) {
 
 TEST_F(SwitchAbuseTest, AnOldRequestIsNotReplayedToTheAdapterAndOldEventsAreKept) {
     start({"--keep-seconds", "1"});
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     ASSERT_TRUE(peer->send(messageTo({33, 27}, id, 1)));
     settle(*peer, id);
     std::this_thread::sleep_for(Milliseconds_t(1100));
@@ -330,7 +296,7 @@ TEST_F(SwitchAbuseTest, AnOldRequestIsNotReplayedToTheAdapterAndOldEventsAreKept
     settle(*peer, id);
     const auto adapter = connect("esadapter");
     EXPECT_EQ(adapter->receiveHandle(), 2);
-    EXPECT_TRUE(process().waitForOut("esadapter(33) came too late for 1 messages older than 1 s: dropped\n", PATIENCE));
+    EXPECT_TRUE(says("esadapter(33) came too late for 1 messages older than 1 s: dropped\n"));
     const auto events = connect("eventlog");
     EXPECT_EQ(events->receiveHandle(), 1);
 }

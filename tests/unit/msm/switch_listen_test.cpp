@@ -94,8 +94,7 @@ TEST_F(SwitchListenTest, AListenerTakesNothingFromTheReceiver) {
 TEST_F(SwitchListenTest, WhoComesLateIsToldWhatCameBefore) {
     start();
     const auto adapter = connect("esadapter");
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     for (unsigned handle = 1; handle <= 300; ++handle) {
         ASSERT_TRUE(adapter->send(messageTo({27, id}, 33, handle)));
         ASSERT_EQ(peer->receiveHandle(), handle);
@@ -113,8 +112,7 @@ TEST_F(SwitchListenTest, OnlyReportsOfTheAdapterAreHeardAndAListenerSaysNothing)
     const auto adapter = connect("esadapter");
     const auto listener = connect("listen");
     expectPresence(*listener, 1, 0);
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     ASSERT_TRUE(peer->send(messageTo({27}, id, 1)));
     ASSERT_TRUE(adapter->send(messageTo({id}, 33, 2)));
     ASSERT_TRUE(listener->send(messageTo({33, id}, 16, 3)));

@@ -1,8 +1,8 @@
 /** The real switch's second directory, from which one may only ask; and its further options. */
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
-#include <sys/stat.h>
 
 #include "msm_client.h"
 
@@ -13,9 +13,6 @@ using msmtest::Client_t;
 using msmtest::messageTo;
 using msmtest::PATIENCE;
 using msmtest::SwitchTest;
-using testsupport::programCommand;
-using testsupport::run;
-using testsupport::RunResult_t;
 
 /** RECEIVE DIAGNOSTIC RESULTS to the adapter. */
 Bytes_t question(std::uint8_t from, std::uint32_t handle) {
@@ -60,39 +57,34 @@ TEST_F(SwitchQuestionTest, AQuestionIsAnsweredAndNoByteChanges) {
     const Bytes_t answer = messageTo({54}, 33, 1, 192);
     ASSERT_TRUE(adapter_->send(answer));
     EXPECT_EQ(asker_->receive(), answer);
+    process().kill(SIGTERM);
+    ASSERT_TRUE(process().wait(PATIENCE).has_value());
+    EXPECT_TRUE(std::filesystem::is_empty(path("ask")));
+    std::filesystem::remove(path("ask"));
+    EXPECT_TRUE(std::filesystem::is_empty(directory()));
 }
 
 TEST_F(SwitchQuestionTest, NothingButAQuestionToTheAdapterAlonePasses) {
     startWithQuestions();
+    EXPECT_EQ(std::filesystem::status(path("ask/peer")).permissions(), std::filesystem::perms{0666});
     const auto startup = connect("startup");
-    Bytes_t bytes = question(54, 1);
-    bytes[15] = 0x1D;
-    expectRefused(bytes, "SEND DIAGNOSTIC");
-    bytes = question(54, 2);
-    bytes[12] = 12;
-    expectRefused(bytes, "Startup's protocol");
-    bytes = question(54, 3);
-    bytes[8] = 7;
-    expectRefused(bytes, "another type of message");
-    bytes = question(54, 4);
-    bytes[17] = 0x40;
-    expectRefused(bytes, "a response");
-    bytes = question(54, 5);
-    expectRefused(msmtest::name(bytes, 18), "to Startup as well");
-    bytes = question(54, 6);
-    expectRefused(msmtest::name(bytes, 18, 28), "to Startup in the second bitmap");
+    const auto changed = [](std::size_t at, std::uint8_t value) {
+        Bytes_t bytes = question(54, 1);
+        bytes[at] = value;
+        return bytes;
+    };
+    Bytes_t toStartup = question(54, 5);
+    Bytes_t toStartupElsewhere = question(54, 6);
+    expectRefused(changed(15, 0x1D), "SEND DIAGNOSTIC");
+    expectRefused(changed(12, 12), "Startup's protocol");
+    expectRefused(changed(8, 7), "another type of message");
+    expectRefused(changed(17, 0x40), "a response");
+    expectRefused(msmtest::name(toStartup, 18), "to Startup as well");
+    expectRefused(msmtest::name(toStartupElsewhere, 18, 28), "to Startup in the second bitmap");
     expectRefused(question(20, 7), "in the volume manager's name");
-    bytes = messageTo({18}, 54, 8, 72);
-    expectRefused(bytes, "to Startup alone");
+    expectRefused(messageTo({18}, 54, 8, 72), "to Startup alone");
     EXPECT_TRUE(startup->isSilent());
-    EXPECT_TRUE(process().waitForOut("peer(54) may only ask: message refused, 1 so far\n", PATIENCE));
-}
-
-TEST_F(SwitchQuestionTest, WhoeverCanEnterTheDirectoryCanAsk) {
-    startWithQuestions();
-    struct stat status {};
-    ASSERT_EQ(::stat(path("ask/peer").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0666U);
+    EXPECT_TRUE(says("peer(54) may only ask: message refused, 1 so far\n"));
 }
 
 TEST_F(SwitchQuestionTest, TenMayAskAndPeersHaveTwentyIdsOfTheirOwn) {
@@ -103,55 +95,24 @@ TEST_F(SwitchQuestionTest, TenMayAskAndPeersHaveTwentyIdsOfTheirOwn) {
         ASSERT_TRUE(all.back()->receive().has_value());
     }
     EXPECT_TRUE(connect("ask/peer")->isClosed());
-    EXPECT_TRUE(process().waitForOut("peer for questions refused: ids 54 to 63 are all taken\n", PATIENCE));
+    EXPECT_TRUE(says("peer for questions refused: ids 54 to 63 are all taken\n"));
     for (std::uint8_t expected = 34; expected <= 53; ++expected) {
-        std::uint8_t id = 0;
-        all.push_back(connectPeer(id));
+        auto [peer, id] = connectPeer();
         ASSERT_EQ(id, expected);
+        all.push_back(std::move(peer));
     }
-}
-
-TEST_F(SwitchQuestionTest, BothDirectoriesAreEmptyAfterwards) {
-    startWithQuestions();
-    process().kill(SIGTERM);
-    ASSERT_TRUE(process().wait(PATIENCE).has_value());
-    EXPECT_TRUE(std::filesystem::is_empty(path("ask")));
-    std::filesystem::remove(path("ask"));
-    EXPECT_TRUE(std::filesystem::is_empty(directory()));
-}
-
-TEST_F(SwitchQuestionTest, AMissingSecondDirectoryIsOneLine) {
-    const RunResult_t result =
-        run(programCommand("msm", {"--directory", directory(), "--ask-directory", path("none")}));
-    EXPECT_EQ(result.ending.exitCode, 1);
-    EXPECT_EQ(result.err, "msm: cannot open directory " + path("none") + ": No such file or directory\n");
-    EXPECT_TRUE(std::filesystem::is_empty(directory()));
 }
 
 TEST_F(SwitchQuestionTest, ALimitAUserIsKept) {
     start({"--per-user", "2"});
-    std::uint8_t id = 0;
-    const auto first = connectPeer(id);
+    const auto [first, id] = connectPeer();
     const auto second = connect("eventlog");
     settle(*first, id);
     EXPECT_TRUE(connect("peer")->isClosed());
-    EXPECT_TRUE(process().waitForOut("2 connections, the limit for a user\n", PATIENCE));
+    EXPECT_TRUE(says("2 connections, the limit for a user\n"));
     const auto adapter = connect("esadapter");
     ASSERT_TRUE(adapter->send(messageTo({33}, 33, 5)));
     EXPECT_EQ(adapter->receiveHandle(), 5);
-}
-
-TEST_F(SwitchQuestionTest, BadValuesOfTheOptionsAreOneLine) {
-    const std::vector<std::pair<std::string, std::string>> cases = {
-        {"--keep-seconds", "0"}, {"--keep-seconds", "86401"}, {"--rate", "-1"},
-        {"--rate", "100001"},    {"--per-user", "1025"},      {"--adapter-user", "no such user"},
-    };
-    for (const auto& [option, value] : cases) {
-        const RunResult_t result = run(programCommand("msm", {"--directory", directory(), option, value}));
-        EXPECT_NE(result.ending.exitCode, 0) << option << value;
-        EXPECT_EQ(result.err.substr(0, 6 + option.size()), "msm: " + option + ":") << result.err;
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-    }
 }
 
 } // namespace

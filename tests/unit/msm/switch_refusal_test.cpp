@@ -12,10 +12,8 @@ namespace {
 
 using msmtest::Bytes_t;
 using msmtest::messageTo;
+using msmtest::PATIENCE;
 using msmtest::SwitchTest;
-using testsupport::programCommand;
-using testsupport::run;
-using testsupport::RunResult_t;
 
 constexpr const char* SOCKETS[] = {"esadapter", "startup", "eventlog", "volmgr", "peer"};
 
@@ -28,39 +26,41 @@ Bytes_t announcing(unsigned length) {
 
 TEST_F(SwitchTest, NonsenseClosesItsSenderAndNobodyElse) {
     start();
-    std::uint8_t id = 0;
     const auto startup = connect("startup");
-    const auto good = connectPeer(id);
+    const auto good = connectPeer().first;
     for (const unsigned length : {0U, 1U, 11U, 63U, 4065U, 65535U}) {
-        const auto bad = connectPeer(id);
+        const auto [bad, id] = connectPeer();
         ASSERT_EQ(id, 35);
         ASSERT_TRUE(bad->send(messageTo({18}, 35, length)));
         ASSERT_TRUE(bad->send(announcing(length)));
         EXPECT_EQ(startup->receiveHandle(), length) << "the message before the nonsense";
         EXPECT_TRUE(bad->isClosed()) << length;
-        EXPECT_TRUE(process().waitForOut("peer(35) closed: announces a message of " + std::to_string(length) +
-                                             " bytes, 64 to 4064 are possible\n",
-                                         msmtest::PATIENCE));
+        EXPECT_TRUE(says("peer(35) closed: announces a message of " + std::to_string(length) +
+                         " bytes, 64 to 4064 are possible\n"));
         ASSERT_TRUE(good->send(messageTo({18}, 34, 99)));
         EXPECT_EQ(startup->receiveHandle(), 99);
     }
 }
 
-TEST_F(SwitchTest, TheMessageTypeIsNotTheSwitchsBusiness) {
+TEST_F(SwitchTest, TheMessageTypeIsNotTheSwitchsBusinessNorAHalfMessageAnybodys) {
     start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
-    Bytes_t bytes = messageTo({id}, id, 1);
+    const auto startup = connect("startup");
+    const auto [bad, badId] = connectPeer();
+    Bytes_t half = messageTo({18}, badId, 1, 200);
+    half.resize(150);
+    ASSERT_TRUE(bad->send(half));
+    bad->close();
+    const auto [good, id] = connectPeer();
+    Bytes_t bytes = messageTo({18}, id, 2);
     bytes[8] = 3;
     bytes[9] = 0;
-    ASSERT_TRUE(peer->send(bytes));
-    EXPECT_EQ(peer->receive(), bytes);
+    ASSERT_TRUE(good->send(bytes));
+    EXPECT_EQ(startup->receive(), bytes);
 }
 
 TEST_F(SwitchTest, NobodySendsInTheNameOfAnother) {
     start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     const auto startup = connect("startup");
     const auto adapter = connect("esadapter");
     ASSERT_TRUE(peer->send(messageTo({33}, 20, 1)));
@@ -75,29 +75,14 @@ TEST_F(SwitchTest, NobodySendsInTheNameOfAnother) {
     for (const char* line : {"startup(18) sends in the name of volmgr(20): message refused, 1 so far\n",
                              "peer(34) sends in the name of volmgr(20): message refused, 1 so far\n",
                              "peer(34) sends in the name of peer(35): message refused, 2 so far\n"}) {
-        EXPECT_TRUE(process().waitForOut(line, msmtest::PATIENCE)) << line;
+        EXPECT_TRUE(says(line)) << line;
     }
-}
-
-TEST_F(SwitchTest, ASenderThatLeavesInsideAMessageHarmsNobody) {
-    start();
-    std::uint8_t id = 0;
-    const auto startup = connect("startup");
-    const auto bad = connectPeer(id);
-    Bytes_t half = messageTo({18}, id, 1, 200);
-    half.resize(150);
-    ASSERT_TRUE(bad->send(half));
-    bad->close();
-    const auto good = connectPeer(id);
-    ASSERT_TRUE(good->send(messageTo({18}, id, 2)));
-    EXPECT_EQ(startup->receiveHandle(), 2);
 }
 
 TEST_F(SwitchTest, WhatAPeerSentBeforeItLeftIsSwitched) {
     start();
-    std::uint8_t id = 0;
     const auto startup = connect("startup");
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     for (std::uint32_t handle = 0; handle < 50; ++handle) {
         ASSERT_TRUE(peer->send(messageTo({18}, id, handle, 4064)));
     }
@@ -109,12 +94,11 @@ TEST_F(SwitchTest, WhatAPeerSentBeforeItLeftIsSwitched) {
 
 TEST_F(SwitchTest, ASecondAdapterIsRefusedWhileTheFirstIsThere) {
     start();
-    std::uint8_t id = 0;
     const auto first = connect("esadapter");
     const auto second = connect("esadapter");
     EXPECT_TRUE(second->isClosed());
-    EXPECT_TRUE(process().waitForOut("esadapter(33) refused: another adapter is connected\n", msmtest::PATIENCE));
-    const auto peer = connectPeer(id);
+    EXPECT_TRUE(says("esadapter(33) refused: another adapter is connected\n"));
+    const auto [peer, id] = connectPeer();
     ASSERT_TRUE(peer->send(messageTo({33}, id, 1)));
     EXPECT_EQ(first->receiveHandle(), 1);
 
@@ -132,7 +116,7 @@ TEST_F(SwitchTest, SigtermAndSigintRemoveTheSocketsAndExitWith0) {
             EXPECT_TRUE(std::filesystem::is_socket(path(name))) << name;
         }
         process().kill(signal);
-        const auto ending = process().wait(msmtest::PATIENCE);
+        const auto ending = process().wait(PATIENCE);
         ASSERT_TRUE(ending.has_value());
         EXPECT_EQ(ending->exitCode, 0);
         EXPECT_TRUE(startup->isClosed());
@@ -140,82 +124,71 @@ TEST_F(SwitchTest, SigtermAndSigintRemoveTheSocketsAndExitWith0) {
     }
 }
 
-TEST_F(SwitchTest, SocketsThatADeadSwitchLeftAreReplaced) {
+TEST_F(SwitchTest, SocketsThatADeadSwitchLeftAreReplacedAndASecondSwitchIsRefused) {
     start();
     process().kill(SIGKILL);
-    ASSERT_TRUE(process().wait(msmtest::PATIENCE).has_value());
+    ASSERT_TRUE(process().wait(PATIENCE).has_value());
     ASSERT_TRUE(std::filesystem::is_socket(path("esadapter")));
     start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    EXPECT_EQ(refusal({"--directory", directory()}), "a switch is running in " + directory() + " already");
+    const auto [peer, id] = connectPeer();
     settle(*peer, id);
 }
 
-TEST_F(SwitchTest, ASecondSwitchInTheDirectoryIsRefusedAndTheFirstGoesOn) {
-    start();
-    const RunResult_t second = run(programCommand("msm", {"--directory", directory()}));
-    EXPECT_EQ(second.ending.exitCode, 1);
-    EXPECT_EQ(second.out, "");
-    EXPECT_EQ(second.err, "msm: a switch is running in " + directory() + " already\n");
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
-    settle(*peer, id);
-}
-
-TEST_F(SwitchTest, AFileInTheWayIsLeftAndReported) {
+TEST_F(SwitchTest, WhatIsInTheWayOrNotThereIsOneLine) {
     std::ofstream(path("eventlog")) << "notes";
-    const RunResult_t result = run(programCommand("msm", {"--directory", directory()}));
-    EXPECT_EQ(result.ending.exitCode, 1);
-    EXPECT_EQ(result.err, "msm: " + path("eventlog") + " is in the way: it is not a socket\n");
+    EXPECT_EQ(refusal({"--directory", directory()}), path("eventlog") + " is in the way: it is not a socket");
     EXPECT_TRUE(std::filesystem::is_regular_file(path("eventlog")));
     EXPECT_FALSE(std::filesystem::exists(path("esadapter"))) << "what was made before is removed";
-}
-
-TEST_F(SwitchTest, AMissingDirectoryIsOneLine) {
-    const RunResult_t result = run(programCommand("msm", {"--directory", path("none")}));
-    EXPECT_EQ(result.ending.exitCode, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "msm: cannot open directory " + path("none") + ": No such file or directory\n");
-}
-
-TEST_F(SwitchTest, ADirectoryNameTooLongForASocketIsOneLine) {
-    const std::string name = path(std::string(100, 'd'));
-    std::filesystem::create_directory(name);
-    const RunResult_t result = run(programCommand("msm", {"--directory", name}));
-    EXPECT_EQ(result.ending.exitCode, 1);
-    EXPECT_EQ(result.err, "msm: socket name " + name + "/esadapter is longer than 107 characters\n");
+    std::filesystem::remove(path("eventlog"));
+    const std::string longName = path(std::string(100, 'd'));
+    std::filesystem::create_directory(longName);
+    EXPECT_EQ(refusal({"--directory", longName}),
+              "socket name " + longName + "/esadapter is longer than 107 characters");
+    std::filesystem::remove(longName);
+    std::filesystem::remove(path(".msm.lock"));
+    std::filesystem::create_symlink(path("elsewhere"), path(".msm.lock"));
+    EXPECT_EQ(refusal({"--directory", directory()}),
+              "cannot open the lock file " + path(".msm.lock") + ": Too many levels of symbolic links");
+    EXPECT_FALSE(std::filesystem::exists(path("elsewhere")));
+    std::filesystem::remove(path(".msm.lock"));
+    const std::string missing = "cannot open directory " + path("none") + ": No such file or directory";
+    EXPECT_EQ(refusal({"--directory", path("none")}), missing);
+    EXPECT_EQ(refusal({"--directory", directory(), "--ask-directory", path("none")}), missing);
+    EXPECT_TRUE(std::filesystem::is_empty(directory()));
 }
 
 TEST_F(SwitchTest, BadArgumentsAreOneLine) {
-    RunResult_t result = run(programCommand("msm"));
-    EXPECT_NE(result.ending.exitCode, 0);
-    EXPECT_EQ(result.err, "msm: --directory is required; see msm --help\n");
-    result = run(programCommand("msm", {"--bogus=1", "--directory", directory()}));
-    EXPECT_EQ(result.ending.exitCode, 1);
-    EXPECT_EQ(result.err, "msm: there is no option '--bogus': expected one of --directory, --log, --queue, "
-                          "--keep-seconds, --rate, --per-user, --adapter-user, --ask-directory, --quiet, --help, "
-                          "--version; see msm --help\n");
-    for (const char* queue : {"0", "-1", "16385", "x"}) {
-        result = run(programCommand("msm", {"--directory", directory(), "--queue", queue}));
-        EXPECT_NE(result.ending.exitCode, 0) << queue;
-        EXPECT_EQ(result.err.substr(0, 13), "msm: --queue:") << result.err;
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+    EXPECT_EQ(refusal({}), "--directory is required; see msm --help");
+    EXPECT_EQ(refusal({"--bogus=1", "--directory", directory()}),
+              "there is no option '--bogus': expected one of --directory, --log, --queue, --keep-seconds, --rate, "
+              "--per-user, --adapter-user, --ask-directory, --quiet, --help, --version; see msm --help");
+    const std::pair<std::string, std::string> values[] = {{"--queue", "0"},
+                                                          {"--queue", "-1"},
+                                                          {"--queue", "16385"},
+                                                          {"--queue", "x"},
+                                                          {"--rate", "-1"},
+                                                          {"--rate", "100001"},
+                                                          {"--per-user", "1025"},
+                                                          {"--keep-seconds", "0"},
+                                                          {"--keep-seconds", "86401"},
+                                                          {"--adapter-user", "no such user"}};
+    for (const auto& [option, value] : values) {
+        EXPECT_TRUE(refusal({"--directory", directory(), option, value}).starts_with(option + ":")) << option << value;
     }
 }
 
 TEST_F(SwitchTest, QuietPrintsNeitherTheReadyLineNorNotices) {
-    testsupport::Process_t quiet(programCommand("msm", {"--directory", directory(), "--quiet"}));
+    testsupport::Process_t quiet(testsupport::programCommand("msm", {"--directory", directory(), "--quiet"}));
     for (int i = 0; i < 2000 && !msmtest::Client_t(path("peer")).isOpen(); ++i) {
         ::usleep(10000);
     }
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     ASSERT_TRUE(peer->send(msmtest::message(id, 1)));
     settle(*peer, id);
     quiet.kill(SIGTERM);
-    ASSERT_TRUE(quiet.wait(msmtest::PATIENCE).has_value());
-    EXPECT_EQ(quiet.out(), "");
-    EXPECT_EQ(quiet.err(), "");
+    ASSERT_TRUE(quiet.wait(PATIENCE).has_value());
+    EXPECT_EQ(quiet.out() + quiet.err(), "");
 }
 
 } // namespace

@@ -25,42 +25,32 @@ TEST_F(SwitchTest, APeerIsGreetedWithItsId) {
     expected[27] = 0x04; // bit 34 - 32 of the second word
     EXPECT_EQ(client->receive(), expected);
     EXPECT_TRUE(client->isSilent());
+    settle(*client, 34);
+    EXPECT_EQ(process().out(), "ready: listening in " + directory() + "\n") << "all that it prints without --log";
+    EXPECT_EQ(process().err(), "");
 }
 
-TEST_F(SwitchTest, PeersGetTheLowestFreeIdAndIdsAreReused) {
-    start();
-    std::uint8_t id = 0;
-    const auto first = connectPeer(id);
-    EXPECT_EQ(id, 34);
-    const auto second = connectPeer(id);
-    EXPECT_EQ(id, 35);
-    const auto third = connectPeer(id);
-    EXPECT_EQ(id, 36);
-    second->close();
-    const auto fourth = connectPeer(id);
-    EXPECT_EQ(id, 35);
-}
-
-TEST_F(SwitchTest, ThirtyPeersFitAndTheNextIsClosed) {
+TEST_F(SwitchTest, PeersGetTheLowestFreeIdThirtyFitAndTheNextIsClosed) {
     start();
     std::vector<std::unique_ptr<Client_t>> peers;
-    std::uint8_t id = 0;
     for (std::uint8_t expected = 34; expected <= 63; ++expected) {
-        peers.push_back(connectPeer(id));
+        auto [peer, id] = connectPeer();
         ASSERT_EQ(id, expected);
+        peers.push_back(std::move(peer));
     }
     EXPECT_TRUE(connect("peer")->isClosed());
-    EXPECT_TRUE(process().waitForOut("peer refused: ids 34 to 63 are all taken\n", msmtest::PATIENCE));
+    EXPECT_TRUE(says("peer refused: ids 34 to 63 are all taken\n"));
+    settle(*peers.back(), 63);
+    peers[20]->close();
     settle(*peers.back(), 63);
     peers[7]->close();
-    const auto again = connectPeer(id);
-    EXPECT_EQ(id, 41);
+    settle(*peers.back(), 63);
+    EXPECT_EQ(connectPeer().second, 41);
 }
 
 TEST_F(SwitchTest, EachSocketStandsForItsEndpoint) {
     start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     const std::vector<std::pair<std::string, unsigned>> sockets = {
         {"esadapter", 33}, {"startup", 18}, {"eventlog", 27}, {"volmgr", 20}};
     for (const auto& [name, endpoint] : sockets) {
@@ -73,38 +63,26 @@ TEST_F(SwitchTest, EachSocketStandsForItsEndpoint) {
     }
 }
 
-TEST_F(SwitchTest, EveryEndpointNamedInEitherBitmapGetsOneCopy) {
+TEST_F(SwitchTest, EveryConnectionOfAnEndpointNamedInEitherBitmapGetsOneCopy) {
     start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     const auto startup = connect("startup");
     const auto events = connect("eventlog");
+    const auto moreEvents = connect("eventlog");
     const auto volmgr = connect("volmgr");
     Bytes_t bytes = messageTo({18, 27}, id, 9);
     msmtest::name(msmtest::name(bytes, 27, 28), 20, 28);
     ASSERT_TRUE(peer->send(bytes));
-    EXPECT_EQ(startup->receive(), bytes);
-    EXPECT_EQ(events->receive(), bytes);
-    EXPECT_EQ(volmgr->receive(), bytes);
+    for (const auto* receiver : {&startup, &events, &moreEvents, &volmgr}) {
+        EXPECT_EQ((*receiver)->receive(), bytes);
+    }
     EXPECT_TRUE(events->isSilent());
     EXPECT_TRUE(peer->isSilent());
 }
 
-TEST_F(SwitchTest, TwoConnectionsToOneEndpointGetACopyEach) {
-    start();
-    std::uint8_t id = 0;
-    const auto first = connect("eventlog");
-    const auto second = connect("eventlog");
-    const auto peer = connectPeer(id);
-    ASSERT_TRUE(peer->send(messageTo({27}, id, 5)));
-    EXPECT_EQ(first->receiveHandle(), 5);
-    EXPECT_EQ(second->receiveHandle(), 5);
-}
-
 TEST_F(SwitchTest, WhatCameBeforeTheAdapterIsDeliveredToItInOrder) {
     start({"--rate", "0"});
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     for (std::uint32_t handle = 0; handle < 256; ++handle) {
         ASSERT_TRUE(peer->send(messageTo({33}, id, handle, 4064)));
     }
@@ -119,8 +97,7 @@ TEST_F(SwitchTest, WhatCameBeforeTheAdapterIsDeliveredToItInOrder) {
 
 TEST_F(SwitchTest, WhatAnAdapterToldComesBeforeWhatItsSuccessorTells) {
     start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     for (std::uint32_t life = 0; life < 2; ++life) {
         const auto adapter = connect("esadapter");
         for (std::uint32_t handle = 0; handle < 3; ++handle) {
@@ -137,8 +114,7 @@ TEST_F(SwitchTest, WhatAnAdapterToldComesBeforeWhatItsSuccessorTells) {
 
 TEST_F(SwitchTest, AFullQueueDropsItsOldestMessagesAndSaysSo) {
     start({"--queue", "3"});
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     for (std::uint32_t handle = 1; handle <= 7; ++handle) {
         ASSERT_TRUE(peer->send(messageTo({27}, id, handle)));
     }
@@ -154,56 +130,35 @@ TEST_F(SwitchTest, AFullQueueDropsItsOldestMessagesAndSaysSo) {
                                    "\nqueue of eventlog(27) full: oldest message dropped, 4 so far\n");
 }
 
-TEST_F(SwitchTest, NothingIsKeptForAPeerThatWentAway) {
+TEST_F(SwitchTest, NothingIsKeptForAPeerThatWentAwayNorForNobody) {
     start();
-    std::uint8_t id = 0;
     const auto adapter = connect("esadapter");
-    const auto other = connectPeer(id);
-    const auto gone = connectPeer(id);
-    ASSERT_EQ(id, 35);
-    gone->close();
+    const auto [other, id] = connectPeer();
+    connectPeer().first->close(); // 35
     settle(*other, 34);
     ASSERT_TRUE(adapter->send(messageTo({35, 34}, 33, 1)));
     EXPECT_EQ(other->receiveHandle(), 1);
-    const auto next = connectPeer(id);
-    ASSERT_EQ(id, 35);
+    const auto [next, nextId] = connectPeer();
+    ASSERT_EQ(nextId, 35);
     EXPECT_TRUE(next->isSilent());
-}
-
-TEST_F(SwitchTest, AMessageForNobodyIsDroppedWithANotice) {
-    start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
-    ASSERT_TRUE(peer->send(msmtest::message(id, 1)));
-    settle(*peer, id);
+    ASSERT_TRUE(other->send(msmtest::message(id, 1)));
+    settle(*other, id);
     EXPECT_EQ(process().out(), "ready: listening in " + directory() + "\nmessage for nobody dropped, 1 so far\n");
 }
 
-TEST_F(SwitchTest, OneByteAtATimeIsAMessageToo) {
+TEST_F(SwitchTest, MessagesStayWholeAndInOrderHoweverTheyAreWritten) {
     start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     const auto startup = connect("startup");
-    const Bytes_t bytes = messageTo({18}, id, 0x01020304, 80);
-    for (const std::uint8_t byte : bytes) {
-        ASSERT_TRUE(peer->send({byte}));
-    }
-    EXPECT_EQ(startup->receive(), bytes);
-}
-
-TEST_F(SwitchTest, TheOrderIsKeptAcrossSizesAndWrites) {
-    start();
-    std::uint8_t id = 0;
-    const auto peer = connectPeer(id);
-    const auto startup = connect("startup");
-    std::vector<Bytes_t> sent;
-    Bytes_t stream;
+    std::vector<Bytes_t> sent{messageTo({18}, id, 0x01020304, 80)};
+    Bytes_t stream = sent[0];
     for (std::uint32_t handle = 0; handle < 40; ++handle) {
         sent.push_back(messageTo({18}, id, handle, 64 + 99 * handle));
         stream.insert(stream.end(), sent.back().begin(), sent.back().end());
     }
-    for (std::size_t begin = 0; begin < stream.size(); begin += 777) {
-        const std::size_t end = std::min(begin + 777, stream.size());
+    // The first one byte by byte.
+    for (std::size_t begin = 0, end = 1; begin < stream.size(); begin = end, end += end < 80 ? 1 : 777) {
+        end = std::min(end, stream.size());
         ASSERT_TRUE(peer->send(Bytes_t(stream.begin() + static_cast<std::ptrdiff_t>(begin),
                                        stream.begin() + static_cast<std::ptrdiff_t>(end))));
     }
@@ -215,15 +170,14 @@ TEST_F(SwitchTest, TheOrderIsKeptAcrossSizesAndWrites) {
 TEST_F(SwitchTest, APeerThatDoesNotReadHoldsUpNobodyAndKeepsWholeMessagesInOrder) {
     constexpr std::uint32_t COUNT = 600; // 2.4 MB: more than the socket and the switch hold for one connection
     start();
-    std::uint8_t id = 0;
     const auto slow = connect("startup");
     const auto quick = connect("eventlog");
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     for (std::uint32_t handle = 0; handle < COUNT; ++handle) {
         ASSERT_TRUE(peer->send(messageTo({18, 27}, id, handle, 4064)));
         ASSERT_EQ(quick->receiveHandle(), handle);
     }
-    EXPECT_TRUE(process().waitForOut("startup(18) reads too slowly: message dropped, 1 so far\n", msmtest::PATIENCE));
+    EXPECT_TRUE(says("startup(18) reads too slowly: message dropped, 1 so far\n"));
 
     std::uint32_t kept = 0;
     for (std::int64_t handle = slow->receiveHandle(msmtest::MOMENT); handle >= 0;
@@ -239,7 +193,6 @@ TEST_F(SwitchTest, APeerThatDoesNotReadHoldsUpNobodyAndKeepsWholeMessagesInOrder
 
 TEST_F(SwitchTest, TheLogHasALineForEachMessageAndConnection) {
     start({"--log"});
-    std::uint8_t id = 0;
     const auto adapter = connect("esadapter");
     (void)logUntil("esadapter(33) connected\n");
     const auto startup = connect("startup");
@@ -251,7 +204,7 @@ TEST_F(SwitchTest, TheLogHasALineForEachMessageAndConnection) {
     EXPECT_EQ(startup->receive(), led);
     startup->close();
     (void)logUntil("startup(18) disconnected\n");
-    const auto peer = connectPeer(id);
+    const auto [peer, id] = connectPeer();
     ASSERT_TRUE(peer->send(messageTo({18}, 20, 0)));
     ASSERT_TRUE(peer->send(messageTo({18}, 34, 0)));
     ASSERT_TRUE(peer->send(Bytes_t(10, 0)));
@@ -263,18 +216,6 @@ TEST_F(SwitchTest, TheLogHasALineForEachMessageAndConnection) {
                             "peer(34) sends in the name of volmgr(20): message refused: 64 bytes, default/type 0",
                             "peer(34) -> startup(18) queued: 64 bytes, default/type 0",
                             "peer(34) disconnected inside a message, 10 bytes lost"));
-}
-
-TEST_F(SwitchTest, WithoutLogOnlyTheReadyLineIsPrinted) {
-    start();
-    std::uint8_t id = 0;
-    const auto startup = connect("startup");
-    const auto peer = connectPeer(id);
-    ASSERT_TRUE(peer->send(messageTo({18}, id, 3)));
-    EXPECT_EQ(startup->receiveHandle(), 3);
-    settle(*peer, id);
-    EXPECT_EQ(process().out(), "ready: listening in " + directory() + "\n");
-    EXPECT_EQ(process().err(), "");
 }
 
 } // namespace
