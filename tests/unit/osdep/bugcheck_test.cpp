@@ -34,32 +34,32 @@ void dumpOneLine() {
 }
 
 TEST(Mutex, FailureEndsTheProcessWithItsOwnTextAndStatus) {
-    using Wrapped = WrappedCalls_t;
+    using Wrapped_t = WrappedCalls_t;
     const std::string init = ": mpuMutex_Init(): init failure.\nexit(0x40000004)";
     const std::string done = ": mpuMutex_Done(): done failure.\nexit(0x40000005)";
     const std::string get = ": mpuMutex_Get(): get lock failure.\nexit(0x40000006)";
     const std::string unlock = ": mpuMutex_Unlock(): release lock failure.\nexit(0x40000007)";
     struct {
-        int Wrapped::*error;
+        int Wrapped_t::*error;
         void (*operation)();
         int exitStatus;
         std::string err;
     } const failures[] = {
-        {&Wrapped::mutexInitError, [] { (void)mpuMutex_Init(&mutex); }, 4, init},
-        {&Wrapped::mutexInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
-        {&Wrapped::attributesInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
-        {&Wrapped::sharingError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
-        {&Wrapped::mutexInitError, [] { TRACE__init(nullptr, nullptr, 0, nullptr); }, 4, init},
-        {&Wrapped::mutexDestroyError, [] { (void)mpuMutex_Done(&mutex); }, 5, done},
-        {&Wrapped::mutexDestroyError, TRACE__done, 5, done},
-        {&Wrapped::mutexLockError, [] { (void)mpuMutex_Get(&mutex); }, 6, get},
-        {&Wrapped::mutexLockError, traceOneLine, 6, get},
-        {&Wrapped::mutexLockError, dumpOneLine, 6, get},
-        {&Wrapped::mutexUnlockError, [] { (void)mpuMutex_Unlock(&mutex); }, 7, unlock},
-        {&Wrapped::mutexUnlockError, traceOneLine, 7, unlock},
-        {&Wrapped::mutexUnlockError, dumpOneLine, 7, unlock},
-        {&Wrapped::mutexUnlockError, TRACE__logEnter, 7, unlock},
-        {&Wrapped::mutexUnlockError, TRACE__logReturn, 7, unlock},
+        {&Wrapped_t::mutexInitError, [] { (void)mpuMutex_Init(&mutex); }, 4, init},
+        {&Wrapped_t::mutexInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
+        {&Wrapped_t::attributesInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
+        {&Wrapped_t::sharingError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
+        {&Wrapped_t::mutexInitError, [] { TRACE__init(nullptr, nullptr, 0, nullptr); }, 4, init},
+        {&Wrapped_t::mutexDestroyError, [] { (void)mpuMutex_Done(&mutex); }, 5, done},
+        {&Wrapped_t::mutexDestroyError, TRACE__done, 5, done},
+        {&Wrapped_t::mutexLockError, [] { (void)mpuMutex_Get(&mutex); }, 6, get},
+        {&Wrapped_t::mutexLockError, traceOneLine, 6, get},
+        {&Wrapped_t::mutexLockError, dumpOneLine, 6, get},
+        {&Wrapped_t::mutexUnlockError, [] { (void)mpuMutex_Unlock(&mutex); }, 7, unlock},
+        {&Wrapped_t::mutexUnlockError, traceOneLine, 7, unlock},
+        {&Wrapped_t::mutexUnlockError, dumpOneLine, 7, unlock},
+        {&Wrapped_t::mutexUnlockError, TRACE__logEnter, 7, unlock},
+        {&Wrapped_t::mutexUnlockError, TRACE__logReturn, 7, unlock},
     };
     for (const auto& failure : failures) {
         SCOPED_TRACE(&failure - failures);
