@@ -11,22 +11,27 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <pty.h>
-#include <termios.h>
-#include <unistd.h>
 
 #include "platform.h"
 #include "tapped_line.h"
+#include "transfers.h"
 #include "wrapped_calls.h"
 
 namespace {
 
+/** A line whose far end answers each request with `reply`. */
+struct AnsweredLine_t : TappedLine_t {
+    explicit AnsweredLine_t(Bytes_t bytes = {0x41, 0x22}) : reply(std::move(bytes)) {
+        afterWrite = [this](std::size_t, std::size_t count) {
+            answer(reply);
+            return static_cast<ssize_t>(count);
+        };
+    }
+    Bytes_t reply;
+};
+
 TEST(BridgeCalls, ARequestGoesOutInOneWrite) {
-    TappedLine_t line;
-    line.afterWrite = [&](std::size_t, std::size_t count) {
-        line.answer({0x41});
-        return static_cast<ssize_t>(count);
-    };
+    AnsweredLine_t line({0x41});
     const Bytes_t data(255, 0x33);
     EXPECT_EQ(write_i2c_data(line.fd, 0x63, 0x10, data.data(), 255), 255);
     ASSERT_EQ(line.writes.size(), 1U);
@@ -45,63 +50,42 @@ TEST(BridgeCalls, AWriteThatASignalCutShortIsMadeAgain) {
         line.answer({0x41, 0x42});
         return static_cast<ssize_t>(count);
     };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x42);
+    EXPECT_EQ(readByte(line.fd), 0x42);
     EXPECT_EQ(line.writes, (std::vector<Bytes_t>{{0x52, 0x4C, 0x00, 0x01}, {0x52, 0x4C, 0x00, 0x01}}));
 }
 
-TEST(BridgeCalls, ARequestThatWentOutInPartFailsTheTransfer) {
-    TappedLine_t line;
-    line.afterWrite = [](std::size_t, std::size_t) -> ssize_t { return 3; };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, EIO);
-    EXPECT_EQ(line.writes.size(), 1U);
-}
-
-TEST(BridgeCalls, AWriteThatFailsFailsTheTransfer) {
-    TappedLine_t line;
-    line.afterWrite = [](std::size_t, std::size_t) -> ssize_t {
-        errno = EAGAIN;
-        return -1;
-    };
-    U8_t data = 0;
-    EXPECT_EQ(write_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, EAGAIN);
-    EXPECT_EQ(line.writes.size(), 1U);
+TEST(BridgeCalls, AWriteThatFailsOrGoesOutInPartFailsTheTransfer) {
+    for (const auto& [result, error, seen] : {std::tuple<ssize_t, int, int>{3, 0, EIO}, {-1, EAGAIN, EAGAIN}}) {
+        TappedLine_t line;
+        line.afterWrite = [result = result, error = error](std::size_t, std::size_t) {
+            errno = error;
+            return result;
+        };
+        EXPECT_EQ(readByte(line.fd), -seen);
+        EXPECT_EQ(line.writes.size(), 1U);
+        EXPECT_EQ(writeByte(line.fd), -seen);
+        EXPECT_EQ(line.writes.size(), 2U);
+    }
 }
 
 TEST(BridgeCalls, InputThatIsThereBeforeTheRequestIsNotItsReply) {
-    TappedLine_t line;
+    AnsweredLine_t line;
     line.answer({0x41, 0x11});
-    line.afterWrite = [&](std::size_t, std::size_t count) {
-        line.answer({0x41, 0x22});
-        return static_cast<ssize_t>(count);
-    };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(readByte(line.fd), 0x22);
 }
 
 TEST(BridgeCalls, AfterGarbageTheNextTransferWatchesTheLineUntilItIsQuiet) {
-    TappedLine_t line;
+    AnsweredLine_t line({0x3F});
     std::vector<Bytes_t> rest{{0x41, 0x55}, {0x41, 0x56}}; // arrives only while the next transfer watches the line
-    line.afterWrite = [&](std::size_t callNumber, std::size_t count) {
-        line.answer(callNumber == 1 ? Bytes_t{0x3F} : Bytes_t{0x41, 0x22});
-        return static_cast<ssize_t>(count);
-    };
     line.beforePoll = [&](int timeoutMs) {
         if (line.greetings == 2 && timeoutMs > 0 && !rest.empty()) {
             line.answer(rest.front());
             rest.erase(rest.begin());
         }
     };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, EPROTO);
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(readByte(line.fd), -EPROTO);
+    line.reply = {0x41, 0x22};
+    EXPECT_EQ(readByte(line.fd), 0x22);
     EXPECT_TRUE(rest.empty());
     EXPECT_EQ(line.greetings, 2);
 }
@@ -109,9 +93,7 @@ TEST(BridgeCalls, AfterGarbageTheNextTransferWatchesTheLineUntilItIsQuiet) {
 TEST(BridgeCalls, AFarEndThatNeverStopsDoesNotHoldTheTransferUp) {
     TappedLine_t line;
     line.beforePoll = [&](int) { line.answer({0x3F}); };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, EPROTO);
+    EXPECT_EQ(readByte(line.fd), -EPROTO);
     EXPECT_EQ(line.writes.size(), 1U);
 }
 
@@ -128,45 +110,24 @@ TEST(BridgeCalls, AWaitThatASignalOrAClockEndsEarlyGoesOn) {
         }
         return __real_poll(fds, count, timeout);
     };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(readByte(line.fd), 0x22);
     EXPECT_EQ(line.writes.size(), 1U);
 }
 
-TEST(BridgeCalls, AWaitThatFailsFailsTheTransfer) {
-    TappedLine_t line;
-    onPoll = [](pollfd*, nfds_t, int) {
-        errno = ENOMEM;
-        return -1;
-    };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, ENOMEM);
-}
-
-TEST(BridgeCalls, ALineInErrorWithoutInputFailsTheTransfer) {
-    TappedLine_t line;
-    onPoll = [](pollfd* fds, nfds_t, int) {
-        fds->revents = POLLERR;
-        return 1;
-    };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, EIO);
-}
-
-/** The reply is on the line; its reads go as `onRead` says. */
-int readWithReply(TappedLine_t& line, U8_t* data) {
-    line.afterWrite = [&](std::size_t, std::size_t count) {
-        line.answer({0x41, 0x22});
-        return static_cast<ssize_t>(count);
-    };
-    return read_i2c_data(line.fd, 0x4C, 0x00, data, 1);
+TEST(BridgeCalls, AWaitThatFailsOrFindsTheLineInErrorFailsTheTransfer) {
+    for (const bool inError : {false, true}) {
+        TappedLine_t line;
+        onPoll = [&](pollfd* fds, nfds_t, int) {
+            fds->revents = POLLERR;
+            errno = ENOMEM;
+            return inError ? 1 : -1;
+        };
+        EXPECT_EQ(readByte(line.fd), inError ? -EIO : -ENOMEM);
+    }
 }
 
 TEST(BridgeCalls, AReadThatASignalStopsOrThatComesTooEarlyIsMadeAgain) {
-    TappedLine_t line;
+    AnsweredLine_t line;
     std::vector<int> errors{EINTR, EAGAIN};
     onRead = [&](int fd, void* bytes, std::size_t count) -> ssize_t {
         if (errors.empty()) {
@@ -176,35 +137,25 @@ TEST(BridgeCalls, AReadThatASignalStopsOrThatComesTooEarlyIsMadeAgain) {
         errors.erase(errors.begin());
         return -1;
     };
-    U8_t data = 0;
-    EXPECT_EQ(readWithReply(line, &data), 1);
-    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(readByte(line.fd), 0x22);
     EXPECT_TRUE(errors.empty());
 }
 
 TEST(BridgeCalls, AReadThatFailsOrGivesNothingFailsTheTransfer) {
     for (const auto& [result, error, seen] : {std::tuple<ssize_t, int, int>{-1, EBADMSG, EBADMSG}, {0, 0, EIO}}) {
-        TappedLine_t line;
+        AnsweredLine_t line;
         onRead = [&, result = result, error = error](int, void*, std::size_t) {
             errno = error;
             return result;
         };
-        U8_t data = 0;
-        EXPECT_EQ(readWithReply(line, &data), -1);
-        EXPECT_EQ(errno, seen);
+        EXPECT_EQ(readByte(line.fd), -seen);
     }
 }
 
 TEST(BridgeCalls, ADescriptorThatDoesNotBlockWillDo) {
-    TappedLine_t line;
+    AnsweredLine_t line;
     ASSERT_EQ(fcntl(line.fd, F_SETFL, O_NONBLOCK), 0);
-    line.afterWrite = [&](std::size_t, std::size_t count) {
-        line.answer({0x41, 0x22});
-        return static_cast<ssize_t>(count);
-    };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(readByte(line.fd), 0x22);
 }
 
 } // namespace

@@ -7,8 +7,16 @@
 #include "i2c_bridge.h"
 #include "platform.h"
 #include "tapped_line.h"
+#include "transfers.h"
 
 namespace {
+
+/** A byte over the bridge itself, whatever is known of the chip's health; minus the errno of a failure. */
+int bridgeByte(int fd) {
+    U8_t data = 0;
+    const int result = I2C_BRIDGE.read(fd, 0x4C, 0x00, &data, 1);
+    return outcomeOf(result, data);
+}
 
 /** A far end that numbers its replies: answers every greeting, and each request with the next of `replies`. */
 struct NumberingPeer_t : TappedLine_t {
@@ -64,9 +72,8 @@ TEST(BridgeNumbers, NumbersKeepTheirTopBitAndComeRoundAgain) {
         peer.answer({0x61, peer.writes.back()[1], 0x01, 0x00});
         return static_cast<ssize_t>(count);
     };
-    U8_t data = 0;
     for (int i = 0; i < 128; ++i) {
-        ASSERT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), 1);
+        ASSERT_EQ(readByte(peer.fd), 0x00);
     }
     EXPECT_EQ(peer.writes[0][1], 0x82);
     EXPECT_EQ(peer.writes[125][1], 0xFF);
@@ -76,72 +83,56 @@ TEST(BridgeNumbers, NumbersKeepTheirTopBitAndComeRoundAgain) {
 
 TEST(BridgeNumbers, ARefusalFailsAtOnceAndNeedsNoGreeting) {
     NumberingPeer_t peer({{0x6E, 0x82}, {0x61, 0x83, 0x01, 0x05}});
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(peer.fd, 0x2D, 0x48, &data, 1), -1);
-    EXPECT_EQ(errno, ENXIO);
-    EXPECT_EQ(read_i2c_data(peer.fd, 0x28, 0x48, &data, 1), 1);
-    EXPECT_EQ(data, 0x05);
+    EXPECT_EQ(readByte(peer.fd, 0x2D), -ENXIO);
+    EXPECT_EQ(readByte(peer.fd, 0x28), 0x05);
     EXPECT_EQ(peer.greetings, 1);
 }
 
 TEST(BridgeNumbers, RepliesToEarlierRequestsArePassedOver) {
     NumberingPeer_t peer({{0x61, 0x81, 0x02, 0x61, 0x82, 0x6E, 0x80, 0x68, 0x82, 0x61, 0x82, 0x01, 0x22}});
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(readByte(peer.fd), 0x22);
 }
 
 TEST(BridgeNumbers, AReplyAfterItsTimeIsNeverTheNextRequests) {
     NumberingPeer_t peer({{}, {0x61, 0x84, 0x01, 0x22}});
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_EQ(readByte(peer.fd), -ETIMEDOUT);
     peer.beforeGreetingsAnswer = {0x61, 0x82, 0x01, 0x11}; // comes when the next transfer has begun
-    EXPECT_EQ(read_i2c_data(peer.fd, 0x4B, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x22);
+    EXPECT_EQ(readByte(peer.fd, 0x4B), 0x22);
     EXPECT_EQ(peer.greetingNumbers, (Bytes_t{0x81, 0x83}));
 }
 
 TEST(BridgeNumbers, AReplyOfTheWrongLengthOrKindFailsTheTransfer) {
     NumberingPeer_t peer({{0x61, 0x82, 0x02, 0x01, 0x02}, {0x41, 0x1C}, {0x00, 0x86}, {0x61, 0x88, 0x01, 0x09}});
-    U8_t data = 0;
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), -1) << i;
-        EXPECT_EQ(errno, EPROTO);
+        EXPECT_EQ(readByte(peer.fd), -EPROTO) << i;
     }
-    EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x09);
+    EXPECT_EQ(readByte(peer.fd), 0x09);
     EXPECT_EQ(peer.greetingNumbers, (Bytes_t{0x81, 0x83, 0x85, 0x87}));
 }
 
 TEST(BridgeNumbers, AFarEndThatUsedToAnswerGetsNoRequestBeforeItAnswersAgain) {
     NumberingPeer_t peer({{0x61, 0x82, 0x01, 0x01}, {}});
-    U8_t data = 0;
-    ASSERT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), 1);
-    ASSERT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), -1);
+    ASSERT_EQ(bridgeByte(peer.fd), 0x01);
+    ASSERT_LT(bridgeByte(peer.fd), 0);
     const auto answering = peer.afterGreeting;
     peer.afterGreeting = [](U8_t) -> ssize_t { return 2; };
-    EXPECT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_EQ(bridgeByte(peer.fd), -ETIMEDOUT);
     EXPECT_EQ(peer.greetings, 4);
     EXPECT_EQ(peer.writes.size(), 2U);
     peer.afterGreeting = answering;
     peer.replies.push_back({0x61, 0x86, 0x01, 0x33});
-    EXPECT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x33);
+    EXPECT_EQ(bridgeByte(peer.fd), 0x33);
 }
 
 TEST(BridgeNumbers, AFarEndThatMissedTenGreetingsInARowIsTakenForAnotherOne) {
     NumberingPeer_t peer({{0x61, 0x82, 0x01, 0x01}, {}, {0x41, 0x44}});
-    U8_t data = 0;
-    ASSERT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), 1);
-    ASSERT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), -1);
+    ASSERT_EQ(bridgeByte(peer.fd), 0x01);
+    ASSERT_LT(bridgeByte(peer.fd), 0);
     peer.afterGreeting = [](U8_t) -> ssize_t { return 2; };
     for (int i = 1; i <= 9; ++i) {
-        EXPECT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), -1) << i;
+        EXPECT_LT(bridgeByte(peer.fd), 0) << i;
     }
-    EXPECT_EQ(I2C_BRIDGE.read(peer.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(data, 0x44);
+    EXPECT_EQ(bridgeByte(peer.fd), 0x44);
     EXPECT_EQ(peer.writes.back(), (Bytes_t{0x52, 0x4C, 0x00, 0x01}));
 }
 
@@ -151,9 +142,7 @@ TEST(BridgeNumbers, AGreetingThatCannotBeSentFailsTheTransfer) {
         errno = EBADMSG;
         return -1;
     };
-    U8_t data = 0;
-    EXPECT_EQ(read_i2c_data(peer.fd, 0x4C, 0x00, &data, 1), -1);
-    EXPECT_EQ(errno, EBADMSG);
+    EXPECT_EQ(readByte(peer.fd), -EBADMSG);
     EXPECT_TRUE(peer.writes.empty());
 }
 

@@ -17,12 +17,6 @@ namespace {
 
 using testsupport::Child_t;
 
-TEST_F(EventLog, KeepsWhatIsInTheFile) {
-    std::ofstream(directory / "altevents.jsonl") << "earlier\n";
-    altEventLogM(SMALL.get(), &params);
-    EXPECT_EQ(log(), std::string("earlier\n") + SMALL_LINE);
-}
-
 TEST_F(EventLog, TakesADirectoryNameThatFillsItsFieldWithoutATerminator) {
     const std::string inner = directory.string() + "/" + std::string(127 - directory.string().size(), 'd');
     ASSERT_EQ(inner.size(), 128U);
@@ -33,60 +27,47 @@ TEST_F(EventLog, TakesADirectoryNameThatFillsItsFieldWithoutATerminator) {
     EXPECT_EQ(withoutTime(testsupport::readFile(inner + "/altevents.jsonl")), SMALL_LINE);
 }
 
-TEST_F(EventLog, WithoutAParameterBlockTheLineGoesToStandardError) {
+TEST_F(EventLog, WithoutAFileTheLineGoesToStandardErrorAndNothingElseIsTakenForIt) {
+    const fs::path file = directory / "altevents.jsonl";
+    const auto expectRefused = [&](const char* why) {
+        EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE) << why;
+        fs::remove(file);
+    };
     EXPECT_EQ(standardErrorOf([] { altEventLogM(SMALL.get(), nullptr); }), SMALL_LINE);
-}
-
-TEST_F(EventLog, WithoutALogDirectoryTheLineGoesToStandardError) {
     useDirectory("");
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
-}
-
-TEST_F(EventLog, WhenTheFileCannotBeOpenedTheLineGoesToStandardError) {
+    expectRefused("no directory");
     useDirectory((directory / "missing").string());
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    expectRefused("a directory that is missing");
     useDirectory(directory.string());
-    fs::create_directory(directory / "altevents.jsonl");
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
-}
-
-TEST_F(EventLog, ALinkInTheFilesPlaceIsNotFollowed) {
+    fs::create_directory(file);
+    expectRefused("a directory");
     std::ofstream(directory / "victim") << "precious\n";
-    fs::create_symlink(directory / "victim", directory / "altevents.jsonl");
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
-    fs::remove(directory / "altevents.jsonl");
-    fs::create_hard_link(directory / "victim", directory / "altevents.jsonl");
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
+    fs::create_symlink(directory / "victim", file);
+    expectRefused("a link");
+    fs::create_hard_link(directory / "victim", file);
+    expectRefused("a second name");
     EXPECT_EQ(folder.read("victim"), "precious\n");
-}
-
-TEST_F(EventLog, APipeOrADeviceInTheFilesPlaceHoldsNobodyUp) {
-    ASSERT_EQ(mkfifo((directory / "altevents.jsonl").c_str(), 0600), 0);
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
-    fs::remove(directory / "altevents.jsonl");
-    fs::create_symlink("/dev/full", directory / "altevents.jsonl");
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE);
-}
-
-fs::perms permissionsOf(const fs::path& file) {
-    return fs::status(file).permissions();
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    expectRefused("a pipe that nobody reads");
+    fs::create_symlink("/dev/full", file);
+    expectRefused("a device");
 }
 
 TEST_F(EventLog, IsNotReadableForEverybody) {
     const mode_t before = umask(0);
     altEventLogM(SMALL.get(), &params);
     umask(before);
-    EXPECT_EQ(static_cast<unsigned>(permissionsOf(directory / "altevents.jsonl")), 0640U);
-    fs::permissions(directory / "altevents.jsonl", static_cast<fs::perms>(0644));
+    EXPECT_EQ(fs::status(directory / "altevents.jsonl").permissions(), fs::perms{0640});
+    fs::permissions(directory / "altevents.jsonl", fs::perms{0644});
     altEventLogM(SMALL.get(), &params);
-    EXPECT_EQ(static_cast<unsigned>(permissionsOf(directory / "altevents.jsonl")), 0640U);
+    EXPECT_EQ(fs::status(directory / "altevents.jsonl").permissions(), fs::perms{0640});
 }
 
 TEST_F(EventLog, BehindAPieceOfALineTheNextBeginsOnALineOfItsOwn) {
     std::ofstream(directory / "altevents.jsonl") << "{\"tim";
     altEventLogM(SMALL.get(), &params);
     altEventLogM(SMALL.get(), &params);
-    EXPECT_EQ(folder.read("altevents.jsonl").substr(0, 7), "{\"tim\n{");
+    EXPECT_EQ(log(), std::string("{\"tim\n") + SMALL_LINE + SMALL_LINE);
     fs::resize_file(directory / "altevents.jsonl", 0);
     altEventLogM(SMALL.get(), &params);
     EXPECT_EQ(log(), SMALL_LINE);
