@@ -19,26 +19,22 @@ using segments::keyText;
 
 namespace {
 
-class CreateMpuParams : public segments::SegmentTest {
+class CreateMpuParams : public segments::CreateTest {
 protected:
-    /** What creating reports; `block` and `shmid` hold what it gives. */
-    std::string create() {
-        return errorsOf([&] { block = MPU_createMpuParams(&shmid, key); });
-    }
-
     void useText(const std::string& contents) const {
         setenv("NONXML_FILE", files.write("platform.conf", contents).c_str(), 1);
     }
 
-    /** Creating failed, nothing is attached and the key has no segment. */
-    void expectNothingLeft() const {
-        EXPECT_EQ(block, nullptr);
-        EXPECT_EQ(segmentNow(), -1);
-        EXPECT_EQ(attachedSegments(), 0);
+    /** Has the library read `text` into whatever block it has; what that reports. */
+    static std::string readMore(const std::string& text) {
+        FILE* const stream = std::tmpfile();
+        EXPECT_NE(stream, nullptr);
+        (void)std::fputs(text.c_str(), stream);
+        std::rewind(stream);
+        const std::string errors = errorsOf([&] { readNonXML(stream); });
+        (void)std::fclose(stream);
+        return errors;
     }
-
-    MPU_PARAMS_t* block = nullptr;
-    S32_t shmid = -7;
 };
 
 /** All are counted: capturing standard error takes and gives back the lowest free one meanwhile. */
@@ -63,15 +59,6 @@ TEST_F(CreateMpuParams, FromATextFile) {
     EXPECT_EQ(state.shm_nattch, 1U);
 }
 
-TEST_F(CreateMpuParams, TheNewBlockCanBeAttachedByOthers) {
-    useText("Version = 15\nSlot = 1\n");
-    EXPECT_EQ(create(), "");
-    const MPU_PARAMS_t* const attached = MPU_getMpuParams(key);
-    ASSERT_NE(attached, nullptr);
-    EXPECT_NE(attached, block);
-    EXPECT_EQ(attached->slotId, 1U);
-}
-
 TEST_F(CreateMpuParams, ATextFileMayLeaveTheVersionOut) {
     useText("Slot = 1\n");
     EXPECT_EQ(create(), "");
@@ -79,11 +66,13 @@ TEST_F(CreateMpuParams, ATextFileMayLeaveTheVersionOut) {
     EXPECT_EQ(block->version, 0U);
 }
 
-TEST_F(CreateMpuParams, WhatALineOfTheTextFileLacksIsReportedAndTheRestIsRead) {
+TEST_F(CreateMpuParams, WhatALineOfTheTextFileLacksIsReportedAndTheRestIsReadAndSeenByOthers) {
     useText("Version = 15\nBanana\nSlot = 2\n");
     EXPECT_EQ(create(), "+++ Warning: Unrecognized flag in configuration file: Banana\n");
-    ASSERT_NE(block, nullptr);
-    EXPECT_EQ(block->slotId, 2U);
+    const MPU_PARAMS_t* const attached = MPU_getMpuParams(key);
+    ASSERT_NE(attached, nullptr);
+    EXPECT_NE(attached, block);
+    EXPECT_EQ(attached->slotId, 2U);
 }
 
 TEST_F(CreateMpuParams, TheIndexBehindTheLastArrayStaysInTheSegmentsPage) {
@@ -95,15 +84,11 @@ TEST_F(CreateMpuParams, TheIndexBehindTheLastArrayStaysInTheSegmentsPage) {
     EXPECT_EQ(behind, 0x00030004U);
 }
 
-TEST_F(CreateMpuParams, ATextFileThatIsMissing) {
+TEST_F(CreateMpuParams, ATextFileThatIsMissingLeavesAnOlderSegmentAlone) {
     setenv("NONXML_FILE", (folder + "/none.conf").c_str(), 1);
     EXPECT_EQ(create(), "Error: Unable to open " + folder + "/none.conf.\n       No such file or directory\n");
     expectNothingLeft();
-}
-
-TEST_F(CreateMpuParams, AMissingSourceLeavesAnOlderSegmentAlone) {
     const int older = makeSegment(744, 0xEE);
-    setenv("NONXML_FILE", (folder + "/none.conf").c_str(), 1);
     (void)create();
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(segmentNow(), older);
@@ -142,31 +127,21 @@ TEST_F(CreateMpuParams, ALargerOlderSegmentIsReplacedByOneOf744Bytes) {
     EXPECT_EQ(stateNow().shm_segsz, 744U);
 }
 
-TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenStays) {
-    const int foreign = makeSegment(700, 0xEE);
+TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenOrRemovedStays) {
     useText("Version = 15\n");
-    EXPECT_EQ(create(),
-              "\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
-    EXPECT_EQ(block, nullptr);
-    EXPECT_EQ(segmentNow(), foreign);
-}
-
-TEST_F(CreateMpuParams, AnOlderSegmentThatCannotBeRemovedStays) {
-    const int older = makeSegment(744, 0xEE);
-    useText("Version = 15\n");
-    faults::shmctl.error = EPERM;
-    EXPECT_EQ(create(),
-              "\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
-    EXPECT_EQ(block, nullptr);
+    for (const std::size_t size : {700U, 744U}) {
+        const int older = makeSegment(size, 0xEE);
+        faults::shmctl.error = size == 744 ? EPERM : 0;
+        EXPECT_EQ(create(),
+                  "\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
+        EXPECT_EQ(block, nullptr);
+        EXPECT_EQ(segmentNow(), older);
+        EXPECT_EQ(attachedSegments(), 0);
+        EXPECT_EQ(MPU_deleteMpuParams(older), 0);
+    }
     EXPECT_EQ(shmid, -1);
-    EXPECT_EQ(segmentNow(), older);
-    EXPECT_EQ(attachedSegments(), 0);
-}
-
-TEST_F(CreateMpuParams, ASegmentThatCannotBeMadeAnewIsReported) {
     (void)makeSegment(744, 0xEE);
-    useText("Version = 15\n");
-    faults::shmget = {ENOSPC, 2};
+    faults::shmget = {ENOSPC, 2}; // it cannot be made anew
     EXPECT_EQ(create(),
               "\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
     expectNothingLeft();
@@ -204,41 +179,17 @@ TEST_F(CreateMpuParams, NoFileStaysOpen) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(CreateMpuParams, TheReaderDoesNothingWithoutABlock) {
-    FILE* const stream = std::tmpfile();
-    ASSERT_NE(stream, nullptr);
-    (void)std::fputs("Banana\n", stream);
-    std::rewind(stream);
-    EXPECT_EQ(errorsOf([&] { readNonXML(stream); }), "");
-    (void)std::fclose(stream);
-}
-
-TEST_F(CreateMpuParams, TheReaderFillsTheBlockThatWasCreated) {
+TEST_F(CreateMpuParams, TheReaderFillsTheBlockThatWasCreatedUntilItIsDetached) {
+    EXPECT_EQ(readMore("Banana\n"), "") << "there is no block yet";
     useText("Version = 15\n");
     (void)create();
     ASSERT_NE(block, nullptr);
-    FILE* const stream = std::tmpfile();
-    ASSERT_NE(stream, nullptr);
-    (void)std::fputs("Slot = 6\n", stream);
-    std::rewind(stream);
-    readNonXML(stream);
-    (void)std::fclose(stream);
+    EXPECT_EQ(readMore("Slot = 6\n"), "");
     EXPECT_EQ(block->slotId, 6U);
     EXPECT_EQ(block->version, 15U);
-}
-
-TEST_F(CreateMpuParams, TheReaderForgetsADetachedBlock) {
-    useText("Version = 15\n");
-    (void)create();
-    ASSERT_NE(block, nullptr);
     EXPECT_EQ(MPU_detachMpuParams(block), 0);
-    FILE* const stream = std::tmpfile();
-    ASSERT_NE(stream, nullptr);
-    (void)std::fputs("Slot = 6\n", stream);
-    std::rewind(stream);
-    readNonXML(stream);
-    (void)std::fclose(stream);
+    EXPECT_EQ(readMore("Slot = 7\n"), "");
     const MPU_PARAMS_t* const again = MPU_getMpuParams(key);
     ASSERT_NE(again, nullptr);
-    EXPECT_EQ(again->slotId, 0U);
+    EXPECT_EQ(again->slotId, 6U);
 }

@@ -11,9 +11,6 @@
 #include "mpu_gbl.h"
 #include "segment.h"
 
-using segments::attachedSegments;
-using segments::errorsOf;
-
 namespace {
 
 /** An image of version 15 in which every other byte holds the low byte of its own offset. */
@@ -26,25 +23,13 @@ std::string countingImage() {
     return bytes;
 }
 
-class MpuImage : public segments::SegmentTest {
+class MpuImage : public segments::CreateTest {
 protected:
-    std::string create() {
-        return errorsOf([&] { block = MPU_createMpuParams(&shmid, key); });
-    }
-
     void useImage(const std::string& contents) {
         path = files.write("image", contents);
         setenv("CONFIG_FILE", path.c_str(), 1);
     }
 
-    void expectNothingLeft() const {
-        EXPECT_EQ(block, nullptr);
-        EXPECT_EQ(segmentNow(), -1);
-        EXPECT_EQ(attachedSegments(), 0);
-    }
-
-    MPU_PARAMS_t* block = nullptr;
-    S32_t shmid = -7;
     std::string path;
 };
 
@@ -54,42 +39,26 @@ TEST_F(MpuImage, EveryIntegerComesIntoTheHostsOrder) {
     useImage(countingImage());
     EXPECT_EQ(create(), "");
     ASSERT_NE(block, nullptr);
-    EXPECT_EQ(block->version, 15U);
-    EXPECT_EQ(block->flags, 0x04050607U);
-    EXPECT_EQ(block->slotId, 0x08090A0BU);
-    EXPECT_EQ(block->regBlockOffset[0], 0x10111213U);
-    EXPECT_EQ(block->regBlockOffset[1], 0x14151617U);
-    EXPECT_EQ(block->regBlockSize[0], 0x18191A1BU);
-    EXPECT_EQ(block->regBlockSize[1], 0x1C1D1E1FU);
-    EXPECT_EQ(block->otherPresentOffset, 0x2021U);
-    EXPECT_EQ(block->resetOtherOffset, 0x2425U);
-    EXPECT_EQ(block->issIpAddress, 0x28292A2BU);
-    EXPECT_EQ(block->mpuVer.major, 0x3031U);
-    EXPECT_EQ(block->mpuVer.minor, 0x3233U);
-    EXPECT_EQ(block->mpuVer.maintNum, 0x3435U);
-    EXPECT_EQ(block->mpuVer.buildNum, 0x3637U);
-    EXPECT_EQ(block->q4xVer.major, 0x3839U);
-    EXPECT_EQ(block->q4xVer.minor, 0x3A3BU);
-    EXPECT_EQ(block->q4xVer.maintNum, 0x3C3DU);
-    EXPECT_EQ(block->q4xVer.buildNum, 0x3E3FU);
-    EXPECT_EQ(block->asicDeviceId, 0x4041U);
-    EXPECT_EQ(block->pciVendorId, 0x4243U);
-    EXPECT_EQ(block->asicRevision, 0x4445U);
-    EXPECT_EQ(block->serialNo, 0x48494A4BU);
-    EXPECT_EQ(block->shmKey, 0x4C4D4E4FU);
-    EXPECT_EQ(block->ouiNo, 0x50515253U);
-    EXPECT_EQ(block->smSize, 0x60616263U);
-    EXPECT_EQ(block->bmSize, 0x64656667U);
-    EXPECT_EQ(block->haccStartingIpAddress, 0x68696A6BU);
-    EXPECT_EQ(block->haccNetmask, 0x6C6D6E6FU);
-    EXPECT_EQ(block->mgtPortIpAddress, 0x70717273U);
-    EXPECT_EQ(block->mgtPortNetmask, 0x74757677U);
-    const U16_t fillers[] = {0xFEFF, 0x0607, 0x0E0F, 0x1617, 0x1E1F, 0x2627, 0x2E2F, 0x3637};
-    for (std::size_t i = 0; i < 8; ++i) {
-        EXPECT_EQ(block->macAddress[i]._filler1, fillers[i]) << i;
+    const MPU_PARAMS_t& b = *block;
+    // clang-format off
+    const std::pair<U32_t, U32_t> integers[] = {
+        {b.version, 15}, {b.flags, 0x04050607}, {b.slotId, 0x08090A0B}, {b.regBlockOffset[0], 0x10111213},
+        {b.regBlockOffset[1], 0x14151617}, {b.regBlockSize[0], 0x18191A1B}, {b.regBlockSize[1], 0x1C1D1E1F},
+        {b.otherPresentOffset, 0x2021}, {b.resetOtherOffset, 0x2425}, {b.issIpAddress, 0x28292A2B},
+        {b.mpuVer.major, 0x3031}, {b.mpuVer.minor, 0x3233}, {b.mpuVer.maintNum, 0x3435}, {b.mpuVer.buildNum, 0x3637},
+        {b.q4xVer.major, 0x3839}, {b.q4xVer.minor, 0x3A3B}, {b.q4xVer.maintNum, 0x3C3D}, {b.q4xVer.buildNum, 0x3E3F},
+        {b.asicDeviceId, 0x4041}, {b.pciVendorId, 0x4243}, {b.asicRevision, 0x4445}, {b.serialNo, 0x48494A4B},
+        {b.shmKey, 0x4C4D4E4F}, {b.ouiNo, 0x50515253}, {b.smSize, 0x60616263}, {b.bmSize, 0x64656667},
+        {b.haccStartingIpAddress, 0x68696A6B}, {b.haccNetmask, 0x6C6D6E6F}, {b.mgtPortIpAddress, 0x70717273},
+        {b.mgtPortNetmask, 0x74757677}, {b.macAddress[0]._filler1, 0xFEFF}, {b.macAddress[1]._filler1, 0x0607},
+        {b.macAddress[2]._filler1, 0x0E0F}, {b.macAddress[3]._filler1, 0x1617}, {b.macAddress[4]._filler1, 0x1E1F},
+        {b.macAddress[5]._filler1, 0x2627}, {b.macAddress[6]._filler1, 0x2E2F}, {b.macAddress[7]._filler1, 0x3637},
+        {b.adapters[0], 0xE0E1E2E3}, {b.adapters[1], 0xE4E5E6E7},
+    };
+    // clang-format on
+    for (const auto& [value, expected] : integers) {
+        EXPECT_EQ(value, expected);
     }
-    EXPECT_EQ(block->adapters[0], 0xE0E1E2E3U);
-    EXPECT_EQ(block->adapters[1], 0xE4E5E6E7U);
 }
 
 TEST_F(MpuImage, BytesAndTextsStayAsTheyAre) {
@@ -107,15 +76,8 @@ TEST_F(MpuImage, BytesAndTextsStayAsTheyAre) {
                   0)
             << run.offset;
     }
-}
-
-TEST_F(MpuImage, TurningTheOrderTwiceGivesTheImageAgain) {
-    const std::string image = countingImage();
-    useImage(image);
-    (void)create();
-    ASSERT_NE(block, nullptr);
     MPU_swapMpuParams(block);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(block), 744), image);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(block), 744), image) << "turned twice";
 }
 
 TEST_F(MpuImage, FromTheProjectsFolder) {
@@ -133,7 +95,10 @@ TEST_F(MpuImage, TheNamedFileGoesBeforeTheProjectsFolder) {
     EXPECT_NE(block, nullptr);
 }
 
-TEST_F(MpuImage, AJoinedPathOf139CharactersIsTaken) {
+TEST_F(MpuImage, AJoinedPathOf139CharactersIsTakenAndALongerOneRefused) {
+    setenv("PROJDIR", std::string(126, 'd').c_str(), 1);
+    EXPECT_EQ(create(), "Fully qualified path+name for the Configuration file exceeds 139 characters.\n");
+    expectNothingLeft();
     // "/configMpu.bin" has 14 characters.
     std::string directory = folder + "/";
     directory.resize(125, 'd');
@@ -143,12 +108,6 @@ TEST_F(MpuImage, AJoinedPathOf139CharactersIsTaken) {
     setenv("PROJDIR", directory.c_str(), 1);
     EXPECT_EQ(create(), "");
     EXPECT_NE(block, nullptr);
-}
-
-TEST_F(MpuImage, AJoinedPathOf140CharactersIsRefused) {
-    setenv("PROJDIR", std::string(126, 'd').c_str(), 1);
-    EXPECT_EQ(create(), "Fully qualified path+name for the Configuration file exceeds 139 characters.\n");
-    expectNothingLeft();
 }
 
 TEST_F(MpuImage, AFileThatIsMissing) {
@@ -162,21 +121,13 @@ TEST_F(MpuImage, AFileThatIsMissing) {
 }
 
 TEST_F(MpuImage, AFileOfAnotherSize) {
-    for (const std::size_t size : {0U, 743U, 745U}) {
-        useImage(countingImage().append("x").substr(0, size));
+    for (const off_t size : {off_t{0}, off_t{743}, off_t{745}, off_t{5000000000}}) {
+        useImage(countingImage());
+        ASSERT_EQ(truncate(path.c_str(), size), 0);
         EXPECT_EQ(create(), "File size of " + path + " does not match MPU Parameters structure size\n  File size = " +
                                 std::to_string(size) + ", structure size = 744\n");
         expectNothingLeft();
     }
-}
-
-TEST_F(MpuImage, ASizeBeyond32BitsIsPrintedWhole) {
-    useImage("");
-    ASSERT_EQ(truncate(path.c_str(), off_t{5000000000}), 0);
-    EXPECT_EQ(create(), "File size of " + path +
-                            " does not match MPU Parameters structure size\n"
-                            "  File size = 5000000000, structure size = 744\n");
-    expectNothingLeft();
 }
 
 TEST_F(MpuImage, AFileThatCannotBeOpened) {
@@ -193,17 +144,13 @@ TEST_F(MpuImage, AFileThatCannotBeOpened) {
     expectNothingLeft();
 }
 
-TEST_F(MpuImage, AFailedReadRemovesTheSegment) {
+TEST_F(MpuImage, AFailedOrShortReadRemovesTheSegment) {
     useImage(countingImage());
     faults::read.error = EIO;
     EXPECT_EQ(create(), "\nUnable to read the configuration data from file: '" + path + "'\n");
     expectNothingLeft();
     EXPECT_EQ(shmid, -1);
-}
-
-TEST_F(MpuImage, AShortReadRemovesTheSegment) {
     for (const int length : {0, 4, 5, 743}) {
-        useImage(countingImage());
         faults::shortRead = length;
         EXPECT_EQ(create(),
                   std::to_string(length) + " bytes read from Configuration file '" + path + "', 744 expected.\n");

@@ -18,6 +18,16 @@ struct shmid_ds SegmentTest::stateNow() const {
     return state;
 }
 
+std::string CreateTest::create() {
+    return errorsOf([&] { block = MPU_createMpuParams(&shmid, key); });
+}
+
+void CreateTest::expectNothingLeft() const {
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(segmentNow(), -1);
+    EXPECT_EQ(attachedSegments(), 0);
+}
+
 std::string keyText(int key) {
     char text[40];
     (void)std::snprintf(text, sizeof(text), "(key=%d (0x%08X))", key, static_cast<unsigned>(key));

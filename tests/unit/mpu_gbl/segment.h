@@ -7,6 +7,7 @@
 #include <sys/shm.h>
 
 #include "folder.h"
+#include "mpu_gbl.h"
 #include "shared_segment.h"
 
 namespace segments {
@@ -31,6 +32,18 @@ protected:
     const testsupport::Folder_t files;
     const int key = segment.key();
     const std::string folder = files.path();
+};
+
+/** Creating the parameter block: what that gives and reports. */
+class CreateTest : public SegmentTest {
+protected:
+    std::string create();
+
+    /** Creating failed, nothing is attached and the key has no segment. */
+    void expectNothingLeft() const;
+
+    MPU_PARAMS_t* block = nullptr;
+    S32_t shmid = -7;
 };
 
 /** A key as the library's messages tell it. */

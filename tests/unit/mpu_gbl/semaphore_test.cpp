@@ -37,27 +37,15 @@ TEST(MpuSemaphore, EveryWaiterGetsOne) {
     EXPECT_EQ(semaphore.count, 0U);
 }
 
-TEST(MpuSemaphore, TheMostItCanCount) {
+TEST(MpuSemaphore, MoreThanItCanCountAndEndingItTwiceEndTheProcess) {
     MPU_SEMAPHORE_t semaphore{};
     EXPECT_EQ(mpuSemaphore_Init(&semaphore, 0x7FFFFFFF), 0);
     EXPECT_EQ(semaphore.count, 0x7FFFFFFFU);
-}
-
-TEST(MpuSemaphore, MoreThanItCanCountEndsTheProcess) {
-    MPU_SEMAPHORE_t semaphore{};
     EXPECT_EXIT((void)mpuSemaphore_Init(&semaphore, 0x80000000), testing::ExitedWithCode(0x08),
                 "MPU_BUGCHECK\\(\\) encountered: Invalid argument\n: mpuSemaphore_Init\\(\\): init failure\\.\n");
-}
-
-TEST(MpuSemaphore, EndingItTwiceEndsTheProcess) {
-    MPU_SEMAPHORE_t semaphore{};
-    (void)mpuSemaphore_Init(&semaphore, 0);
     (void)mpuSemaphore_Done(&semaphore);
     EXPECT_EXIT((void)mpuSemaphore_Done(&semaphore), testing::ExitedWithCode(0x09),
                 "mpuSemaphore_Done\\(\\): done failure\\.\n");
-}
-
-TEST(MpuSemaphore, ItsFailuresHaveTheirOwnStatus) {
     EXPECT_EQ(MPU_K_BUGCHECK_SEMAPHORE_INIT, 0x40000008U);
     EXPECT_EQ(MPU_K_BUGCHECK_SEMAPHORE_DONE, 0x40000009U);
 }
