@@ -3,6 +3,7 @@
 
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -31,6 +32,11 @@ protected:
 
     /** The log's text, "T" for each line's time. */
     [[nodiscard]] std::string log() const { return withoutTime(folder.read("altevents.jsonl")); }
+
+    /** Makes the log one line of `size` bytes. */
+    void fillLog(std::size_t size, char with) const {
+        std::ofstream(directory / "altevents.jsonl") << std::string(size - 1, with) << '\n';
+    }
 
     /** What `action` writes to standard error, "T" for each line's time. */
     [[nodiscard]] std::string standardErrorOf(const std::function<void()>& action) const;
