@@ -130,6 +130,7 @@ TEST(Errors, GreetingThatGivesNoPeerIdIsTwo) {
         net.greeting[18] = id;
         expectError(net.esactl("status --json"), 2, "bad-answer", "from 34 to 63");
     }
+    net.greeting[18] = 34;
     net.greeting[16] = 17; // not from the switch
     expectError(net.esactl("status --json"), 2, "bad-answer", "greeting");
     net.greeting[16] = 16;
