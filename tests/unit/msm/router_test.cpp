@@ -60,7 +60,7 @@ TEST(RecipientsTest, EndpointIsBitModulo32OfWordDividedBy32InEitherBitmap) {
     EXPECT_EQ(recipientsOf(header), 0x0004000280000001U);
 }
 
-TEST(RouterTest, AMessageGoesToEveryConnectedEndpointNamed) {
+TEST(RouterTest, AMessageGoesOnceToEveryConnectionOfAnEndpointNamedInEitherBitmap) {
     Router_t router(4);
     router.attach(33, 5);
     router.attach(18, 6);
@@ -70,53 +70,37 @@ TEST(RouterTest, AMessageGoesToEveryConnectedEndpointNamed) {
     EXPECT_EQ(routing.named, bit(33) | bit(34));
     EXPECT_EQ(routing.queued, 0U);
     EXPECT_EQ(routing.dropped, 0U);
-}
-
-TEST(RouterTest, NamedInBothBitmapsMeansOneCopy) {
-    Router_t router(4);
     router.attach(27, 9);
-    Bytes_t bytes = messageTo({27}, 33, 1);
-    msmtest::name(bytes, 27, 28);
-    EXPECT_THAT(route(router, bytes).connections, ElementsAre(9));
-}
-
-TEST(RouterTest, TheSecondBitmapAloneRoutesToo) {
-    Router_t router(4);
-    router.attach(33, 9);
-    Bytes_t bytes = msmtest::message(18, 1);
-    EXPECT_THAT(route(router, msmtest::name(bytes, 33, 28)).connections, ElementsAre(9));
-}
-
-TEST(RouterTest, EveryConnectionOfAnEndpointGetsACopy) {
-    Router_t router(4);
-    router.attach(27, 9);
+    Bytes_t both = messageTo({27}, 33, 1);
+    EXPECT_THAT(route(router, msmtest::name(both, 27, 28)).connections, ElementsAre(9));
+    Bytes_t second = msmtest::message(18, 1);
+    EXPECT_THAT(route(router, msmtest::name(second, 27, 28)).connections, ElementsAre(9));
     router.attach(27, 10);
     EXPECT_THAT(route(router, messageTo({27}, 33, 1)).connections, UnorderedElementsAre(9, 10));
     router.detach(27, 9);
     EXPECT_THAT(route(router, messageTo({27}, 33, 2)).connections, ElementsAre(10));
+    const Routing_t& nobody = route(router, msmtest::message(34, 1));
+    EXPECT_EQ(nobody.named, 0U);
+    EXPECT_THAT(nobody.connections, IsEmpty());
 }
 
-TEST(RouterTest, EachNamedEndpointKeepsMessagesWhileNobodyIsConnected) {
-    for (const std::uint8_t endpoint : std::initializer_list<std::uint8_t>{18, 20, 27, 33}) {
+TEST(RouterTest, NamedEndpointsAndNoOthersKeepMessagesWhileNobodyIsConnected) {
+    for (std::uint8_t endpoint = 0; endpoint < 64; ++endpoint) {
+        const bool isNamed = endpoint == 18 || endpoint == 20 || endpoint == 27 || endpoint == 33;
         Router_t router(4);
         const Bytes_t bytes = messageTo({endpoint}, 34, 7);
         const Routing_t& routing = route(router, bytes);
-        EXPECT_EQ(routing.queued, bit(endpoint));
-        EXPECT_EQ(routing.dropped, 0U);
-        EXPECT_THAT(taken(router, endpoint), ElementsAre(bytes));
+        EXPECT_EQ(routing.queued, isNamed ? bit(endpoint) : 0);
+        EXPECT_EQ(routing.dropped, isNamed ? 0 : bit(endpoint));
+        EXPECT_EQ(taken(router, endpoint), std::vector<Bytes_t>(isNamed ? 1 : 0, bytes));
         EXPECT_THAT(taken(router, endpoint), IsEmpty());
     }
-}
-
-TEST(RouterTest, NoOtherEndpointKeepsMessages) {
-    for (std::uint8_t endpoint = 0; endpoint < 64; ++endpoint) {
-        if (endpoint == 18 || endpoint == 20 || endpoint == 27 || endpoint == 33) {
-            continue;
-        }
-        Router_t router(4);
-        EXPECT_EQ(route(router, messageTo({endpoint}, 33, 7)).dropped, bit(endpoint));
-        EXPECT_THAT(taken(router, endpoint), IsEmpty());
-    }
+    Router_t router(4);
+    router.attach(33, 5);
+    (void)route(router, messageTo({33}, 34, 1));
+    router.detach(33, 5);
+    (void)route(router, messageTo({33}, 34, 2));
+    EXPECT_THAT(handles(taken(router, 33)), ElementsAre(2)) << "kept again after the last connection has gone";
 }
 
 TEST(RouterTest, AFullQueueLosesItsOldestMessage) {
@@ -129,32 +113,9 @@ TEST(RouterTest, AFullQueueLosesItsOldestMessage) {
     EXPECT_EQ(route(router, messageTo({27}, 33, 5)).displaced, bit(27));
     EXPECT_EQ(router.lostFromQueue(27), 2U);
     EXPECT_EQ(router.lostFromQueue(18), 0U);
-    EXPECT_THAT(handles(taken(router, 27)), ElementsAre(3, 4, 5));
-}
-
-TEST(RouterTest, TheQueuesOfTwoEndpointsAreTheirOwn) {
-    Router_t router(1);
-    (void)route(router, messageTo({18}, 33, 1));
-    (void)route(router, messageTo({27}, 33, 2));
-    EXPECT_THAT(handles(taken(router, 18)), ElementsAre(1));
-    EXPECT_THAT(handles(taken(router, 27)), ElementsAre(2));
-}
-
-TEST(RouterTest, MessagesAreKeptAgainAfterTheLastConnectionHasGone) {
-    Router_t router(4);
-    router.attach(33, 5);
-    (void)route(router, messageTo({33}, 34, 1));
-    router.detach(33, 5);
-    (void)route(router, messageTo({33}, 34, 2));
-    EXPECT_THAT(handles(taken(router, 33)), ElementsAre(2));
-}
-
-TEST(RouterTest, NobodyNamedIsNeitherQueuedNorDelivered) {
-    Router_t router(4);
-    router.attach(33, 5);
-    const Routing_t& routing = route(router, msmtest::message(34, 1));
-    EXPECT_EQ(routing.named, 0U);
-    EXPECT_THAT(routing.connections, IsEmpty());
+    (void)route(router, messageTo({18}, 33, 6));
+    EXPECT_THAT(handles(taken(router, 27)), ElementsAre(3, 4, 5)) << "another endpoint has a queue of its own";
+    EXPECT_THAT(handles(taken(router, 18)), ElementsAre(6));
 }
 
 Bytes_t shutdownRequest(std::uint32_t handle) {
