@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <regex>
 
 #include "system_test.h"
 
@@ -19,14 +18,20 @@ constexpr const char* STARTED = "main(): Start the Enclosure Services Adapter.";
 
 class Arguments : public SystemTest {};
 
-class Announcement : public SystemTest {
+class Process : public SystemTest {
 protected:
-    void start(int chassisType) {
-        makeBlock(chassisType);
+    /** Starts the adapter of no chassis, and takes what it says of that. */
+    void startWithoutChassis() {
+        makeBlock(1);
         startSwitch();
         startAdapter();
+        ASSERT_TRUE(messageSwitch->receive().has_value());
+        ASSERT_TRUE(messageSwitch->receive().has_value());
     }
+};
 
+class Announcement : public Process {
+protected:
     /** The information event of a chassis that is none, behind its link words. */
     static std::string eventBytes(const std::string& type, const std::string& chassis) {
         std::string text = "0E 01 01 2C 08 00 00 01 21 00 00 00 08 00 00 00";
@@ -41,7 +46,7 @@ protected:
     }
 };
 
-class CriticalError : public SystemTest {
+class CriticalError : public Process {
 protected:
     /** Text in a fixed field of a record's body. */
     static std::string textAt(const Bytes_t& body, std::size_t at) {
@@ -81,37 +86,32 @@ protected:
 
 } // namespace
 
-TEST_F(Arguments, NoKey) {
-    const RunResult_t result = run(programCommand("esa"));
-    EXPECT_EQ(result.ending.exitCode, 1);
-    EXPECT_EQ(result.out, std::string(STARTED) + "main(): Arguments few than 2.\n");
-    EXPECT_EQ(result.err, "");
-}
-
-TEST_F(Arguments, KeyBelowAHundred) {
-    for (const char* word : {"99", "0x63", "0143", "abc", "-5"}) {
-        SCOPED_TRACE(word);
-        const RunResult_t result = run(programCommand("esa", {word}));
-        EXPECT_EQ(result.ending.exitCode, 2);
-        EXPECT_EQ(result.out, std::string(STARTED) + "main(): shared memory key less than 100.\n");
+TEST_F(Arguments, WithoutAKeyOrABlockItEnds) {
+    const std::string few = std::string(STARTED) + "main(): Arguments few than 2.\n";
+    const std::string less = std::string(STARTED) + "main(): shared memory key less than 100.\n";
+    const struct {
+        std::vector<std::string> words;
+        int exitCode;
+        std::string out;
+    } cases[] = {{{}, 1, few},        {{"99"}, 2, less},  {{"0x63"}, 2, less},
+                 {{"0143"}, 2, less}, {{"abc"}, 2, less}, {{"-5"}, 2, less}};
+    for (const auto& c : cases) {
+        const RunResult_t result = run(programCommand("esa", c.words));
+        EXPECT_EQ(result.ending.exitCode, c.exitCode) << c.out;
+        EXPECT_EQ(result.out, c.out);
         EXPECT_EQ(result.err, "");
     }
-}
-
-TEST_F(Arguments, NoBlockOfThatKey) {
-    const RunResult_t result = run(programCommand("esa", {std::to_string(key)}));
-    EXPECT_EQ(result.ending.exitCode, 3);
-    EXPECT_EQ(result.out, STARTED);
-    EXPECT_THAT(result.err, EndsWith("esa: Unable to share parameters.esa: Giving up."));
-}
-
-TEST_F(Arguments, BlockOfAnotherVersion) {
+    const auto expectGivingUp = [this] {
+        const RunResult_t result = run(programCommand("esa", {std::to_string(key)}));
+        EXPECT_EQ(result.ending.exitCode, 3);
+        EXPECT_THAT(result.err, EndsWith("esa: Unable to share parameters.esa: Giving up."));
+        return result.out;
+    };
+    EXPECT_EQ(expectGivingUp(), STARTED);
     makeBlock(1);
     const std::uint32_t version = 14;
     patchBlock(0, &version, sizeof(version));
-    const RunResult_t result = run(programCommand("esa", {std::to_string(key)}));
-    EXPECT_EQ(result.ending.exitCode, 3);
-    EXPECT_THAT(result.err, EndsWith("esa: Unable to share parameters.esa: Giving up."));
+    (void)expectGivingUp();
 }
 
 TEST_F(Arguments, KeyInHexadecimalAndMoreArgumentsAreTaken) {
@@ -127,7 +127,9 @@ TEST_F(Arguments, KeyInHexadecimalAndMoreArgumentsAreTaken) {
 }
 
 TEST_F(Announcement, NoticeIsTheFirstMessageAndMissingDeviceAnEvent) {
-    start(5);
+    makeBlock(5);
+    startSwitch();
+    startAdapter();
     const std::optional<Bytes_t> notice = messageSwitch->receive();
     ASSERT_TRUE(notice.has_value());
     std::string expected = "0E 01 00 40 0C 00 00 01 21 00 00 00 00 04 00 00";
@@ -167,9 +169,7 @@ TEST_F(Announcement, ChassisWithoutADriverIsNoneThoughTheDeviceIsThere) {
 }
 
 TEST_F(Announcement, MessagesInPiecesAndOfWrongLengthsDoNotStopIt) {
-    start(1);
-    ASSERT_TRUE(messageSwitch->receive().has_value());
-    ASSERT_TRUE(messageSwitch->receive().has_value());
+    startWithoutChassis();
     const Bytes_t good = messageToAdapter(18, 0x1C, 28, unhex("1C 80 01 00 10 00 00 00"));
     for (const std::size_t length : {64U, 0U, 63U, 4064U, 4065U, 65535U}) {
         SCOPED_TRACE(length);
@@ -224,11 +224,7 @@ TEST_F(CriticalError, WithTracingOffTheRecordsAreKeptAllTheSame) {
 }
 
 TEST_F(CriticalError, SwitchThatClosesBeforeAReply) {
-    makeBlock(1);
-    startSwitch();
-    startAdapter();
-    ASSERT_TRUE(messageSwitch->receive().has_value());
-    ASSERT_TRUE(messageSwitch->receive().has_value());
+    startWithoutChassis();
     esa->kill(SIGSTOP); // both are on the socket before the adapter looks at it
     ASSERT_TRUE(messageSwitch->send(messageToAdapter(18, 0x1C, 28, unhex("1C 80 01 00 10 00 00 00"), 0x1234)));
     messageSwitch->closeConnection();
@@ -245,22 +241,14 @@ TEST_F(CriticalError, SwitchThatClosesBeforeAReply) {
 }
 
 TEST_F(CriticalError, SwitchThatClosesIsWaitedForWithoutAnError) {
-    makeBlock(1);
-    startSwitch();
-    startAdapter();
-    ASSERT_TRUE(messageSwitch->receive().has_value());
-    ASSERT_TRUE(messageSwitch->receive().has_value());
+    startWithoutChassis();
     messageSwitch->closeConnection();
     EXPECT_FALSE(esa->wait(Milliseconds_t(1500)).has_value()) << "a closed connection is no error";
     EXPECT_THAT(eventLog(), IsEmpty());
 }
 
 TEST_F(CriticalError, SwitchThatStopsReadingIsWaitedForAndLosesNothing) {
-    makeBlock(1);
-    startSwitch();
-    startAdapter();
-    ASSERT_TRUE(messageSwitch->receive().has_value());
-    ASSERT_TRUE(messageSwitch->receive().has_value());
+    startWithoutChassis();
     // Requests and replies of 132 bytes fill the sockets' buffers both ways: then neither end gets any further.
     const Bytes_t request = messageToAdapter(18, 0x1C, 28, unhex("1C 80 01 00 10 00 00 00"));
     int sent = 0;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <random>
+#include <tuple>
 
 #include "chips/vsc055.h"
 #include "hex.h"
@@ -26,19 +27,31 @@ protected:
     Bridge_t::Clock_t::time_point now{1h};
 };
 
-TEST_F(BridgeTest, ReadIsAnsweredWithTheBytes) {
-    EXPECT_EQ(send("52 41 98 01"), "41 3f");
-}
-
-TEST_F(BridgeTest, WriteIsAnsweredWithDoneAlone) {
-    EXPECT_EQ(send("57 41 98 01 2f"), "41");
-    EXPECT_EQ(send("52 41 98 01"), "41 2f");
-}
-
-TEST_F(BridgeTest, UnacknowledgedTransfersAreAnsweredSo) {
-    EXPECT_EQ(send("52 62 98 01"), "4e");
-    EXPECT_EQ(send("57 62 98 01 00"), "4e");
-    EXPECT_EQ(send("52 41 98 02"), "4e");
+TEST_F(BridgeTest, RequestsAreAnsweredInOrderByteForByte) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"52 41 98 01", "41 3f"},
+        {"57 41 98 01 2f", "41"},
+        {"52 41 98 01", "41 2f"},
+        {"57 41 98 01 27 52 41 98 01 52 62 00 01", "41 41 27 4e"},
+        // Data bytes are not taken for requests.
+        {"57 41 98 01 52", "41"},
+        {"52 41 98 01", "41 52"},
+        // Nobody acknowledges.
+        {"52 62 98 01", "4e"},
+        {"57 62 98 01 00", "4e"},
+        {"52 41 98 02", "4e"},
+        // With numbers, which the replies repeat before they say their length.
+        {"72 81 41 98 01", "61 81 01 52"},
+        {"77 82 41 98 01 3f", "61 82 00"},
+        {"72 83 41 98 01", "61 83 01 3f"},
+        {"72 84 62 98 01", "6e 84"},
+        {"77 85 62 98 01 00", "6e 85"},
+        // Both kinds by turns.
+        {"72 81 41 98 01 52 41 98 01 48 90 72 82 62 98 01", "61 81 01 3f 41 3f 68 90 6e 82"},
+    };
+    for (const auto& [request, answer] : rows) {
+        EXPECT_EQ(send(request), answer) << request;
+    }
 }
 
 TEST_F(BridgeTest, GreetingIsAnsweredWithItsNumber) {
@@ -47,62 +60,31 @@ TEST_F(BridgeTest, GreetingIsAnsweredWithItsNumber) {
     EXPECT_EQ(bus.counts().total, 1u);
 }
 
-TEST_F(BridgeTest, NumberedRepliesRepeatTheNumberAndSayTheirLength) {
-    EXPECT_EQ(send("72 81 41 98 01"), "61 81 01 3f");
-    EXPECT_EQ(send("77 82 41 98 01 2f"), "61 82 00");
-    EXPECT_EQ(send("72 83 41 98 01"), "61 83 01 2f");
-    EXPECT_EQ(send("72 84 62 98 01"), "6e 84");
-    EXPECT_EQ(send("77 85 62 98 01 00"), "6e 85");
-}
-
-TEST_F(BridgeTest, BothKindsOfRequestsMayAlternate) {
-    EXPECT_EQ(send("72 81 41 98 01 52 41 98 01 48 90 72 82 62 98 01"), "61 81 01 3f 41 3f 68 90 6e 82");
-}
-
-TEST_F(BridgeTest, LongestNumberedRequestIsTakenWhole) {
-    std::string request = "77 ff 41 98 ff";
-    for (int i = 0; i < 255; ++i) {
-        request += " 72";
-    }
-    EXPECT_EQ(send(request), "6e ff"); // the register takes one byte only
-    EXPECT_EQ(bus.remembered().back().length, 255u);
-    EXPECT_EQ(send("52 41 98 01"), "41 3f");
-}
-
 TEST_F(BridgeTest, RequestMayComeByteByByte) {
     EXPECT_EQ(send("57"), "");
-    EXPECT_EQ(send("41", 50ms), "");
-    EXPECT_EQ(send("99", 50ms), "");
-    EXPECT_EQ(send("01", 50ms), "");
+    for (const char* const byte : {"41", "99", "01"}) {
+        EXPECT_EQ(send(byte, 50ms), "");
+    }
     EXPECT_EQ(send("37", 50ms), "41");
 }
 
-TEST_F(BridgeTest, RequestsInOneGoAreAnsweredInOrder) {
-    EXPECT_EQ(send("57 41 98 01 27 52 41 98 01 52 62 00 01"), "41 41 27 4e");
-}
-
 TEST_F(BridgeTest, LongestRequestIsTakenWhole) {
-    std::string request = "57 41 98 ff";
-    for (int i = 0; i < 255; ++i) {
-        request += " 52";
+    for (const auto& [head, byte, answer] :
+         {std::tuple("57 41 98 ff", " 52", "4e"), {"77 ff 41 98 ff", " 72", "6e ff"}}) {
+        std::string request = head;
+        for (int i = 0; i < 255; ++i) {
+            request += byte;
+        }
+        EXPECT_EQ(send(request), answer); // the register takes one byte only
+        EXPECT_EQ(bus.remembered().back().length, 255u);
+        EXPECT_EQ(send("52 41 98 01"), "41 3f");
     }
-    EXPECT_EQ(send(request), "4e"); // the register takes one byte only
-    EXPECT_EQ(bus.remembered().back().length, 255u);
-    EXPECT_EQ(send("52 41 98 01"), "41 3f");
 }
 
-TEST_F(BridgeTest, DataBytesAreNotTakenForRequests) {
-    EXPECT_EQ(send("57 41 98 01 52"), "41");
-    EXPECT_EQ(send("52 41 98 01"), "41 52");
-}
-
-TEST_F(BridgeTest, IncompleteRequestIsForgottenAfter100MsOfSilence) {
+TEST_F(BridgeTest, IncompleteRequestIsForgottenAfter100MsOfSilenceAndKeptFor99) {
     EXPECT_EQ(send("57 41 98"), "");
     EXPECT_EQ(send("52 41 98 01", 100ms), "41 3f");
     EXPECT_EQ(bus.counts().total, 1u);
-}
-
-TEST_F(BridgeTest, IncompleteRequestIsKeptFor99Ms) {
     EXPECT_EQ(send("52 41 98"), "");
     EXPECT_EQ(send("01", 99ms), "41 3f");
 }
@@ -124,13 +106,10 @@ TEST_F(BridgeTest, SilentLineAnswersNothingAndReachesNoChip) {
     EXPECT_EQ(bus.counts().total, 0u);
     bridge.setSilent(false);
     EXPECT_EQ(send("52 41 98 01", 500ms), "41 3f");
-}
-
-TEST_F(BridgeTest, SilenceInTheMiddleOfARequestDropsIt) {
     EXPECT_EQ(send("52 41"), "");
     bridge.setSilent(true);
     bridge.setSilent(false);
-    EXPECT_EQ(send("52 41 98 01"), "41 3f");
+    EXPECT_EQ(send("52 41 98 01"), "41 3f") << "the beginning of a request is dropped";
 }
 
 TEST_F(BridgeTest, SurvivesRandomBytesAndAnswersAfterwards) {
