@@ -17,7 +17,7 @@ target_compile_definitions(esa_warnings INTERFACE _FILE_OFFSET_BITS=64 _TIME_BIT
 include(${CMAKE_CURRENT_LIST_DIR}/Hardening.cmake)
 
 # Several sources at a time mean memory anyway: g++ saves a tenth of its time where it need not give any back.
-if((ESA_UNITY OR ESA_UNITY_TESTS) AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+if(ESA_QUICKLY AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   add_compile_options("SHELL:--param ggc-min-heapsize=1048576")
 endif()
 
@@ -88,48 +88,4 @@ function(esa_test name)
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
-endfunction()
-
-# esa_compile_quickly(TARGET...): with ESA_QUICK, they share one precompiled header, and g++ takes half the time for each and
-# makes somewhat slower code of it.
-function(esa_compile_quickly)
-  if(NOT ESA_QUICK)
-    return()
-  endif()
-  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/empty.cpp CONTENT "")
-  add_library(esa_tool_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/empty.cpp)
-  target_link_libraries(esa_tool_headers PRIVATE esa_warnings)
-  target_precompile_headers(esa_tool_headers PRIVATE <algorithm> <array> <charconv> <chrono> <deque> <filesystem>
-    <fstream> <functional> <map> <memory> <optional> <set> <span> <sstream> <string> <string_view> <variant> <vector>)
-  foreach(target esa_tool_headers ${ARGN})
-    if(NOT TARGET ${target})
-      continue()
-    endif()
-    if(NOT target STREQUAL esa_tool_headers)
-      target_precompile_headers(${target} REUSE_FROM esa_tool_headers)
-    endif()
-    # A program would be position-independent otherwise than a library, and the header of neither fits the other.
-    target_compile_options(${target} PRIVATE -fPIC)
-    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-      target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Og>)
-    endif()
-  endforeach()
-endfunction()
-
-# esa_compile_together(TARGET...): with ESA_UNITY, the sources of each are compiled several at a time: their libraries'
-# headers and templates are most of what there is to compile.
-function(esa_compile_together)
-  foreach(target ${ARGN})
-    if(ESA_UNITY AND TARGET ${target})
-      set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
-      # Alike names: registers of chips and enclosures, how segments and buses are begun. Tests bring their own sleep.
-      get_target_property(sources ${target} SOURCES)
-      get_target_property(folder ${target} SOURCE_DIR)
-      list(FILTER sources INCLUDE REGEX "(^|/)(chips|enclosures)/|/(cmap_params|i2c_dev|mpu_sleep)[.]cpp$")
-      foreach(source ${sources})
-        cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${folder})
-        set_source_files_properties(${source} TARGET_DIRECTORY ${target} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-      endforeach()
-    endif()
-  endforeach()
 endfunction()

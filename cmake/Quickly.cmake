@@ -1,0 +1,54 @@
+# Compiling for compile time, as tests and `./run` do it: several sources at a time, since their headers and templates are
+# most of what there is to compile. ESA_QUICKLY lists what is compiled so; what is shipped is not.
+#   firmware  what runs on the controller; optimised as ever
+#   tools     tools and simulator; they share one precompiled header, and g++ makes somewhat slower code in half the time
+#   tests     see tests/CMakeLists.txt
+
+# esa_compile_together(TARGET...): all sources of each at a time.
+function(esa_compile_together)
+  foreach(target ${ARGN})
+    if(NOT TARGET ${target})
+      continue()
+    endif()
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+    # Alike names: registers of chips and enclosures, how segments and buses are begun. Tests bring their own sleep.
+    get_target_property(sources ${target} SOURCES)
+    get_target_property(folder ${target} SOURCE_DIR)
+    list(FILTER sources INCLUDE REGEX "(^|/)(chips|enclosures)/|/(cmap_params|i2c_dev|mpu_sleep)[.]cpp$")
+    foreach(source ${sources})
+      cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${folder})
+      set_source_files_properties(${source} TARGET_DIRECTORY ${target} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+    endforeach()
+  endforeach()
+endfunction()
+
+# esa_compile_little(TARGET...): with one precompiled header for all, and by g++ with little optimisation.
+function(esa_compile_little)
+  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/empty.cpp CONTENT "")
+  add_library(esa_tool_headers OBJECT EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/empty.cpp)
+  target_link_libraries(esa_tool_headers PRIVATE esa_warnings)
+  target_precompile_headers(esa_tool_headers PRIVATE <algorithm> <array> <charconv> <chrono> <deque> <filesystem>
+    <fstream> <functional> <map> <memory> <optional> <set> <span> <sstream> <string> <string_view> <variant> <vector>)
+  foreach(target esa_tool_headers ${ARGN})
+    if(NOT TARGET ${target})
+      continue()
+    endif()
+    if(NOT target STREQUAL esa_tool_headers)
+      target_precompile_headers(${target} REUSE_FROM esa_tool_headers)
+    endif()
+    # A program would be position-independent otherwise than a library, and the header of neither fits the other.
+    target_compile_options(${target} PRIVATE -fPIC)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+      target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Og>)
+    endif()
+  endforeach()
+endfunction()
+
+if("firmware" IN_LIST ESA_QUICKLY)
+  esa_compile_together(mpu platform_objects esa_objects esafailsafe_objects)
+endif()
+if("tools" IN_LIST ESA_QUICKLY)
+  esa_compile_together(tools peer mpuparams_objects msm_objects esactl_objects esamon_objects encsim_model encsim)
+  esa_compile_little(tools peer mpuparams_objects mpuparams msm_objects msm esactl_objects esactl esamon_objects esamon
+    encsim_model encsim)
+endif()
