@@ -96,9 +96,10 @@ void requireFullSpeed(const Options_t& options, const Enclosure_t& enclosure, co
     if (options.request != "on" || options.force || !mayBeRawFan(enclosure)) {
         return;
     }
-    const bool known = enclosure.chassis != nullptr;
-    throw usageError(std::string(known ? "on this enclosure" : "if this is a w83782d enclosure (--chassis tells),") +
-                     " 'on' drives " + fan +
+    const std::string where = enclosure.chassis != nullptr ? "on this enclosure"
+                                                           : "if this is a " + std::string(rawFanChassis().name) +
+                                                                 " enclosure (--chassis tells),";
+    throw usageError(where + " 'on' drives " + fan +
                      " at 39 percent (100 of 255), which slows a fan that turns faster; leave it to the adapter, which "
                      "drives every fan fully over 41 C and when one has failed, or say --force");
 }

@@ -2,8 +2,6 @@
 
 #include "ses_mesgs.h"
 
-namespace {
-
 const ChassisFacts_t& rawFanChassis() {
     for (const ChassisFacts_t& chassis : CHASSIS_LIST) {
         if (chassis.fanOnIsRaw) {
@@ -12,8 +10,6 @@ const ChassisFacts_t& rawFanChassis() {
     }
     return CHASSIS_LIST.front();
 }
-
-} // namespace
 
 bool mayBeRawFan(const Enclosure_t& enclosure) {
     if (enclosure.chassis != nullptr) {

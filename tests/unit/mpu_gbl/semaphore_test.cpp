@@ -1,5 +1,8 @@
 /** The semaphore of the CMAP block. */
+#include <chrono>
+#include <ctime>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <thread>
 #include <vector>
 
@@ -37,13 +40,56 @@ TEST(MpuSemaphore, EveryWaiterGetsOne) {
     EXPECT_EQ(semaphore.count, 0U);
 }
 
+TEST(MpuSemaphore, OfManyWhoTakeAtOnceEachTakesOne) {
+    MPU_SEMAPHORE_t semaphore{};
+    constexpr int TAKEN = 50000;
+    (void)mpuSemaphore_Init(&semaphore, 4 * TAKEN);
+    std::vector<std::thread> takers;
+    for (int i = 0; i < 4; ++i) {
+        takers.emplace_back([&] {
+            for (int taken = 0; taken < TAKEN; ++taken) {
+                mpuSemaphore_Get(&semaphore);
+            }
+        });
+    }
+    for (std::thread& taker : takers) {
+        taker.join();
+    }
+    EXPECT_EQ(semaphore.count, 0U);
+}
+
+TEST(MpuSemaphore, WhoeverWaitsSleeps) {
+    MPU_SEMAPHORE_t semaphore{};
+    (void)mpuSemaphore_Init(&semaphore, 0);
+    timespec used{};
+    std::thread waiter([&] {
+        mpuSemaphore_Get(&semaphore);
+        (void)clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    mpuSemaphore_Put(&semaphore);
+    waiter.join();
+    EXPECT_EQ(used.tv_sec, 0);
+    EXPECT_LT(used.tv_nsec, 100'000'000) << "of the 400 ms that it waited";
+}
+
+TEST(MpuSemaphore, ACountThatCannotBeLeavesTheOneThatIs) {
+    auto* const semaphore = static_cast<MPU_SEMAPHORE_t*>(
+        mmap(nullptr, sizeof(MPU_SEMAPHORE_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    ASSERT_NE(semaphore, MAP_FAILED);
+    EXPECT_EQ(mpuSemaphore_Init(semaphore, 5), 0);
+    EXPECT_EXIT((void)mpuSemaphore_Init(semaphore, 0x80000000), testing::ExitedWithCode(0x08), "");
+    EXPECT_EQ(semaphore->count, 5U) << "other processes use it";
+    (void)munmap(semaphore, sizeof(MPU_SEMAPHORE_t));
+}
+
 TEST(MpuSemaphore, MoreThanItCanCountAndEndingItTwiceEndTheProcess) {
     MPU_SEMAPHORE_t semaphore{};
     EXPECT_EQ(mpuSemaphore_Init(&semaphore, 0x7FFFFFFF), 0);
     EXPECT_EQ(semaphore.count, 0x7FFFFFFFU);
     EXPECT_EXIT((void)mpuSemaphore_Init(&semaphore, 0x80000000), testing::ExitedWithCode(0x08),
                 "MPU_BUGCHECK\\(\\) encountered: Invalid argument\n: mpuSemaphore_Init\\(\\): init failure\\.\n");
-    (void)mpuSemaphore_Done(&semaphore);
+    EXPECT_EQ(mpuSemaphore_Done(&semaphore), 0) << "the greatest count is one";
     EXPECT_EXIT((void)mpuSemaphore_Done(&semaphore), testing::ExitedWithCode(0x09),
                 "mpuSemaphore_Done\\(\\): done failure\\.\n");
     EXPECT_EQ(MPU_K_BUGCHECK_SEMAPHORE_INIT, 0x40000008U);

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "chassis_list.h"
 #include "esa_fixture.h"
 
 using testing::ElementsAre;
@@ -54,6 +55,31 @@ TEST_F(ChassisTable, FanBeyondTheEightThatHaveAPlaceIsNotRecorded) {
     esaControlFan(8, true);
     esaControlFan(255, true);
     EXPECT_EQ(hex(&esaControl, sizeof(esaControl)), before);
+}
+
+TEST_F(ChassisTable, RowsAreWhatTheToolsTellOfTheChassis) {
+    for (int address = 0; address < 0x80; ++address) {
+        for (int reg = 0; reg < 0x100; ++reg) {
+            fakeBus.set(address, reg, 150);
+        }
+    }
+    for (const ChassisFacts_t& facts : CHASSIS_LIST) {
+        SCOPED_TRACE(facts.name);
+        startChassis(facts.type);
+        const Chassis_t& chassis = esaFindChassis(facts.type);
+        EXPECT_EQ(chassis.fansPerOutput, facts.fansPerBank);
+        U16_t rpm = 0;
+        (void)chassis.fanReadSpeed(0, &rpm);
+        EXPECT_EQ(rpm, facts.tachometerRate / 150);
+        EXPECT_EQ(facts.leastRpm, facts.tachometerRate / 254 / 10 * 10);
+        if (facts.type == VORAN_E_CHASSIS_NONE) {
+            continue;
+        }
+        EXPECT_EQ(chassis.fanPolicy == &esaFourStepPolicy, facts.hasFourSteps);
+        (void)fakeBus.takeTransfers();
+        (void)chassis.setDriveFaultLed(3);
+        EXPECT_EQ(!fakeBus.takeTransfers().empty(), facts.hasDriveLeds);
+    }
 }
 
 TEST_F(ChassisTable, DecisionsByTypeAreRecognisedInSourceText) {
