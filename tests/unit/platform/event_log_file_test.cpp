@@ -77,9 +77,9 @@ TEST_F(EventLog, IsTurnedOverBeforeItGrowsBeyond4MiBAndKeepsFiveOlderOnes) {
     constexpr std::size_t LIMIT = 4194304;
     const fs::path file = directory / "altevents.jsonl";
     altEventLogM(SMALL.get(), &params);
-    const std::size_t line = fs::file_size(file);
+    const std::uintmax_t line = fs::file_size(file);
     for (const char turn : std::string("abcdefg")) {
-        fillLog(LIMIT - line, turn);
+        fillLog(static_cast<std::size_t>(LIMIT - line), turn);
         altEventLogM(SMALL.get(), &params);
         EXPECT_EQ(fs::file_size(file), LIMIT) << "what just fits";
         altEventLogM(SMALL.get(), &params);
