@@ -2,12 +2,16 @@
 
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 using nlohmann::ordered_json;
 
 namespace {
 
 const ordered_json NOTHING;
+
+/** No document that is read has as many; and each costs the time to look at those before it. */
+constexpr std::size_t MOST_MEMBERS = 256;
 
 std::string textOf(const ordered_json& value, int indent) {
     return value.dump(indent, ' ', false, ordered_json::error_handler_t::replace);
@@ -65,8 +69,20 @@ std::string Json_t::text(int indent) const {
 JsonInput_t::JsonInput_t(std::shared_ptr<const ordered_json> value) : value_(std::move(value)) {}
 
 std::optional<JsonInput_t> JsonInput_t::parse(const std::string& text) {
-    const auto value = std::make_shared<const ordered_json>(ordered_json::parse(text, nullptr, false));
-    return value->is_discarded() ? std::nullopt : std::optional(JsonInput_t(value));
+    std::vector<std::size_t> members; // of each object that is not over
+    bool isTooWide = false;
+    const auto judge = [&](int, ordered_json::parse_event_t event, ordered_json&) {
+        if (event == ordered_json::parse_event_t::object_start) {
+            members.push_back(0);
+        } else if (event == ordered_json::parse_event_t::object_end) {
+            members.pop_back();
+        } else if (event == ordered_json::parse_event_t::key) {
+            isTooWide = isTooWide || ++members.back() > MOST_MEMBERS;
+        }
+        return !isTooWide;
+    };
+    const auto value = std::make_shared<const ordered_json>(ordered_json::parse(text, judge, false));
+    return value->is_discarded() || isTooWide ? std::nullopt : std::optional(JsonInput_t(value));
 }
 
 JsonInput_t JsonInput_t::part(const ordered_json& value) const {

@@ -61,7 +61,7 @@ struct JsonMember_t {
 /** A document that was read, or a part of it. What is not there reads as null. */
 class JsonInput_t {
 public:
-    /** Nothing when `text` is not one whole document. */
+    /** Nothing when `text` is not one whole document, or one of its objects has more than 256 members. */
     static std::optional<JsonInput_t> parse(const std::string& text);
 
     [[nodiscard]] bool isObject() const;

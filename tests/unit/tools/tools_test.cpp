@@ -236,6 +236,18 @@ TEST(JsonInput, OnlyOneWholeDocumentIsRead) {
     }
 }
 
+TEST(JsonInput, ObjectsHaveAtMost256MembersEachAndThereMayBeManyOfThem) {
+    std::string object = R"({"first":{"inner":1})";
+    for (int i = 1; i < 256; ++i) {
+        object += ",\"m" + std::to_string(i) + "\":1";
+    }
+    const auto read = JsonInput_t::parse("[" + object + "}," + object + "}]");
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->element(1).names().size(), 256U);
+    EXPECT_FALSE(JsonInput_t::parse("[" + object + R"(,"last":1}])"));
+    EXPECT_FALSE(JsonInput_t::parse(R"({"a":)" + object + R"(,"last":1},"b":{"c":2}})"));
+}
+
 TEST(JsonInput, PartOutlivesTheDocument) {
     const JsonInput_t part = (*JsonInput_t::parse(R"({"a":["a text that is not short"]})"))["a"].element(0);
     EXPECT_EQ(part.string(), "a text that is not short");
