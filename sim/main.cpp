@@ -106,9 +106,6 @@ int runTool(int argc, char** argv) {
     if (result.exitStatus) {
         return *result.exitStatus;
     }
-    if (!result.error.empty()) {
-        throw failure(result.error);
-    }
     if (result.isGiven("--send")) {
         return sendCommand(options.commandSocket, options.command);
     }

@@ -81,19 +81,13 @@ int parseAndRun(int argc, const char* const* argv) {
     takeEnvironment(options);
     options.monitor = monitorSocket();
     const std::vector<Command_t> commands = allCommands(options);
-    CliProgram_t program{.name = "esactl",
-                         .description = "Talks to the enclosure services adapter through the message switch.",
-                         .footer = EXIT_STATUS_HELP,
-                         .options = commonOptions(options)};
-    for (const Command_t& command : commands) {
-        program.commands.push_back(command.line);
-    }
-    const CliResult_t result = parseCommandLine(program, argc, argv);
+    const CliProgram_t program{.name = "esactl",
+                               .description = "Talks to the enclosure services adapter through the message switch.",
+                               .footer = EXIT_STATUS_HELP,
+                               .options = commonOptions(options)};
+    const CliResult_t result = parseCommandLine(program, commands, argc, argv);
     if (result.exitStatus) {
         return *result.exitStatus;
-    }
-    if (!result.error.empty()) {
-        throw usageError(result.error);
     }
     requireKnownChassis(options);
     return runCommand(commands[result.command].run, options);

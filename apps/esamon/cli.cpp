@@ -92,9 +92,6 @@ int parseAndRun(int argc, const char* const* argv) {
     if (result.exitStatus) {
         return *result.exitStatus;
     }
-    if (!result.error.empty()) {
-        throw usageError(result.error);
-    }
     if (options.socket == "none" && options.listen == "none") {
         throw usageError("--socket none and --listen none together leave nothing to listen at");
     }

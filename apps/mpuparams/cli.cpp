@@ -158,20 +158,14 @@ std::vector<Command_t> allCommands(Options_t& options) {
 int runTool(int argc, const char* const* argv) {
     Options_t options;
     const std::vector<Command_t> commands = allCommands(options);
-    CliProgram_t program{
+    const CliProgram_t program{
         .name = "mpuparams",
         .description = "Creates, shows, changes and deletes the shared parameter block of the management processes.",
         .footer = "Exit status: 0 done, 1 wrong command line, 2 the operation failed, 3 check has found something.\n"
                   "Example: mpuparams create --key 0x1234 --config examples/quadra.conf"};
-    for (const Command_t& command : commands) {
-        program.commands.push_back(command.line);
-    }
-    const CliResult_t result = parseCommandLine(program, argc, argv);
+    const CliResult_t result = parseCommandLine(program, commands, argc, argv);
     if (result.exitStatus) {
         return *result.exitStatus;
-    }
-    if (!result.error.empty()) {
-        throw usageError(result.error);
     }
     const int status = commands[result.command].run();
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {

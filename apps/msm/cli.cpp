@@ -14,8 +14,8 @@ namespace {
 
 constexpr int EXIT_FAILED = 1;
 
-int fail(const std::string& why) {
-    return reportError("msm", EXIT_FAILED, why);
+ToolError_t failed(const std::string& why) {
+    return {"failed", EXIT_FAILED, why};
 }
 
 /** Number of a user, given by name or number; nothing when there is none. */
@@ -76,30 +76,37 @@ CliProgram_t commandLine(MsmOptions_t& options, std::string& adapterUser) {
             }};
 }
 
-} // namespace
-
-int msmMain(int argc, const char* const* argv) {
+int runSwitch(int argc, const char* const* argv) {
     MsmOptions_t options;
     std::string adapterUser;
     const CliResult_t result = parseCommandLine(commandLine(options, adapterUser), argc, argv);
     if (result.exitStatus) {
         return *result.exitStatus;
     }
-    if (!result.error.empty()) {
-        return fail(result.error);
-    }
     if (!adapterUser.empty()) {
         options.adapterUser = userNumber(adapterUser);
         if (!options.adapterUser) {
-            return fail("--adapter-user: there is no user " + adapterUser);
+            throw usageError("--adapter-user: there is no user " + adapterUser);
         }
     }
     // A reader of the log that goes away must not take the switch with it.
     (void)std::signal(SIGPIPE, SIG_IGN);
     Server_t server(options);
     if (const std::string error = server.open(); !error.empty()) {
-        return fail(error);
+        throw failed(error);
     }
-    const std::string error = server.run();
-    return error.empty() ? 0 : fail(error);
+    if (const std::string error = server.run(); !error.empty()) {
+        throw failed(error);
+    }
+    return 0;
+}
+
+} // namespace
+
+int msmMain(int argc, const char* const* argv) {
+    try {
+        return runSwitch(argc, argv);
+    } catch (const ToolError_t& error) {
+        return reportError("msm", error.exitStatus(), error.what());
+    }
 }

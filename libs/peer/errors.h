@@ -4,15 +4,12 @@
 #include "tool_error.h"
 
 /** Bits of the exit status; 0 when the command did what was asked and nothing is wrong with the enclosure. */
-inline constexpr int ESACTL_K_EXIT_USAGE = 1;
+inline constexpr int ESACTL_K_EXIT_USAGE = TOOL_K_EXIT_USAGE;
 inline constexpr int ESACTL_K_EXIT_NO_ANSWER = 2; /**< no switch, or no (usable) answer in time */
 inline constexpr int ESACTL_K_EXIT_REFUSED = 4;   /**< the adapter answered, negatively */
 inline constexpr int ESACTL_K_EXIT_FAULT = 8;
 inline constexpr int ESACTL_K_EXIT_WARNING = 16;
 
-inline ToolError_t usageError(const std::string& text) {
-    return {"usage", ESACTL_K_EXIT_USAGE, text};
-}
 inline ToolError_t noSwitchError(const std::string& text) {
     return {"no-switch", ESACTL_K_EXIT_NO_ANSWER, text};
 }

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "completion.h"
+#include "tool_error.h"
 
 namespace {
 
@@ -147,8 +148,7 @@ CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* 
     const bool isOwn = place.command == nullptr || place.isBeforeCommand;
     const std::string help = "; see " + program.name + (isOwn ? "" : " " + place.command->name) + " --help";
     if (const std::string wrong = unknownWord(program, place); !wrong.empty()) {
-        result.error = wrong + help;
-        return result;
+        throw usageError(wrong + help);
     }
     CLI::App app(program.description, program.name);
     const std::vector<const CLI::Option*> own = declare(app, program, result);
@@ -158,7 +158,7 @@ CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* 
         if (error.get_exit_code() == 0) {
             result.exitStatus = app.exit(error); // prints it
         } else {
-            result.error = error.what() + help;
+            throw usageError(error.what() + help);
         }
     }
     for (std::size_t i = 0; i < own.size(); ++i) {

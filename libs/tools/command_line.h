@@ -59,16 +59,26 @@ struct CliProgram_t {
 };
 
 struct CliResult_t {
-    std::optional<int> exitStatus = {}; /**< help or the version was printed: end with this */
-    std::string error = {};  /**< what is wrong with the command line, and where to read on; empty: nothing is */
-    std::size_t command = 0; /**< index of the one that was given */
+    std::optional<int> exitStatus = {};  /**< help or the version was printed: end with this */
+    std::size_t command = 0;             /**< index of the one that was given */
     std::vector<std::string> given = {}; /**< names of the program's own options that were given */
 
     [[nodiscard]] bool isGiven(std::string_view option) const;
 };
 
 /**
- * Fills the targets from the command line. They may be half filled when something is wrong with it. A line of
- * "--complete" and words is a shell's question: what may stand in the place of the last word is printed (completion.h).
+ * Fills the targets from the command line. Throws usageError() when something is wrong with it, and where to read on;
+ * they may be half filled then. A line of "--complete" and words is a shell's question: what may stand in the place of
+ * the last word is printed (completion.h).
  */
 [[nodiscard]] CliResult_t parseCommandLine(const CliProgram_t& program, int argc, const char* const* argv);
+
+/** The same for a program whose commands are the `line` of each row. */
+template <typename Row>
+[[nodiscard]] CliResult_t parseCommandLine(CliProgram_t program, const std::vector<Row>& rows, int argc,
+                                           const char* const* argv) {
+    for (const Row& row : rows) {
+        program.commands.push_back(row.line);
+    }
+    return parseCommandLine(program, argc, argv);
+}

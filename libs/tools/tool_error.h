@@ -19,6 +19,13 @@ private:
     int exitStatus_;
 };
 
+/** Exit status where the command line names something that does not exist or does not fit. */
+inline constexpr int TOOL_K_EXIT_USAGE = 1;
+
+[[nodiscard]] inline ToolError_t usageError(const std::string& text) {
+    return {"usage", TOOL_K_EXIT_USAGE, text};
+}
+
 /**
  * Prints "program: text" on standard error, on one line whatever the names and values in the text hold. Returns
  * `exitStatus`.
