@@ -48,11 +48,18 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread -Wno-restrict -Wno-subobject-linkage)
 endif()
 
-# GoogleTest: the prebuilt package natively, its source package for any other processor.
+# GoogleTest: the prebuilt package natively, its source package for any other processor, as one source: most of it is headers.
 function(esa_find_googletest)
   if(CMAKE_CROSSCOMPILING)
-    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
-    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+    set(root /usr/src/googletest)
+    add_library(gmock_main STATIC EXCLUDE_FROM_ALL ${root}/googletest/src/gtest-all.cc ${root}/googlemock/src/gmock-all.cc
+      ${root}/googlemock/src/gmock_main.cc)
+    target_include_directories(gmock_main SYSTEM PUBLIC ${root}/googletest/include ${root}/googlemock/include
+      PRIVATE ${root}/googletest ${root}/googlemock)
+    target_compile_options(gmock_main PRIVATE -w -Og)
+    set_target_properties(gmock_main PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+    add_library(GTest::gmock_main ALIAS gmock_main)
+    add_library(GTest::gtest ALIAS gmock_main)
   else()
     find_package(GTest REQUIRED)
   endif()
