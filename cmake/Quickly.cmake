@@ -3,6 +3,7 @@
 #   firmware  what runs on the controller; optimised as ever
 #   tools     tools and simulator; they share one precompiled header, and g++ makes somewhat slower code in half the time
 #   tests     see tests/CMakeLists.txt
+#   reading   nothing: checks that only read the sources find the tools' and the simulator's as two sources
 
 # esa_compile_together(TARGET...): all sources of each at a time.
 function(esa_compile_together)
@@ -14,7 +15,7 @@ function(esa_compile_together)
     # Alike names: registers of chips and enclosures, how segments and buses are begun. Tests bring their own sleep.
     get_target_property(sources ${target} SOURCES)
     get_target_property(folder ${target} SOURCE_DIR)
-    list(FILTER sources INCLUDE REGEX "(^|/)(chips|enclosures)/|/(cmap_params|i2c_dev|mpu_sleep)[.]cpp$")
+    list(FILTER sources INCLUDE REGEX "/esa/(chips|enclosures)/|/(cmap_params|i2c_dev|mpu_sleep)[.]cpp$")
     foreach(source ${sources})
       cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${folder})
       set_source_files_properties(${source} TARGET_DIRECTORY ${target} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
@@ -51,4 +52,28 @@ if("tools" IN_LIST ESA_QUICKLY)
   esa_compile_together(tools peer mpuparams_objects msm_objects esactl_objects esamon_objects encsim_model encsim)
   esa_compile_little(tools peer mpuparams_objects mpuparams msm_objects msm esactl_objects esactl esamon_objects esamon
     encsim_model encsim)
+endif()
+
+# esa_read_together(NAME TARGET...): one source of the targets' sources, which is never built, in their place among the
+# compile commands.
+function(esa_read_together name)
+  add_library(${name} OBJECT EXCLUDE_FROM_ALL)
+  foreach(target ${ARGN})
+    get_target_property(sources ${target} SOURCES)
+    get_target_property(folder ${target} SOURCE_DIR)
+    foreach(source ${sources})
+      cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${folder})
+      target_sources(${name} PRIVATE ${source})
+    endforeach()
+    target_include_directories(${name} PRIVATE ${folder} $<TARGET_PROPERTY:${target},INCLUDE_DIRECTORIES>)
+    target_compile_definitions(${name} PRIVATE $<TARGET_PROPERTY:${target},COMPILE_DEFINITIONS>)
+    set_target_properties(${target} PROPERTIES EXPORT_COMPILE_COMMANDS OFF)
+  endforeach()
+  target_link_libraries(${name} PRIVATE esa_warnings)
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+endfunction()
+
+if("reading" IN_LIST ESA_QUICKLY)
+  esa_read_together(tools_reading tools peer esactl_objects mpuparams_objects msm_objects)
+  esa_read_together(encsim_reading encsim_model encsim)
 endif()

@@ -126,7 +126,7 @@ Lines_t snapshotLines(const Bytes_t& body) {
 }
 
 /** What a line of the event log says. */
-struct Record_t {
+struct LoggedRecord_t {
     std::int64_t id;
     std::int64_t seconds; /**< since 1970 */
     Bytes_t body;
@@ -136,8 +136,8 @@ struct Record_t {
 constexpr std::int64_t MOST_SECONDS = 253402300799; // the last of the year 9999
 
 /** Nothing for a line that is JSON, but no record. */
-std::optional<Record_t> recordOf(const JsonInput_t& object) {
-    Record_t record{
+std::optional<LoggedRecord_t> recordOf(const JsonInput_t& object) {
+    LoggedRecord_t record{
         .id = object["evId"].integer().value_or(-1), .seconds = object["time"].integer().value_or(-1), .body = {}};
     const std::optional<std::string> body = object["body"].string();
     const bool hasAll = record.id >= 0 && record.seconds >= 0 && record.seconds <= MOST_SECONDS;
@@ -147,7 +147,7 @@ std::optional<Record_t> recordOf(const JsonInput_t& object) {
     return record;
 }
 
-Lines_t recordLines(const Record_t& record, MessageReaderInWords_t& messages) {
+Lines_t recordLines(const LoggedRecord_t& record, MessageReaderInWords_t& messages) {
     const Bytes_t& body = record.body;
     switch (record.id) {
     case ESA_E_ID_ES_ADAPTERMP_BUGCHECK_ERROR_MSG:
@@ -182,7 +182,7 @@ Lines_t eventLogLines(std::istream& file) {
     for (std::string line; std::getline(file, line);) {
         const std::optional<JsonInput_t> object = JsonInput_t::parse(line);
         const bool isObject = object && object->isObject();
-        const std::optional<Record_t> record = isObject ? recordOf(*object) : std::nullopt;
+        const std::optional<LoggedRecord_t> record = isObject ? recordOf(*object) : std::nullopt;
         if (record) {
             isLog = true;
             addIndented(all, millisText(record->seconds * 1000) + " ", recordLines(*record, messages));

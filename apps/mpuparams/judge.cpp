@@ -5,7 +5,6 @@
 #include <cctype>
 #include <cstring>
 #include <numeric>
-#include <strings.h>
 #include <sys/un.h>
 
 #include "chassis_list.h"
@@ -18,10 +17,6 @@ namespace {
 
 constexpr std::size_t LONGEST_LINE = NONXML_K_LINE_LIMIT - 2; // less newline and terminator
 constexpr const char* MANUAL = "mpuparams(8) lists them";
-
-bool isSame(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
 
 std::string inQuotes(std::string_view text) {
     return "\"" + std::string(text) + "\"";
@@ -40,7 +35,7 @@ std::size_t distance(std::string_view a, std::string_view b) {
         std::size_t diagonal = row[0];
         row[0] = i + 1;
         for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (isSame(a.substr(i, 1), b.substr(j, 1)) ? 0 : 1);
+            const std::size_t replaced = diagonal + (isSameName(a.substr(i, 1), b.substr(j, 1)) ? 0 : 1);
             diagonal = row[j + 1];
             row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
         }
@@ -223,12 +218,12 @@ private:
     void add(std::string text) { result.findings.push_back({line_, false, std::move(text)}); }
 
     void judgeFlag(std::string_view name) {
-        if (isSame(name, "RcpComplete")) {
+        if (isSameName(name, "RcpComplete")) {
             add("no file can raise RcpComplete: expected flags+=RcpComplete for mpuparams create or set");
             return;
         }
         for (const NonXML_Flag_t* flag = nonXML_Flags; flag->name != nullptr; ++flag) {
-            if (isSame(flag->name, name)) {
+            if (isSameName(flag->name, name)) {
                 return;
             }
         }
@@ -236,7 +231,7 @@ private:
         const std::string first(name.substr(0, blank));
         const std::string rest(blank == std::string_view::npos ? "VALUE" : trimmed(name.substr(blank), " \t"));
         const bool isKey = std::any_of(std::begin(nonXML_Tables.tagList), std::end(nonXML_Tables.tagList) - 1,
-                                       [&](const NonXML_s& tag) { return isSame(tag.name, first); });
+                                       [&](const NonXML_s& tag) { return isSameName(tag.name, first); });
         add(isKey ? (blank == std::string_view::npos ? "no value" : "no \"=\"") + std::string(": expected ") +
                         inQuotes(first + " = " + rest)
                   : "no flag " + inQuotes(name) + ": " + nearest(nonXML_Flags, name));
@@ -244,12 +239,12 @@ private:
 
     void judgeSetting(std::string_view key, std::string_view value) {
         const NonXML_s* tag = nonXML_Tables.tagList;
-        while (tag->name != nullptr && !isSame(tag->name, key)) {
+        while (tag->name != nullptr && !isSameName(tag->name, key)) {
             ++tag;
         }
         if (tag->name == nullptr) {
             const NonXML_Flag_t* flag = nonXML_Flags;
-            while (flag->name != nullptr && !isSame(flag->name, key)) {
+            while (flag->name != nullptr && !isSameName(flag->name, key)) {
                 ++flag;
             }
             add(flag->name != nullptr

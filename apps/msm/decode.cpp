@@ -14,7 +14,7 @@ namespace {
 
 constexpr U32_t NO_READING = 32767;
 
-using Bytes_t = std::span<const U8_t>;
+using Payload_t = std::span<const U8_t>;
 
 [[gnu::format(printf, 1, 2)]] std::string format(const char* text, ...) {
     char buffer[256];
@@ -70,7 +70,7 @@ std::string eventFields(U16_t eventId, const EsaEventData_t& data) {
     }
 }
 
-std::string eventText(Bytes_t payload) {
+std::string eventText(Payload_t payload) {
     if (payload.size() < sizeof(EsaEvent_t)) {
         return format("event record cut short, %zu of %zu bytes", payload.size(), sizeof(EsaEvent_t));
     }
@@ -126,13 +126,13 @@ std::string receiveRequestText(const RcvDiagResCommand_t& command) {
            format(", at most %u bytes", unsigned{command.allocationLength});
 }
 
-std::string sendRequestText(const SndDiagCommand_t& command, Bytes_t parameters) {
+std::string sendRequestText(const SndDiagCommand_t& command, Payload_t parameters) {
     const std::string page = parameters.empty() ? "no page" : "page " + controlPageName(parameters[0]);
     return page + (command.pf != 0 ? "" : ", page format not set") +
            format(", %u bytes of parameters", unsigned{command.parameterListLength});
 }
 
-std::string sesRequestText(U32_t type, Bytes_t payload) {
+std::string sesRequestText(U32_t type, Payload_t payload) {
     static_assert(sizeof(RcvDiagResCommand_t) == sizeof(SndDiagCommand_t));
     if (payload.size() < sizeof(SndDiagCommand_t)) {
         return format("command cut short, %zu of %zu bytes", payload.size(), sizeof(SndDiagCommand_t));
@@ -147,7 +147,7 @@ std::string sesRequestText(U32_t type, Bytes_t payload) {
     }
 }
 
-std::string senseText(Bytes_t bytes) {
+std::string senseText(Payload_t bytes) {
     if (bytes.size() < sizeof(SenseData_t)) {
         return "CHECK CONDITION, no sense data";
     }
@@ -158,7 +158,7 @@ std::string senseText(Bytes_t bytes) {
 }
 
 /** Configuration and status page start alike; of the other pages only the code is known. */
-std::string goodText(U32_t type, Bytes_t bytes) {
+std::string goodText(U32_t type, Payload_t bytes) {
     constexpr U32_t BYTES_BEFORE_COUNT = offsetof(EncStatDiagPageHdr_t, pageLength) + sizeof(be16_t);
     if (type != SES_K_RECEIVE_DIAGNOSTIC_RESULTS_COMMAND || bytes.size() < sizeof(EncStatDiagPageHdr_t)) {
         return "GOOD";
@@ -168,11 +168,11 @@ std::string goodText(U32_t type, Bytes_t bytes) {
            format(", %" PRIu32 " bytes", page.pageLength + BYTES_BEFORE_COUNT);
 }
 
-std::string sesResponseText(U32_t type, Bytes_t payload) {
+std::string sesResponseText(U32_t type, Payload_t payload) {
     if (payload.empty()) {
         return "no status";
     }
-    const Bytes_t content = payload.subspan(offsetof(SesStatus_t, payloadList));
+    const Payload_t content = payload.subspan(offsetof(SesStatus_t, payloadList));
     switch (payload[0]) {
     case SES_K_SCSI_STATUS_CODE_GOOD:
         return goodText(type, content);
@@ -184,7 +184,7 @@ std::string sesResponseText(U32_t type, Bytes_t payload) {
 }
 
 /** What the payload says, in words; empty where nothing is known of it. */
-std::string payloadText(const MMCH_t& header, Bytes_t payload) {
+std::string payloadText(const MMCH_t& header, Payload_t payload) {
     const U32_t type = header.opcode.request.type;
     const bool response = (header.mmsg_cont & MMCH_K_CONT_RESPONSE) != 0;
     switch (header.opcode.request.protocol) {

@@ -16,7 +16,7 @@ namespace {
 /** Connections that wait to be taken: few, since a newcomer waits behind all of a storm's. */
 constexpr int BACKLOG = 64;
 
-std::string failure(const std::string& what) {
+std::string systemFailure(const std::string& what) {
     return what + ": " + std::strerror(errno);
 }
 
@@ -32,7 +32,7 @@ std::string makeRoom(const std::string& path) {
     if (unixHasListener(path)) {
         return path + " is in use by another process";
     }
-    return ::unlink(path.c_str()) == 0 ? std::string() : failure("cannot remove " + path);
+    return ::unlink(path.c_str()) == 0 ? std::string() : systemFailure("cannot remove " + path);
 }
 
 std::string complaint(UnixStep_e failed, const std::string& path) {
@@ -42,13 +42,13 @@ std::string complaint(UnixStep_e failed, const std::string& path) {
     case UnixStep_e::PATH:
         return "socket name " + path + " is longer than " + std::to_string(UNIX_K_MAX_PATH) + " characters";
     case UnixStep_e::SOCKET:
-        return failure("cannot create a socket");
+        return systemFailure("cannot create a socket");
     case UnixStep_e::ADDRESS:
-        return failure("cannot create " + path);
+        return systemFailure("cannot create " + path);
     case UnixStep_e::LISTEN:
         break;
     }
-    return failure("cannot listen on " + path);
+    return systemFailure("cannot listen on " + path);
 }
 
 } // namespace
@@ -90,7 +90,7 @@ std::string SocketDirectory_t::openForQuestions(const std::string& directory) {
 std::string SocketDirectory_t::lock(const std::string& directory) {
     struct stat status {};
     if (::stat(directory.c_str(), &status) != 0) {
-        return failure("cannot open directory " + directory);
+        return systemFailure("cannot open directory " + directory);
     }
     if (!S_ISDIR(status.st_mode)) {
         return "cannot open directory " + directory + ": " + std::strerror(ENOTDIR);
@@ -101,11 +101,11 @@ std::string SocketDirectory_t::lock(const std::string& directory) {
     for (int tries = 0; tries < 100; ++tries) {
         const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
         if (file < 0) {
-            return failure("cannot open the lock file " + path);
+            return systemFailure("cannot open the lock file " + path);
         }
         if (::flock(file, LOCK_EX | LOCK_NB) != 0) {
             std::string error = errno == EWOULDBLOCK ? "a switch is running in " + directory + " already"
-                                                     : failure("cannot lock " + path);
+                                                     : systemFailure("cannot lock " + path);
             (void)::close(file);
             return error;
         }

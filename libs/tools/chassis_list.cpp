@@ -5,10 +5,6 @@
 
 namespace {
 
-bool isSame(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
 template <typename Matches>
 const ChassisFacts_t* find(Matches&& matches) {
     const auto* const found = std::ranges::find_if(CHASSIS_LIST, matches);
@@ -17,12 +13,16 @@ const ChassisFacts_t* find(Matches&& matches) {
 
 } // namespace
 
+bool isSameName(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
 const ChassisFacts_t* findChassis(unsigned type) {
     return find([type](const ChassisFacts_t& chassis) { return chassis.type == type; });
 }
 
 const ChassisFacts_t* findChassis(std::string_view name) {
     return find([name](const ChassisFacts_t& chassis) {
-        return isSame(chassis.name, name) || isSame(chassis.blockName, name);
+        return isSameName(chassis.name, name) || isSameName(chassis.blockName, name);
     });
 }

@@ -32,6 +32,9 @@ inline constexpr auto CHASSIS_LIST = std::to_array<ChassisFacts_t>({
 #include "chassis_list.def"
 });
 
+/** Whether two names are one: nobody has to know which of their letters are capitals. */
+[[nodiscard]] bool isSameName(std::string_view a, std::string_view b);
+
 /** The chassis of that type, or nullptr. */
 [[nodiscard]] const ChassisFacts_t* findChassis(unsigned type);
 

@@ -5,8 +5,8 @@
 
 namespace {
 
-constexpr std::uint8_t TEMPERATURE = 0x00;
-constexpr std::uint8_t CONFIGURATION = 0x01;
+constexpr std::uint8_t LM75_TEMPERATURE = 0x00;
+constexpr std::uint8_t LM75_CONFIGURATION = 0x01;
 constexpr std::uint8_t HYSTERESIS = 0x02;
 constexpr std::uint8_t LIMIT = 0x03;
 
@@ -18,16 +18,16 @@ unsigned Lm75_t::width(std::uint8_t reg) const {
     if (reg > LIMIT) {
         return 0;
     }
-    return reg == CONFIGURATION ? 1 : 2;
+    return reg == LM75_CONFIGURATION ? 1 : 2;
 }
 
 unsigned Lm75_t::load(std::uint8_t reg) const {
     switch (reg) {
-    case TEMPERATURE: {
+    case LM75_TEMPERATURE: {
         const auto halves = static_cast<int>(std::lround(std::clamp(celsius_, -55.0, 125.0) * 2.0));
         return (static_cast<unsigned>(halves) << 7) & IMPLEMENTED_BITS;
     }
-    case CONFIGURATION:
+    case LM75_CONFIGURATION:
         return configuration_;
     case HYSTERESIS:
         return hysteresis_;
@@ -38,7 +38,7 @@ unsigned Lm75_t::load(std::uint8_t reg) const {
 
 bool Lm75_t::store(std::uint8_t reg, unsigned value) {
     switch (reg) {
-    case CONFIGURATION:
+    case LM75_CONFIGURATION:
         configuration_ = static_cast<std::uint8_t>(value);
         return true;
     case HYSTERESIS:
