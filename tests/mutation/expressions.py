@@ -105,6 +105,7 @@ class Expressions(Texts):
         if node.kind == Kind.BINARY_OPERATOR and node.binary_operator.name == "And":
             if any(value is not None and 0 <= value < 256 for value in map(value_of, operands)):
                 return 1
+            return min(kind.get_size(), *map(self.bytes_of, operands))
         return kind.get_size()
 
     def is_integer(self, node):

@@ -1,0 +1,67 @@
+/** Named operations of the enclosures with what the adapter itself never hands them, or never while its bus is
+ * unusable. */
+#include <gtest/gtest.h>
+
+#include "chips/w83782d.h"
+#include "enclosures/chenbro.h"
+#include "enclosures/vsc055.h"
+#include "esa_fixture.h"
+#include "policy/supplies.h"
+
+namespace {
+
+using NamedOperation = EsaTest;
+
+} // namespace
+
+TEST_F(NamedOperation, NumbersOf32BitsAreNotJudgedByTheirLowByte) {
+    startChassis(5);
+    esaControl.deviceMaxNumber = 12;
+    for (const S32_t drive : {256, 256 + 11, 65536}) {
+        EXPECT_EQ(esaVsc055SetDriveFaultLED(drive), -1) << drive;
+    }
+    startChassis(4);
+    for (const S32_t fan : {256, 256 + 5, 65536}) {
+        U16_t rpm = 12345;
+        EXPECT_EQ(chenbroW83782dFanReadSpeed(fan, &rpm), -1) << fan;
+        EXPECT_EQ(rpm, 12345) << fan;
+    }
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
+}
+
+TEST_F(NamedOperation, WinbondShadowsEndAtTheFourthBackplane) {
+    startChassis(4);
+    (void)takeTrace();
+    const std::string before = hex(&esaControl, sizeof(esaControl));
+    for (const int number : {4, 5, 255}) {
+        const auto backplane = static_cast<U8_t>(number);
+        winbondFanLoadPwm(0x28, backplane, 0, 0x40);
+        esaW83782dSetAlarmState(0x28, backplane, ESA_E_ALARM_STATE_MUTE_S3);
+        EXPECT_EQ(takeTrace(),
+                  (Lines_t{"Load PWM Winbond[64] Percent to Fan [0]", "Unsupported Winbond Fan Index = [0].",
+                           "Set Backplane Alarm State to un-supported value [3]."}));
+    }
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
+    EXPECT_EQ(hex(&esaControl, sizeof(esaControl)), before);
+}
+
+TEST_F(NamedOperation, PollOfSuppliesTakesAnUnusableBusForAFaultWhereVoltagesAreMeasured) {
+    struct {
+        int type;
+        U32_t status;
+        std::vector<std::string> messages;
+    } const rows[] = {{5, 3, {}},
+                      {3, 3, {}},
+                      {2, 3, {}},
+                      {6, 2, {"led-on", "email", "event 6/2"}},
+                      {4, 2, {"led-on", "email", "event 6/2"}}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.type);
+        startChassis(row.type);
+        esaControl.compositeFaultStatus = 0;
+        esaControl.i2cConnected = 0;
+        esaPollPowerSupplies();
+        EXPECT_EQ(esaControl.powerSupplyStatus, row.status);
+        EXPECT_EQ(takeMessageNames(), row.messages);
+    }
+}
