@@ -37,7 +37,8 @@ using Main_t = int (*)(int argc, const char* const* argv);
 /**
  * From now on a process that starts the program `name` of this build runs this, which the test has linked, in a copy of
  * the test's own process: an emulator takes longer to begin than most tests. The environment variable ESA_EMULATOR has
- * the program itself started all the same, and so has a sanitizer. True, so that it can initialise a variable.
+ * the program itself started all the same, and so has a sanitizer (except by runHere()). True, so that it can initialise
+ * a variable.
  */
 bool linkProgram(std::string_view name, Main_t main);
 
@@ -131,5 +132,11 @@ struct RunResult_t {
 /** Runs a command to its end; it is killed when `timeout` passes first. */
 RunResult_t run(const std::vector<std::string>& argv, Milliseconds_t timeout = Milliseconds_t(60000),
                 const StartOptions_t& options = {});
+
+/**
+ * The same for a linked program that ends by itself and leaves the process as it was: its main function runs in this very
+ * process. Nothing has to begin, and an emulator translates it once for all tests.
+ */
+RunResult_t runHere(std::string_view name, const std::vector<std::string>& args);
 
 } // namespace testsupport

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
+#include <set>
 #include <sstream>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -17,6 +18,9 @@ namespace {
 
 [[maybe_unused]] const bool isLinked = testsupport::linkProgram("esactl", esactlMain);
 
+/** Commands that catch signals from then on: they get a process of their own. */
+const std::set<std::string> LASTING{"led", "locate", "fan", "psu", "alarm", "events", "watch"};
+
 } // namespace
 
 std::vector<std::string> esactlCommand(const std::string& words) {
@@ -25,7 +29,10 @@ std::vector<std::string> esactlCommand(const std::string& words) {
 }
 
 Said_t esactl(const std::vector<std::string>& words) {
-    const testsupport::RunResult_t result = testsupport::run(testsupport::programCommand("esactl", words));
+    const auto catchesSignals = [](const std::string& word) { return LASTING.contains(word); };
+    const testsupport::RunResult_t result = std::ranges::any_of(words, catchesSignals)
+                                                ? testsupport::run(testsupport::programCommand("esactl", words))
+                                                : testsupport::runHere("esactl", words);
     return {result.ending.exitCode, result.out, result.err};
 }
 
