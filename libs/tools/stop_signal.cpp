@@ -46,8 +46,9 @@ void stopSignalForget() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         (void)std::signal(signal, SIG_DFL);
     }
-    char byte = 0;
-    while (wakePipe[0] != -1 && read(wakePipe[0], &byte, 1) == 1) {
+    for (int& end : wakePipe) {
+        (void)close(end); // nothing happens where there is none
+        end = -1;
     }
     received = 0;
 }

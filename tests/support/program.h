@@ -37,8 +37,8 @@ using Main_t = int (*)(int argc, const char* const* argv);
 /**
  * From now on a process that starts the program `name` of this build runs this, which the test has linked, in a copy of
  * the test's own process: an emulator takes longer to begin than most tests. The environment variable ESA_EMULATOR has
- * the program itself started all the same, and so has a sanitizer (except by runHere()). True, so that it can initialise
- * a variable.
+ * the program itself started all the same, and so has a sanitizer (except by runHere()). True, so that it can
+ * initialise a variable.
  */
 bool linkProgram(std::string_view name, Main_t main);
 
@@ -134,8 +134,8 @@ RunResult_t run(const std::vector<std::string>& argv, Milliseconds_t timeout = M
                 const StartOptions_t& options = {});
 
 /**
- * The same for a linked program that ends by itself and leaves the process as it was: its main function runs in this very
- * process. Nothing has to begin, and an emulator translates it once for all tests.
+ * The same for a linked program that ends by itself and leaves the process as it was: its main function runs in this
+ * very process. Nothing has to begin, and an emulator translates it once for all tests.
  */
 RunResult_t runHere(std::string_view name, const std::vector<std::string>& args);
 

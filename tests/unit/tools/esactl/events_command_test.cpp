@@ -76,9 +76,8 @@ TEST(EventsCommand, FollowGoesOnUntilInterruptedAndWithoutItTheTimeoutEnds) {
     EXPECT_EQ(lines[1]["error"]["code"], "no-switch");
 }
 
-TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminal) {
-    FakeSwitch_t net;
-    net.serve(backplaneConfiguration(), faultyBackplaneStatus());
+TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminalUntilItHasShownEnoughOrIsInterrupted) {
+    FakeSwitch_t net(backplaneConfiguration(), faultyBackplaneStatus());
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
     net.queued["startup"] = {startupMessage(12, 14, 2, 2)};
     const Said_t said = net.esactl("watch --interval 0.1 --count 2");
@@ -88,11 +87,13 @@ TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminal) {
     }
     EXPECT_THAT(said.out, Not(HasSubstr("\033")));
     EXPECT_EQ(net.requests(28).size(), 4U);
+    testsupport::Process_t watch(net.command("watch"));
+    ASSERT_TRUE(watch.waitForOut("Enclosure FAULT", PATIENCE));
+    expectItEndsOn(SIGINT, watch);
 }
 
 TEST(WatchCommand, JsonIsAStreamOfDocumentsWhichGoesOnWhileTheAdapterIsSilent) {
-    FakeSwitch_t net;
-    net.serve(backplaneConfiguration(), healthyBackplaneStatus());
+    FakeSwitch_t net(backplaneConfiguration(), healthyBackplaneStatus());
     net.queued["eventlog"] = {eventMessage(7, 2, FAN1_FAULT)};
     std::vector<std::string> schemas;
     for (const JsonValue_t& document : net.jsonLines("watch --json --interval 0.2 --count 2")) {
@@ -109,18 +110,9 @@ TEST(WatchCommand, JsonIsAStreamOfDocumentsWhichGoesOnWhileTheAdapterIsSilent) {
     EXPECT_THAT(said.out, HasSubstr("Enclosure NOT REACHED: no answer to the request for page 1"));
 }
 
-TEST(WatchCommand, EndsOnInterrupt) {
-    FakeSwitch_t net;
-    net.serve(backplaneConfiguration(), healthyBackplaneStatus());
-    testsupport::Process_t watch(net.command("watch"));
-    ASSERT_TRUE(watch.waitForOut("Enclosure OK", PATIENCE));
-    expectItEndsOn(SIGINT, watch);
-}
-
 class Terminal : public testing::Test {
 protected:
     Terminal() {
-        net_.serve(backplaneConfiguration(), faultyBackplaneStatus());
         options_.environment = {{"TERM", "xterm"}, {"SHELL", "/bin/sh"}};
         options_.unset = {"NO_COLOR"};
         options_.closeStdin = false;
@@ -142,7 +134,7 @@ protected:
         return process.out();
     }
 
-    FakeSwitch_t net_;
+    FakeSwitch_t net_{backplaneConfiguration(), faultyBackplaneStatus()};
     testsupport::StartOptions_t options_;
 };
 
@@ -157,25 +149,21 @@ TEST_F(Terminal, StatusHasColourUnlessTheTerminalOrItsUserDoesNotWantIt) {
     EXPECT_THAT(outputOf("status"), testing::AllOf(HasSubstr("Enclosure FAULT: psu1 "), Not(HasSubstr("\033"))));
 }
 
-TEST_F(Terminal, WatchTakesTheScreenAndGivesItBackOnQAndOnCtrlC) {
-    for (const char* keys : {"xq", "\003"}) {
-        testsupport::Process_t watch(onTerminal("watch --interval 60"), options_);
+TEST_F(Terminal, WatchTakesTheScreenAndGivesItBackOnQAndOnCtrlCWhileTheAdapterIsSilentToo) {
+    for (const char* keys : {"xq", "\003", "q"}) {
+        const bool isSilent = std::string(keys) == "q";
+        if (isSilent) {
+            net_.script = nullptr;
+        }
+        testsupport::Process_t watch(onTerminal("--timeout 50 watch --interval 60"), options_);
         ASSERT_TRUE(watch.waitForOut("\033[?1049h\033[?25l", PATIENCE));
-        ASSERT_TRUE(watch.waitForOut("Events: none yet", PATIENCE));
+        ASSERT_TRUE(isSilent || watch.waitForOut("Events: none yet", PATIENCE));
         ASSERT_TRUE(watch.writeInput(keys));
-        const auto ending = watch.wait(PATIENCE);
+        const auto ending = watch.wait(std::chrono::seconds(30)); // a wait for the adapter does not hold the user
         ASSERT_TRUE(ending);
         EXPECT_EQ(ending->exitCode, 0);
         EXPECT_THAT(watch.out(), testing::EndsWith("\033[?25h\033[?1049l"));
     }
-}
-
-TEST_F(Terminal, WatchQuitsWhileTheAdapterIsSilent) {
-    net_.script = nullptr;
-    testsupport::Process_t watch(onTerminal("--timeout 50 watch"), options_);
-    ASSERT_TRUE(watch.waitForOut("\033[?1049h", PATIENCE));
-    ASSERT_TRUE(watch.writeInput("q"));
-    EXPECT_TRUE(watch.wait(std::chrono::seconds(30))) << "a wait for the adapter does not hold the user";
 }
 
 } // namespace

@@ -4,12 +4,12 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
-#include <set>
 #include <sstream>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "cli.h"
+#include "stop_signal.h"
 
 using testsupport::put16;
 using testsupport::Stream_t;
@@ -17,9 +17,6 @@ using testsupport::Stream_t;
 namespace {
 
 [[maybe_unused]] const bool isLinked = testsupport::linkProgram("esactl", esactlMain);
-
-/** Commands that catch signals from then on: they get a process of their own. */
-const std::set<std::string> LASTING{"led", "locate", "fan", "psu", "alarm", "events", "watch"};
 
 } // namespace
 
@@ -29,10 +26,8 @@ std::vector<std::string> esactlCommand(const std::string& words) {
 }
 
 Said_t esactl(const std::vector<std::string>& words) {
-    const auto catchesSignals = [](const std::string& word) { return LASTING.contains(word); };
-    const testsupport::RunResult_t result = std::ranges::any_of(words, catchesSignals)
-                                                ? testsupport::run(testsupport::programCommand("esactl", words))
-                                                : testsupport::runHere("esactl", words);
+    const testsupport::RunResult_t result = testsupport::runHere("esactl", words);
+    stopSignalForget();
     return {result.ending.exitCode, result.out, result.err};
 }
 

@@ -44,6 +44,7 @@ public:
 
     /** Serves in a new directory of its own. */
     FakeSwitch_t();
+    FakeSwitch_t(const Bytes_t& configuration, const Bytes_t& status) : FakeSwitch_t() { serve(configuration, status); }
     ~FakeSwitch_t();
     FakeSwitch_t(const FakeSwitch_t&) = delete;
     FakeSwitch_t& operator=(const FakeSwitch_t&) = delete;

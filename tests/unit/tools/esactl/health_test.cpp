@@ -1,8 +1,9 @@
-/** How an enclosure's health is judged, and what names its elements have. */
-#include <gmock/gmock.h>
+/** How an enclosure's health is judged; which enclosure it is, and the one cause when nothing of it is known. */
 #include <gtest/gtest.h>
 
+#include "diagnosis.h"
 #include "errors.h"
+#include "folder.h"
 #include "health.h"
 #include "names.h"
 
@@ -38,49 +39,45 @@ PowerSupply_t supplyWith(U8_t code, bool fail, bool acFail = false) {
 }
 
 /** Exit status, and what is wrong. */
-std::string verdict(const EnclosureStatus_t& status, const ChassisFacts_t* chassis = nullptr) {
-    const Health_t health = assessHealth(status, chassis);
+std::string verdict(const Health_t& health) {
     std::string text = std::to_string(health.exitStatus);
     for (const Problem_t& problem : health.problems) {
         text += ": " + problem.text;
     }
     return text;
 }
-
-TEST(Health, FansAreJudgedByTheirLimitAndTheirMark) {
-    const struct {
-        Rpm_t rpm;
-        bool fail;
-        const char* verdict;
-    } cases[] = {{2000, false, "0"},
-                 {10230, false, "0"},
-                 {1990, false, "8: fan0 at 1990 RPM is under its limit of 2000 RPM"},
-                 {0, false, "8: fan0 stands still (limit 2000 RPM)"},
-                 {{}, false, "24: fan0 gives no speed reading and counts as stopped (limit 2000 RPM)"},
-                 {2000, true, "8: fan0 at 2000 RPM is marked faulty (limit 2000 RPM)"}};
-    for (const auto& c : cases) {
-        EnclosureStatus_t status;
-        status.fans = {fanAt(c.rpm, c.fail)};
-        EXPECT_EQ(verdict(status), c.verdict);
-    }
+std::string verdict(const EnclosureStatus_t& status, const ChassisFacts_t* chassis = nullptr) {
+    return verdict(assessHealth(status, chassis));
 }
 
-TEST(Health, TemperatureMessagesNameTheLimitThatIsBroken) {
-    const struct {
-        Celsius_t celsius;
-        const char* verdict;
-    } cases[] = {{55, "0"},
-                 {56, "16: temp0 at 56 C is over its warning limit of 55 C"},
-                 {60, "16: temp0 at 60 C is over its warning limit of 55 C"},
-                 {61, "24: temp0 at 61 C is over its failure limit of 60 C"},
-                 {1, "0"},
-                 {0, "16: temp0 at 0 C is under its warning limit of 1 C"},
-                 {-1, "24: temp0 at -1 C is under its failure limit of 0 C"},
-                 {{}, "16: temp0 gives no reading"}};
-    for (const auto& c : cases) {
+TEST(Health, FansAndTemperaturesAreJudgedByTheirLimitsWhichAreNamed) {
+    const auto fan = [](Rpm_t rpm, bool fail = false) {
         EnclosureStatus_t status;
-        status.sensors = {sensorAt(c.celsius)};
-        EXPECT_EQ(verdict(status), c.verdict);
+        status.fans = {fanAt(rpm, fail)};
+        return status;
+    };
+    const auto sensor = [](Celsius_t celsius) {
+        EnclosureStatus_t status;
+        status.sensors = {sensorAt(celsius)};
+        return status;
+    };
+    const std::pair<EnclosureStatus_t, const char*> cases[] = {
+        {fan(2000), "0"},
+        {fan(10230), "0"},
+        {fan(1990), "8: fan0 at 1990 RPM is under its limit of 2000 RPM"},
+        {fan(0), "8: fan0 stands still (limit 2000 RPM)"},
+        {fan({}), "24: fan0 gives no speed reading and counts as stopped (limit 2000 RPM)"},
+        {fan(2000, true), "8: fan0 at 2000 RPM is marked faulty (limit 2000 RPM)"},
+        {sensor(55), "0"},
+        {sensor(56), "16: temp0 at 56 C is over its warning limit of 55 C"},
+        {sensor(60), "16: temp0 at 60 C is over its warning limit of 55 C"},
+        {sensor(61), "24: temp0 at 61 C is over its failure limit of 60 C"},
+        {sensor(1), "0"},
+        {sensor(0), "16: temp0 at 0 C is under its warning limit of 1 C"},
+        {sensor(-1), "24: temp0 at -1 C is under its failure limit of 0 C"},
+        {sensor({}), "16: temp0 gives no reading"}};
+    for (const auto& [status, text] : cases) {
+        EXPECT_EQ(verdict(status), text);
     }
 }
 
@@ -153,15 +150,9 @@ TEST(Health, ElementStatusCodesOfOtherEnclosuresCount) {
     }
 }
 
-TEST(Names, OneNamePerElement) {
-    EXPECT_EQ(slotName(3) + slotName(15) + supplyName(0) + fanName(7) + sensorName(2) + alarmName(0),
-              "slot03slot15psu0fan7temp2alarm0");
-}
-
 TEST(Names, ANumberOrANameIsUnderstoodAndARefusalSaysWhatThereIs) {
     const struct {
-        const char* prefix;
-        const char* text;
+        const char *prefix, *text;
         unsigned count;
         const char* meant;
     } cases[] = {
@@ -184,6 +175,132 @@ TEST(Names, ANumberOrANameIsUnderstoodAndARefusalSaysWhatThereIs) {
             EXPECT_EQ(error.exitStatus(), 1);
         }
     }
+}
+
+using Speeds_t = std::vector<std::optional<unsigned>>;
+using Degrees_t = std::vector<std::optional<int>>;
+
+Enclosure_t enclosureWith(U8_t drives, U8_t supplies, const Speeds_t& rpm, const Degrees_t& celsius) {
+    Enclosure_t enclosure;
+    enclosure.configuration.groups = {
+        {1, drives}, {2, supplies}, {3, static_cast<U8_t>(rpm.size())}, {4, static_cast<U8_t>(celsius.size())}, {6, 1}};
+    enclosure.status.drives.resize(drives);
+    enclosure.status.supplies.resize(supplies);
+    for (const auto& speed : rpm) {
+        enclosure.status.fans.emplace_back().rpm = speed;
+        enclosure.status.fans.back().off = speed == 0U;
+    }
+    for (const auto& degrees : celsius) {
+        enclosure.status.sensors.emplace_back().celsius = degrees;
+    }
+    return enclosure;
+}
+
+AdapterFacts_t told(const char* chassis) {
+    return {.chassis = findChassis(std::string_view(chassis))};
+}
+
+/** Before it has reached an enclosure the adapter lists 16 drives, 3 supplies, 8 fans and 4 sensors. */
+Enclosure_t unreached(std::optional<int> celsius) {
+    return enclosureWith(16, 3, Speeds_t(8), Degrees_t(4, celsius));
+}
+
+Enclosure_t diagnosed(Enclosure_t enclosure, const AdapterFacts_t& facts = {}) {
+    diagnose(enclosure, facts);
+    return enclosure;
+}
+
+std::string chassisOf(const Enclosure_t& enclosure) {
+    return enclosure.chassis == nullptr ? "" : enclosure.chassis->name;
+}
+
+/** The two backplanes of 16 drives; tachometers count differently: 600000 and 675000 divided by a count, in steps
+ * of 10. */
+constexpr unsigned VSC055_RPM = 5000;  // 120
+constexpr unsigned W83782D_RPM = 6750; // 100
+Enclosure_t backplane(unsigned rpm) {
+    return enclosureWith(16, 2, {rpm, rpm, rpm}, {30, {}, {}});
+}
+
+const Enclosure_t SILENT = enclosureWith(12, 2, Speeds_t(8), {{}, {}});
+
+TEST(Diagnosis, WhereNoReadingArrivesTheOneCauseIsTold) {
+    const AdapterFacts_t lastAnswered{.lastTransfer = [] { return std::string("2026-11-21T02:33:11Z"); }};
+    const AdapterFacts_t neverAnswered{.lastTransfer = [] { return std::string(); }};
+    const struct {
+        Enclosure_t enclosure;
+        AdapterFacts_t facts;
+        const char* verdict;
+    } cases[] = {
+        {unreached(0), told("none"), "16: the adapter has no enclosure: chassis type None"},
+        {unreached(0),
+         {},
+         "16: the adapter has no enclosure: chassis type None, or /dev/enc-0 could not be opened when it started"},
+        {unreached(0), told("quadra"),
+         "8: the adapter has no enclosure: /dev/enc-0 could not be opened for the quadra enclosure when it started"},
+        {unreached({}), told("quadra"),
+         "8: no answer on the I2C bus when the adapter started: no chip of the quadra enclosure was found; check cable "
+         "and chassis type, then restart it"},
+        {unreached({}),
+         {},
+         "8: no answer on the I2C bus when the adapter started: no chip of the enclosure was found; check cable and "
+         "chassis type, then restart it"},
+        {SILENT, {}, "8: no answer on the I2C bus: no fan and no sensor has a reading"},
+        {SILENT, neverAnswered, "8: no answer on the I2C bus: no fan and no sensor has a reading"},
+        {SILENT, lastAnswered,
+         "8: no answer on the I2C bus since 2026-11-21T02:33:11Z: no fan and no sensor has a reading"}};
+    for (const auto& c : cases) {
+        const Enclosure_t enclosure = diagnosed(c.enclosure, c.facts);
+        EXPECT_EQ(verdict(assessHealth(enclosure)), c.verdict);
+        EXPECT_TRUE(isOutOfReach(c.enclosure));
+        EXPECT_EQ(isUnreached(c.enclosure.configuration), c.enclosure.status.drives.size() == 16);
+        EXPECT_EQ(driveCondition(enclosure.status.drives[0]), CONDITION_E_UNKNOWN);
+        EXPECT_EQ(supplyCondition(enclosure.status.supplies[0]), CONDITION_E_UNKNOWN);
+        EXPECT_EQ(fanCondition(enclosure.status.fans[0]), CONDITION_E_UNKNOWN);
+        EXPECT_EQ(sensorCondition(enclosure.status.sensors[0]), CONDITION_E_UNKNOWN);
+        EXPECT_FALSE(enclosure.status.sensors[0].celsius) << "0 degrees were never measured";
+    }
+    // One reading that arrives means that the bus works; a fan that stands is read.
+    EXPECT_FALSE(isOutOfReach(enclosureWith(16, 3, {5000U, {}, {}}, {{}, {}, {}})));
+    EXPECT_EQ(diagnosed(enclosureWith(16, 3, {{}, {}, {}}, {30, {}, {}})).cause, "");
+    EXPECT_EQ(diagnosed(enclosureWith(16, 3, {0U, {}, {}}, {{}, {}, {}})).cause, "");
+}
+
+TEST(Diagnosis, SensorsThatAChassisNeverReadsAreNoMissingReadingsAndDeadOnesOfTheOtherBackplaneAre) {
+    const Enclosure_t unfitted = diagnosed(backplane(W83782D_RPM));
+    EXPECT_EQ(chassisOf(unfitted), "w83782d");
+    EXPECT_EQ(assessHealth(unfitted).exitStatus, 0);
+    EXPECT_EQ(sensorCondition(unfitted.status.sensors[1]), CONDITION_E_ABSENT);
+    EXPECT_EQ(assessHealth(diagnosed(backplane(VSC055_RPM), told("vsc055"))).exitStatus, 16);
+    const Enclosure_t unsure = diagnosed(backplane(VSC055_RPM));
+    EXPECT_EQ(chassisOf(unsure), "") << "readings of one, tachometers of the other";
+    EXPECT_EQ(assessHealth(unsure).exitStatus, 16);
+}
+
+TEST(Diagnosis, EnclosuresAreMadeOutByTheirElementsUnlessAPersonSaysOtherwise) {
+    const auto of = [](U8_t drives, U8_t supplies, unsigned fans, unsigned sensors) {
+        return chassisOf(
+            diagnosed(enclosureWith(drives, supplies, Speeds_t(fans, VSC055_RPM), Degrees_t(sensors, 30))));
+    };
+    EXPECT_EQ(of(12, 2, 8, 2), "xyratex");
+    EXPECT_EQ(of(16, 3, 3, 3), "quadra");
+    EXPECT_EQ(of(16, 3, 6, 4), "chenbro");
+    EXPECT_EQ(of(16, 2, 3, 3), "vsc055");
+    const Enclosure_t xyratex = enclosureWith(12, 2, Speeds_t(8, 5000U), {30, 30});
+    AdapterFacts_t chosen = told("quadra");
+    EXPECT_EQ(chassisOf(diagnosed(xyratex, chosen)), "xyratex") << "what was told counts where it fits";
+    chosen.isChosen = true;
+    EXPECT_EQ(chassisOf(diagnosed(xyratex, chosen)), "quadra");
+}
+
+TEST(Diagnosis, TheFileBesideTheSwitchTellsChassisAndVersion) {
+    const testsupport::Folder_t folder;
+    EXPECT_EQ(readAdapterFacts(folder.path("none")).chassis, nullptr);
+    (void)folder.write("adapter", "chassis=W83782d\nversion=1.3.0.24\nother\n");
+    const AdapterFacts_t facts = readAdapterFacts(folder.path());
+    ASSERT_NE(facts.chassis, nullptr);
+    EXPECT_STREQ(facts.chassis->name, "w83782d");
+    EXPECT_EQ(facts.version, "1.3.0.24");
 }
 
 } // namespace

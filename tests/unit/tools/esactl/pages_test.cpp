@@ -1,30 +1,28 @@
+/** Pages as they come and go. */
 #include <gtest/gtest.h>
 
+#include "control_page.h"
+#include "errors.h"
 #include "pages.h"
 #include "sample_pages.h"
 
 namespace {
 
-Configuration_t configurationOf(const Bytes_t& page) {
-    const Decoded_t<Configuration_t> decoded = decodeConfigurationPage(page);
+template <typename T>
+T taken(const Decoded_t<T>& decoded) {
     EXPECT_TRUE(decoded.value) << decoded.error;
-    return decoded.value.value_or(Configuration_t{});
+    return decoded.value.value_or(T{});
 }
 
-EnclosureStatus_t statusOf(const Bytes_t& page, const Bytes_t& configuration) {
-    const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configurationOf(configuration));
-    EXPECT_TRUE(decoded.value) << decoded.error;
-    return decoded.value.value_or(EnclosureStatus_t{});
+Configuration_t configurationOf(const Bytes_t& page) {
+    return taken(decodeConfigurationPage(page));
 }
 
 /** The status of one element of that type whose record is `record`. */
 EnclosureStatus_t oneElement(U8_t type, const std::string& record) {
     Configuration_t one;
     one.groups = {{type, 1}};
-    const Decoded_t<EnclosureStatus_t> decoded =
-        decodeStatusPage(unhex("02 00 00 0c 00 00 00 00 00 00 00 00" + record), one);
-    EXPECT_TRUE(decoded.value) << decoded.error;
-    return decoded.value.value_or(EnclosureStatus_t{});
+    return taken(decodeStatusPage(unhex("02 00 00 0c 00 00 00 00 00 00 00 00" + record), one));
 }
 
 Fan_t fanOf(const std::string& record) {
@@ -44,86 +42,49 @@ void expectNoTruncationIsTaken(const Bytes_t& page, Decode decode) {
     }
 }
 
-TEST(ConfigurationPage, DecodesThePageThatLacksItsLastByte) {
-    const Configuration_t configuration = configurationOf(smallConfiguration());
-    EXPECT_EQ(configuration.generation, 7U);
-    EXPECT_EQ(configuration.processes, 1);
-    EXPECT_EQ(configuration.logicalId, (std::array<U8_t, 8>{0x50, 0, 0, 1, 2, 3, 4, 5}));
-    EXPECT_EQ(configuration.vendor, "ACME");
-    EXPECT_EQ(configuration.product, "Shelf \"2\"");
-    EXPECT_EQ(configuration.revision, "0102");
-    ASSERT_EQ(configuration.groups.size(), 5U);
-    const unsigned counts[] = {0, 2, 1, 2, 2, 0, 1};
-    for (U8_t type = 1; type <= 6; ++type) {
-        EXPECT_EQ(configuration.count(type), counts[type]) << +type;
-    }
-    Bytes_t whole = smallConfiguration();
-    whole.push_back(0);
-    EXPECT_EQ(configurationOf(whole).count(6), 1U);
+TEST(ConfigurationPage, ItsLastByteMayLackItsNamesMayBeEmptyAndWhatCannotBePrintedNeverReachesTheTerminal) {
+    Bytes_t page = smallConfiguration();
+    EXPECT_EQ(configurationOf(page).count(6), 1U);
+    page.push_back(0);
+    page[20] = 0x1B;
+    page[21] = 0xFF;
+    const Configuration_t whole = configurationOf(page);
+    EXPECT_EQ(whole.count(6), 1U);
+    EXPECT_EQ(whole.vendor, "??ME");
     const Configuration_t nameless = configurationOf(backplaneConfiguration());
     EXPECT_EQ(nameless.vendor + nameless.product + nameless.revision, "");
 }
 
-TEST(ConfigurationPage, UnprintableVendorBytesNeverReachTheTerminal) {
-    Bytes_t page = smallConfiguration();
-    page[20] = 0x1B;
-    page[21] = 0xFF;
-    EXPECT_EQ(configurationOf(page).vendor, "??ME");
+TEST(Pages, EveryTruncationIsRefused) {
+    const Configuration_t configuration = configurationOf(smallConfiguration());
+    expectNoTruncationIsTaken(smallConfiguration(), decodeConfigurationPage);
+    expectNoTruncationIsTaken(smallStatus(),
+                              [&](const Bytes_t& page) { return decodeStatusPage(page, configuration); });
 }
 
-TEST(ConfigurationPage, EveryTruncationIsRefused) {
-    expectNoTruncationIsTaken(smallConfiguration(), [](const Bytes_t& page) { return decodeConfigurationPage(page); });
-}
-
-TEST(ConfigurationPage, WrongPageCodeAndWrongCountAreRefused) {
-    Bytes_t page = smallConfiguration();
-    page[0] = 2;
-    EXPECT_EQ(decodeConfigurationPage(page).error, "page code is 2 where 1 was asked for");
-    page = smallConfiguration();
-    page[10] = 255; // type headers that are not there
-    EXPECT_FALSE(decodeConfigurationPage(page).value);
-    page = smallConfiguration();
-    page[3] = 0x41; // length that the type headers do not add up to
-    EXPECT_FALSE(decodeConfigurationPage(page).value);
-}
-
-TEST(StatusPage, DecodesEveryElementOfAHealthyBackplane) {
-    const EnclosureStatus_t status = statusOf(healthyBackplaneStatus(), backplaneConfiguration());
-    ASSERT_EQ(status.drives.size(), 16U);
-    ASSERT_EQ(status.supplies.size(), 3U);
-    ASSERT_EQ(status.fans.size(), 3U);
-    ASSERT_EQ(status.sensors.size(), 3U);
-    ASSERT_EQ(status.alarms.size(), 1U);
-    EXPECT_EQ(status.drives[15].code, 1);
-    EXPECT_FALSE(status.drives[3].faultRequested);
-    EXPECT_FALSE(status.supplies[0].fail);
-    EXPECT_EQ(status.fans[2].rpm, 3000U);
-    EXPECT_EQ(status.sensors[0].celsius, 30);
-    EXPECT_EQ(status.sensors[2].celsius, 32);
-}
-
-TEST(StatusPage, DecodesFaultsInTheirPlaces) {
-    const EnclosureStatus_t status = statusOf(faultyBackplaneStatus(), backplaneConfiguration());
-    EXPECT_TRUE(status.drives[3].faultRequested);
-    EXPECT_FALSE(status.drives[2].faultRequested);
-    EXPECT_EQ(status.drives[5].code, 5);
-    EXPECT_EQ(status.supplies[1].code, 5);
-    EXPECT_TRUE(status.supplies[1].fail);
-    EXPECT_FALSE(status.supplies[2].fail);
-    EXPECT_EQ(status.fans[0].rpm, 1500U);
-    EXPECT_EQ(status.fans[1].rpm, std::nullopt);
-    EXPECT_EQ(status.sensors[0].celsius, 57);
-    EXPECT_TRUE(status.sensors[0].overWarning);
-    EXPECT_FALSE(status.sensors[0].overFailure);
-    EXPECT_TRUE(status.sensors[1].overFailure);
-    EXPECT_EQ(status.sensors[2].celsius, std::nullopt);
+TEST(Pages, AnotherCodeLengthCountOrConfigurationIsRefused) {
+    const Configuration_t configuration = configurationOf(smallConfiguration());
+    const auto changed = [](Bytes_t page, std::size_t at, U8_t value) {
+        page[at] = value;
+        return page;
+    };
+    EXPECT_EQ(decodeConfigurationPage(changed(smallConfiguration(), 0, 2)).error,
+              "page code is 2 where 1 was asked for");
+    EXPECT_EQ(decodeStatusPage(changed(smallStatus(), 0, 1), configuration).error,
+              "page code is 1 where 2 was asked for");
+    // Type headers that are not there; a length that the type headers do not add up to.
+    EXPECT_FALSE(decodeConfigurationPage(changed(smallConfiguration(), 10, 255)).value);
+    EXPECT_FALSE(decodeConfigurationPage(changed(smallConfiguration(), 3, 0x41)).value);
+    EXPECT_FALSE(decodeStatusPage(smallStatus(), configurationOf(backplaneConfiguration())).value);
+    EXPECT_FALSE(decodeStatusPage(healthyBackplaneStatus(), configuration).value);
 }
 
 TEST(StatusPage, TheAlarmByteThatNeverArrivesIsUnknownAndThatOfAWholePageIsDecoded) {
-    EXPECT_FALSE(statusOf(healthyBackplaneStatus(), backplaneConfiguration()).alarms[0].tones);
     Bytes_t page = smallStatus();
+    const Configuration_t configuration = configurationOf(smallConfiguration());
+    EXPECT_FALSE(taken(decodeStatusPage(page, configuration)).alarms.at(0).tones);
     page.push_back(0x6B);
-    const EnclosureStatus_t status = statusOf(page, smallConfiguration());
+    const EnclosureStatus_t status = taken(decodeStatusPage(page, configuration));
     ASSERT_TRUE(status.alarms.at(0).tones);
     const AlarmTones_t& tones = *status.alarms[0].tones;
     EXPECT_EQ((std::vector<bool>{tones.unrecov, tones.crit, tones.nonCrit, tones.info}),
@@ -143,9 +104,7 @@ unsigned speedIn(U8_t drives, U8_t supplies, U8_t fans, U8_t sensors, U8_t msb, 
     const std::size_t record = 8U + 4U * (drives + 1U) + 4U * (supplies + 1U) + 4U;
     page[record + 1] = msb;
     page[record + 2] = lsb;
-    const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configuration);
-    EXPECT_TRUE(decoded.value) << decoded.error;
-    return decoded.value ? decoded.value->fans.at(0).rpm.value_or(0) : 0;
+    return taken(decodeStatusPage(page, configuration)).fans.at(0).rpm.value_or(0);
 }
 
 TEST(StatusPage, SpeedsThatOverflowTheTenBitsAreToldFromSlowFans) {
@@ -202,22 +161,7 @@ TEST(StatusPage, TemperatureIsOffsetByTwentyAndByteZeroIsAReadingOnlyWithFlags) 
     EXPECT_EQ(celsiusOf("00 00 00 c0"), -20);
 }
 
-TEST(StatusPage, EveryTruncationIsRefused) {
-    const Configuration_t configuration = configurationOf(smallConfiguration());
-    expectNoTruncationIsTaken(smallStatus(),
-                              [&](const Bytes_t& page) { return decodeStatusPage(page, configuration); });
-}
-
-TEST(StatusPage, PageOfAnotherConfigurationIsRefused) {
-    EXPECT_FALSE(decodeStatusPage(smallStatus(), configurationOf(backplaneConfiguration())).value);
-    EXPECT_FALSE(decodeStatusPage(healthyBackplaneStatus(), configurationOf(smallConfiguration())).value);
-    Bytes_t page = smallStatus();
-    page[0] = 1;
-    EXPECT_EQ(decodeStatusPage(page, configurationOf(smallConfiguration())).error,
-              "page code is 1 where 2 was asked for");
-}
-
-TEST(StatusPage, HostileConfigurationNeverReadsPastThePage) {
+TEST(StatusPage, HostileConfigurationNeverReadsPastThePageAndTheLargestEnclosureNeedsNone) {
     Configuration_t hostile;
     for (unsigned type = 0; type < 256; ++type) {
         hostile.groups.push_back({static_cast<U8_t>(type), 255});
@@ -228,27 +172,82 @@ TEST(StatusPage, HostileConfigurationNeverReadsPastThePage) {
     EXPECT_FALSE(decodeStatusPage(page, hostile).value);
     hostile.groups = {{6, 0}};
     EXPECT_TRUE(decodeStatusPage(unhex("02 00 00 08 00 00 00 00 00 00 00"), hostile).value);
+    Bytes_t largest(8 + 4 * (32 + 5) - 1, 0);
+    largest[0] = 2;
+    largest[3] = 152;
+    EXPECT_TRUE(decodeStatusPage(largest).value);
 }
 
-TEST(StatusPage, EveryByteValueAnywhereIsSafe) {
+TEST(StatusPage, EveryBitAnywhereIsSafe) {
     const Configuration_t configuration = configurationOf(smallConfiguration());
-    for (std::size_t i = 0; i < smallStatus().size(); ++i) {
-        for (unsigned value = 0; value < 256; ++value) {
-            Bytes_t page = smallStatus();
-            page[i] = static_cast<U8_t>(value);
-            const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configuration);
-            if (decoded.value.has_value() != decoded.error.empty()) {
-                ADD_FAILURE() << "byte " << i << " is " << value;
+    for (std::size_t bit = 0; bit < 8 * smallStatus().size(); ++bit) {
+        Bytes_t page = smallStatus();
+        page[bit / 8] ^= static_cast<U8_t>(1U << bit % 8);
+        const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configuration);
+        EXPECT_EQ(decoded.value.has_value(), decoded.error.empty()) << "bit " << bit;
+    }
+}
+
+/** The status of an enclosure with so many elements, all well. */
+EnclosureStatus_t enclosureOf(unsigned drives, unsigned supplies, unsigned fans, unsigned sensors, unsigned alarms) {
+    EnclosureStatus_t status;
+    status.drives.resize(drives);
+    status.supplies.resize(supplies);
+    status.fans.resize(fans);
+    status.sensors.resize(sensors);
+    status.alarms.resize(alarms);
+    return status;
+}
+
+TEST(ControlPage, TheExchangedStepsFindEveryFanAndTheAlarmInEveryEnclosure) {
+    // The adapter walks the lists with two steps exchanged: it seeks the temperatures elsewhere, all else where it is.
+    const auto zeros = [](unsigned words) { return std::string(8 * std::size_t{words}, '0'); };
+    for (unsigned fans = 0; fans <= 8; ++fans) {
+        for (unsigned sensors = 0; sensors <= 8; ++sensors) {
+            ControlPage_t wanted = controlPageOf(enclosureOf(16, 3, fans, sensors, 1));
+            wanted.fansOn.assign(fans, true);
+            if (fans > 0) {
+                wanted.selectedFan = fans - 1;
             }
+            wanted.selectedAlarm = 0;
+            wanted.alarms[0].tones.nonCrit = true;
+            std::string records = fans > 0 ? "00000080" : "00000000";
+            for (unsigned fan = 0; fan < fans; ++fan) {
+                records += fan + 1 == fans ? "80000004" : "00000004";
+            }
+            const U8_t length = static_cast<U8_t>(104 + 4 * (fans + sensors));
+            EXPECT_EQ(plainHex(encodeControlPage(wanted)), "020000" + plainHex({length}) + zeros(1 + 17 + 4) + records +
+                                                               zeros(1 + sensors) + "0000008080000020")
+                << fans << " fans, " << sensors << " sensors";
         }
     }
 }
 
-TEST(StatusPage, LargestEnclosureNeedsNoConfiguration) {
-    Bytes_t page(8 + 4 * (32 + 5) - 1, 0);
-    page[0] = 2;
-    page[3] = 152;
-    EXPECT_TRUE(decodeStatusPage(page).value);
+TEST(ControlPage, EverythingGoesBackAsItWasReportedAndNothingIsSelected) {
+    EnclosureStatus_t status = enclosureOf(3, 3, 2, 2, 1);
+    status.generation = 7;
+    status.drives[1].faultRequested = true;
+    status.supplies[0].requestedOn = true;
+    status.supplies[1].code = 1;
+    status.supplies[1].fail = true; // by command: nothing else is wrong with it
+    status.supplies[2].code = 5;
+    status.supplies[2].fail = true; // by itself
+    status.fans[1].requestedOn = true;
+    status.alarms[0].code = 0x20;
+    status.alarmOverall = 0x20;
+    status.alarms[0].tones = AlarmTones_t{true, false, true, false, true, true, true};
+    EXPECT_EQ(plainHex(encodeControlPage(controlPageOf(status))),
+              plainHex(unhex("02 00 00 44 00 00 00 07"
+                             "00 00 00 00 00 00 00 00 00 00 00 04 00 00 00 00"
+                             "00 00 00 00 00 00 00 04 00 00 00 02 00 00 00 00"
+                             "00 00 00 00 00 00 00 00 00 00 00 04"
+                             "00 00 00 00 00 00 00 00 00 00 00 00"
+                             "00 00 00 20 20 00 00 aa")));
+}
+
+TEST(ControlPage, AnEnclosureTooLargeForAMessageIsRefused) {
+    EXPECT_THROW((void)encodeControlPage(controlPageOf(enclosureOf(255, 255, 255, 255, 1))), ToolError_t);
+    EXPECT_NO_THROW((void)encodeControlPage(controlPageOf(enclosureOf(255, 255, 255, 200, 1))));
 }
 
 } // namespace

@@ -20,8 +20,7 @@ std::string ownVersion(FakeSwitch_t& net) {
 }
 
 TEST(Prometheus, TheWholeText) {
-    FakeSwitch_t net;
-    net.serve(smallConfiguration(), smallStatus());
+    FakeSwitch_t net(smallConfiguration(), smallStatus());
     std::ofstream(net.directory() + "/adapter") << "chassis=quadra\nversion=9.8.7.6\n";
     const Said_t said = net.esactl("status --format prometheus");
     EXPECT_EQ(said.status, 0);
@@ -91,8 +90,7 @@ esa_esactl_info{version=")" +
 }
 
 TEST(Prometheus, MissingReadingsHaveNoSample) {
-    FakeSwitch_t net;
-    net.serve(backplaneConfiguration(), faultyBackplaneStatus());
+    FakeSwitch_t net(backplaneConfiguration(), faultyBackplaneStatus());
     const Said_t said = net.esactl("status --format prometheus");
     EXPECT_EQ(said.status, 24);
     for (const char* sample : {"esa_fan_speed_rpm{fan=\"fan0\"} 1500\n", "esa_fan_healthy{fan=\"fan1\"} 0\n",
@@ -138,13 +136,11 @@ TEST(Prometheus, WhoCannotBeAskedIsDown) {
 
 class Output : public testing::Test {
 protected:
-    Output() { net_.serve(smallConfiguration(), smallStatus()); }
-
     Said_t metricsTo(const std::string& path) const {
         return net_.esactl("--timeout 0.2 status --format prometheus --output " + path);
     }
 
-    FakeSwitch_t net_;
+    FakeSwitch_t net_{smallConfiguration(), smallStatus()};
     const std::string folder_ = net_.directory();
 };
 

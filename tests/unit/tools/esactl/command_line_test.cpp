@@ -1,8 +1,11 @@
-/** Every way to fail: exit status, one line on standard error, and a JSON document where JSON was asked for. */
+/** Every way to fail: exit status, one line on standard error, and a JSON document where JSON was asked for; and what
+ * the shells offer, so that it does not come to that. */
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <filesystem>
+#include <sstream>
 #include <unistd.h>
 
 #include "fake_switch.h"
@@ -21,13 +24,6 @@ void expectError(const Said_t& said, int exitStatus, const std::string& code, co
     EXPECT_EQ(document["error"]["code"], code);
     EXPECT_EQ(document["error"]["exit_status"], exitStatus);
     EXPECT_THAT(document["error"]["text"].text(), HasSubstr(text));
-}
-
-TEST(Errors, WithoutJsonStandardOutputStaysEmpty) {
-    const Said_t said = esactl("--directory /nonexistent status");
-    EXPECT_EQ(said.status, 2);
-    EXPECT_EQ(said.out, "");
-    EXPECT_THAT(said.err, HasSubstr("esactl: no switch at '/nonexistent/peer'"));
 }
 
 TEST(Errors, UsageIsOne) {
@@ -71,35 +67,37 @@ TEST(Errors, PermissionDeniedNamesTheGroupThatHasItAndNeverRoots) {
     }
     FakeSwitch_t net;
     const std::string peer = net.directory() + "/peer";
-    const auto asNobody = [&] {
-        std::vector<std::string> command{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
-        const std::vector<std::string> words = net.command("status");
-        command.insert(command.end(), words.begin(), words.end());
-        return testsupport::run(command).err;
-    };
+    std::vector<std::string> asNobody{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    const std::vector<std::string> words = net.command("status");
+    asNobody.insert(asNobody.end(), words.begin(), words.end());
     constexpr gid_t MAIL = 8; // the same on every Debian system
     std::filesystem::permissions(net.directory(), std::filesystem::perms{0755});
     std::filesystem::permissions(peer, std::filesystem::perms{0660});
     ASSERT_EQ(chown(peer.c_str(), 0, MAIL), 0);
-    EXPECT_EQ(asNobody(),
+    EXPECT_EQ(testsupport::run(asNobody).err,
               "esactl: permission denied at '" + peer +
                   "': members of the group mail may talk to the switch; join it (usermod -aG mail USER) and "
                   "log in again\n");
     ASSERT_EQ(chown(peer.c_str(), 0, 0), 0);
-    EXPECT_THAT(asNobody(),
+    EXPECT_THAT(testsupport::run(asNobody).err,
                 HasSubstr(": only root and whoever runs the switch may talk to it; ask them, or use sudo\n"));
     std::filesystem::permissions(net.directory(), std::filesystem::perms{0750});
     ASSERT_EQ(chown(net.directory().c_str(), 0, MAIL), 0);
-    EXPECT_THAT(asNobody(), HasSubstr("members of the group mail may talk"));
+    EXPECT_THAT(testsupport::run(asNobody).err, HasSubstr("members of the group mail may talk"));
 }
 
-TEST(Errors, NoSwitchIsTwo) {
-    for (const char* words :
+TEST(Errors, NoSwitchIsTwoAndWithoutJsonStandardOutputStaysEmpty) {
+    for (const std::string words :
          {"status", "config", "led 0 on", "fan 0 on", "psu 0 ok", "alarm mute", "events", "raw --page 1"}) {
         SCOPED_TRACE(words);
-        expectError(esactl(std::string("--directory /nonexistent --json ") + words), 2, "no-switch",
-                    "no switch at '/nonexistent/");
+        expectError(esactl("--directory /nonexistent --json " + words), 2, "no-switch", "no switch at '/nonexistent/");
     }
+    const Said_t said = esactl("--directory /nonexistent status");
+    EXPECT_EQ(said.out, "");
+    EXPECT_THAT(said.err, HasSubstr("esactl: no switch at '/nonexistent/peer'"));
+    FakeSwitch_t net;
+    net.hangUp = true;
+    EXPECT_EQ(net.json("status --json")["error"]["code"], "no-switch");
 }
 
 TEST(Errors, SwitchThatTakesNoConnectionIsGivenUpInTime) {
@@ -142,14 +140,6 @@ TEST(Errors, GreetingThatGivesNoPeerIdIsTwo) {
     expectError(net.esactl("--timeout 0.2 status --json"), 2, "no-answer", "no endpoint id in time");
 }
 
-TEST(Errors, SwitchThatGoesAwayIsTwo) {
-    FakeSwitch_t net;
-    net.hangUp = true;
-    const Said_t said = net.esactl("status --json");
-    EXPECT_EQ(said.status, 2);
-    EXPECT_EQ(JsonValue_t::parse(said.out)["error"]["code"], "no-switch");
-}
-
 TEST(Errors, AnswersThatMakeNoSenseAreTwo) {
     FakeSwitch_t net;
     const auto answerWith = [&](U8_t claimed) {
@@ -172,8 +162,7 @@ TEST(Errors, AnswersThatMakeNoSenseAreTwo) {
 }
 
 TEST(Errors, RefusalIsFourWithItsSenseData) {
-    FakeSwitch_t net;
-    net.serve(backplaneConfiguration(), healthyBackplaneStatus());
+    FakeSwitch_t net(backplaneConfiguration(), healthyBackplaneStatus());
     const FakeSwitch_t::Script_t asks = net.script;
     net.script = [asks](const Bytes_t& request) -> std::vector<Bytes_t> {
         return request[15] == 29 ? std::vector<Bytes_t>{responseTo(request, 2, Bytes_t(27, 0))} : asks(request);
@@ -188,8 +177,7 @@ TEST(Errors, RefusalIsFourWithItsSenseData) {
 }
 
 TEST(Errors, ElementThatIsNotThereIsUsageAndChangesNothing) {
-    FakeSwitch_t net;
-    net.serve(smallConfiguration(), smallStatus());
+    FakeSwitch_t net(smallConfiguration(), smallStatus());
     expectError(net.esactl("led 2 on --json"), 1, "usage", "there is no slot02; this enclosure has slot00 to slot01");
     expectError(net.esactl("fan fan2 on --json"), 1, "usage", "this enclosure has fan0 to fan1");
     expectError(net.esactl("psu 1 ok --json"), 1, "usage", "this enclosure has psu0 to psu0");
@@ -199,12 +187,109 @@ TEST(Errors, ElementThatIsNotThereIsUsageAndChangesNothing) {
 TEST(Errors, HelpIsNoError) {
     for (const std::string command : {"status", "config", "led", "fan", "psu", "alarm", "events", "watch", "raw"}) {
         const Said_t said = esactl(command + " --help");
-        EXPECT_EQ(said.status, 0) << command;
+        EXPECT_EQ(std::to_string(said.status) + said.err, "0") << command;
         EXPECT_THAT(said.out, HasSubstr("Example: esactl " + command));
-        EXPECT_EQ(said.err, "");
     }
     EXPECT_EQ(esactl("--help").status, 0);
     EXPECT_THAT(esactl("--version").out, testing::StartsWith("esactl "));
+}
+
+class Completion : public testing::Test {
+protected:
+    /** The output of a shell's script in which `esactl` is the real program. */
+    std::string shell(const char* name, const std::string& script) {
+        const std::string folder = net_.directory() + "/bin";
+        std::filesystem::create_directories(folder);
+        std::string program;
+        for (const std::string& word : esactlCommand("")) {
+            program += "'" + word + "' ";
+        }
+        std::ofstream(folder + "/esactl") << "#!/bin/sh\nexec " << program << "\"$@\"\n";
+        std::filesystem::permissions(folder + "/esactl", std::filesystem::perms::all);
+        const testsupport::RunResult_t result =
+            testsupport::run({name, "-c", script}, PATIENCE,
+                             {.environment = {{"ESA_MMSG_DIRECTORY", net_.directory()},
+                                              {"PATH", folder + ":" + std::getenv("PATH")},
+                                              {"HOME", net_.directory()}}});
+        EXPECT_EQ(result.err, "");
+        return result.out;
+    }
+
+    FakeSwitch_t net_{smallConfiguration(), smallStatus()};
+};
+
+TEST_F(Completion, OffersWhatMayStandThere) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"''", "status config slots accept led locate fan psu alarm events history watch raw page bundle decode"},
+        {"--timeout 3 co", "config"},
+        {"bogus ''", ""},
+        {"led ''", "all slot00 slot01"}, // elements that this enclosure has
+        {"fan ''", "fan0 fan1"},
+        {"psu p", "psu0"},
+        {"led slot00,slot0", "slot00,slot00 slot00,slot01"},
+        {"--directory /nonexistent led ''", "all"}, // those of the directory that is named
+        {"led slot01 ''", "on off"},
+        {"psu psu0 ''", "fail ok"},
+        {"alarm ''", "mute fault critical"},
+        {"status --format p", "prometheus"},
+        {"--chassis q", "quadra"},
+        {"--directory /et", ":directories"},
+        {"events --f", "--follow"},
+        {"led all off --fo", "--force"}};
+    setenv("ESA_MMSG_DIRECTORY", net_.directory().c_str(), 1);
+    for (const auto& [words, offered] : cases) {
+        std::istringstream given(words);
+        std::vector<std::string> command{"--complete"};
+        for (std::string word; given >> word;) {
+            command.push_back(word == "''" ? "" : word);
+        }
+        std::istringstream lines(esactl(command).out);
+        std::string first;
+        for (std::string line; std::getline(lines, line);) {
+            first += (first.empty() ? "" : " ") + line.substr(0, line.find('\t'));
+        }
+        EXPECT_EQ(first, offered) << words;
+    }
+    unsetenv("ESA_MMSG_DIRECTORY");
+}
+
+TEST_F(Completion, BashAsksTheProgram) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"--timeout=1 co", "config"},   // a shell that takes = for a part of the word
+        {"--timeout = 1 co", "config"}, // and one that does not, as bash
+        {"--json --timeout = 1 led s", "slot00 slot01"},
+        {"status --format = p", "prometheus"},
+        {"status --format = ", "text json prometheus"},
+        {"--directory /et", "/etc"}};
+    std::string script = "source '" ESACTL_COMPLETION ".bash'\n";
+    std::string expected;
+    for (const auto& [words, offered] : cases) {
+        script += "COMP_WORDS=(esactl " + std::string(words) +
+                  "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _esactl; echo ${COMPREPLY[@]}\n";
+        expected += offered + std::string("\n");
+    }
+    EXPECT_EQ(shell("bash", script), expected);
+}
+
+TEST_F(Completion, FishAsksTheProgramToo) {
+    EXPECT_EQ(shell("fish", "source '" ESACTL_COMPLETION ".fish'\n"
+                            "complete -C 'esactl --timeout=1 conf'\n"
+                            "complete -C 'esactl led s'\n"
+                            "complete -C 'esactl status --format=js'"),
+              "config\tWhat the enclosure consists of, and the adapter's version\n"
+              "slot00\nslot01\n"
+              "--format=json\n");
+}
+
+TEST_F(Completion, ZshAsksTheProgramToo) {
+    const auto offered = [](const std::string& words) {
+        return "words=(" + words + "); CURRENT=$#words; source '" ESACTL_COMPLETION ".zsh'\n";
+    };
+    EXPECT_EQ(shell("zsh", "_describe() { print -l -- ${(P)2}; }\n" + offered("esactl --timeout=1 conf") +
+                               offered("esactl led s") + offered("esactl alarm ''")),
+              "config:What the enclosure consists of, and the adapter's version\n"
+              "slot00\nslot01\n"
+              "mute\nfault\ncritical\n");
 }
 
 } // namespace

@@ -1,4 +1,5 @@
-/** What an operator is told: on which enclosure, what will become of a command, what is lived with. */
+/** The commands that change something: the control page that each sends, byte for byte; and what an operator is told:
+ * what will become of a command, what is lived with. */
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -12,10 +13,113 @@ namespace {
 
 using testing::HasSubstr;
 
+/*
+ * The small enclosure reports: slot01 lit; psu0 asked to be on; fan0 asked to be on; the alarm list and record with
+ * their bit 0x20. Everything that a command does not name must go back like this.
+ */
+const std::string HEADER = "02000038 00000007 ";
+const std::string DEVICES = "00000000 00000000 00000004 ";
+const std::string SUPPLIES = "00000000 00000004 ";
+const std::string COOLING = "00000000 00000004 00000000 ";
+const std::string TEMPERATURES = "00000000 00000000 00000000 ";
+const std::string ALARM = "00000020 20000000";
+const std::string BEHIND_DEVICES = SUPPLIES + COOLING + TEMPERATURES + ALARM;
+
+class SetCommand : public testing::Test {
+protected:
+    /** The parameter list that esactl sends for this command, as hex; checks the command around it. */
+    Bytes_t pageOf(const std::string& words, const std::string& out) {
+        const Said_t said = net_.esactl(words);
+        EXPECT_EQ(said.status, 0) << said.err;
+        EXPECT_EQ(said.out, out);
+        const std::vector<Bytes_t> requests = net_.requests(29);
+        if (requests.empty()) {
+            return {};
+        }
+        const std::string message = plainHex(requests.back());
+        EXPECT_EQ(message.substr(0, 2 * 28), "00000000000000000e0100841200001d" // 132 bytes, SEND DIAGNOSTIC
+                                             "22002100"
+                                             "0000000000000002");
+        EXPECT_EQ(message.substr(2 * 64, 2 * 8), "1d080000003c0000") << "page format, 60 bytes of parameters";
+        return {requests.back().begin() + 72, requests.back().end()};
+    }
+
+    FakeSwitch_t net_{smallConfiguration(), smallStatus()};
+};
+
+TEST_F(SetCommand, NamesItsElementsAndLeavesTheOthersAsTheyWere) {
+    const struct {
+        const char *words, *out;
+        std::string page;
+    } cases[] = {
+        {"led 0 on", "slot00: fault LED on\n", "00000000 00000004 00000004" + BEHIND_DEVICES},
+        {"led slot01 off", "slot01: fault LED off\n", "00000000 00000000 00000000" + BEHIND_DEVICES},
+        {"led all on", "slot00: fault LED on\nslot01: fault LED on\n", "00000000 00000004 00000004" + BEHIND_DEVICES},
+        {"led all off", "slot00: fault LED off\nslot01: fault LED off\n",
+         "00000000 00000000 00000000" + BEHIND_DEVICES},
+        {"fan 1 on", "fan1: switched on\n", DEVICES + SUPPLIES + "00000080 00000004 80000004" + TEMPERATURES + ALARM},
+        {"fan fan0 off", "fan0: switched off\n",
+         DEVICES + SUPPLIES + "00000080 80000000 00000000" + TEMPERATURES + ALARM},
+        {"psu 0 fail", "psu0: marked fail\n", DEVICES + "00000080 80000006" + COOLING + TEMPERATURES + ALARM},
+        {"psu psu0 ok", "psu0: marked ok\n", DEVICES + "00000080 80000004" + COOLING + TEMPERATURES + ALARM},
+        {"alarm mute", "alarm0: set to mute\n", DEVICES + SUPPLIES + COOLING + TEMPERATURES + "000000a0 a0000002"},
+        {"alarm fault", "alarm0: set to fault\n", DEVICES + SUPPLIES + COOLING + TEMPERATURES + "000000a0 a0000020"},
+        {"alarm critical", "alarm0: set to critical\n",
+         DEVICES + SUPPLIES + COOLING + TEMPERATURES + "000000a0 a0000040"}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(plainHex(pageOf(c.words, c.out)), plainHex(unhex(HEADER + c.page))) << c.words;
+    }
+}
+
+TEST_F(SetCommand, ForcedLedIsSetTheOtherWayFirst) {
+    EXPECT_EQ(pageOf("led 0 off --force", "slot00: fault LED off\n"), unhex(HEADER + DEVICES + BEHIND_DEVICES));
+    const std::vector<Bytes_t> requests = net_.requests(29);
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(plainHex(requests[0]).substr(2 * 72, 2 * 20), "0200003800000007000000000000000400000004");
+}
+
+TEST_F(SetCommand, LedOnAnEmptySlot) {
+    Bytes_t status = smallStatus();
+    status[12] = 5; // slot 0 not installed
+    net_.serve(smallConfiguration(), status);
+    EXPECT_EQ(pageOf("led 0 on", "slot00: fault LED on\n"),
+              unhex(HEADER + "00000000 00000004 00000004" + BEHIND_DEVICES));
+}
+
+TEST_F(SetCommand, AlarmMuteKeepsTonesThatArriveAndSoundingReplacesThem) {
+    const struct {
+        U8_t tones;
+        const char *words, *out, *alarm;
+    } cases[] = {{0x18, "alarm mute", "alarm0: set to mute\n", "000000a0 a000001a"}, // information and remind
+                 {0x18, "alarm fault", "alarm0: set to fault\n", "000000a0 a0000028"},
+                 {0x01, "alarm critical", "alarm0: set to critical\n", "000000a0 a0000040"}, // muted by request
+                 {0x01, "led 1 on", "slot01: fault LED on\n", "00000020 20000002"}};
+    for (const auto& c : cases) {
+        Bytes_t status = smallStatus();
+        status.push_back(c.tones);
+        net_.serve(smallConfiguration(), status);
+        EXPECT_EQ(pageOf(c.words, c.out), unhex(HEADER + DEVICES + SUPPLIES + COOLING + TEMPERATURES + c.alarm))
+            << c.words;
+    }
+}
+
+TEST_F(SetCommand, JsonNamesWhatWasAsked) {
+    EXPECT_EQ(net_.json("led all on --json"),
+              JsonValue_t::parse(R"({"schema":"esactl.command","version":1,"command":"led",
+        "elements":["slot00","slot01"],"request":"on","result":"accepted","outlook":null})"));
+    EXPECT_EQ(net_.json("alarm mute --json")["elements"].dump(), R"(["alarm0"])");
+}
+
+TEST_F(SetCommand, NoAnswerSaysThatItMayStillHappen) {
+    const FakeSwitch_t::Script_t asks = net_.script;
+    net_.script = [asks](const Bytes_t& request) { return request[15] == 29 ? std::vector<Bytes_t>{} : asks(request); };
+    const Said_t said = net_.esactl("--timeout 0.2 led 0 on");
+    EXPECT_EQ(said.status, 2);
+    EXPECT_THAT(said.err, HasSubstr("it may still be carried out"));
+}
+
 class OperatorCommand : public testing::Test {
 protected:
-    OperatorCommand() { net_.serve(smallConfiguration(), smallStatus()); }
-
     Said_t esactl(const std::string& words) const { return net_.esactl("--state " + state_ + " " + words); }
     JsonValue_t json(const std::string& words) const { return JsonValue_t::parse(esactl(words).out); }
 
@@ -24,7 +128,7 @@ protected:
         return requests.empty() ? "" : plainHex(requests.back()).substr(2 * 72);
     }
 
-    FakeSwitch_t net_;
+    FakeSwitch_t net_{smallConfiguration(), smallStatus()};
     const std::string state_ = net_.directory();
 };
 
@@ -76,36 +180,41 @@ TEST_F(OperatorCommand, WaitTellsWhatHasComeOfIt) {
     EXPECT_EQ(esactl("fan 1 on --wait --after 0.1").out, "fan1: switched on\nfan1 now: ok 2000 RPM (limit 2000 RPM)\n");
 }
 
-TEST_F(OperatorCommand, LocateBlinksAndLeavesTheLedsAsTheyWere) {
+TEST_F(OperatorCommand, LocateBlinksAndLeavesTheLedsAsTheyWereWhenItIsStoppedToo) {
+    const auto leds = [this] {
+        std::vector<std::string> pages;
+        for (const Bytes_t& request : net_.requests(29)) {
+            pages.push_back(plainHex(request).substr(2 * 84, 16));
+        }
+        return pages;
+    };
     const Said_t said = esactl("locate all --blink 0.1 --count 1");
     EXPECT_EQ(said.status, 0) << said.err;
     EXPECT_THAT(said.err, HasSubstr("blinks once, then is as it was"));
-    const std::vector<Bytes_t> requests = net_.requests(29);
-    ASSERT_EQ(requests.size(), 3U);
-    EXPECT_EQ(plainHex(requests[0]).substr(2 * 80, 24), "000000000000000400000004") << "on";
-    EXPECT_EQ(plainHex(requests[1]).substr(2 * 80, 24), "000000000000000000000000") << "off";
-    EXPECT_EQ(plainHex(requests[2]).substr(2 * 80, 24), "000000000000000000000004") << "as it was";
-}
-
-TEST_F(OperatorCommand, LocateThatIsStoppedLeavesTheLedsAsTheyWere) {
+    std::vector<std::string> shown{"0000000400000004", "0000000000000000", "0000000000000004"};
+    EXPECT_EQ(leds(), shown);
     testsupport::Process_t process(net_.command("locate 0 --blink 60"));
-    for (int i = 0; i < 6000 && net_.requests(29).empty(); ++i) {
+    for (int i = 0; i < 6000 && leds().size() == 3; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     expectItEndsOn(SIGINT, process);
-    EXPECT_EQ(lastPage().substr(16, 24), "000000000000000000000004");
+    shown.insert(shown.end(), {"0000000400000004", "0000000000000004"});
+    EXPECT_EQ(leds(), shown);
 }
 
 TEST_F(OperatorCommand, AcceptedIsListedAndCountsNoMore) {
     net_.serve(smallConfiguration(), smallStatusWithAFanThatStands());
     EXPECT_EQ(esactl("status").status, 8);
+    EXPECT_EQ(esactl("led 0 on").status, 0) << "the enclosure's fault is not the command's failure";
     EXPECT_EQ(esactl("watch --count 1").status, 8) << "the status of its last look";
     EXPECT_THAT(esactl("accept fan0 --until 3d").err, HasSubstr("nothing is wrong with 'fan0'; wrong is fan1"));
     EXPECT_THAT(esactl("accept fan1").err, HasSubstr("accept needs --until"));
-    EXPECT_EQ(esactl("accept fan1 --until 3d").status, 0);
+    EXPECT_EQ(esactl("accept fan1 --until 2099-12-01T18:30").status, 0);
     const Said_t lived = esactl("status");
     EXPECT_EQ(lived.status, 0);
-    EXPECT_THAT(lived.out, HasSubstr("Enclosure OK\nAccepted    fan1 stands still (limit 2000 RPM) (until 20"));
+    EXPECT_THAT(
+        lived.out,
+        HasSubstr("Enclosure OK\nAccepted    fan1 stands still (limit 2000 RPM) (until 2099-12-01T18:30:00Z)\n"));
     EXPECT_EQ(json("status --json")["accepted"][0]["element"], "fan1");
     EXPECT_THAT(esactl("status --format prometheus").out, HasSubstr("\nesa_condition_accepted{element=\"fan1\"} 1\n"));
     EXPECT_EQ(esactl("accept fan1 --revoke").out, "nothing is accepted\n");
@@ -155,12 +264,6 @@ TEST_F(OperatorCommand, AnotherSwitchIsReachedByItsSocketAndOurNumber) {
         EXPECT_EQ(net_.requests(28).back()[16], 25);
     }
     EXPECT_EQ(esactl("--endpoint 64 config").status, 1);
-}
-
-TEST_F(OperatorCommand, TheAdaptersVersionIsToldWhereItIsKnown) {
-    std::ofstream(net_.directory() + "/adapter") << "chassis=quadra\nversion=1.3.0.24\n";
-    EXPECT_THAT(esactl("config").out, HasSubstr("Adapter     1.3.0.24  (chassis quadra)\n"));
-    EXPECT_EQ(json("config --json")["adapter_version"], "1.3.0.24");
 }
 
 } // namespace
