@@ -45,6 +45,20 @@ inline constexpr U8_t ESA_K_W83782D_PWM_OUT1_CONTROL_REG = 0x5B;
 inline constexpr U8_t ESA_K_W83782D_PWM_OUT3_CONTROL_REG = 0x5E;
 inline constexpr U8_t ESA_K_W83782D_PWM_OUT4_CONTROL_REG = 0x5F;
 
+/** Sensors by their place: all that is read is the first. */
+enum EsaWinbondTemperatureSensorIndex_e : U8_t {
+    ESA_E_WINBOND_TEMPERATURE_SENSOR_LHS = 0,
+    ESA_E_WINBOND_TEMPERATURE_SENSOR_RHS = 1,
+    ESA_E_WINBOND_TEMPERATURE_SENSOR_MIDDLE = 2,
+};
+
+enum EsaWinbondPwmFanIndex_e : U8_t {
+    ESA_E_WINBOND_PWM_FAN_INDEX_0 = 0,
+    ESA_E_WINBOND_PWM_FAN_INDEX_1 = 1,
+    ESA_E_WINBOND_PWM_FAN_INDEX_2 = 2,
+    ESA_E_WINBOND_PWM_FAN_INDEX_3 = 3,
+};
+
 /** Whether the chip answers; marks the bus usable when it does. */
 bool winbondProbe(U8_t i2cAddr, U8_t backplaneInx);
 /** Opens all voltage limits, so that the chip itself never flags a voltage. ESA_E_GENERR at the first failed write. */

@@ -22,8 +22,6 @@ enum ESA_CODE_e : S32_t {
 /** Per-fan state in `coolingElementOnOff`. */
 enum EsaFanOnOff_e : U8_t { ESA_E_FAN_NOT_AVAILABLE = 0, ESA_E_FAN_OFF = 1, ESA_E_FAN_ON = 2 };
 
-enum EsaXyratexFanNumber_e : U8_t { ESA_E_XYRATEX_FRONT_FANS = 0, ESA_E_XYRATEX_BACK_FANS = 1 };
-
 /** Values of `alarmState`. */
 enum EsaAlarmState_e : U32_t {
     ESA_E_ALARM_STATE_IDLE_S0 = 0,
@@ -34,61 +32,6 @@ enum EsaAlarmState_e : U32_t {
     ESA_E_ALARM_STATE_S5 = 5,
     ESA_E_ALARM_STATE_S6 = 6,
     ESA_E_ALARM_STATE_S7 = 7,
-};
-
-/** Alarm codes of the Xyratex enclosure's own alarm controller. */
-enum EsaXyratexAlarmState_e : U32_t {
-    ESA_E_XYRATEX_ALARM_STATE_IDLE_S0 = 0,
-    ESA_E_XYRATEX_ALARM_STATE_FAULT_S1 = 1,
-    ESA_E_XYRATEX_ALARM_STATE_REMIND_S2 = 2,
-    ESA_E_XYRATEX_ALARM_STATE_MUTE_S3 = 3,
-    ESA_E_XYRATEX_ALARM_STATE_CRITICAL_S4 = 4,
-    ESA_E_XYRATEX_ALARM_STATE_INVALID_S5 = 5,
-    ESA_E_XYRATEX_ALARM_STATE_INVALID_S6 = 6,
-    ESA_E_XYRATEX_ALARM_STATE_INVALID_S7 = 7,
-};
-
-enum EsaWinbondPwmFanIndex_e : U8_t {
-    ESA_E_WINBOND_PWM_FAN_INDEX_0 = 0,
-    ESA_E_WINBOND_PWM_FAN_INDEX_1 = 1,
-    ESA_E_WINBOND_PWM_FAN_INDEX_2 = 2,
-    ESA_E_WINBOND_PWM_FAN_INDEX_3 = 3,
-};
-
-enum EsaW83782dPwmFanIndex_e : U8_t {
-    ESA_E_W83782D_PWM_FAN_INDEX_0 = 0,
-    ESA_E_W83782D_PWM_FAN_INDEX_1 = 1,
-    ESA_E_W83782D_PWM_FAN_INDEX_2 = 2,
-};
-
-enum EsaW83782dReadFanIndex_e : U8_t {
-    ESA_E_W83782D_READ_FAN_INDEX_0 = 0,
-    ESA_E_W83782D_READ_FAN_INDEX_1 = 1,
-    ESA_E_W83782D_READ_FAN_INDEX_2 = 2,
-};
-
-enum EsaChenbroFanIndex_e : U8_t {
-    ESA_E_CHENBRO_FAN_INDEX_0 = 0,
-    ESA_E_CHENBRO_FAN_INDEX_1 = 1,
-    ESA_E_CHENBRO_FAN_INDEX_2 = 2,
-    ESA_E_CHENBRO_FAN_INDEX_3 = 3,
-    ESA_E_CHENBRO_FAN_INDEX_4 = 4,
-    ESA_E_CHENBRO_FAN_INDEX_5 = 5,
-    ESA_E_CHENBRO_FAN_INDEX_6 = 6,
-    ESA_E_CHENBRO_FAN_INDEX_7 = 7,
-};
-
-enum EsaChenbroWinbondBackplaneIndex_e : U8_t {
-    ESA_E_CHENBRO_WINBOND_BACKPLANE_INDEX_0 = 0,
-    ESA_E_CHENBRO_WINBOND_BACKPLANE_INDEX_1 = 1,
-    ESA_E_CHENBRO_WINBOND_BACKPLANE_INDEX_2 = 2,
-    ESA_E_CHENBRO_WINBOND_BACKPLANE_INDEX_3 = 3,
-};
-
-enum EsaWinbondTemperatureSensorIndex_e : U8_t {
-    ESA_E_WINBOND_TEMPERATURE_SENSOR_LHS = 0,
-    ESA_E_WINBOND_TEMPERATURE_SENSOR_RHS = 1,
-    ESA_E_WINBOND_TEMPERATURE_SENSOR_MIDDLE = 2,
 };
 
 /** Bits of `compositeFaultStatus`: the causes, and whether the composite fault LED was asked on. */

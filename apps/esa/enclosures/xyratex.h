@@ -7,6 +7,20 @@
 inline constexpr U8_t ESA_K_TEMPERATURE_SENSOR_LHS = 0;
 inline constexpr U8_t ESA_K_TEMPERATURE_SENSOR_RHS = 1;
 
+enum EsaXyratexFanNumber_e : U8_t { ESA_E_XYRATEX_FRONT_FANS = 0, ESA_E_XYRATEX_BACK_FANS = 1 };
+
+/** Alarm codes of the Xyratex enclosure's own alarm controller. */
+enum EsaXyratexAlarmState_e : U32_t {
+    ESA_E_XYRATEX_ALARM_STATE_IDLE_S0 = 0,
+    ESA_E_XYRATEX_ALARM_STATE_FAULT_S1 = 1,
+    ESA_E_XYRATEX_ALARM_STATE_REMIND_S2 = 2,
+    ESA_E_XYRATEX_ALARM_STATE_MUTE_S3 = 3,
+    ESA_E_XYRATEX_ALARM_STATE_CRITICAL_S4 = 4,
+    ESA_E_XYRATEX_ALARM_STATE_INVALID_S5 = 5,
+    ESA_E_XYRATEX_ALARM_STATE_INVALID_S6 = 6,
+    ESA_E_XYRATEX_ALARM_STATE_INVALID_S7 = 7,
+};
+
 ESA_CODE_e xyratexInit();
 
 /** Fault LED of drive 0 to 11; ESA_E_GENERR for any other number. */

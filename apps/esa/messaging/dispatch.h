@@ -1,4 +1,4 @@
-/** Dispatch of received messages, and a self-test message. */
+/** Dispatch of received messages. */
 #pragma once
 
 #include "core/control_block.h"
@@ -8,9 +8,3 @@
  * command records and pages are read where they would be. Messages that cannot be handled are traced and dropped.
  */
 void esaProcMmsgMsg(const MMSG_t& mmsg);
-
-/**
- * Debugging aid: sends an SES command of the given type and page to the adapter's own endpoint. Returns send's
- * result, 0 when nothing could be built.
- */
-S32_t esaTestMsg(U8_t commandType, U8_t pageCode);

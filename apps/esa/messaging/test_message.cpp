@@ -1,7 +1,8 @@
+#include "messaging/test_message.h"
+
 #include "core/fault.h"
 #include "core/operation.h"
 #include "core/outgoing.h"
-#include "messaging/dispatch.h"
 #include "messaging/print.h"
 
 namespace {

@@ -1,4 +1,6 @@
 /** The self-test message. */
+#include "messaging/test_message.h"
+
 #include <cstring>
 
 #include "messaging_test.h"
