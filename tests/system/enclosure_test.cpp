@@ -1,15 +1,13 @@
 /** Every chassis managed end to end on the simulated enclosure, whose time stands still: its values are exact. */
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <ostream>
 
 #include "system_test.h"
 
 using namespace testsupport;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
 
@@ -24,7 +22,7 @@ struct ChassisCase_t {
     Lines_t sensors;
     const char* stalledFan; // record of fan 1 without pulses
     const char* failedSupply;
-    int driveLeds;          // 1: the slots have fault LEDs
+    bool driveLeds;         // the slots have fault LEDs
     const char* alarm;      // with every fault mended
     const char* faultAlarm; // with a fan stalled
     Lines_t supplyLost;     // messages of the poll that finds a supply failed, and of the one that finds it well
@@ -48,93 +46,26 @@ Lines_t times(std::size_t count, const char* record) {
     return Lines_t(count, record);
 }
 
+// clang-format off
 const ChassisCase_t CHASSIS[] = {
-    {"vsc055",
-     5,
-     "01 10 00 00 02 02 00 00 03 03 00 00 04 03 00 00 06 01 00",
-     16,
-     "7C",
-     times(2, "01 00 00 01"),
-     times(3, "00 C0 7F E0"),
-     {"00 00 32 00", "00 00 32 00", "00 00 31 00"},
-     "00 00 00 E0",
-     "05 00 00 03",
-     1,
-     "MUTE",
-     "FAULT",
-     BACKPLANE_LOST,
-     BACKPLANE_FOUND,
-     VSC055_DEAD,
-     VSC055_LIVING},
-    {"quadra",
-     3,
-     "01 10 00 00 02 03 00 00 03 03 00 00 04 03 00 00 06 01 00",
-     16,
-     "80",
-     times(3, "01 00 00 01"),
-     times(3, "00 80 58 E0"),
-     {"00 00 32 00", "00 00 32 00", "00 00 31 00"},
-     "00 00 00 E0",
-     "05 00 00 03",
-     1,
-     "MUTE",
-     "FAULT",
-     BACKPLANE_LOST,
-     BACKPLANE_FOUND,
-     VSC055_DEAD,
-     VSC055_LIVING},
-    {"xyratex",
-     2,
-     "01 0C 00 00 02 02 00 00 03 08 00 00 04 02 00 00 06 01 00",
-     12,
-     "7C",
-     times(2, "01 00 00 01"),
-     times(8, "00 00 B0 E0"),
-     {"00 00 32 00", "00 00 32 00"},
-     "00 00 00 E0",
-     "05 00 00 43",
-     1,
-     "IDLE",
-     "IDLE",
-     {"led-on", "email", "event 6/2", "email", "event 6/2"},
-     {"event 6/1", "led-off", "event 6/1"},
-     VSC055_DEAD,
-     VSC055_LIVING},
-    {"chenbro",
-     4,
-     "01 10 00 00 02 03 00 00 03 06 00 00 04 04 00 00 06 01 00",
-     16,
-     "90",
-     times(3, "01 00 00 01"),
-     times(6, "00 C0 84 E0"),
-     {"00 00 32 00", "00 00 33 00", "00 00 31 00", "00 00 33 00"},
-     "00 00 00 08",
-     "05 00 00 43",
-     0,
-     "MUTE",
-     "FAULT",
-     BACKPLANE_LOST,
-     BACKPLANE_FOUND,
-     WINBOND_DEAD,
-     WINBOND_LIVING},
-    {"w83782d",
-     6,
-     "01 10 00 00 02 02 00 00 03 03 00 00 04 03 00 00 06 01 00",
-     16,
-     "7C",
-     times(2, "01 00 00 01"),
-     times(3, "00 C0 84 E0"),
-     {"00 00 32 00", "00 00 00 00", "00 00 00 00"},
-     "00 00 00 08",
-     "05 00 00 43",
-     0,
-     "MUTE",
-     "FAULT",
-     BACKPLANE_LOST,
-     BACKPLANE_FOUND,
-     WINBOND_DEAD,
-     WINBOND_LIVING},
+    {"vsc055", 5, "01 10 00 00 02 02 00 00 03 03 00 00 04 03 00 00 06 01 00", 16, "7C", times(2, "01 00 00 01"),
+     times(3, "00 C0 7F E0"), {"00 00 32 00", "00 00 32 00", "00 00 31 00"}, "00 00 00 E0", "05 00 00 03", true,
+     "MUTE", "FAULT", BACKPLANE_LOST, BACKPLANE_FOUND, VSC055_DEAD, VSC055_LIVING},
+    {"quadra", 3, "01 10 00 00 02 03 00 00 03 03 00 00 04 03 00 00 06 01 00", 16, "80", times(3, "01 00 00 01"),
+     times(3, "00 80 58 E0"), {"00 00 32 00", "00 00 32 00", "00 00 31 00"}, "00 00 00 E0", "05 00 00 03", true,
+     "MUTE", "FAULT", BACKPLANE_LOST, BACKPLANE_FOUND, VSC055_DEAD, VSC055_LIVING},
+    {"xyratex", 2, "01 0C 00 00 02 02 00 00 03 08 00 00 04 02 00 00 06 01 00", 12, "7C", times(2, "01 00 00 01"),
+     times(8, "00 00 B0 E0"), {"00 00 32 00", "00 00 32 00"}, "00 00 00 E0", "05 00 00 43", true,
+     "IDLE", "IDLE", {"led-on", "email", "event 6/2", "email", "event 6/2"}, {"event 6/1", "led-off", "event 6/1"},
+     VSC055_DEAD, VSC055_LIVING},
+    {"chenbro", 4, "01 10 00 00 02 03 00 00 03 06 00 00 04 04 00 00 06 01 00", 16, "90", times(3, "01 00 00 01"),
+     times(6, "00 C0 84 E0"), {"00 00 32 00", "00 00 33 00", "00 00 31 00", "00 00 33 00"}, "00 00 00 08",
+     "05 00 00 43", false, "MUTE", "FAULT", BACKPLANE_LOST, BACKPLANE_FOUND, WINBOND_DEAD, WINBOND_LIVING},
+    {"w83782d", 6, "01 10 00 00 02 02 00 00 03 03 00 00 04 03 00 00 06 01 00", 16, "7C", times(2, "01 00 00 01"),
+     times(3, "00 C0 84 E0"), {"00 00 32 00", "00 00 00 00", "00 00 00 00"}, "00 00 00 08", "05 00 00 43", false,
+     "MUTE", "FAULT", BACKPLANE_LOST, BACKPLANE_FOUND, WINBOND_DEAD, WINBOND_LIVING},
 };
+// clang-format on
 
 class Enclosure : public SystemTest, public testing::WithParamInterface<ChassisCase_t> {
 protected:
@@ -143,16 +74,12 @@ protected:
         startSimulator(GetParam().name);
         makeBlock(GetParam().type);
         startSwitch();
-        startAdapter();
-        const std::optional<Bytes_t> notice = messageSwitch->receive();
-        ASSERT_TRUE(notice.has_value());
-        EXPECT_EQ(hexOf(*notice, 8, 16), "0E 01 00 40 0C 00 00 01 21 00 00 00 00 04 00 00");
-        configuration = page(1, &startMessages);
+        startManaging();
     }
 
     /** The status page, as it is sent: without its last byte. `leds` are the slots whose fault LED was asked for. */
     static std::string pageOf(const Lines_t& supplies, const Lines_t& fans, const Lines_t& sensors,
-                              const std::vector<std::size_t>& leds = {}) {
+                              const Slots_t& leds = {}) {
         std::string text = std::string("02 00 00 ") + GetParam().pageLength + " 00 00 00 00 00 00 00 00 ";
         for (std::size_t drive = 0; drive < GetParam().drives; ++drive) {
             const bool lit = std::find(leds.begin(), leds.end(), drive) != leds.end();
@@ -170,49 +97,6 @@ protected:
     }
 
     std::size_t realSensors() const { return world()["sensors"].size(); }
-
-    void setTemperatures(int celsius) const {
-        for (std::size_t sensor = 0; sensor < realSensors(); ++sensor) {
-            (void)simulator("temp " + std::to_string(sensor) + " " + std::to_string(celsius));
-        }
-    }
-
-    /** A control page that asks for the fault LEDs of these slots and says nothing of the other elements. */
-    static Bytes_t controlPage(unsigned requestor, const std::vector<std::size_t>& leds) {
-        Bytes_t bytes = unhex("1D 10 00 00 00 00 00 00 02 00 00 00 00 00 00 00 00 00 00 00");
-        for (std::size_t drive = 0; drive < GetParam().drives; ++drive) {
-            const bool lit = std::find(leds.begin(), leds.end(), drive) != leds.end();
-            const Bytes_t record = {0, 0, 0, static_cast<std::uint8_t>(lit ? 0x04 : 0x00)};
-            bytes.insert(bytes.end(), record.begin(), record.end());
-        }
-        bytes.resize(bytes.size() + 4 * (4 + GetParam().supplies.size() + GetParam().fans.size() +
-                                         GetParam().sensors.size() + 1 + 4)); // the other lists, nothing selected
-        const std::size_t list = bytes.size() - 8;
-        testsupport::put16(bytes, 4, static_cast<unsigned>(list));
-        testsupport::put16(bytes, 10, static_cast<unsigned>(list - 4));
-        return messageToAdapter(18, 0x1D, requestor, bytes);
-    }
-
-    std::vector<std::size_t> litDrives() const {
-        std::vector<std::size_t> lit;
-        for (const JsonValue_t& drive : world()["drives"].elements()) {
-            if (drive["led"] == true) {
-                lit.push_back(static_cast<std::size_t>(drive["index"].number()));
-            }
-        }
-        return lit;
-    }
-
-    /* What happens to it. */
-    void isInitialisedPolledAndShownByteForByte();
-    void fanStallsAndRecovers();
-    void overheatsAndCools();
-    void supplyIsLostAndFound();
-    void busDiesInTheMiddleOfAPollAndComesBack();
-    void volumeManagerLightsLedsWithoutAReplyAndAnybodyElseGetsOne();
-
-    std::string configuration;
-    Lines_t startMessages;
 };
 
 INSTANTIATE_TEST_SUITE_P(On, Enclosure, testing::ValuesIn(CHASSIS),
@@ -220,9 +104,8 @@ INSTANTIATE_TEST_SUITE_P(On, Enclosure, testing::ValuesIn(CHASSIS),
 
 } // namespace
 
-void Enclosure::isInitialisedPolledAndShownByteForByte() {
+TEST_P(Enclosure, IsInitialisedPolledAndShownByteForByteLosesASupplyAndLightsItsLeds) {
     const ChassisCase_t& chassis = GetParam();
-    EXPECT_THAT(startMessages, IsEmpty());
     std::string expected = "01 00 00 40 00 00 00 00 20 00 05 24";
     for (int i = 0; i < 36; ++i) {
         expected += " 00";
@@ -231,9 +114,9 @@ void Enclosure::isInitialisedPolledAndShownByteForByte() {
     const std::string status = pageOf(chassis.supplies, chassis.fans, chassis.sensors);
     Lines_t before;
     EXPECT_EQ(page(2, &before), status);
-    EXPECT_THAT(poll(), IsEmpty());
+    EXPECT_EQ(poll(), Lines_t{});
     EXPECT_EQ(page(2, &before), status);
-    EXPECT_THAT(before, IsEmpty());
+    EXPECT_EQ(before, Lines_t{});
 
     const JsonValue_t now = world();
     EXPECT_EQ(now["fans"].size(), chassis.fans.size());
@@ -241,30 +124,51 @@ void Enclosure::isInitialisedPolledAndShownByteForByte() {
     EXPECT_EQ(now["drives"].size(), chassis.drives);
     EXPECT_EQ(now["alarm"]["state"], chassis.alarm);
     EXPECT_EQ(now["transfers"]["failed"], 0);
+
+    (void)simulator("psu 0 fail");
+    EXPECT_EQ(poll(), chassis.supplyLost);
+    const Lines_t bad(chassis.supplies.size(), chassis.failedSupply);
+    EXPECT_EQ(page(2), pageOf(bad, chassis.fans, chassis.sensors));
+    (void)simulator("psu 0 ok");
+    EXPECT_EQ(poll(), chassis.supplyFound);
+    EXPECT_EQ(page(2), pageOf(chassis.supplies, chassis.fans, chassis.sensors));
+    EXPECT_EQ(world()["alarm"]["state"], chassis.alarm);
+
+    ASSERT_TRUE(messageSwitch->send(controlPage(20, {0, 3, 11})));
+    before.clear();
+    const std::string lit = page(2, &before);
+    EXPECT_EQ(lit, pageOf(chassis.supplies, chassis.fans, chassis.sensors, {0, 3, 11}));
+    EXPECT_EQ(before, (Lines_t{"event 5/2"})) << "the next reply is the status page's";
+    EXPECT_EQ(litDrives(), chassis.driveLeds ? (Slots_t{0, 3, 11}) : Slots_t{});
+    before.clear();
+    const Bytes_t reply = ask(controlPage(28, {3}), &before);
+    EXPECT_EQ(reply[64], 0) << "a good status";
+    EXPECT_EQ(reply[18], 28) << "to the one who asked";
+    EXPECT_EQ(before, (Lines_t{"event 5/2"}));
+    EXPECT_EQ(litDrives(), chassis.driveLeds ? Slots_t{3} : Slots_t{});
+    EXPECT_EQ(page(2), pageOf(chassis.supplies, chassis.fans, chassis.sensors, {3}));
+    EXPECT_TRUE(eventLog().empty()) << "no critical error";
 }
 
-void Enclosure::fanStallsAndRecovers() {
+TEST_P(Enclosure, LosesAFanAndGetsItBackAndOverheatsAndCools) {
     const ChassisCase_t& chassis = GetParam();
     (void)simulator("fan 1 stall");
-    EXPECT_THAT(poll(), ElementsAre("event 7/2", "led-on", "email"));
+    EXPECT_EQ(poll(), (Lines_t{"event 7/2", "led-on", "email"}));
     EXPECT_EQ(world()["alarm"]["state"], chassis.faultAlarm);
     Lines_t fans = chassis.fans;
     fans[1] = chassis.stalledFan;
     EXPECT_EQ(page(2), pageOf(chassis.supplies, fans, chassis.sensors));
-    EXPECT_THAT(poll(), IsEmpty()) << "a fault is told once";
+    EXPECT_EQ(poll(), Lines_t{}) << "a fault is told once";
     (void)simulator("fan 1 ok");
-    EXPECT_THAT(poll(), ElementsAre("event 7/2", "led-off"));
+    EXPECT_EQ(poll(), (Lines_t{"event 7/2", "led-off"}));
     EXPECT_EQ(world()["alarm"]["state"], chassis.alarm);
-}
 
-void Enclosure::overheatsAndCools() {
-    const ChassisCase_t& chassis = GetParam();
     setTemperatures(60);
     Lines_t hot(realSensors(), "event 8/2");
-    EXPECT_THAT(poll(), ElementsAreArray(hot)) << "60 degrees are not too hot yet";
+    EXPECT_EQ(poll(), hot) << "60 degrees are not too hot yet";
     setTemperatures(61);
-    EXPECT_THAT(poll(), ElementsAre("led-on", "email", "event 10/3", "shutdown"));
-    EXPECT_THAT(poll(), ElementsAre("event 10/3", "shutdown")) << "as long as it lasts";
+    EXPECT_EQ(poll(), (Lines_t{"led-on", "email", "event 10/3", "shutdown"}));
+    EXPECT_EQ(poll(), (Lines_t{"event 10/3", "shutdown"})) << "as long as it lasts";
     Lines_t sensors = chassis.sensors;
     for (std::size_t sensor = 0; sensor < realSensors(); ++sensor) {
         sensors[sensor] = "00 00 51 30";
@@ -274,70 +178,19 @@ void Enclosure::overheatsAndCools() {
     setTemperatures(30);
     Lines_t cool(realSensors(), "event 8/1");
     cool.emplace_back("led-off");
-    EXPECT_THAT(poll(), ElementsAreArray(cool));
+    EXPECT_EQ(poll(), cool);
     EXPECT_EQ(world()["alarm"]["state"], chassis.alarm);
-}
-
-void Enclosure::supplyIsLostAndFound() {
-    const ChassisCase_t& chassis = GetParam();
-    (void)simulator("psu 0 fail");
-    EXPECT_THAT(poll(), ElementsAreArray(chassis.supplyLost));
-    const Lines_t bad(chassis.supplies.size(), chassis.failedSupply);
-    EXPECT_EQ(page(2), pageOf(bad, chassis.fans, chassis.sensors));
-    (void)simulator("psu 0 ok");
-    EXPECT_THAT(poll(), ElementsAreArray(chassis.supplyFound));
-    EXPECT_EQ(page(2), pageOf(chassis.supplies, chassis.fans, chassis.sensors));
-    EXPECT_EQ(world()["alarm"]["state"], chassis.alarm);
-}
-
-void Enclosure::volumeManagerLightsLedsWithoutAReplyAndAnybodyElseGetsOne() {
-    const ChassisCase_t& chassis = GetParam();
-    ASSERT_TRUE(messageSwitch->send(controlPage(20, {0, 3, 11})));
-    Lines_t before;
-    const std::string lit = page(2, &before);
-    EXPECT_EQ(lit, pageOf(chassis.supplies, chassis.fans, chassis.sensors, {0, 3, 11}));
-    EXPECT_THAT(before, ElementsAre("event 5/2")) << "the next reply is the status page's";
-    if (chassis.driveLeds == 1) {
-        EXPECT_THAT(litDrives(), ElementsAre(0U, 3U, 11U));
-    }
-    before.clear();
-    const Bytes_t reply = ask(controlPage(28, {3}), &before);
-    EXPECT_EQ(reply[64], 0) << "a good status";
-    EXPECT_EQ(reply[18], 28) << "to the one who asked";
-    EXPECT_THAT(before, ElementsAre("event 5/2"));
-    if (chassis.driveLeds == 1) {
-        EXPECT_THAT(litDrives(), ElementsAre(3U));
-    } else {
-        EXPECT_THAT(litDrives(), IsEmpty());
-    }
-    EXPECT_EQ(page(2), pageOf(chassis.supplies, chassis.fans, chassis.sensors, {3}));
-}
-
-void Enclosure::busDiesInTheMiddleOfAPollAndComesBack() {
-    const ChassisCase_t& chassis = GetParam();
-    (void)simulator("bus fail 100000 skip 2");
-    EXPECT_THAT(poll(), ElementsAreArray(chassis.deadBus));
-    EXPECT_TRUE(esa->running());
-    (void)simulator("bus ok");
-    EXPECT_THAT(poll(), ElementsAreArray(chassis.livingBus));
-    EXPECT_EQ(page(2), pageOf(chassis.supplies, chassis.fans, chassis.sensors));
-    EXPECT_EQ(world()["alarm"]["state"], chassis.alarm);
-}
-
-TEST_P(Enclosure, IsInitialisedPolledAndShownByteForByteLosesASupplyAndLightsItsLeds) {
-    isInitialisedPolledAndShownByteForByte();
-    supplyIsLostAndFound();
-    volumeManagerLightsLedsWithoutAReplyAndAnybodyElseGetsOne();
-    EXPECT_THAT(eventLog(), IsEmpty()) << "no critical error";
-}
-
-TEST_P(Enclosure, LosesAFanAndGetsItBackAndOverheatsAndCools) {
-    fanStallsAndRecovers();
-    overheatsAndCools();
-    EXPECT_THAT(eventLog(), IsEmpty()) << "no critical error";
+    EXPECT_TRUE(eventLog().empty()) << "no critical error";
 }
 
 TEST_P(Enclosure, GoesOnWhenTheBusDiesInTheMiddleOfAPollAndComesBack) {
-    busDiesInTheMiddleOfAPollAndComesBack();
-    EXPECT_THAT(eventLog(), IsEmpty()) << "no critical error";
+    const ChassisCase_t& chassis = GetParam();
+    (void)simulator("bus fail 100000 skip 2");
+    EXPECT_EQ(poll(), chassis.deadBus);
+    EXPECT_TRUE(esa->running());
+    (void)simulator("bus ok");
+    EXPECT_EQ(poll(), chassis.livingBus);
+    EXPECT_EQ(page(2), pageOf(chassis.supplies, chassis.fans, chassis.sensors));
+    EXPECT_EQ(world()["alarm"]["state"], chassis.alarm);
+    EXPECT_TRUE(eventLog().empty()) << "no critical error";
 }

@@ -13,7 +13,7 @@ class FailSafeProgram : public SystemTest {
 protected:
     void expect(const std::vector<std::string>& words, int status, const std::string& out,
                 const std::string& err) const {
-        const RunResult_t result = runOnBus("esafailsafe", words);
+        const RunResult_t result = failSafe(words);
         SCOPED_TRACE(testing::PrintToString(words));
         EXPECT_EQ(result.ending.exitCode, status);
         EXPECT_EQ(result.out, out);

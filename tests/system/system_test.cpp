@@ -12,9 +12,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "cli.h"
+
 using namespace testsupport;
 
 namespace {
+
+[[maybe_unused]] const bool isLinked = linkProgram("mpuparams", mpuparamsMain);
 
 /** A reply of the adapter carries the request's protocol, SES, and the response flag. */
 bool isReply(const Bytes_t& message) {
@@ -69,17 +73,21 @@ void SystemTest::makeBlock(int chassisType, bool tracing) {
     std::ofstream(directory + "/mpu.conf") << "Version = 15\nChassisType = Quadra\n"
                                            << (tracing ? "CmapTracingEnabled\n" : "") << "MmsgDirectory = " << directory
                                            << "\nLogDirectory = " << directory << "/log\n";
-    const std::string number = std::to_string(key);
-    RunResult_t made =
-        run(programCommand("mpuparams", {"create", "--key", number, "--config", directory + "/mpu.conf"}));
+    const RunResult_t made =
+        run(programCommand("mpuparams", {"create", "--key", std::to_string(key), "--config", directory + "/mpu.conf"}));
     ASSERT_EQ(made.ending.exitCode, 0) << made.err;
-    made = run(programCommand(
-        "mpuparams", {"set", "--key", number, "chassisType=" + std::to_string(chassisType), "flags+=RcpComplete"}));
-    ASSERT_EQ(made.ending.exitCode, 0) << made.err;
+    patchChassisType(chassisType);
+    // What run control raises when its sequence is complete.
+    const std::string block = segment.bytes();
+    std::uint32_t flags = 0;
+    std::memcpy(&flags, block.data() + 4, sizeof(flags));
+    flags |= 0x80;
+    segment.patch(4, &flags, sizeof(flags));
 }
 
-void SystemTest::startSwitch() {
-    messageSwitch = std::make_unique<FakeSwitch_t>(directory + "/esadapter");
+void SystemTest::patchChassisType(int type) const {
+    const auto byte = static_cast<std::uint8_t>(type);
+    segment.patch(71, &byte, 1);
 }
 
 void SystemTest::startSimulator(const std::string& chassis) {
@@ -100,9 +108,19 @@ void SystemTest::startAdapter(const std::vector<std::string>& arguments) {
     }
 }
 
-RunResult_t SystemTest::runOnBus(const std::string& program, const std::vector<std::string>& arguments) const {
+void SystemTest::startManaging() {
+    startAdapter();
+    const std::optional<Bytes_t> notice = messageSwitch->receive();
+    ASSERT_TRUE(notice.has_value());
+    EXPECT_EQ(hexOf(*notice, 8, 16), "0E 01 00 40 0C 00 00 01 21 00 00 00 00 04 00 00");
+    Lines_t before;
+    configuration = page(1, &before);
+    EXPECT_EQ(before, Lines_t{});
+}
+
+RunResult_t SystemTest::failSafe(const std::vector<std::string>& arguments) const {
     std::vector<std::string> command = {ESA_OWN_DEV, directory + "/dev", directory + "/enc-0"};
-    for (const std::string& word : programCommand(program, arguments)) {
+    for (const std::string& word : programCommand("esafailsafe", arguments)) {
         command.push_back(word);
     }
     return run(command);
@@ -125,6 +143,22 @@ std::string SystemTest::simulator(const std::string& command) const {
     return reply.size() < 3 ? reply : reply.substr(0, reply.size() - 3);
 }
 
+Slots_t SystemTest::litDrives() const {
+    Slots_t lit;
+    for (const JsonValue_t& drive : world()["drives"].elements()) {
+        if (drive["led"] == true) {
+            lit.push_back(static_cast<std::size_t>(drive["index"].number()));
+        }
+    }
+    return lit;
+}
+
+void SystemTest::setTemperatures(int celsius) const {
+    for (std::size_t sensor = 0; sensor < world()["sensors"].size(); ++sensor) {
+        (void)simulator("temp " + std::to_string(sensor) + " " + std::to_string(celsius));
+    }
+}
+
 Bytes_t SystemTest::ask(const Bytes_t& request, Lines_t* before) const {
     EXPECT_TRUE(messageSwitch->send(request));
     while (std::optional<Bytes_t> message = messageSwitch->receive()) {
@@ -143,6 +177,26 @@ std::string SystemTest::page(int code, Lines_t* before) const {
     Bytes_t command = unhex("1C 80 00 00 10 00 00 00"); // the page code is valid; up to 4096 bytes
     command[2] = static_cast<std::uint8_t>(code);
     return hexOf(ask(messageToAdapter(18, 0x1C, 28, command), before), 65);
+}
+
+Bytes_t SystemTest::controlPage(unsigned requestor, const Slots_t& leds, const char* fan, const char* alarm) const {
+    Bytes_t bytes = unhex("1D 10 00 00 00 00 00 00 02 00 00 00 00 00 00 00");
+    const Bytes_t counts = unhex(configuration.substr(std::size_t{3} * 48)); // a type and its number, every four bytes
+    const char* const firstRecords[] = {"", "", fan, "", alarm};
+    for (std::size_t list = 0; list < 5; ++list) {
+        const Bytes_t first = unhex(firstRecords[list]);
+        const Bytes_t overall = {0, 0, 0, static_cast<std::uint8_t>(first.empty() ? 0 : 0x80)};
+        const std::size_t records = bytes.size() + overall.size();
+        bytes.insert(bytes.end(), overall.begin(), overall.end());
+        bytes.resize(records + 4 * std::size_t{counts[4 * list + 1]});
+        std::copy(first.begin(), first.end(), bytes.begin() + static_cast<std::ptrdiff_t>(records));
+    }
+    for (const std::size_t drive : leds) {
+        bytes[20 + 4 * drive + 3] = 0x04;
+    }
+    put16(bytes, 4, static_cast<unsigned>(bytes.size() - 8));
+    put16(bytes, 10, static_cast<unsigned>(bytes.size() - 12));
+    return messageToAdapter(18, 0x1D, requestor, bytes);
 }
 
 Lines_t SystemTest::poll() const {

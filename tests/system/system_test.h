@@ -18,6 +18,7 @@
 
 using testsupport::Bytes_t;
 using Lines_t = std::vector<std::string>;
+using Slots_t = std::vector<std::size_t>;
 using testsupport::PATIENCE;
 using testsupport::unhex;
 
@@ -56,28 +57,38 @@ protected:
 
     /** Makes the parameter block: chassis type as a number, run-control sequence complete, tracing on. */
     void makeBlock(int chassisType, bool tracing = true);
-    /** Changes bytes of the block behind the back of the tool that refuses such values. */
-    void patchBlock(std::size_t offset, const void* bytes, std::size_t size) const {
-        segment.patch(offset, bytes, size);
-    }
-    void startSwitch();
+    /** Has the block say a type that the tool may refuse. */
+    void patchChassisType(int type) const;
+    void startSwitch() { messageSwitch = std::make_unique<FakeSwitch_t>(directory + "/esadapter"); }
     /** Starts the simulated enclosure with time standing still. */
     void startSimulator(const std::string& chassis);
     /** Starts the adapter; without a simulator it finds no I2C device. */
     void startAdapter(const std::vector<std::string>& arguments);
     void startAdapter() { startAdapter({std::to_string(key)}); }
 
-    /** Runs a program that opens the simulator's bus by its usual name. */
-    testsupport::RunResult_t runOnBus(const std::string& program, const std::vector<std::string>& arguments) const;
+    /** Starts it, and takes its notice; its configuration page is remembered. */
+    void startManaging();
+
+    /** Runs the fail-safe program, which opens the simulator's bus by its usual name. */
+    testsupport::RunResult_t failSafe(const std::vector<std::string>& arguments) const;
 
     /** Gives the simulator a command; its reply without the last line. */
     std::string simulator(const std::string& command) const;
     testsupport::JsonValue_t world() const { return testsupport::JsonValue_t::parse(simulator("show --json")); }
+    std::string alarm() const { return world()["alarm"]["state"].text(); }
+    /** Drives whose fault LED is lit. */
+    Slots_t litDrives() const;
+    void setTemperatures(int celsius) const;
 
     /** Sends a request and waits for its reply; what came before the reply is added to `before`. */
     Bytes_t ask(const Bytes_t& request, Lines_t* before = nullptr) const;
     /** The page behind the status byte of a reply to RECEIVE DIAGNOSTIC RESULTS, as hex. */
     std::string page(int code, Lines_t* before = nullptr) const;
+    /**
+     * A control page that asks for the fault LEDs of these slots, says `fan` of the first fan and `alarm` of the alarm,
+     * and nothing of the other elements.
+     */
+    Bytes_t controlPage(unsigned requestor, const Slots_t& leds, const char* fan = "", const char* alarm = "") const;
     /** Makes the adapter poll its hardware, at once and not when its time has come; what it sent meanwhile. */
     Lines_t poll() const;
 
@@ -90,6 +101,7 @@ protected:
     const int key = segment.key();
     const testsupport::Folder_t folder;
     const std::string directory = folder.path();
+    std::string configuration;
     std::unique_ptr<FakeSwitch_t> messageSwitch;
     std::unique_ptr<testsupport::Process_t> encsim;
     std::unique_ptr<testsupport::Process_t> esa;
