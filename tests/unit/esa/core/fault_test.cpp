@@ -4,8 +4,6 @@
  */
 #include "core/fault.h"
 
-#include <gmock/gmock.h>
-
 #include <cstring>
 #include <numeric>
 

@@ -101,7 +101,7 @@ constexpr SupplyCheck_t SUPPLY_CHECKS[] = {{
 } // namespace
 
 constexpr Chassis_t toyChassis = {
-    .type = static_cast<VORAN_E_CHASSIS_e>(7),
+    .type = static_cast<VORAN_E_CHASSIS_e>(100),
     .typeName = "TOY",
     .initDoneText = "The toy is ready.",
     .initFailedText = "The toy is broken.",

@@ -1,14 +1,11 @@
 /** The W83782D and the two enclosures that have it, with what neither a poll nor a page ever hands them. */
 #include "enclosures/w83782d.h"
 
-#include <gmock/gmock.h>
+#include <map>
 
 #include "chips/w83782d.h"
 #include "enclosures/chenbro.h"
 #include "esa_fixture.h"
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -46,13 +43,13 @@ TEST_F(W83782d, DutyGoesToTheShadowAndTheRegisterOfItsOutput) {
             esaControl.winbond[backplane].pwmOut3ControlRegister = 0xA3;
             esaControl.winbond[backplane].pwmOut4ControlRegister = 0xA4;
             winbondFanLoadPwm(0x2B, backplane, load.output, load.duty);
-            EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(load.write));
+            EXPECT_EQ(fakeBus.takeTransfers(), (Lines_t{load.write}));
             Bytes_t expected(sizeof(esaControl.winbond));
             const Bytes_t outputs = unhex(load.shadow);
             std::copy(outputs.begin(), outputs.end(), expected.begin() + 23 * backplane + 19);
             EXPECT_EQ(shadows(), hex(expected));
-            EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Winbond[%d] Percent to Fan [%d]", int{load.duty},
-                                                      int{load.output})));
+            EXPECT_EQ(takeTrace(),
+                      (Lines_t{text("Load PWM Winbond[%d] Percent to Fan [%d]", int{load.duty}, int{load.output})}));
         }
     }
 }
@@ -72,14 +69,14 @@ TEST_F(W83782d, ChipHasFourOutputsAndThreeCountersAndReadsOneSensor) {
         EXPECT_EQ(rpm, 12345);
         EXPECT_EQ(takeTrace().back(), text("Unsupported Winbond Fan Index = [%d].", index));
         EXPECT_EQ(esaW83782dReadTemperature(0x28, inx), 32767);
-        EXPECT_THAT(takeTrace(), ElementsAre(text("Temperature Sensor [%d] for I2C address [0x28] = [32767] degrees "
-                                                  "Celsius.",
-                                                  index)));
+        EXPECT_EQ(takeTrace(), (Lines_t{text("Temperature Sensor [%d] for I2C address [0x28] = [32767] degrees "
+                                             "Celsius.",
+                                             index)}));
         esaW83782dFanLoadPwm(inx, 255);
-        EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Winbond[255] Percent to Fan [%d]", index),
-                                             text("Unsupported Winbond Fan Index = [%d].", index)));
+        EXPECT_EQ(takeTrace(), (Lines_t{text("Load PWM Winbond[255] Percent to Fan [%d]", index),
+                                        text("Unsupported Winbond Fan Index = [%d].", index)}));
     }
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
     EXPECT_EQ(shadows(), before);
     U16_t rpm = 0xABCD;
     fakeBus.set(0x2C, 0x29, 255);
@@ -93,28 +90,25 @@ TEST_F(W83782d, TemperatureIsTracedWithTheSingleBackplanesAddressWhicheverChipIs
     (void)takeTrace();
     fakeBus.set(0x2A, 0x27, 0xF6);
     EXPECT_EQ(esaW83782dReadTemperature(0x2A, 0), -10);
-    EXPECT_THAT(takeTrace(), ElementsAre("Temperature Sensor [0] for I2C address [0x21] = [-10] degrees Celsius."));
+    EXPECT_EQ(takeTrace(), (Lines_t{"Temperature Sensor [0] for I2C address [0x21] = [-10] degrees Celsius."}));
 }
 
 TEST_F(W83782d, FaultClearsAndMuteSetsTheAlarmBitAndNoOtherStateTouchesTheChip) {
     start(4);
-    struct {
+    const struct {
         U32_t state;
         const char* trace;
-    } const states[] = {
-        {0, "No action on setting Backplane Alarm State to [IDEL_S0]."},
-        {1, "Set Backplane Alarm State to [FAULT_S1]."},
-        {2, "No action on setting Backplane Alarm State to [REMIND_S2]."},
-        {3, "Set Backplane Alarm State to [MUTE_S3]."},
-        {4, "No action on setting Backplane Alarm State to [CRITICAL_S4]."},
-        {5, "No action on setting Backplane Alarm State to [STATE_S5]."},
-        {6, "No action on setting Backplane Alarm State to [STATE_S6]."},
-        {7, "No action on setting Backplane Alarm State to [STATE_S7]."},
-        {8, "Set Backplane Alarm State to un-supported value [8]."},
-        {255, "Set Backplane Alarm State to un-supported value [255]."},
-        {257, "Set Backplane Alarm State to un-supported value [257]."},
-        {0x7FFFFFFF, "Set Backplane Alarm State to un-supported value [2147483647]."},
-    };
+    } states[] = {{0, "No action on setting Backplane Alarm State to [IDEL_S0]."},
+                  {1, "Set Backplane Alarm State to [FAULT_S1]."},
+                  {2, "No action on setting Backplane Alarm State to [REMIND_S2]."},
+                  {3, "Set Backplane Alarm State to [MUTE_S3]."},
+                  {4, "No action on setting Backplane Alarm State to [CRITICAL_S4]."},
+                  {5, "No action on setting Backplane Alarm State to [STATE_S5]."},
+                  {6, "No action on setting Backplane Alarm State to [STATE_S6]."},
+                  {7, "No action on setting Backplane Alarm State to [STATE_S7]."},
+                  {8, "Set Backplane Alarm State to un-supported value [8]."},
+                  {257, "Set Backplane Alarm State to un-supported value [257]."},
+                  {0x7FFFFFFF, "Set Backplane Alarm State to un-supported value [2147483647]."}};
     for (const auto& row : states) {
         for (U8_t backplane = 0; backplane < 4; ++backplane) {
             SCOPED_TRACE(testing::Message() << row.state << " on " << int{backplane});
@@ -129,31 +123,28 @@ TEST_F(W83782d, FaultClearsAndMuteSetsTheAlarmBitAndNoOtherStateTouchesTheChip) 
             EXPECT_EQ(fakeBus.takeTransfers(), row.state == 1   ? (Lines_t{"W 2C 40 A5", "W 2C 40 BF"})
                                                : row.state == 3 ? (Lines_t{"W 2C 40 E5", "W 2C 40 FF"})
                                                                 : Lines_t{});
-            EXPECT_THAT(takeTrace(), ElementsAre(row.trace, row.trace));
+            EXPECT_EQ(takeTrace(), (Lines_t{row.trace, row.trace}));
         }
     }
     const std::string before = shadows();
     chenbroSetAlarmState(ESA_E_ALARM_STATE_CRITICAL_S4);
     EXPECT_EQ(takeTrace(), Lines_t(4, "No action on setting Backplane Alarm State to [CRITICAL_S4]."));
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
     EXPECT_EQ(shadows(), before);
 }
 
 TEST_F(W83782d, ChenbroLoadsFivePercentagesAndNoOther) {
+    const std::map<int, int> duties = {{0, 0}, {25, 64}, {50, 128}, {75, 192}, {100, 255}};
     start(4);
     for (int percent = 0; percent < 256; ++percent) {
         SCOPED_TRACE(percent);
-        const int duty = percent == 0     ? 0
-                         : percent == 25  ? 64
-                         : percent == 50  ? 128
-                         : percent == 75  ? 192
-                         : percent == 100 ? 255
-                                          : -1;
+        const auto duty = duties.find(percent);
+        const bool known = duty != duties.end();
         chenbroW83782dFanLoadPwm(5, static_cast<U8_t>(percent));
-        EXPECT_EQ(fakeBus.takeTransfers(), duty < 0 ? Lines_t{} : Lines_t{text("W 2B 5A %02X", duty)});
-        EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Esa[%d] Percent to Fan [5]", percent),
-                                             duty < 0 ? text("Unsupported ESA PWM Percentage = [%d].", percent)
-                                                      : text("Load PWM Winbond[%d] Percent to Fan [1]", duty)));
+        EXPECT_EQ(fakeBus.takeTransfers(), known ? Lines_t{text("W 2B 5A %02X", duty->second)} : Lines_t{});
+        EXPECT_EQ(takeTrace(), (Lines_t{text("Load PWM Esa[%d] Percent to Fan [5]", percent),
+                                        known ? text("Load PWM Winbond[%d] Percent to Fan [1]", duty->second)
+                                              : text("Unsupported ESA PWM Percentage = [%d].", percent)}));
     }
 }
 
@@ -164,19 +155,19 @@ TEST_F(W83782d, ChenbroLooksAtThePercentageBeforeTheFan) {
         SCOPED_TRACE(fan);
         chenbroW83782dFanLoadPwm(static_cast<U8_t>(fan), 30);
         chenbroW83782dFanLoadPwm(static_cast<U8_t>(fan), 50);
-        EXPECT_THAT(takeTrace(), ElementsAre(text("Load PWM Esa[30] Percent to Fan [%d]", fan),
-                                             "Unsupported ESA PWM Percentage = [30].",
-                                             text("Load PWM Esa[50] Percent to Fan [%d]", fan),
-                                             text("Unsupported Fan Index = [%d].", fan)));
+        EXPECT_EQ(
+            takeTrace(),
+            (Lines_t{text("Load PWM Esa[30] Percent to Fan [%d]", fan), "Unsupported ESA PWM Percentage = [30].",
+                     text("Load PWM Esa[50] Percent to Fan [%d]", fan), text("Unsupported Fan Index = [%d].", fan)}));
     }
     for (const S32_t fan : {-2147483647 - 1, -1, 6, 7, 8, 255, 2147483647}) {
         U16_t rpm = 12345;
         EXPECT_EQ(chenbroW83782dFanReadSpeed(fan, &rpm), -1);
         EXPECT_EQ(rpm, 12345);
-        EXPECT_THAT(takeTrace(), ElementsAre(text("Read speed with Fan, chenbroFanInx = [%d].", fan),
-                                             text("Unsupported Fan Index = [%d].", fan)));
+        EXPECT_EQ(takeTrace(), (Lines_t{text("Read speed with Fan, chenbroFanInx = [%d].", fan),
+                                        text("Unsupported Fan Index = [%d].", fan)}));
     }
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
     EXPECT_EQ(shadows(), before);
 }
 
@@ -187,7 +178,7 @@ TEST_F(W83782d, DutyOfTheSingleBackplaneIsWrittenAsItStandsToTheCrossedRegisters
     for (U8_t fan = 0; fan < 3; ++fan) {
         for (int duty = 0; duty < 256; ++duty) {
             esaW83782dFanLoadPwm(fan, static_cast<U8_t>(duty));
-            EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre(writes[fan] + text("%02X", duty)));
+            EXPECT_EQ(fakeBus.takeTransfers(), (Lines_t{writes[fan] + text("%02X", duty)}));
             EXPECT_EQ(reinterpret_cast<const U8_t*>(esaControl.winbond)[shadowed[fan]], duty);
         }
     }

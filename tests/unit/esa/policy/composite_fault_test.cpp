@@ -1,11 +1,7 @@
 /** The composite fault manager with causes and outcomes that no check hands it. */
 #include "policy/composite_fault.h"
 
-#include <gmock/gmock.h>
-
 #include "esa_fixture.h"
-
-using testing::ElementsAre;
 
 using CompositeFault = EsaTest;
 
@@ -31,7 +27,7 @@ TEST_F(CompositeFault, OnlyTheLowEightBitsOfTheOutcomeCount) {
         EXPECT_EQ(esaControl.compositeFaultStatus, outcome.clears ? 0U : 0x80000004U);
         EXPECT_EQ(takeMessages().size(), outcome.clears ? 1U : 0U);
         EXPECT_EQ(esaSendCompositeFaultMmsgToStartup(outcome.status), 64);
-        EXPECT_THAT(takeMessageNames(), ElementsAre(outcome.clears ? "led-off" : "led-on"));
+        EXPECT_EQ(takeMessageNames(), (Lines_t{outcome.clears ? "led-off" : "led-on"}));
     }
 }
 
@@ -41,7 +37,7 @@ TEST_F(CompositeFault, LastOfSeveralCausesSendsNothingButTheLed) {
     EXPECT_EQ(esaManageCompositeFault(0x8, -1), 64);
     EXPECT_EQ(esaManageCompositeFault(0x8, 0), 0);
     EXPECT_EQ(esaManageCompositeFault(0x4, 0), 64);
-    EXPECT_THAT(takeMessageNames(), ElementsAre("led-on", "email", "email", "led-off"));
+    EXPECT_EQ(takeMessageNames(), (Lines_t{"led-on", "email", "email", "led-off"}));
 }
 
 TEST_F(CompositeFault, TracesTheLowestOfSeveralCauses) {
@@ -58,8 +54,7 @@ TEST_F(CompositeFault, TracesTheLowestOfSeveralCauses) {
     };
     for (const auto& name : names) {
         esaManageCompositeFault(name.map, 0);
-        EXPECT_THAT(takeTrace(),
-                    ElementsAre(name.text, text("This Fault bit [0x%x] does NOT exist currently.", name.map),
-                                text("The Fault bit [0x%x] is already clear.", name.map)));
+        EXPECT_EQ(takeTrace(), (Lines_t{name.text, text("This Fault bit [0x%x] does NOT exist currently.", name.map),
+                                        text("The Fault bit [0x%x] is already clear.", name.map)}));
     }
 }

@@ -1,15 +1,11 @@
 /** Event messages with bytes that no event of the adapter has, and temperatures that no sensor gives. */
 #include "policy/events.h"
 
-#include <gmock/gmock.h>
-
 #include <cstring>
 #include <numeric>
 
 #include "esa_fixture.h"
 #include "policy/temperatures.h"
-
-using testing::ElementsAre;
 
 using Events = EsaTest;
 
@@ -51,10 +47,10 @@ TEST_F(Events, HighestTemperatureIsReportedAndNoReadingIsNot) {
     esaControl.temperatureReportStatus[1] = 0x4;
     esaTemperatureEventLog();
     esaTemperatureEventLog();
-    EXPECT_THAT(takeMessageNames(), ElementsAre("event 8/1", "event 8/1", "event 8/2"));
-    EXPECT_THAT(takeTrace(), ElementsAre("temperatureReportStatus[0] reporting over 35 degrees Event.",
-                                         "temperatureReportStatus[1] reset all Temperature Events.",
-                                         "temperatureReportStatus[3] reporting over 55 degrees Event.",
-                                         "temperatureReportStatus[0] already reported over 35 degrees Event.",
-                                         "temperatureReportStatus[3] already reported over 55 degrees Event."));
+    EXPECT_EQ(takeMessageNames(), (Lines_t{"event 8/1", "event 8/1", "event 8/2"}));
+    EXPECT_EQ(takeTrace(), (Lines_t{"temperatureReportStatus[0] reporting over 35 degrees Event.",
+                                    "temperatureReportStatus[1] reset all Temperature Events.",
+                                    "temperatureReportStatus[3] reporting over 55 degrees Event.",
+                                    "temperatureReportStatus[0] already reported over 35 degrees Event.",
+                                    "temperatureReportStatus[3] already reported over 55 degrees Event."}));
 }

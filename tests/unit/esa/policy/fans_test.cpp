@@ -6,9 +6,6 @@
 #include "enclosures/vsc055.h"
 #include "esa_fixture.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 namespace {
 
 using Loads_t = std::vector<int>;
@@ -43,7 +40,7 @@ TEST_F(Fans, EachMovesFromItsOwnLoad) {
     (void)takeTrace();
     esaTemperatureFanPolicy();
     EXPECT_EQ(loads(6), (Loads_t{50, 75, 75, 100, 0, 60}));
-    EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 28 5B 80", "W 28 5A C0"));
+    EXPECT_EQ(fakeBus.takeTransfers(), (Lines_t{"W 28 5B 80", "W 28 5A C0"}));
     EXPECT_THAT(takeTrace(), testing::IsSupersetOf({"temperatureSensorAverage = [39] degrees Celsius.",
                                                     "Temperature = [39], Fan [0] set to 50 percent PWM",
                                                     "Temperature = [39], Fan [1] set to 75 percent PWM",
@@ -58,7 +55,7 @@ TEST_F(Fans, XyratexDrivesItsTwoGroupsWhateverTheNumberOfFans) {
         esaControl.coolingMaxNumber = coolings;
         setAll(50, 25);
         esaTemperatureFanPolicy();
-        EXPECT_THAT(fakeBus.takeTransfers(), ElementsAre("W 63 98 2F", "W 63 99 2F"));
+        EXPECT_EQ(fakeBus.takeTransfers(), (Lines_t{"W 63 98 2F", "W 63 99 2F"}));
         EXPECT_EQ(loads(8), (Loads_t{50, 50, 25, 25, 25, 25, 25, 25}));
     }
 }
@@ -121,9 +118,9 @@ TEST_F(Fans, EnclosureOfNoKnownTypeIsFaultyAsSoonAsItHasAFanAndDrivesNone) {
         EXPECT_EQ(loads(3), (Loads_t{50, 50, 50}));
         EXPECT_EQ(esaControl.temperatureSensorAverage, 12);
     }
-    EXPECT_THAT(fakeBus.takeTransfers(), IsEmpty());
-    EXPECT_THAT(takeMessageNames(), IsEmpty());
-    EXPECT_THAT(takeTrace(), IsEmpty());
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
+    EXPECT_EQ(takeMessageNames(), Lines_t{});
+    EXPECT_EQ(takeTrace(), Lines_t{});
 }
 
 TEST_F(Fans, FaultForcesEveryFanOfTheFourStepPolicyWhateverTheChassisRunsInItsPolls) {

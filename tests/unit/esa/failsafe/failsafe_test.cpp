@@ -4,14 +4,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include <gmock/gmock.h>
-
 #include "arguments.h"
 #include "esa_fixture.h"
 
 namespace {
-
-using Lines_t = std::vector<std::string>;
 
 struct FullSpeed_t {
     int type;
@@ -108,43 +104,35 @@ TEST_F(FailSafe, BusThatNeverAnswersIsTriedUntilTheTimeIsOver) {
     EXPECT_GE(fakeBus.takeTransfers().size(), 6U) << "three fans, at least twice";
 }
 
-struct Words_t {
-    std::vector<std::string> words;
-    bool right;
-};
-
-bool read(std::vector<std::string> words, FailSafeArguments_t& arguments) {
+bool isRight(Lines_t words) {
     words.insert(words.begin(), "esafailsafe");
-    static std::vector<std::string> kept;
-    kept = words;
     std::vector<char*> argv;
-    for (std::string& word : kept) {
+    for (std::string& word : words) {
         argv.push_back(word.data());
     }
     argv.push_back(nullptr);
-    return readArguments(static_cast<int>(kept.size()), argv.data(), arguments);
+    FailSafeArguments_t arguments;
+    return readArguments(static_cast<int>(words.size()), argv.data(), arguments);
 }
 
 TEST(FailSafeArguments, KeyOrChassisButNotBoth) {
-    const Words_t rows[] = {
-        {{"0x64"}, true},
-        {{"--chassis", "quadra"}, true},
-        {{"--chassis=quadra", "--seconds=0"}, true},
-        {{"100", "--seconds", "3600"}, true},
-        {{}, false},
-        {{"100", "--chassis", "quadra"}, false},
-        {{"100", "101"}, false},
-        {{"100", "--seconds", "3601"}, false},
-        {{"100", "--seconds", "soon"}, false},
-        {{"100", "--seconds"}, false},
-        {{"--chassis"}, false},
-        {{"--prepare", "100"}, true},
-        {{"--prepare"}, false},
-        {{"--now"}, false},
-    };
-    for (const Words_t& row : rows) {
-        FailSafeArguments_t arguments;
-        EXPECT_EQ(read(row.words, arguments), row.right) << testing::PrintToString(row.words);
+    for (const Lines_t& words : {Lines_t{"0x64"},
+                                 {"--chassis", "quadra"},
+                                 {"--chassis=quadra", "--seconds=0"},
+                                 {"100", "--seconds", "3600"},
+                                 {"--prepare", "100"}}) {
+        EXPECT_TRUE(isRight(words)) << testing::PrintToString(words);
+    }
+    for (const Lines_t& words : {Lines_t{},
+                                 {"100", "--chassis", "quadra"},
+                                 {"100", "101"},
+                                 {"100", "--seconds", "3601"},
+                                 {"100", "--seconds", "soon"},
+                                 {"100", "--seconds"},
+                                 {"--chassis"},
+                                 {"--prepare"},
+                                 {"--now"}}) {
+        EXPECT_FALSE(isRight(words)) << testing::PrintToString(words);
     }
 }
 

@@ -5,7 +5,6 @@
 #include <functional>
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include "child.h"
@@ -81,7 +80,7 @@ TEST_F(Watch, AdapterThatHadNoAnswerIsEndedWhenTheEnclosureAnswersAtFullSpeed) {
         }
     };
     watch();
-    EXPECT_EQ(fakeBus.takeTransfers(), (std::vector<std::string>{"W 41 98 3F", "W 41 99 3F", "W 41 9A 3F"}));
+    EXPECT_EQ(fakeBus.takeTransfers(), (Lines_t{"W 41 98 3F", "W 41 99 3F", "W 41 9A 3F"}));
     EXPECT_EQ(adapter_.wait().signal, SIGTERM);
 }
 
