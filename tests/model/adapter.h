@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdarg>
 #include <map>
+#include <utility>
 
 #include "world.h"
 
@@ -21,62 +22,25 @@ inline constexpr int FAILED = -1;
 
 /** An element record as four bytes, first byte first. */
 using Element_t = std::array<std::uint8_t, 4>;
+template <std::size_t N>
+using Elements_t = std::array<Element_t, N>;
+template <std::size_t N>
+using Octets_t = std::array<std::uint8_t, N>;
+template <std::size_t N>
+using Numbers_t = std::array<std::uint32_t, N>;
+template <std::size_t N>
+using Degrees_t = std::array<std::int16_t, N>;
+/** Of the W83782D chips, fields in their declared order. */
+using Shadows_t = std::array<Octets_t<23>, 4>;
 
 /** What the adapter remembers, by the names of its control block. Words are numbers, not bytes. */
 struct State_t {
-    std::int32_t socketFdMSM = 0;
+#define FIELD(type, name) type name{};
+#include "state_fields.def"
+#undef FIELD
     std::string socketPath; /**< the address's path */
-    std::int32_t i2cFileFd = 0;
-    std::uint8_t enclosureType = 0;
-    std::uint8_t i2cAddressVsc055 = 0;
-    std::array<std::uint8_t, 4> i2cAddressLM75{};
-    std::uint8_t i2cAddressW83782d = 0;
-    std::uint8_t elementTypeMaxNumber = 0;
-    std::uint8_t deviceMaxNumber = 0;
-    std::uint8_t powerSupplyMaxNumber = 0;
-    std::uint8_t coolingMaxNumber = 0;
-    std::uint8_t temperatureSensorMaxNumber = 0;
-    std::uint8_t audibleAlarmMaxNumber = 0;
-    std::uint8_t i2cConnected = 0;
-    std::uint8_t pageCodeInRecentSndDiagCmd = 0;
-    std::array<std::uint8_t, 5> sesTypeDescriptorList{};
-    std::uint32_t deviceElementControlOverall = 0;
-    std::array<Element_t, 16> deviceElementControl{};
-    std::uint32_t deviceElementStatusOverall = 0;
-    std::array<Element_t, 16> deviceElementStatus{};
-    std::uint32_t driveFaultLedStatus0 = 0;
-    std::uint32_t driveFaultLedStatus1 = 0;
-    std::uint32_t powerSupplyElementControlOverall = 0;
-    std::array<Element_t, 3> powerSupplyElementControl{};
-    std::uint32_t powerSupplyElementStatusOverall = 0;
-    std::array<Element_t, 3> powerSupplyElementStatus{};
-    std::uint32_t powerSupplyStatus = 0;
-    std::uint32_t coolingElementControlOverall = 0;
-    std::array<Element_t, 8> coolingElementControl{};
-    std::uint32_t coolingElementStatusOverall = 0;
-    std::array<Element_t, 8> coolingElementStatus{};
-    std::array<std::uint8_t, 8> coolingElementOnOff{};
-    std::uint32_t fanFaultStatus = 0;
-    std::uint32_t fanFaultRpmLimit = 0;
-    std::array<std::uint8_t, 8> fanPwmLoad{};
-    std::uint32_t temperatureSensorElementControlOverall = 0;
-    std::array<Element_t, 4> temperatureSensorElementControl{};
-    std::uint32_t temperatureSensorElementStatusOverall = 0;
-    std::array<Element_t, 4> temperatureSensorElementStatus{};
-    std::array<std::int16_t, 4> temperatureSensor{};
-    std::array<std::uint32_t, 4> temperatureReportStatus{};
-    std::int16_t temperatureSensorAverage = 0;
-    std::uint32_t audibleAlarmElementControlOverall = 0;
-    std::array<Element_t, 1> audibleAlarmElementControl{};
-    std::uint32_t audibleAlarmElementStatusOverall = 0;
-    std::array<Element_t, 1> audibleAlarmElementStatus{};
-    std::uint32_t alarmState = 0;
-    std::uint32_t compositeFaultStatus = 0;
-    std::uint8_t esaDebug = 0;
-    std::array<std::uint8_t, 4064> esaInMsg{};
-    std::array<std::uint8_t, 4064> esaWorkSpace{};
-    std::array<std::uint8_t, 8> vsc055GPD{}, vsc055DDP{}, vsc055FSC{}, vsc055PWMC{};
-    std::array<std::array<std::uint8_t, 23>, 4> winbond{}; /**< shadows, fields in their declared order */
+    Octets_t<4064> esaWorkSpace{};
+    Octets_t<8> vsc055GPD{}, vsc055DDP{}, vsc055FSC{}, vsc055PWMC{};
     std::uint32_t selectTimeoutSec = 0, selectTimeoutUsec = 0;
     std::uint32_t pollTimeoutSec = 0, pollTimeoutUsec = 0;
 };
@@ -97,60 +61,44 @@ private:
 /** An address that stands for the send buffer's in `flink` and `blink`; both sides' streams show this one. */
 inline constexpr std::uint32_t SEND_BUFFER_ADDRESS = 0x5E4DB0F5;
 
+inline constexpr const char* ALARM_NAMES[] = {"IDEL_S0",     "FAULT_S1",   "REMIND_S2",  "MUTE_S3",
+                                              "CRITICAL_S4", "INVALID_S5", "INVALID_S6", "INVALID_S7"};
+
+/** "ON" or "OFF", as the log has them. */
+inline const char* onOff(bool on) {
+    return on ? "ON" : "OFF";
+}
+
 class Adapter_t {
 public:
     explicit Adapter_t(World_t& livedIn) : world(livedIn) {}
 
     State_t state;
 
-    // --- process (process.cpp): start-up, main loop, receiving, critical errors, dispatch, message printer ---
+    // --- process: start-up, main loop, receiving, critical errors, dispatch, message printer ---
 
     /** The whole process; returns its exit status when it cannot start, else runs until the world ends the life. */
     int main(const std::vector<std::string>& arguments);
-    void esaInit();
-    void mainLoopPass();
-    void esaProcessPollTimeout();
-    void esaProcMmsgMsg();
-    /** Prints the message in `esaInMsg` (or another buffer) field by field. */
-    void printMessage(std::span<const std::uint8_t> message);
     int esaReadI2CData(std::uint8_t address, std::uint8_t reg, std::span<std::uint8_t> data);
-    int esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data);
-    /** Reports a critical error. `file` is the base name of the source file (not compared), `function` the reporter. */
+    int esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::uint8_t value);
+    /** Stores a value in a shadow, then sends it. */
+    int store(std::uint8_t address, std::uint8_t reg, std::uint8_t& shadow, unsigned value);
+    /** Reports a critical error. `function` is the reporter; its file is not compared. */
     void esaFault(const char* function, const std::string& message);
-    /** Sends the first `length` bytes of esaWorkSpace; reports a critical error in the name of `function` otherwise. */
-    long sendWorkSpace(std::size_t length, const char* function);
-    /** The debugging entry point: an SES command to the adapter itself. Nothing in a life calls it. */
-    long esaTestMsg(std::uint8_t commandType, std::uint8_t pageCode);
 
     /** A line, or a dump, of the trace log, when the level word asks for it. printf's format. */
     [[gnu::format(printf, 3, 4)]] void trace(const char* function, const char* format, ...);
     void dump(const char* function, const std::string& label, std::span<const std::uint8_t> bytes);
 
-    // --- messaging and policy (pages.cpp, control.cpp, policy.cpp) ---
+    // --- messaging and policy (pages.cpp, control.cpp, policy.cpp, events.cpp) ---
 
-    /** Answers a RECEIVE DIAGNOSTIC RESULTS in `esaInMsg`: page, or sense data (framing and error replies included). */
-    void esaSendStatus();
-    /** The reply to the command in `esaInMsg`, SEND or RECEIVE DIAGNOSTIC, with its outcome given. */
-    void esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
-                       std::uint8_t ascq);
-    /** Page 1 or 2; empty when nothing is to be sent. What has to be said to others on the way is sent. */
-    Bytes_t buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
-    /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg`. */
-    void esaProcEncContPage();
-    int esaManageCompositeFault(std::uint32_t cause, int status);
-    int esaSendCompositeFaultMmsgToStartup(int status);
-    int esaSendEmailNotificationMmsgToStartup();
-    int esaSendOrderlyShutdownMmsgToStartup();
+    void esaManageCompositeFault(std::uint32_t cause, bool good);
     int esaReadFanFailStatus();
-    void esaTemperatureFanPolicy();
-    void esaVsc055TemperatureFanPolicy();
-    int esaTemperatureOverheatCheck();
-    void esaTemperatureEventLog();
-    /** `data`: the 84 bytes of the event data. */
-    int esaSendEventMmsgToEmp(std::uint16_t eventId, std::uint8_t eventType, std::span<const std::uint8_t> data);
-    /** Event data of 84 zero bytes with the chassis type in it; field offsets and big-endian words by setWord(). */
-    Bytes_t eventData() const;
-    static void setWord(Bytes_t& data, std::size_t offset, std::uint32_t value);
+    /** An event with these words of its data, by their offsets; the chassis type is in front. */
+    void sendEvent(std::uint16_t id, std::uint8_t type,
+                   std::initializer_list<std::pair<std::size_t, std::uint32_t>> words);
+    void sendPowerSupplyEvent(std::uint8_t type);
+    void sendFanEvent();
 
     // --- enclosures (vsc055.cpp, w83782d.cpp, xyratex.cpp, chenbro.cpp) ---
 
@@ -164,75 +112,112 @@ public:
     void chenbroEsaProcessPollTimeout();
     void esaW83782dProcessPollTimeout();
 
-    int esaVsc055FanReadSpeed(std::uint8_t fan, std::uint16_t& rpm);
+    /** What the chassis in service has of it; the W83782D of the single backplane takes a duty of 0 to 255. */
+    int readFan(std::uint8_t fan, std::uint16_t& rpm);
+    void loadFan(std::uint8_t fan, std::uint8_t percent, std::uint8_t duty);
+    /** False where the alarm is none of this program's; such chassis keep their remembered state too. */
+    bool setAlarm(std::uint32_t alarm);
+
     void esaVsc055FanLoadPwm(std::uint8_t fan, std::uint8_t percent);
-    int esaVsc055SetDriveFaultLED(int drive);
-    int esaVsc055ClearDriveFaultLED(int drive);
+    void esaVsc055DriveFaultLED(int drive, bool on);
     int esaVsc055ReadPowerRedundancyFailStatus();
-    void esaVsc055SetAlarmStateBackplane(std::uint32_t alarm);
     void esaVsc055ClearAlarmStatePowerSupply();
-    std::uint8_t esaVsc055ReadAlarmState();
     std::int16_t lm75ReadTemperature(std::uint8_t address);
 
-    void winbondFanLoadPwm(std::uint8_t address, std::uint8_t backplane, std::uint8_t fan, std::uint8_t duty);
-    int esaW83782dFanReadSpeed(std::uint8_t address, std::uint8_t fan, std::uint16_t& rpm);
-    /** Always goes to `i2cAddressW83782d`, whatever `address` says. */
-    void esaW83782dFanLoadPwm(std::uint8_t address, std::uint8_t fan, std::uint8_t duty);
     std::int16_t esaW83782dReadTemperature(std::uint8_t address, std::uint8_t sensor);
     int esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address);
-    void esaW83782dSetAlarmState(std::uint8_t address, std::uint8_t backplane, std::uint32_t alarm);
-    std::uint8_t esaW83782dReadAlarmState(std::uint8_t address);
 
     int xyratexIsDrivePresent(int drive);
-    int xyratexReadDrivePresence();
-    int xyratexSetDriveFaultLED(int drive);
-    int xyratexClearDriveFaultLED(int drive);
+    void xyratexDriveFaultLED(int drive, bool on);
     int xyratexReadPowerRedundancyFailStatus();
     int xyratexReadPowerVoltageStatus();
-    void xyratexSetPowerRedundancyFailLED();
-    void xyratexClearPowerRedundancyFailLED();
-    void xyratexSetPsuOkLED();
-    void xyratexClearPsuOkLED();
-    void xyratexSetFanFailLED();
-    void xyratexClearFanFailLED();
+    void xyratexSupplyLED(bool good);
+    void xyratexRedundancyLED(bool failed);
+    void xyratexFanFailLED(bool on);
     void xyratexSetAlarmState(std::uint32_t alarm);
     std::uint8_t xyratexReadAlarmstate();
+    /** An alarm in REMIND ends with the redundancy fault that it reminds of. */
+    void xyratexEndReminder();
 
-    int chenbroW83782dFanReadSpeed(std::uint8_t fan, std::uint16_t& rpm);
-    void chenbroW83782dFanLoadPwm(std::uint8_t fan, std::uint8_t percent);
     int chenbroReadPowerVoltageToleranceStatus();
-    void chenbroSetAlarmState(std::uint32_t alarm);
-    std::uint8_t chenbroReadAlarmState();
-    void chenbroReadWinbondRegisters();
 
 private:
-    // What the drivers share; `function` is the operation that the trace lines belong to.
-
-    /** Event and cause of a bus that does not answer at start-up; gives BUS_UNUSABLE. */
-    int reportBusFault();
-    void sendPowerSupplyEvent(std::uint8_t eventType);
-    /** Writes the ports' directions and reads them back; the code of the first failed read-back. */
-    int setVsc055Directions(const char* function, std::uint8_t address);
-    /** The fourteen limits of one chip; FAILED at the first failed write. */
-    int setWinbondVoltageLimits(const char* function, std::uint8_t address, std::uint8_t backplane);
-    /** What a poll makes of a voltage check's result, on chassis with W83782D chips. */
-    void judgeWinbondVoltages(const char* function, int result);
-
     World_t& world;
     bool tracing = false; /**< bit 0x10 of the level word */
 
     // --- process ---
     Parameters_t parameters; /**< the attached block, without its flags */
 
+    void esaInit();
     void sendStartupNotice();
     void waitForRcp();
     void initChassis();
+    void mainLoopPass();
+    void esaProcessPollTimeout();
     /** A header of 64 bytes, still queued; the bytes that no peek saw are zero. */
     Bytes_t peekHeader();
     void receiveMessage();
+    void esaProcMmsgMsg();
     void dispatchReceiveDiagnostic();
     void dispatchSendDiagnostic();
-    void traceControlBlock();
+    /** Prints the message field by field. */
+    void printMessage(std::span<const std::uint8_t> message);
+    /** Sends the first `length` bytes of esaWorkSpace; reports a critical error in the name of `function` otherwise. */
+    void sendWorkSpace(std::size_t length, const char* function);
+    /** A request to Startup, with its two general-use words. */
+    void sendToStartup(const char* function, std::uint32_t opcode, std::uint32_t use1 = 0, std::uint32_t use2 = 0);
+
+    // --- messaging and policy ---
+
+    /** Answers a RECEIVE DIAGNOSTIC RESULTS in `esaInMsg`: page, or sense data (framing and error replies included). */
+    void esaSendStatus();
+    /** The reply to the command in `esaInMsg`, SEND or RECEIVE DIAGNOSTIC, with its outcome given. */
+    void esaSendStatus(std::uint8_t statusCode, std::uint8_t pageCode, std::uint8_t senseKey, std::uint8_t asc,
+                       std::uint8_t ascq);
+    /** Page 1 or 2; empty when nothing is to be sent. What has to be said to others on the way is sent. */
+    Bytes_t buildPage(std::uint8_t pageCode, std::uint32_t allocationLength);
+    /** Carries out the control page of the SEND DIAGNOSTIC in `esaInMsg`. */
+    void esaProcEncContPage();
+    void clearCause(std::uint32_t cause);
+    void setCause(std::uint32_t cause);
+    void esaSendCompositeFaultMmsgToStartup(bool on);
+    void esaTemperatureFanPolicy();
+    void esaVsc055TemperatureFanPolicy();
+    void esaTemperatureOverheatCheck();
+    void esaTemperatureEventLog();
+
+    // --- enclosures ---
+
+    void setCounts(const std::array<std::uint8_t, 4>& devicesSuppliesFansSensors);
+    /** Event and cause of a bus that does not answer at start-up; gives BUS_UNUSABLE. */
+    int reportBusFault();
+    /** What a poll makes of a supply check's result: the bit is cause and memory. */
+    void judgeSupply(const char* function, std::uint32_t bit, int result, const char* name, bool tellsChange);
+    void judgeFans();
+    /** Writes a port's shadow with bits set or cleared. */
+    void changePort(std::uint8_t port, unsigned bits, bool set);
+    /** Writes the ports' directions and reads them back; the code of the first failed read-back. */
+    int setVsc055Directions(const char* function, std::uint8_t address);
+    int esaVsc055FanReadSpeed(std::uint8_t fan, std::uint16_t& rpm);
+    void esaVsc055SetAlarmStateBackplane(std::uint32_t alarm);
+    /** Result of reading a port's bit, which is set when all is well; told as the named status, if it has a name. */
+    int readStatusBit(const char* function, std::uint8_t address, unsigned bit, const char* name, bool tellsGood);
+
+    void winbondFanLoadPwm(std::uint8_t address, std::uint8_t backplane, std::uint8_t fan, std::uint8_t duty);
+    int esaW83782dFanReadSpeed(std::uint8_t address, std::uint8_t fan, std::uint16_t& rpm);
+    void esaW83782dFanLoadPwm(std::uint8_t fan, std::uint8_t duty);
+    void esaW83782dSetAlarmState(std::uint8_t address, std::uint8_t backplane, std::uint32_t alarm);
+    /** Whether the chip answers; its address register goes to the shadow. */
+    bool probeWinbond(const char* function, std::uint8_t address, std::uint8_t backplane);
+    /** The fourteen limits of one chip, and its temperature limits and alarm output; FAILED at the first failure. */
+    int setWinbondVoltageLimits(const char* function, std::uint8_t address, std::uint8_t backplane);
+    int setWinbondTemperatureLimits(const char* function, std::uint8_t address, std::uint8_t backplane,
+                                    const char* readFailure);
+
+    int chenbroW83782dFanReadSpeed(std::uint8_t fan, std::uint16_t& rpm);
+    void chenbroW83782dFanLoadPwm(std::uint8_t fan, std::uint8_t percent);
+    void chenbroSetAlarmState(std::uint32_t alarm);
+    void chenbroReadWinbondRegisters();
 };
 
 } // namespace model

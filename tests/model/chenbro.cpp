@@ -3,7 +3,7 @@
  */
 #include <iterator>
 
-#include "winbond.h"
+#include "adapter.h"
 
 namespace model {
 namespace {
@@ -21,39 +21,37 @@ struct Fan_t {
 constexpr std::array<Fan_t, 6> FANS = {
     {{0x28, 0, 0}, {0x28, 0, 1}, {0x29, 1, 0}, {0x2A, 2, 0}, {0x2B, 3, 0}, {0x2B, 3, 1}}};
 
-/** Registers 0x20 to 0x3D. */
-const char* const REGISTERS[] = {
-    "ESA_K_W83782D_VCOREA_READING_REG",
-    "ESA_K_W83782D_VINR0_READING_REG",
-    "ESA_K_W83782D_POSITIVE_3_3VIN_READING_REG",
-    "ESA_K_W83782D_POSITIVE_5VIN_READING_REG",
-    "ESA_K_W83782D_POSITIVE_12VIN_READING_REG",
-    "ESA_K_W83782D_NEGATIVE_12VIN_READING_REG",
-    "ESA_K_W83782D_NEGATIVE_5VIN_READING_REG",
-    "ESA_K_W83782D_TEMPERATURE_READING_REG",
-    "ESA_K_W83782D_FAN1_READING_REG",
-    "ESA_K_W83782D_FAN2_READING_REG",
-    "ESA_K_W83782D_FAN3_READING_REG",
-    "ESA_K_W83782D_VCOREA_HIGH_LIMIT_REG",
-    "ESA_K_W83782D_VCOREA_LOW_LIMIT_REG",
-    "ESA_K_W83782D_VINR0_HIGH_LIMIT_REG",
-    "ESA_K_W83782D_VINR0_LOW_LIMIT_REG",
-    "ESA_K_W83782D_POSITIVE_3_3VIN_HIGH_LIMIT_REG",
-    "ESA_K_W83782D_POSITIVE_3_3VIN_LOW_LIMIT_REG",
-    "ESA_K_W83782D_POSITIVE_5VIN_HIGH_LIMIT_REG",
-    "ESA_K_W83782D_POSITIVE_5VIN_LOW_LIMIT_REG",
-    "ESA_K_W83782D_POSITIVE_12VIN_HIGH_LIMIT_REG",
-    "ESA_K_W83782D_POSITIVE_12VIN_LOW_LIMIT_REG",
-    "ESA_K_W83782D_NEGATIVE_12VIN_HIGH_LIMIT_REG",
-    "ESA_K_W83782D_NEGATIVE_12VIN_LOW_LIMIT_REG",
-    "ESA_K_W83782D_NEGATIVE_5VIN_HIGH_LIMIT_REG",
-    "ESA_K_W83782D_NEGATIVE_5VIN_LOW_LIMIT_REG",
-    "ESA_K_W83782D_TEMPERATURE_SENSOR1_HIGH_LIMIT_REG",
-    "ESA_K_W83782D_TEMPERATURE_SENSOR1_HYSTERESIS_REG",
-    "ESA_K_W83782D_FAN1_FAN_COUNT_LIMIT_REG",
-    "ESA_K_W83782D_FAN2_FAN_COUNT_LIMIT_REG",
-    "ESA_K_W83782D_FAN3_FAN_COUNT_LIMIT_REG",
-};
+/** Registers 0x20 to 0x3D, without what all names start and end with. */
+const char* const REGISTERS[] = {"VCOREA_READING",
+                                 "VINR0_READING",
+                                 "POSITIVE_3_3VIN_READING",
+                                 "POSITIVE_5VIN_READING",
+                                 "POSITIVE_12VIN_READING",
+                                 "NEGATIVE_12VIN_READING",
+                                 "NEGATIVE_5VIN_READING",
+                                 "TEMPERATURE_READING",
+                                 "FAN1_READING",
+                                 "FAN2_READING",
+                                 "FAN3_READING",
+                                 "VCOREA_HIGH_LIMIT",
+                                 "VCOREA_LOW_LIMIT",
+                                 "VINR0_HIGH_LIMIT",
+                                 "VINR0_LOW_LIMIT",
+                                 "POSITIVE_3_3VIN_HIGH_LIMIT",
+                                 "POSITIVE_3_3VIN_LOW_LIMIT",
+                                 "POSITIVE_5VIN_HIGH_LIMIT",
+                                 "POSITIVE_5VIN_LOW_LIMIT",
+                                 "POSITIVE_12VIN_HIGH_LIMIT",
+                                 "POSITIVE_12VIN_LOW_LIMIT",
+                                 "NEGATIVE_12VIN_HIGH_LIMIT",
+                                 "NEGATIVE_12VIN_LOW_LIMIT",
+                                 "NEGATIVE_5VIN_HIGH_LIMIT",
+                                 "NEGATIVE_5VIN_LOW_LIMIT",
+                                 "TEMPERATURE_SENSOR1_HIGH_LIMIT",
+                                 "TEMPERATURE_SENSOR1_HYSTERESIS",
+                                 "FAN1_FAN_COUNT_LIMIT",
+                                 "FAN2_FAN_COUNT_LIMIT",
+                                 "FAN3_FAN_COUNT_LIMIT"};
 static_assert(std::size(REGISTERS) == 0x3D - 0x20 + 1);
 
 } // namespace
@@ -73,23 +71,18 @@ int Adapter_t::chenbroW83782dFanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) 
         trace("chenbroW83782dFanReadSpeed", "Unsupported Fan Index = [%d].", fan);
         return FAILED;
     }
-    return esaW83782dFanReadSpeed(FANS[fan].address, FANS[fan].index, rpm) == OK ? OK : FAILED;
+    return esaW83782dFanReadSpeed(FANS[fan].address, FANS[fan].index, rpm);
 }
 
 void Adapter_t::chenbroW83782dFanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
     static const std::map<int, std::uint8_t> DUTIES = {{0, 0}, {25, 64}, {50, 128}, {75, 192}, {100, 255}};
 
     trace("chenbroW83782dFanLoadPwm", "Load PWM Esa[%d] Percent to Fan [%d]", percent, fan);
-    const auto duty = DUTIES.find(percent);
-    if (duty == DUTIES.end()) {
-        trace("chenbroW83782dFanLoadPwm", "Unsupported ESA PWM Percentage = [%d].", percent);
-        return;
-    }
     if (fan >= FANS.size()) {
         trace("chenbroW83782dFanLoadPwm", "Unsupported Fan Index = [%d].", fan);
         return;
     }
-    winbondFanLoadPwm(FANS[fan].address, FANS[fan].backplane, FANS[fan].index, duty->second);
+    winbondFanLoadPwm(FANS[fan].address, FANS[fan].backplane, FANS[fan].index, DUTIES.at(percent));
 }
 
 void Adapter_t::chenbroSetAlarmState(std::uint32_t alarm) {
@@ -101,8 +94,8 @@ void Adapter_t::chenbroSetAlarmState(std::uint32_t alarm) {
 void Adapter_t::chenbroEsaProcessPollTimeout() {
     const char* const function = "chenbroEsaProcessPollTimeout";
 
-    judgeWinbondVoltages(function, chenbroReadPowerVoltageToleranceStatus());
-    esaManageCompositeFault(0x04, esaReadFanFailStatus() != 0 ? FAILED : OK);
+    judgeSupply(function, 0x1, chenbroReadPowerVoltageToleranceStatus(), "Power Voltage Tolerance Status", true);
+    judgeFans();
     for (std::size_t backplane = 0; backplane < 4; ++backplane) {
         state.temperatureSensor[backplane] = esaW83782dReadTemperature(CHIPS[backplane], 0);
         trace(function, "temperatureSensor[%d] = [%d] degrees Celsius.", static_cast<int>(backplane),
@@ -116,22 +109,20 @@ void Adapter_t::chenbroEsaProcessPollTimeout() {
 void Adapter_t::chenbroReadWinbondRegisters() {
     const char* const function = "chenbroReadWinbondRegisters";
 
-    for (std::size_t backplane = 0; backplane < 4; ++backplane) {
-        const int number = static_cast<int>(backplane);
+    for (std::uint8_t backplane = 0; backplane < 4; ++backplane) {
         std::uint8_t reg = 0x20;
         for (const char* const name : REGISTERS) {
             std::uint8_t value = 0;
-            if (esaReadI2CData(CHIPS[backplane], reg, {&value, 1}) != OK) {
+            if (esaReadI2CData(CHIPS[backplane], reg++, {&value, 1}) != OK) {
                 return;
             }
-            trace(function, "Chenbro Backplane [%d], %s = [%d]", number, name, value);
-            ++reg;
+            trace(function, "Chenbro Backplane [%d], ESA_K_W83782D_%s_REG = [%d]", backplane, name, value);
         }
-        std::uint8_t& configuration = state.winbond[backplane][CONFIGURATION];
+        std::uint8_t& configuration = state.winbond[backplane][16];
         if (esaReadI2CData(CHIPS[backplane], 0x40, {&configuration, 1}) != OK) {
             return;
         }
-        trace(function, "Chenbro Backplane [%d], configurationRegister = [%d]", number, configuration);
+        trace(function, "Chenbro Backplane [%d], configurationRegister = [%d]", backplane, configuration);
     }
 }
 
@@ -139,30 +130,12 @@ int Adapter_t::chenbroInit() {
     const char* const function = "chenbroInit";
 
     for (std::uint8_t backplane = 0; backplane < 4; ++backplane) {
-        const I2cResult_t probe = world.readI2c(state.i2cFileFd, CHIPS[backplane], 0x48, 1);
-        if (!probe.data.empty()) {
-            state.winbond[backplane][SERIAL_BUS_ADDRESS] = probe.data[0];
-        }
-        if (probe.result == -1) {
-            trace(function,
-                  "Read I2C address [0x%x] fails. I2C cable is not connected or wrong enclosure type on Backplane[%d].",
-                  CHIPS[backplane], backplane);
+        if (!probeWinbond(function, CHIPS[backplane], backplane)) {
             return reportBusFault();
         }
-        trace(function, "Read I2C succeeds. I2C cable is connected");
-        state.i2cConnected = 1;
     }
-
-    state.elementTypeMaxNumber = 5;
-    state.deviceMaxNumber = 16;
-    state.powerSupplyMaxNumber = 3;
-    state.coolingMaxNumber = 6;
-    state.temperatureSensorMaxNumber = 4;
-    state.audibleAlarmMaxNumber = 1;
-    state.fanFaultRpmLimit = 2000;
-
+    setCounts({16, 3, 6, 4});
     chenbroReadWinbondRegisters();
-
     for (std::uint8_t backplane = 0; backplane < 4; ++backplane) {
         if (setWinbondVoltageLimits(function, CHIPS[backplane], backplane) != OK) {
             return FAILED;
@@ -174,30 +147,12 @@ int Adapter_t::chenbroInit() {
         state.coolingElementOnOff[fan] = 2;
     }
     state.powerSupplyStatus |= 0x1U;
-
     for (std::uint8_t backplane = 0; backplane < 4; ++backplane) {
-        const std::uint8_t address = CHIPS[backplane];
-        std::array<std::uint8_t, 23>& shadow = state.winbond[backplane];
-        if (store(*this, address, shadow[TEMPERATURE_HIGH], 60, 0x39) != OK) {
-            trace(function, "Setting temperatureSensor1HighLimitRegister on Backplane [%d] failed", backplane);
-            return FAILED;
-        }
-        if (store(*this, address, shadow[TEMPERATURE_HYSTERESIS], 127, 0x3A) != OK) {
-            trace(function, "Setting temperatureSensor1HysteresisRegister on Backplane [%d] failed", backplane);
-            return FAILED;
-        }
-        std::uint8_t& beep = shadow[BEEP_GPO];
-        if (esaReadI2CData(address, 0x4D, {&beep, 1}) != OK) {
-            trace(function, "Reading fanInOutBeepGpoRegister on Backplane [%d] failed", backplane);
-            return FAILED;
-        }
-        if (store(*this, address, beep, static_cast<std::uint8_t>(beep | 0x80), 0x4D) != OK) {
-            trace(function, "Setting fanInOutBeepGpoRegister on Backplane [%d] failed", backplane);
+        if (setWinbondTemperatureLimits(function, CHIPS[backplane], backplane, "Reading") != OK) {
             return FAILED;
         }
     }
-    chenbroSetAlarmState(3);
-    state.alarmState = 3;
+    setAlarm(3);
     trace(function, "Finish the Chenbro initialization.");
     return OK;
 }

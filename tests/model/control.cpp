@@ -19,8 +19,8 @@ std::size_t after(std::size_t list, std::size_t count) {
 }
 
 /** Takes over the overall word and `count` records of the list at `list` of the message. */
-void store(const State_t& state, std::size_t list, std::size_t count, std::uint32_t& overall,
-           std::span<Element_t> records) {
+void takeOver(const State_t& state, std::size_t list, std::size_t count, std::uint32_t& overall,
+              std::span<Element_t> records) {
     overall = wordAt(state.esaInMsg, list);
     for (std::size_t i = 0; i < count; i++) {
         std::copy_n(state.esaInMsg.begin() + static_cast<std::ptrdiff_t>(after(list, i)), 4, records[i].begin());
@@ -30,20 +30,6 @@ void store(const State_t& state, std::size_t list, std::size_t count, std::uint3
 /** Whether the list asks for action, and this record of it too. */
 bool selected(std::uint32_t overall, const Element_t& record) {
     return (overall & 0x80) != 0 && (record[0] & 0x80) != 0;
-}
-
-void driveLed(Adapter_t& adapter, int drive, bool on) {
-    switch (adapter.state.enclosureType) {
-    case 2:
-        (void)(on ? adapter.xyratexSetDriveFaultLED(drive) : adapter.xyratexClearDriveFaultLED(drive));
-        break;
-    case 3:
-    case 5:
-        (void)(on ? adapter.esaVsc055SetDriveFaultLED(drive) : adapter.esaVsc055ClearDriveFaultLED(drive));
-        break;
-    default:
-        break;
-    }
 }
 
 void devices(Adapter_t& adapter) {
@@ -57,39 +43,35 @@ void devices(Adapter_t& adapter) {
         const bool on = (record[3] & 0x04) != 0;
         const std::uint32_t bit = 1U << drive;
         if (((state.driveFaultLedStatus0 & bit) != 0) == on) {
-            adapter.trace(IN_CONTROL_PAGE, "Drive Fault LED already %s Drive [%d].", on ? "ON" : "OFF", drive);
+            adapter.trace(IN_CONTROL_PAGE, "Drive Fault LED already %s Drive [%d].", onOff(on), drive);
             continue;
         }
         adapter.trace(IN_CONTROL_PAGE, "Turn %s Fault LED on Drive [%d].", on ? "On" : "Off", drive);
-        driveLed(adapter, drive, on);
+        if (state.enclosureType == 2) {
+            adapter.xyratexDriveFaultLED(drive, on);
+        } else if (state.enclosureType == 3 || state.enclosureType == 5) {
+            adapter.esaVsc055DriveFaultLED(drive, on);
+        }
         state.driveFaultLedStatus0 ^= bit;
         changed = true;
     }
-    if (!changed) {
-        return;
+    if (changed) {
+        adapter.sendEvent(5, 2, {{4, state.deviceMaxNumber}, {24, state.driveFaultLedStatus0}});
     }
-    Bytes_t data = adapter.eventData();
-    Adapter_t::setWord(data, 4, state.deviceMaxNumber);
-    Adapter_t::setWord(data, 24, state.driveFaultLedStatus0);
-    adapter.esaSendEventMmsgToEmp(5, 2, data);
 }
 
 void indicateSupplyFault(Adapter_t& adapter, bool fault) {
     switch (adapter.state.enclosureType) {
     case 2:
-        if (fault) {
-            adapter.xyratexClearPsuOkLED();
-        } else {
-            adapter.xyratexSetPsuOkLED();
-        }
+        adapter.xyratexSupplyLED(!fault);
         break;
     case 3:
     case 5:
-        adapter.esaManageCompositeFault(0x2, fault ? FAILED : OK);
+        adapter.esaManageCompositeFault(0x2, !fault);
         break;
     case 4:
     case 6:
-        adapter.esaManageCompositeFault(0x1, fault ? FAILED : OK);
+        adapter.esaManageCompositeFault(0x1, !fault);
         break;
     default:
         break;
@@ -99,8 +81,8 @@ void indicateSupplyFault(Adapter_t& adapter, bool fault) {
 void powerSupplies(Adapter_t& adapter, std::size_t list) {
     State_t& state = adapter.state;
     bool changed = false;
-    store(state, list, state.powerSupplyMaxNumber, state.powerSupplyElementControlOverall,
-          state.powerSupplyElementControl);
+    takeOver(state, list, state.powerSupplyMaxNumber, state.powerSupplyElementControlOverall,
+             state.powerSupplyElementControl);
     for (std::size_t i = 0; i < state.powerSupplyMaxNumber; i++) {
         const Element_t& record = state.powerSupplyElementControl[i];
         if (!selected(state.powerSupplyElementControlOverall, record)) {
@@ -109,7 +91,7 @@ void powerSupplies(Adapter_t& adapter, std::size_t list) {
         const bool fault = (record[3] & 0x02) != 0;
         const bool dark = (state.powerSupplyStatus & 0x4) != 0;
         if (fault != dark) {
-            adapter.trace(IN_CONTROL_PAGE, "Fault LED already [%s] for Power Supply.", fault ? "ON" : "OFF");
+            adapter.trace(IN_CONTROL_PAGE, "Fault LED already [%s] for Power Supply.", onOff(fault));
             continue;
         }
         adapter.trace(IN_CONTROL_PAGE, "Turn %s Fault LED for Power Supply.", fault ? "On" : "Off");
@@ -117,48 +99,30 @@ void powerSupplies(Adapter_t& adapter, std::size_t list) {
         state.powerSupplyStatus ^= 0x4;
         changed = true;
     }
-    if (!changed) {
-        return;
+    if (changed) {
+        adapter.sendPowerSupplyEvent(2);
     }
-    Bytes_t data = adapter.eventData();
-    Adapter_t::setWord(data, 8, state.powerSupplyMaxNumber);
-    Adapter_t::setWord(data, 32, state.powerSupplyStatus);
-    adapter.esaSendEventMmsgToEmp(6, 2, data);
 }
 
+/** The Xyratex has two groups of four; what is no enclosure of ours is left alone. */
 void switchFan(Adapter_t& adapter, std::uint8_t fan, bool on) {
     State_t& state = adapter.state;
-    const std::uint8_t duty = on ? 100 : 0;
-    std::size_t first = fan;
-    std::size_t count = 1;
-    switch (state.enclosureType) {
-    case 2:
-        first = fan < 4 ? 0 : 4;
-        count = 4;
-        adapter.esaVsc055FanLoadPwm(fan < 4 ? 0 : 1, duty);
-        break;
-    case 3:
-    case 5:
-        adapter.esaVsc055FanLoadPwm(fan, duty);
-        break;
-    case 4:
-        adapter.chenbroW83782dFanLoadPwm(fan, duty);
-        break;
-    case 6:
-        adapter.esaW83782dFanLoadPwm(state.i2cAddressW83782d, fan, duty);
-        break;
-    default:
+    const std::uint8_t load = on ? 100 : 0;
+    const bool grouped = state.enclosureType == 2;
+    if (state.enclosureType < 2) {
         return;
     }
-    for (std::size_t i = first; i < first + count; i++) {
-        state.fanPwmLoad[i] = duty;
+    adapter.loadFan(grouped ? fan / 4 : fan, load, load);
+    const std::size_t first = grouped ? fan / 4 * 4 : fan;
+    for (std::size_t i = first; i < first + (grouped ? 4 : 1); i++) {
+        state.fanPwmLoad[i] = load;
         state.coolingElementOnOff[i] = on ? 2 : 1;
     }
 }
 
 void cooling(Adapter_t& adapter, std::size_t list) {
     State_t& state = adapter.state;
-    store(state, list, state.coolingMaxNumber, state.coolingElementControlOverall, state.coolingElementControl);
+    takeOver(state, list, state.coolingMaxNumber, state.coolingElementControlOverall, state.coolingElementControl);
     for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
         const Element_t& record = state.coolingElementControl[fan];
         if (!selected(state.coolingElementControlOverall, record)) {
@@ -171,56 +135,28 @@ void cooling(Adapter_t& adapter, std::size_t list) {
 }
 
 void mute(Adapter_t& adapter) {
-    State_t& state = adapter.state;
-    switch (state.enclosureType) {
-    case 2:
+    if (adapter.state.enclosureType == 2) {
         adapter.xyratexSetAlarmState(3);
-        break;
-    case 3:
-    case 5:
-        adapter.esaVsc055SetAlarmStateBackplane(3);
+        adapter.state.alarmState = 3;
+    } else if (adapter.setAlarm(3) && (adapter.state.enclosureType == 3 || adapter.state.enclosureType == 5)) {
         adapter.esaVsc055ClearAlarmStatePowerSupply();
-        break;
-    case 4:
-        adapter.chenbroSetAlarmState(3);
-        break;
-    case 6:
-        adapter.esaW83782dSetAlarmState(state.i2cAddressW83782d, 0, 3);
-        break;
-    default:
-        return;
     }
-    state.alarmState = 3;
 }
 
 /** Only the Xyratex has a critical tone of its own. */
 void sound(Adapter_t& adapter, bool critical) {
-    State_t& state = adapter.state;
-    switch (state.enclosureType) {
-    case 2:
-        adapter.xyratexSetAlarmState(critical ? 4 : 1);
-        state.alarmState = critical ? 4 : 1;
-        return;
-    case 3:
-    case 5:
-        adapter.esaVsc055SetAlarmStateBackplane(1);
-        break;
-    case 4:
-        adapter.chenbroSetAlarmState(1);
-        break;
-    case 6:
-        adapter.esaW83782dSetAlarmState(state.i2cAddressW83782d, 0, 1);
-        break;
-    default:
-        return;
+    if (adapter.state.enclosureType == 2) {
+        adapter.state.alarmState = critical ? 4 : 1;
+        adapter.xyratexSetAlarmState(adapter.state.alarmState);
+    } else {
+        (void)adapter.setAlarm(1);
     }
-    state.alarmState = 1;
 }
 
 void alarms(Adapter_t& adapter, std::size_t list) {
     State_t& state = adapter.state;
-    store(state, list, state.audibleAlarmMaxNumber, state.audibleAlarmElementControlOverall,
-          state.audibleAlarmElementControl);
+    takeOver(state, list, state.audibleAlarmMaxNumber, state.audibleAlarmElementControlOverall,
+             state.audibleAlarmElementControl);
     for (std::size_t i = 0; i < state.audibleAlarmMaxNumber; i++) {
         const Element_t& record = state.audibleAlarmElementControl[i];
         if (!selected(state.audibleAlarmElementControlOverall, record)) {
@@ -251,8 +187,8 @@ void Adapter_t::esaProcEncContPage() {
     const std::size_t alarmList = after(temperatureList, state.coolingMaxNumber);
     powerSupplies(*this, supplyList);
     cooling(*this, coolingList);
-    store(state, temperatureList, state.temperatureSensorMaxNumber, state.temperatureSensorElementControlOverall,
-          state.temperatureSensorElementControl);
+    takeOver(state, temperatureList, state.temperatureSensorMaxNumber, state.temperatureSensorElementControlOverall,
+             state.temperatureSensorElementControl);
     alarms(*this, alarmList);
 }
 

@@ -57,18 +57,18 @@ std::vector<std::string> Changes_t::until(const State_t& now) {
             lines.push_back(std::string(name) + " =" + shown(now.*field));
         }
     };
-#define FIELD(name) tell(#name, &State_t::name);
+#define FIELD(type, name) tell(#name, &State_t::name);
 #include "state_fields.def"
-    FIELD(socketPath)
-    FIELD(vsc055GPD)
-    FIELD(vsc055DDP)
-    FIELD(vsc055FSC)
-    FIELD(vsc055PWMC)
-    FIELD(selectTimeoutSec)
-    FIELD(selectTimeoutUsec)
-    FIELD(pollTimeoutSec)
-    FIELD(pollTimeoutUsec)
 #undef FIELD
+    tell("socketPath", &State_t::socketPath);
+    tell("vsc055GPD", &State_t::vsc055GPD);
+    tell("vsc055DDP", &State_t::vsc055DDP);
+    tell("vsc055FSC", &State_t::vsc055FSC);
+    tell("vsc055PWMC", &State_t::vsc055PWMC);
+    tell("selectTimeoutSec", &State_t::selectTimeoutSec);
+    tell("selectTimeoutUsec", &State_t::selectTimeoutUsec);
+    tell("pollTimeoutSec", &State_t::pollTimeoutSec);
+    tell("pollTimeoutUsec", &State_t::pollTimeoutUsec);
     before = now;
     return lines;
 }

@@ -7,27 +7,34 @@
 
 namespace model {
 
-Bytes_t Adapter_t::eventData() const {
-    Bytes_t data(84);
-    data[0] = state.enclosureType;
-    return data;
-}
-
-void Adapter_t::setWord(Bytes_t& data, std::size_t offset, std::uint32_t value) {
-    putWord(data, offset, value);
-}
-
-int Adapter_t::esaSendEventMmsgToEmp(std::uint16_t eventId, std::uint8_t eventType,
-                                     std::span<const std::uint8_t> data) {
+void Adapter_t::sendEvent(std::uint16_t id, std::uint8_t type,
+                          std::initializer_list<std::pair<std::size_t, std::uint32_t>> words) {
     const std::span<std::uint8_t> message = state.esaWorkSpace;
     putRequestHeader(message, 300, 0x08000001, 0x08000000);
-    std::ranges::fill(message.subspan(64, 152), std::uint8_t{0});
-    message[64 + 147] = eventType;
+    std::ranges::fill(message.subspan(64, 236), std::uint8_t{0});
+    message[64 + 147] = type;
     message[64 + 148] = 3;
     message[64 + 149] = 1;
-    putHalf(message, 64 + 150, eventId);
-    std::ranges::copy(data.first(84), message.begin() + 216);
-    return static_cast<int>(sendWorkSpace(300, "esaSendEventMmsgToEmp()"));
+    putHalf(message, 64 + 150, id);
+    message[216] = state.enclosureType;
+    for (const auto& [offset, word] : words) {
+        putWord(message, 216 + offset, word);
+    }
+    sendWorkSpace(300, "esaSendEventMmsgToEmp()");
+}
+
+void Adapter_t::sendPowerSupplyEvent(std::uint8_t type) {
+    sendEvent(6, type, {{8, state.powerSupplyMaxNumber}, {32, state.powerSupplyStatus}});
+}
+
+void Adapter_t::sendFanEvent() {
+    sendEvent(7, 2, {{12, state.coolingMaxNumber}, {36, state.fanFaultStatus}});
+}
+
+int Adapter_t::reportBusFault() {
+    sendEvent(10, 2, {{56, 2}});
+    esaManageCompositeFault(0x10, false);
+    return BUS_UNUSABLE;
 }
 
 namespace {
@@ -45,33 +52,25 @@ constexpr TemperatureBand_t BANDS[] = {
     {35, 0x1, 2, 1},
 };
 
-void sendTemperature(Adapter_t& adapter, std::size_t sensor, std::uint32_t eventState, std::uint8_t eventType) {
-    Bytes_t data = adapter.eventData();
-    Adapter_t::setWord(data, 16, adapter.state.temperatureSensorMaxNumber);
-    Adapter_t::setWord(data, 40, eventState);
-    Adapter_t::setWord(data, 44, static_cast<std::uint32_t>(sensor));
-    putHalf(data, 48, static_cast<std::uint16_t>(adapter.state.temperatureSensor[sensor]));
-    adapter.esaSendEventMmsgToEmp(8, eventType, data);
-}
-
 } // namespace
 
 void Adapter_t::esaTemperatureEventLog() {
     const char* const function = "esaTemperatureEventLog";
-    for (std::size_t i = 0; i < state.temperatureSensorMaxNumber; i++) {
+    for (std::uint32_t i = 0; i < state.temperatureSensorMaxNumber; i++) {
         const int sensor = static_cast<int>(i);
         const int degrees = state.temperatureSensor[i];
         std::uint32_t& reported = state.temperatureReportStatus[i];
-        if (degrees == 32767) {
+        const auto tell = [&](std::uint32_t eventState, std::uint8_t type) {
+            const std::uint32_t upperHalf = static_cast<std::uint16_t>(degrees) * 0x10000U;
+            sendEvent(8, type, {{16, state.temperatureSensorMaxNumber}, {40, eventState}, {44, i}, {48, upperHalf}});
+        };
+        if (degrees == 32767 || (degrees <= 35 && reported == 0)) {
             continue;
         }
         if (degrees <= 35) {
-            if (reported == 0) {
-                continue;
-            }
             trace(function, "temperatureReportStatus[%d] reset all Temperature Events.", sensor);
             reported = 0;
-            sendTemperature(*this, i, 1, 1);
+            tell(1, 1);
             continue;
         }
         const TemperatureBand_t& band =
@@ -82,7 +81,7 @@ void Adapter_t::esaTemperatureEventLog() {
         }
         reported = (reported & ~0x7U) | band.reported;
         trace(function, "temperatureReportStatus[%d] reporting over %d degrees Event.", sensor, band.above);
-        sendTemperature(*this, i, band.eventState, band.eventType);
+        tell(band.eventState, band.eventType);
     }
 }
 

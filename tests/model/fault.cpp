@@ -1,5 +1,6 @@
 /** The critical-error handler: a boxed report, a dump of the control block, four records for the event log. */
 #include <algorithm>
+#include <cstdio>
 
 #include "adapter.h"
 #include "octets.h"
@@ -9,6 +10,9 @@ namespace model {
 namespace {
 
 constexpr std::size_t LOG_HEADER = 152;
+constexpr std::size_t SNAPSHOT_SIZE = 500;
+constexpr std::size_t NOWHERE = SNAPSHOT_SIZE;
+constexpr const char* F = "esaFault";
 
 /** A record's log header, and room for its body. */
 Bytes_t logRecord(std::uint32_t evId, std::size_t bodyLength) {
@@ -41,109 +45,126 @@ Bytes_t bufferRecord(std::uint32_t evId, std::span<const std::uint8_t> buffer) {
     return record;
 }
 
+std::span<const std::uint8_t> flat(std::span<const std::uint8_t> octets) {
+    return octets;
+}
+
 /** Element records behind one another. */
 template <std::size_t N>
-Bytes_t flat(const std::array<Element_t, N>& elements) {
-    Bytes_t bytes;
-    for (const Element_t& element : elements) {
-        bytes.insert(bytes.end(), element.begin(), element.end());
+std::span<const std::uint8_t> flat(const Elements_t<N>& elements) {
+    return {elements[0].data(), 4 * N};
+}
+
+/** Shows the control block field by field in the log, and writes it into the snapshot. */
+class Report_t {
+public:
+    explicit Report_t(Adapter_t& shown) : adapter(shown) {}
+
+    /** How a number is shown: "[-2]", "[0xfe]" or "-2". */
+    enum Form_e { DECIMAL, HEX, BARE };
+
+    /** A number of `width` bytes at that offset of the snapshot: host words, big-endian here. */
+    void number(const char* name, std::size_t at, std::size_t width, std::uint32_t value, Form_e form = DECIMAL) {
+        char text[32];
+        (void)std::snprintf(text, sizeof(text), form == HEX ? "0x%x" : "%d", value);
+        line(name, 34, form == BARE ? text : "[" + std::string(text) + "]");
+        silent(at, width, value);
     }
-    return bytes;
-}
+    void silent(std::size_t at, std::size_t width, std::uint32_t value) {
+        octets::put(record, LOG_HEADER + at, width, value);
+    }
+    void line(const char* name, std::size_t column, const std::string& value) {
+        std::string label = name;
+        label.resize(column, ' ');
+        adapter.trace(F, "esaControl.%s= %s", label.c_str(), value.c_str());
+    }
+    /** A dump; `label` goes up to the sign. */
+    template <typename Octets>
+    void dump(const char* label, std::size_t at, const Octets& octets) {
+        adapter.dump(F, std::string("esaControl.") + label + "=", flat(octets));
+        bytes(at, octets);
+    }
+    template <typename Octets>
+    void bytes(std::size_t at, const Octets& octets) {
+        if (at != NOWHERE) {
+            std::ranges::copy(flat(octets), record.begin() + static_cast<long>(LOG_HEADER + at));
+        }
+    }
 
-int decimal(std::uint32_t word) {
-    return static_cast<int>(word);
-}
+    Bytes_t record = logRecord(2, SNAPSHOT_SIZE);
 
-struct WordRow_t {
-    std::size_t offset;
-    std::size_t width;
-    std::uint32_t value;
+private:
+    Adapter_t& adapter;
 };
 
-struct BytesRow_t {
-    std::size_t offset;
-    Bytes_t value;
-};
-
-template <std::size_t N>
-Bytes_t bytesOf(const std::array<std::uint8_t, N>& bytes) {
-    return Bytes_t(bytes.begin(), bytes.end());
-}
-
-/**
- * The snapshot of the control block. Rows of two or four bytes are host words, big-endian here; one-byte rows and all
- * of the byte rows are the same on every host.
- */
-Bytes_t infoRecord(const State_t& s) {
-    const std::uint32_t family = s.socketPath.empty() ? 0 : 1; // set together with the path
-    std::vector<WordRow_t> words = {
-        {0, 4, static_cast<std::uint32_t>(s.socketFdMSM)},
-        {4, 2, family},
-        {116, 4, static_cast<std::uint32_t>(s.i2cFileFd)},
-        {120, 1, s.enclosureType},
-        {121, 1, s.elementTypeMaxNumber},
-        {122, 1, s.deviceMaxNumber},
-        {123, 1, s.powerSupplyMaxNumber},
-        {124, 1, s.coolingMaxNumber},
-        {125, 1, s.temperatureSensorMaxNumber},
-        {126, 1, s.audibleAlarmMaxNumber},
-        {127, 1, s.pageCodeInRecentSndDiagCmd},
-        {136, 4, s.deviceElementControlOverall},
-        {204, 4, s.deviceElementStatusOverall},
-        {272, 4, s.driveFaultLedStatus0},
-        {276, 4, s.driveFaultLedStatus1},
-        {280, 4, s.powerSupplyElementControlOverall},
-        {296, 4, s.powerSupplyElementStatusOverall},
-        {312, 4, s.powerSupplyStatus},
-        {316, 4, s.coolingElementControlOverall},
-        {352, 4, s.coolingElementStatusOverall},
-        {396, 4, s.fanFaultStatus},
-        {424, 4, s.audibleAlarmElementControlOverall},
-        {432, 4, s.audibleAlarmElementStatusOverall},
-        {440, 4, s.alarmState},
-        {444, 4, s.compositeFaultStatus},
-        {448, 1, s.esaDebug},
-        {484, 4, s.selectTimeoutSec},
-        {488, 4, s.selectTimeoutUsec},
-        {492, 4, s.pollTimeoutSec},
-        {496, 4, s.pollTimeoutUsec},
-    };
+Bytes_t report(Adapter_t& adapter) {
+    const State_t& s = adapter.state;
+    Report_t all(adapter);
+    all.number("socketFdMSM", 0, 4, static_cast<std::uint32_t>(s.socketFdMSM));
+    all.line("socketAddressMSM.sun_path", 34, "[" + s.socketPath + "]");
+    all.silent(4, 2, s.socketPath.empty() ? 0 : 1); // the family, set together with the path
+    all.bytes(6, std::span(reinterpret_cast<const std::uint8_t*>(s.socketPath.data()), s.socketPath.size()));
+    all.number("i2cFileFd", 116, 4, static_cast<std::uint32_t>(s.i2cFileFd));
+    all.number("enclosureType", 120, 1, s.enclosureType);
+    all.number("elementTypeMaxNumber", 121, 1, s.elementTypeMaxNumber);
+    all.number("deviceMaxNumber", 122, 1, s.deviceMaxNumber);
+    all.number("powerSupplyMaxNumber", 123, 1, s.powerSupplyMaxNumber);
+    all.number("coolingMaxNumber", 124, 1, s.coolingMaxNumber);
+    all.number("temperatureSensorMaxNumber", 125, 1, s.temperatureSensorMaxNumber);
+    all.number("audibleAlarmMaxNumber", 126, 1, s.audibleAlarmMaxNumber);
+    all.number("pageCodeInRecentSndDiagCmd", 127, 1, s.pageCodeInRecentSndDiagCmd);
+    all.dump("sesTypeDescriptorList ", 128, s.sesTypeDescriptorList);
+    all.number("deviceElementControlOverall", 136, 4, s.deviceElementControlOverall);
+    all.dump("deviceElementControl ", 140, s.deviceElementControl);
+    all.number("deviceElementStatusOverall", 204, 4, s.deviceElementStatusOverall);
+    all.dump("deviceElementStatus ", 208, s.deviceElementStatus);
+    all.number("driveFaultLedStatus0", 272, 4, s.driveFaultLedStatus0, Report_t::HEX);
+    all.number("driveFaultLedStatus1", 276, 4, s.driveFaultLedStatus1, Report_t::HEX);
+    all.number("powerSupplyElementControlOverall", 280, 4, s.powerSupplyElementControlOverall);
+    all.dump("powerSupplyElementControl  ", 284, s.powerSupplyElementControl);
+    all.number("powerSupplyElementStatusOverall", 296, 4, s.powerSupplyElementStatusOverall);
+    all.dump("powerSupplyElementStatus  ", 300, s.powerSupplyElementStatus);
+    all.number("powerSupplyStatus", 312, 4, s.powerSupplyStatus, Report_t::HEX);
+    all.number("coolingElementControlOverall", 316, 4, s.coolingElementControlOverall);
+    all.dump("coolingElementControl  ", 320, s.coolingElementControl);
+    all.number("coolingElementStatusOverall", 352, 4, s.coolingElementStatusOverall);
+    all.dump("coolingElementStatus  ", 356, s.coolingElementStatus);
+    all.dump("coolingElementOnOff  ", 388, s.coolingElementOnOff);
+    all.number("fanFaultStatus", 396, 4, s.fanFaultStatus, Report_t::HEX);
     for (std::size_t i = 0; i < 4; ++i) {
-        words.push_back({400 + 2 * i, 2, static_cast<std::uint16_t>(s.temperatureSensor[i])});
-        words.push_back({408 + 4 * i, 4, s.temperatureReportStatus[i]});
+        const std::string name = "temperatureSensor[" + std::to_string(i) + "]";
+        all.line(name.c_str(), 29, std::to_string(s.temperatureSensor[i]));
+        all.silent(400 + 2 * i, 2, static_cast<std::uint16_t>(s.temperatureSensor[i]));
     }
-    const BytesRow_t arrays[] = {
-        {6, Bytes_t(s.socketPath.begin(), s.socketPath.end())},
-        {128, bytesOf(s.sesTypeDescriptorList)},
-        {140, flat(s.deviceElementControl)},
-        {208, flat(s.deviceElementStatus)},
-        {284, flat(s.powerSupplyElementControl)},
-        {300, flat(s.powerSupplyElementStatus)},
-        {320, flat(s.coolingElementControl)},
-        {356, flat(s.coolingElementStatus)},
-        {388, bytesOf(s.coolingElementOnOff)},
-        {428, flat(s.audibleAlarmElementControl)},
-        {436, flat(s.audibleAlarmElementStatus)},
-        {449, bytesOf(s.vsc055GPD)},
-        {457, bytesOf(s.vsc055DDP)},
-        {465, bytesOf(s.vsc055FSC)},
-        {473, bytesOf(s.vsc055PWMC)},
-    };
-    Bytes_t record = logRecord(2, 500);
-    for (const WordRow_t& row : words) {
-        octets::put(record, LOG_HEADER + row.offset, row.width, row.value);
+    for (std::size_t i = 0; i < 4; ++i) {
+        const std::string name = "temperatureReportStatus[" + std::to_string(i) + "]";
+        all.line(name.c_str(), 29, std::to_string(static_cast<std::int32_t>(s.temperatureReportStatus[i])));
+        all.silent(408 + 4 * i, 4, s.temperatureReportStatus[i]);
     }
-    for (const BytesRow_t& row : arrays) {
-        std::ranges::copy(row.value, record.begin() + static_cast<long>(LOG_HEADER + row.offset));
-    }
-    return record;
+    all.number("audibleAlarmElementControlOverall", 424, 4, s.audibleAlarmElementControlOverall);
+    all.dump("audibleAlarmElementControl  ", 428, s.audibleAlarmElementControl);
+    all.number("audibleAlarmElementStatusOverall", 432, 4, s.audibleAlarmElementStatusOverall);
+    all.dump("audibleAlarmElementStatus  ", 436, s.audibleAlarmElementStatus);
+    all.number("alarmState", 440, 4, s.alarmState, Report_t::BARE);
+    all.number("compositeFaultStatus", 444, 4, s.compositeFaultStatus, Report_t::HEX);
+    all.number("esaDebug", 448, 1, s.esaDebug);
+    all.dump("vitesse.vsc055GPD  ", 449, s.vsc055GPD);
+    all.dump("vitesse.vsc055DDP  ", 457, s.vsc055DDP);
+    all.dump("vitesse.vsc055FSC  ", 465, s.vsc055FSC);
+    all.bytes(473, s.vsc055PWMC);
+    all.number("selectTimeout.sec", 484, 4, s.selectTimeoutSec);
+    all.silent(488, 4, s.selectTimeoutUsec);
+    all.number("pollTimeout.sec", 492, 4, s.pollTimeoutSec);
+    all.silent(496, 4, s.pollTimeoutUsec);
+    all.dump("esaInMsg  ", NOWHERE, std::span(s.esaInMsg).first(256));
+    all.dump("esaWorkSpace  ", NOWHERE, std::span(s.esaWorkSpace).first(256));
+    adapter.trace(F, "\nFinish the Enclosure Services Adapter internal data dump.");
+    return all.record;
 }
 
 } // namespace
 
 void Adapter_t::esaFault(const char* function, const std::string& message) {
-    const char* const F = "esaFault";
     const std::string text = message.substr(0, 1023);
     trace(F, "********************** Critical Error *********************");
     trace(F, "| File:      <file>");
@@ -151,73 +172,11 @@ void Adapter_t::esaFault(const char* function, const std::string& message) {
     trace(F, "| Line:      <line>");
     trace(F, "| Message:   %s", text.c_str());
     trace(F, "***********************************************************");
-    traceControlBlock();
+    const Bytes_t snapshot = report(*this);
     world.eventLog(errorRecord(function, text), std::nullopt);
-    world.eventLog(infoRecord(state), std::nullopt);
+    world.eventLog(snapshot, std::nullopt);
     world.eventLog(bufferRecord(3, state.esaInMsg), std::nullopt);
     world.eventLog(bufferRecord(4, state.esaWorkSpace), -1);
-}
-
-void Adapter_t::traceControlBlock() {
-    const char* const F = "esaFault";
-    const State_t& s = state;
-    trace(F, "esaControl.socketFdMSM                       = [%d]", s.socketFdMSM);
-    trace(F, "esaControl.socketAddressMSM.sun_path         = [%s]", s.socketPath.c_str());
-    trace(F, "esaControl.i2cFileFd                         = [%d]", s.i2cFileFd);
-    trace(F, "esaControl.enclosureType                     = [%d]", s.enclosureType);
-    trace(F, "esaControl.elementTypeMaxNumber              = [%d]", s.elementTypeMaxNumber);
-    trace(F, "esaControl.deviceMaxNumber                   = [%d]", s.deviceMaxNumber);
-    trace(F, "esaControl.powerSupplyMaxNumber              = [%d]", s.powerSupplyMaxNumber);
-    trace(F, "esaControl.coolingMaxNumber                  = [%d]", s.coolingMaxNumber);
-    trace(F, "esaControl.temperatureSensorMaxNumber        = [%d]", s.temperatureSensorMaxNumber);
-    trace(F, "esaControl.audibleAlarmMaxNumber             = [%d]", s.audibleAlarmMaxNumber);
-    trace(F, "esaControl.pageCodeInRecentSndDiagCmd        = [%d]", s.pageCodeInRecentSndDiagCmd);
-    dump(F, "esaControl.sesTypeDescriptorList =", s.sesTypeDescriptorList);
-
-    trace(F, "esaControl.deviceElementControlOverall       = [%d]", decimal(s.deviceElementControlOverall));
-    dump(F, "esaControl.deviceElementControl =", flat(s.deviceElementControl));
-    trace(F, "esaControl.deviceElementStatusOverall        = [%d]", decimal(s.deviceElementStatusOverall));
-    dump(F, "esaControl.deviceElementStatus =", flat(s.deviceElementStatus));
-    trace(F, "esaControl.driveFaultLedStatus0              = [0x%x]", s.driveFaultLedStatus0);
-    trace(F, "esaControl.driveFaultLedStatus1              = [0x%x]", s.driveFaultLedStatus1);
-
-    trace(F, "esaControl.powerSupplyElementControlOverall  = [%d]", decimal(s.powerSupplyElementControlOverall));
-    dump(F, "esaControl.powerSupplyElementControl  =", flat(s.powerSupplyElementControl));
-    trace(F, "esaControl.powerSupplyElementStatusOverall   = [%d]", decimal(s.powerSupplyElementStatusOverall));
-    dump(F, "esaControl.powerSupplyElementStatus  =", flat(s.powerSupplyElementStatus));
-    trace(F, "esaControl.powerSupplyStatus                 = [0x%x]", s.powerSupplyStatus);
-
-    trace(F, "esaControl.coolingElementControlOverall      = [%d]", decimal(s.coolingElementControlOverall));
-    dump(F, "esaControl.coolingElementControl  =", flat(s.coolingElementControl));
-    trace(F, "esaControl.coolingElementStatusOverall       = [%d]", decimal(s.coolingElementStatusOverall));
-    dump(F, "esaControl.coolingElementStatus  =", flat(s.coolingElementStatus));
-    dump(F, "esaControl.coolingElementOnOff  =", s.coolingElementOnOff);
-    trace(F, "esaControl.fanFaultStatus                    = [0x%x]", s.fanFaultStatus);
-
-    for (unsigned i = 0; i < 4; ++i) {
-        trace(F, "esaControl.temperatureSensor[%d]         = %d", decimal(i), s.temperatureSensor[i]);
-    }
-    for (unsigned i = 0; i < 4; ++i) {
-        trace(F, "esaControl.temperatureReportStatus[%d]   = %d", decimal(i), decimal(s.temperatureReportStatus[i]));
-    }
-
-    trace(F, "esaControl.audibleAlarmElementControlOverall = [%d]", decimal(s.audibleAlarmElementControlOverall));
-    dump(F, "esaControl.audibleAlarmElementControl  =", flat(s.audibleAlarmElementControl));
-    trace(F, "esaControl.audibleAlarmElementStatusOverall  = [%d]", decimal(s.audibleAlarmElementStatusOverall));
-    dump(F, "esaControl.audibleAlarmElementStatus  =", flat(s.audibleAlarmElementStatus));
-    trace(F, "esaControl.alarmState                        = %d", decimal(s.alarmState));
-    trace(F, "esaControl.compositeFaultStatus              = [0x%x]", s.compositeFaultStatus);
-    trace(F, "esaControl.esaDebug                          = [%d]", s.esaDebug);
-
-    // The fourth bank is not shown.
-    dump(F, "esaControl.vitesse.vsc055GPD  =", s.vsc055GPD);
-    dump(F, "esaControl.vitesse.vsc055DDP  =", s.vsc055DDP);
-    dump(F, "esaControl.vitesse.vsc055FSC  =", s.vsc055FSC);
-    trace(F, "esaControl.selectTimeout.sec                 = [%d]", decimal(s.selectTimeoutSec));
-    trace(F, "esaControl.pollTimeout.sec                   = [%d]", decimal(s.pollTimeoutSec));
-    dump(F, "esaControl.esaInMsg  =", std::span(s.esaInMsg).first(256));
-    dump(F, "esaControl.esaWorkSpace  =", std::span(s.esaWorkSpace).first(256));
-    trace(F, "\nFinish the Enclosure Services Adapter internal data dump.");
 }
 
 } // namespace model

@@ -60,36 +60,17 @@ bool remember(State_t& state, std::uint32_t bit, bool good) {
     return true;
 }
 
-/** An alarm in REMIND ends with the redundancy fault that it reminds of. */
-void endReminder(Adapter_t& adapter) {
-    State_t& state = adapter.state;
-    if (adapter.xyratexReadAlarmstate() != 2) {
-        return;
-    }
-    adapter.xyratexSetAlarmState(0);
-    if (state.alarmState == 0) {
-        return;
-    }
-    state.alarmState = 0;
-    Bytes_t data = adapter.eventData();
-    Adapter_t::setWord(data, 20, state.audibleAlarmMaxNumber);
-    Adapter_t::setWord(data, 52, 0);
-    adapter.esaSendEventMmsgToEmp(9, 1, data);
-}
-
 void xyratexRedundancy(Adapter_t& adapter, Supply_t& supply) {
     State_t& state = adapter.state;
     const bool wasGood = (state.powerSupplyStatus & 0x2) != 0;
     supply.bad = adapter.xyratexReadPowerRedundancyFailStatus() != OK;
-    if (supply.bad && wasGood) {
-        adapter.xyratexSetPowerRedundancyFailLED();
-    } else if (supply.bad) {
-        adapter.trace(IN_PAGES, "Power Redundancy Fail LED already [ON].");
-    } else if (wasGood) {
-        adapter.trace(IN_PAGES, "Power Redundancy Fail LED already [OFF].");
-        endReminder(adapter);
+    if (supply.bad == wasGood) {
+        adapter.xyratexRedundancyLED(supply.bad);
     } else {
-        adapter.xyratexClearPowerRedundancyFailLED();
+        adapter.trace(IN_PAGES, "Power Redundancy Fail LED already [%s].", onOff(supply.bad));
+    }
+    if (!supply.bad && wasGood) {
+        adapter.xyratexEndReminder();
     }
     supply.changed |= remember(state, 0x2, !supply.bad);
 }
@@ -98,14 +79,10 @@ void xyratexVoltage(Adapter_t& adapter, Supply_t& supply) {
     State_t& state = adapter.state;
     const bool wasGood = (state.powerSupplyStatus & 0x1) != 0;
     supply.acFail = adapter.xyratexReadPowerVoltageStatus() != OK;
-    if (supply.acFail && wasGood) {
-        adapter.xyratexClearPsuOkLED();
-    } else if (supply.acFail) {
-        adapter.trace(IN_PAGES, "PSU OK LED already [OFF].");
-    } else if (!wasGood) {
-        adapter.xyratexSetPsuOkLED();
+    if (supply.acFail == wasGood) {
+        adapter.xyratexSupplyLED(!supply.acFail);
     } else {
-        adapter.trace(IN_PAGES, "PSU OK LED already [ON].");
+        adapter.trace(IN_PAGES, "PSU OK LED already [%s].", onOff(wasGood));
     }
     supply.changed |= remember(state, 0x1, !supply.acFail);
 }
@@ -113,7 +90,7 @@ void xyratexVoltage(Adapter_t& adapter, Supply_t& supply) {
 /** A supply check whose outcome goes to the composite fault: the same bit is cause and memory. */
 void judge(Adapter_t& adapter, Supply_t& supply, std::uint32_t bit, int reading, const char* alreadyGood) {
     supply.bad = reading != OK;
-    adapter.esaManageCompositeFault(bit, supply.bad ? FAILED : OK);
+    adapter.esaManageCompositeFault(bit, !supply.bad);
     supply.changed = remember(adapter.state, bit, !supply.bad);
     if (!supply.changed) {
         adapter.trace(IN_PAGES, "%s", supply.bad ? "Power Redundancy Status already [NOT OK]." : alreadyGood);
@@ -164,43 +141,19 @@ void powerSupplies(Adapter_t& adapter, Bytes_t& page) {
         append(page, {supply.bad ? std::uint8_t{5} : std::uint8_t{1}, 0, 0, static_cast<std::uint8_t>(flags)});
         changed |= supply.changed;
     }
-    if (!changed) {
-        return;
-    }
-    Bytes_t data = adapter.eventData();
-    Adapter_t::setWord(data, 8, state.powerSupplyMaxNumber);
-    Adapter_t::setWord(data, 32, state.powerSupplyStatus);
-    adapter.esaSendEventMmsgToEmp(6, 2, data);
-}
-
-int readFan(Adapter_t& adapter, std::uint8_t fan, std::uint16_t& rpm) {
-    switch (adapter.state.enclosureType) {
-    case 2:
-    case 3:
-    case 5:
-        return adapter.esaVsc055FanReadSpeed(fan, rpm);
-    case 4:
-        return adapter.chenbroW83782dFanReadSpeed(fan, rpm);
-    case 6:
-        return adapter.esaW83782dFanReadSpeed(adapter.state.i2cAddressW83782d, fan, rpm);
-    default:
-        return FAILED;
+    if (changed) {
+        adapter.sendPowerSupplyEvent(2);
     }
 }
 
 void followFanLed(Adapter_t& adapter) {
     const bool wanted = adapter.state.fanFaultStatus != 0;
-    const bool lit = (adapter.state.vsc055GPD[6] & 0x80) != 0;
-    if (wanted == lit) {
-        adapter.trace(IN_PAGES, "FAN Fail LED already [%s].", lit ? "ON" : "OFF");
+    if (((adapter.state.vsc055GPD[6] & 0x80) != 0) == wanted) {
+        adapter.trace(IN_PAGES, "FAN Fail LED already [%s].", onOff(wanted));
         return;
     }
-    if (wanted) {
-        adapter.xyratexSetFanFailLED();
-    } else {
-        adapter.xyratexClearFanFailLED();
-    }
-    adapter.trace(IN_PAGES, "Turn [%s] FAN Fail LED.", wanted ? "ON" : "OFF");
+    adapter.xyratexFanFailLED(wanted);
+    adapter.trace(IN_PAGES, "Turn [%s] FAN Fail LED.", onOff(wanted));
 }
 
 /** The Xyratex marks fans here as well, 2000 RPM being a fault; true when the fan's mark changed. */
@@ -224,7 +177,7 @@ void cooling(Adapter_t& adapter, Bytes_t& page) {
         Element_t record{};
         std::uint16_t rpm = 0;
         record[3] = 7 << 5;
-        if (readFan(adapter, fan, rpm) == OK) {
+        if (adapter.readFan(fan, rpm) == OK) {
             adapter.trace(IN_PAGES, "Fan [%d] has RPM [%d] divided by a factor of 10.", fan, rpm);
             record[1] = static_cast<std::uint8_t>((rpm / 2560 & 3) << 6);
             record[2] = static_cast<std::uint8_t>(rpm / 10);
@@ -239,13 +192,9 @@ void cooling(Adapter_t& adapter, Bytes_t& page) {
         record[3] = static_cast<std::uint8_t>(record[3] | (state.coolingElementControl[fan][3] & 0x04));
         append(page, record);
     }
-    if (!changed) {
-        return;
+    if (changed) {
+        adapter.sendFanEvent();
     }
-    Bytes_t data = adapter.eventData();
-    Adapter_t::setWord(data, 12, state.coolingMaxNumber);
-    Adapter_t::setWord(data, 36, state.fanFaultStatus);
-    adapter.esaSendEventMmsgToEmp(7, 2, data);
 }
 
 void refreshTemperatures(Adapter_t& adapter) {

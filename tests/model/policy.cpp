@@ -9,172 +9,106 @@ namespace model {
 
 namespace {
 
-struct Cause_t {
-    std::uint32_t bit;
-    const char* name;
-};
-
-constexpr Cause_t CAUSES[] = {
-    {0x01, "POWER_SUPPLY_VOLTAGE_TOLERANCE"}, {0x02, "POWER_SUPPLY_REDUNDANCY"}, {0x04, "FAN"},
-    {0x08, "TEMPERATURE_OVERHEAT"},           {0x10, "I2C_BUS_FAULT"},
-};
+const std::map<std::uint32_t, const char*> CAUSES = {{0x01, "POWER_SUPPLY_VOLTAGE_TOLERANCE"},
+                                                     {0x02, "POWER_SUPPLY_REDUNDANCY"},
+                                                     {0x04, "FAN"},
+                                                     {0x08, "TEMPERATURE_OVERHEAT"},
+                                                     {0x10, "I2C_BUS_FAULT"}};
 
 constexpr std::uint32_t ALL_CAUSES = 0x1F;
 constexpr std::uint32_t LED_ON = 0x80000000;
 
-/** Chassis without an alarm that this program owns keep their remembered state too. */
-void moveAlarm(Adapter_t& adapter, std::uint32_t alarm) {
-    switch (adapter.state.enclosureType) {
-    case 3:
-    case 5:
-        adapter.esaVsc055SetAlarmStateBackplane(alarm);
-        break;
-    case 4:
-        adapter.chenbroSetAlarmState(alarm);
-        break;
-    case 6:
-        adapter.esaW83782dSetAlarmState(adapter.state.i2cAddressW83782d, 0, alarm);
-        break;
-    default:
+} // namespace
+
+void Adapter_t::clearCause(std::uint32_t cause) {
+    trace("esaManageCompositeFault", "Clear the current Fault bit [0x%x].", cause);
+    state.compositeFaultStatus &= ~cause;
+    if ((state.compositeFaultStatus & ALL_CAUSES) != 0) {
         return;
     }
-    adapter.state.alarmState = alarm;
-}
-
-int clearCause(Adapter_t& adapter, std::uint32_t cause) {
-    State_t& state = adapter.state;
-    adapter.trace("esaManageCompositeFault", "Clear the current Fault bit [0x%x].", cause);
-    state.compositeFaultStatus &= ~cause;
-    if ((state.compositeFaultStatus & LED_ON) == 0 || (state.compositeFaultStatus & ALL_CAUSES) != 0) {
-        return OK;
-    }
     state.compositeFaultStatus &= ~LED_ON;
-    const int result = adapter.esaSendCompositeFaultMmsgToStartup(OK);
+    esaSendCompositeFaultMmsgToStartup(false);
     if (state.alarmState != 3) {
-        moveAlarm(adapter, 3);
+        setAlarm(3);
     }
-    return result;
 }
 
-int setCause(Adapter_t& adapter, std::uint32_t cause) {
+void Adapter_t::setCause(std::uint32_t cause) {
     const char* const function = "esaManageCompositeFault";
-    State_t& state = adapter.state;
-    adapter.trace(function, "Set the new Fault bit [0x%x].", cause);
+    trace(function, "Set the new Fault bit [0x%x].", cause);
     state.compositeFaultStatus |= cause;
     if ((state.compositeFaultStatus & LED_ON) == 0) {
-        adapter.trace(function, "Turn on the Composite Fault LED.");
+        trace(function, "Turn on the Composite Fault LED.");
         state.compositeFaultStatus |= LED_ON;
-        adapter.esaSendCompositeFaultMmsgToStartup(FAILED);
+        esaSendCompositeFaultMmsgToStartup(true);
         if (state.alarmState == 3) {
-            moveAlarm(adapter, 1);
+            setAlarm(1);
         }
     } else {
-        adapter.trace(function, "The Composite Fault LED is currently ON for other Faults.");
+        trace(function, "The Composite Fault LED is currently ON for other Faults.");
     }
-    return adapter.esaSendEmailNotificationMmsgToStartup();
-}
-
-} // namespace
-
-int Adapter_t::esaManageCompositeFault(std::uint32_t cause, int status) {
-    const char* const function = "esaManageCompositeFault";
-    for (const Cause_t& each : CAUSES) {
-        if ((cause & each.bit) != 0) {
-            trace(function, "This Fault bit is [%s]", each.name);
-            break;
-        }
-    }
-    const int outcome = status & 0xFF;
-    if ((state.compositeFaultStatus & cause) != 0) {
-        trace(function, "This Fault bit [0x%x] exists currently.", cause);
-        if (outcome == 0) {
-            return clearCause(*this, cause);
-        }
-        trace(function, "The Fault bit [0x%x] is already set.", cause);
-    } else {
-        trace(function, "This Fault bit [0x%x] does NOT exist currently.", cause);
-        if (outcome == 0xFF) {
-            return setCause(*this, cause);
-        }
-        trace(function, "The Fault bit [0x%x] is already clear.", cause);
-    }
-    return OK;
-}
-
-int Adapter_t::esaSendCompositeFaultMmsgToStartup(int status) {
-    const bool on = (status & 0xFF) != 0;
-    putRequestHeader(state.esaWorkSpace, 64, 0x0C00000E, 0x00040000);
-    putWord(state.esaWorkSpace, 44, 2);
-    putWord(state.esaWorkSpace, 48, on ? 2 : 1);
-    trace("esaSendCompositeFaultMmsgToStartup", "[%s] Composite Fault LED in Startup.", on ? "Set" : "Clear");
-    return static_cast<int>(sendWorkSpace(64, "esaSendCompositeFaultMmsgToStartup()"));
-}
-
-int Adapter_t::esaSendEmailNotificationMmsgToStartup() {
-    putRequestHeader(state.esaWorkSpace, 64, 0x0C000010, 0x00040000);
     trace("esaSendEmailNotificationMmsgToStartup", "Send Email Notification MMSG To Startup.");
-    return static_cast<int>(sendWorkSpace(64, "esaSendEmailNotificationMmsgToStartup()"));
+    sendToStartup("esaSendEmailNotificationMmsgToStartup()", 0x0C000010);
 }
 
-int Adapter_t::esaSendOrderlyShutdownMmsgToStartup() {
-    putRequestHeader(state.esaWorkSpace, 64, 0x0D000001, 0x00040000);
-    putWord(state.esaWorkSpace, 48, 1);
-    trace("esaSendOrderlyShutdownMmsgToStartup", "Send request of Orderly Shutdown to Startup");
-    return static_cast<int>(sendWorkSpace(64, "esaSendEventMmsgToEmp()"));
-}
-
-namespace {
-
-/** RPM; a fan that cannot be read counts as stopped. */
-std::uint32_t speedOf(Adapter_t& adapter, std::uint8_t fan) {
-    std::uint16_t rpm = 0;
-    int result = OK;
-    switch (adapter.state.enclosureType) {
-    case 4:
-        result = adapter.chenbroW83782dFanReadSpeed(fan, rpm);
-        break;
-    case 6:
-        result = adapter.esaW83782dFanReadSpeed(adapter.state.i2cAddressW83782d, fan, rpm);
-        break;
-    default:
-        result = adapter.esaVsc055FanReadSpeed(fan, rpm);
-        break;
+void Adapter_t::esaManageCompositeFault(std::uint32_t cause, bool good) {
+    const char* const function = "esaManageCompositeFault";
+    const bool exists = (state.compositeFaultStatus & cause) != 0;
+    trace(function, "This Fault bit is [%s]", CAUSES.at(cause));
+    trace(function, "This Fault bit [0x%x] %s currently.", cause, exists ? "exists" : "does NOT exist");
+    if (exists != good) {
+        trace(function, "The Fault bit [0x%x] is already %s.", cause, exists ? "set" : "clear");
+    } else if (good) {
+        clearCause(cause);
+    } else {
+        setCause(cause);
     }
-    return result == OK ? rpm : 0;
 }
 
-} // namespace
+void Adapter_t::esaSendCompositeFaultMmsgToStartup(bool on) {
+    trace("esaSendCompositeFaultMmsgToStartup", "[%s] Composite Fault LED in Startup.", on ? "Set" : "Clear");
+    sendToStartup("esaSendCompositeFaultMmsgToStartup()", 0x0C00000E, 2, on ? 2 : 1);
+}
+
+void Adapter_t::judgeSupply(const char* function, std::uint32_t bit, int result, const char* name, bool tellsChange) {
+    const bool good = result == OK;
+    esaManageCompositeFault(bit, good);
+    if (((state.powerSupplyStatus & bit) != 0) == good) {
+        trace(function, "%s already [%s].", name, good ? "OK" : "NOT OK");
+        return;
+    }
+    if (tellsChange) {
+        trace(function, "%s changed from [%s] to [%s].", name, good ? "NOT OK" : "OK", good ? "OK" : "NOT OK");
+    }
+    state.powerSupplyStatus ^= bit;
+    sendPowerSupplyEvent(good ? 1 : 2);
+}
+
+void Adapter_t::judgeFans() {
+    esaManageCompositeFault(0x4, esaReadFanFailStatus() == OK);
+}
 
 int Adapter_t::esaReadFanFailStatus() {
     const char* const function = "esaReadFanFailStatus";
     int result = OK;
     bool changed = false;
     for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
-        if (state.enclosureType < 2 || state.enclosureType > 6) {
-            return FAILED;
-        }
-        const std::uint32_t speed = speedOf(*this, fan);
+        std::uint16_t rpm = 0;
+        const unsigned speed = readFan(fan, rpm) == OK ? rpm : 0U; // one that cannot be read counts as stopped
         const std::uint32_t bit = 1U << fan;
-        const bool marked = (state.fanFaultStatus & bit) != 0;
         trace(function, "Fan [%d] has speed [%d] RPM.", fan, static_cast<int>(speed));
         const bool slow = speed < state.fanFaultRpmLimit;
         if (slow) {
             trace(function, "Return Fans Status [ERROR].");
             result = FAILED;
         }
-        if (slow == marked) {
-            trace(function, "Already marked %s on Fan [%d].", slow ? "Fault" : "OK", fan);
-            continue;
-        }
-        trace(function, "Now marking %s on Fan [%d].", slow ? "Fault" : "OK", fan);
-        state.fanFaultStatus ^= bit;
-        changed = true;
+        const bool isNew = slow != ((state.fanFaultStatus & bit) != 0);
+        trace(function, "%s %s on Fan [%d].", isNew ? "Now marking" : "Already marked", slow ? "Fault" : "OK", fan);
+        state.fanFaultStatus ^= isNew ? bit : 0;
+        changed |= isNew;
     }
     if (changed) {
-        Bytes_t data = eventData();
-        setWord(data, 12, state.coolingMaxNumber);
-        setWord(data, 36, state.fanFaultStatus);
-        esaSendEventMmsgToEmp(7, 2, data);
+        sendFanEvent();
     }
     return result;
 }
@@ -206,24 +140,8 @@ constexpr Step_t VSC055_STEPS[] = {
     {100, NEVER_ABOVE, 100, 54, 75},
 };
 
-/** Through the load operation of the chassis. The single W83782D takes a duty value of 0 to 255. */
-void loadPercent(Adapter_t& adapter, std::uint8_t fan, std::uint8_t percent) {
-    static const std::map<std::uint8_t, std::uint8_t> duties{{25, 64}, {50, 128}, {75, 192}, {100, 255}};
-    switch (adapter.state.enclosureType) {
-    case 4:
-        adapter.chenbroW83782dFanLoadPwm(fan, percent);
-        break;
-    case 6:
-        adapter.esaW83782dFanLoadPwm(adapter.state.i2cAddressW83782d, fan, duties.at(percent));
-        break;
-    default:
-        adapter.esaVsc055FanLoadPwm(fan, percent);
-        break;
-    }
-}
-
-/** The adapter's own wording for a poll without any reading. */
-constexpr const char* NO_READING_TEXT = "No temperature sensor gave a reading, fan loads and average stay as they are.";
+/** What the single W83782D gets for a percentage. */
+const std::map<std::uint8_t, std::uint8_t> DUTIES = {{25, 64}, {50, 128}, {75, 192}, {100, 255}};
 
 /** False, with the old average kept, when no sensor has a reading: nobody knows then what the fans should do. */
 bool takeAverage(Adapter_t& adapter, const char* function) {
@@ -238,7 +156,7 @@ bool takeAverage(Adapter_t& adapter, const char* function) {
         count++;
     }
     if (count == 0) {
-        adapter.trace(function, "%s", NO_READING_TEXT);
+        adapter.trace(function, "No temperature sensor gave a reading, fan loads and average stay as they are.");
         return false;
     }
     state.temperatureSensorAverage = static_cast<std::int16_t>(sum / count);
@@ -246,16 +164,9 @@ bool takeAverage(Adapter_t& adapter, const char* function) {
     return true;
 }
 
-void loadVsc055(Adapter_t& adapter, std::uint8_t fan, std::uint8_t percent) {
-    adapter.esaVsc055FanLoadPwm(fan, percent);
-}
-
-using Load_t = void(Adapter_t&, std::uint8_t, std::uint8_t);
-
-void stepFan(Adapter_t& adapter, const char* function, std::span<const Step_t> steps, Load_t* load, std::uint8_t fan) {
-    State_t& state = adapter.state;
-    std::uint8_t& percent = state.fanPwmLoad[fan];
-    const int average = state.temperatureSensorAverage;
+void stepFan(Adapter_t& adapter, const char* function, std::span<const Step_t> steps, std::uint8_t fan) {
+    std::uint8_t& percent = adapter.state.fanPwmLoad[fan];
+    const int average = adapter.state.temperatureSensorAverage;
     const auto step = std::ranges::find(steps, percent, &Step_t::load);
     if (step == steps.end()) {
         adapter.trace(function, "ESA never set this PWM Load [%d] on Fan [%d]?", percent, fan);
@@ -265,7 +176,7 @@ void stepFan(Adapter_t& adapter, const char* function, std::span<const Step_t> s
     if (wanted == percent) {
         return;
     }
-    load(adapter, fan, wanted);
+    adapter.loadFan(fan, wanted, DUTIES.at(wanted));
     percent = wanted;
     adapter.trace(function, "Temperature = [%d], Fan [%d] set to %d percent PWM", average, fan, wanted);
 }
@@ -274,9 +185,6 @@ void stepFan(Adapter_t& adapter, const char* function, std::span<const Step_t> s
 
 void Adapter_t::esaTemperatureFanPolicy() {
     const char* const function = "esaTemperatureFanPolicy";
-    if (state.enclosureType < 2 || state.enclosureType > 6) {
-        return;
-    }
     const std::uint8_t fans = state.enclosureType == 2 ? std::uint8_t{2} : state.coolingMaxNumber;
     if (state.fanFaultStatus != 0) {
         for (std::uint8_t fan = 0; fan < fans; fan++) {
@@ -285,39 +193,35 @@ void Adapter_t::esaTemperatureFanPolicy() {
             }
             trace(function, "At least 1 Fan Fault, FanFaultStatus = [0x%x]", state.fanFaultStatus);
             trace(function, "Fan [%d] sets to 100 percent PWM Load", fan);
-            loadPercent(*this, fan, 100);
+            loadFan(fan, 100, 255);
             state.fanPwmLoad[fan] = 100;
         }
-        return;
-    }
-    if (!takeAverage(*this, function)) {
-        return;
-    }
-    for (std::uint8_t fan = 0; fan < fans; fan++) {
-        stepFan(*this, function, FOUR_STEPS, loadPercent, fan);
+    } else if (takeAverage(*this, function)) {
+        for (std::uint8_t fan = 0; fan < fans; fan++) {
+            stepFan(*this, function, FOUR_STEPS, fan);
+        }
     }
 }
 
 void Adapter_t::esaVsc055TemperatureFanPolicy() {
     const char* const function = "esaVsc055TemperatureFanPolicy";
-    if (!takeAverage(*this, function)) {
-        return;
-    }
-    for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
-        stepFan(*this, function, VSC055_STEPS, loadVsc055, fan);
+    if (takeAverage(*this, function)) {
+        for (std::uint8_t fan = 0; fan < state.coolingMaxNumber; fan++) {
+            stepFan(*this, function, VSC055_STEPS, fan);
+        }
     }
 }
 
-int Adapter_t::esaTemperatureOverheatCheck() {
+void Adapter_t::esaTemperatureOverheatCheck() {
     if (state.temperatureSensorAverage <= 60) {
-        return esaManageCompositeFault(0x8, OK);
+        esaManageCompositeFault(0x8, true);
+        return;
     }
     trace("esaTemperatureOverheatCheck", "Temperature average over 60 degrees!");
-    esaManageCompositeFault(0x8, FAILED);
-    Bytes_t data = eventData();
-    setWord(data, 56, 1);
-    esaSendEventMmsgToEmp(10, 3, data);
-    return esaSendOrderlyShutdownMmsgToStartup();
+    esaManageCompositeFault(0x8, false);
+    sendEvent(10, 3, {{56, 1}});
+    trace("esaSendOrderlyShutdownMmsgToStartup", "Send request of Orderly Shutdown to Startup");
+    sendToStartup("esaSendEventMmsgToEmp()", 0x0D000001, 0, 1);
 }
 
 } // namespace model

@@ -1,7 +1,10 @@
 /** The message printer: one line a field. */
 #include <algorithm>
 #include <bit>
+#include <cctype>
 #include <cstdio>
+#include <sstream>
+#include <utility>
 
 #include "adapter.h"
 #include "octets.h"
@@ -17,8 +20,7 @@ using Message_t = std::span<const std::uint8_t>;
 using Lines_t = std::vector<std::string>;
 
 std::string value(Message_t message, std::size_t start, const Row_t& row) {
-    char text[32];
-    if (row.form == TEXT) {
+    if (row.form == 's') {
         std::string characters;
         for (std::size_t i = 0; i < row.width && octets::number(message, start + row.offset + i, 1) != 0; ++i) {
             characters += static_cast<char>(message[start + row.offset + i]);
@@ -27,34 +29,26 @@ std::string value(Message_t message, std::size_t start, const Row_t& row) {
     }
     const std::uint32_t field =
         (octets::number(message, start + row.offset, row.width) & row.mask) >> std::countr_zero(row.mask);
-    if (row.form == HEX) {
-        std::snprintf(text, sizeof text, "0x%x", field);
-    } else if (row.form == UPPER_HEX) {
-        std::snprintf(text, sizeof text, "0x%X", field);
-    } else {
-        std::snprintf(text, sizeof text, "%d", static_cast<int>(field));
+    if (row.form == 'd') {
+        return std::to_string(static_cast<std::int32_t>(field));
     }
+    char text[16];
+    (void)std::snprintf(text, sizeof text, row.form == 'x' ? "0x%x" : "0x%X", field);
     return text;
 }
 
-/** A label fills up to its column; one that is longer has one blank, or none. */
-std::string line(const Group_t& group, const Row_t& row, Message_t message, std::size_t start, std::size_t index) {
-    std::string label = std::string(group.prefix) + row.label;
-    label.resize(std::max(group.column - 1, label.size() + (row.tight ? 0 : 1)), ' ');
-    if (const std::size_t place = label.find("%d"); place != std::string::npos) {
-        label.replace(place, 2, std::to_string(index));
-    }
-    return label + "= [" + value(message, start, row) + "]";
-}
-
-void add(Lines_t& lines, const Group_t& group, Message_t message, std::size_t start, std::size_t index = 0) {
-    for (const Row_t& row : group.rows) {
-        lines.push_back(line(group, row, message, start, index));
+void add(Lines_t& lines, const Rows_t& record, Message_t message, std::size_t start, std::size_t index = 0) {
+    for (const Row_t& row : record) {
+        std::string label = row.label;
+        if (const std::size_t place = label.find("%d"); place != std::string::npos) {
+            label.replace(place, 2, std::to_string(index));
+        }
+        lines.push_back(label + "= [" + value(message, start, row) + "]");
     }
 }
 
 std::string pageLine(const char* name) {
-    return std::string("Page                             = [SES_K_") + name + "]";
+    return std::string("Page                             = [SES_K_") + name + "_DIAGNOSTIC_PAGE]";
 }
 
 std::string unsupportedPage(std::uint8_t page) {
@@ -149,6 +143,32 @@ Lines_t requestLines(Message_t message, const State_t& state) {
 }
 
 } // namespace
+
+Rows_t printed::rows(const char* prefix, std::size_t column, const char* fields) {
+    Rows_t result;
+    std::istringstream stream(fields);
+    for (std::string field; std::getline(stream >> std::ws, field, ',');) {
+        std::size_t place = field.find(' ');
+        while (std::isdigit(static_cast<unsigned char>(field.at(place + 1))) == 0) {
+            place = field.find(' ', place + 1);
+        }
+        Row_t row = {prefix + field.substr(0, place)};
+        std::istringstream rest(field.substr(place));
+        rest >> row.offset;
+        if (rest.peek() == '+') {
+            rest.ignore() >> row.width;
+        }
+        if (rest.peek() == '&') {
+            rest.ignore() >> std::hex >> row.mask;
+        }
+        char form = 0;
+        rest >> form;
+        row.label.resize(std::max(column - 1, row.label.size() + (form == '!' ? 0 : 1)), ' ');
+        row.form = form == 0 || form == '!' ? 'd' : form;
+        result.push_back(std::move(row));
+    }
+    return result;
+}
 
 void Adapter_t::printMessage(std::span<const std::uint8_t> message) {
     if (!tracing) {

@@ -98,8 +98,7 @@ int Adapter_t::main(const std::vector<std::string>& arguments) {
 }
 
 void Adapter_t::sendStartupNotice() {
-    putRequestHeader(state.esaWorkSpace, 64, 0x0C000001, 0x00040000); // initialisation is complete; to Startup
-    sendWorkSpace(64, "main()");
+    sendToStartup("main()", 0x0C000001); // initialisation is complete
 }
 
 void Adapter_t::waitForRcp() {
@@ -125,9 +124,7 @@ void Adapter_t::initChassis() {
         }
         return;
     }
-    Bytes_t data = eventData();
-    setWord(data, 56, 2); // the I2C bus is at fault
-    esaSendEventMmsgToEmp(10, state.enclosureType == 1 ? 1 : 2, data);
+    sendEvent(10, 1, {{56, 2}}); // the I2C bus is at fault
 }
 
 void Adapter_t::esaInit() {
@@ -193,11 +190,73 @@ int Adapter_t::esaReadI2CData(std::uint8_t address, std::uint8_t reg, std::span<
     return answer.result == -1 ? FAILED : OK;
 }
 
-int Adapter_t::esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::span<const std::uint8_t> data) {
+int Adapter_t::esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::uint8_t value) {
     if (state.i2cConnected == 0) {
         return BUS_UNUSABLE;
     }
-    return world.writeI2c(state.i2cFileFd, address, reg, data) == -1 ? FAILED : OK;
+    return world.writeI2c(state.i2cFileFd, address, reg, {&value, 1}) == -1 ? FAILED : OK;
+}
+
+int Adapter_t::store(std::uint8_t address, std::uint8_t reg, std::uint8_t& shadow, unsigned value) {
+    shadow = static_cast<std::uint8_t>(value);
+    return esaWriteI2CData(address, reg, shadow);
+}
+
+void Adapter_t::setCounts(const std::array<std::uint8_t, 4>& devicesSuppliesFansSensors) {
+    state.deviceMaxNumber = devicesSuppliesFansSensors[0];
+    state.powerSupplyMaxNumber = devicesSuppliesFansSensors[1];
+    state.coolingMaxNumber = devicesSuppliesFansSensors[2];
+    state.temperatureSensorMaxNumber = devicesSuppliesFansSensors[3];
+    state.i2cConnected = 1;
+    state.fanFaultRpmLimit = 2000;
+}
+
+int Adapter_t::readFan(std::uint8_t fan, std::uint16_t& rpm) {
+    switch (state.enclosureType) {
+    case 2:
+    case 3:
+    case 5:
+        return esaVsc055FanReadSpeed(fan, rpm);
+    case 4:
+        return chenbroW83782dFanReadSpeed(fan, rpm);
+    case 6:
+        return esaW83782dFanReadSpeed(state.i2cAddressW83782d, fan, rpm);
+    default:
+        return FAILED;
+    }
+}
+
+void Adapter_t::loadFan(std::uint8_t fan, std::uint8_t percent, std::uint8_t duty) {
+    switch (state.enclosureType) {
+    case 4:
+        chenbroW83782dFanLoadPwm(fan, percent);
+        break;
+    case 6:
+        esaW83782dFanLoadPwm(fan, duty);
+        break;
+    default:
+        esaVsc055FanLoadPwm(fan, percent);
+        break;
+    }
+}
+
+bool Adapter_t::setAlarm(std::uint32_t alarm) {
+    switch (state.enclosureType) {
+    case 3:
+    case 5:
+        esaVsc055SetAlarmStateBackplane(alarm);
+        break;
+    case 4:
+        chenbroSetAlarmState(alarm);
+        break;
+    case 6:
+        esaW83782dSetAlarmState(state.i2cAddressW83782d, 0, alarm);
+        break;
+    default:
+        return false;
+    }
+    state.alarmState = alarm;
+    return true;
 }
 
 } // namespace model

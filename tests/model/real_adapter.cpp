@@ -132,10 +132,10 @@ std::uint32_t sendBufferAddress() {
 
 State_t realState() {
     State_t state;
-#define FIELD(name) take(state.name, esaControl.name);
+#define FIELD(type, name) take(state.name, esaControl.name);
 #include "state_fields.def"
-    FIELD(esaWorkSpace)
 #undef FIELD
+    take(state.esaWorkSpace, esaControl.esaWorkSpace);
     const char* path = esaControl.socketAddressMSM.sun_path;
     state.socketPath.assign(path, strnlen(path, sizeof(esaControl.socketAddressMSM.sun_path)));
     take(state.vsc055GPD, esaControl.vitesse.vsc055GPD);

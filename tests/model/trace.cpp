@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "adapter.h"
+#include "outgoing.h"
 
 namespace model {
 
@@ -36,12 +37,18 @@ void Adapter_t::dump(const char* function, const std::string& label, std::span<c
     world.trace(function, text);
 }
 
-long Adapter_t::sendWorkSpace(std::size_t length, const char* function) {
+void Adapter_t::sendWorkSpace(std::size_t length, const char* function) {
     const long sent = world.send(state.socketFdMSM, std::span(state.esaWorkSpace).first(length), 0);
     if (sent != static_cast<long>(length)) {
         esaFault(function, "Linux send function fails, sendSize = [" + std::to_string(length) + "] is wrong");
     }
-    return sent;
+}
+
+void Adapter_t::sendToStartup(const char* function, std::uint32_t opcode, std::uint32_t use1, std::uint32_t use2) {
+    putRequestHeader(state.esaWorkSpace, 64, opcode, 0x00040000);
+    putWord(state.esaWorkSpace, 44, use1);
+    putWord(state.esaWorkSpace, 48, use2);
+    sendWorkSpace(64, function);
 }
 
 } // namespace model
