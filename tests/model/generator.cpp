@@ -320,7 +320,9 @@ Book_t learn(std::uint8_t chassis, const Side_t& side) {
     const Life_t life = eventfulLife(chassis);
     SimulatedWorld_t world(life);
     side(life, world);
-    return {{world.read.begin(), world.read.end()}, {world.written.begin(), world.written.end()}};
+    return {{world.read.begin(), world.read.end()},
+            {world.readLater.begin(), world.readLater.end()},
+            {world.written.begin(), world.written.end()}};
 }
 
 const Book_t& Generator_t::bookOf(std::uint8_t chassis) const {

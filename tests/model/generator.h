@@ -11,9 +11,9 @@
 
 namespace model {
 
-/** Registers that an adapter of one chassis was seen to read and to write. */
+/** Registers that an adapter of one chassis was seen to read, some of them after its start too, and to write. */
 struct Book_t {
-    std::vector<std::pair<std::uint8_t, unsigned>> read, written;
+    std::vector<std::pair<std::uint8_t, unsigned>> read, readLater, written;
 };
 
 /** Everything that makes an adapter look at its bus: start, polls, pages, requests that switch all there is. */

@@ -186,6 +186,7 @@ int SimulatedWorld_t::openI2c(const std::string& path) {
 
 SelectResult_t SimulatedWorld_t::select(int fd, std::uint32_t seconds, std::uint32_t microseconds) {
     receiving = false;
+    started = true;
     takeSnapshot();
     advance();
     const bool selectable = fd >= 0 && fd < LEAST_UNSELECTABLE;
@@ -257,6 +258,9 @@ void SimulatedWorld_t::sleep(std::uint64_t microseconds) {
 
 I2cResult_t SimulatedWorld_t::readI2c(int fd, std::uint8_t address, std::uint8_t reg, int length) {
     read.insert({address, reg});
+    if (started) {
+        readLater.insert({address, reg});
+    }
     const std::optional<Outcome_t> outcome = plannedTransfer(Call_e::READ, address, reg);
     const auto got = outcome ? static_cast<int>(outcome->result(length)) : length;
     const I2cResult_t result{got, registers.read(address, reg, length, got == length)};

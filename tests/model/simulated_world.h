@@ -36,8 +36,8 @@ public:
     std::function<std::vector<std::string>()> remembered;
 
     std::vector<Entry_t> stream;
-    /** Registers that were read, or written, in this life. */
-    std::set<std::pair<std::uint8_t, unsigned>> read, written;
+    /** Registers that were read, some of them after the adapter's start too, or written in this life. */
+    std::set<std::pair<std::uint8_t, unsigned>> read, readLater, written;
 
     /** Writes down what of the remembered has changed. */
     void takeSnapshot();
@@ -79,6 +79,7 @@ private:
     std::size_t calls = 0;
     std::uint32_t flagsNow;
     unsigned sleeps = 0;
+    bool started = false;   /**< it has waited for input */
     bool receiving = false; /**< nothing but receives and what reports their failure since the last of them */
     bool closed = false;
     std::deque<std::uint8_t> queue;
