@@ -2,6 +2,8 @@
 
 #include <csignal>
 #include <cstdio>
+
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,6 +42,15 @@ std::optional<Ending_t> Child_t::reap(int options) {
         ending_ = endingOf(status);
     }
     return ending_;
+}
+
+void inOwnProcess(const std::function<void()>& body) {
+    Child_t child([&] {
+        body();
+        (void)std::fflush(nullptr);
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    });
+    EXPECT_EQ(child.wait().exitCode, 0);
 }
 
 } // namespace testsupport

@@ -29,4 +29,7 @@ private:
     std::optional<Ending_t> ending_;
 };
 
+/** Does what is left of a test in a process of its own, whose failures are the test's. */
+void inOwnProcess(const std::function<void()>& body);
+
 } // namespace testsupport

@@ -12,10 +12,10 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include "calls.h"
 #include "platform.h"
 #include "tapped_line.h"
 #include "transfers.h"
-#include "wrapped_calls.h"
 
 namespace {
 
@@ -100,7 +100,7 @@ TEST(BridgeCalls, AFarEndThatNeverStopsDoesNotHoldTheTransferUp) {
 TEST(BridgeCalls, AWaitThatASignalOrAClockEndsEarlyGoesOn) {
     TappedLine_t line;
     int waits = 0;
-    onPoll = [&](pollfd* fds, nfds_t count, int timeout) {
+    calls::poll.answer = [&](pollfd* fds, nfds_t count, int timeout) {
         if (timeout > 0 && !line.writes.empty() && ++waits < 3) { // the clearing of the line does not wait
             errno = EINTR;
             return waits == 1 ? -1 : 0;
@@ -108,7 +108,7 @@ TEST(BridgeCalls, AWaitThatASignalOrAClockEndsEarlyGoesOn) {
         if (waits == 3) {
             line.answer({0x41, 0x22});
         }
-        return __real_poll(fds, count, timeout);
+        return calls::poll.real(fds, count, timeout);
     };
     EXPECT_EQ(readByte(line.fd), 0x22);
     EXPECT_EQ(line.writes.size(), 1U);
@@ -117,7 +117,7 @@ TEST(BridgeCalls, AWaitThatASignalOrAClockEndsEarlyGoesOn) {
 TEST(BridgeCalls, AWaitThatFailsOrFindsTheLineInErrorFailsTheTransfer) {
     for (const bool inError : {false, true}) {
         TappedLine_t line;
-        onPoll = [&](pollfd* fds, nfds_t, int) {
+        calls::poll.answer = [&](pollfd* fds, nfds_t, int) {
             fds->revents = POLLERR;
             errno = ENOMEM;
             return inError ? 1 : -1;
@@ -129,9 +129,9 @@ TEST(BridgeCalls, AWaitThatFailsOrFindsTheLineInErrorFailsTheTransfer) {
 TEST(BridgeCalls, AReadThatASignalStopsOrThatComesTooEarlyIsMadeAgain) {
     AnsweredLine_t line;
     std::vector<int> errors{EINTR, EAGAIN};
-    onRead = [&](int fd, void* bytes, std::size_t count) -> ssize_t {
+    calls::read.answer = [&](int fd, void* bytes, std::size_t count) -> ssize_t {
         if (errors.empty()) {
-            return __real_read(fd, bytes, count);
+            return calls::read.real(fd, bytes, count);
         }
         errno = errors.front();
         errors.erase(errors.begin());
@@ -144,7 +144,7 @@ TEST(BridgeCalls, AReadThatASignalStopsOrThatComesTooEarlyIsMadeAgain) {
 TEST(BridgeCalls, AReadThatFailsOrGivesNothingFailsTheTransfer) {
     for (const auto& [result, error, seen] : {std::tuple<ssize_t, int, int>{-1, EBADMSG, EBADMSG}, {0, 0, EIO}}) {
         AnsweredLine_t line;
-        onRead = [&, result = result, error = error](int, void*, std::size_t) {
+        calls::read.answer = [&, result = result, error = error](int, void*, std::size_t) {
             errno = error;
             return result;
         };

@@ -21,6 +21,7 @@ int bridgeByte(int fd) {
 /** A far end that numbers its replies: answers every greeting, and each request with the next of `replies`. */
 struct NumberingPeer_t : TappedLine_t {
     explicit NumberingPeer_t(std::vector<Bytes_t> script) : replies(std::move(script)) {
+        I2C_BRIDGE.begin(); // what bridgeByte() does not do
         afterGreeting = [this](U8_t number) -> ssize_t {
             greetingNumbers.push_back(number);
             answer(beforeGreetingsAnswer);

@@ -6,16 +6,16 @@
 
 #include <unistd.h>
 
+#include "calls.h"
 #include "child.h"
 #include "event_log_fixture.h"
-#include "wrapped_calls.h"
 
 namespace {
 
 class EventLogCalls : public EventLog {
 protected:
     EventLogCalls() {
-        onWrite = [this](int fd, const void* bytes, std::size_t count) {
+        calls::write.answer = [this](int fd, const void* bytes, std::size_t count) {
             if (fd == STDERR_FILENO) {
                 onStandardError.append(static_cast<const char*>(bytes), count);
                 return static_cast<ssize_t>(count);
@@ -23,7 +23,7 @@ protected:
             return toFile(++writes, fd, bytes, count);
         };
     }
-    ~EventLogCalls() override { onWrite = nullptr; }
+    ~EventLogCalls() override { calls::write.answer = nullptr; }
 
     void logOne() { altEventLogM(SMALL.get(), &params); }
 
@@ -39,7 +39,7 @@ TEST_F(EventLogCalls, WriteThatTookAPartAndOneThatASignalStoppedAreGoneOnWith) {
             errno = EINTR;
             return -1;
         }
-        return __real_write(fd, bytes, callNumber == 1 ? 20 : count);
+        return calls::write.real(fd, bytes, callNumber == 1 ? 20 : count);
     };
     logOne();
     EXPECT_EQ(writes, 3);
@@ -63,7 +63,7 @@ TEST_F(EventLogCalls, AfterAFullDiskTheLogGoesOnWithAWholeLine) {
             errno = ENOSPC;
             return -1;
         }
-        return __real_write(fd, bytes, callNumber == 1 ? 20 : count);
+        return calls::write.real(fd, bytes, callNumber == 1 ? 20 : count);
     };
     logOne();
     EXPECT_EQ(std::filesystem::file_size(folder.path("altevents.jsonl")), 0U) << "the piece has been taken back";
@@ -83,7 +83,7 @@ TEST_F(EventLogCalls, WriteThatTakesNothingIsNotRepeated) {
 
 TEST_F(EventLogCalls, ABugCheckEndsTheProcessEvenWhenNothingCanBeWritten) {
     testsupport::Child_t child([&] {
-        onWrite = [](int, const void*, std::size_t) -> ssize_t {
+        calls::write.answer = [](int, const void*, std::size_t) -> ssize_t {
             errno = EIO;
             return -1;
         };

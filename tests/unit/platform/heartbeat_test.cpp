@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "child.h"
 #include "folder.h"
 #include "heartbeat.h"
 #include "platform.h"
@@ -18,11 +19,16 @@
 
 namespace {
 
-/** The manager's end: a datagram socket named by NOTIFY_SOCKET. */
-class Heartbeat : public testing::Test {
+using testsupport::inOwnProcess;
+
+/**
+ * The manager's end: a datagram socket named by NOTIFY_SOCKET. A process looks for it once, so each test beats in a
+ * child, of a process where nothing has beaten yet: GoogleTest runs what is called a death test before all others.
+ */
+class HeartbeatDeathTest : public testing::Test {
 protected:
-    Heartbeat() { unsetenv("ESA_KEY"); }
-    ~Heartbeat() override {
+    HeartbeatDeathTest() { unsetenv("ESA_KEY"); }
+    ~HeartbeatDeathTest() override {
         close(manager);
         unsetenv("NOTIFY_SOCKET");
         unsetenv("ESA_KEY");
@@ -72,53 +78,63 @@ protected:
     int manager = -1;
 };
 
-TEST_F(Heartbeat, TheFirstCompletedTransferArmsTheWatchdogAndSaysWhatIsManaged) {
-    listenAt(folder.path("s"));
-    makeBlock(5);
-    heartbeatBeat("serial bridge", true);
-    EXPECT_EQ(heard(), "WATCHDOG_USEC=45000000\nWATCHDOG=1\n"
-                       "STATUS=VSC055 backplane enclosure on /dev/enc-0 (serial bridge), last transfer T");
-    EXPECT_EQ(heard(), "");
+TEST_F(HeartbeatDeathTest, TheFirstCompletedTransferArmsTheWatchdogAndSaysWhatIsManaged) {
+    inOwnProcess([&] {
+        listenAt(folder.path("s"));
+        makeBlock(5);
+        heartbeatBeat("serial bridge", true);
+        EXPECT_EQ(heard(), "WATCHDOG_USEC=45000000\nWATCHDOG=1\n"
+                           "STATUS=VSC055 backplane enclosure on /dev/enc-0 (serial bridge), last transfer T");
+        EXPECT_EQ(heard(), "");
+    });
 }
 
-TEST_F(Heartbeat, TransfersFeedItOnceASecond) {
-    listenAt(folder.path("s"));
-    heartbeatBeat("I2C", true);
-    (void)heard();
-    for (int i = 0; i < 100; ++i) {
+TEST_F(HeartbeatDeathTest, TransfersFeedItOnceASecond) {
+    inOwnProcess([&] {
+        listenAt(folder.path("s"));
         heartbeatBeat("I2C", true);
-    }
-    EXPECT_EQ(heard(), "");
-    usleep(1010000);
-    heartbeatBeat("I2C", true);
-    EXPECT_EQ(heard(), "WATCHDOG=1\nSTATUS=unknown enclosure on /dev/enc-0 (I2C), last transfer T");
-    EXPECT_EQ(heard(), "");
+        (void)heard();
+        for (int i = 0; i < 100; ++i) {
+            heartbeatBeat("I2C", true);
+        }
+        EXPECT_EQ(heard(), "");
+        usleep(1010000);
+        heartbeatBeat("I2C", true);
+        EXPECT_EQ(heard(), "WATCHDOG=1\nSTATUS=unknown enclosure on /dev/enc-0 (I2C), last transfer T");
+        EXPECT_EQ(heard(), "");
+    });
 }
 
-TEST_F(Heartbeat, TransfersThatFailNeverArmItButFeedItOnceItIs) {
-    listenAt(folder.path("s"));
-    heartbeatBeat("I2C", false);
-    usleep(1010000);
-    heartbeatBeat("I2C", false);
-    EXPECT_EQ(heard(), "");
-    heartbeatBeat("I2C", true);
-    (void)heard();
-    usleep(1010000);
-    heartbeatBeat("gone", false);
-    EXPECT_EQ(heard(), "WATCHDOG=1\nSTATUS=unknown enclosure on /dev/enc-0 (gone), last transfer T");
+TEST_F(HeartbeatDeathTest, TransfersThatFailNeverArmItButFeedItOnceItIs) {
+    inOwnProcess([&] {
+        listenAt(folder.path("s"));
+        heartbeatBeat("I2C", false);
+        usleep(1010000);
+        heartbeatBeat("I2C", false);
+        EXPECT_EQ(heard(), "");
+        heartbeatBeat("I2C", true);
+        (void)heard();
+        usleep(1010000);
+        heartbeatBeat("gone", false);
+        EXPECT_EQ(heard(), "WATCHDOG=1\nSTATUS=unknown enclosure on /dev/enc-0 (gone), last transfer T");
+    });
 }
 
-TEST_F(Heartbeat, EveryChassisHasItsName) {
-    listenAt(folder.path("s"));
-    makeBlock(4);
-    heartbeatBeat("SMBus", true);
-    EXPECT_NE(heard().find("STATUS=Chenbro 3U16 enclosure on /dev/enc-0 (SMBus), last"), std::string::npos);
+TEST_F(HeartbeatDeathTest, EveryChassisHasItsName) {
+    inOwnProcess([&] {
+        listenAt(folder.path("s"));
+        makeBlock(4);
+        heartbeatBeat("SMBus", true);
+        EXPECT_NE(heard().find("STATUS=Chenbro 3U16 enclosure on /dev/enc-0 (SMBus), last"), std::string::npos);
+    });
 }
 
-TEST_F(Heartbeat, ASocketInTheAbstractSpaceWillDo) {
-    listenAt("@esa-heartbeat-" + std::to_string(getpid()));
-    heartbeatBeat("I2C", true);
-    EXPECT_NE(heard(), "");
+TEST_F(HeartbeatDeathTest, ASocketInTheAbstractSpaceWillDo) {
+    inOwnProcess([&] {
+        listenAt("@esa-heartbeat-" + std::to_string(getpid()));
+        heartbeatBeat("I2C", true);
+        EXPECT_NE(heard(), "");
+    });
 }
 
 /** Number of descriptors that a beat opens with NOTIFY_SOCKET as it is. */
@@ -131,42 +147,50 @@ int openedByABeat() {
     return after - before;
 }
 
-TEST_F(Heartbeat, WithoutAManagerOrTheNameOfASocketNothingIsOpened) {
-    unsetenv("NOTIFY_SOCKET");
-    EXPECT_EQ(openedByABeat(), 0);
-    ASSERT_EQ(setenv("NOTIFY_SOCKET", "run/notify", 1), 0);
-    EXPECT_EQ(openedByABeat(), 0);
+TEST_F(HeartbeatDeathTest, WithoutAManagerOrTheNameOfASocketNothingIsOpened) {
+    inOwnProcess([&] {
+        unsetenv("NOTIFY_SOCKET");
+        EXPECT_EQ(openedByABeat(), 0);
+        ASSERT_EQ(setenv("NOTIFY_SOCKET", "run/notify", 1), 0);
+        EXPECT_EQ(openedByABeat(), 0);
+    });
 }
 
-TEST_F(Heartbeat, AManagerThatIsGoneDoesNoHarm) {
-    listenAt(folder.path("s"));
-    unlink((folder.path("s")).c_str());
-    errno = EMLINK;
-    heartbeatBeat("I2C", true);
-    EXPECT_EQ(errno, EMLINK);
+TEST_F(HeartbeatDeathTest, AManagerThatIsGoneDoesNoHarm) {
+    inOwnProcess([&] {
+        listenAt(folder.path("s"));
+        unlink((folder.path("s")).c_str());
+        errno = EMLINK;
+        heartbeatBeat("I2C", true);
+        EXPECT_EQ(errno, EMLINK);
+    });
 }
 
-TEST_F(Heartbeat, ABusyManagerIsArmedByALaterOne) {
-    listenAt(folder.path("s"));
-    const std::string there = folder.path("s");
-    ASSERT_EQ(rename(there.c_str(), (there + "x").c_str()), 0);
-    heartbeatBeat("I2C", true);
-    ASSERT_EQ(rename((there + "x").c_str(), there.c_str()), 0);
-    usleep(1010000);
-    heartbeatBeat("I2C", true);
-    EXPECT_EQ(heard().substr(0, 23), "WATCHDOG_USEC=45000000\n");
+TEST_F(HeartbeatDeathTest, ABusyManagerIsArmedByALaterOne) {
+    inOwnProcess([&] {
+        listenAt(folder.path("s"));
+        const std::string there = folder.path("s");
+        ASSERT_EQ(rename(there.c_str(), (there + "x").c_str()), 0);
+        heartbeatBeat("I2C", true);
+        ASSERT_EQ(rename((there + "x").c_str(), there.c_str()), 0);
+        usleep(1010000);
+        heartbeatBeat("I2C", true);
+        EXPECT_EQ(heard().substr(0, 23), "WATCHDOG_USEC=45000000\n");
+    });
 }
 
-TEST_F(Heartbeat, ComesWithATransferOverTheBus) {
-    listenAt(folder.path("s"));
-    TappedLine_t line;
-    line.afterWrite = [&](std::size_t, std::size_t count) {
-        line.answer({0x41, 0x22});
-        return static_cast<ssize_t>(count);
-    };
-    U8_t data = 0;
-    ASSERT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
-    EXPECT_EQ(heard().substr(0, 34), "WATCHDOG_USEC=45000000\nWATCHDOG=1\n");
+TEST_F(HeartbeatDeathTest, ComesWithATransferOverTheBus) {
+    inOwnProcess([&] {
+        listenAt(folder.path("s"));
+        TappedLine_t line;
+        line.afterWrite = [&](std::size_t, std::size_t count) {
+            line.answer({0x41, 0x22});
+            return static_cast<ssize_t>(count);
+        };
+        U8_t data = 0;
+        ASSERT_EQ(read_i2c_data(line.fd, 0x4C, 0x00, &data, 1), 1);
+        EXPECT_EQ(heard().substr(0, 34), "WATCHDOG_USEC=45000000\nWATCHDOG=1\n");
+    });
 }
 
 } // namespace

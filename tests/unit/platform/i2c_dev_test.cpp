@@ -3,7 +3,6 @@
  * and keeps every request as the bytes that the bus would carry.
  */
 #include <cerrno>
-#include <cstdarg>
 #include <cstring>
 #include <span>
 #include <string>
@@ -15,6 +14,7 @@
 #include <unistd.h>
 
 #include "bytes.h"
+#include "calls.h"
 #include "platform.h"
 #include "transfers.h"
 
@@ -47,10 +47,13 @@ struct SmbusRequest_t {
 /** A bus adapter with its device node. Reads give `nextByte`, `nextByte` + 1, and so on. */
 struct FakeAdapter_t {
     explicit FakeAdapter_t(unsigned long functionBits) : functions(functionBits), fd(open("/dev/null", O_RDWR)) {
-        current = this;
+        forgetBus();
+        calls::ioctl.answer = [this](int from, unsigned long request, unsigned long argument) {
+            return from == fd ? answer(request, argument) : calls::ioctl.real(from, request, argument);
+        };
     }
     ~FakeAdapter_t() {
-        current = nullptr;
+        calls::ioctl.answer = nullptr;
         close(fd);
     }
     FakeAdapter_t(const FakeAdapter_t&) = delete;
@@ -58,18 +61,18 @@ struct FakeAdapter_t {
 
     int answer(unsigned long request, unsigned long argument) {
         if (failAt >= 0 && failAt-- == 0) {
-            calls.emplace_back("failed");
+            requests.emplace_back("failed");
             errno = failWith;
             return -1;
         }
         auto* pointer = reinterpret_cast<void*>(argument); // NOLINT(performance-no-int-to-ptr)
         switch (request) {
         case REQUEST_FUNCS:
-            calls.emplace_back("functions?");
+            requests.emplace_back("functions?");
             *static_cast<unsigned long*>(pointer) = functions;
             return 0;
         case REQUEST_SLAVE:
-            calls.push_back(std::string("slave ") + std::to_string(argument));
+            requests.push_back(std::string("slave ") + std::to_string(argument));
             return 0;
         case REQUEST_RDWR:
             return combined(*static_cast<RdwrRequest_t*>(pointer));
@@ -95,7 +98,7 @@ struct FakeAdapter_t {
                 message.buf[b] = nextByte++;
             }
         }
-        calls.push_back(call);
+        requests.push_back(call);
         return static_cast<int>(request.count) - (shortCount ? 1 : 0);
     }
 
@@ -104,9 +107,9 @@ struct FakeAdapter_t {
         const std::string command = lowerHex({&request.command, 1});
         if (request.direction == 1) {
             *request.data = nextByte++;
-            calls.push_back("byte r " + command);
+            requests.push_back("byte r " + command);
         } else {
-            calls.push_back("byte w " + command + " " + lowerHex({request.data, 1}));
+            requests.push_back("byte w " + command + " " + lowerHex({request.data, 1}));
         }
         return 0;
     }
@@ -117,45 +120,10 @@ struct FakeAdapter_t {
     int failAt = -1; /**< the call, counted from 0, that fails */
     int failWith = 0;
     bool shortCount = false;
-    std::vector<std::string> calls;
-    static FakeAdapter_t* current;
+    std::vector<std::string> requests;
 };
 
-FakeAdapter_t* FakeAdapter_t::current = nullptr;
-
 using Calls_t = std::vector<std::string>;
-
-} // namespace
-
-extern "C" {
-
-// NOLINTBEGIN(bugprone-reserved-identifier): names that the linker's --wrap gives
-int __real_ioctl(int fd, unsigned long request, ...);
-int __wrap_ioctl(int fd, unsigned long request, ...);
-int __wrap___ioctl_time64(int fd, unsigned long request, ...);
-
-int __wrap_ioctl(int fd, unsigned long request, ...) {
-    va_list arguments;
-    va_start(arguments, request);
-    const auto argument = va_arg(arguments, unsigned long);
-    va_end(arguments);
-    FakeAdapter_t* adapter = FakeAdapter_t::current;
-    return adapter != nullptr && adapter->fd == fd ? adapter->answer(request, argument)
-                                                   : __real_ioctl(fd, request, argument);
-}
-
-int __wrap___ioctl_time64(int fd, unsigned long request, ...) {
-    va_list arguments;
-    va_start(arguments, request);
-    const auto argument = va_arg(arguments, unsigned long);
-    va_end(arguments);
-    return __wrap_ioctl(fd, request, argument);
-}
-// NOLINTEND(bugprone-reserved-identifier)
-
-} // extern "C"
-
-namespace {
 
 TEST(I2cDevTransfer, IsOneCallOfEveryLengthFrom1To255) {
     FakeAdapter_t adapter(SPEAKS_I2C_AND_SMBUS);
@@ -167,9 +135,9 @@ TEST(I2cDevTransfer, IsOneCallOfEveryLengthFrom1To255) {
         EXPECT_EQ(read_i2c_data(adapter.fd, 0x63, 0x10, data.data(), length), length);
         EXPECT_EQ(data[count - 1], (0xA0 + length - 1) & 0xFF);
         EXPECT_EQ(data[count], 0xEE);
-        EXPECT_EQ(adapter.calls.back(), "w 99 1 10, r 99 " + std::to_string(length));
+        EXPECT_EQ(adapter.requests.back(), "w 99 1 10, r 99 " + std::to_string(length));
         EXPECT_EQ(write_i2c_data(adapter.fd, 0x41, 0x98, written.data(), length), length);
-        EXPECT_EQ(adapter.calls.back(),
+        EXPECT_EQ(adapter.requests.back(),
                   "w 65 " + std::to_string(length + 1) + " 98" + lowerHex({written.data(), count}, ""));
     }
 }
@@ -179,7 +147,7 @@ TEST(I2cDevFunctions, AreAskedOnceForADescriptor) {
     EXPECT_GE(readByte(adapter.fd), 0);
     EXPECT_EQ(writeByte(adapter.fd), 1);
     EXPECT_GE(readByte(adapter.fd), 0);
-    EXPECT_EQ(adapter.calls, (Calls_t{"functions?", "w 76 1 00, r 76 1", "w 76 2 0199", "w 76 1 00, r 76 1"}));
+    EXPECT_EQ(adapter.requests, (Calls_t{"functions?", "w 76 1 00, r 76 1", "w 76 2 0199", "w 76 1 00, r 76 1"}));
 }
 
 TEST(I2cDevFunctions, AreAskedAgainForAnotherDescriptorAndAfterAFailure) {
@@ -190,8 +158,8 @@ TEST(I2cDevFunctions, AreAskedAgainForAnotherDescriptorAndAfterAFailure) {
     EXPECT_GE(readByte(adapter.fd), 0);
     FakeAdapter_t other(SPEAKS_I2C_AND_SMBUS);
     EXPECT_GE(readByte(other.fd), 0);
-    EXPECT_EQ(adapter.calls, (Calls_t{"failed", "functions?", "slave 76", "byte r 00"}));
-    EXPECT_EQ(other.calls, (Calls_t{"functions?", "w 76 1 00, r 76 1"}));
+    EXPECT_EQ(adapter.requests, (Calls_t{"failed", "functions?", "slave 76", "byte r 00"}));
+    EXPECT_EQ(other.requests, (Calls_t{"functions?", "w 76 1 00, r 76 1"}));
 }
 
 TEST(I2cDevFailure, OfTheTransferGivesMinusOneWithTheKernelsErrno) {
@@ -217,14 +185,14 @@ TEST(SmbusTransfer, IsOneByteDataTransferPerRegister) {
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x28, 0xFE, data.data(), 3), 3);
     EXPECT_EQ(data, (Bytes_t{0xA0, 0xA1, 0xA2, 0xEE}));
     EXPECT_EQ(write_i2c_data(adapter.fd, 0x28, 0x4E, data.data(), 3), 3);
-    EXPECT_EQ(adapter.calls, (Calls_t{"functions?", "slave 40", "byte r fe", "byte r ff", "byte r 00", "slave 40",
-                                      "byte w 4e a0", "byte w 4f a1", "byte w 50 a2"}));
+    EXPECT_EQ(adapter.requests, (Calls_t{"functions?", "slave 40", "byte r fe", "byte r ff", "byte r 00", "slave 40",
+                                         "byte w 4e a0", "byte w 4f a1", "byte w 50 a2"}));
     data.resize(255);
-    adapter.calls.clear();
+    adapter.requests.clear();
     EXPECT_EQ(read_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 255), 255);
     EXPECT_EQ(write_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 255), 255);
-    EXPECT_EQ(adapter.calls.size(), 1U + 255 + 1 + 255);
-    EXPECT_EQ(adapter.calls.back(), "byte w fe a1");
+    EXPECT_EQ(adapter.requests.size(), 1U + 255 + 1 + 255);
+    EXPECT_EQ(adapter.requests.back(), "byte w fe a1");
 }
 
 TEST(SmbusFailure, OfAnyStepEndsTheTransfer) {
@@ -233,15 +201,15 @@ TEST(SmbusFailure, OfAnyStepEndsTheTransfer) {
         Bytes_t data(3);
         ASSERT_EQ(read_i2c_data(adapter.fd, 0x28, 0x00, data.data(), 1), 1);
         for (const bool reads : {true, false}) {
-            adapter.calls.clear();
+            adapter.requests.clear();
             adapter.failAt = step;
             adapter.failWith = EBUSY;
             EXPECT_EQ(reads ? read_i2c_data(adapter.fd, 0x28, 0x20, data.data(), 3)
                             : write_i2c_data(adapter.fd, 0x28, 0x20, data.data(), 3),
                       -1);
             EXPECT_EQ(errno, EBUSY);
-            EXPECT_EQ(adapter.calls.size(), static_cast<std::size_t>(step) + 1);
-            EXPECT_EQ(adapter.calls.back(), "failed");
+            EXPECT_EQ(adapter.requests.size(), static_cast<std::size_t>(step) + 1);
+            EXPECT_EQ(adapter.requests.back(), "failed");
         }
     }
 }

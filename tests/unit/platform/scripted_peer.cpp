@@ -8,6 +8,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "transfers.h"
+
 namespace {
 
 constexpr int REQUEST_PATIENCE_MS = 10000;
@@ -28,6 +30,7 @@ void sleepMs(int milliseconds) {
 } // namespace
 
 ScriptedPeer_t::ScriptedPeer_t(std::vector<Turn_t> turns) {
+    forgetBus();
     termios raw{};
     cfmakeraw(&raw);
     raw.c_cc[VMIN] = 1;

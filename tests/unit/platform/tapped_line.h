@@ -13,31 +13,33 @@
 
 #include "basetypes.h"
 #include "bytes.h"
-#include "wrapped_calls.h"
+#include "calls.h"
+#include "transfers.h"
 
 using testsupport::Bytes_t;
 
 /** A raw pseudo-terminal whose writes and waits the test answers; nothing that is written reaches the far end. */
 struct TappedLine_t {
     TappedLine_t() {
+        forgetBus();
         termios raw{};
         cfmakeraw(&raw);
         raw.c_cc[VMIN] = 1;
         EXPECT_EQ(openpty(&far, &fd, nullptr, &raw, nullptr), 0);
-        onWrite = [this](int to, const void* bytes, std::size_t count) {
-            return to == fd ? take(bytes, count) : __real_write(to, bytes, count);
+        calls::write.answer = [this](int to, const void* bytes, std::size_t count) {
+            return to == fd ? take(bytes, count) : calls::write.real(to, bytes, count);
         };
-        onPoll = [this](pollfd* fds, nfds_t count, int timeout) {
+        calls::poll.answer = [this](pollfd* fds, nfds_t count, int timeout) {
             if (fds->fd == fd && beforePoll) {
                 beforePoll(timeout);
             }
-            return __real_poll(fds, count, timeout);
+            return calls::poll.real(fds, count, timeout);
         };
     }
     ~TappedLine_t() {
-        onPoll = nullptr;
-        onRead = nullptr;
-        onWrite = nullptr;
+        calls::poll.answer = nullptr;
+        calls::read.answer = nullptr;
+        calls::write.answer = nullptr;
         close(fd);
         close(far);
     }
@@ -45,7 +47,7 @@ struct TappedLine_t {
     TappedLine_t& operator=(const TappedLine_t&) = delete;
 
     void answer(const Bytes_t& bytes) const {
-        EXPECT_EQ(__real_write(far, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+        EXPECT_EQ(calls::write.real(far, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
 
     ssize_t take(const void* bytes, size_t count) {

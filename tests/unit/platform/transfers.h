@@ -3,9 +3,19 @@
 
 #include <cerrno>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "platform.h"
+
+/** Has the library meet what is no bus, so that it knows nothing of the one before: it may have had the same number. */
+inline void forgetBus() {
+    const int none = open("/dev/full", O_RDWR);
+    U8_t data = 0;
+    EXPECT_EQ(read_i2c_data(none, 0x4C, 0x00, &data, 1), -1);
+    close(none);
+}
 
 inline int outcomeOf(int result, int good) {
     EXPECT_TRUE(result == 1 || result == -1) << result;

@@ -1,4 +1,4 @@
-#include "reader.h"
+#include "nonxml_reader.h"
 
 #include <algorithm>
 #include <cstdio>

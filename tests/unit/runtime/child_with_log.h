@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include <sys/types.h>
+
 /** An event that the process handed to the event log. */
 struct LoggedEvent_t {
     std::string before; /**< the 64 bytes in front of the record, where the caller asked for them */
@@ -21,6 +23,10 @@ struct ChildResult_t {
     std::string err;
     std::optional<LoggedEvent_t> event; /**< the last one */
 };
+
+/** Answers of readlink() when /etc/localtime is a link to what `target` is then; there is no link when that is empty.
+ */
+std::function<ssize_t(const char*, char*, std::size_t)> zoneLinkTo(const std::string& target);
 
 /** Runs `what` in a child process, which ends with status 99 if `what` returns. `eventHasMessage`: see LoggedEvent. */
 ChildResult_t runInChild(const std::function<void()>& what, bool eventHasMessage = false);

@@ -175,7 +175,7 @@ TEST_F(TraceLine, WithoutTheWriteFlagALineIsCountedButNotWritten) {
 
 TEST_F(TraceLine, CallLeavesErrnoAlone) {
     errno = EPERM;
-    wrapped.now += 1;
+    now += 1;
     TRACE__info("", "", 1, "a");
     TRACE__dump("", "", 1, "a", "", 0);
     TRACE__enter(0, "", "", 1, "a");

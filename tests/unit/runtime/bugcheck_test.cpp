@@ -3,16 +3,15 @@
 
 #include <gmock/gmock.h>
 
+#include "calls.h"
 #include "child_with_log.h"
 #include "osdep.h"
 #include "trace.h"
-#include "wrapped.h"
 
 namespace {
 
 TEST(BugCheck, PrintsTheErrorAndTheTextAndEndsWithTheStatus) {
     const ChildResult_t child = runInChild([] {
-        wrapped.exitIsShown = true;
         errno = ENOENT;
         MPU_BUGCHECK(0x40000008, "something broke");
     });
@@ -25,6 +24,15 @@ TEST(BugCheck, PrintsTheErrorAndTheTextAndEndsWithTheStatus) {
 
 MPU_MUTEX_t mutex = PTHREAD_MUTEX_INITIALIZER;
 
+// clang-format off
+void initFails() { calls::pthread_mutex_init.failWith(EBUSY); }
+void attributesFail() { calls::pthread_mutexattr_init.failWith(EBUSY); }
+void sharingFails() { calls::pthread_mutexattr_setpshared.failWith(EBUSY); }
+void destroyFails() { calls::pthread_mutex_destroy.failWith(EBUSY); }
+void lockFails() { calls::pthread_mutex_lock.failWith(EBUSY); }
+void unlockFails() { calls::pthread_mutex_unlock.failWith(EBUSY); }
+// clang-format on
+
 void traceOneLine() {
     TRACE__info("file", "function", 1, "%s", "");
 }
@@ -34,38 +42,36 @@ void dumpOneLine() {
 }
 
 TEST(Mutex, FailureEndsTheProcessWithItsOwnTextAndStatus) {
-    using Wrapped_t = WrappedCalls_t;
     const std::string init = ": mpuMutex_Init(): init failure.\nexit(0x40000004)";
     const std::string done = ": mpuMutex_Done(): done failure.\nexit(0x40000005)";
     const std::string get = ": mpuMutex_Get(): get lock failure.\nexit(0x40000006)";
     const std::string unlock = ": mpuMutex_Unlock(): release lock failure.\nexit(0x40000007)";
     struct {
-        int Wrapped_t::*error;
+        void (*fault)();
         void (*operation)();
         int exitStatus;
         std::string err;
     } const failures[] = {
-        {&Wrapped_t::mutexInitError, [] { (void)mpuMutex_Init(&mutex); }, 4, init},
-        {&Wrapped_t::mutexInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
-        {&Wrapped_t::attributesInitError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
-        {&Wrapped_t::sharingError, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
-        {&Wrapped_t::mutexInitError, [] { TRACE__init(nullptr, nullptr, 0, nullptr); }, 4, init},
-        {&Wrapped_t::mutexDestroyError, [] { (void)mpuMutex_Done(&mutex); }, 5, done},
-        {&Wrapped_t::mutexDestroyError, TRACE__done, 5, done},
-        {&Wrapped_t::mutexLockError, [] { (void)mpuMutex_Get(&mutex); }, 6, get},
-        {&Wrapped_t::mutexLockError, traceOneLine, 6, get},
-        {&Wrapped_t::mutexLockError, dumpOneLine, 6, get},
-        {&Wrapped_t::mutexUnlockError, [] { (void)mpuMutex_Unlock(&mutex); }, 7, unlock},
-        {&Wrapped_t::mutexUnlockError, traceOneLine, 7, unlock},
-        {&Wrapped_t::mutexUnlockError, dumpOneLine, 7, unlock},
-        {&Wrapped_t::mutexUnlockError, TRACE__logEnter, 7, unlock},
-        {&Wrapped_t::mutexUnlockError, TRACE__logReturn, 7, unlock},
+        {initFails, [] { (void)mpuMutex_Init(&mutex); }, 4, init},
+        {initFails, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
+        {attributesFail, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
+        {sharingFails, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
+        {initFails, [] { TRACE__init(nullptr, nullptr, 0, nullptr); }, 4, init},
+        {destroyFails, [] { (void)mpuMutex_Done(&mutex); }, 5, done},
+        {destroyFails, TRACE__done, 5, done},
+        {lockFails, [] { (void)mpuMutex_Get(&mutex); }, 6, get},
+        {lockFails, traceOneLine, 6, get},
+        {lockFails, dumpOneLine, 6, get},
+        {unlockFails, [] { (void)mpuMutex_Unlock(&mutex); }, 7, unlock},
+        {unlockFails, traceOneLine, 7, unlock},
+        {unlockFails, dumpOneLine, 7, unlock},
+        {unlockFails, TRACE__logEnter, 7, unlock},
+        {unlockFails, TRACE__logReturn, 7, unlock},
     };
     for (const auto& failure : failures) {
         SCOPED_TRACE(&failure - failures);
         const ChildResult_t child = runInChild([&] {
-            wrapped.exitIsShown = true;
-            wrapped.*failure.error = EBUSY;
+            failure.fault();
             failure.operation();
         });
         EXPECT_EQ(child.exitStatus, failure.exitStatus);

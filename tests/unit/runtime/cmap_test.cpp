@@ -7,11 +7,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "faults.h"
+#include "calls.h"
 #include "mpu_gbl.h"
 #include "segment.h"
 
+using segments::Asked_t;
 using segments::attachedSegments;
+using segments::endOf;
 using segments::errorsOf;
 using segments::keyText;
 
@@ -77,9 +79,10 @@ TEST_F(CmapParams, GettingTheBlockIsNoMatterOfItsVersion) {
 }
 
 TEST_F(CmapParams, AKeyWithoutASegmentIsReported) {
+    const Asked_t asked;
     EXPECT_EQ(get(), "Error opening the CMAP shared memory area.\n   No such file or directory\n");
-    EXPECT_EQ(faults::asked.size, 52U);
-    EXPECT_EQ(faults::asked.flags, 0666);
+    EXPECT_EQ(asked.size, 52U);
+    EXPECT_EQ(asked.flags, 0666);
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(shmid, -1);
     EXPECT_EQ(errorsOf([&] { block = MPU_getCmapParams(key); }),
@@ -88,7 +91,7 @@ TEST_F(CmapParams, AKeyWithoutASegmentIsReported) {
 
 TEST_F(CmapParams, ASegmentThatCannotBeAttachedIsReported) {
     (void)makeSegment(52, 0);
-    faults::shmat.error = EACCES;
+    calls::shmat.failWith(EACCES);
     EXPECT_EQ(get(), "Error mapping the CMAP shared memory area to virtual memory.\n   Permission denied\n");
     EXPECT_EQ(block, nullptr);
 }
@@ -105,7 +108,7 @@ TEST_F(CmapParams, AnOlderSegmentIsReplaced) {
 TEST_F(CmapParams, ASegmentThatCannotBeTakenOrRemovedStays) {
     for (const std::size_t size : {51U, 52U}) {
         const int older = makeSegment(size, 0xEE);
-        faults::shmctl.error = size == 52 ? EPERM : 0;
+        calls::shmctl.failWith(size == 52 ? EPERM : 0);
         EXPECT_EQ(create(), "CMAP shared memory segment already exists " + keyText(key) + ".\n");
         EXPECT_EQ(block, nullptr);
         EXPECT_EQ(segmentNow(), older);
@@ -116,18 +119,18 @@ TEST_F(CmapParams, ASegmentThatCannotBeTakenOrRemovedStays) {
 
 TEST_F(CmapParams, DeletingThatIsRefusedFailsAndTheSegmentStays) {
     const int made = makeSegment(52, 0);
-    faults::shmctl.error = EPERM;
+    calls::shmctl.failWith(EPERM);
     EXPECT_EQ(MPU_deleteCmapParams(made), -1);
     EXPECT_EQ(errno, EPERM);
     EXPECT_EQ(segmentNow(), made);
 }
 
 TEST_F(CmapParams, AnyOtherCreationErrorIsReportedAndLeavesNoSegment) {
-    faults::shmget.error = ENOSPC;
+    calls::shmget.failWith(ENOSPC);
     EXPECT_EQ(create(), "\nError creating the CMAP shared memory area.\n   No space left on device\n");
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(segmentNow(), -1);
-    faults::shmat.error = ENOMEM;
+    calls::shmat.failWith(ENOMEM);
     EXPECT_EQ(create(), "Failed to attached CMAP shared memory segment.\n   Cannot allocate memory\n");
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(segmentNow(), -1);
@@ -169,27 +172,25 @@ TEST_F(CmapParams, ADetachedBlockIsStillThere) {
 }
 
 TEST_F(CmapParams, AMutexThatCannotBeMadeEndsTheProcess) {
-    EXPECT_EXIT(
-        {
-            faults::mutexInit.error = ENOMEM;
-            block = MPU_createCmapParams(&shmid, key);
-        },
-        testing::ExitedWithCode(0x04),
-        "MPU_BUGCHECK\\(\\) encountered: Cannot allocate memory\n: mpuMutex_Init\\(\\): init failure\\.\n");
+    calls::pthread_mutex_init.failWith(ENOMEM);
+    EXPECT_EQ(endOf([&] { (void)MPU_createCmapParams(&shmid, key); }),
+              "MPU_BUGCHECK() encountered: Cannot allocate memory\n: mpuMutex_Init(): init failure.\nexit(0x40000004)");
+    calls::pthread_mutex_init.failWith(0);
 }
 
 TEST_F(CmapParams, ASemaphoreThatIsDestroyedAlreadyEndsTheProcess) {
     (void)create();
     ASSERT_NE(block, nullptr);
     block->semaphore.count = 0xFFFFFFFF;
-    EXPECT_EXIT((void)MPU_deleteCmapParams(shmid), testing::ExitedWithCode(0x09),
-                "MPU_BUGCHECK\\(\\) encountered: Invalid argument\n: mpuSemaphore_Done\\(\\): done failure\\.\n");
+    EXPECT_EQ(endOf([&] { (void)MPU_deleteCmapParams(shmid); }),
+              "MPU_BUGCHECK() encountered: Invalid argument\n: mpuSemaphore_Done(): done failure.\nexit(0x40000009)");
 }
 
 TEST_F(CmapParams, AMutexThatIsHeldEndsTheProcess) {
     (void)create();
     ASSERT_NE(block, nullptr);
     mpuMutex_Get(MPU_cmapMutex(block));
-    EXPECT_EXIT((void)MPU_deleteCmapParams(shmid), testing::ExitedWithCode(0x05),
-                "MPU_BUGCHECK\\(\\) encountered: Device or resource busy\n: mpuMutex_Done\\(\\): done failure\\.\n");
+    EXPECT_EQ(
+        endOf([&] { (void)MPU_deleteCmapParams(shmid); }),
+        "MPU_BUGCHECK() encountered: Device or resource busy\n: mpuMutex_Done(): done failure.\nexit(0x40000005)");
 }

@@ -1,15 +1,16 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "calls.h"
 #include "child_with_log.h"
 #include "folder.h"
 #include "mpu_gbl.h"
 #include "trace.h"
-#include "wrapped.h"
 
 /** A log directory of its own, Monday 2 October 2006 13:51:16 UTC, and the facility with the one module "ESA". */
 class TraceTest : public testing::Test {
@@ -28,6 +29,7 @@ protected:
     const testsupport::Folder_t folder;
     const std::string directory = folder.path();
     MPU_PARAMS_t params{};
+    std::int64_t now = 1159797076; /**< the time of day, in seconds */
 };
 
 /** Splits at line ends; what follows the last one is an element too, unless it is empty. */

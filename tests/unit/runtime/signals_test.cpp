@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <csetjmp>
 #include <csignal>
 #include <cstring>
@@ -9,11 +10,11 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include "calls.h"
 #include "child_with_log.h"
 #include "folder.h"
 #include "mpu_gbl_private.h"
 #include "osdep.h"
-#include "wrapped.h"
 
 namespace {
 
@@ -96,11 +97,19 @@ TEST(FatalSignals, EachLeavesARecordAndAborts) {
     }
 }
 
+/** Makes sigaction() fail for that signal; -1: for every one. */
+void refuseToCatch(int refused) {
+    calls::sigaction.answer = [refused](int signal, const struct sigaction* action, struct sigaction* old) {
+        errno = EINVAL;
+        return refused == signal || refused == -1 ? -1 : calls::sigaction.real(signal, action, old);
+    };
+}
+
 TEST(FatalSignals, ThoseThatCannotBeCaughtAreReportedInOrderAndTheOthersAreInstalled) {
     std::string all;
     for (const SignalCase_t& one : SIGNALS) {
         const ChildResult_t child = runInChild([&] {
-            wrapped.failingSignal = one.signal;
+            refuseToCatch(one.signal);
             handleUnexpectedSignals();
             (void)raise(one.signal == SIGHUP ? SIGTERM : SIGHUP);
         });
@@ -110,7 +119,7 @@ TEST(FatalSignals, ThoseThatCannotBeCaughtAreReportedInOrderAndTheOthersAreInsta
         all += one.failure;
     }
     const ChildResult_t child = runInChild([] {
-        wrapped.failingSignal = -1;
+        refuseToCatch(-1);
         handleUnexpectedSignals();
     });
     EXPECT_EQ(child.err, all);
@@ -213,7 +222,7 @@ TEST(FatalSignals, ProcessNameIsEmptyWhenTheCommandLineCannotBeOpenedOrRead) {
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none{0, before.rlim_max};
     signalWithout([&] { (void)setrlimit(RLIMIT_NOFILE, &none); }, [&] { (void)setrlimit(RLIMIT_NOFILE, &before); });
-    signalWithout([] { wrapped.readFails = true; }, [] { wrapped.readFails = false; });
+    signalWithout([] { calls::read.failWith(EIO); }, [] {});
 }
 
 TEST(FatalSignals, RecordGoesOutWithTheAttachedParameterBlock) {

@@ -1,7 +1,7 @@
 /** How the text is cut into lines, keys and values. */
 #include <gtest/gtest.h>
 
-#include "reader.h"
+#include "nonxml_reader.h"
 
 using nonxmltest::read;
 using nonxmltest::Result_t;

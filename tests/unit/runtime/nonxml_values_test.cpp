@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "nonxml_private.h"
-#include "reader.h"
+#include "nonxml_reader.h"
 
 using nonxmltest::read;
 using nonxmltest::readOver;

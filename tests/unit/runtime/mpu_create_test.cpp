@@ -8,7 +8,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "faults.h"
+#include "calls.h"
 #include "mpu_gbl.h"
 #include "nonxml.h"
 #include "segment.h"
@@ -131,7 +131,7 @@ TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenOrRemovedStays) {
     useText("Version = 15\n");
     for (const std::size_t size : {700U, 744U}) {
         const int older = makeSegment(size, 0xEE);
-        faults::shmctl.error = size == 744 ? EPERM : 0;
+        calls::shmctl.failWith(size == 744 ? EPERM : 0);
         EXPECT_EQ(create(),
                   "\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
         EXPECT_EQ(block, nullptr);
@@ -141,7 +141,7 @@ TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenOrRemovedStays) {
     }
     EXPECT_EQ(shmid, -1);
     (void)makeSegment(744, 0xEE);
-    faults::shmget = {ENOSPC, 2}; // it cannot be made anew
+    calls::shmget.failWith(ENOSPC, 2); // it cannot be made anew
     EXPECT_EQ(create(),
               "\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
     expectNothingLeft();
@@ -149,14 +149,14 @@ TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenOrRemovedStays) {
 
 TEST_F(CreateMpuParams, AnyOtherCreationErrorIsReportedByItsText) {
     useText("Version = 15\n");
-    faults::shmget.error = ENOSPC;
+    calls::shmget.failWith(ENOSPC);
     EXPECT_EQ(create(), "   No space left on device\n");
     expectNothingLeft();
 }
 
 TEST_F(CreateMpuParams, ASegmentThatCannotBeAttachedIsRemoved) {
     useText("Version = 15\n");
-    faults::shmat.error = ENOMEM;
+    calls::shmat.failWith(ENOMEM);
     EXPECT_EQ(create(), "\nError mapping the MPU shared memory area to virtual memory.\n");
     expectNothingLeft();
     EXPECT_EQ(shmid, -1);
@@ -167,14 +167,14 @@ TEST_F(CreateMpuParams, NoFileStaysOpen) {
     useText("Version = 15\n");
     (void)create();
     EXPECT_EQ(openDescriptors(), before);
-    faults::shmat.error = ENOMEM;
+    calls::shmat.failWith(ENOMEM);
     (void)create();
     EXPECT_EQ(openDescriptors(), before);
     unsetenv("NONXML_FILE");
     setenv("CONFIG_FILE", files.write("mpu.image", "too short").c_str(), 1);
     (void)create();
     EXPECT_EQ(openDescriptors(), before);
-    faults::shmat.error = 0;
+    calls::shmat.failWith(0);
     (void)create();
     EXPECT_EQ(openDescriptors(), before);
 }

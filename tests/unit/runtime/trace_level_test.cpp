@@ -38,10 +38,10 @@ TEST_F(TraceLevel, StartsAt0AndIsStoredPerModule) {
 
 TEST_F(TraceLevel, IsSetAndReadWithoutTheLock) {
     init();
-    wrapped.mutexLockError = EBUSY; // whoever takes the lock now ends the process
+    calls::pthread_mutex_lock.failWith(EBUSY); // whoever takes the lock now ends the process
     EXPECT_EQ(TRACE__setTraceLevel(0, 0x1234), 0);
     EXPECT_EQ(TRACE__getTraceLevel(0), 0x1234);
-    wrapped.mutexLockError = 0;
+    calls::pthread_mutex_lock.failWith(0);
 }
 
 TEST_F(TraceLevel, OneBlockHoldsLevelsNamePointersAndNamesInThisOrder) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <sys/shm.h>
 
+#include "calls.h"
 #include "folder.h"
 #include "mpu_gbl.h"
 #include "shared_segment.h"
@@ -16,6 +17,8 @@ namespace segments {
 class SegmentTest : public testing::Test {
 protected:
     SegmentTest();
+    /** Detaches all that the test has left attached. */
+    ~SegmentTest() override;
 
     /** Id of the segment that has the key now; -1 when there is none. */
     [[nodiscard]] int segmentNow() const { return segment.id(); }
@@ -48,6 +51,23 @@ protected:
 
 /** A key as the library's messages tell it. */
 std::string keyText(int key);
+
+/** What shmget() has been asked for last since this was made. */
+struct Asked_t {
+    std::size_t size = 0;
+    int flags = 0;
+
+private:
+    const calls::Answer_t<decltype(calls::shmget)> answer_{calls::shmget,
+                                                           [this](key_t key, std::size_t bytes, int how) {
+                                                               size = bytes;
+                                                               flags = how;
+                                                               return calls::shmget.real(key, bytes, how);
+                                                           }};
+};
+
+/** What a process that does `action` and ends with that leaves on standard error, its exit status behind it. */
+std::string endOf(const std::function<void()>& action);
 
 /** What `action` writes to standard error. */
 std::string errorsOf(const std::function<void()>& action);

@@ -1,14 +1,15 @@
 #include "child_with_log.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
 #include <unistd.h>
 
+#include "calls.h"
 #include "child.h"
 #include "platform.h"
-#include "wrapped.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ std::optional<LoggedEvent_t> parseEvent(const std::string& bytes) {
 [[noreturn]] void runAndLeave(const std::function<void()>& what, std::FILE* out, std::FILE* err) {
     (void)dup2(fileno(out), STDOUT_FILENO);
     (void)dup2(fileno(err), STDERR_FILENO);
-    wrapped.exitIsExpected = true;
+    calls::exitIsExpected = true;
     what();
     (void)std::fflush(nullptr);
     _exit(99);
@@ -78,6 +79,16 @@ extern "C" void altEventLogM(const EmpEvLogHeader_t* record, const MPU_PARAMS_t*
     const std::size_t body = static_cast<std::size_t>(length[0] * 256 + length[1]);
     (void)std::fwrite(start - before, 1, before + 152 + body, eventFile);
     (void)std::fflush(eventFile);
+}
+
+std::function<ssize_t(const char*, char*, std::size_t)> zoneLinkTo(const std::string& target) {
+    return [&target](const char* path, char* buffer, std::size_t size) -> ssize_t {
+        if (std::string(path) != "/etc/localtime") {
+            return calls::readlink.real(path, buffer, size);
+        }
+        errno = ENOENT;
+        return target.empty() ? -1 : static_cast<ssize_t>(target.copy(buffer, size));
+    };
 }
 
 ChildResult_t runInChild(const std::function<void()>& what, bool eventHasMessage) {

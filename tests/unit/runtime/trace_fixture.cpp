@@ -9,12 +9,12 @@
 TraceTest::TraceTest() {
     setDirectory(directory);
     (void)setenv("TZ", "UTC0", 1);
-    wrapped.timeIsSet = true;
-    wrapped.now = 1159797076;
+    calls::time.answer = [this](time_t*) { return static_cast<time_t>(now); };
 }
 
 TraceTest::~TraceTest() {
     TRACE__done();
+    calls::time.answer = nullptr;
 }
 
 void TraceTest::setDirectory(const std::string& name) {

@@ -32,8 +32,8 @@ TEST_F(TraceStamp, NamesEveryMonthAndTheDayRightAlignedAndNoYear) {
         {1162004645, "Oct 28 03:04:05"}, {1163041445, "Nov  9 03:04:05"}, {1167275045, "Dec 28 03:04:05"},
         {0, "Jan  1 00:00:00"},          {4102444799, "Dec 31 23:59:59"},
     };
-    for (const auto& [now, text] : months) {
-        wrapped.now = now;
+    for (const auto& [second, text] : months) {
+        now = second;
         EXPECT_EQ(stamp(), text);
     }
 }
@@ -45,7 +45,7 @@ TEST_F(TraceStamp, IsCutToTheBuffer) {
 }
 
 TEST_F(TraceStamp, OfATimeBeyondTheCalendarIsEmpty) {
-    wrapped.now = INT64_MAX;
+    now = INT64_MAX;
     EXPECT_EQ(stamp(), "");
     init();
     (void)TRACE__setTraceLevel(0, 0x8010);
@@ -58,9 +58,9 @@ TEST_F(TraceStamp, OfALineIsThatOfItsSecond) {
     (void)TRACE__setTraceLevel(0, 0x8010);
     TRACE_INFO("a");
     TRACE_INFO("b");
-    wrapped.now += 1;
+    now += 1;
     TRACE_INFO("c");
-    wrapped.now -= 3600; // the clock is set back
+    now -= 3600; // the clock is set back
     TRACE_INFO("d");
     EXPECT_EQ(log(), "Oct  2 13:51:16  a\nOct  2 13:51:16  b\nOct  2 13:51:17  c\nOct  2 12:51:17  d\n");
 }
@@ -69,25 +69,27 @@ TEST_F(TraceStamp, IsLocalTimeAndFollowsTheChangeToSummerTime) {
     (void)setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
     init();
     (void)TRACE__setTraceLevel(0, 0x8010);
-    wrapped.now = 1143334799; // 26 March 2006 00:59:59 UTC
+    now = 1143334799; // 26 March 2006 00:59:59 UTC
     TRACE_INFO("winter");
-    wrapped.now += 1;
+    now += 1;
     TRACE_INFO("summer");
     EXPECT_EQ(log(), "Mar 26 01:59:59  winter\nMar 26 03:00:00  summer\n");
 }
 
 TEST_F(TraceStamp, ZoneIsLoadedAgainWhenTheSystemNamesAnotherAndOnlyThen) {
-    wrapped.linkIsSet = true;
-    wrapped.link = "/usr/share/zoneinfo/Europe/Berlin";
+    std::string zone = "/usr/share/zoneinfo/Europe/Berlin";
+    const calls::Answer_t named(calls::readlink, zoneLinkTo(zone));
+    int loads = 0;
+    const calls::Answer_t counted(calls::tzset, [&] { ++loads; });
     init();
     (void)TRACE__setTraceLevel(0, 0x8010);
-    const int atStart = wrapped.zoneLoads;
+    const int atStart = loads;
     EXPECT_GE(atStart, 1);
-    const auto loadsWith = [](const char* link) {
-        wrapped.link = link;
-        wrapped.now += 1;
+    const auto loadsWith = [&](const char* link) {
+        zone = link;
+        now += 1;
         TRACE_INFO("a");
-        return wrapped.zoneLoads;
+        return loads;
     };
     EXPECT_EQ(loadsWith("/usr/share/zoneinfo/Europe/Berlin"), atStart);
     EXPECT_EQ(loadsWith(""), atStart) << "the system names none";

@@ -4,7 +4,7 @@
 
 #include "mpu_gbl.h"
 #include "nonxml.h"
-#include "reader.h"
+#include "nonxml_reader.h"
 
 using nonxmltest::read;
 using nonxmltest::Result_t;

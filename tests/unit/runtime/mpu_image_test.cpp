@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "faults.h"
+#include "calls.h"
 #include "mpu_gbl.h"
 #include "segment.h"
 
@@ -146,12 +146,14 @@ TEST_F(MpuImage, AFileThatCannotBeOpened) {
 
 TEST_F(MpuImage, AFailedOrShortReadRemovesTheSegment) {
     useImage(countingImage());
-    faults::read.error = EIO;
+    calls::read.failWith(EIO);
     EXPECT_EQ(create(), "\nUnable to read the configuration data from file: '" + path + "'\n");
     expectNothingLeft();
     EXPECT_EQ(shmid, -1);
     for (const int length : {0, 4, 5, 743}) {
-        faults::shortRead = length;
+        const calls::Answer_t read(calls::read, [length](int fd, void* bytes, std::size_t) {
+            return calls::read.real(fd, bytes, static_cast<std::size_t>(length));
+        });
         EXPECT_EQ(create(),
                   std::to_string(length) + " bytes read from Configuration file '" + path + "', 744 expected.\n");
         expectNothingLeft();

@@ -11,9 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include "calls.h"
 #include "child_with_log.h"
 #include "osdep.h"
-#include "wrapped.h"
 
 namespace {
 
@@ -46,6 +46,17 @@ const Form_t SAFE = {"Safe", MPU_init_listhead_safe, MPU_insert_on_list_head_saf
                      MPU_remove_from_list_safe, MPU_remove_from_list_head_safe, MPU_remove_from_list_tail_safe,
                      MPU_list_mt_safe, "Listhead is not Orphanized", " Listhead is not Orphanized", 3};
 // clang-format on
+
+/** Calls of sched_yield() that `action` makes; that of the number `freeAfter` sets `lock` free. */
+int yieldsOf(const std::function<void()>& action, U32_t& lock, int freeAfter) {
+    int count = 0;
+    const calls::Answer_t counted(calls::sched_yield, [&] {
+        lock = ++count == freeAfter ? 1 : lock;
+        return 0;
+    });
+    action();
+    return count;
+}
 
 class Lists : public testing::TestWithParam<Form_t> {
 protected:
@@ -124,7 +135,6 @@ TEST_P(Lists, InsertOfAnElementOnAListEndsTheProcess) {
     list.insertTail(&head, &elements[1]);
     for (const bool atHead : {true, false}) {
         const ChildResult_t child = runInChild([&] {
-            wrapped.exitIsShown = true;
             errno = EPERM;
             (atHead ? list.insertHead : list.insertTail)(&head, &elements[0]);
         });
@@ -152,15 +162,10 @@ TEST_P(Lists, OnlyTheSafeFormWaitsForTheSpinLock) {
         [&] { list.isEmpty(&head); },
     };
     for (const auto& operation : operations) {
-        wrapped.yields = 0;
-        wrapped.lockFreeAfter = 3;
-        wrapped.lock = &spinlock;
         spinlock = 0;
-        operation();
-        EXPECT_EQ(wrapped.yields, list.yields) << &operation - operations;
+        EXPECT_EQ(yieldsOf(operation, spinlock, 3), list.yields) << &operation - operations;
         EXPECT_EQ(spinlock, list.yields == 0 ? 0U : 1U) << &operation - operations;
     }
-    wrapped.lock = nullptr;
     spinlock = 1;
 }
 
@@ -235,16 +240,11 @@ TEST(SpinLock, DecrementsOnlyWhenTheResultIsNotNegative) {
 
 TEST(SpinLock, YieldsTheProcessorAfterEachFailure) {
     U32_t own = 1;
-    wrapped.lock = &own;
-    wrapped.lockFreeAfter = 5;
-    mpuSpinLock_Get(&own);
-    EXPECT_EQ(wrapped.yields, 0);
-    mpuSpinLock_Get(&own);
-    EXPECT_EQ(wrapped.yields, 5);
+    EXPECT_EQ(yieldsOf([&] { mpuSpinLock_Get(&own); }, own, 5), 0);
+    EXPECT_EQ(yieldsOf([&] { mpuSpinLock_Get(&own); }, own, 5), 5);
     EXPECT_EQ(own, 0U);
     mpuSpinLock_Release(&own);
     EXPECT_EQ(own, 1U);
-    wrapped.lock = nullptr;
 }
 
 TEST(SpinLock, WaitsUntilTheHolderGivesItBack) {

@@ -1,15 +1,43 @@
 #include "segment.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <string>
+#include <vector>
+
+#include "child_with_log.h"
 
 namespace segments {
+
+namespace {
+
+std::vector<const void*> attached() {
+    std::ifstream maps("/proc/self/maps");
+    std::vector<const void*> blocks;
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find("/SYSV") != std::string::npos) {
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): a line begins with the address
+            blocks.push_back(
+                reinterpret_cast<const void*>(static_cast<std::uintptr_t>(std::stoull(line, nullptr, 16))));
+        }
+    }
+    return blocks;
+}
+
+} // namespace
 
 SegmentTest::SegmentTest() {
     unsetenv("NONXML_FILE");
     unsetenv("CONFIG_FILE");
     unsetenv("PROJDIR");
+}
+
+SegmentTest::~SegmentTest() {
+    for (const void* const block : attached()) {
+        (void)MPU_detachMpuParams(static_cast<const MPU_PARAMS_t*>(block)); // the library forgets it too
+    }
 }
 
 struct shmid_ds SegmentTest::stateNow() const {
@@ -41,13 +69,11 @@ std::string errorsOf(const std::function<void()>& action) {
 }
 
 int attachedSegments() {
-    std::ifstream maps("/proc/self/maps");
-    std::string line;
-    int count = 0;
-    while (std::getline(maps, line)) {
-        count += line.find("/SYSV") != std::string::npos ? 1 : 0;
-    }
-    return count;
+    return static_cast<int>(attached().size());
+}
+
+std::string endOf(const std::function<void()>& action) {
+    return runInChild(action).err;
 }
 
 } // namespace segments

@@ -5,10 +5,11 @@
 #include <sys/ipc.h>
 #include <unistd.h>
 
-#include "faults.h"
+#include "calls.h"
 #include "mpu_gbl.h"
 #include "segment.h"
 
+using segments::Asked_t;
 using segments::attachedSegments;
 using segments::errorsOf;
 
@@ -34,14 +35,29 @@ protected:
     S32_t shmid = -7;
 };
 
+/** Answers of shmctl() when every segment has this owner and this maker. */
+auto segmentOf(unsigned owner, unsigned maker) {
+    return [=](int shmid, int command, shmid_ds* state) {
+        const int result = calls::shmctl.real(shmid, command, state);
+        if (command == IPC_STAT) {
+            state->shm_perm.uid = owner;
+            state->shm_perm.cuid = maker;
+        }
+        return result;
+    };
+}
+
 } // namespace
 
 TEST_F(GetMpuParams, ABlockOfVersion15IsAttachedReadOnlyWithItsOwnersReadPermission) {
     const int made = makeBlock(15);
-    EXPECT_EQ(get(), "");
+    {
+        const Asked_t asked;
+        EXPECT_EQ(get(), "");
+        EXPECT_EQ(asked.size, 744U);
+        EXPECT_EQ(asked.flags, 0400);
+    }
     ASSERT_NE(block, nullptr);
-    EXPECT_EQ(faults::asked.size, 744U);
-    EXPECT_EQ(faults::asked.flags, 0400);
     EXPECT_EQ(shmid, made);
     EXPECT_EQ(block->version, 15U);
     EXPECT_EQ(block->flags, 0x80U);
@@ -64,7 +80,7 @@ TEST_F(GetMpuParams, AKeyWithoutASegmentOrWithOneTooSmallIsReported) {
 
 TEST_F(GetMpuParams, ASegmentThatCannotBeAttachedIsReported) {
     const int made = makeBlock(15);
-    faults::shmat.error = ENOMEM;
+    calls::shmat.failWith(ENOMEM);
     EXPECT_EQ(get(), "Error mapping the MPU shared memory area to virtual memory.\n   Cannot allocate memory\n");
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(shmid, made);
@@ -73,35 +89,29 @@ TEST_F(GetMpuParams, ASegmentThatCannotBeAttachedIsReported) {
 TEST_F(GetMpuParams, ABlockOfRootOrOfThisUserIsAttached) {
     (void)makeBlock(15);
     const unsigned self = geteuid();
-    for (const faults::Users_t& users :
-         {faults::Users_t{true, 0, 0}, {true, self, self}, {true, self, 0}, {true, 0, self}}) {
-        faults::users = users;
-        EXPECT_NE(MPU_getMpuParams(key), nullptr) << users.owner << ' ' << users.maker;
+    for (const auto& [owner, maker] : {std::pair{0U, 0U}, {self, self}, {self, 0U}, {0U, self}}) {
+        const calls::Answer_t users(calls::shmctl, segmentOf(owner, maker));
+        EXPECT_NE(MPU_getMpuParams(key), nullptr) << owner << ' ' << maker;
     }
-    faults::users = {};
 }
 
 TEST_F(GetMpuParams, ABlockThatSomebodyElseOwnsOrHasMadeIsReportedAsOneThatCannotBeOpened) {
     (void)makeBlock(15);
     const unsigned self = geteuid();
     const unsigned other = self + 4711;
-    for (const faults::Users_t& users : {faults::Users_t{true, other, other},
-                                         {true, self, other},
-                                         {true, 0, other},
-                                         {true, other, self},
-                                         {true, other, 0}}) {
-        faults::users = users;
+    for (const auto& [owner, maker] :
+         {std::pair{other, other}, {self, other}, {0U, other}, {other, self}, {other, 0U}}) {
+        const calls::Answer_t users(calls::shmctl, segmentOf(owner, maker));
         EXPECT_EQ(get(), "Error opening the MPU shared memory area.\n   Permission denied\n");
         EXPECT_EQ(block, nullptr);
         EXPECT_EQ(shmid, -1);
         EXPECT_EQ(attachedSegments(), 0);
     }
-    faults::users = {};
 }
 
 TEST_F(GetMpuParams, ABlockWhoseOwnerCannotBeLearntIsReportedAsOneThatCannotBeOpened) {
     (void)makeBlock(15);
-    faults::shmctl.error = EIDRM;
+    calls::shmctl.failWith(EIDRM);
     EXPECT_EQ(get(), "Error opening the MPU shared memory area.\n   Identifier removed\n");
     EXPECT_EQ(block, nullptr);
 }

@@ -1,0 +1,107 @@
+#include "calls.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+
+// Calls that have another name where a long has 32 bits and times and offsets have 64.
+#if __SIZEOF_LONG__ == 8
+#define NAME_OF_IOCTL(prefix) prefix##ioctl
+#define NAME_OF_SHMCTL(prefix) prefix##shmctl
+#define NAME_OF_TIME(prefix) prefix##time
+#else
+#define NAME_OF_IOCTL(prefix) prefix##__ioctl_time64
+#define NAME_OF_SHMCTL(prefix) prefix##__shmctl64
+#define NAME_OF_TIME(prefix) prefix##__time64
+#endif
+
+// NOLINTBEGIN(bugprone-reserved-identifier): names that the linker's --wrap gives
+extern "C" {
+int __real_open64(const char* path, int flags, ...);
+int NAME_OF_IOCTL(__real_)(int fd, unsigned long request, ...);
+int NAME_OF_SHMCTL(__real_)(int shmid, int command, shmid_ds* state);
+time_t NAME_OF_TIME(__real_)(time_t* result);
+[[noreturn]] void __real_exit(int status);
+}
+
+namespace calls {
+
+bool exitIsExpected = false;
+
+int realOpen(const char* path, int flags, mode_t mode) {
+    return __real_open64(path, flags, mode);
+}
+
+int realIoctl(int fd, unsigned long request, unsigned long argument) {
+    return NAME_OF_IOCTL(__real_)(fd, request, argument);
+}
+
+int realShmctl(int shmid, int command, shmid_ds* state) {
+    return NAME_OF_SHMCTL(__real_)(shmid, command, state);
+}
+
+time_t realTime(time_t* result) {
+    return NAME_OF_TIME(__real_)(result);
+}
+
+} // namespace calls
+
+extern "C" {
+
+#define WRAP(R, name, call, parameters, ...)                                                                           \
+    R name parameters {                                                                                                \
+        return calls::call(__VA_ARGS__);                                                                               \
+    }
+// clang-format off
+WRAP(int, __wrap_pthread_mutex_init, pthread_mutex_init, (pthread_mutex_t* m, const pthread_mutexattr_t* a), m, a)
+WRAP(int, __wrap_pthread_mutex_destroy, pthread_mutex_destroy, (pthread_mutex_t* m), m)
+WRAP(int, __wrap_pthread_mutex_lock, pthread_mutex_lock, (pthread_mutex_t* m), m)
+WRAP(int, __wrap_pthread_mutex_unlock, pthread_mutex_unlock, (pthread_mutex_t* m), m)
+WRAP(int, __wrap_pthread_mutexattr_init, pthread_mutexattr_init, (pthread_mutexattr_t* a), a)
+WRAP(int, __wrap_pthread_mutexattr_setpshared, pthread_mutexattr_setpshared, (pthread_mutexattr_t* a, int s), a, s)
+WRAP(int, __wrap_sched_yield, sched_yield, ())
+WRAP(int, __wrap_sigaction, sigaction, (int s, const struct sigaction* a, struct sigaction* old), s, a, old)
+WRAP(ssize_t, __wrap_read, read, (int fd, void* bytes, std::size_t count), fd, bytes, count)
+WRAP(ssize_t, __wrap_write, write, (int fd, const void* bytes, std::size_t count), fd, bytes, count)
+WRAP(ssize_t, __wrap_readlink, readlink, (const char* path, char* buffer, std::size_t size), path, buffer, size)
+WRAP(int, __wrap_poll, poll, (pollfd* fds, nfds_t count, int timeout), fds, count, timeout)
+WRAP(void, __wrap_tzset, tzset, ())
+WRAP(int, __wrap_shmget, shmget, (key_t key, std::size_t size, int flags), key, size, flags)
+WRAP(void*, __wrap_shmat, shmat, (int id, const void* address, int flags), id, address, flags)
+WRAP(int, NAME_OF_SHMCTL(__wrap_), shmctl, (int id, int command, shmid_ds* state), id, command, state)
+WRAP(time_t, NAME_OF_TIME(__wrap_), time, (time_t* result), result)
+// clang-format on
+
+/** The mode is there only where a file may be made. */
+#define WRAP_OPEN(name)                                                                                                \
+    int name(const char* path, int flags, ...) {                                                                       \
+        va_list arguments;                                                                                             \
+        va_start(arguments, flags);                                                                                    \
+        const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;                                    \
+        va_end(arguments);                                                                                             \
+        return calls::open(path, flags, mode);                                                                         \
+    }
+WRAP_OPEN(__wrap_open)
+WRAP_OPEN(__wrap_open64)
+
+int NAME_OF_IOCTL(__wrap_)(int fd, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    const auto argument = va_arg(arguments, unsigned long);
+    va_end(arguments);
+    return calls::ioctl(fd, request, argument);
+}
+
+void __wrap_exit(int status) {
+    if (!calls::exitIsExpected) {
+        (void)std::fprintf(stderr, "the code under test left with exit(0x%08X)\n", static_cast<unsigned>(status));
+        std::abort();
+    }
+    (void)std::fprintf(stderr, "exit(0x%08X)", static_cast<unsigned>(status));
+    __real_exit(status);
+}
+
+} // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)
