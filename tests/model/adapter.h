@@ -38,7 +38,8 @@ struct State_t {
 #define FIELD(type, name) type name{};
 #include "state_fields.def"
 #undef FIELD
-    std::string socketPath; /**< the address's path */
+    std::string socketPath;   /**< the address's path */
+    std::string traceModules; /**< names, each with a space behind it */
     Octets_t<4064> esaWorkSpace{};
     Octets_t<8> vsc055GPD{}, vsc055DDP{}, vsc055FSC{}, vsc055PWMC{};
     std::uint32_t selectTimeoutSec = 0, selectTimeoutUsec = 0;

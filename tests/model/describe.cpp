@@ -61,6 +61,7 @@ std::vector<std::string> Changes_t::until(const State_t& now) {
 #include "state_fields.def"
 #undef FIELD
     tell("socketPath", &State_t::socketPath);
+    tell("traceModules", &State_t::traceModules);
     tell("vsc055GPD", &State_t::vsc055GPD);
     tell("vsc055DDP", &State_t::vsc055DDP);
     tell("vsc055FSC", &State_t::vsc055FSC);

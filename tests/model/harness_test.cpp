@@ -91,6 +91,13 @@ TEST(Harness, TheAdapterLivesTheSameLifeTwiceAlike) {
     }
 }
 
+TEST(Harness, TwoHundredAndFiftySixArgumentsAreAsGoodAsTwo) {
+    Life_t life;
+    life.arguments.resize(256);
+    life.attach = Attach_e::ABSENT;
+    EXPECT_EQ(compare(life, liveModel, liveReal).value_or(""), "");
+}
+
 TEST(Harness, ExchangedNeighboursAreFoundAndShrunkToOneRequest) {
     const Life_t life = shortestThatShows([](std::vector<Entry_t>& stream) {
         for (std::size_t i = 0; i + 1 < stream.size(); ++i) {

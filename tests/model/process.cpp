@@ -129,6 +129,7 @@ void Adapter_t::initChassis() {
 
 void Adapter_t::esaInit() {
     state = State_t{};
+    state.traceModules = "ESA ";
     state.esaDebug = 1;
     state.enclosureType = 1;
     state.elementTypeMaxNumber = 5;

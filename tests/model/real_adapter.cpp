@@ -75,8 +75,8 @@ private:
         return stream;
     }
 
-    static inline FILE* const out =
-        unbuffered(streamTo<[](std::string_view piece) { currentWorld().standardOutput(piece); }>());
+    // Like a pipe, it has what is written when that is flushed.
+    static inline FILE* const out = streamTo<[](std::string_view piece) { currentWorld().standardOutput(piece); }>();
     static inline FILE* const error = unbuffered(streamTo<[](std::string_view piece) {
         if (!attaching()) { // how the library words its own reports is not the adapter's
             currentWorld().standardError(piece);
@@ -109,7 +109,9 @@ std::optional<int> run(const Life_t& life) {
     if (setjmp(endOfLife) != 0) {
         return std::nullopt;
     }
-    return esaMain(static_cast<int>(life.arguments.size()), argv.data());
+    const int status = esaMain(static_cast<int>(life.arguments.size()), argv.data());
+    (void)std::fflush(stdout); // as the process' end does
+    return status;
 }
 
 } // namespace
@@ -138,6 +140,9 @@ State_t realState() {
     take(state.esaWorkSpace, esaControl.esaWorkSpace);
     const char* path = esaControl.socketAddressMSM.sun_path;
     state.socketPath.assign(path, strnlen(path, sizeof(esaControl.socketAddressMSM.sun_path)));
+    for (int i = 0; i < traceData.numModLevels; ++i) {
+        state.traceModules += std::string(traceData.modNames[i]) + " ";
+    }
     take(state.vsc055GPD, esaControl.vitesse.vsc055GPD);
     take(state.vsc055DDP, esaControl.vitesse.vsc055DDP);
     take(state.vsc055FSC, esaControl.vitesse.vsc055FSC);

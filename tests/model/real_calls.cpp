@@ -24,6 +24,12 @@ SimulatedWorld_t* world = nullptr;
 Attach_e attach = Attach_e::POSSIBLE;
 bool isAttaching = false;
 int logFd = -1;
+int lowWater = 1;
+
+/** A message in pieces is read whole. */
+constexpr int WHOLE_MESSAGE = 4064;
+/** A terminal at the bus must not become the daemon's own, nor keep it waiting. */
+constexpr int OPEN_FLAGS = 04402;
 std::function<void(bool)> waitedForReal;
 
 /** Carries out a call of the world; the life's end does not come back. */
@@ -109,7 +115,9 @@ int __wrap_socket(int domain, int type, int protocol) {
     if (world == nullptr) {
         return __real_socket(domain, type, protocol);
     }
-    return domain == AF_UNIX && type == SOCK_STREAM ? inWorld([](World_t& w) { return w.socket(); }) : -1;
+    lowWater = 1;
+    return domain == AF_UNIX && type == SOCK_STREAM && protocol == 0 ? inWorld([](World_t& w) { return w.socket(); })
+                                                                     : -1;
 }
 
 int __wrap_connect(int fd, const sockaddr* address, socklen_t length) {
@@ -119,12 +127,18 @@ int __wrap_connect(int fd, const sockaddr* address, socklen_t length) {
     const auto* un = reinterpret_cast<const sockaddr_un*>(address);
     return inWorld([=](World_t& w) {
         const std::string path(un->sun_path, strnlen(un->sun_path, sizeof(un->sun_path)));
-        return un->sun_family == AF_UNIX ? w.connect(fd, path, length) : -1;
+        return un->sun_family == AF_UNIX && lowWater == WHOLE_MESSAGE ? w.connect(fd, path, length) : -1;
     });
 }
 
 int WRAP_SETSOCKOPT(int fd, int level, int name, const void* value, socklen_t length) {
-    return world == nullptr ? REAL_SETSOCKOPT(fd, level, name, value, length) : 0;
+    if (world == nullptr) {
+        return REAL_SETSOCKOPT(fd, level, name, value, length);
+    }
+    if (level == SOL_SOCKET && name == SO_RCVLOWAT && length == sizeof(lowWater)) {
+        std::memcpy(&lowWater, value, sizeof(lowWater));
+    }
+    return 0;
 }
 
 int WRAP_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, timeval* timeout) {
@@ -176,7 +190,7 @@ ssize_t __wrap_send(int fd, const void* bytes, size_t size, int flags) {
 
 int __wrap_open64(const char* path, int flags, ...) {
     if (world != nullptr && std::strncmp(path, "/dev/enc", 8) == 0) {
-        return inWorld([=](World_t& w) { return w.openI2c(path); });
+        return flags == OPEN_FLAGS ? inWorld([=](World_t& w) { return w.openI2c(path); }) : -1;
     }
     if (world != nullptr && std::strcmp(path, "/log/esa_01.log") == 0) {
         // A regular file for whoever looks at what has been opened; what is written goes elsewhere.
