@@ -97,7 +97,7 @@ TEST(Errors, NoSwitchIsTwoAndWithoutJsonStandardOutputStaysEmpty) {
     EXPECT_THAT(said.err, HasSubstr("esactl: no switch at '/nonexistent/peer'"));
     FakeSwitch_t net;
     net.hangUp = true;
-    EXPECT_EQ(net.json("status --json")["error"]["code"], "no-switch");
+    expectError(net.esactl("status --json"), 2, "no-switch", "");
 }
 
 TEST(Errors, SwitchThatTakesNoConnectionIsGivenUpInTime) {

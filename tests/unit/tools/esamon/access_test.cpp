@@ -1,6 +1,5 @@
 /** Who may ask the monitor, and who may change something. */
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 
 #include "access.h"
@@ -15,10 +14,8 @@ class TokenFile : public testing::Test {
 protected:
     /** A token file of this text, closed to everybody else. */
     std::string file(const std::string& text) const {
-        const std::filesystem::path path = folder_ / "tokens";
-        std::ofstream(path) << text;
-        std::filesystem::permissions(path, std::filesystem::perms{0640});
-        return path;
+        std::filesystem::permissions(folder_.write("tokens", text), std::filesystem::perms{0640});
+        return folder_.path("tokens");
     }
 
     static std::string complaint(const std::string& path) {
@@ -61,29 +58,18 @@ TEST(Origin, IsOneOfOurOwnPagesOrNone) {
 }
 
 TEST_F(TokenFile, EachTokenHasItsOwnersNameAndOneAloneIsSomebodys) {
-    const std::string path = file("# who may\nanna 0123456789abcdef\n\n  ben\tfedcba9876543210  \n0000111122223333\n");
+    const std::string path = file("# who may\nanna 0123456789abcdef\n\n  ben\tfedcba9876543210  \n0000111122223333\n"
+                                  "carl 0123456789abcde\n#0123456789abcdefgh\ndora #123456789abcdefgh\n");
     EXPECT_EQ(tokenOwner(path, "Bearer 0123456789abcdef"), Owner_t("anna"));
     EXPECT_EQ(tokenOwner(path, "Bearer fedcba9876543210"), Owner_t("ben"));
     EXPECT_EQ(tokenOwner(path, "Bearer 0000111122223333"), Owner_t("somebody"));
-}
-
-TEST_F(TokenFile, OnlyTheWholeTokenWithItsSchemeIsOne) {
-    const std::string path = file("anna 0123456789abcdef\n");
-    for (const char* given :
+    for (const char* none :
          {"", "Bearer", "Bearer ", "0123456789abcdef", "Basic 0123456789abcdef", "bearer 0123456789abcdef",
           "Bearer anna", "Bearer 0123456789abcde", "Bearer 0123456789abcdeF", "Bearer 0123456789abcdef0",
-          "Bearer 0123456789abcdef0123456789abcdef", "Bearer anna 0123456789abcdef"}) {
-        EXPECT_EQ(tokenOwner(path, given), std::nullopt) << given;
+          "Bearer 0123456789abcdef0123456789abcdef", "Bearer anna 0123456789abcdef", "Bearer #0123456789abcdefgh",
+          "Bearer #123456789abcdefgh"}) {
+        EXPECT_EQ(tokenOwner(path, none), std::nullopt) << none;
     }
-}
-
-TEST_F(TokenFile, TokensThatCanBeGuessedAndCommentsAreNone) {
-    const std::string path =
-        file("anna 0123456789abcde\nben 0123456789abcdef\n#0123456789abcdefgh\ncarl #123456789abcdefgh\n");
-    EXPECT_EQ(tokenOwner(path, "Bearer 0123456789abcde"), std::nullopt) << "15 characters";
-    EXPECT_EQ(tokenOwner(path, "Bearer 0123456789abcdef"), Owner_t("ben")) << "16";
-    EXPECT_EQ(tokenOwner(path, "Bearer #0123456789abcdefgh"), std::nullopt);
-    EXPECT_EQ(tokenOwner(path, "Bearer #123456789abcdefgh"), std::nullopt);
 }
 
 TEST_F(TokenFile, OneThatEverybodyCanReadOrThatIsNoneIsRefusedInWords) {

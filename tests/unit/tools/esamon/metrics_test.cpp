@@ -1,5 +1,4 @@
 /** What the monitor's metrics say of itself, beside those of the enclosure. */
-#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,30 +27,33 @@ double valueOf(const std::string& text, const std::string& name) {
 
 class Metrics : public testing::Test {
 protected:
-    Metrics() {
-        options_.directory = folder_.path();
-        options_.state = folder_.path();
+    std::string textOf(const Present_t& present) const {
+        MonitorOptions_t options;
+        options.directory = folder_.path();
+        options.state = folder_.path();
+        return "\n" + metricsText(present, options);
     }
 
-    std::string textOf(const Present_t& present) const { return metricsText(present, options_); }
+    using Texts_t = std::vector<std::string>;
+    static void expectSamples(const std::string& text, const Texts_t& samples, const Texts_t& missing) {
+        for (const std::string& sample : samples) {
+            EXPECT_THAT(text, HasSubstr("\n" + sample + "\n"));
+        }
+        for (const std::string& name : missing) {
+            EXPECT_THAT(text, Not(HasSubstr(name)));
+        }
+    }
 
     const testsupport::Folder_t folder_;
-    MonitorOptions_t options_;
 };
 
 TEST_F(Metrics, OfAMonitorThatHasNotAskedYet) {
-    const std::string text = textOf({});
-    EXPECT_THAT(text, Not(HasSubstr("esa_up"))) << "neither up nor down is known";
-    EXPECT_THAT(text, Not(HasSubstr("esa_adapter_info")));
-    EXPECT_THAT(text, Not(HasSubstr("esa_adapter_connected")));
-    EXPECT_THAT(text, HasSubstr("\nesa_monitor_info{version=\"1.3.0.24\",chassis=\"unknown\"} 1\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_switch_up 0\n"));
-    EXPECT_THAT(text, Not(HasSubstr("esa_answer_age_seconds")));
-    EXPECT_THAT(text, Not(HasSubstr("esa_poll_age_seconds")));
-    EXPECT_THAT(text, HasSubstr("\nesa_polls_total 0\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_polls_failed_total 0\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_adapter_starts_total 0\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_events_total{type=\"orderly-shutdown\"} 0\n")) << "there before the first one";
+    // Neither up nor down is known; a counter is there before the first event.
+    expectSamples(
+        textOf({}),
+        {R"(esa_monitor_info{version="1.3.0.24",chassis="unknown"} 1)", "esa_switch_up 0", "esa_polls_total 0",
+         "esa_polls_failed_total 0", "esa_adapter_starts_total 0", R"(esa_events_total{type="orderly-shutdown"} 0)"},
+        {"esa_up", "esa_adapter_info", "esa_adapter_connected", "esa_answer_age_seconds", "esa_poll_age_seconds"});
 }
 
 TEST_F(Metrics, CountPollsStartsAndEntriesAndTellAges) {
@@ -62,24 +64,20 @@ TEST_F(Metrics, CountPollsStartsAndEntriesAndTellAges) {
     present.chassis = "quadra";
     present.answered = millisNow() - 30000;
     present.polled = millisNow() - 2000;
-    present.polls = 7;
+    present.polls = 7; // answered
     present.failedPolls = 3;
     present.counts = {{"init-complete", 2}, {"orderly-shutdown", 5}, {"information", 4}};
     present.isConnected = true;
-    std::ofstream(folder_ / "adapter") << "version=9.8.7.6\n";
+    (void)folder_.write("adapter", "version=9.8.7.6\n");
     const std::string text = textOf(present);
-    EXPECT_THAT(text, HasSubstr("\nesa_adapter_info{version=\"9.8.7.6\"} 1\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_adapter_connected 1\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_up 1\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_fan_speed_rpm{fan=\"fan0\"} 5000\n"));
-    EXPECT_THAT(text, HasSubstr(",chassis=\"quadra\"} 1\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_switch_up 1\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_polls_total 10\n")) << "answered or not";
-    EXPECT_THAT(text, HasSubstr("\nesa_polls_failed_total 3\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_adapter_starts_total 2\n"));
-    EXPECT_THAT(
-        text, HasSubstr("# TYPE esa_events_total counter\nesa_events_total{type=\"information\"} 4\n"
-                        "esa_events_total{type=\"init-complete\"} 2\nesa_events_total{type=\"orderly-shutdown\"} 5\n"));
+    expectSamples(text,
+                  {R"(esa_adapter_info{version="9.8.7.6"} 1)", "esa_adapter_connected 1", "esa_up 1",
+                   R"(esa_fan_speed_rpm{fan="fan0"} 5000)",
+                   R"(esa_monitor_info{version="1.3.0.24",chassis="quadra"} 1)", "esa_switch_up 1",
+                   "esa_polls_total 10", "esa_polls_failed_total 3", "esa_adapter_starts_total 2",
+                   "# TYPE esa_events_total counter\nesa_events_total{type=\"information\"} 4\n"
+                   "esa_events_total{type=\"init-complete\"} 2\nesa_events_total{type=\"orderly-shutdown\"} 5"},
+                  {});
     EXPECT_NEAR(valueOf(text, "esa_answer_age_seconds"), 35, 5);
     EXPECT_NEAR(valueOf(text, "esa_poll_age_seconds"), 7, 5);
 }
@@ -90,10 +88,8 @@ TEST_F(Metrics, AnAdapterThatIsSilentHasNoReadings) {
     present.isAnswering = false;
     present.isConnected = false;
     present.answered = millisNow() - 30000;
-    const std::string text = "\n" + textOf(present);
-    EXPECT_THAT(text, HasSubstr("\nesa_up 0\n"));
-    EXPECT_THAT(text, HasSubstr("\nesa_adapter_connected 0\n"));
-    EXPECT_THAT(text, Not(HasSubstr("esa_fan_speed_rpm")));
+    const std::string text = textOf(present);
+    expectSamples(text, {"esa_up 0", "esa_adapter_connected 0"}, {"esa_fan_speed_rpm"});
     EXPECT_GE(valueOf(text, "esa_answer_age_seconds"), 30);
 }
 

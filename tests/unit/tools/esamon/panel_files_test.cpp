@@ -1,6 +1,5 @@
 /** What of the panel's directory the monitor gives away, and how. */
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 
 #include "folder.h"
@@ -15,7 +14,7 @@ protected:
         write("index.html", "<!doctype html>");
     }
 
-    void write(const std::string& name, const std::string& text) const { std::ofstream(panel_ / name) << text; }
+    void write(const std::string& name, const std::string& text) const { (void)panel_.write(name, text); }
 
     Reply_t get(const std::string& path, std::map<std::string, std::string> headers = {}) const {
         Request_t request;
@@ -60,18 +59,23 @@ TEST_F(PanelFiles, EachKindHasItsType) {
 
 TEST_F(PanelFiles, WhatIsHiddenOutsideOrOfAnotherKindIsNotThere) {
     const testsupport::Folder_t other;
-    std::ofstream(other / "a.txt") << "secret";
-    write(".a.txt", "secret");
+    const std::string outside = std::filesystem::path(other.write("a.txt", "secret")).parent_path().filename();
     std::filesystem::create_directory(panel_ / ".git");
-    write(".git/a.txt", "secret");
-    write("a.db", "secret");
-    write("a b.txt", "secret");
     std::filesystem::create_directory(panel_ / "folder.txt");
-    for (const std::string& path :
-         {std::string("/.a.txt"), std::string("/.git/a.txt"), std::string("/a.db"), std::string("/a b.txt"),
-          std::string("/folder.txt"), std::string("/none.txt"), std::string("/layouts"), std::string("a.txt"),
-          "/../" + std::filesystem::path(other.path()).filename().string() + "/a.txt",
-          "/layouts/../../" + std::filesystem::path(other.path()).filename().string() + "/a.txt"}) {
+    for (const char* name : {".a.txt", ".git/a.txt", "a.db", "a b.txt"}) {
+        write(name, "secret");
+    }
+    const std::vector<std::string> paths{"/.a.txt",
+                                         "/.git/a.txt",
+                                         "/a.db",
+                                         "/a b.txt",
+                                         "/folder.txt",
+                                         "/none.txt",
+                                         "/layouts",
+                                         "a.txt",
+                                         "/../" + outside + "/a.txt",
+                                         "/layouts/../../" + outside + "/a.txt"};
+    for (const std::string& path : paths) {
         const Reply_t reply = get(path);
         EXPECT_EQ(reply.status, 404U) << path;
         EXPECT_EQ(reply.body.find("secret"), std::string::npos) << path;
