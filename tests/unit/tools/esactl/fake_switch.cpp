@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
+#include <ranges>
 #include <sstream>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -11,7 +12,6 @@
 #include "cli.h"
 #include "stop_signal.h"
 
-using testsupport::put16;
 using testsupport::Stream_t;
 
 namespace {
@@ -44,18 +44,14 @@ void expectItEndsOn(int signal, testsupport::Process_t& process) {
 }
 
 Bytes_t responseTo(const Bytes_t& request, U8_t status, const Bytes_t& payload) {
-    Bytes_t message(65, 0);
-    message[8] = 14;
-    message[9] = 1;
+    Bytes_t body{status};
+    body.insert(body.end(), payload.begin(), payload.end());
+    Bytes_t message = testsupport::message({.requestor = 33}, body);
     std::copy(request.begin() + 12, request.begin() + 16, message.begin() + 12);
-    message[16] = 33;
     message[17] = 0x40;
     message[18] = request[16];
     message[39] = status;
     std::copy(request.begin() + 40, request.begin() + 44, message.begin() + 40);
-    message[64] = status;
-    message.insert(message.end(), payload.begin(), payload.end());
-    put16(message, 10, static_cast<unsigned>(message.size()));
     return message;
 }
 
@@ -111,16 +107,13 @@ void FakeSwitch_t::run() {
             fds.push_back({connection.fd(), POLLIN, 0});
         }
         (void)poll(fds.data(), static_cast<nfds_t>(fds.size()), 10);
-        for (const pollfd& ready : fds) {
-            if (ready.revents == 0) {
-                continue;
+        std::erase_if(fds, [](const pollfd& one) { return one.revents == 0; });
+        for (const int fd : std::views::transform(fds, &pollfd::fd)) {
+            if (listeners_.contains(fd)) {
+                accept(fd);
+            } else {
+                std::erase_if(connections_, [&](const Stream_t& one) { return one.fd() == fd && !take(one); });
             }
-            if (listeners_.contains(ready.fd)) {
-                accept(ready.fd);
-                continue;
-            }
-            std::erase_if(connections_,
-                          [&](const Stream_t& connection) { return connection.fd() == ready.fd && !take(connection); });
         }
     }
 }

@@ -1,5 +1,7 @@
 #include "sample_pages.h"
 
+#include <algorithm>
+
 Bytes_t backplaneConfiguration() {
     return unhex("01 00 00 40 00 00 00 00"
                  "20 00 05 24 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
@@ -25,20 +27,16 @@ Bytes_t healthyBackplaneStatus() {
 }
 
 Bytes_t faultyBackplaneStatus() {
-    return unhex("02 00 00 80 00 00 00 00"
-                 "00 00 00 00"
-                 "01 00 00 00 01 01 00 00 01 02 00 00 01 03 00 04"
-                 "01 04 00 00 05 05 00 00 01 06 00 00 01 07 00 00"
-                 "01 08 00 00 01 09 00 00 01 0a 00 00 01 0b 00 00"
-                 "01 0c 00 00 01 0d 00 00 01 0e 00 00 01 0f 00 00"
-                 "00 00 00 00"
-                 "01 00 00 01 05 00 00 03 01 00 00 01"
-                 "00 00 00 00"
-                 "00 00 96 e0 00 00 00 e0 00 40 2c e0"
-                 "00 00 00 00"
-                 "00 00 4d 20 00 00 51 30 00 00 00 00"
-                 "00 00 00 00"
-                 "00 00 00");
+    Bytes_t status = healthyBackplaneStatus();
+    const auto replace = [&status](std::size_t at, const char* bytes) {
+        std::ranges::copy(unhex(bytes), status.begin() + static_cast<std::ptrdiff_t>(at));
+    };
+    replace(12 + 4 * 3, "01 03 00 04");
+    replace(12 + 4 * 5, "05 05 00 00");
+    replace(80 + 4 * 1, "05 00 00 03");
+    replace(96, "00 00 96 e0 00 00 00 e0");
+    replace(112, "00 00 4d 20 00 00 51 30 00 00 00 00");
+    return status;
 }
 
 Bytes_t smallConfiguration() {
@@ -67,35 +65,18 @@ Bytes_t smallStatusWithAFanThatStands() {
 }
 
 Bytes_t eventMessage(U8_t id, U8_t type, const std::string& body) {
-    Bytes_t message(300, 0);
-    message[8] = 14;
-    message[9] = 1;
-    message[10] = 0x01; // 300
-    message[11] = 0x2C;
-    message[12] = 8;
-    message[15] = 1;
-    message[16] = 33;
-    message[20] = 0x08;
+    Bytes_t message =
+        testsupport::message({.requestor = 33, .protocol = 8, .type = 1, .recipients = {27}}, Bytes_t(236, 0));
     message[64 + 147] = type;
     message[64 + 148] = 3;
     message[64 + 149] = 1;
     message[64 + 151] = id;
-    const Bytes_t record = unhex(body);
-    for (std::size_t i = 0; i < record.size(); ++i) {
-        message[216 + i] = record[i];
-    }
+    std::ranges::copy(unhex(body), message.begin() + 216);
     return message;
 }
 
 Bytes_t startupMessage(U8_t protocol, U8_t type, U8_t generalUse1, U8_t generalUse2) {
-    Bytes_t message(64, 0);
-    message[8] = 14;
-    message[9] = 1;
-    message[11] = 64;
-    message[12] = protocol;
-    message[15] = type;
-    message[16] = 33;
-    message[21] = 0x04;
+    Bytes_t message = testsupport::message({.requestor = 33, .protocol = protocol, .type = type, .recipients = {18}});
     message[47] = generalUse1;
     message[51] = generalUse2;
     return message;
