@@ -3,7 +3,6 @@
 
 #include "diagnosis.h"
 #include "errors.h"
-#include "folder.h"
 #include "health.h"
 #include "names.h"
 
@@ -291,16 +290,6 @@ TEST(Diagnosis, EnclosuresAreMadeOutByTheirElementsUnlessAPersonSaysOtherwise) {
     EXPECT_EQ(chassisOf(diagnosed(xyratex, chosen)), "xyratex") << "what was told counts where it fits";
     chosen.isChosen = true;
     EXPECT_EQ(chassisOf(diagnosed(xyratex, chosen)), "quadra");
-}
-
-TEST(Diagnosis, TheFileBesideTheSwitchTellsChassisAndVersion) {
-    const testsupport::Folder_t folder;
-    EXPECT_EQ(readAdapterFacts(folder.path("none")).chassis, nullptr);
-    (void)folder.write("adapter", "chassis=W83782d\nversion=1.3.0.24\nother\n");
-    const AdapterFacts_t facts = readAdapterFacts(folder.path());
-    ASSERT_NE(facts.chassis, nullptr);
-    EXPECT_STREQ(facts.chassis->name, "w83782d");
-    EXPECT_EQ(facts.version, "1.3.0.24");
 }
 
 } // namespace

@@ -155,10 +155,11 @@ TEST(ConfigCommand, TextAndJson) {
         "drives":2,"power_supplies":1,"fans":2,"temperatures":2,"alarms":1,)";
     EXPECT_EQ(net.json("config --json"),
               JsonValue_t::parse("{" + facts + R"("adapter_version":null,"adapter_chassis":null})"));
-    std::ofstream(net.directory() + "/adapter") << "chassis=quadra\nversion=1.3.0.24\n";
-    EXPECT_THAT(net.esactl("config").out, HasSubstr("Adapter     1.3.0.24  (chassis quadra)\n"));
+    // What whoever started the adapter has left beside its switch.
+    std::ofstream(net.directory() + "/adapter") << "chassis=W83782d\nversion=1.3.0.24\nother\n";
+    EXPECT_THAT(net.esactl("config").out, HasSubstr("Adapter     1.3.0.24  (chassis w83782d)\n"));
     EXPECT_EQ(net.json("config --json"),
-              JsonValue_t::parse("{" + facts + R"("adapter_version":"1.3.0.24","adapter_chassis":"quadra"})"));
+              JsonValue_t::parse("{" + facts + R"("adapter_version":"1.3.0.24","adapter_chassis":"w83782d"})"));
 }
 
 class RawCommand : public testing::Test {

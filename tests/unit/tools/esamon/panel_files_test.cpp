@@ -65,17 +65,10 @@ TEST_F(PanelFiles, WhatIsHiddenOutsideOrOfAnotherKindIsNotThere) {
     for (const char* name : {".a.txt", ".git/a.txt", "a.db", "a b.txt"}) {
         write(name, "secret");
     }
-    const std::vector<std::string> paths{"/.a.txt",
-                                         "/.git/a.txt",
-                                         "/a.db",
-                                         "/a b.txt",
-                                         "/folder.txt",
-                                         "/none.txt",
-                                         "/layouts",
-                                         "a.txt",
-                                         "/../" + outside + "/a.txt",
-                                         "/layouts/../../" + outside + "/a.txt"};
-    for (const std::string& path : paths) {
+    for (const std::string& path :
+         {std::string("/.a.txt"), std::string("/.git/a.txt"), std::string("/a.db"), std::string("/a b.txt"),
+          std::string("/folder.txt"), std::string("/none.txt"), std::string("/layouts"), std::string("a.txt"),
+          "/../" + outside + "/a.txt", "/layouts/../../" + outside + "/a.txt"}) {
         const Reply_t reply = get(path);
         EXPECT_EQ(reply.status, 404U) << path;
         EXPECT_EQ(reply.body.find("secret"), std::string::npos) << path;
@@ -88,31 +81,27 @@ TEST_F(PanelFiles, WhatIsHiddenOutsideOrOfAnotherKindIsNotThere) {
 }
 
 TEST_F(PanelFiles, APackedFileIsForWhoTakesIt) {
+    const auto got = [this](const char* encodings) {
+        const Reply_t reply = get("/a.js", {{"accept-encoding", encodings}});
+        return reply.body + " " + header(reply, "Content-Encoding") + " " + header(reply, "Vary") + " " + reply.type;
+    };
     write("a.js", "plain");
-    const Reply_t alone = get("/a.js", {{"accept-encoding", "gzip"}});
-    EXPECT_EQ(alone.body, "plain");
-    EXPECT_EQ(header(alone, "Content-Encoding"), "");
+    EXPECT_EQ(got("gzip"), "plain  Accept-Encoding text/javascript; charset=utf-8");
     write("a.js.gz", "packed");
-    const Reply_t packed = get("/a.js", {{"accept-encoding", "br, gzip"}});
-    EXPECT_EQ(packed.body, "packed");
-    EXPECT_EQ(packed.type, "text/javascript; charset=utf-8");
-    EXPECT_EQ(header(packed, "Content-Encoding"), "gzip");
-    EXPECT_EQ(header(packed, "Vary"), "Accept-Encoding");
-    const Reply_t plain = get("/a.js", {{"accept-encoding", "br"}});
-    EXPECT_EQ(plain.body, "plain");
-    EXPECT_EQ(header(plain, "Content-Encoding"), "");
-    EXPECT_NE(header(plain, "ETag"), header(packed, "ETag"));
+    EXPECT_EQ(got("br, gzip"), "packed gzip Accept-Encoding text/javascript; charset=utf-8");
+    EXPECT_EQ(got("br"), "plain  Accept-Encoding text/javascript; charset=utf-8");
+    EXPECT_NE(header(get("/a.js"), "ETag"), header(get("/a.js", {{"accept-encoding", "gzip"}}), "ETag"));
 }
 
 TEST_F(PanelFiles, WhatTheClientHasIsNotSentAgainUntilItChanges) {
     const Reply_t first = get("/");
     EXPECT_EQ(header(first, "Cache-Control"), "no-cache") << "asked for each time";
     const std::map<std::string, std::string> have = {{"if-none-match", header(first, "ETag")}};
-    EXPECT_EQ(get("/", have).status, 304U);
-    EXPECT_EQ(get("/", have).body, "");
+    const Reply_t same = get("/", have);
+    EXPECT_EQ(std::to_string(same.status) + same.body, "304");
     write("index.html", "<!doctype html>\n");
-    EXPECT_EQ(get("/", have).status, 200U);
-    EXPECT_EQ(get("/", have).body, "<!doctype html>\n");
+    const Reply_t changed = get("/", have);
+    EXPECT_EQ(std::to_string(changed.status) + changed.body, "200<!doctype html>\n");
 }
 
 TEST_F(PanelFiles, AMissingPanelIsSaid) {

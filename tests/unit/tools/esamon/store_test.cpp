@@ -1,6 +1,7 @@
 /** The history on disk: what it keeps, for how long, and what becomes of one that is no good. */
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -47,13 +48,11 @@ protected:
     static Entry_t entry(Millis_t time, const std::string& name, std::vector<std::string> elements = {}) {
         return {0, time, time, 1, name, std::move(elements), "{}"};
     }
-    std::size_t asideCount() const {
-        std::size_t count = 0;
-        for (const auto& file : std::filesystem::directory_iterator(folder_.path())) {
-            const std::string name = file.path().filename().string();
-            count += name.find(".aside-") != std::string::npos && !name.ends_with("-wal") ? 1 : 0;
-        }
-        return count;
+    std::ptrdiff_t asideCount() const {
+        return std::ranges::count_if(std::filesystem::directory_iterator(folder_.path()), [](const auto& file) {
+            const std::string name = file.path().filename();
+            return name.find(".aside-") != std::string::npos && !name.ends_with("-wal");
+        });
     }
 
     const testsupport::Folder_t folder_;
@@ -68,9 +67,7 @@ TEST_F(StoreTest, FiveMinutesBecomeLeastMeanAndMost) {
     const std::vector<Mean_t> means = store->means("temp0", 0, BEGIN + DAY);
     ASSERT_EQ(means.size(), 1U); // the second five minutes are not over
     EXPECT_EQ(means[0].time, BEGIN);
-    EXPECT_EQ(means[0].least, 30);
-    EXPECT_EQ(means[0].mean, 40);
-    EXPECT_EQ(means[0].most, 50);
+    EXPECT_EQ((std::vector<double>{means[0].least, means[0].mean, means[0].most}), (std::vector<double>{30, 40, 50}));
     store->tidy(BEGIN + 10 * MINUTE);
     EXPECT_EQ(store->means("temp0", 0, BEGIN + DAY).size(), 2U);
     EXPECT_EQ(store->means("fan0", 0, BEGIN + DAY).front().mean, 8950);
@@ -143,7 +140,7 @@ TEST_F(StoreTest, AFullHistoryIsSetAsideAndANewOneGoesOn) {
         result.action.who.assign(50000, 'x'); // in two places of the document
         recorder.take(Observation_t(result));
     }
-    EXPECT_EQ(asideCount(), 1U);
+    EXPECT_EQ(asideCount(), 1);
     EXPECT_TRUE(recorder.trouble().empty());
     const std::vector<Entry_t> actions = recorder.store()->entries({.name = "action"});
     EXPECT_EQ(actions.back().time, BEGIN + 11) << "the last one is not lost";
@@ -162,7 +159,7 @@ TEST_F(StoreTest, AFolderThatIsNotThereIsOneLine) {
         EXPECT_EQ(std::string(error.what()),
                   "the history in " + options.database + " cannot be used: unable to open database file");
     }
-    EXPECT_EQ(asideCount(), 0U);
+    EXPECT_EQ(asideCount(), 0);
 }
 
 TEST(Moments, AreAgesTimesAndSeconds) {
