@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
-#include <ranges>
 #include <sstream>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -108,11 +107,11 @@ void FakeSwitch_t::run() {
         }
         (void)poll(fds.data(), static_cast<nfds_t>(fds.size()), 10);
         std::erase_if(fds, [](const pollfd& one) { return one.revents == 0; });
-        for (const int fd : std::views::transform(fds, &pollfd::fd)) {
-            if (listeners_.contains(fd)) {
-                accept(fd);
+        for (const pollfd& ready : fds) {
+            if (listeners_.contains(ready.fd)) {
+                accept(ready.fd);
             } else {
-                std::erase_if(connections_, [&](const Stream_t& one) { return one.fd() == fd && !take(one); });
+                std::erase_if(connections_, [&](const Stream_t& one) { return one.fd() == ready.fd && !take(one); });
             }
         }
     }
