@@ -1,4 +1,4 @@
-/** JSON documents as a test reads them; the parser is compiled once. */
+/** JSON documents as a test reads them. */
 #pragma once
 
 #include <concepts>
@@ -6,9 +6,10 @@
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
+
+class JsonInput_t;
 
 namespace testsupport {
 
@@ -56,9 +57,11 @@ public:
     friend std::ostream& operator<<(std::ostream& out, const JsonValue_t& value);
 
 private:
-    explicit JsonValue_t(nlohmann::ordered_json value);
+    explicit JsonValue_t(const JsonInput_t& value);
+    /** An object of those members, sorted. */
+    [[nodiscard]] std::string textOfMembers(std::vector<std::string> names) const;
 
-    std::shared_ptr<const nlohmann::ordered_json> value_;
+    std::shared_ptr<const JsonInput_t> value_;
 };
 
 } // namespace testsupport
