@@ -56,6 +56,19 @@ void SwitchTest::settle(const Client_t& peer, std::uint8_t id) {
     ASSERT_EQ(peer.receiveHandle(), 0x5E771E);
 }
 
+void SwitchTest::sendAll(const Client_t& client, const std::vector<unsigned>& endpoints, std::uint8_t requestor,
+                         std::uint32_t first, std::uint32_t end, std::size_t length) {
+    for (std::uint32_t handle = first; handle < end; ++handle) {
+        ASSERT_TRUE(client.send(messageTo(endpoints, requestor, handle, length)));
+    }
+}
+
+void SwitchTest::expectHandles(const Client_t& client, std::uint32_t first, std::uint32_t end) {
+    for (std::uint32_t handle = first; handle < end; ++handle) {
+        ASSERT_EQ(client.receiveHandle(), handle);
+    }
+}
+
 std::vector<std::string> SwitchTest::logUntil(const std::string& text) {
     EXPECT_TRUE(process_->waitForOut(text, PATIENCE)) << process_->out();
     std::vector<std::string> lines;

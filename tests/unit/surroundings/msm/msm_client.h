@@ -39,6 +39,12 @@ protected:
     /** A peer's round trip to itself: whatever was sent to the switch before has been switched when it returns. */
     static void settle(const Client_t& peer, std::uint8_t id);
 
+    /** Sends messages with the handles from `first` on and before `end`. */
+    static void sendAll(const Client_t& client, const std::vector<unsigned>& endpoints, std::uint8_t requestor,
+                        std::uint32_t first, std::uint32_t end, std::size_t length = 64);
+    /** The next messages have these handles. */
+    static void expectHandles(const Client_t& client, std::uint32_t first, std::uint32_t end);
+
     /** Whether the switch prints this line, or has. */
     bool says(const std::string& line) { return process_->waitForOut(line, PATIENCE); }
     /** What the switch says when it is started with these arguments, and does not start: one line. */

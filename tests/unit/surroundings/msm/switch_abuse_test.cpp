@@ -74,9 +74,7 @@ TEST_F(SwitchAbuseTest, ARequestPassesTheFloodOfAnotherPeer) {
     const auto adapter = connect("esadapter");
     const auto [flooder, flooderId] = connectPeer();
     const auto [peer, id] = connectPeer();
-    for (std::uint32_t handle = 0; handle < 60; ++handle) {
-        ASSERT_TRUE(flooder->send(messageTo({33}, flooderId, handle)));
-    }
+    sendAll(*flooder, {33}, flooderId, 0, 60);
     settle(*flooder, flooderId);
     ASSERT_TRUE(peer->send(messageTo({33}, id, 7777)));
     settle(*peer, id);
@@ -90,12 +88,8 @@ TEST_F(SwitchAbuseTest, ASenderIsSlowedDownTowardsTheAdapterAndLosesNothing) {
     const auto adapter = connect("esadapter");
     const auto [peer, id] = connectPeer();
     const auto begin = Clock_t::now();
-    for (std::uint32_t handle = 0; handle < 95; ++handle) {
-        ASSERT_TRUE(peer->send(messageTo({33}, id, handle)));
-    }
-    for (std::uint32_t handle = 0; handle < 95; ++handle) {
-        ASSERT_EQ(adapter->receiveHandle(), handle);
-    }
+    sendAll(*peer, {33}, id, 0, 95);
+    expectHandles(*adapter, 0, 95);
     // 80 at once, then 20 a second.
     EXPECT_GE(Clock_t::now() - begin, Milliseconds_t(700));
 }

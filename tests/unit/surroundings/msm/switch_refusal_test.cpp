@@ -83,13 +83,9 @@ TEST_F(SwitchTest, WhatAPeerSentBeforeItLeftIsSwitched) {
     start();
     const auto startup = connect("startup");
     const auto [peer, id] = connectPeer();
-    for (std::uint32_t handle = 0; handle < 50; ++handle) {
-        ASSERT_TRUE(peer->send(messageTo({18}, id, handle, 4064)));
-    }
+    sendAll(*peer, {18}, id, 0, 50, 4064);
     peer->close();
-    for (std::uint32_t handle = 0; handle < 50; ++handle) {
-        ASSERT_EQ(startup->receiveHandle(), handle);
-    }
+    expectHandles(*startup, 0, 50);
 }
 
 TEST_F(SwitchTest, ASecondAdapterIsRefusedWhileTheFirstIsThere) {

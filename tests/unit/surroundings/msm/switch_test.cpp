@@ -44,14 +44,10 @@ TEST_F(SwitchTest, EachSocketStandsForItsEndpoint) {
 TEST_F(SwitchTest, WhatCameBeforeTheAdapterIsDeliveredToItInOrder) {
     start({"--rate", "0"});
     const auto [peer, id] = connectPeer();
-    for (std::uint32_t handle = 0; handle < 256; ++handle) {
-        ASSERT_TRUE(peer->send(messageTo({33}, id, handle, 4064)));
-    }
+    sendAll(*peer, {33}, id, 0, 256, 4064);
     settle(*peer, id);
     const auto adapter = connect("esadapter");
-    for (std::uint32_t handle = 0; handle < 256; ++handle) {
-        ASSERT_EQ(adapter->receiveHandle(), handle);
-    }
+    expectHandles(*adapter, 0, 256);
     ASSERT_TRUE(peer->send(messageTo({33}, id, 1000)));
     EXPECT_EQ(adapter->receiveHandle(), 1000);
 }
@@ -68,22 +64,16 @@ TEST_F(SwitchTest, WhatAnAdapterToldComesBeforeWhatItsSuccessorTells) {
         adapter->close();
     }
     const auto startup = connect("startup");
-    for (std::uint32_t handle = 0; handle < 6; ++handle) {
-        EXPECT_EQ(startup->receiveHandle(), handle);
-    }
+    expectHandles(*startup, 0, 6);
 }
 
 TEST_F(SwitchTest, AFullQueueDropsItsOldestMessagesAndSaysSo) {
     start({"--queue", "3"});
     const auto [peer, id] = connectPeer();
-    for (std::uint32_t handle = 1; handle <= 7; ++handle) {
-        ASSERT_TRUE(peer->send(messageTo({27}, id, handle)));
-    }
+    sendAll(*peer, {27}, id, 1, 8);
     settle(*peer, id);
     const auto events = connect("eventlog");
-    EXPECT_EQ(events->receiveHandle(), 5);
-    EXPECT_EQ(events->receiveHandle(), 6);
-    EXPECT_EQ(events->receiveHandle(), 7);
+    expectHandles(*events, 5, 8);
     EXPECT_TRUE(events->isSilent());
     EXPECT_EQ(process().out(), "ready: listening in " + directory() +
                                    "\nqueue of eventlog(27) full: oldest message dropped, 1 so far"

@@ -261,14 +261,6 @@ TEST(Pin, ReadsFindThePinnedValueAndWritesStillReachTheChip) {
     EXPECT_EQ(read(chip, 0x9A), "2f");
 }
 
-TEST(Pin, TwoByteRegistersTakeTwoByteValues) {
-    Lm75_t chip;
-    EXPECT_TRUE(chip.pin(0, 0xE780));
-    EXPECT_EQ(readHex(chip, 2, 0), "e7 80");
-    EXPECT_EQ(read(chip, 0), "80");
-    EXPECT_EQ(read(chip, 0), "e7");
-}
-
 TEST(Pin, RefusesUnknownRegistersAndValuesTooLarge) {
     Lm75_t lm75;
     Vsc055_t vsc055;

@@ -218,9 +218,9 @@ TEST(Commands, RegistersAreShownPinnedAndFreedWithoutATransfer) {
         reg 0x41 0x32 -> 0x41 0x32 0xff / ok | reg 0x41 0x32 0xC8 | reg 0x41 0x32 -> 0x41 0x32 0xc8 pinned / ok
         < 41 32 -> c8
         reg 0x41 0x32 free | < 41 32 -> ff
-        reg 0x4c 0 0xe780 | < 4C 00 -> 80
+        reg 0x4c 0 0xe780 | < 4C 00 -> 80 | < 4C 00 -> e7 | < 4C 00 -> 80
         reg 0x4c 0 free | reg 0x4c 0 -> 0x4c 0x00 0x1e00 / ok | < 4C 00 -> 1e
-        transfers -> total 4 reads 4 writes 0 failed 0 / ok
+        transfers -> total 6 reads 6 writes 0 failed 0 / ok
         reg 0x41 0x08 1 -> error: the VSC055 at 0x41 has no register 0x08
         reg 0x41 0x32 256 -> error: value is "256"; it must be a whole number from 0 to 255, decimal or with 0x
     )");

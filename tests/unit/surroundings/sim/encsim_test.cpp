@@ -83,6 +83,20 @@ protected:
         EXPECT_GE(fd, 0);
         return File_t(fd);
     }
+    /** What the program says when it does not start: one line. */
+    static std::string refusal(const std::vector<std::string>& words) {
+        const RunResult_t result = run(words, PATIENCE);
+        EXPECT_EQ(result.ending.exitCode, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(result.err.starts_with("encsim: ") && result.err.find('\n') == result.err.size() - 1) << result.err;
+        return result.err.substr(8, result.err.size() - 9);
+    }
+    /** What "show --json" tells. */
+    static JsonValue_t world(const File_t& peer) {
+        const std::string reply = ask(peer, "show --json");
+        EXPECT_TRUE(reply.ends_with("\nok\n")) << reply;
+        return JsonValue_t::parse(reply.substr(0, reply.find('\n')));
+    }
     static std::string ask(const File_t& peer, const std::string& line) {
         peer.send(line + "\n");
         return peer.receive([](const std::string& all) {
@@ -146,11 +160,8 @@ TEST_F(Encsim, ServesSeveralConnectionsWithManyCommandsEachWhateverOneOfThemDoes
     EXPECT_EQ(ask(first, "heat 500"), "ok\n");
     EXPECT_EQ(ask(second, "ambient 30"), "ok\n");
     EXPECT_EQ(ask(first, "toast"), "error: unknown command \"toast\"; \"help\" lists the commands\n");
-    const std::string reply = ask(second, "show --json");
-    ASSERT_TRUE(reply.ends_with("\nok\n")) << reply;
-    const JsonValue_t world = JsonValue_t::parse(reply.substr(0, reply.find('\n')));
-    EXPECT_EQ(world["heatWatts"], 500.0);
-    EXPECT_EQ(world["ambientCelsius"], 30.0);
+    EXPECT_EQ(world(second)["heatWatts"], 500.0);
+    EXPECT_EQ(world(second)["ambientCelsius"], 30.0);
     first.send("freeze\nthaw\nhe");
     first.send("at 1\n");
     EXPECT_EQ(first.receive([](const std::string& all) { return all.size() >= 9; }), "ok\nok\nok\n");
@@ -223,9 +234,8 @@ TEST_F(Encsim, SendGivesARunningSimulatorOneCommand) {
     const auto send = [this](const std::string& line) {
         return run(programCommand("encsim", {"--control", commands, "--send", line}), PATIENCE);
     };
-    const RunResult_t nobody = send("show");
-    EXPECT_EQ(nobody.ending.exitCode, 1);
-    EXPECT_EQ(nobody.err, "encsim: no simulator answers at " + commands.string() + ": No such file or directory\n");
+    EXPECT_EQ(refusal(programCommand("encsim", {"--control", commands, "--send", "show"})),
+              "no simulator answers at " + commands.string() + ": No such file or directory");
 
     const auto encsim = start();
     const RunResult_t done = send("heat 400");
@@ -248,8 +258,7 @@ TEST_F(Encsim, TimePassesAtTheGivenSpeed) {
     const auto end = std::chrono::steady_clock::now() + PATIENCE;
     double rpm = 9000;
     while (rpm > 10 && std::chrono::steady_clock::now() < end) {
-        const std::string reply = ask(peer, "show --json");
-        rpm = JsonValue_t::parse(reply.substr(0, reply.find('\n')))["fans"][0]["rpm"].number();
+        rpm = world(peer)["fans"][0]["rpm"].number();
         std::this_thread::sleep_for(Milliseconds_t(20));
     }
     EXPECT_LE(rpm, 10);
@@ -287,39 +296,30 @@ TEST_F(Encsim, ReplacesWhatADeadSimulatorLeft) {
 
 TEST_F(Encsim, LeavesALivingSimulatorAlone) {
     const auto encsim = start();
-    const RunResult_t second = run(programCommand("encsim", {"--chassis", "quadra", "--link", link}), PATIENCE);
-    EXPECT_EQ(second.ending.exitCode, 1);
-    EXPECT_EQ(second.err, "encsim: another simulator serves " + link.string() + "; stop it or give another --link\n");
+    EXPECT_EQ(refusal(programCommand("encsim", {"--chassis", "quadra", "--link", link})),
+              "another simulator serves " + link.string() + "; stop it or give another --link");
     const std::string other = directory / "other";
-    const RunResult_t third =
-        run(programCommand("encsim", {"--chassis", "quadra", "--link", other, "--control", commands}), PATIENCE);
-    EXPECT_EQ(third.ending.exitCode, 1);
-    EXPECT_EQ(third.err,
-              "encsim: another process serves " + commands.string() + "; stop it or give another --control\n");
+    EXPECT_EQ(refusal(programCommand("encsim", {"--chassis", "quadra", "--link", other, "--control", commands})),
+              "another process serves " + commands.string() + "; stop it or give another --control");
     EXPECT_FALSE(std::filesystem::is_symlink(std::filesystem::symlink_status(other)));
     EXPECT_EQ(exchange(openLine(), "52 41 98 01", 2), "41 3f");
     EXPECT_EQ(ask(connectToCommands(), "freeze"), "ok\n");
 }
 
 TEST_F(Encsim, LeavesForeignFilesAlone) {
+    const std::string inTheWay =
+        link.string() + " exists and is not a simulator's link; remove it or give another --link";
     std::ofstream(link) << "precious";
-    const RunResult_t file = run(command(), PATIENCE);
-    EXPECT_EQ(file.ending.exitCode, 1);
-    EXPECT_EQ(file.err,
-              "encsim: " + link.string() + " exists and is not a simulator's link; remove it or give another --link\n");
+    EXPECT_EQ(refusal(command()), inTheWay);
     EXPECT_EQ(std::filesystem::file_size(link), 8u);
     std::filesystem::remove(link);
-
     std::filesystem::create_symlink("/dev/null", link);
-    EXPECT_EQ(run(command(), PATIENCE).ending.exitCode, 1);
+    EXPECT_EQ(refusal(command()), inTheWay);
     EXPECT_EQ(std::filesystem::read_symlink(link), "/dev/null");
     std::filesystem::remove(link);
-
     std::ofstream(commands) << "precious";
-    const RunResult_t socket = run(command(), PATIENCE);
-    EXPECT_EQ(socket.ending.exitCode, 1);
-    EXPECT_EQ(socket.err,
-              "encsim: cannot listen at " + commands.string() + ": Address already in use; give another --control\n");
+    EXPECT_EQ(refusal(command()),
+              "cannot listen at " + commands.string() + ": Address already in use; give another --control");
     EXPECT_EQ(std::filesystem::file_size(commands), 8u);
     EXPECT_FALSE(linkExists());
 }
@@ -336,11 +336,7 @@ TEST_F(Encsim, BadOptionsAreOneLineOnStandardError) {
         {"--chassis", "vsc055", "--link", link, "--control", std::string(200, 'x')},
     };
     for (const std::vector<std::string>& arguments : rows) {
-        const RunResult_t result = run(programCommand("encsim", arguments), PATIENCE);
-        EXPECT_NE(result.ending.exitCode, 0);
-        EXPECT_TRUE(result.err.starts_with("encsim: ")) << result.err;
-        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-        EXPECT_EQ(result.out, "");
+        EXPECT_NE(refusal(programCommand("encsim", arguments)), "");
     }
     EXPECT_FALSE(linkExists());
 }
