@@ -1,30 +1,34 @@
-/** The configuration reader on a block of its own, with what it reports. */
+/** The configuration reader on a block of its own: what it reports, and what it stores. */
 #pragma once
 
-#include <array>
-#include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "nonxml_private.h"
 
 namespace nonxmltest {
 
-/** 744 bytes of the block and the four that the index behind the last array reaches, read from `text`. */
-struct Result_t {
-    std::vector<std::uint8_t> block = std::vector<std::uint8_t>(748);
-    std::string err;
+/**
+ * What `action` does to a block that is full of `filler`: its reports, and then each run of bytes that are no longer
+ * `filler`, "40:c0a80102" for those from offset 40 on, "120:4131(00x62)" with 62 zeros. Integers are shown in network
+ * order, the one behind the last array too.
+ */
+std::string outcomeOf(const std::function<void(U8_t* block)>& action, U8_t filler = 0xEE);
 
-    [[nodiscard]] std::uint32_t word(std::size_t offset) const;
-    [[nodiscard]] std::uint16_t half(std::size_t offset) const;
-    [[nodiscard]] std::string text(std::size_t offset, std::size_t size) const;
+/** Of reading `text`. */
+std::string read(const std::string& text, U8_t filler = 0xEE);
 
-    /** Whether all bytes outside offset..offset+size-1 are zero. */
-    [[nodiscard]] bool zeroOutside(std::size_t offset, std::size_t size) const;
-};
+/** Of carrying out one entry. */
+std::string store(const NonXML_s& tag, const char* value);
 
-/** What reading `text` into a zeroed block gives. */
-Result_t read(const std::string& text);
+/** Texts, or one key's values, and the outcome of reading each. */
+using Outcomes_t = std::vector<std::pair<std::string, std::string>>;
+void expectOutcomes(const std::string& key, const Outcomes_t& outcomes);
 
-/** What reading `text` into a block full of `filler` gives. */
-Result_t readOver(std::uint8_t filler, const std::string& text);
+inline const std::string UNKNOWN_FLAG = "+++ Warning: Unrecognized flag in configuration file: ";
+inline const std::string UNKNOWN_KEY = "+++ Warning: Unrecognized option in configuration file: ";
+inline const std::string UNKNOWN_NAME = "+++ Warning: Unrecognized enumeration in configuration file - ";
 
 } // namespace nonxmltest
