@@ -1,12 +1,10 @@
 /** Transfers over the serial I2C bridge, against a scripted far end. */
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <numeric>
 
 #include <gtest/gtest.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include "platform.h"
@@ -83,18 +81,6 @@ TEST(BridgeReply, MayComeInPieces) {
     EXPECT_EQ(read_i2c_data(peer.line(), 0x63, 0x20, data.data(), 4), 4);
     EXPECT_EQ(data, (Bytes_t{0x11, 0x22, 0x33, 0x44}));
     EXPECT_EQ(writeByte(peer.line()), 1);
-}
-
-TEST(BridgeReply, IsAwaitedThroughSignals) {
-    struct sigaction action {};
-    action.sa_handler = [](int) {}; // without SA_RESTART: every wait is cut short
-    ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
-    const itimerval every10Ms{{0, 10000}, {0, 10000}};
-    ASSERT_EQ(setitimer(ITIMER_REAL, &every10Ms, nullptr), 0);
-    ScriptedPeer_t peer({{4, {{150, {0x41}}, {50, {0x77}}}}});
-    EXPECT_EQ(readByte(peer.line()), 0x77);
-    const itimerval off{};
-    setitimer(ITIMER_REAL, &off, nullptr);
 }
 
 TEST(BridgeFailure, ARefusalFailsTheTransferAtOnceAndTheNextOneIsGood) {

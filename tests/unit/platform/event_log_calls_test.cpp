@@ -25,49 +25,35 @@ protected:
     }
     ~EventLogCalls() override { calls::write.answer = nullptr; }
 
-    void logOne() { altEventLogM(SMALL.get(), &params); }
-
     /** Answers the writes that do not go to standard error. */
     std::function<ssize_t(int callNumber, int fd, const void* bytes, std::size_t count)> toFile;
     int writes = 0;
     std::string onStandardError;
 };
 
-TEST_F(EventLogCalls, WriteThatTookAPartAndOneThatASignalStoppedAreGoneOnWith) {
-    toFile = [](int callNumber, int fd, const void* bytes, std::size_t count) -> ssize_t {
-        if (callNumber == 2) {
-            errno = EINTR;
-            return -1;
-        }
-        return calls::write.real(fd, bytes, callNumber == 1 ? 20 : count);
+/** The first write takes 20 bytes, the second fails, and all others are made. */
+auto aPartThen(int error) {
+    return [error](int callNumber, int fd, const void* bytes, std::size_t count) -> ssize_t {
+        errno = error;
+        return callNumber == 2 ? -1 : calls::write.real(fd, bytes, callNumber == 1 ? 20 : count);
     };
-    logOne();
+}
+
+TEST_F(EventLogCalls, WriteThatTookAPartAndOneThatASignalStoppedAreGoneOnWith) {
+    toFile = aPartThen(EINTR);
+    add(SMALL);
     EXPECT_EQ(writes, 3);
     EXPECT_EQ(log(), SMALL_LINE);
     EXPECT_EQ(onStandardError, "");
 }
 
-TEST_F(EventLogCalls, WriteThatFailsAfterAPartSendsTheWholeLineToStandardError) {
-    toFile = [](int callNumber, int, const void*, std::size_t) -> ssize_t {
-        errno = ENOSPC;
-        return callNumber == 1 ? 20 : -1;
-    };
-    logOne();
+TEST_F(EventLogCalls, WriteThatFailsAfterAPartSendsTheWholeLineToStandardErrorAndTheLogGoesOnWithAWholeLine) {
+    toFile = aPartThen(ENOSPC);
+    add(SMALL);
     EXPECT_EQ(writes, 2);
     EXPECT_EQ(withoutTime(onStandardError), SMALL_LINE);
-}
-
-TEST_F(EventLogCalls, AfterAFullDiskTheLogGoesOnWithAWholeLine) {
-    toFile = [](int callNumber, int fd, const void* bytes, std::size_t count) -> ssize_t {
-        if (callNumber == 2) {
-            errno = ENOSPC;
-            return -1;
-        }
-        return calls::write.real(fd, bytes, callNumber == 1 ? 20 : count);
-    };
-    logOne();
-    EXPECT_EQ(std::filesystem::file_size(folder.path("altevents.jsonl")), 0U) << "the piece has been taken back";
-    logOne();
+    EXPECT_EQ(std::filesystem::file_size(file), 0U) << "the piece has been taken back";
+    add(SMALL);
     EXPECT_EQ(log(), SMALL_LINE);
 }
 
@@ -76,7 +62,7 @@ TEST_F(EventLogCalls, WriteThatTakesNothingIsNotRepeated) {
         errno = EINTR; // of an earlier call: it says nothing about this one
         return callNumber == 1 ? 0 : static_cast<ssize_t>(count);
     };
-    logOne();
+    add(SMALL);
     EXPECT_EQ(writes, 1);
     EXPECT_EQ(withoutTime(onStandardError), SMALL_LINE);
 }

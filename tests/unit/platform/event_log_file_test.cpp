@@ -23,14 +23,13 @@ TEST_F(EventLog, TakesADirectoryNameThatFillsItsFieldWithoutATerminator) {
     ASSERT_TRUE(fs::create_directory(inner));
     useDirectory(inner);
     params.portConfig[0] = 'x'; // the byte after the name is not zero
-    altEventLogM(SMALL.get(), &params);
+    add(SMALL);
     EXPECT_EQ(withoutTime(testsupport::readFile(inner + "/altevents.jsonl")), SMALL_LINE);
 }
 
 TEST_F(EventLog, WithoutAFileTheLineGoesToStandardErrorAndNothingElseIsTakenForIt) {
-    const fs::path file = directory / "altevents.jsonl";
     const auto expectRefused = [&](const char* why) {
-        EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), SMALL_LINE) << why;
+        EXPECT_EQ(standardErrorOf([&] { add(SMALL); }), SMALL_LINE) << why;
         fs::remove(file);
     };
     EXPECT_EQ(standardErrorOf([] { altEventLogM(SMALL.get(), nullptr); }), SMALL_LINE);
@@ -55,41 +54,40 @@ TEST_F(EventLog, WithoutAFileTheLineGoesToStandardErrorAndNothingElseIsTakenForI
 
 TEST_F(EventLog, IsNotReadableForEverybody) {
     const mode_t before = umask(0);
-    altEventLogM(SMALL.get(), &params);
+    add(SMALL);
     umask(before);
-    EXPECT_EQ(fs::status(directory / "altevents.jsonl").permissions(), fs::perms{0640});
-    fs::permissions(directory / "altevents.jsonl", fs::perms{0644});
-    altEventLogM(SMALL.get(), &params);
-    EXPECT_EQ(fs::status(directory / "altevents.jsonl").permissions(), fs::perms{0640});
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms{0640});
+    fs::permissions(file, fs::perms{0644});
+    add(SMALL);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms{0640});
 }
 
 TEST_F(EventLog, BehindAPieceOfALineTheNextBeginsOnALineOfItsOwn) {
-    std::ofstream(directory / "altevents.jsonl") << "{\"tim";
-    altEventLogM(SMALL.get(), &params);
-    altEventLogM(SMALL.get(), &params);
+    std::ofstream(file) << "{\"tim";
+    add(SMALL);
+    add(SMALL);
     EXPECT_EQ(log(), std::string("{\"tim\n") + SMALL_LINE + SMALL_LINE);
-    fs::resize_file(directory / "altevents.jsonl", 0);
-    altEventLogM(SMALL.get(), &params);
+    fs::resize_file(file, 0);
+    add(SMALL);
     EXPECT_EQ(log(), SMALL_LINE);
 }
 
 TEST_F(EventLog, IsTurnedOverBeforeItGrowsBeyond4MiBAndKeepsFiveOlderOnes) {
     constexpr std::size_t LIMIT = 4194304;
-    const fs::path file = directory / "altevents.jsonl";
-    altEventLogM(SMALL.get(), &params);
+    add(SMALL);
     const std::uintmax_t line = fs::file_size(file);
     for (const char turn : std::string("abcdefg")) {
         fillLog(static_cast<std::size_t>(LIMIT - line), turn);
-        altEventLogM(SMALL.get(), &params);
+        add(SMALL);
         EXPECT_EQ(fs::file_size(file), LIMIT) << "what just fits";
-        altEventLogM(SMALL.get(), &params);
+        add(SMALL);
         EXPECT_EQ(fs::file_size(file), line);
     }
     std::string firsts;
-    for (const char* name :
-         {"altevents.jsonl.1", "altevents.jsonl.2", "altevents.jsonl.3", "altevents.jsonl.4", "altevents.jsonl.5"}) {
-        EXPECT_EQ(fs::file_size(directory / name), LIMIT) << name;
-        firsts += static_cast<char>(std::ifstream(directory / name).get());
+    for (const char number : std::string("12345")) {
+        const std::string older = file.string() + "." + number;
+        EXPECT_EQ(fs::file_size(older), LIMIT) << older;
+        firsts += static_cast<char>(std::ifstream(older).get());
     }
     EXPECT_EQ(firsts, "gfedc");
     EXPECT_FALSE(fs::exists(directory / "altevents.jsonl.6"));
@@ -102,7 +100,7 @@ TEST_F(EventLog, NoLineOfSeveralProcessesIsLostWhenTheLogIsTurnedOver) {
     for (int process = 0; process < 3; ++process) {
         children.push_back(std::make_unique<Child_t>([&] {
             for (int i = 0; i < 15; ++i) {
-                altEventLogM(Record_t(static_cast<U16_t>(process * 100 + i), 33, 1, 3, 1, body).get(), &params);
+                add(Record_t(static_cast<U16_t>(process * 100 + i), 33, 1, 3, 1, body));
             }
         }));
     }
@@ -110,8 +108,8 @@ TEST_F(EventLog, NoLineOfSeveralProcessesIsLostWhenTheLogIsTurnedOver) {
         ASSERT_EQ(child->wait().exitCode, 0);
     }
     std::map<std::string, int> ids;
-    for (const auto& file : fs::directory_iterator(directory)) {
-        std::istringstream text(testsupport::readFile(file.path()));
+    for (const auto& one : fs::directory_iterator(directory)) {
+        std::istringstream text(testsupport::readFile(one.path()));
         for (std::string line; std::getline(text, line);) {
             if (const std::size_t id = line.find("evId"); id != std::string::npos) {
                 ++ids[line.substr(id, 12)];
@@ -126,7 +124,7 @@ TEST_F(EventLog, LeavesNoDescriptorOpen) {
     const int before = dup(STDERR_FILENO);
     close(before);
     for (int i = 0; i < 10; ++i) {
-        altEventLogM(SMALL.get(), &params);
+        add(SMALL);
     }
     const int after = dup(STDERR_FILENO);
     close(after);

@@ -4,32 +4,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-namespace {
-
-/** Sends standard error to a file while it lives. */
-class StandardErrorToFile_t {
-public:
-    explicit StandardErrorToFile_t(const std::string& file) : saved_(dup(STDERR_FILENO)) {
-        const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        dup2(fd, STDERR_FILENO);
-        close(fd);
-    }
-    ~StandardErrorToFile_t() {
-        dup2(saved_, STDERR_FILENO);
-        close(saved_);
-    }
-    StandardErrorToFile_t(const StandardErrorToFile_t&) = delete;
-    StandardErrorToFile_t& operator=(const StandardErrorToFile_t&) = delete;
-
-private:
-    int saved_;
-};
-
-} // namespace
-
 Record_t::Record_t(U16_t id, U8_t source, U8_t type, U8_t category, U8_t version, const std::vector<U8_t>& body)
     : bytes(152 + body.size(), 0xEE) {
     bytes[144] = static_cast<U8_t>(body.size() >> 8);
@@ -50,11 +24,9 @@ void EventLog::useDirectory(const std::string& name) {
 }
 
 std::string EventLog::standardErrorOf(const std::function<void()>& action) const {
-    {
-        const StandardErrorToFile_t capture(folder.path("stderr"));
-        action();
-    }
-    return withoutTime(folder.read("stderr"));
+    testing::internal::CaptureStderr();
+    action();
+    return withoutTime(testing::internal::GetCapturedStderr());
 }
 
 std::string EventLog::withoutTime(std::string text) const {

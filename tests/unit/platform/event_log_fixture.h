@@ -30,13 +30,13 @@ protected:
 
     void useDirectory(const std::string& name);
 
+    void add(const Record_t& record) { altEventLogM(record.get(), &params); }
+
     /** The log's text, "T" for each line's time. */
     [[nodiscard]] std::string log() const { return withoutTime(folder.read("altevents.jsonl")); }
 
     /** Makes the log one line of `size` bytes. */
-    void fillLog(std::size_t size, char with) const {
-        std::ofstream(directory / "altevents.jsonl") << std::string(size - 1, with) << '\n';
-    }
+    void fillLog(std::size_t size, char with) const { std::ofstream(file) << std::string(size - 1, with) << '\n'; }
 
     /** What `action` writes to standard error, "T" for each line's time. */
     [[nodiscard]] std::string standardErrorOf(const std::function<void()>& action) const;
@@ -46,6 +46,7 @@ protected:
 
     const testsupport::Folder_t folder;
     const std::filesystem::path directory = folder.path();
+    const std::filesystem::path file = directory / "altevents.jsonl";
     MPU_PARAMS_t params{};
     const time_t start = time(nullptr);
 };

@@ -27,10 +27,10 @@ TEST_F(EventLog, AppendsOneObjectALineInTheOrderTheyComeWithTheLeastAndTheGreate
     std::vector<U8_t> everyByte(256);
     std::iota(everyByte.begin(), everyByte.end(), U8_t{0});
     const std::vector<U8_t> longest(65535, 0x9F);
-    altEventLogM(SMALL.get(), &params);
-    altEventLogM(Record_t(3, 33, 3, 3, 1, everyByte).get(), &params);
-    altEventLogM(Record_t(0, 0, 0, 0, 0, {}).get(), &params);
-    altEventLogM(Record_t(65535, 255, 255, 255, 255, longest).get(), &params);
+    add(SMALL);
+    add(Record_t(3, 33, 3, 3, 1, everyByte));
+    add(Record_t(0, 0, 0, 0, 0, {}));
+    add(Record_t(65535, 255, 255, 255, 255, longest));
     EXPECT_EQ(log(), SMALL_LINE + lineOf("3", "33", "3", "3", "1", everyByte) + lineOf("0", "0", "0", "0", "0", {}) +
                          lineOf("65535", "255", "255", "255", "255", longest));
 }
@@ -39,7 +39,7 @@ TEST_F(EventLog, KeepsLinesWholeWhereTheBufferChanges) {
     std::string expected;
     for (std::size_t length : {4063U, 4064U, 4065U}) {
         const std::vector<U8_t> body(length, 0x11);
-        altEventLogM(Record_t(4, 33, 3, 3, 1, body).get(), &params);
+        add(Record_t(4, 33, 3, 3, 1, body));
         expected += lineOf("4", "33", "3", "3", "1", body);
     }
     EXPECT_EQ(log(), expected);
@@ -54,29 +54,29 @@ TEST_F(EventLog, TakesARecordAtAnyAddress) {
 
 TEST_F(EventLog, ACriticalErrorIsOneReadableLineInTheJournal) {
     std::vector<U8_t> body(196, 0);
-    const std::string file = "esainit.cpp";
+    const std::string source = "esainit.cpp";
     const std::string function(64, 'f');
     const std::string message = "Linux connect function fails for MSM/ESA socket!";
-    std::copy(file.begin(), file.end(), body.begin());
+    std::copy(source.begin(), source.end(), body.begin());
     std::copy(function.begin(), function.end(), body.begin() + 64);
     body[131] = 88;
     std::copy(message.begin(), message.end(), body.begin() + 132);
     const Record_t error(1, 33, 3, 3, 1, body);
     unsetenv("JOURNAL_STREAM");
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(error.get(), &params); }), "");
+    EXPECT_EQ(standardErrorOf([&] { add(error); }), "");
     setenv("JOURNAL_STREAM", "8:1234", 1);
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(error.get(), &params); }),
+    EXPECT_EQ(standardErrorOf([&] { add(error); }),
               "\nesa: critical error in " + function +
                   " (esainit.cpp:88): Linux connect function fails for MSM/ESA socket!\n");
     EXPECT_EQ(standardErrorOf([&] {
-                  altEventLogM(SMALL.get(), &params);
-                  altEventLogM(Record_t(2, 33, 3, 3, 1, body).get(), &params);
-                  altEventLogM(Record_t(1, 23, 3, 3, 1, body).get(), &params);
-                  altEventLogM(Record_t(1, 33, 3, 3, 1, {}).get(), &params);
+                  add(SMALL);
+                  add(Record_t(2, 33, 3, 3, 1, body));
+                  add(Record_t(1, 23, 3, 3, 1, body));
+                  add(Record_t(1, 33, 3, 3, 1, {}));
               }),
               "");
     useDirectory((directory / "missing").string());
-    EXPECT_EQ(standardErrorOf([&] { altEventLogM(SMALL.get(), &params); }), std::string("\n") + SMALL_LINE)
+    EXPECT_EQ(standardErrorOf([&] { add(SMALL); }), std::string("\n") + SMALL_LINE)
         << "a record that is not kept in the file begins a line of its own";
     unsetenv("JOURNAL_STREAM");
 }
@@ -85,7 +85,7 @@ TEST_F(EventLog, LeavesTheCallersErrnoAlone) {
     useDirectory((directory / "missing").string());
     (void)standardErrorOf([&] {
         errno = EMLINK;
-        altEventLogM(SMALL.get(), &params);
+        add(SMALL);
         EXPECT_EQ(errno, EMLINK);
     });
 }
@@ -125,7 +125,7 @@ TEST_F(EventLog, LinesOfSeveralProcessesStayWhole) {
         bodies.emplace_back(length, static_cast<U8_t>(0x11 * (bodies.size() + 1)));
         children.push_back(std::make_unique<Child_t>([&] {
             for (int i = 0; i < 60; ++i) {
-                altEventLogM(Record_t(7, 33, 1, 3, 1, bodies.back()).get(), &params);
+                add(Record_t(7, 33, 1, 3, 1, bodies.back()));
             }
         }));
     }

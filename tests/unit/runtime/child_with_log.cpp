@@ -2,9 +2,12 @@
 
 #include <array>
 #include <cerrno>
+#include <csetjmp>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "calls.h"
@@ -55,7 +58,7 @@ std::optional<LoggedEvent_t> parseEvent(const std::string& bytes) {
     calls::exitIsExpected = true;
     what();
     (void)std::fflush(nullptr);
-    _exit(99);
+    _exit(testing::Test::HasFailure() ? 1 : 99);
 }
 
 } // namespace
@@ -91,6 +94,21 @@ std::function<ssize_t(const char*, char*, std::size_t)> zoneLinkTo(const std::st
     };
 }
 
+void surviveAbort(const std::function<void()>& action) {
+    static sigjmp_buf pastTheAbort;
+    (void)std::signal(SIGABRT, [](int) { siglongjmp(pastTheAbort, 1); });
+    if (sigsetjmp(pastTheAbort, 1) == 0) {
+        action();
+    }
+    (void)std::signal(SIGABRT, SIG_DFL);
+}
+
+std::string errorsOf(const std::function<void()>& action) {
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+}
+
 ChildResult_t runInChild(const std::function<void()>& what, bool eventHasMessage) {
     messageBefore = eventHasMessage;
     std::FILE* out = std::tmpfile();
@@ -105,6 +123,7 @@ ChildResult_t runInChild(const std::function<void()>& what, bool eventHasMessage
     result.signal = ending.signal;
     result.out = contents(out);
     result.err = withoutEmulatorsLine(contents(err));
+    EXPECT_NE(result.exitStatus, 1) << result.out;
     result.event = parseEvent(contents(eventFile));
     eventFile = nullptr;
     return result;

@@ -24,9 +24,23 @@ struct ChildResult_t {
     std::optional<LoggedEvent_t> event; /**< the last one */
 };
 
+/** Does `action`, which aborts, and returns all the same. */
+void surviveAbort(const std::function<void()>& action);
+
+/** What `action` writes to standard error. */
+std::string errorsOf(const std::function<void()>& action);
+
 /** Answers of readlink() when /etc/localtime is a link to what `target` is then; there is no link when that is empty.
  */
 std::function<ssize_t(const char*, char*, std::size_t)> zoneLinkTo(const std::string& target);
 
-/** Runs `what` in a child process, which ends with status 99 if `what` returns. `eventHasMessage`: see LoggedEvent. */
+/**
+ * Runs `what` in a child process, which ends with status 99 if `what` returns and shows the status of exit() on
+ * standard error. `eventHasMessage`: see LoggedEvent.
+ */
 ChildResult_t runInChild(const std::function<void()>& what, bool eventHasMessage = false);
+
+/** What a process that does `action` leaves on standard error, its exit status behind it. */
+inline std::string endOf(const std::function<void()>& action) {
+    return runInChild(action).err;
+}

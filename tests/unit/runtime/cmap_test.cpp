@@ -8,13 +8,12 @@
 #include <unistd.h>
 
 #include "calls.h"
+#include "child_with_log.h"
 #include "mpu_gbl.h"
 #include "segment.h"
 
 using segments::Asked_t;
 using segments::attachedSegments;
-using segments::endOf;
-using segments::errorsOf;
 using segments::keyText;
 
 namespace {
@@ -35,7 +34,7 @@ protected:
 
 } // namespace
 
-TEST_F(CmapParams, ANewBlockHas52BytesAndVersion1) {
+TEST_F(CmapParams, ANewBlockHas52BytesAndVersion1AndReplacesAnOlderOne) {
     EXPECT_EQ(create(), "");
     ASSERT_NE(block, nullptr);
     EXPECT_EQ(block->version, 1U);
@@ -43,6 +42,13 @@ TEST_F(CmapParams, ANewBlockHas52BytesAndVersion1) {
     EXPECT_EQ(shmid, segmentNow());
     EXPECT_EQ(stateNow().shm_segsz, 52U);
     EXPECT_EQ(stateNow().shm_perm.mode & 0777, 0666);
+    const int older = shmid;
+    block->version = 2;
+    EXPECT_EQ(create(), "CMAP shared memory segment already existed.\n"
+                        "It has successfully been removed and recreated.\n\n");
+    ASSERT_NE(block, nullptr);
+    EXPECT_NE(shmid, older);
+    EXPECT_EQ(block->version, 1U);
 }
 
 TEST_F(CmapParams, AnotherProcessUsesTheSemaphoreAndTheMutex) {
@@ -78,31 +84,19 @@ TEST_F(CmapParams, GettingTheBlockIsNoMatterOfItsVersion) {
     EXPECT_EQ(MPU_getCmapParams(key)->version, 9U);
 }
 
-TEST_F(CmapParams, AKeyWithoutASegmentIsReported) {
+TEST_F(CmapParams, AKeyWithoutASegmentOrWithOneThatCannotBeAttachedIsReported) {
+    const std::string missing = "Error opening the CMAP shared memory area.\n   No such file or directory\n";
     const Asked_t asked;
-    EXPECT_EQ(get(), "Error opening the CMAP shared memory area.\n   No such file or directory\n");
+    EXPECT_EQ(get(), missing);
     EXPECT_EQ(asked.size, 52U);
     EXPECT_EQ(asked.flags, 0666);
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(shmid, -1);
-    EXPECT_EQ(errorsOf([&] { block = MPU_getCmapParams(key); }),
-              "Error opening the CMAP shared memory area.\n   No such file or directory\n");
-}
-
-TEST_F(CmapParams, ASegmentThatCannotBeAttachedIsReported) {
+    EXPECT_EQ(errorsOf([&] { block = MPU_getCmapParams(key); }), missing);
     (void)makeSegment(52, 0);
     calls::shmat.failWith(EACCES);
     EXPECT_EQ(get(), "Error mapping the CMAP shared memory area to virtual memory.\n   Permission denied\n");
     EXPECT_EQ(block, nullptr);
-}
-
-TEST_F(CmapParams, AnOlderSegmentIsReplaced) {
-    const int older = makeSegment(52, 0xEE);
-    EXPECT_EQ(create(), "CMAP shared memory segment already existed.\n"
-                        "It has successfully been removed and recreated.\n\n");
-    ASSERT_NE(block, nullptr);
-    EXPECT_NE(shmid, older);
-    EXPECT_EQ(block->version, 1U);
 }
 
 TEST_F(CmapParams, ASegmentThatCannotBeTakenOrRemovedStays) {
@@ -171,26 +165,18 @@ TEST_F(CmapParams, ADetachedBlockIsStillThere) {
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(CmapParams, AMutexThatCannotBeMadeEndsTheProcess) {
+TEST_F(CmapParams, WhatCannotBeMadeOrIsInUseOrDestroyedAlreadyEndsTheProcess) {
     calls::pthread_mutex_init.failWith(ENOMEM);
     EXPECT_EQ(endOf([&] { (void)MPU_createCmapParams(&shmid, key); }),
               "MPU_BUGCHECK() encountered: Cannot allocate memory\n: mpuMutex_Init(): init failure.\nexit(0x40000004)");
     calls::pthread_mutex_init.failWith(0);
-}
-
-TEST_F(CmapParams, ASemaphoreThatIsDestroyedAlreadyEndsTheProcess) {
-    (void)create();
-    ASSERT_NE(block, nullptr);
-    block->semaphore.count = 0xFFFFFFFF;
-    EXPECT_EQ(endOf([&] { (void)MPU_deleteCmapParams(shmid); }),
-              "MPU_BUGCHECK() encountered: Invalid argument\n: mpuSemaphore_Done(): done failure.\nexit(0x40000009)");
-}
-
-TEST_F(CmapParams, AMutexThatIsHeldEndsTheProcess) {
     (void)create();
     ASSERT_NE(block, nullptr);
     mpuMutex_Get(MPU_cmapMutex(block));
     EXPECT_EQ(
         endOf([&] { (void)MPU_deleteCmapParams(shmid); }),
         "MPU_BUGCHECK() encountered: Device or resource busy\n: mpuMutex_Done(): done failure.\nexit(0x40000005)");
+    EXPECT_EQ(block->semaphore.count, 0xFFFFFFFFU);
+    EXPECT_EQ(endOf([&] { (void)MPU_deleteCmapParams(shmid); }),
+              "MPU_BUGCHECK() encountered: Invalid argument\n: mpuSemaphore_Done(): done failure.\nexit(0x40000009)");
 }

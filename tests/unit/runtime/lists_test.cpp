@@ -200,17 +200,11 @@ TEST(SafeLists, SeveralThreadsLoseNoElement) {
     for (int t = 0; t < threads; ++t) {
         workers.emplace_back([&, t] {
             for (int i = 0; i < rounds; ++i) {
-                LIST_t* from = (i % 2 == 0) ? &full : &done;
-                LIST_t* to = (i % 2 == 0) ? &done : &full;
-                LIST_t* element =
-                    (t % 2 == 0) ? MPU_remove_from_list_head_safe(from) : MPU_remove_from_list_tail_safe(from);
-                if (element == nullptr) {
-                    continue;
-                }
-                if (i % 3 == 0) {
-                    MPU_insert_on_list_head_safe(to, element);
-                } else {
-                    MPU_insert_on_list_tail_safe(to, element);
+                LIST_t* from = i % 2 == 0 ? &full : &done;
+                LIST_t* to = i % 2 == 0 ? &done : &full;
+                LIST_t* element = (t % 2 == 0 ? MPU_remove_from_list_head_safe : MPU_remove_from_list_tail_safe)(from);
+                if (element != nullptr) {
+                    (i % 3 == 0 ? MPU_insert_on_list_head_safe : MPU_insert_on_list_tail_safe)(to, element);
                 }
             }
         });

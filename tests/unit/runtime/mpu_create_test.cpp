@@ -9,12 +9,12 @@
 #include <unistd.h>
 
 #include "calls.h"
+#include "child_with_log.h"
 #include "mpu_gbl.h"
 #include "nonxml.h"
 #include "segment.h"
 
 using segments::attachedSegments;
-using segments::errorsOf;
 using segments::keyText;
 
 namespace {
@@ -44,87 +44,58 @@ std::ptrdiff_t openDescriptors() {
 
 } // namespace
 
-TEST_F(CreateMpuParams, FromATextFile) {
+TEST_F(CreateMpuParams, FromATextFileWhichGoesBeforeTheImage) {
     useText("Version = 15\nChassisType = QUADRA\nMmsgDirectory = /var/mmsg\nCacheValid\n");
-    EXPECT_EQ(create(), "");
-    ASSERT_NE(block, nullptr);
+    setenv("CONFIG_FILE", (folder + "/none.bin").c_str(), 1);
+    expectBlock();
     EXPECT_EQ(block->version, 15U);
     EXPECT_EQ(block->chassisType, 3);
     EXPECT_STREQ(block->mmsgDirectory, "/var/mmsg");
     EXPECT_EQ(block->flags, 0x10U);
-    EXPECT_EQ(shmid, segmentNow());
     const struct shmid_ds state = stateNow();
     EXPECT_EQ(state.shm_segsz, 744U);
     EXPECT_EQ(state.shm_perm.mode & 0777, 0600);
     EXPECT_EQ(state.shm_nattch, 1U);
 }
 
-TEST_F(CreateMpuParams, ATextFileMayLeaveTheVersionOut) {
-    useText("Slot = 1\n");
-    EXPECT_EQ(create(), "");
-    ASSERT_NE(block, nullptr);
-    EXPECT_EQ(block->version, 0U);
-}
-
 TEST_F(CreateMpuParams, WhatALineOfTheTextFileLacksIsReportedAndTheRestIsReadAndSeenByOthers) {
-    useText("Version = 15\nBanana\nSlot = 2\n");
-    EXPECT_EQ(create(), "+++ Warning: Unrecognized flag in configuration file: Banana\n");
+    useText("Version = 15\nBanana\nSlot = 2\nAdapter = 2-3/4\n");
+    expectBlock("+++ Warning: Unrecognized flag in configuration file: Banana\n");
     const MPU_PARAMS_t* const attached = MPU_getMpuParams(key);
     ASSERT_NE(attached, nullptr);
     EXPECT_NE(attached, block);
     EXPECT_EQ(attached->slotId, 2U);
-}
-
-TEST_F(CreateMpuParams, TheIndexBehindTheLastArrayStaysInTheSegmentsPage) {
-    useText("Version = 15\nAdapter = 2-3/4\n");
-    EXPECT_EQ(create(), "");
-    ASSERT_NE(block, nullptr);
     U32_t behind = 0;
     std::memcpy(&behind, reinterpret_cast<const U8_t*>(block) + 744, sizeof(behind));
-    EXPECT_EQ(behind, 0x00030004U);
+    EXPECT_EQ(behind, 0x00030004U) << "the index behind the last array stays in the segment's page";
 }
 
 TEST_F(CreateMpuParams, ATextFileThatIsMissingLeavesAnOlderSegmentAlone) {
     setenv("NONXML_FILE", (folder + "/none.conf").c_str(), 1);
-    EXPECT_EQ(create(), "Error: Unable to open " + folder + "/none.conf.\n       No such file or directory\n");
-    expectNothingLeft();
+    expectFailure("Error: Unable to open " + folder + "/none.conf.\n       No such file or directory\n");
     const int older = makeSegment(744, 0xEE);
     (void)create();
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(segmentNow(), older);
 }
 
-TEST_F(CreateMpuParams, TheTextFileGoesBeforeTheImage) {
-    useText("Version = 15\nSlot = 4\n");
-    setenv("CONFIG_FILE", (folder + "/none.bin").c_str(), 1);
-    EXPECT_EQ(create(), "");
-    ASSERT_NE(block, nullptr);
-    EXPECT_EQ(block->slotId, 4U);
-}
-
 TEST_F(CreateMpuParams, WithoutAnyEnvironment) {
-    EXPECT_EQ(create(), "The environment variable: 'PROJDIR' is not defined!\n");
-    expectNothingLeft();
+    expectFailure("The environment variable: 'PROJDIR' is not defined!\n");
 }
 
-TEST_F(CreateMpuParams, AnOlderSegmentIsReplaced) {
-    const int older = makeSegment(744, 0xEE);
-    useText("Version = 15\n");
-    EXPECT_EQ(create(), "\nError opening the MPU shared memory area.\n"
-                        "Shared segment already existed.\nIt has successfully been removed and recreated.\n\n");
-    ASSERT_NE(block, nullptr);
-    EXPECT_NE(shmid, older);
-    EXPECT_EQ(shmid, segmentNow());
-    EXPECT_EQ(block->slotId, 0U) << "nothing of the older block is left";
-    EXPECT_EQ(block->adapters[1], 0U);
-}
-
-TEST_F(CreateMpuParams, ALargerOlderSegmentIsReplacedByOneOf744Bytes) {
-    (void)makeSegment(8192, 0xEE);
-    useText("Version = 15\n");
-    (void)create();
-    ASSERT_NE(block, nullptr);
-    EXPECT_EQ(stateNow().shm_segsz, 744U);
+TEST_F(CreateMpuParams, AnOlderSegmentIsReplacedByOneOf744BytesAndTheVersionMayBeLeftOut) {
+    useText("NumberOfPorts = 1\n");
+    for (const std::size_t size : {744U, 8192U}) {
+        const int older = makeSegment(size, 0xEE);
+        expectBlock("\nError opening the MPU shared memory area.\n"
+                    "Shared segment already existed.\nIt has successfully been removed and recreated.\n\n");
+        EXPECT_NE(shmid, older);
+        EXPECT_EQ(stateNow().shm_segsz, 744U);
+        EXPECT_EQ(block->version, 0U);
+        EXPECT_EQ(block->slotId, 0U) << "nothing of the older block is left";
+        EXPECT_EQ(block->adapters[1], 0U);
+        EXPECT_EQ(MPU_deleteMpuParams(shmid), 0);
+    }
 }
 
 TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenOrRemovedStays) {
@@ -142,23 +113,15 @@ TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenOrRemovedStays) {
     EXPECT_EQ(shmid, -1);
     (void)makeSegment(744, 0xEE);
     calls::shmget.failWith(ENOSPC, 2); // it cannot be made anew
-    EXPECT_EQ(create(),
-              "\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
-    expectNothingLeft();
+    expectFailure("\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
 }
 
-TEST_F(CreateMpuParams, AnyOtherCreationErrorIsReportedByItsText) {
+TEST_F(CreateMpuParams, AnyOtherCreationErrorIsReportedByItsTextAndASegmentThatCannotBeAttachedIsRemoved) {
     useText("Version = 15\n");
     calls::shmget.failWith(ENOSPC);
-    EXPECT_EQ(create(), "   No space left on device\n");
-    expectNothingLeft();
-}
-
-TEST_F(CreateMpuParams, ASegmentThatCannotBeAttachedIsRemoved) {
-    useText("Version = 15\n");
+    expectFailure("   No space left on device\n");
     calls::shmat.failWith(ENOMEM);
-    EXPECT_EQ(create(), "\nError mapping the MPU shared memory area to virtual memory.\n");
-    expectNothingLeft();
+    expectFailure("\nError mapping the MPU shared memory area to virtual memory.\n");
     EXPECT_EQ(shmid, -1);
 }
 

@@ -6,12 +6,12 @@
 #include <unistd.h>
 
 #include "calls.h"
+#include "child_with_log.h"
 #include "mpu_gbl.h"
 #include "segment.h"
 
 using segments::Asked_t;
 using segments::attachedSegments;
-using segments::errorsOf;
 
 namespace {
 
@@ -142,18 +142,4 @@ TEST_F(GetMpuParams, ADetachedBlockIsStillThereAndADeletedOneStaysWithThoseWhoHa
     EXPECT_EQ(MPU_detachMpuParams(block), 0);
     EXPECT_EQ(MPU_deleteMpuParams(made), -1);
     EXPECT_TRUE(errno == EINVAL || errno == EIDRM) << errno;
-}
-
-TEST(MpuParamsLayout, TheEnumerationsAndFlagsHaveTheirValues) {
-    EXPECT_EQ(VORAN_E_CHASSIS_NONE, 1);
-    EXPECT_EQ(VORAN_E_CHASSIS_XYRATEX_2U12ATX, 2);
-    EXPECT_EQ(VORAN_E_CHASSIS_TELMA_QUADRA, 3);
-    EXPECT_EQ(VORAN_E_CHASSIS_CHENBRO_3U16ATX, 4);
-    EXPECT_EQ(VORAN_E_CHASSIS_VORAN_VSC055, 5);
-    EXPECT_EQ(VORAN_E_CHASSIS_VORAN_W83782D, 6);
-    EXPECT_EQ(MPU_K_FLAG_RCP_COMPLETE, 0x80U);
-    EXPECT_EQ(MPU_K_FLAG_TRACING_ENABLED, 0x01000000U);
-    EXPECT_EQ(MPU_K_PARAMS_VERSION, 15U);
-    EXPECT_EQ(sizeof(MPU_PARAMS_t), 744U);
-    EXPECT_EQ(sizeof(CmapParams_t), 52U);
 }

@@ -50,10 +50,17 @@ std::string CreateTest::create() {
     return errorsOf([&] { block = MPU_createMpuParams(&shmid, key); });
 }
 
-void CreateTest::expectNothingLeft() const {
+void CreateTest::expectFailure(const std::string& report) {
+    EXPECT_EQ(create(), report);
     EXPECT_EQ(block, nullptr);
     EXPECT_EQ(segmentNow(), -1);
     EXPECT_EQ(attachedSegments(), 0);
+}
+
+void CreateTest::expectBlock(const std::string& report) {
+    EXPECT_EQ(create(), report);
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(shmid, segmentNow());
 }
 
 std::string keyText(int key) {
@@ -62,18 +69,8 @@ std::string keyText(int key) {
     return text;
 }
 
-std::string errorsOf(const std::function<void()>& action) {
-    testing::internal::CaptureStderr();
-    action();
-    return testing::internal::GetCapturedStderr();
-}
-
 int attachedSegments() {
     return static_cast<int>(attached().size());
-}
-
-std::string endOf(const std::function<void()>& action) {
-    return runInChild(action).err;
 }
 
 } // namespace segments

@@ -42,8 +42,11 @@ class CreateTest : public SegmentTest {
 protected:
     std::string create();
 
-    /** Creating failed, nothing is attached and the key has no segment. */
-    void expectNothingLeft() const;
+    /** Creating fails with that report; nothing is attached and the key has no segment. */
+    void expectFailure(const std::string& report);
+
+    /** Creating succeeds, with that report. */
+    void expectBlock(const std::string& report = "");
 
     MPU_PARAMS_t* block = nullptr;
     S32_t shmid = -7;
@@ -65,12 +68,6 @@ private:
                                                                return calls::shmget.real(key, bytes, how);
                                                            }};
 };
-
-/** What a process that does `action` and ends with that leaves on standard error, its exit status behind it. */
-std::string endOf(const std::function<void()>& action);
-
-/** What `action` writes to standard error. */
-std::string errorsOf(const std::function<void()>& action);
 
 /** Number of System V segments this process has attached. */
 int attachedSegments();

@@ -6,10 +6,8 @@
 #include <thread>
 #include <vector>
 
+#include "child_with_log.h"
 #include "mpu_gbl.h"
-#include "segment.h"
-
-using segments::endOf;
 
 TEST(MpuSemaphore, CountsUpAndDown) {
     MPU_SEMAPHORE_t semaphore{};

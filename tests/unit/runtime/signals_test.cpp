@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <csetjmp>
 #include <csignal>
 #include <cstring>
 #include <string>
@@ -183,17 +182,13 @@ TEST(FatalSignals, InformationAndRegistersAreCopiedEachWhenItIsGiven) {
     }
 }
 
-sigjmp_buf pastTheFirstAbort;
-
 TEST(FatalSignals, NothingOfAnEarlierSignalIsInTheRecord) {
     const LoggedEvent_t event = recordOf([] {
-        (void)std::signal(SIGABRT, [](int) { siglongjmp(pastTheFirstAbort, 1); });
-        if (sigsetjmp(pastTheFirstAbort, 1) == 0) {
+        surviveAbort([] {
             siginfo_t information = allOnes();
             ucontext_t context = allThrees();
             catchEvent(SIGILL, &information, &context);
-        }
-        (void)std::signal(SIGABRT, SIG_DFL);
+        });
         catchEvent(SIGILL, nullptr, nullptr);
     });
     EXPECT_EQ(event.header, expectedHeader());

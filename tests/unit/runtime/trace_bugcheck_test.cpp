@@ -1,5 +1,4 @@
 /** The bug check: a last line, an event record, the end of the process. */
-#include <csetjmp>
 #include <csignal>
 
 #include "trace_fixture.h"
@@ -52,15 +51,9 @@ TEST_F(TraceBugCheck, LineHasTheWholePrefixEvenTheLongest) {
                      "f2345678901234567890123456789012:g2345678901234567890123456789012:2147483647:  text\n");
 }
 
-sigjmp_buf pastTheFirstAbort;
-
 TEST_F(TraceBugCheck, NothingOfAnEarlierOneIsInTheRecord) {
     const ChildResult_t child = runInChild([] {
-        (void)std::signal(SIGABRT, [](int) { siglongjmp(pastTheFirstAbort, 1); });
-        if (sigsetjmp(pastTheFirstAbort, 1) == 0) {
-            TRACE__infoBugCheck("some_file.cpp", "someFunction", 77, "%200d", 7);
-        }
-        (void)std::signal(SIGABRT, SIG_DFL);
+        surviveAbort([] { TRACE__infoBugCheck("some_file.cpp", "someFunction", 77, "%200d", 7); });
         traceData.fileName = "a.cpp"; // the lock is still held
         traceData.funcName = "f";
         traceData.lineNumber = 1;

@@ -1,5 +1,4 @@
 /** Hex dumps. */
-#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <numeric>
@@ -13,11 +12,6 @@ namespace {
 class TraceDump : public TraceTest {
 protected:
     TraceDump() { init(); }
-
-    static const void* counting(std::vector<unsigned char>& bytes) {
-        std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(0));
-        return bytes.data();
-    }
 };
 
 /** 4096 bytes 00 01 02 ... at an address that the expected text can name. */
@@ -61,29 +55,27 @@ TEST_F(TraceDump, HasThirtyTwoBytesALineInGroupsOfEight) {
     }
 }
 
-TEST_F(TraceDump, AddressIsTheByteAddressNotTheOffset) {
-    const BytesAt_t page(0x50000000);
-    TRACE__dump("", "", 1, "x", page.bytes() + 0xABC, 1);
-    EXPECT_EQ(log(), "x\n0x50000ABC: BC\n");
-}
-
+TEST_F(TraceDump, AddressIsTheBytesOwnInItsLow32BitsAndEightDigits) {
+    {
+        const BytesAt_t page(0x50000000);
+        TRACE__dump("", "", 1, "x", page.bytes() + 0xABC, 1);
+        EXPECT_EQ(log(), "x\n0x50000ABC: BC\n");
+    }
 #if __SIZEOF_POINTER__ == 8
-TEST_F(TraceDump, AddressIsItsLow32BitsInEightDigits) {
     const BytesAt_t page(0x6512300AB000);
+    TRACE__redirect(&params, "esa_%02d.log");
     TRACE__dump("", "", 1, "x", page.bytes(), 1);
     EXPECT_EQ(log(), "x\n0x300AB000: 00\n");
-}
 #endif
+}
 
 TEST_F(TraceDump, Of2000BytesIsWhole) {
-    std::vector<unsigned char> bytes(2000);
-    const void* start = counting(bytes);
+    const BytesAt_t page(0x50000000);
     std::string expected = "all";
     for (std::size_t i = 0; i < 2000; ++i) {
         char piece[32];
         if (i % 32 == 0) {
-            const auto low = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(start) + i);
-            (void)std::snprintf(piece, sizeof piece, "\n0x%08" PRIX32 ": ", low);
+            (void)std::snprintf(piece, sizeof piece, "\n0x%08X: ", static_cast<unsigned>(0x50000000 + i));
             expected += piece;
         } else if (i % 8 == 0) {
             expected += ' ';
@@ -91,18 +83,19 @@ TEST_F(TraceDump, Of2000BytesIsWhole) {
         (void)std::snprintf(piece, sizeof piece, "%02X", static_cast<unsigned>(i % 256));
         expected += piece;
     }
-    TRACE__dump("", "", 1, "all", start, 2000);
+    TRACE__dump("", "", 1, "all", page.bytes(), 2000);
     EXPECT_EQ(log(), expected + "\n");
     EXPECT_EQ(lines(log()).size(), 64U);
+    EXPECT_EQ(pthread_mutex_trylock(&traceData.lock), 0) << "it is released";
+    EXPECT_EQ(pthread_mutex_unlock(&traceData.lock), 0);
 }
 
 TEST_F(TraceDump, CountsOneMoreLineForEachFullBuffer) {
-    std::vector<unsigned char> bytes(4064);
-    const void* start = counting(bytes);
+    const BytesAt_t page(0x50000000);
     // The 401st byte takes the buffered text to 1009 characters; the 402nd finds it so.
     U32_t before = 0;
     for (const auto& [length, count] : {std::pair<U32_t, U32_t>{0, 1}, {401, 1}, {402, 2}, {2000, 5}, {4064, 11}}) {
-        TRACE__dump("", "", 1, "x", start, length);
+        TRACE__dump("", "", 1, "x", page.bytes(), length);
         EXPECT_EQ(traceData.logWriteCount - before, count) << length;
         before = traceData.logWriteCount;
     }
@@ -125,12 +118,6 @@ TEST_F(TraceDump, MacroNamesTheCallersLineAndFollowsBit4) {
     const std::string line = std::to_string(__LINE__ + 1);
     TRACE_DUMP("esaMMSG =", page.bytes(), 2);
     EXPECT_EQ(log(), "trace_dump_test.cpp:TestBody:" + line + ": esaMMSG =\n0x50000000: 0001\n");
-}
-
-TEST_F(TraceDump, ReleasesTheLock) {
-    TRACE__dump("", "", 1, "x", "", 0);
-    EXPECT_EQ(pthread_mutex_trylock(&traceData.lock), 0);
-    EXPECT_EQ(pthread_mutex_unlock(&traceData.lock), 0);
 }
 
 } // namespace

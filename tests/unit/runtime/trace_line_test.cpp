@@ -47,6 +47,10 @@ TEST_F(TraceLine, PrefixFollowsTheLevelWordOfTheCallsModule) {
     TRACE__done();
     const char* const names[] = {"DDLM", "CEE"};
     TRACE__init(&params, "esa_%02d.log", 2, names);
+    (void)TRACE__setTraceLevel(1, 0xFFFF);
+    TRACE_INFO("these two follow the word of module 0");
+    TRACE_DUMP("label", "", 0);
+    EXPECT_EQ(log(), "");
     (void)TRACE__setTraceLevel(1, 0x2000);
     TRACE__enter(1, "fan.cpp", "doIt", 1, "text");
     TRACE__return(1, "fan.cpp", "doIt", 2, "text");
@@ -62,16 +66,6 @@ TEST_F(TraceLine, PrefixFollowsTheLevelWordOfTheCallsModule) {
                      "ENTERING into func: doIt: text\n"
                      "fan.cpp:3:  text\n"
                      "fan.cpp:3: text\n");
-}
-
-TEST_F(TraceLine, InformationLinesAndDumpsFollowTheWordOfModule0) {
-    TRACE__done();
-    const char* const names[] = {"DDLM", "CEE"};
-    TRACE__init(&params, "esa_%02d.log", 2, names);
-    (void)TRACE__setTraceLevel(1, 0xFFFF);
-    TRACE_INFO("text");
-    TRACE_DUMP("label", "", 0);
-    EXPECT_EQ(log(), "");
 }
 
 TEST_F(TraceLine, TextThatCannotBeFormattedIsEmpty) {
@@ -104,27 +98,21 @@ TEST_F(TraceLine, MacrosNameTheCallersFileFunctionAndLine) {
     EXPECT_EQ(log(), "trace_line_test.cpp:TestBody:" + std::to_string(std::stoi(here) + 1) + ":  value x\n");
 }
 
-TEST_F(TraceLine, EntryAndExitMacrosFollowBit7) {
-    (void)TRACE__setTraceLevel(0, 0xFF7F & 0x1FFF);
-    TRACE_ENTER(0, "in");
-    TRACE_RETURN(0, "out");
-    EXPECT_EQ(log(), "");
-    (void)TRACE__setTraceLevel(0, 0x0080);
-    TRACE_ENTER(0, "in");
-    TRACE_RETURN(0, "out");
-    EXPECT_EQ(log(), "ENTERING into func: TestBody: in\nEXITING from func: TestBody: out\n");
-}
-
-TEST_F(TraceLine, NothingIsWrittenNorEvaluatedWithBit4Clear) {
-    (void)TRACE__setTraceLevel(0, 0xFFEF);
+TEST_F(TraceLine, NothingIsWrittenNorEvaluatedWithBit4ClearOrOfEntryAndExitWithBit7Clear) {
+    (void)TRACE__setTraceLevel(0, 0xFF6F);
     int evaluated = 0;
     TRACE_INFO("%d", ++evaluated);
     TRACE_DUMP("label", &evaluated, static_cast<U32_t>(++evaluated));
+    TRACE_ENTER(0, "in");
+    TRACE_RETURN(0, "out");
     EXPECT_EQ(evaluated, 0);
     EXPECT_EQ(log(), "");
     (void)TRACE__setTraceLevel(0, 0x0010);
     TRACE_INFO("%d", ++evaluated);
-    EXPECT_EQ(log(), "1\n");
+    (void)TRACE__setTraceLevel(0, 0x0080);
+    TRACE_ENTER(0, "in");
+    TRACE_RETURN(0, "out");
+    EXPECT_EQ(log(), "1\nENTERING into func: TestBody: in\nEXITING from func: TestBody: out\n");
 }
 
 TEST_F(TraceLine, TextOf1023CharactersIsWholeAndALongerOneIsCut) {

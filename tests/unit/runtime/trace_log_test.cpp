@@ -17,17 +17,11 @@ void write(const char* text) {
     TRACE__info("", "", 1, "%s", text);
 }
 
-TEST_F(TraceLog, IsCreatedAndTruncatedAtStart) {
+TEST_F(TraceLog, IsCreatedAndTruncatedAtStartUnderItsDirectoryAndInstanceNumber) {
     std::ofstream(path("esa_01.log")) << "of an earlier run";
     init();
-    EXPECT_TRUE(exists("esa_01.log"));
-    EXPECT_EQ(log(), "");
     TRACE_INFO("level words start at 0");
-    EXPECT_EQ(log(), "");
-}
-
-TEST_F(TraceLog, NameHasDirectoryAndInstanceNumber) {
-    init();
+    EXPECT_TRUE(exists("esa_01.log"));
     EXPECT_EQ(logName(), directory + "/esa_01.log");
     EXPECT_EQ(traceData.logNameProto, directory + "/esa_%02d.log");
     EXPECT_EQ(traceData.logInstanceNumber, 1);
@@ -75,15 +69,11 @@ TEST_F(TraceLog, DirectoryThatFillsItsFieldNeedsNoTerminator) {
     EXPECT_EQ(traceData.log_to_file, 1U);
 }
 
-TEST_F(TraceLog, PatternIsCutTo192Bytes) {
+TEST_F(TraceLog, PatternAndNameAreCutTo192Bytes) {
     init(std::string(300, 'n').c_str());
     const std::string whole = directory + "/" + std::string(300, 'n');
     EXPECT_EQ(logName(), whole.substr(0, 191));
     EXPECT_EQ(traceData.logNameProto, whole.substr(0, 191));
-}
-
-TEST_F(TraceLog, NameIsCutTo192BytesAfterTheNumberIsIn) {
-    init();
     (void)std::snprintf(traceData.logNameProto, sizeof traceData.logNameProto, "/dir/%%300dx");
     char name[193];
     name[192] = '#';
@@ -111,38 +101,30 @@ TEST_F(TraceLog, InstanceNumberWrapsFrom255To0) {
 
 TEST_F(TraceLog, ThatCannotBeOpenedSendsEverythingToStandardError) {
     setDirectory(directory + "/missing");
-    const ChildResult_t child = runInChild([&] {
-        init();
-        EXPECT_EQ(traceData.log_to_file, 0U);
-        EXPECT_EQ(traceData.fd, stderr);
-        EXPECT_EQ(logName(), "<stderr>");
-        write("line");
-        std::filesystem::create_directory(directory + "/missing");
-        TRACE_checkLog();
-        TRACE_openLog();
-        write("not retried");
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    });
-    EXPECT_EQ(child.exitStatus, 0);
-    EXPECT_EQ(child.err, "TRACE_openLog: Failed to open logfile " + directory +
-                             "/missing/esa_01.log So We are going print all log messages on to stdout"
-                             "line\nnot retried\n");
-    EXPECT_EQ(child.out, "");
+    EXPECT_EQ(errorsOf([&] {
+                  init();
+                  EXPECT_EQ(traceData.log_to_file, 0U);
+                  EXPECT_EQ(traceData.fd, stderr);
+                  EXPECT_EQ(logName(), "<stderr>");
+                  write("line");
+                  std::filesystem::create_directory(directory + "/missing");
+                  TRACE_checkLog();
+                  TRACE_openLog();
+                  write("not retried");
+              }),
+              "TRACE_openLog: Failed to open logfile " + directory +
+                  "/missing/esa_01.log So We are going print all log messages on to stdout"
+                  "line\nnot retried\n");
 }
 
 TEST_F(TraceLog, IsOpenedNeitherThroughALinkNorAsAPipe) {
     const std::string path = directory + "/esa_01.log";
     std::ofstream(directory + "/victim") << "precious";
     const auto expectRefused = [&](const char* what) {
-        const ChildResult_t child = runInChild([&] {
-            init();
-            write("line");
-            _exit(0);
-        });
-        EXPECT_EQ(child.exitStatus, 0) << what;
-        EXPECT_EQ(child.err, "TRACE_openLog: Failed to open logfile " + path +
-                                 " So We are going print all log messages on to stdoutline\n")
+        EXPECT_EQ(errorsOf([&] { init(); }), "TRACE_openLog: Failed to open logfile " + path +
+                                                 " So We are going print all log messages on to stdout")
             << what;
+        TRACE__done();
         std::filesystem::remove(path);
     };
     std::filesystem::create_symlink(directory + "/victim", path);
@@ -170,39 +152,31 @@ TEST_F(TraceLog, WithoutABlockOrANameItIsStandardErrorAndLeavesTheFileClosed) {
     const std::pair<const MPU_PARAMS_t*, const char*> cases[] = {
         {nullptr, "esa_%02d.log"}, {&params, nullptr}, {&params, ""}};
     for (const auto& [block, name] : cases) {
-        const ChildResult_t child = runInChild([block = block, name = name] {
-            TRACE__init(block, name, 0, nullptr);
-            EXPECT_EQ(logName(), "<stderr>");
-            EXPECT_STREQ(traceData.logNameProto, "<stderr>");
-            EXPECT_EQ(traceData.log_to_file, 0U);
-            write("line");
-            TRACE__dump("", "", 1, "dump", "", 0);
-            EXPECT_EQ(traceData.logWriteCount, 2U);
-            traceData.logWriteCount = 99999;
-            TRACE_checkLog();
-            EXPECT_EQ(traceData.logWriteCount, 0U);
-            EXPECT_EQ(traceData.logInstanceNumber, 1);
-            _exit(testing::Test::HasFailure() ? 1 : 0);
-        });
-        EXPECT_EQ(child.exitStatus, 0);
-        EXPECT_EQ(child.err, "line\ndump\n");
         init();
         write("in the file");
-        const ChildResult_t redirected = runInChild([block = block, name = name] {
-            TRACE__redirect(block, name);
-            EXPECT_EQ(logName(), "<stderr>");
-            write("on standard error");
-            _exit(testing::Test::HasFailure() ? 1 : 0);
-        });
-        EXPECT_EQ(redirected.exitStatus, 0);
-        EXPECT_EQ(redirected.err, "on standard error\n");
+        EXPECT_EQ(errorsOf([block = block, name = name] {
+                      TRACE__redirect(block, name);
+                      EXPECT_EQ(logName(), "<stderr>");
+                      EXPECT_STREQ(traceData.logNameProto, "<stderr>");
+                      EXPECT_EQ(traceData.log_to_file, 0U);
+                      write("line");
+                      TRACE__dump("", "", 1, "dump", "", 0);
+                      EXPECT_EQ(traceData.logWriteCount, 2U);
+                      traceData.logWriteCount = 99999;
+                      TRACE_checkLog();
+                      EXPECT_EQ(traceData.logWriteCount, 0U);
+                      EXPECT_EQ(traceData.logInstanceNumber, 1);
+                  }),
+                  "line\ndump\n");
         EXPECT_EQ(log(), "in the file\n");
         TRACE__done();
     }
 }
 
-TEST_F(TraceLog, RedirectStartsAtNumber1Again) {
-    init();
+TEST_F(TraceLog, RedirectGoesToAFileOfNumber1) {
+    TRACE__init(nullptr, nullptr, 0, nullptr);
+    TRACE__redirect(&params, "esa_%02d.log");
+    EXPECT_EQ(std::fputs("", stderr), 1); // still open
     TRACE_openLog();
     write("a");
     TRACE__redirect(&params, "other_%d.log");
@@ -211,14 +185,6 @@ TEST_F(TraceLog, RedirectStartsAtNumber1Again) {
     write("b");
     EXPECT_EQ(log("esa_02.log"), "a\n");
     EXPECT_EQ(log("other_1.log"), "b\n");
-}
-
-TEST_F(TraceLog, RedirectFromStandardErrorToAFile) {
-    TRACE__init(nullptr, nullptr, 0, nullptr);
-    TRACE__redirect(&params, "esa_%02d.log");
-    write("a");
-    EXPECT_EQ(log(), "a\n");
-    EXPECT_EQ(std::fputs("", stderr), 1); // still open
 }
 
 class TraceSizeCheck : public TraceLog {
@@ -284,19 +250,14 @@ TEST_F(TraceSizeCheck, LinesOfEveryKindCountAndGoToTheNextFile) {
     }
 }
 
-TEST_F(TraceSizeCheck, LooksAtTheFileOfTheLogsName) {
+TEST_F(TraceSizeCheck, LooksAtTheFileOfTheLogsNameIfThereIsOne) {
     std::filesystem::rename(path("esa_01.log"), path("moved"));
+    TRACE_checkLog();
+    EXPECT_EQ(logName(), directory + "/esa_01.log");
     std::ofstream(path("esa_01.log")) << "another file";
     ASSERT_EQ(truncate(path("esa_01.log").c_str(), 2000000000), 0);
     TRACE_checkLog();
     EXPECT_EQ(logName(), directory + "/esa_02.log");
-}
-
-TEST_F(TraceSizeCheck, OfADeletedLogChangesNothing) {
-    ASSERT_EQ(unlink(path("esa_01.log").c_str()), 0);
-    TRACE_checkLog();
-    EXPECT_EQ(logName(), directory + "/esa_01.log");
-    EXPECT_EQ(traceData.logWriteCount, 0U);
 }
 
 TEST_F(TraceLog, DoneClosesTheFileAndTracesNothingMore) {
@@ -331,7 +292,7 @@ TEST_F(TraceLog, NoFileStaysOpen) {
     EXPECT_EQ(lowestFreeDescriptor(), before);
 }
 
-TEST_F(TraceLog, RedirectAndDoneFlushTheFile) {
+TEST_F(TraceLog, RedirectAndDoneFlushTheFileAndItCanBeStartedAgain) {
     init();
     EXPECT_GT(std::fputs("buffered", traceData.fd), 0);
     TRACE__redirect(&params, "other_%02d.log");
@@ -339,14 +300,8 @@ TEST_F(TraceLog, RedirectAndDoneFlushTheFile) {
     EXPECT_GT(std::fputs("buffered", traceData.fd), 0);
     TRACE__done();
     EXPECT_EQ(log("other_01.log"), "buffered");
-}
-
-TEST_F(TraceLog, CanBeStartedAgainAfterDone) {
     init();
-    TRACE__done();
-    init();
-    (void)TRACE__setTraceLevel(0, 0x0010);
-    TRACE_INFO("again");
+    write("again");
     EXPECT_EQ(log(), "again\n");
 }
 
