@@ -31,6 +31,8 @@ TEST_F(TraceLog, IsCreatedAndTruncatedAtStartUnderItsDirectoryAndInstanceNumber)
     write("x");
     EXPECT_EQ(log("esa_01.log"), "");
     EXPECT_EQ(log("esa_02.log"), "x\n");
+    TRACE_openLog();
+    EXPECT_EQ(traceData.logWriteCount, 0U);
 }
 
 TEST_F(TraceLog, NumberFollowsThePattern) {
