@@ -68,6 +68,12 @@ TEST(BridgeCalls, AWriteThatFailsOrGoesOutInPartFailsTheTransfer) {
     }
 }
 
+TEST(BridgeCalls, InputThatIsThereBeforeTheRequestIsNotItsReply) {
+    AnsweredLine_t line;
+    line.answer({0x41, 0x11});
+    EXPECT_EQ(readByte(line.fd), 0x22);
+}
+
 TEST(BridgeCalls, AfterGarbageTheNextTransferWatchesTheLineUntilItIsQuiet) {
     AnsweredLine_t line({0x3F});
     std::vector<Bytes_t> rest{{0x41, 0x55}, {0x41, 0x56}}; // arrives only while the next transfer watches the line
