@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "bytes.h"
+#include "mpu_gbl.h"
 
 namespace nonxmltest {
 
