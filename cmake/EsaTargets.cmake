@@ -73,8 +73,8 @@ function(esa_find_googletest)
   endif()
 endfunction()
 
-# esa_test(NAME SOURCES... [LIBRARIES...] [PROGRAMS...] [LABELS...] [TIMEOUT seconds]): one GoogleTest program; every
-# test in it runs in a process of its own. PROGRAMS are the targets of the programs that its tests start.
+# esa_test(NAME SOURCES... [LIBRARIES...] [PROGRAMS...] [LABELS...] [TIMEOUT seconds]): one GoogleTest program, whose
+# tests may share a process. PROGRAMS are the targets of the programs that its tests start.
 function(esa_test name)
   cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;PROGRAMS;LABELS" ${ARGN})
   if(NOT ARG_TIMEOUT)

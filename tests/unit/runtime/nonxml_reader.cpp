@@ -1,7 +1,6 @@
 #include "nonxml_reader.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstring>
 
