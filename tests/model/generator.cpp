@@ -1,6 +1,9 @@
 #include "generator.h"
 
 #include <algorithm>
+#include <iterator>
+#include <sstream>
+#include <string>
 
 #include "messages.h"
 #include "registers.h"
@@ -22,6 +25,11 @@ constexpr std::initializer_list<std::uint8_t> TACHOMETER = {0,   1,   2,   3,   
 /** Counts of the judged rails at their limits. */
 constexpr std::initializer_list<std::uint8_t> RAILS = {0,   1,   167, 168, 177, 178, 186,
                                                        197, 204, 205, 217, 218, 254, 255};
+
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
 
 /** Builds one life. */
 class Biography_t {
@@ -52,18 +60,8 @@ private:
             life.attach = random.pick({Attach_e::ABSENT, Attach_e::UNMAPPABLE, Attach_e::OTHER_VERSION});
         }
         if (random.chance(4)) {
-            using Arguments_t = std::vector<std::string>;
-            life.arguments = random.pick<Arguments_t>({{},
-                                                       {"esa"},
-                                                       {"/a/esa", "99"},
-                                                       {"esa/", "100"},
-                                                       {"esa", "abc"},
-                                                       {"/esa", "0x64"},
-                                                       {"esa", "0143"},
-                                                       {"esa", "0144", "1"},
-                                                       {"esa", "-200"},
-                                                       {"esa", "2147483647"},
-                                                       {"esa", "100x"}});
+            life.arguments = words(random.pick({"", "esa", "/a/esa 99", "esa/ 100", "esa abc", "/esa 0x64", "esa 0143",
+                                                "esa 0144 1", "esa -200", "esa 2147483647", "esa 100x"}));
         }
         if (random.chance(8)) {
             life.socketFd = random.pick({0, 3, 1023, 1024, 70000});
@@ -122,14 +120,9 @@ private:
                 random.pick({Call_e::SELECT, Call_e::RECEIVE, Call_e::RECEIVE, Call_e::SEND, Call_e::SEND});
             systemFailure(call, random.below(call == Call_e::SELECT ? 3 : 4));
         } else if (kind < 99) {
-            Step_t step;
-            step.kind = Step_t::FLAGS;
-            step.value = random.pick<std::uint32_t>({0, RCP_COMPLETE, TRACING, 0xFFFFFFFF});
-            add(step);
+            add({.kind = Step_t::FLAGS, .value = random.pick<std::uint32_t>({0, RCP_COMPLETE, TRACING, 0xFFFFFFFF})});
         } else {
-            Step_t step;
-            step.kind = Step_t::CLOSE;
-            add(step);
+            add({.kind = Step_t::CLOSE});
         }
     }
 
@@ -204,9 +197,7 @@ private:
     /** Either the bus, or the enclosure, is well again. */
     void heal() {
         if (random.chance(50)) {
-            Step_t step;
-            step.kind = Step_t::HEAL;
-            add(step);
+            add({.kind = Step_t::HEAL});
             return;
         }
         const Step_t* last = nullptr;
@@ -216,8 +207,8 @@ private:
         if (last == nullptr) {
             return;
         }
-        const Step_t healthy = setRegister(last->address, *last->reg, healthyValue(last->address, *last->reg));
-        add(healthy);
+        const Step_t changed = *last; // which adding may move
+        add(setRegister(changed.address, *changed.reg, healthyValue(changed.address, *changed.reg)));
     }
 
     static std::uint8_t healthyValue(std::uint8_t address, unsigned reg) {
@@ -228,17 +219,10 @@ private:
 
     Outcome_t transferOutcome() {
         if (random.chance(75)) {
-            return {false, -1};
+            return result(-1);
         }
-        return random.pick<Outcome_t>({{false, 0},
-                                       {false, -2},
-                                       {false, -5},
-                                       {true, -1},
-                                       {true, 1},
-                                       {false, 255},
-                                       {false, -256},
-                                       {false, -65536},
-                                       {false, 0x7FFFFFFF}});
+        return random.pick({result(0), result(-2), result(-5), asked(-1), asked(1), result(255), result(-256),
+                            result(-65536), result(0x7FFFFFFF)});
     }
 
     void failingTransfers() {
@@ -257,12 +241,8 @@ private:
             return;
         }
         const auto [address, reg] = random.pick(places);
-        Step_t step;
-        step.kind = Step_t::DEAD;
-        step.address = address;
-        step.reg = random.chance(60) ? std::optional(reg) : std::nullopt;
-        step.outcome = transferOutcome();
-        add(step);
+        const auto itsRegister = random.chance(60) ? std::optional(reg) : std::nullopt;
+        add(dead(address, itsRegister, transferOutcome()));
     }
 
     void systemFailure(Call_e call, unsigned after) {
@@ -274,23 +254,16 @@ private:
 
     Outcome_t systemOutcome(Call_e call) {
         if (random.chance(50)) {
-            return {false, -1};
+            return result(-1);
         }
         if (call == Call_e::SELECT) {
-            return random.pick<Outcome_t>({{false, 0}, {false, 1}, {false, 2}, {false, -2}});
+            return random.pick({result(0), result(1), result(2), result(-2)});
         }
         if (call == Call_e::RECEIVE || call == Call_e::SEND) {
-            return random.pick<Outcome_t>({{false, 0},
-                                           {false, 1},
-                                           {false, -2},
-                                           {true, -1},
-                                           {true, -8},
-                                           {true, -256},
-                                           {true, 256},
-                                           {true, 1},
-                                           {true, -65536}});
+            return random.pick({result(0), result(1), result(-2), asked(-1), asked(-8), asked(-256), asked(256),
+                                asked(1), asked(-65536)});
         }
-        return random.pick<Outcome_t>({{false, -2}, {false, 0}, {false, 1}, {false, -256}});
+        return random.pick({result(-2), result(0), result(1), result(-256)});
     }
 
     void add(Step_t step) { life.steps.push_back(std::move(step)); }

@@ -199,20 +199,17 @@ TEST(World, AReadWaitsForAllThatItWantsAndAPeekTakesNothing) {
 }
 
 TEST(World, TheChosenTransferFailsAndTheOthersDoNot) {
-    EXPECT_THAT(diary({fail(Call_e::TRANSFER, 1, {false, -5})}, readThrice),
+    EXPECT_THAT(diary({fail(Call_e::TRANSFER, 1, result(-5))}, readThrice),
                 ElementsAre("read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> -5 [00]", "read 5 4a:01 1 -> 1 [00]"));
-    EXPECT_THAT(diary({fail(Call_e::READ, 0, {true, 1})}, readThrice),
+    EXPECT_THAT(diary({fail(Call_e::READ, 0, asked(1))}, readThrice),
                 ElementsAre("read 5 4a:01 1 -> 2 [00]", "read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]"));
 }
 
 TEST(World, ADeadDeviceStaysDeadUntilItIsHealed) {
-    Step_t dead, heal;
-    dead.kind = Step_t::DEAD;
-    dead.address = 0x4A;
-    heal.kind = Step_t::HEAL;
-    EXPECT_THAT(diary({dead}, readThrice),
+    const Step_t isDead = dead(0x4A, std::nullopt, result(-1)), heal = {.kind = Step_t::HEAL};
+    EXPECT_THAT(diary({isDead}, readThrice),
                 ElementsAre("read 5 4a:01 1 -> -1 [00]", "read 5 4a:01 1 -> -1 [00]", "read 5 4a:01 1 -> -1 [00]"));
-    EXPECT_THAT(diary({dead, heal}, readThrice),
+    EXPECT_THAT(diary({isDead, heal}, readThrice),
                 ElementsAre("read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]"));
 }
 

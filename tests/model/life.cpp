@@ -1,8 +1,12 @@
 #include "life.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -16,14 +20,14 @@ constexpr std::array<const char*, 9> CALLS = {"socket", "connect", "open",  "sel
                                               "send",   "read",    "write", "i2c"};
 constexpr std::array<const char*, 4> ATTACHES = {"ok", "absent", "unmappable", "version"};
 
-std::string hex(std::uint32_t value, const char* format = "%x") {
+std::string hex(std::uint32_t value) {
     char text[16];
-    // The format is one of this file's own.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    (void)std::snprintf(text, sizeof(text), format, value);
-#pragma GCC diagnostic pop
+    (void)std::snprintf(text, sizeof(text), "%x", value);
     return text;
+}
+
+std::string hex2(std::uint32_t value) {
+    return (value < 0x10 ? "0" : "") + hex(value);
 }
 
 std::string toText(const Outcome_t& outcome) {
@@ -34,7 +38,7 @@ std::string toText(const Outcome_t& outcome) {
 }
 
 std::string place(const Step_t& step) {
-    return hex(step.address, "%02x") + (step.reg ? " " + hex(*step.reg, "%02x") : "");
+    return hex2(step.address) + (step.reg ? " " + hex2(*step.reg) : "");
 }
 
 /** One line of the text form, word by word; `good` is false once a word was not what it had to be. */
@@ -49,7 +53,11 @@ public:
     }
     bool more() { return !(stream >> std::ws).eof(); }
 
-    std::int64_t number(int base) { return parsed(word(), base); }
+    template <typename Number>
+    void number(Number& number, int base = 10) {
+        number = static_cast<Number>(parsed(word(), base));
+    }
+    void hex(std::uint32_t& value) { number(value, 16); }
 
     Outcome_t outcome() {
         const std::string text = word();
@@ -59,16 +67,11 @@ public:
         return {false, static_cast<long>(parsed(text, 10))};
     }
 
-    template <typename Names>
-    std::size_t oneOf(const Names& names) {
-        const std::string text = word();
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            if (text == names[i]) {
-                return i;
-            }
-        }
-        good = false;
-        return 0;
+    template <typename Value, typename Names>
+    void oneOf(Value& value, const Names& names) {
+        const auto found = std::ranges::find(names, word());
+        good &= found != names.end();
+        value = static_cast<Value>(good ? found - names.begin() : 0);
     }
 
     Bytes_t bytes() {
@@ -104,70 +107,56 @@ private:
     std::istringstream stream;
 };
 
-bool readSetting(const std::string& name, Words_t& words, Life_t& life) {
-    if (name == "arguments") {
-        life.arguments.clear();
-        while (words.more()) {
-            life.arguments.push_back(words.word());
-        }
-    } else if (name == "attach") {
-        life.attach = static_cast<Attach_e>(words.oneOf(ATTACHES));
-    } else if (name == "chassis") {
-        life.chassis = static_cast<std::uint8_t>(words.number(10));
-    } else if (name == "start-flags") {
-        life.flags = static_cast<std::uint32_t>(words.number(16));
-    } else if (name == "rcp") {
-        life.rcp = static_cast<unsigned>(words.number(10));
-    } else if (name == "socket") {
-        life.socketFd = static_cast<int>(words.number(10));
-    } else if (name == "device") {
-        life.deviceFd = static_cast<int>(words.number(10));
-    } else if (name == "directory") {
-        life.directory = words.more() ? words.word() : "";
-    } else if (name == "bug-check") {
-        life.bugCheckEnds = words.oneOf(std::array{"returns", "ends"}) == 1;
-    } else {
-        return false;
-    }
-    return words.good && !words.more();
-}
+using ReadSetting_t = void (*)(Words_t&, Life_t&);
+const std::map<std::string, ReadSetting_t> SETTINGS = {
+    {"arguments",
+     [](Words_t& words, Life_t& life) {
+         life.arguments.clear();
+         while (words.more()) {
+             life.arguments.push_back(words.word());
+         }
+     }},
+    {"attach", [](Words_t& words, Life_t& life) { words.oneOf(life.attach, ATTACHES); }},
+    {"chassis", [](Words_t& words, Life_t& life) { words.number(life.chassis); }},
+    {"start-flags", [](Words_t& words, Life_t& life) { words.hex(life.flags); }},
+    {"rcp", [](Words_t& words, Life_t& life) { words.number(life.rcp); }},
+    {"socket", [](Words_t& words, Life_t& life) { words.number(life.socketFd); }},
+    {"device", [](Words_t& words, Life_t& life) { words.number(life.deviceFd); }},
+    {"directory", [](Words_t& words, Life_t& life) { life.directory = words.more() ? words.word() : ""; }},
+    {"bug-check",
+     [](Words_t& words, Life_t& life) {
+         words.oneOf(life.bugCheckEnds, std::array{"returns", "ends"});
+     }},
+};
 
-void readPlace(Words_t& words, Step_t& step, bool registerIsNeeded) {
-    step.address = static_cast<std::uint8_t>(words.number(16));
-    if (registerIsNeeded) {
-        step.reg = static_cast<unsigned>(words.number(16));
-    }
-}
+const std::map<std::string, Step_t::Kind_e> KINDS = {
+    {"pass", Step_t::PASS},          {"put", Step_t::PUT},   {"close", Step_t::CLOSE},
+    {"register", Step_t::REGISTER},  {"fail", Step_t::FAIL}, {"dead", Step_t::DEAD},
+    {"dead-register", Step_t::DEAD}, {"heal", Step_t::HEAL}, {"flags", Step_t::FLAGS}};
 
 bool readStep(const std::string& name, Words_t& words, Step_t& step) {
-    if (name == "pass") {
-        step.kind = Step_t::PASS;
-        step.count = words.more() ? static_cast<unsigned>(words.number(10)) : 1;
-    } else if (name == "put") {
-        step.kind = Step_t::PUT;
-        step.bytes = words.bytes();
-    } else if (name == "close") {
-        step.kind = Step_t::CLOSE;
-    } else if (name == "register") {
-        step.kind = Step_t::REGISTER;
-        readPlace(words, step, true);
-        step.value = static_cast<std::uint32_t>(words.number(16));
-    } else if (name == "fail") {
-        step.kind = Step_t::FAIL;
-        step.call = static_cast<Call_e>(words.oneOf(CALLS));
-        step.count = static_cast<unsigned>(words.number(10));
-        step.outcome = words.outcome();
-    } else if (name == "dead" || name == "dead-register") {
-        step.kind = Step_t::DEAD;
-        readPlace(words, step, name != "dead");
-        step.outcome = words.outcome();
-    } else if (name == "heal") {
-        step.kind = Step_t::HEAL;
-    } else if (name == "flags") {
-        step.kind = Step_t::FLAGS;
-        step.value = static_cast<std::uint32_t>(words.number(16));
-    } else {
+    const auto kind = KINDS.find(name);
+    if (kind == KINDS.end()) {
         return false;
+    }
+    step.kind = kind->second;
+    if (step.kind == Step_t::PASS && words.more()) {
+        words.number(step.count);
+    } else if (step.kind == Step_t::PUT) {
+        step.bytes = words.bytes();
+    } else if (step.kind == Step_t::FAIL) {
+        words.oneOf(step.call, CALLS);
+        words.number(step.count);
+    } else if (step.kind == Step_t::REGISTER || step.kind == Step_t::DEAD) {
+        words.number(step.address, 16);
+        if (name != "dead") {
+            words.hex(step.reg.emplace());
+        }
+    }
+    if (step.kind == Step_t::REGISTER || step.kind == Step_t::FLAGS) {
+        words.hex(step.value);
+    } else if (step.kind == Step_t::FAIL || step.kind == Step_t::DEAD) {
+        step.outcome = words.outcome();
     }
     return words.good && !words.more();
 }
@@ -182,11 +171,11 @@ std::string toHex(const Bytes_t& bytes) {
             ++end;
         }
         if (end - at > LONGEST_PLAIN_RUN) {
-            text += (text.empty() || text.back() == ' ' ? "" : " ") + hex(bytes[at], "%02x") + "*" +
-                    std::to_string(end - at) + " ";
+            text += (text.empty() || text.back() == ' ' ? "" : " ") + hex2(bytes[at]) + "*" + std::to_string(end - at) +
+                    " ";
             at = end;
         } else {
-            text += hex(bytes[at++], "%02x");
+            text += hex2(bytes[at++]);
         }
     }
     if (!text.empty() && text.back() == ' ') {
@@ -204,7 +193,7 @@ std::string toText(const Step_t& step) {
     case Step_t::CLOSE:
         return "close";
     case Step_t::REGISTER:
-        return "register " + place(step) + " " + hex(step.value, "%02x");
+        return "register " + place(step) + " " + hex2(step.value);
     case Step_t::FAIL:
         return std::string("fail ") + CALLS.at(static_cast<std::size_t>(step.call)) + " " + std::to_string(step.count) +
                " " + toText(step.outcome);
@@ -255,7 +244,10 @@ std::optional<Life_t> lifeFromText(const std::string& text, std::string& error) 
         Step_t step;
         if (readStep(name, words, step)) {
             life.steps.push_back(std::move(step));
-        } else if (!words.good || !readSetting(name, words, life)) {
+        } else if (const auto setting = SETTINGS.find(name); words.good && setting != SETTINGS.end()) {
+            setting->second(words, life);
+        }
+        if (!words.good || words.more() || (!KINDS.contains(name) && !SETTINGS.contains(name))) {
             error = line;
             return std::nullopt;
         }
@@ -263,35 +255,13 @@ std::optional<Life_t> lifeFromText(const std::string& text, std::string& error) 
     return life;
 }
 
-Step_t pass(unsigned count) {
-    Step_t step;
-    step.count = count;
-    return step;
-}
-
-Step_t put(Bytes_t bytes) {
-    Step_t step;
-    step.kind = Step_t::PUT;
-    step.bytes = std::move(bytes);
-    return step;
-}
-
-Step_t setRegister(std::uint8_t address, unsigned reg, std::uint32_t value) {
-    Step_t step;
-    step.kind = Step_t::REGISTER;
-    step.address = address;
-    step.reg = reg;
-    step.value = value;
-    return step;
-}
-
-Step_t fail(Call_e call, unsigned after, Outcome_t outcome) {
-    Step_t step;
-    step.kind = Step_t::FAIL;
-    step.call = call;
-    step.count = after;
-    step.outcome = outcome;
-    return step;
+std::optional<Life_t> lifeFromFile(const std::string& path, std::string& error) {
+    std::ifstream file(path);
+    if (!file) {
+        error = "cannot be read";
+        return std::nullopt;
+    }
+    return lifeFromText({std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()}, error);
 }
 
 } // namespace model

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "world.h"
@@ -41,12 +42,12 @@ struct Step_t {
     };
     Kind_e kind = PASS;
     unsigned count = 1;
-    Bytes_t bytes;
+    Bytes_t bytes = {};
     std::uint8_t address = 0;
-    std::optional<unsigned> reg;
+    std::optional<unsigned> reg = {};
     std::uint32_t value = 0;
     Call_e call = Call_e::TRANSFER;
-    Outcome_t outcome;
+    Outcome_t outcome = {};
 
     bool operator==(const Step_t&) const = default;
 };
@@ -78,12 +79,34 @@ std::string toText(const Life_t& life);
 /** Reads the text form; `error` tells the line that is none, and the result is empty then. */
 std::optional<Life_t> lifeFromText(const std::string& text, std::string& error);
 
+/** The life that a file tells. */
+std::optional<Life_t> lifeFromFile(const std::string& path, std::string& error);
+
 /** Bytes as hex; a run of more than eight equal bytes is written "00*4000". */
 std::string toHex(const Bytes_t& bytes);
 
-Step_t pass(unsigned count = 1);
-Step_t put(Bytes_t bytes);
-Step_t setRegister(std::uint8_t address, unsigned reg, std::uint32_t value);
-Step_t fail(Call_e call, unsigned after, Outcome_t outcome);
+inline Step_t pass(unsigned count = 1) {
+    return {.count = count};
+}
+inline Step_t put(Bytes_t bytes) {
+    return {.kind = Step_t::PUT, .bytes = std::move(bytes)};
+}
+inline Step_t setRegister(std::uint8_t address, unsigned reg, std::uint32_t value) {
+    return {.kind = Step_t::REGISTER, .address = address, .reg = reg, .value = value};
+}
+inline Step_t fail(Call_e call, unsigned after, Outcome_t outcome) {
+    return {.kind = Step_t::FAIL, .count = after, .call = call, .outcome = outcome};
+}
+inline Step_t dead(std::uint8_t address, std::optional<unsigned> reg, Outcome_t outcome) {
+    return {.kind = Step_t::DEAD, .address = address, .reg = reg, .outcome = outcome};
+}
+
+/** That number, or one counted from what was asked for. */
+constexpr Outcome_t result(long value) {
+    return {false, value};
+}
+constexpr Outcome_t asked(long more) {
+    return {true, more};
+}
 
 } // namespace model

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 #include "comparison.h"
@@ -31,11 +30,6 @@ std::string shortestDifference(const Life_t& life) {
     }
     const Life_t small = shrink(life, [](const Life_t& one) { return compare(one, liveModel, liveReal).has_value(); });
     return "the shortest life that differs:\n" + toText(small) + compare(small, liveModel, liveReal).value_or("");
-}
-
-std::string contentsOf(const std::filesystem::path& file) {
-    std::ifstream input(file);
-    return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
 }
 
 std::vector<std::filesystem::path> cases() {
@@ -88,7 +82,7 @@ TEST_P(EventfulLife, IsForetoldWhicheverTransferFails) {
     const std::size_t transfers = count(streamOf(with(pass(0)), liveReal), Entry_t::TRANSFER, "");
     ASSERT_EQ(transfers > 0, GetParam() > 1) << "type 1 has no enclosure, all others poll theirs";
     for (std::size_t n = 0; n < transfers; n += ESA_STRIDE) {
-        const Life_t life = with(fail(Call_e::TRANSFER, static_cast<unsigned>(n), {false, -1}));
+        const Life_t life = with(fail(Call_e::TRANSFER, static_cast<unsigned>(n), result(-1)));
         ASSERT_EQ(shortestDifference(life), "") << "transfer " << n;
     }
 }
@@ -97,7 +91,7 @@ TEST_P(EventfulLife, IsForetoldWhicheverSystemCallFails) {
     const std::pair<Call_e, const char*> calls[] = {{Call_e::SOCKET, "socket"}, {Call_e::CONNECT, "connect"},
                                                     {Call_e::OPEN, "open"},     {Call_e::SELECT, "select"},
                                                     {Call_e::RECEIVE, "recv"},  {Call_e::SEND, "send"}};
-    const Outcome_t outcomes[] = {{false, -1}, {false, 0}, {true, -1}, {true, 256}};
+    const Outcome_t outcomes[] = {result(-1), result(0), asked(-1), asked(256)};
     const std::vector<Entry_t> usual = streamOf(with(pass(0)), liveReal);
     for (const auto& [call, name] : calls) {
         // All that comes later is like one of these.
@@ -123,7 +117,7 @@ TEST(Cases, AreWhatTheModelForetells) {
     for (const std::filesystem::path& file : cases()) {
         SCOPED_TRACE(file.filename());
         std::string error;
-        const std::optional<Life_t> life = lifeFromText(contentsOf(file), error);
+        const std::optional<Life_t> life = lifeFromFile(file, error);
         ASSERT_TRUE(life.has_value()) << error;
         EXPECT_EQ(compare(*life, liveModel, liveReal).value_or(""), "");
     }

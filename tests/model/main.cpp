@@ -2,10 +2,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "comparison.h"
@@ -23,12 +20,11 @@ struct Options_t {
     std::uint64_t count = UINT64_MAX;
     std::string replay;
     bool functions = false;
-    bool self = false; /**< the adapter beside itself: tries the harness alone */
     bool print = false;
 };
 
 int usage() {
-    (void)std::fputs("usage: lives [--seconds N] [--first SEED] [--seed SEED] [--functions] [--self]\n"
+    (void)std::fputs("usage: lives [--seconds N] [--first SEED] [--seed SEED] [--functions]\n"
                      "       lives --replay FILE [--print]\n",
                      stderr);
     return 2;
@@ -39,19 +35,15 @@ bool parse(int argc, char* argv[], Options_t& options) {
         const std::string name = argv[i];
         if (name == "--functions") {
             options.functions = true;
-        } else if (name == "--self") {
-            options.self = true;
         } else if (name == "--print") {
             options.print = true;
         } else if (i + 1 == argc) {
             return false;
         } else if (name == "--seconds") {
             options.seconds = std::atof(argv[++i]);
-        } else if (name == "--first") {
+        } else if (name == "--first" || name == "--seed") {
             options.first = std::strtoull(argv[++i], nullptr, 10);
-        } else if (name == "--seed") {
-            options.first = std::strtoull(argv[++i], nullptr, 10);
-            options.count = 1;
+            options.count = name == "--seed" ? 1 : options.count;
         } else if (name == "--replay") {
             options.replay = argv[++i];
         } else {
@@ -59,10 +51,6 @@ bool parse(int argc, char* argv[], Options_t& options) {
         }
     }
     return true;
-}
-
-double processorSeconds() {
-    return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
 std::size_t passesOf(const Life_t& life) {
@@ -73,19 +61,17 @@ std::size_t passesOf(const Life_t& life) {
     return passes;
 }
 
-void report(const Life_t& life, const Side_t& expected) {
-    const Life_t small = shrink(life, [&](const Life_t& one) { return compare(one, expected, liveReal).has_value(); });
+void report(const Life_t& life) {
+    const Life_t small = shrink(life, [&](const Life_t& one) { return compare(one, liveModel, liveReal).has_value(); });
     std::printf("--- the shortest life that differs\n%s--- how it differs\n%s", toText(small).c_str(),
-                compare(small, expected, liveReal).value_or("not any more\n").c_str());
+                compare(small, liveModel, liveReal).value_or("not any more\n").c_str());
 }
 
-int replay(const Options_t& options, const Side_t& expected) {
-    std::ifstream file(options.replay);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+int replay(const Options_t& options) {
     std::string error;
-    const std::optional<Life_t> life = lifeFromText(text, error);
-    if (!file || !life) {
-        std::printf("%s: %s\n", options.replay.c_str(), life ? "cannot be read" : error.c_str());
+    const std::optional<Life_t> life = lifeFromFile(options.replay, error);
+    if (!life) {
+        std::printf("%s: %s\n", options.replay.c_str(), error.c_str());
         return 2;
     }
     if (options.print) {
@@ -93,7 +79,7 @@ int replay(const Options_t& options, const Side_t& expected) {
             std::printf("%s\n", toText(entry).c_str());
         }
     }
-    const auto different = compare(*life, expected, liveReal);
+    const auto different = compare(*life, liveModel, liveReal);
     std::printf("%s\n", different.value_or("equal").c_str());
     return different ? 1 : 0;
 }
@@ -106,18 +92,17 @@ void printFunctions(const FunctionPairs_t& pairs) {
     }
 }
 
-int live(const Options_t& options, const Side_t& expected) {
+int live(const Options_t& options) {
     const Generator_t generator(liveReal);
     FunctionPairs_t pairs;
     std::size_t lives = 0, passes = 0, entries = 0;
     int status = 0;
     const auto start = std::chrono::steady_clock::now();
-    const double processor = processorSeconds();
     const std::chrono::duration<double> limit(options.seconds);
     for (std::uint64_t seed = options.first; lives < options.count && std::chrono::steady_clock::now() - start < limit;
          ++seed) {
         const Life_t life = generator.life(seed);
-        const std::vector<Entry_t> foretold = streamOf(life, expected), found = streamOf(life, liveReal);
+        const std::vector<Entry_t> foretold = streamOf(life, liveModel), found = streamOf(life, liveReal);
         ++lives;
         passes += passesOf(life);
         entries += found.size();
@@ -126,14 +111,14 @@ int live(const Options_t& options, const Side_t& expected) {
         }
         if (difference(foretold, found, options.functions ? Functions_e::IGNORED : Functions_e::COMPARED)) {
             std::printf("seed %llu differs\n", static_cast<unsigned long long>(seed));
-            report(life, expected);
+            report(life);
             status = 1;
             break;
         }
     }
     printFunctions(pairs);
     std::printf("%zu lives, %zu passes, %zu entries compared, %.1f s of processor time: %s\n", lives, passes, entries,
-                processorSeconds() - processor, status == 0 ? "all equal" : "a difference");
+                static_cast<double>(std::clock()) / CLOCKS_PER_SEC, status == 0 ? "all equal" : "a difference");
     return status;
 }
 
@@ -144,6 +129,5 @@ int main(int argc, char* argv[]) {
     if (!parse(argc, argv, options)) {
         return usage();
     }
-    const Side_t expected = options.self ? Side_t(liveReal) : Side_t(liveModel);
-    return options.replay.empty() ? live(options, expected) : replay(options, expected);
+    return options.replay.empty() ? live(options) : replay(options);
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "octets.h"
+
 namespace model {
 namespace {
 
@@ -17,8 +19,7 @@ constexpr std::uint8_t SEND_DIAGNOSTIC = 29;
 constexpr std::uint8_t VOLUME_MANAGER = 20;
 
 void setLength(Bytes_t& message, std::size_t length) {
-    message[10] = static_cast<std::uint8_t>(length >> 8);
-    message[11] = static_cast<std::uint8_t>(length);
+    octets::put(message, 10, 2, static_cast<std::uint32_t>(length));
 }
 
 Bytes_t header(std::size_t size, std::uint8_t protocol, std::uint8_t type, std::uint8_t requestor) {
@@ -34,9 +35,7 @@ Bytes_t header(std::size_t size, std::uint8_t protocol, std::uint8_t type, std::
 }
 
 void putWord(Bytes_t& message, std::size_t at, std::uint32_t value) {
-    for (unsigned i = 0; i < 4; ++i) {
-        message[at + i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
-    }
+    octets::put(message, at, 4, value);
 }
 
 std::uint8_t somebody(Random_t& random) {
@@ -78,9 +77,8 @@ std::uint32_t controlRecord(Random_t& random) {
 }
 
 void appendWord(Bytes_t& bytes, std::uint32_t word) {
-    for (unsigned i = 0; i < 4; ++i) {
-        bytes.push_back(static_cast<std::uint8_t>(word >> (24 - 8 * i)));
-    }
+    bytes.resize(bytes.size() + 4);
+    putWord(bytes, bytes.size() - 4, word);
 }
 
 unsigned near(Random_t& random, unsigned count) {
@@ -109,8 +107,7 @@ Bytes_t control(Random_t& random, std::uint8_t chassis) {
     message[PAGE] = random.chance(90) ? std::uint8_t{2} : random.pick<std::uint8_t>({0, 1, 3, 4, 255});
     appendLists(message, random, countsOf(chassis));
     const std::size_t parameters = random.chance(90) ? message.size() - PAGE : random.pick<std::size_t>({0, 1, 0x100});
-    message[HEADER + 4] = static_cast<std::uint8_t>(parameters >> 8);
-    message[HEADER + 5] = static_cast<std::uint8_t>(parameters);
+    octets::put(message, HEADER + 4, 2, static_cast<std::uint32_t>(parameters));
     if (random.chance(10)) {
         message.resize(HEADER + random.below(static_cast<unsigned>(message.size() - HEADER)));
     } else if (random.chance(5)) {
@@ -195,8 +192,7 @@ Bytes_t receiveDiagnostic(std::uint8_t pageCode, unsigned allocationLength, std:
     message[HEADER] = RECEIVE_DIAGNOSTIC;
     message[HEADER + 1] = flags;
     message[HEADER + 2] = pageCode;
-    message[HEADER + 4] = static_cast<std::uint8_t>(allocationLength >> 8);
-    message[HEADER + 5] = static_cast<std::uint8_t>(allocationLength);
+    octets::put(message, HEADER + 4, 2, allocationLength);
     return message;
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "adapter.h"
+#include "octets.h"
 
 namespace model {
 namespace {
@@ -106,13 +107,9 @@ void hideAddressInDump(std::string& text, std::uint32_t address) {
 
 void hideAddress(std::uint8_t* bytes, std::size_t size, std::uint32_t address) {
     for (std::size_t word = 0; word < 2 && (word + 1) * 4 <= size; ++word) {
-        std::uint8_t* at = bytes + word * 4;
-        const std::uint32_t value = static_cast<std::uint32_t>(at[0]) << 24 | static_cast<std::uint32_t>(at[1]) << 16 |
-                                    static_cast<std::uint32_t>(at[2]) << 8 | at[3];
-        if (value == address) {
-            for (unsigned i = 0; i < 4; ++i) {
-                at[i] = static_cast<std::uint8_t>(SEND_BUFFER_ADDRESS >> (24 - 8 * i));
-            }
+        const std::span<std::uint8_t> place(bytes + word * 4, 4);
+        if (octets::number(place, 0, 4) == address) {
+            octets::put(place, 0, 4, SEND_BUFFER_ADDRESS);
         }
     }
 }
