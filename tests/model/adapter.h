@@ -118,6 +118,7 @@ public:
     void loadFan(std::uint8_t fan, std::uint8_t percent, std::uint8_t duty);
     /** False where the alarm is none of this program's; such chassis keep their remembered state too. */
     bool setAlarm(std::uint32_t alarm);
+    void readTemperatures(const char* function, bool traced);
 
     void esaVsc055FanLoadPwm(std::uint8_t fan, std::uint8_t percent);
     void esaVsc055DriveFaultLED(int drive, bool on);
@@ -195,6 +196,7 @@ private:
     /** What a poll makes of a supply check's result: the bit is cause and memory. */
     void judgeSupply(const char* function, std::uint32_t bit, int result, const char* name, bool tellsChange);
     void judgeFans();
+    void pollWinbond(const char* function, int voltages);
     /** Writes a port's shadow with bits set or cleared. */
     void changePort(std::uint8_t port, unsigned bits, bool set);
     /** Writes the ports' directions and reads them back; the code of the first failed read-back. */

@@ -92,18 +92,7 @@ void Adapter_t::chenbroSetAlarmState(std::uint32_t alarm) {
 }
 
 void Adapter_t::chenbroEsaProcessPollTimeout() {
-    const char* const function = "chenbroEsaProcessPollTimeout";
-
-    judgeSupply(function, 0x1, chenbroReadPowerVoltageToleranceStatus(), "Power Voltage Tolerance Status", true);
-    judgeFans();
-    for (std::size_t backplane = 0; backplane < 4; ++backplane) {
-        state.temperatureSensor[backplane] = esaW83782dReadTemperature(CHIPS[backplane], 0);
-        trace(function, "temperatureSensor[%d] = [%d] degrees Celsius.", static_cast<int>(backplane),
-              state.temperatureSensor[backplane]);
-    }
-    esaTemperatureFanPolicy();
-    esaTemperatureEventLog();
-    esaTemperatureOverheatCheck();
+    pollWinbond("chenbroEsaProcessPollTimeout", chenbroReadPowerVoltageToleranceStatus());
 }
 
 void Adapter_t::chenbroReadWinbondRegisters() {

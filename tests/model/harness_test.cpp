@@ -1,5 +1,5 @@
 /** The harness itself: a break of the adapter is found and made short, lives can be written and read back. */
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 
@@ -10,13 +10,10 @@
 #include "shrinker.h"
 #include "trace_log.h"
 
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-
 namespace model {
 namespace {
 
+using Lines_t = std::vector<std::string>;
 using Breakage_t = std::function<void(std::vector<Entry_t>&)>;
 
 /** The adapter with something wrong in what it does. */
@@ -48,8 +45,8 @@ std::string stepsOf(const Life_t& life) {
     return text;
 }
 
-bool startsWith(const Entry_t& entry, const char* text) {
-    return entry.text.starts_with(text);
+bool holds(const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
 }
 
 std::ptrdiff_t failedTransfers(const std::vector<Entry_t>& stream) {
@@ -59,8 +56,7 @@ std::ptrdiff_t failedTransfers(const std::vector<Entry_t>& stream) {
 }
 
 /** What a world writes down for the calls that `act` makes, without the snapshots. */
-template <typename Act>
-std::vector<std::string> diary(const std::vector<Step_t>& steps, Act act) {
+Lines_t diary(const std::vector<Step_t>& steps, const std::function<void(World_t&)>& act) {
     Life_t life;
     life.steps = steps;
     SimulatedWorld_t world(life);
@@ -69,7 +65,7 @@ std::vector<std::string> diary(const std::vector<Step_t>& steps, Act act) {
     } catch (const EndOfLife_t&) {
         world.ended("end");
     }
-    std::vector<std::string> lines;
+    Lines_t lines;
     for (const Entry_t& entry : world.stream) {
         lines.push_back(entry.text);
     }
@@ -101,14 +97,13 @@ TEST(Harness, TwoHundredAndFiftySixArgumentsAreAsGoodAsTwo) {
 TEST(Harness, ExchangedNeighboursAreFoundAndShrunkToOneRequest) {
     const Life_t life = shortestThatShows([](std::vector<Entry_t>& stream) {
         for (std::size_t i = 0; i + 1 < stream.size(); ++i) {
-            if (startsWith(stream[i], "Turn Off Fan [")) {
+            if (stream[i].text.starts_with("Turn Off Fan [")) {
                 std::swap(stream[i], stream[i + 1]);
             }
         }
     });
     EXPECT_LE(life.steps.size(), 3) << toText(life);
-    EXPECT_THAT(toText(life), HasSubstr("\nput "));
-    EXPECT_THAT(toText(life), EndsWith("\npass\n"));
+    EXPECT_TRUE(holds(toText(life), "\nput ") && toText(life).ends_with("\npass\n")) << toText(life);
 }
 
 TEST(Harness, AMissingAlarmWriteIsFoundAndShrunkToItsCause) {
@@ -132,10 +127,10 @@ TEST(Harness, ADifferenceShowsWhereTheStreamsPart) {
     const std::vector<Entry_t> expected = {{Entry_t::SYSTEM, "same", ""}, {Entry_t::TRACE, "text", "f"}};
     const std::vector<Entry_t> found = {{Entry_t::SYSTEM, "same", ""}, {Entry_t::TRACE, "test", "g"}};
     const std::string text = difference(expected, found).value_or("");
-    EXPECT_THAT(text, HasSubstr("entry 1 differs"));
-    EXPECT_THAT(text, HasSubstr("= same\n- trace f: text\n+ trace g: test\n"));
-    EXPECT_THAT(difference(expected, {expected[0]}).value_or(""), HasSubstr("+ (end)"));
-    EXPECT_THAT(difference({expected[0]}, expected).value_or(""), HasSubstr("- (end)"));
+    EXPECT_TRUE(holds(text, "entry 1 differs"));
+    EXPECT_TRUE(holds(text, "= same\n- trace f: text\n+ trace g: test\n"));
+    EXPECT_TRUE(holds(difference(expected, {expected[0]}).value_or(""), "+ (end)"));
+    EXPECT_TRUE(holds(difference({expected[0]}, expected).value_or(""), "- (end)"));
     EXPECT_EQ(difference(expected, expected), std::nullopt);
 }
 
@@ -178,49 +173,48 @@ TEST(LifeText, WhatIsNoLifeIsRefusedWithItsLine) {
 }
 
 TEST(World, WaitsAreTimedOutUntilSomethingArrives) {
-    EXPECT_THAT(
-        diary({pass(2), put({1, 2}), pass()},
-              [](World_t& world) {
-                  for (;;) {
-                      (void)world.select(4, 1, 0);
-                  }
-              }),
-        ElementsAre("select 4 1.000000 -> 0", "select 4 1.000000 -> 0", "select 4 1.000000 -> 1 readable", "end"));
+    EXPECT_EQ(diary({pass(2), put({1, 2}), pass()},
+                    [](World_t& world) {
+                        for (;;) {
+                            (void)world.select(4, 1, 0);
+                        }
+                    }),
+              (Lines_t{"select 4 1.000000 -> 0", "select 4 1.000000 -> 0", "select 4 1.000000 -> 1 readable", "end"}));
 }
 
 TEST(World, AReadWaitsForAllThatItWantsAndAPeekTakesNothing) {
-    EXPECT_THAT(diary({put({1, 2}), pass(), put({3}), pass()},
-                      [](World_t& world) {
-                          EXPECT_EQ(world.receive(4, 64, 0x102).data, Bytes_t({1, 2}));
-                          EXPECT_EQ(world.receive(4, 3, 0).data, Bytes_t({1, 2, 3}));
-                          (void)world.receive(4, 1, 0);
-                      }),
-                ElementsAre("recv 4 64 flags 0x102 -> 2", "recv 4 3 flags 0x0 -> 3", "end"));
+    EXPECT_EQ(diary({put({1, 2}), pass(), put({3}), pass()},
+                    [](World_t& world) {
+                        EXPECT_EQ(world.receive(4, 64, 0x102).data, Bytes_t({1, 2}));
+                        EXPECT_EQ(world.receive(4, 3, 0).data, Bytes_t({1, 2, 3}));
+                        (void)world.receive(4, 1, 0);
+                    }),
+              (Lines_t{"recv 4 64 flags 0x102 -> 2", "recv 4 3 flags 0x0 -> 3", "end"}));
 }
 
 TEST(World, TheChosenTransferFailsAndTheOthersDoNot) {
-    EXPECT_THAT(diary({fail(Call_e::TRANSFER, 1, result(-5))}, readThrice),
-                ElementsAre("read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> -5 [00]", "read 5 4a:01 1 -> 1 [00]"));
-    EXPECT_THAT(diary({fail(Call_e::READ, 0, asked(1))}, readThrice),
-                ElementsAre("read 5 4a:01 1 -> 2 [00]", "read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]"));
+    EXPECT_EQ(diary({fail(Call_e::TRANSFER, 1, result(-5))}, readThrice),
+              (Lines_t{"read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> -5 [00]", "read 5 4a:01 1 -> 1 [00]"}));
+    EXPECT_EQ(diary({fail(Call_e::READ, 0, asked(1))}, readThrice),
+              (Lines_t{"read 5 4a:01 1 -> 2 [00]", "read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]"}));
 }
 
 TEST(World, ADeadDeviceStaysDeadUntilItIsHealed) {
     const Step_t isDead = dead(0x4A, std::nullopt, result(-1)), heal = {.kind = Step_t::HEAL};
-    EXPECT_THAT(diary({isDead}, readThrice),
-                ElementsAre("read 5 4a:01 1 -> -1 [00]", "read 5 4a:01 1 -> -1 [00]", "read 5 4a:01 1 -> -1 [00]"));
-    EXPECT_THAT(diary({isDead, heal}, readThrice),
-                ElementsAre("read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]"));
+    EXPECT_EQ(diary({isDead}, readThrice),
+              (Lines_t{"read 5 4a:01 1 -> -1 [00]", "read 5 4a:01 1 -> -1 [00]", "read 5 4a:01 1 -> -1 [00]"}));
+    EXPECT_EQ(diary({isDead, heal}, readThrice),
+              (Lines_t{"read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]", "read 5 4a:01 1 -> 1 [00]"}));
 }
 
 TEST(World, SensorsHandOutTheHalfDegreeFirst) {
-    EXPECT_THAT(diary({setRegister(0x4C, 0, 0x23), setRegister(0x4C, 1, 0x80)},
-                      [](World_t& world) {
-                          for (int i = 0; i < 3; ++i) {
-                              (void)world.readI2c(5, 0x4C, 0, 1);
-                          }
-                      }),
-                ElementsAre("read 5 4c:00 1 -> 1 [80]", "read 5 4c:00 1 -> 1 [23]", "read 5 4c:00 1 -> 1 [80]"));
+    EXPECT_EQ(diary({setRegister(0x4C, 0, 0x23), setRegister(0x4C, 1, 0x80)},
+                    [](World_t& world) {
+                        for (int i = 0; i < 3; ++i) {
+                            (void)world.readI2c(5, 0x4C, 0, 1);
+                        }
+                    }),
+              (Lines_t{"read 5 4c:00 1 -> 1 [80]", "read 5 4c:00 1 -> 1 [23]", "read 5 4c:00 1 -> 1 [80]"}));
 }
 
 TEST(World, TheAlarmControllerTakesItsStateAtTheStrobesEndAndShowsABitOfIt) {

@@ -197,40 +197,6 @@ void cooling(Adapter_t& adapter, Bytes_t& page) {
     }
 }
 
-void refreshTemperatures(Adapter_t& adapter) {
-    State_t& state = adapter.state;
-    const std::size_t sensors = state.temperatureSensorMaxNumber;
-    switch (state.enclosureType) {
-    case 2:
-        state.temperatureSensor[0] = adapter.lm75ReadTemperature(0x4C);
-        state.temperatureSensor[1] = adapter.lm75ReadTemperature(0x4D);
-        break;
-    case 3:
-    case 5:
-        for (std::size_t k = 0; k < sensors; k++) {
-            state.temperatureSensor[k] = adapter.lm75ReadTemperature(state.i2cAddressLM75[k]);
-            adapter.trace(IN_PAGES, "temperatureSensor[%d] = [%d] degrees Celsius.", static_cast<int>(k),
-                          state.temperatureSensor[k]);
-        }
-        break;
-    case 4: {
-        constexpr std::uint8_t BACKPLANES[] = {0x28, 0x2A, 0x2C, 0x30};
-        for (std::size_t k = 0; k < 4; k++) {
-            state.temperatureSensor[k] = adapter.esaW83782dReadTemperature(BACKPLANES[k], 0);
-        }
-        break;
-    }
-    case 6:
-        for (std::size_t k = 0; k < sensors; k++) {
-            state.temperatureSensor[k] =
-                adapter.esaW83782dReadTemperature(state.i2cAddressW83782d, static_cast<std::uint8_t>(k));
-        }
-        break;
-    default:
-        break;
-    }
-}
-
 Element_t temperatureRecord(int degrees) {
     if (degrees == 32767) {
         return {};
@@ -272,7 +238,7 @@ Bytes_t statusPage(Adapter_t& adapter) {
     devices(adapter, page);
     powerSupplies(adapter, page);
     cooling(adapter, page);
-    refreshTemperatures(adapter);
+    adapter.readTemperatures(IN_PAGES, state.enclosureType == 3 || state.enclosureType == 5);
     append(page, {});
     for (std::size_t k = 0; k < state.temperatureSensorMaxNumber; k++) {
         append(page, temperatureRecord(state.temperatureSensor[k]));

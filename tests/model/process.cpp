@@ -18,48 +18,46 @@ long parseKey(const std::string& text) {
 }
 
 struct ChassisRow_t {
-    std::uint8_t chassisType;
     const char* name;
-    std::uint8_t vsc055;
-    std::array<std::uint8_t, 3> lm75;
-    std::uint8_t w83782d;
+    std::uint8_t vsc055 = 0;
+    std::array<std::uint8_t, 3> lm75 = {};
+    std::uint8_t w83782d = 0;
+    const char* title = nullptr; /**< none without a driver */
+    int (Adapter_t::*init)() = nullptr;
+    void (Adapter_t::*poll)() = nullptr;
 };
 
+constexpr std::array<std::uint8_t, 3> SENSORS = {0x4C, 0x4B, 0x4A};
+
+/** By type less 1. */
 constexpr ChassisRow_t CHASSIS[] = {
-    {1, "VORAN_E_CHASSIS_NONE", 0, {}, 0},
-    {2, "VORAN_E_CHASSIS_XYRATEX_2U12ATX", 0x63, {}, 0},
-    {3, "VORAN_E_CHASSIS_TELMA_QUADRA", 0x41, {0x4C, 0x4B, 0x4A}, 0},
-    {4, "VORAN_E_CHASSIS_CHENBRO_3U16ATX", 0, {}, 0},
-    {5, "VORAN_E_CHASSIS_VORAN_VSC055", 0x41, {0x4C, 0x4B, 0x4A}, 0},
-    {6, "VORAN_E_CHASSIS_VORAN_W83782D", 0, {}, 0x28},
+    {"VORAN_E_CHASSIS_NONE"},
+    {"VORAN_E_CHASSIS_XYRATEX_2U12ATX",
+     0x63,
+     {},
+     0,
+     "Xyratex",
+     &Adapter_t::xyratexInit,
+     &Adapter_t::xyratexEsaProcessPollTimeout},
+    {"VORAN_E_CHASSIS_TELMA_QUADRA", 0x41, SENSORS, 0, "Vsc055 based", &Adapter_t::esaVsc055Init,
+     &Adapter_t::esaVsc055ProcessPollTimeout},
+    {"VORAN_E_CHASSIS_CHENBRO_3U16ATX",
+     0,
+     {},
+     0,
+     "Chenbro",
+     &Adapter_t::chenbroInit,
+     &Adapter_t::chenbroEsaProcessPollTimeout},
+    {"VORAN_E_CHASSIS_VORAN_VSC055", 0x41, SENSORS, 0, "Vsc055 based", &Adapter_t::esaVsc055Init,
+     &Adapter_t::esaVsc055ProcessPollTimeout},
+    {"VORAN_E_CHASSIS_VORAN_W83782D",
+     0,
+     {},
+     0x28,
+     "W83782d based",
+     &Adapter_t::esaW83782dInit,
+     &Adapter_t::esaW83782dProcessPollTimeout},
 };
-
-const ChassisRow_t& chassisRow(std::uint8_t chassisType) {
-    return chassisType >= 1 && chassisType <= 6 ? CHASSIS[chassisType - 1] : CHASSIS[0];
-}
-
-struct InitRow_t {
-    int (Adapter_t::*init)();
-    const char* name;
-};
-
-/** By `enclosureType` less 2. */
-constexpr InitRow_t INIT[] = {
-    {&Adapter_t::xyratexInit, "Xyratex"},          {&Adapter_t::esaVsc055Init, "Vsc055 based"},
-    {&Adapter_t::chenbroInit, "Chenbro"},          {&Adapter_t::esaVsc055Init, "Vsc055 based"},
-    {&Adapter_t::esaW83782dInit, "W83782d based"},
-};
-
-/** By `enclosureType` less 2. */
-constexpr void (Adapter_t::*POLL[])() = {
-    &Adapter_t::xyratexEsaProcessPollTimeout, &Adapter_t::esaVsc055ProcessPollTimeout,
-    &Adapter_t::chenbroEsaProcessPollTimeout, &Adapter_t::esaVsc055ProcessPollTimeout,
-    &Adapter_t::esaW83782dProcessPollTimeout,
-};
-
-bool hasDriver(std::uint8_t enclosureType) {
-    return enclosureType >= 2 && enclosureType <= 6;
-}
 
 } // namespace
 
@@ -115,16 +113,14 @@ void Adapter_t::waitForRcp() {
 }
 
 void Adapter_t::initChassis() {
-    if (hasDriver(state.enclosureType)) {
-        const InitRow_t& row = INIT[state.enclosureType - 2];
-        if ((this->*row.init)() == 0) {
-            trace("main", "Finish initializing for the %s Enclosure.", row.name);
-        } else {
-            trace("main", "Initializing for the %s Enclosure fails.", row.name);
-        }
-        return;
+    const ChassisRow_t& row = CHASSIS[state.enclosureType - 1];
+    if (row.init == nullptr) {
+        sendEvent(10, 1, {{56, 2}}); // the I2C bus is at fault
+    } else if ((this->*row.init)() == OK) {
+        trace("main", "Finish initializing for the %s Enclosure.", row.title);
+    } else {
+        trace("main", "Initializing for the %s Enclosure fails.", row.title);
     }
-    sendEvent(10, 1, {{56, 2}}); // the I2C bus is at fault
 }
 
 void Adapter_t::esaInit() {
@@ -159,8 +155,9 @@ void Adapter_t::esaInit() {
         return;
     }
     trace("esaInit", "oMpuParams->chassisType = [%d]", parameters.chassisType);
-    const ChassisRow_t& row = chassisRow(parameters.chassisType);
-    state.enclosureType = row.chassisType;
+    const bool known = parameters.chassisType >= 1 && parameters.chassisType <= 6;
+    state.enclosureType = known ? parameters.chassisType : 1;
+    const ChassisRow_t& row = CHASSIS[state.enclosureType - 1];
     state.i2cAddressVsc055 = row.vsc055;
     std::ranges::copy(row.lm75, state.i2cAddressLM75.begin());
     state.i2cAddressW83782d = row.w83782d;
@@ -175,8 +172,8 @@ void Adapter_t::esaProcessPollTimeout() {
         state.pollTimeoutUsec = static_cast<std::uint32_t>((left - pass) % 1'000'000);
         return;
     }
-    if (state.i2cConnected == 1 && hasDriver(state.enclosureType)) {
-        (this->*POLL[state.enclosureType - 2])();
+    if (state.i2cConnected == 1) {
+        (this->*CHASSIS[state.enclosureType - 1].poll)();
     }
     state.pollTimeoutSec = 10;
     state.pollTimeoutUsec = 0;
@@ -238,6 +235,25 @@ void Adapter_t::loadFan(std::uint8_t fan, std::uint8_t percent, std::uint8_t dut
     default:
         esaVsc055FanLoadPwm(fan, percent);
         break;
+    }
+}
+
+void Adapter_t::readTemperatures(const char* function, bool traced) {
+    constexpr std::uint8_t WINBONDS[] = {0x28, 0x2A, 0x2C, 0x30};
+    const std::uint8_t type = state.enclosureType;
+    const std::uint8_t sensors = type == 1 ? 0 : type == 2 ? 2 : state.temperatureSensorMaxNumber;
+    for (std::uint8_t i = 0; i < sensors; ++i) {
+        state.temperatureSensor[i] = type == 2   ? lm75ReadTemperature(static_cast<std::uint8_t>(0x4C + i))
+                                     : type == 4 ? esaW83782dReadTemperature(WINBONDS[i], 0)
+                                     : type == 6 ? esaW83782dReadTemperature(state.i2cAddressW83782d, i)
+                                                 : lm75ReadTemperature(state.i2cAddressLM75[i]);
+        if (traced && type != 2) {
+            trace(function, "temperatureSensor[%d] = [%d] degrees Celsius.", i, state.temperatureSensor[i]);
+        }
+    }
+    for (std::size_t i = 0; traced && type == 2 && i < 2; ++i) {
+        trace(function, "temperatureSensor[ESA_K_TEMPERATURE_SENSOR_%s] = [%d] degrees Celsius.",
+              i == 0 ? "LHS" : "RHS", state.temperatureSensor[i]);
     }
 }
 

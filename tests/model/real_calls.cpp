@@ -78,20 +78,12 @@ void waitForReal(std::function<void(bool readable)> waited) {
 
 // Calls that know of time have another name where a long has 32 bits and a time 64.
 #if __SIZEOF_LONG__ == 8
-#define REAL_SELECT __real_select
-#define WRAP_SELECT __wrap_select
-#define REAL_SETSOCKOPT __real_setsockopt
-#define WRAP_SETSOCKOPT __wrap_setsockopt
-#define REAL_SHMCTL __real_shmctl
-#define WRAP_SHMCTL __wrap_shmctl
+#define TIMED(prefix, name) prefix##name
 #else
-#define REAL_SELECT __real___select64
-#define WRAP_SELECT __wrap___select64
-#define REAL_SETSOCKOPT __real___setsockopt64
-#define WRAP_SETSOCKOPT __wrap___setsockopt64
-#define REAL_SHMCTL __real___shmctl64
-#define WRAP_SHMCTL __wrap___shmctl64
+#define TIMED(prefix, name) prefix##__##name##64
 #endif
+#define REAL(name) TIMED(__real_, name)
+#define WRAP(name) TIMED(__wrap_, name)
 
 using namespace model;
 
@@ -99,12 +91,12 @@ extern "C" {
 
 int __real_socket(int domain, int type, int protocol);
 int __real_connect(int fd, const sockaddr* address, socklen_t length);
-int REAL_SETSOCKOPT(int fd, int level, int name, const void* value, socklen_t length);
-int REAL_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, timeval* timeout);
+int REAL(setsockopt)(int fd, int level, int name, const void* value, socklen_t length);
+int REAL(select)(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, timeval* timeout);
 ssize_t __real_recv(int fd, void* buffer, size_t size, int flags);
 ssize_t __real_send(int fd, const void* bytes, size_t size, int flags);
 int __real_shmget(key_t key, size_t size, int flags);
-int REAL_SHMCTL(int shmid, int command, struct shmid_ds* state);
+int REAL(shmctl)(int shmid, int command, struct shmid_ds* state);
 void* __real_shmat(int shmid, const void* address, int flags);
 int __real_shmdt(const void* address);
 int __real_open64(const char* path, int flags, ...);
@@ -131,9 +123,9 @@ int __wrap_connect(int fd, const sockaddr* address, socklen_t length) {
     });
 }
 
-int WRAP_SETSOCKOPT(int fd, int level, int name, const void* value, socklen_t length) {
+int WRAP(setsockopt)(int fd, int level, int name, const void* value, socklen_t length) {
     if (world == nullptr) {
-        return REAL_SETSOCKOPT(fd, level, name, value, length);
+        return REAL(setsockopt)(fd, level, name, value, length);
     }
     if (level == SOL_SOCKET && name == SO_RCVLOWAT && length == sizeof(lowWater)) {
         std::memcpy(&lowWater, value, sizeof(lowWater));
@@ -141,16 +133,16 @@ int WRAP_SETSOCKOPT(int fd, int level, int name, const void* value, socklen_t le
     return 0;
 }
 
-int WRAP_SELECT(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, timeval* timeout) {
+int WRAP(select)(int count, fd_set* reads, fd_set* writes, fd_set* exceptions, timeval* timeout) {
     if (world == nullptr) {
-        return REAL_SELECT(count, reads, writes, exceptions, timeout);
+        return REAL(select)(count, reads, writes, exceptions, timeout);
     }
     const int fd = count > 0 && FD_ISSET(count - 1, reads) ? count - 1 : -1;
     const SelectResult_t result = inWorld([&](World_t& w) {
         return w.select(fd, static_cast<std::uint32_t>(timeout->tv_sec), static_cast<std::uint32_t>(timeout->tv_usec));
     });
     if (waitedForReal) {
-        const int ready = REAL_SELECT(count, reads, writes, exceptions, timeout);
+        const int ready = REAL(select)(count, reads, writes, exceptions, timeout);
         waitedForReal(ready > 0);
         return ready;
     }
@@ -234,9 +226,9 @@ void* __wrap_shmat(int shmid, const void* address, int flags) {
 }
 
 // The block's owner is the adapter's own user.
-int WRAP_SHMCTL(int shmid, int command, struct shmid_ds* state) {
+int WRAP(shmctl)(int shmid, int command, struct shmid_ds* state) {
     if (world == nullptr) {
-        return REAL_SHMCTL(shmid, command, state);
+        return REAL(shmctl)(shmid, command, state);
     }
     *state = {};
     state->shm_perm.uid = state->shm_perm.cuid = geteuid();

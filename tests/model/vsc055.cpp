@@ -156,11 +156,7 @@ void Adapter_t::esaVsc055ProcessPollTimeout() {
 
     judgeSupply(function, 0x2, esaVsc055ReadPowerRedundancyFailStatus(), "Power Redundancy Status", false);
     judgeFans();
-    for (std::size_t sensor = 0; sensor < state.temperatureSensorMaxNumber; ++sensor) {
-        state.temperatureSensor[sensor] = lm75ReadTemperature(state.i2cAddressLM75[sensor]);
-        trace(function, "temperatureSensor[%d] = [%d] degrees Celsius.", static_cast<int>(sensor),
-              state.temperatureSensor[sensor]);
-    }
+    readTemperatures(function, true);
     esaVsc055TemperatureFanPolicy();
     esaTemperatureEventLog();
     esaTemperatureOverheatCheck();

@@ -122,19 +122,17 @@ void Adapter_t::esaW83782dSetAlarmState(std::uint8_t address, std::uint8_t backp
     trace("esaW83782dSetAlarmState", "Set Backplane Alarm State to [%s].", ALARM_NAMES[alarm]);
 }
 
-void Adapter_t::esaW83782dProcessPollTimeout() {
-    const char* const function = "esaW83782dProcessPollTimeout";
-
-    judgeSupply(function, 0x1, esaW83782dReadPowerVoltageToleranceStatus(state.i2cAddressW83782d),
-                "Power Voltage Tolerance Status", true);
+void Adapter_t::pollWinbond(const char* function, int voltages) {
+    judgeSupply(function, 0x1, voltages, "Power Voltage Tolerance Status", true);
     judgeFans();
-    for (std::uint8_t sensor = 0; sensor < state.temperatureSensorMaxNumber; ++sensor) {
-        state.temperatureSensor[sensor] = esaW83782dReadTemperature(state.i2cAddressW83782d, sensor);
-        trace(function, "temperatureSensor[%d] = [%d] degrees Celsius.", sensor, state.temperatureSensor[sensor]);
-    }
+    readTemperatures(function, true);
     esaTemperatureFanPolicy();
     esaTemperatureEventLog();
     esaTemperatureOverheatCheck();
+}
+
+void Adapter_t::esaW83782dProcessPollTimeout() {
+    pollWinbond("esaW83782dProcessPollTimeout", esaW83782dReadPowerVoltageToleranceStatus(state.i2cAddressW83782d));
 }
 
 bool Adapter_t::probeWinbond(const char* function, std::uint8_t address, std::uint8_t backplane) {

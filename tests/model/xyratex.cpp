@@ -176,13 +176,7 @@ void Adapter_t::xyratexEsaProcessPollTimeout() {
         trace(function, "FAN Fail LED already [%s].", onOff(failed));
     }
 
-    state.temperatureSensor[0] = lm75ReadTemperature(0x4C);
-    state.temperatureSensor[1] = lm75ReadTemperature(0x4D);
-    trace(function, "temperatureSensor[ESA_K_TEMPERATURE_SENSOR_LHS] = [%d] degrees Celsius.",
-          state.temperatureSensor[0]);
-    trace(function, "temperatureSensor[ESA_K_TEMPERATURE_SENSOR_RHS] = [%d] degrees Celsius.",
-          state.temperatureSensor[1]);
-
+    readTemperatures(function, true);
     esaTemperatureFanPolicy();
     esaTemperatureEventLog();
     esaTemperatureOverheatCheck();
