@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <map>
 
-#include "chips/vsc055.h"
 #include "esa_fixture.h"
 
 namespace {
@@ -83,16 +82,6 @@ TEST_F(Vsc055, SpeedIsLeftAloneUnlessItIsRead) {
     }
     EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
     EXPECT_EQ(takeTrace(), Lines_t{});
-}
-
-TEST_F(Vsc055, PortReadNeverChangesWhatTheOutputsAreKnownToHold) {
-    start(5);
-    esaControl.vitesse.vsc055GPD[5] = 0x15;
-    fakeBus.set(0x63, 0x05, 0x5A);
-    U8_t value = 0;
-    EXPECT_EQ(vsc055ReadPort(0x63, 5, &value), 0);
-    EXPECT_EQ(value, 0x5A);
-    EXPECT_EQ(esaControl.vitesse.vsc055GPD[5], 0x15);
 }
 
 TEST_F(Vsc055, DriveNumbersOutsideTheChassisAreRefused) {

@@ -84,15 +84,6 @@ TEST_F(W83782d, ChipHasFourOutputsAndThreeCountersAndReadsOneSensor) {
     EXPECT_EQ(rpm, 0) << "a counter that overflows is a standstill";
 }
 
-TEST_F(W83782d, TemperatureIsTracedWithTheSingleBackplanesAddressWhicheverChipIsRead) {
-    startChassis(4);
-    esaControl.i2cAddressW83782d = 0x21;
-    (void)takeTrace();
-    fakeBus.set(0x2A, 0x27, 0xF6);
-    EXPECT_EQ(esaW83782dReadTemperature(0x2A, 0), -10);
-    EXPECT_EQ(takeTrace(), (Lines_t{"Temperature Sensor [0] for I2C address [0x21] = [-10] degrees Celsius."}));
-}
-
 TEST_F(W83782d, FaultClearsAndMuteSetsTheAlarmBitAndNoOtherStateTouchesTheChip) {
     start(4);
     const struct {

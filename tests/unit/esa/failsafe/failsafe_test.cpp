@@ -37,19 +37,13 @@ TEST_F(FailSafe, EveryFanOfEveryChassisGetsItsFullLoadAndNothingElseIsTouched) {
         EXPECT_TRUE(once(row.type)) << row.type;
         EXPECT_EQ(fakeBus.takeTransfers(), row.transfers) << row.type;
     }
+    EXPECT_EQ(takeMessageNames(), Lines_t{});
 }
 
 TEST_F(FailSafe, FanThatDoesNotAnswerKeepsNoOtherFromFullSpeed) {
     fakeBus.failTransfer(0);
     EXPECT_FALSE(once(5));
     EXPECT_EQ(fakeBus.takeTransfers(), (Lines_t{"W 41 98 3F !", "W 41 99 3F", "W 41 9A 3F"}));
-}
-
-TEST_F(FailSafe, LaterAttemptThatSucceedsIsEnough) {
-    fakeBus.failDevice(0x41);
-    EXPECT_FALSE(once(3));
-    fakeBus.heal();
-    EXPECT_TRUE(once(3));
 }
 
 TEST_F(FailSafe, MissingBackplaneIsNoFailureAsLongAsAnotherAnswers) {
@@ -75,6 +69,7 @@ TEST_F(FailSafe, OneChipThatIsMissingIsAFailureWhereThereIsNoOther) {
         fakeBus.failDevice(type == 2 ? 0x63 : type == 6 ? 0x28 : 0x41);
         EXPECT_FALSE(once(type)) << type;
         fakeBus.heal();
+        EXPECT_TRUE(once(type)) << type;
     }
 }
 
@@ -86,11 +81,6 @@ TEST_F(FailSafe, PreparationPutsOutTheLedsThatTheStartLeavesLit) {
     }
     fakeBus.failDevice(0x41);
     EXPECT_FALSE(prepareOnce(chassis(5), 99));
-}
-
-TEST_F(FailSafe, SendsNobodyAMessage) {
-    EXPECT_TRUE(once(2));
-    EXPECT_TRUE(takeMessages().empty());
 }
 
 TEST_F(FailSafe, DeviceThatIsMissingIsToldAfterTheGivenTime) {

@@ -31,15 +31,6 @@ TEST_F(CompositeFault, OnlyTheLowEightBitsOfTheOutcomeCount) {
     }
 }
 
-TEST_F(CompositeFault, LastOfSeveralCausesSendsNothingButTheLed) {
-    startChassis(5, 3);
-    EXPECT_EQ(esaManageCompositeFault(0x4, -1), 64);
-    EXPECT_EQ(esaManageCompositeFault(0x8, -1), 64);
-    EXPECT_EQ(esaManageCompositeFault(0x8, 0), 0);
-    EXPECT_EQ(esaManageCompositeFault(0x4, 0), 64);
-    EXPECT_EQ(takeMessageNames(), (Lines_t{"led-on", "email", "email", "led-off"}));
-}
-
 TEST_F(CompositeFault, TracesTheLowestOfSeveralCauses) {
     startChassis(2);
     struct {

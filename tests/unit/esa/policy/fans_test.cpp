@@ -1,8 +1,6 @@
 /** Fans and their policies with loads, limits, counts and types that no enclosure has. */
 #include "policy/fans.h"
 
-#include <gmock/gmock.h>
-
 #include "enclosures/vsc055.h"
 #include "esa_fixture.h"
 
@@ -31,22 +29,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(Fans, EachMovesFromItsOwnLoad) {
-    startChassis(4);
-    setAll(39, 0);
-    const U8_t before[] = {25, 50, 75, 100, 0, 60};
-    std::copy(std::begin(before), std::end(before), esaControl.fanPwmLoad);
-    (void)takeTrace();
-    esaTemperatureFanPolicy();
-    EXPECT_EQ(loads(6), (Loads_t{50, 75, 75, 100, 0, 60}));
-    EXPECT_EQ(fakeBus.takeTransfers(), (Lines_t{"W 28 5B 80", "W 28 5A C0"}));
-    EXPECT_THAT(takeTrace(), testing::IsSupersetOf({"temperatureSensorAverage = [39] degrees Celsius.",
-                                                    "Temperature = [39], Fan [0] set to 50 percent PWM",
-                                                    "Temperature = [39], Fan [1] set to 75 percent PWM",
-                                                    "ESA never set this PWM Load [0] on Fan [4]?",
-                                                    "ESA never set this PWM Load [60] on Fan [5]?"}));
-}
 
 TEST_F(Fans, XyratexDrivesItsTwoGroupsWhateverTheNumberOfFans) {
     for (const U8_t coolings : {U8_t{1}, U8_t{2}, U8_t{3}, U8_t{8}}) {
