@@ -18,7 +18,7 @@ protected:
     Watch() {
         wireClear(esaControl);
         descriptor_ = open(device_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        onFakeSleep = [this](unsigned long long) { next_(++looks_); };
+        onFakeSleep = [this] { next_(++looks_); };
     }
     ~Watch() override {
         onFakeSleep = nullptr;

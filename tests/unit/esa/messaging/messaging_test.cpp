@@ -162,7 +162,7 @@ TEST_F(Messaging, SelfTestThatCannotBeSentIsReportedUnderItsOwnName) {
     esaControl.socketFdMSM = -1;
     EXPECT_EQ(esaTestMsg(28, 2), -1);
     ASSERT_EQ(fakeEventLog.size(), 4U);
-    const Bytes_t& record = fakeEventLog[0].bytes;
+    const Bytes_t& record = fakeEventLog[0];
     EXPECT_STREQ(reinterpret_cast<const char*>(record.data()) + 152 + 64, "esaTestMsg()");
     EXPECT_STREQ(reinterpret_cast<const char*>(record.data()) + 152 + 132,
                  "Linux send function fails, sendSize = [72] is wrong");

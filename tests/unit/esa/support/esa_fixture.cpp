@@ -21,7 +21,7 @@ EsaTest::EsaTest() {
     std::strncpy(params.mmsgDirectory, folder.path().c_str(), sizeof(params.mmsgDirectory) - 1);
     oMpuParams = &params;
     TRACE__init(&params, "esa_%02d.log", 1, MODULES);
-    trace(true);
+    (void)TRACE__setTraceLevel(0, 0x10);
 
     wireClear(esaControl);
     const std::array<int, 2> ends = testsupport::connectedPair();
@@ -31,7 +31,6 @@ EsaTest::EsaTest() {
     switchFd = ends[1];
     fakeBus = {};
     fakeEventLog.clear();
-    fakeSleeps.clear();
     onFakeSleep = nullptr;
 }
 
@@ -94,10 +93,6 @@ std::vector<std::string> EsaTest::takeTrace() {
         lines.push_back(line);
     }
     return lines;
-}
-
-void EsaTest::trace(bool on) {
-    (void)TRACE__setTraceLevel(0, on ? 0x10 : 0);
 }
 
 MMSG_t& EsaTest::request(int protocol, U32_t type, int requestor, int size) {

@@ -21,15 +21,6 @@ using testsupport::hex;
 using testsupport::unhex;
 using Lines_t = std::vector<std::string>;
 
-/** Several runs of lines, one behind the other. */
-inline Lines_t join(std::initializer_list<Lines_t> parts) {
-    Lines_t all;
-    for (const Lines_t& part : parts) {
-        all.insert(all.end(), part.begin(), part.end());
-    }
-    return all;
-}
-
 /** Formats numbers into a text. */
 template <typename... Numbers>
 std::string text(const char* format, Numbers... numbers) {
@@ -55,8 +46,6 @@ protected:
     std::vector<std::string> takeMessageNames();
     /** Trace lines since the last call. Dumps are lines as well. */
     std::vector<std::string> takeTrace();
-    /** Switches tracing off, or on again. */
-    void trace(bool on);
 
     /** A message that says `size` bytes in esaInMsg: a header addressed to the adapter (type 14, SES), rest zero. */
     static MMSG_t& request(int protocol, U32_t type, int requestor, int size);

@@ -8,9 +8,8 @@
 #include "platform.h"
 
 FakeBus_t fakeBus;
-std::vector<FakeEvent_t> fakeEventLog;
-std::vector<unsigned long long> fakeSleeps;
-std::function<void(unsigned long long)> onFakeSleep;
+std::vector<std::vector<U8_t>> fakeEventLog;
+std::function<void()> onFakeSleep;
 
 namespace {
 
@@ -41,16 +40,14 @@ U8_t answer(int address, int reg) {
     return set == fakeBus.values.end() ? U8_t{0} : set->second;
 }
 
-void keepEvent(const EmpEvLogHeader_t* event, const MPU_PARAMS_t* params, int action) {
+void keepEvent(const EmpEvLogHeader_t* event) {
     const auto* bytes = reinterpret_cast<const U8_t*>(event);
-    const std::size_t size = sizeof(*event) + event->evStructLength;
-    fakeEventLog.push_back({{bytes, bytes + size}, params, action});
+    fakeEventLog.emplace_back(bytes, bytes + sizeof(*event) + event->evStructLength);
 }
 
-void keepSleep(unsigned long long microseconds) {
-    fakeSleeps.push_back(microseconds);
+void sleepNoTime() {
     if (onFakeSleep) {
-        onFakeSleep(microseconds);
+        onFakeSleep();
     }
 }
 
@@ -91,17 +88,18 @@ int write_i2c_data(int, U8_t i2cAddr, U8_t regAddr, const U8_t* data, int length
     return record(line, i2cAddr, regAddr) ? length : -1;
 }
 
-void altEventLogM(const EmpEvLogHeader_t* record, const MPU_PARAMS_t* params) {
-    keepEvent(record, params, 0);
+void altEventLogM(const EmpEvLogHeader_t* record, const MPU_PARAMS_t*) {
+    keepEvent(record);
 }
 
-void altEventLog(const EmpEvLogHeader_t* record, const MPU_PARAMS_t* params, S32_t action) {
-    keepEvent(record, params, action);
+void altEventLog(const EmpEvLogHeader_t* record, const MPU_PARAMS_t*, S32_t) {
+    keepEvent(record);
 }
 
-void MPU_sleep(U32_t seconds) {
-    keepSleep(seconds * 1000000ULL);
+void MPU_sleep(U32_t) {
+    sleepNoTime();
 }
-void MPU_usleep(U32_t microseconds) {
-    keepSleep(microseconds);
+
+void MPU_usleep(U32_t) {
+    sleepNoTime();
 }

@@ -1,6 +1,6 @@
 /**
  * The platform as a unit test of the adapter sees it: an I2C bus that answers from a register map, records every
- * transfer in order and fails the ones it is told to; an event log that keeps its records; sleeps that only count.
+ * transfer in order and fails the ones it is told to; an event log that keeps its records; sleeps that take no time.
  * It takes the place of the platform library and of the library's sleep at link time.
  */
 #pragma once
@@ -39,14 +39,8 @@ struct FakeBus_t {
 };
 extern FakeBus_t fakeBus;
 
-/** A record that was handed to the event log: header and body, and the action (0 for altEventLogM). */
-struct FakeEvent_t {
-    std::vector<U8_t> bytes;
-    const void* params;
-    int action;
-};
-extern std::vector<FakeEvent_t> fakeEventLog;
+/** Records that were handed to the event log: header and body. */
+extern std::vector<std::vector<U8_t>> fakeEventLog;
 
-/** Sleeps asked for, in order: MPU_sleep in microseconds as well. `onFakeSleep` is called for each when set. */
-extern std::vector<unsigned long long> fakeSleeps;
-extern std::function<void(unsigned long long microseconds)> onFakeSleep;
+/** Called for every sleep, of seconds or microseconds, when it is set. */
+extern std::function<void()> onFakeSleep;
