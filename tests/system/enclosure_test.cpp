@@ -1,5 +1,5 @@
 /** Every chassis managed end to end on the simulated enclosure, whose time stands still: its values are exact. */
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <ostream>
@@ -7,7 +7,6 @@
 #include "system_test.h"
 
 using namespace testsupport;
-using testing::HasSubstr;
 
 namespace {
 
@@ -169,11 +168,8 @@ TEST_P(Enclosure, LosesAFanAndGetsItBackAndOverheatsAndCools) {
     setTemperatures(61);
     EXPECT_EQ(poll(), (Lines_t{"led-on", "email", "event 10/3", "shutdown"}));
     EXPECT_EQ(poll(), (Lines_t{"event 10/3", "shutdown"})) << "as long as it lasts";
-    Lines_t sensors = chassis.sensors;
-    for (std::size_t sensor = 0; sensor < realSensors(); ++sensor) {
-        sensors[sensor] = "00 00 51 30";
-    }
-    EXPECT_THAT(page(2), HasSubstr(sensors[0] + (realSensors() > 1 ? " " + sensors[1] : "")));
+    const std::string sensors = realSensors() > 1 ? "00 00 51 30 00 00 51 30" : "00 00 51 30";
+    EXPECT_NE(page(2).find(sensors), std::string::npos);
     EXPECT_EQ(world()["alarm"]["state"], chassis.faultAlarm);
     setTemperatures(30);
     Lines_t cool(realSensors(), "event 8/1");

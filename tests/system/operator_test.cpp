@@ -1,5 +1,5 @@
 /** The adapter between the real switch and the operator's tool, on the simulated enclosure. */
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "system_test.h"
 

@@ -217,8 +217,10 @@ std::vector<JsonValue_t> SystemTest::eventLog() const {
     return JsonValue_t::parseLines(folder.read("log/altevents.jsonl"));
 }
 
-std::string SystemTest::traceLog() const {
-    return folder.read("log/esa_01.log");
+Lines_t SystemTest::notInLog(Lines_t texts) const {
+    const std::string log = traceLog();
+    std::erase_if(texts, [&](const std::string& text) { return log.find(text) != std::string::npos; });
+    return texts;
 }
 
 int SystemTest::transfers() const {

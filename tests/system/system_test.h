@@ -94,7 +94,9 @@ protected:
 
     /** Records of the platform's event log. */
     std::vector<testsupport::JsonValue_t> eventLog() const;
-    std::string traceLog() const;
+    std::string traceLog() const { return folder.read("log/esa_01.log"); }
+    /** Of these texts, those that the trace log does not hold. */
+    Lines_t notInLog(Lines_t texts) const;
     int transfers() const;
 
     const testsupport::Segment_t segment;
