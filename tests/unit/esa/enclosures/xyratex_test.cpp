@@ -76,3 +76,18 @@ TEST_F(Xyratex, EveryAlarmStateIsStrobedIntoTheControllerAndOthersAreRefused) {
         EXPECT_EQ(takeTrace(), (Lines_t{std::string("Set the Alarm State to ") + one.trace + "."}));
     }
 }
+
+TEST_F(Xyratex, EveryAlarmStateIsReadBackBitByBit) {
+    const char* const texts[] = {"[IDEL_S0]",     "[FAULT_S1]",   "[REMIND_S2]",  "[MUTE_S3]",
+                                 "[CRITICAL_S4]", "[INVALID_S5]", "[INVALID_S6]", "[INVALID_S7]"};
+    for (unsigned state = 0; state < 8; ++state) {
+        SCOPED_TRACE(state);
+        esaControl.vitesse.vsc055GPD[5] = 0xFF;
+        fakeBus.queue(0x63, 5,
+                      {(state & 1) != 0 ? 0x10 : 0xEF, (state & 2) != 0 ? 0x10 : 0xEF, (state & 4) != 0 ? 0x10 : 0xEF});
+        EXPECT_EQ(xyratexReadAlarmstate(), state);
+        EXPECT_EQ(fakeBus.takeTransfers(),
+                  (Lines_t{"W 63 05 F8", "R 63 05", "W 63 05 F9", "R 63 05", "W 63 05 FA", "R 63 05"}));
+        EXPECT_EQ(takeTrace(), (Lines_t{std::string("Read the Alarm State as ") + texts[state] + "."}));
+    }
+}
