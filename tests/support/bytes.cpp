@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
 
 namespace testsupport {
@@ -106,6 +107,12 @@ std::string messageName(const Bytes_t& message) {
     default:
         return "reply " + std::to_string(message.size());
     }
+}
+
+std::string digitsAsZeros(std::string text) {
+    std::ranges::replace_if(
+        text, [](char c) { return c >= '0' && c <= '9'; }, '0');
+    return text;
 }
 
 } // namespace testsupport

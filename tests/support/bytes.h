@@ -48,4 +48,7 @@ std::size_t lengthOf(std::span<const std::uint8_t> header);
  * LENGTH". */
 std::string messageName(const Bytes_t& message);
 
+/** The text with a 0 for every digit: the shape of a time. */
+std::string digitsAsZeros(std::string text);
+
 } // namespace testsupport

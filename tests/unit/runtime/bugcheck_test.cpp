@@ -1,7 +1,7 @@
 #include <cerrno>
 #include <string>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "calls.h"
 #include "child_with_log.h"
@@ -76,8 +76,7 @@ TEST(Mutex, FailureEndsTheProcessWithItsOwnTextAndStatus) {
         });
         EXPECT_EQ(child.exitStatus, failure.exitStatus);
         const bool writesBefore = failure.exitStatus == 7; // the line that the lock was for
-        EXPECT_THAT(child.err,
-                    testing::EndsWith("MPU_BUGCHECK() encountered: Device or resource busy\n" + failure.err));
+        EXPECT_TRUE(child.err.ends_with("MPU_BUGCHECK() encountered: Device or resource busy\n" + failure.err));
         EXPECT_TRUE(writesBefore || child.err.starts_with("MPU_BUGCHECK()")) << child.err;
     }
 }

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/ipc.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <sys/resource.h>
 #include <unistd.h>

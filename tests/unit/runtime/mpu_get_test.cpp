@@ -1,7 +1,7 @@
 /** Attaching and deleting the parameter block. */
 #include <cerrno>
 #include <cstring>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/ipc.h>
 #include <unistd.h>
 

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <string>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include "bytes.h"
 #include "calls.h"
 #include "child_with_log.h"
 #include "osdep.h"
@@ -94,10 +94,10 @@ TEST(VersionRecord, NamesTheBuildingAccountAndTime) {
     EXPECT_GT(std::strlen(Version.ID), 0U);
     const std::string when = Version.build_time;
     ASSERT_EQ(when.size(), 20U);
-    EXPECT_THAT(when.substr(0, 3),
-                testing::AnyOf("Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"));
-    EXPECT_THAT(when.substr(3),
-                testing::MatchesRegex(" [ 123][0-9] [0-9][0-9][0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]"));
+    const std::string months = "Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec ";
+    EXPECT_EQ(months.find(when.substr(0, 4)) % 4, 0U) << when;
+    const std::string shape = testsupport::digitsAsZeros(when.substr(4));
+    EXPECT_TRUE(shape == "00 0000 00:00:00" || shape == " 0 0000 00:00:00") << when;
 }
 
 TEST(VersionRecord, FullStringJoinsNumberAccountAndTimeInTheSameBufferEachTime) {

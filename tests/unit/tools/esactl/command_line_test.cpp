@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <unistd.h>
@@ -12,18 +11,16 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 void expectError(const Said_t& said, int exitStatus, const std::string& code, const std::string& text) {
     EXPECT_EQ(said.status, exitStatus);
-    EXPECT_THAT(said.err, HasSubstr(text));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, text, said.err);
     EXPECT_EQ(std::count(said.err.begin(), said.err.end(), '\n'), 1) << said.err;
     const JsonValue_t document = JsonValue_t::parse(said.out);
     EXPECT_EQ(document["schema"], "esactl.error");
     EXPECT_EQ(document["version"], 1);
     EXPECT_EQ(document["error"]["code"], code);
     EXPECT_EQ(document["error"]["exit_status"], exitStatus);
-    EXPECT_THAT(document["error"]["text"].text(), HasSubstr(text));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, text, document["error"]["text"].text());
 }
 
 TEST(Errors, UsageIsOne) {
@@ -79,11 +76,12 @@ TEST(Errors, PermissionDeniedNamesTheGroupThatHasItAndNeverRoots) {
                   "': members of the group mail may talk to the switch; join it (usermod -aG mail USER) and "
                   "log in again\n");
     ASSERT_EQ(chown(peer.c_str(), 0, 0), 0);
-    EXPECT_THAT(testsupport::run(asNobody).err,
-                HasSubstr(": only root and whoever runs the switch may talk to it; ask them, or use sudo\n"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring,
+                        ": only root and whoever runs the switch may talk to it; ask them, or use sudo\n",
+                        testsupport::run(asNobody).err);
     std::filesystem::permissions(net.directory(), std::filesystem::perms{0750});
     ASSERT_EQ(chown(net.directory().c_str(), 0, MAIL), 0);
-    EXPECT_THAT(testsupport::run(asNobody).err, HasSubstr("members of the group mail may talk"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "members of the group mail may talk", testsupport::run(asNobody).err);
 }
 
 TEST(Errors, NoSwitchIsTwoAndWithoutJsonStandardOutputStaysEmpty) {
@@ -94,7 +92,7 @@ TEST(Errors, NoSwitchIsTwoAndWithoutJsonStandardOutputStaysEmpty) {
     }
     const Said_t said = esactl("--directory /nonexistent status");
     EXPECT_EQ(said.out, "");
-    EXPECT_THAT(said.err, HasSubstr("esactl: no switch at '/nonexistent/peer'"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "esactl: no switch at '/nonexistent/peer'", said.err);
     FakeSwitch_t net;
     net.hangUp = true;
     expectError(net.esactl("status --json"), 2, "no-switch", "");
@@ -188,10 +186,10 @@ TEST(Errors, HelpIsNoError) {
     for (const std::string command : {"status", "config", "led", "fan", "psu", "alarm", "events", "watch", "raw"}) {
         const Said_t said = esactl(command + " --help");
         EXPECT_EQ(std::to_string(said.status) + said.err, "0") << command;
-        EXPECT_THAT(said.out, HasSubstr("Example: esactl " + command));
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "Example: esactl " + command, said.out);
     }
     EXPECT_EQ(esactl("--help").status, 0);
-    EXPECT_THAT(esactl("--version").out, testing::StartsWith("esactl "));
+    EXPECT_TRUE(esactl("--version").out.starts_with("esactl "));
 }
 
 class Completion : public testing::Test {

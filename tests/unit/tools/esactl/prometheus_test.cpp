@@ -1,7 +1,6 @@
 /** esactl status --format prometheus: the text whole, and files. */
 #include <filesystem>
 #include <fstream>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,8 +8,6 @@
 #include "fake_switch.h"
 
 namespace {
-
-using testing::HasSubstr;
 
 TEST(Prometheus, TheWholeText) {
     Bytes_t whole = smallStatus();
@@ -91,11 +88,11 @@ TEST(Prometheus, MissingReadingsHaveNoSample) {
     EXPECT_EQ(said.status, 24);
     for (const char* sample : {"esa_fan_speed_rpm{fan=\"fan0\"} 1500\n", "esa_fan_healthy{fan=\"fan1\"} 0\n",
                                "esa_enclosure_state{state=\"fault\"} 1\n"}) {
-        EXPECT_THAT(said.out, HasSubstr(sample));
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, sample, said.out);
     }
     for (const char* missing :
          {"esa_fan_speed_rpm{fan=\"fan1\"}", "esa_temperature_celsius{sensor=\"temp2\"}", "esa_alarm_muted"}) {
-        EXPECT_THAT(said.out, testing::Not(HasSubstr(missing)));
+        EXPECT_PRED_FORMAT2(testing::IsNotSubstring, missing, said.out);
     }
 }
 
@@ -129,12 +126,12 @@ TEST_F(Output, FileIsReplacedWholeKeepsItsPermissionsAndLeavesNothingBeside) {
     EXPECT_EQ(up.status, 0);
     EXPECT_EQ(up.out, "");
     const std::string printed = metricsTo("-").out;
-    EXPECT_THAT(printed, HasSubstr("esa_up 1\n"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "esa_up 1\n", printed);
     EXPECT_NE(access("-", F_OK), 0);
     EXPECT_EQ(testsupport::readFile(path), printed);
     net_.script = nullptr;
     EXPECT_EQ(metricsTo(path).status, 2);
-    EXPECT_THAT(testsupport::readFile(path), testing::EndsWith("esa_up 0\n"));
+    EXPECT_TRUE(testsupport::readFile(path).ends_with("esa_up 0\n"));
     EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0604});
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(kept), {}), 1);
 }
@@ -156,7 +153,7 @@ TEST_F(Output, WhateverIsNoRegularFileIsLeftAlone) {
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
     const Said_t nowhere = metricsTo(folder_ + "/none/esa.prom");
     EXPECT_EQ(nowhere.status, 1);
-    EXPECT_THAT(nowhere.err, HasSubstr("cannot write"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "cannot write", nowhere.err);
 }
 
 } // namespace

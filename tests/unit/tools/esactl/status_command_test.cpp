@@ -1,15 +1,12 @@
 /** esactl status, config and raw, against a scripted switch. */
 #include <fstream>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <set>
 
+#include "bytes.h"
 #include "fake_switch.h"
 
 namespace {
-
-using testing::HasSubstr;
-using testing::StartsWith;
 
 TEST(StatusCommand, AsksForBothPagesInTheAdaptersFormat) {
     FakeSwitch_t net(backplaneConfiguration(), healthyBackplaneStatus());
@@ -45,8 +42,8 @@ TEST(StatusCommand, HealthIsInTheExitStatus) {
     net.serve(backplaneConfiguration(), faultyBackplaneStatus());
     const Said_t said = net.esactl("status");
     EXPECT_EQ(said.status, 24);
-    EXPECT_THAT(said.out, StartsWith("Enclosure FAULT: psu1 "));
-    EXPECT_THAT(said.out, testing::Not(HasSubstr("\033"))) << "no terminal";
+    EXPECT_TRUE(said.out.starts_with("Enclosure FAULT: psu1 "));
+    EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "\033", said.out) << "no terminal";
     EXPECT_EQ(said.err, "");
 }
 
@@ -55,7 +52,7 @@ TEST(StatusCommand, JsonHasItsSchemaAndNullForEveryMissingReading) {
     const Said_t said = net.esactl("status --json");
     EXPECT_EQ(said.status, 24);
     const JsonValue_t status = JsonValue_t::parse(said.out);
-    EXPECT_THAT(status["time"].text(), testing::MatchesRegex("....-..-..T..:..:..Z"));
+    EXPECT_EQ(testsupport::digitsAsZeros(status["time"].text()), "0000-00-00T00:00:00Z");
     EXPECT_EQ(status["problems"].size(), 6U);
     EXPECT_EQ(status["drives"].size(), 16U);
     const std::pair<JsonValue_t, const char*> parts[] = {
@@ -152,7 +149,7 @@ TEST(ConfigCommand, TextAndJson) {
               JsonValue_t::parse("{" + facts + R"("adapter_version":null,"adapter_chassis":null})"));
     // What whoever started the adapter has left beside its switch.
     std::ofstream(net.directory() + "/adapter") << "chassis=W83782d\nversion=1.3.0.24\nother\n";
-    EXPECT_THAT(net.esactl("config").out, HasSubstr("Adapter     1.3.0.24  (chassis w83782d)\n"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "Adapter     1.3.0.24  (chassis w83782d)\n", net.esactl("config").out);
     EXPECT_EQ(net.json("config --json"),
               JsonValue_t::parse("{" + facts + R"("adapter_version":"1.3.0.24","adapter_chassis":"w83782d"})"));
 }
@@ -171,7 +168,7 @@ protected:
 TEST_F(RawCommand, APageIsPrintedAsItCameAndDecodedWhereItCanBe) {
     const Said_t said = net_.esactl("raw --page 2");
     EXPECT_EQ(said.status, 0);
-    EXPECT_THAT(said.out, StartsWith("status 0, return code 0, 59 bytes\n"
+    EXPECT_TRUE(said.out.starts_with("status 0, return code 0, 59 bytes\n"
                                      "0000  02 00 00 38 00 00 00 07 00 00 00 00 01 00 00 00\n"
                                      "0010  01 01 00 04 00 00 00 00 01 00 00 05 00 00 00 00\n"
                                      "0020  00 40 2c e4 00 00 c8 e0 00 00 00 00 00 00 37 00\n"
@@ -186,7 +183,7 @@ TEST_F(RawCommand, APageIsPrintedAsItCameAndDecodedWhereItCanBe) {
     net_.serve(unhex("01 02 03"), unhex("07 aa"));
     const Said_t undecoded = net_.esactl("raw --page 1");
     EXPECT_EQ(undecoded.status, 0);
-    EXPECT_THAT(undecoded.out, HasSubstr("0000  01 02 03\nnot decoded: page 1 has 3 bytes"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "0000  01 02 03\nnot decoded: page 1 has 3 bytes", undecoded.out);
     EXPECT_TRUE(net_.json("raw --page 1 --json")["decoded"].isNull());
     EXPECT_EQ(net_.esactl("raw --page 7").out, "status 0, return code 0, 2 bytes\n0000  07 aa\n");
     net_.script = nullptr;
@@ -207,7 +204,7 @@ TEST_F(RawCommand, EmptyPageIsAnEmptyParameterListAndOneTooLargeForAMessageIsRef
     EXPECT_EQ(sent(), "1d08000000000000");
     const Said_t refused = net_.esactl("raw " + std::string(2 * 3993, '0'));
     EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.err, HasSubstr("at most 3992"));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "at most 3992", refused.err);
 }
 
 } // namespace

@@ -1,14 +1,10 @@
 /** What the monitor's metrics say of itself, beside those of the enclosure. */
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "folder.h"
 #include "metrics.h"
 
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
 
 Enclosure_t healthyEnclosure() {
     Enclosure_t enclosure;
@@ -37,10 +33,10 @@ protected:
     using Texts_t = std::vector<std::string>;
     static void expectSamples(const std::string& text, const Texts_t& samples, const Texts_t& missing) {
         for (const std::string& sample : samples) {
-            EXPECT_THAT(text, HasSubstr("\n" + sample + "\n"));
+            EXPECT_PRED_FORMAT2(testing::IsSubstring, "\n" + sample + "\n", text);
         }
         for (const std::string& name : missing) {
-            EXPECT_THAT(text, Not(HasSubstr(name)));
+            EXPECT_PRED_FORMAT2(testing::IsNotSubstring, name, text);
         }
     }
 
