@@ -61,10 +61,11 @@ def promtool(*arguments):
 @unittest.skipUnless(PROMTOOL, "promtool is not installed (scripts/promtool)")
 class RulesTest(unittest.TestCase):
     def test_every_rule_does_what_its_test_says(self):
-        for arguments in (("check", "config", "prometheus.yml"), ("test", "rules", "rules_test.yml")):
+        names = ("rules_test.yml", "rules_day_test.yml")
+        for arguments in (("check", "config", "prometheus.yml"), ("test", "rules", *names)):
             status, text = promtool(*arguments)
             self.assertEqual(status, 0, text)
-        tests = (EXAMPLES / "rules_test.yml").read_text(encoding="utf-8")
+        tests = "".join((EXAMPLES / name).read_text(encoding="utf-8") for name in names)
         rules = re.findall(r"- (?:alert|record): (\S+)", (EXAMPLES / "rules.yml").read_text(encoding="utf-8"))
         self.assertEqual([rule for rule in rules if f"alertname: {rule}\n" not in tests and f"expr: {rule}" not in tests], [])
 
