@@ -7,15 +7,15 @@ namespace {
 
 constexpr std::uint8_t LM75_TEMPERATURE = 0x00;
 constexpr std::uint8_t LM75_CONFIGURATION = 0x01;
-constexpr std::uint8_t HYSTERESIS = 0x02;
-constexpr std::uint8_t LIMIT = 0x03;
+constexpr std::uint8_t LM75_HYSTERESIS = 0x02;
+constexpr std::uint8_t LM75_LIMIT = 0x03;
 
 constexpr unsigned IMPLEMENTED_BITS = 0xFF80; // nine bits, left-justified
 
 } // namespace
 
 unsigned Lm75_t::width(std::uint8_t reg) const {
-    if (reg > LIMIT) {
+    if (reg > LM75_LIMIT) {
         return 0;
     }
     return reg == LM75_CONFIGURATION ? 1 : 2;
@@ -29,7 +29,7 @@ unsigned Lm75_t::load(std::uint8_t reg) const {
     }
     case LM75_CONFIGURATION:
         return configuration_;
-    case HYSTERESIS:
+    case LM75_HYSTERESIS:
         return hysteresis_;
     default:
         return limit_;
@@ -41,10 +41,10 @@ bool Lm75_t::store(std::uint8_t reg, unsigned value) {
     case LM75_CONFIGURATION:
         configuration_ = static_cast<std::uint8_t>(value);
         return true;
-    case HYSTERESIS:
+    case LM75_HYSTERESIS:
         hysteresis_ = value & IMPLEMENTED_BITS;
         return true;
-    case LIMIT:
+    case LM75_LIMIT:
         limit_ = value & IMPLEMENTED_BITS;
         return true;
     default: // the temperature is read only

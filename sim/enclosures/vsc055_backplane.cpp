@@ -5,6 +5,19 @@
 
 namespace {
 
+constexpr std::uint8_t CONTROLLER = 0x41;
+constexpr Thermometer_t SENSORS[] = {{0x4C, 0.0}, {0x4B, 0.5}, {0x4A, -0.5}};
+constexpr unsigned DRIVES = 16;
+constexpr unsigned FANS = 3;
+
+/* Port 4. */
+constexpr unsigned POWER_PORT = 4;
+constexpr std::uint8_t REDUNDANCY_GOOD = 0x80; // input
+constexpr std::uint8_t CLEAR_SUPPLY_ALARM = 0x40;
+constexpr std::uint8_t BEEPER = 0x08;
+/** Ports 6 and 7: one LED cathode a drive. */
+constexpr unsigned LED_PORT = 6;
+
 struct Variant_t {
     const char* name;
     unsigned supplies;
@@ -45,19 +58,6 @@ protected:
     }
 
 private:
-    static constexpr std::uint8_t CONTROLLER = 0x41;
-    static constexpr Thermometer_t SENSORS[] = {{0x4C, 0.0}, {0x4B, 0.5}, {0x4A, -0.5}};
-    static constexpr unsigned DRIVES = 16;
-    static constexpr unsigned FANS = 3;
-
-    /* Port 4. */
-    static constexpr unsigned POWER_PORT = 4;
-    static constexpr std::uint8_t REDUNDANCY_GOOD = 0x80; // input
-    static constexpr std::uint8_t CLEAR_SUPPLY_ALARM = 0x40;
-    static constexpr std::uint8_t BEEPER = 0x08;
-    /** Ports 6 and 7: one LED cathode a drive. */
-    static constexpr unsigned LED_PORT = 6;
-
     std::shared_ptr<Vsc055_t> controller_ = std::make_shared<Vsc055_t>();
     Thermometers_t thermometers_;
 };

@@ -27,6 +27,7 @@ constexpr std::size_t RAIL_12 = 4;
 constexpr double SAGGED_5 = 4.2;
 constexpr double SAGGED_12 = 10.2;
 
+constexpr double MAX_RPM = 9000;
 constexpr double SENSOR_OFFSETS[] = {0.0, 1.0, -1.0, 0.5};
 
 constexpr std::uint8_t SINGLE_BACKPLANE[] = {0x28};
@@ -45,7 +46,7 @@ public:
     explicit W83782dEnclosure_t(const Wiring_t& wiring) : Enclosure_t(wiring.name), fans_(wiring.fans) {
         world().drives.resize(wiring.drives);
         world().supplies.resize(wiring.supplies);
-        world().fans.resize(wiring.fans.size(), Fan_t{.maxRpm = 9000});
+        world().fans.resize(wiring.fans.size(), Fan_t{.maxRpm = MAX_RPM});
         for (const std::uint8_t address : wiring.backplanes) {
             addBackplane(address);
         }
