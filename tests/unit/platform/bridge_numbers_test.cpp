@@ -21,7 +21,6 @@ int bridgeByte(int fd) {
 /** A far end that numbers its replies: answers every greeting, and each request with the next of `replies`. */
 struct NumberingPeer_t : TappedLine_t {
     explicit NumberingPeer_t(std::vector<Bytes_t> script) : replies(std::move(script)) {
-        I2C_BRIDGE.begin(); // what bridgeByte() does not do
         afterGreeting = [this](U8_t number) -> ssize_t {
             greetingNumbers.push_back(number);
             answer(beforeGreetingsAnswer);
@@ -54,6 +53,14 @@ TEST(BridgeNumbers, AFarEndThatAnswersTheGreetingGetsNumberedRequests) {
     EXPECT_EQ(peer.writes, (std::vector<Bytes_t>{{0x72, 0x82, 0x4C, 0x00, 0x01},
                                                  {0x77, 0x83, 0x28, 0x4E, 0x01, 0xDE},
                                                  {0x72, 0x84, 0x63, 0x10, 0x03}}));
+}
+
+TEST(BridgeNumbers, BeginAfreshOnEveryLine) {
+    for (int line = 0; line < 2; ++line) {
+        NumberingPeer_t peer({{0x61, 0x82, 0x01, 0x1C}});
+        EXPECT_EQ(readByte(peer.fd), 0x1C);
+        EXPECT_EQ(peer.greetingNumbers, Bytes_t{0x81});
+    }
 }
 
 TEST(BridgeNumbers, TheLongestTransfersFitTheirFrames) {
@@ -113,7 +120,7 @@ TEST(BridgeNumbers, AReplyOfTheWrongLengthOrKindFailsTheTransfer) {
 
 TEST(BridgeNumbers, AFarEndThatUsedToAnswerGetsNoRequestBeforeItAnswersAgain) {
     NumberingPeer_t peer({{0x61, 0x82, 0x01, 0x01}, {}});
-    ASSERT_EQ(bridgeByte(peer.fd), 0x01);
+    ASSERT_EQ(readByte(peer.fd), 0x01);
     ASSERT_LT(bridgeByte(peer.fd), 0);
     const auto answering = peer.afterGreeting;
     peer.afterGreeting = [](U8_t) -> ssize_t { return 2; };
@@ -127,7 +134,7 @@ TEST(BridgeNumbers, AFarEndThatUsedToAnswerGetsNoRequestBeforeItAnswersAgain) {
 
 TEST(BridgeNumbers, AFarEndThatMissedTenGreetingsInARowIsTakenForAnotherOne) {
     NumberingPeer_t peer({{0x61, 0x82, 0x01, 0x01}, {}, {0x41, 0x44}});
-    ASSERT_EQ(bridgeByte(peer.fd), 0x01);
+    ASSERT_EQ(readByte(peer.fd), 0x01);
     ASSERT_LT(bridgeByte(peer.fd), 0);
     peer.afterGreeting = [](U8_t) -> ssize_t { return 2; };
     for (int i = 1; i <= 9; ++i) {

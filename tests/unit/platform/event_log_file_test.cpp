@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "calls.h"
 #include "child.h"
 #include "event_log_fixture.h"
 
@@ -91,6 +92,20 @@ TEST_F(EventLog, IsTurnedOverBeforeItGrowsBeyond4MiBAndKeepsFiveOlderOnes) {
     }
     EXPECT_EQ(firsts, "gfedc");
     EXPECT_FALSE(fs::exists(directory / "altevents.jsonl.6"));
+}
+
+TEST_F(EventLog, ThatAnotherProcessTurnsOverBeforeTheLockIsHadIsOpenedAnew) {
+    fillLog(4194304, 'a');
+    const calls::Answer_t turned(calls::open, [this](const char* name, int flags, mode_t mode) {
+        const int fd = calls::open.real(name, flags, mode);
+        if (!fs::exists(file.string() + ".1")) {
+            fs::rename(file, file.string() + ".1");
+        }
+        return fd;
+    });
+    add(SMALL);
+    EXPECT_EQ(log(), SMALL_LINE);
+    EXPECT_EQ(fs::file_size(file.string() + ".1"), 4194304U);
 }
 
 TEST_F(EventLog, NoLineOfSeveralProcessesIsLostWhenTheLogIsTurnedOver) {

@@ -114,11 +114,19 @@ TEST_F(HeartbeatDeathTest, TransfersFeedItOnceASecondThoseThatFailOnlyWhenOneWas
 }
 
 TEST_F(HeartbeatDeathTest, EveryChassisHasItsName) {
-    inOwnProcess([&] {
-        makeBlock(4);
-        heartbeatBeat("SMBus", true);
-        EXPECT_NE(heard().find("STATUS=Chenbro 3U16 enclosure on /dev/enc-0 (SMBus), last"), std::string::npos);
-    });
+    const char* const names[] = {"unknown",           "no",           "Xyratex 2U12",
+                                 "VSC055 Quadra",     "Chenbro 3U16", "VSC055 backplane",
+                                 "W83782D backplane", "unknown"};
+    makeBlock(0);
+    for (U8_t chassis = 0; chassis < 8; ++chassis) {
+        segment.patch(71, &chassis, 1);
+        inOwnProcess([&] {
+            heartbeatBeat("SMBus", true);
+            const std::string status =
+                std::string("STATUS=") + names[chassis] + " enclosure on /dev/enc-0 (SMBus), last";
+            EXPECT_NE(heard().find(status), std::string::npos) << names[chassis];
+        });
+    }
 }
 
 TEST_F(HeartbeatDeathTest, ASocketInTheAbstractSpaceWillDo) {

@@ -4,6 +4,7 @@
  */
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -49,11 +50,11 @@ struct FakeAdapter_t {
     explicit FakeAdapter_t(unsigned long functionBits) : functions(functionBits), fd(open("/dev/null", O_RDWR)) {
         forgetBus();
         calls::ioctl.answer = [this](int from, unsigned long request, unsigned long argument) {
-            return from == fd ? answer(request, argument) : calls::ioctl.real(from, request, argument);
+            return from == fd ? answer(request, argument) : others(from, request, argument);
         };
     }
     ~FakeAdapter_t() {
-        calls::ioctl.answer = nullptr;
+        calls::ioctl.answer = others;
         close(fd);
     }
     FakeAdapter_t(const FakeAdapter_t&) = delete;
@@ -116,6 +117,8 @@ struct FakeAdapter_t {
 
     unsigned long functions;
     int fd;
+    const std::function<int(int, unsigned long, unsigned long)> others =
+        calls::ioctl.answer ? calls::ioctl.answer : calls::ioctl.real; /**< what answers for other descriptors */
     U8_t nextByte = 0xA0;
     int failAt = -1; /**< the call, counted from 0, that fails */
     int failWith = 0;
@@ -152,11 +155,11 @@ TEST(I2cDevFunctions, AreAskedOnceForADescriptor) {
 
 TEST(I2cDevFunctions, AreAskedAgainForAnotherDescriptorAndAfterAFailure) {
     FakeAdapter_t adapter(SPEAKS_SMBUS_ONLY);
+    FakeAdapter_t other(SPEAKS_I2C_AND_SMBUS); // of the same device, so that nothing but the number is another
     adapter.failAt = 0;
     adapter.failWith = ENODEV;
     EXPECT_EQ(readByte(adapter.fd), -ENODEV);
     EXPECT_GE(readByte(adapter.fd), 0);
-    FakeAdapter_t other(SPEAKS_I2C_AND_SMBUS);
     EXPECT_GE(readByte(other.fd), 0);
     EXPECT_EQ(adapter.requests, (Calls_t{"failed", "functions?", "slave 76", "byte r 00"}));
     EXPECT_EQ(other.requests, (Calls_t{"functions?", "w 76 1 00, r 76 1"}));

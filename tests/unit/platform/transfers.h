@@ -12,6 +12,7 @@
 /** Has the library meet what is no bus, so that it knows nothing of the one before: it may have had the same number. */
 inline void forgetBus() {
     const int none = open("/dev/full", O_RDWR);
+    ASSERT_GE(none, 0);
     U8_t data = 0;
     EXPECT_EQ(read_i2c_data(none, 0x4C, 0x00, &data, 1), -1);
     close(none);

@@ -105,7 +105,9 @@ void surviveAbort(const std::function<void()>& action) {
 
 std::string errorsOf(const std::function<void()>& action) {
     testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
     action();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     return testing::internal::GetCapturedStderr();
 }
 

@@ -27,7 +27,7 @@ struct ChildResult_t {
 /** Does `action`, which aborts, and returns all the same. */
 void surviveAbort(const std::function<void()>& action);
 
-/** What `action` writes to standard error. */
+/** What `action` writes to standard error; to standard output it writes nothing. */
 std::string errorsOf(const std::function<void()>& action);
 
 /** Answers of readlink() when /etc/localtime is a link to what `target` is then; there is no link when that is empty.

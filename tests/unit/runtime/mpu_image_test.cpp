@@ -65,11 +65,12 @@ TEST_F(MpuImage, TheNamedFileGoesBeforeTheProjectsFolder) {
     setenv("PROJDIR", folder.c_str(), 1);
     expectBlock();
     EXPECT_EQ(block->slotId, 0x08090A0BU);
+    (void)MPU_deleteMpuParams(segmentNow());
     useImage("too short");
     EXPECT_NE(create(), "");
+    EXPECT_EQ(block, nullptr);
     setenv("PROJDIR", std::string(200, 'x').c_str(), 1);
     useImage(countingImage());
-    (void)MPU_deleteMpuParams(segmentNow());
     expectBlock();
 }
 

@@ -214,6 +214,9 @@ TEST(NonxmlValues, TextsAreCutToTheirFieldAndKnowNoIndex) {
                         {"SerialNumber = " + std::string(64, 'B'), "120:(42x64)"},
                         {"SerialNumber = A" + std::string(69, 'B'),
                          "String for SerialNumber too long.  Truncating to 64\n120:41(42x63)"},
+                        {"LogDirectory = " + std::string(128, 'B'), "568:(42x128)"},
+                        {"LogDirectory = A" + std::string(130, 'B'),
+                         "String for LogDirectory too long.  Truncating to 128\n568:41(42x127)"},
                         {"LogDirectory = /long/one\nLogDirectory = /x\n", "568:2f78(00x126)"}});
 }
 

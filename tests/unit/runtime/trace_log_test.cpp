@@ -154,24 +154,28 @@ TEST_F(TraceLog, WithoutABlockOrANameItIsStandardErrorAndLeavesTheFileClosed) {
     const std::pair<const MPU_PARAMS_t*, const char*> cases[] = {
         {nullptr, "esa_%02d.log"}, {&params, nullptr}, {&params, ""}};
     for (const auto& [block, name] : cases) {
-        init();
-        write("in the file");
-        EXPECT_EQ(errorsOf([block = block, name = name] {
-                      TRACE__redirect(block, name);
-                      EXPECT_EQ(logName(), "<stderr>");
-                      EXPECT_STREQ(traceData.logNameProto, "<stderr>");
-                      EXPECT_EQ(traceData.log_to_file, 0U);
-                      write("line");
-                      TRACE__dump("", "", 1, "dump", "", 0);
-                      EXPECT_EQ(traceData.logWriteCount, 2U);
-                      traceData.logWriteCount = 99999;
-                      TRACE_checkLog();
-                      EXPECT_EQ(traceData.logWriteCount, 0U);
-                      EXPECT_EQ(traceData.logInstanceNumber, 1);
-                  }),
-                  "line\ndump\n");
-        EXPECT_EQ(log(), "in the file\n");
-        TRACE__done();
+        for (const bool redirected : {true, false}) {
+            if (redirected) {
+                init();
+                write("in the file");
+            }
+            EXPECT_EQ(errorsOf([redirected, block = block, name = name] {
+                          redirected ? TRACE__redirect(block, name) : TRACE__init(block, name, 0, nullptr);
+                          EXPECT_EQ(logName(), "<stderr>");
+                          EXPECT_STREQ(traceData.logNameProto, "<stderr>");
+                          EXPECT_EQ(traceData.log_to_file, 0U);
+                          write("line");
+                          TRACE__dump("", "", 1, "dump", "", 0);
+                          EXPECT_EQ(traceData.logWriteCount, 2U);
+                          traceData.logWriteCount = 99999;
+                          TRACE_checkLog();
+                          EXPECT_EQ(traceData.logWriteCount, 0U);
+                          EXPECT_EQ(traceData.logInstanceNumber, 1);
+                      }),
+                      "line\ndump\n");
+            EXPECT_EQ(log(), "in the file\n");
+            TRACE__done();
+        }
     }
 }
 
@@ -179,13 +183,13 @@ TEST_F(TraceLog, RedirectGoesToAFileOfNumber1) {
     TRACE__init(nullptr, nullptr, 0, nullptr);
     TRACE__redirect(&params, "esa_%02d.log");
     EXPECT_EQ(std::fputs("", stderr), 1); // still open
-    TRACE_openLog();
     write("a");
+    TRACE_openLog();
     TRACE__redirect(&params, "other_%d.log");
     EXPECT_EQ(logName(), directory + "/other_1.log");
     EXPECT_EQ(traceData.logWriteCount, 0U);
     write("b");
-    EXPECT_EQ(log("esa_02.log"), "a\n");
+    EXPECT_EQ(log("esa_01.log"), "a\n");
     EXPECT_EQ(log("other_1.log"), "b\n");
 }
 

@@ -96,11 +96,13 @@ TEST(VersionRecord, NamesTheBuildingAccountAndTime) {
     ASSERT_EQ(when.size(), 20U);
     const std::string months = "Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec ";
     EXPECT_EQ(months.find(when.substr(0, 4)) % 4, 0U) << when;
+    EXPECT_NE(std::string(" 123").find(when[4]), std::string::npos) << when;
     const std::string shape = testsupport::digitsAsZeros(when.substr(4));
     EXPECT_TRUE(shape == "00 0000 00:00:00" || shape == " 0 0000 00:00:00") << when;
 }
 
 TEST(VersionRecord, FullStringJoinsNumberAccountAndTimeInTheSameBufferEachTime) {
+    const Version_Structure_t before = Version;
     (void)std::strcpy(Version.ID, "builder");
     (void)std::strcpy(Version.build_time, "Oct  2 2006 13:51:16");
     const CHAR_t* const first = VersionFullString();
@@ -109,6 +111,7 @@ TEST(VersionRecord, FullStringJoinsNumberAccountAndTimeInTheSameBufferEachTime) 
     Version.build = 25;
     EXPECT_EQ(VersionFullString(), first);
     EXPECT_EQ(first, "1.3.0.25 | " + std::string(63, 'a') + " | Oct  2 2006 13:51:16");
+    Version = before;
 }
 
 template <typename Wait>
@@ -129,16 +132,19 @@ TEST(Sleep, WaitsInSecondsAndMicroseconds) {
 }
 
 TEST(Sleep, IsNotCutShortByASignal) {
-    static volatile std::sig_atomic_t alarms = 0;
+    static volatile std::sig_atomic_t alarms;
+    alarms = 0;
     struct sigaction action {};
     action.sa_handler = [](int) { alarms = alarms + 1; };
-    ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
+    struct sigaction before {};
+    ASSERT_EQ(sigaction(SIGALRM, &action, &before), 0);
     EXPECT_GE(secondsOf([] {
                   ualarm(10000, 0);
                   MPU_usleep(100000);
               }),
               0.1);
     EXPECT_EQ(alarms, 1);
+    EXPECT_EQ(sigaction(SIGALRM, &before, nullptr), 0);
 }
 
 } // namespace
