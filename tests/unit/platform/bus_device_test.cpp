@@ -95,7 +95,7 @@ protected:
             return static_cast<ssize_t>(count);
         }
         if (bridge == nullptr || deviceOf(fd) != deviceOf(bridge->near)) {
-            errno = EIO;
+            errno = lineError;
             return -1;
         }
         ++bridge->requests;
@@ -136,6 +136,7 @@ protected:
     bool transferred = false;
     int opened = 0; /**< times the library has opened the device */
     int lastFlags = 0;
+    int lineError = EIO; /**< errno of a line that has no bridge, or an older one */
 };
 
 TEST_F(BusDevice, ALineThatHungUpIsOpenedAgainUnderTheSameNumber) {
@@ -174,6 +175,19 @@ TEST_F(BusDevice, ADeviceMadeAnewIsUsedThoughTheOldOneIsStillThere) {
     EXPECT_LT(transfer(), 0);
     EXPECT_EQ(transfer(), 0x22);
     EXPECT_EQ(deviceOf(fd), deviceOf(name));
+}
+
+TEST_F(BusDevice, ARefusalComesFromABusThatIsAliveSoNoOtherIsLookedFor) {
+    ASSERT_EQ(transfer(), 0x11);
+    plug(0x22);
+    for (const int refusal : {ENXIO, EREMOTEIO}) {
+        lineError = refusal;
+        EXPECT_EQ(transfer(), -refusal);
+        EXPECT_EQ(opened, 0);
+    }
+    lineError = EIO;
+    EXPECT_EQ(transfer(), -EIO);
+    EXPECT_EQ(opened, 1);
 }
 
 TEST_F(BusDevice, IsUsedAsItWasOpenedWhileItLivesEvenIfItTimesOut) {

@@ -1,5 +1,6 @@
 #include "failsafe.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -24,8 +25,6 @@ const FullSpeed_t FULL_SPEED[] = {
 
 class FailSafe : public EsaTest {
 protected:
-    FailSafe() { wireClear(esaControl); }
-
     static const Chassis_t& chassis(int type) { return esaFindChassis(static_cast<VORAN_E_CHASSIS_t>(type)); }
 
     /** Full speed in one go: whether it was done. */
@@ -38,6 +37,7 @@ TEST_F(FailSafe, EveryFanOfEveryChassisGetsItsFullLoadAndNothingElseIsTouched) {
         EXPECT_EQ(fakeBus.takeTransfers(), row.transfers) << row.type;
     }
     EXPECT_EQ(takeMessageNames(), Lines_t{});
+    EXPECT_TRUE(fakeEventLog.empty());
 }
 
 TEST_F(FailSafe, FanThatDoesNotAnswerKeepsNoOtherFromFullSpeed) {
@@ -49,11 +49,14 @@ TEST_F(FailSafe, FanThatDoesNotAnswerKeepsNoOtherFromFullSpeed) {
 TEST_F(FailSafe, MissingBackplaneIsNoFailureAsLongAsAnotherAnswers) {
     fakeBus.failDevice(0x29);
     fakeBus.failDevice(0x2B);
-    EXPECT_TRUE(once(4));
-    EXPECT_EQ(fakeBus.takeTransfers(),
-              (Lines_t{"W 28 5B FF", "W 28 5A FF", "W 29 5B FF !", "W 29 5B FF !", "W 2A 5B FF", "W 2B 5B FF !",
-                       "W 2B 5B FF !", "W 2B 5A FF !", "W 2B 5A FF !"}))
-        << "asked twice: a refusal may have been a disturbance";
+    for (const int refusal : {ENXIO, EREMOTEIO}) {
+        fakeBus.refusal = refusal;
+        EXPECT_TRUE(once(4)) << refusal;
+        EXPECT_EQ(fakeBus.takeTransfers(),
+                  (Lines_t{"W 28 5B FF", "W 28 5A FF", "W 29 5B FF !", "W 29 5B FF !", "W 2A 5B FF", "W 2B 5B FF !",
+                           "W 2B 5B FF !", "W 2B 5A FF !", "W 2B 5A FF !"}))
+            << "asked twice: a refusal may have been a disturbance";
+    }
     fakeBus.failDevice(0x28);
     fakeBus.failDevice(0x2A);
     EXPECT_FALSE(once(4)) << "nobody is there";

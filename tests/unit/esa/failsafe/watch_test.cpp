@@ -16,7 +16,6 @@ namespace {
 class Watch : public EsaTest {
 protected:
     Watch() {
-        wireClear(esaControl);
         descriptor_ = open(device_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         onFakeSleep = [this] { next_(++looks_); };
     }

@@ -24,7 +24,7 @@ bool record(std::string line, int address, int reg) {
     const bool fails = fakeBus.failing.count(fakeBus.count) != 0 || fakeBus.deadDevices.count(address) != 0 ||
                        fakeBus.deadRegisters.count({address, reg}) != 0;
     ++fakeBus.count;
-    errno = fakeBus.deadDevices.count(address) != 0 ? ENXIO : ETIMEDOUT; // looked at after a failure only
+    errno = fakeBus.deadDevices.count(address) != 0 ? fakeBus.refusal : ETIMEDOUT; // looked at after a failure only
     fakeBus.transfers.push_back(line + (fails ? " !" : ""));
     return !fails;
 }

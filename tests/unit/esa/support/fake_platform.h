@@ -5,6 +5,7 @@
  */
 #pragma once
 
+#include <cerrno>
 #include <deque>
 #include <functional>
 #include <map>
@@ -36,6 +37,7 @@ struct FakeBus_t {
     std::set<unsigned> failing;
     std::set<std::pair<int, int>> deadRegisters;
     std::set<int> deadDevices;
+    int refusal = ENXIO; /**< errno of a device that is missing: bus adapters differ */
 };
 extern FakeBus_t fakeBus;
 
