@@ -78,15 +78,19 @@ TEST_F(ChassisTable, RowsAreWhatTheToolsTellOfTheChassis) {
 TEST_F(ChassisTable, DecisionsByTypeAreRecognisedInSourceText) {
     for (const char* line : {"switch (esaControl.enclosureType) {",
                              "    case VORAN_E_CHASSIS_VORAN_VSC055:", "if (esaControl.enclosureType == 5) {",
+                             "if (esaControl.enclosureType != 5) {", "if (esaControl.enclosureType <= 6) {",
                              "if (VORAN_E_CHASSIS_NONE == type) {", "return type == VORAN_E_CHASSIS_CHENBRO_3U16ATX;",
-                             "if (2 < esaControl.enclosureType) {", "if (oMpuParams->chassisType > 2) {",
+                             "return type != VORAN_E_CHASSIS_CHENBRO_3U16ATX;", "if (3 == esaControl.enclosureType) {",
+                             "if (3 != esaControl.enclosureType) {", "if (2 < esaControl.enclosureType) {",
+                             "if (2 > oMpuParams->chassisType) {", "if (oMpuParams->chassisType > 2) {",
                              "switch (esaChassis().type) {", "if (chassis->type == 4) {"}) {
         EXPECT_TRUE(decidesByType(line)) << line;
     }
     for (const char* line :
-         {"esaControl.enclosureType = VORAN_E_CHASSIS_NONE;", "// enclosureType == 5 has no such input",
-          " * enclosureType == 5 has no such input", "switch (mmsg.mmch.message_type) {",
-          "const Chassis_t* chassis = esaFindChassis(oMpuParams->chassisType);",
+         {"data.enclosureType = esaControl.enclosureType;", "esaControl.enclosureType = VORAN_E_CHASSIS_NONE;",
+          "ESA_TRACE(\"esaControl.enclosureType = [%s]\", chassis.typeName);",
+          "// enclosureType == 5 has no such input", " * enclosureType == 5 has no such input",
+          "switch (mmsg.mmch.message_type) {", "const Chassis_t* chassis = esaFindChassis(oMpuParams->chassisType);",
           ".type = VORAN_E_CHASSIS_CHENBRO_3U16ATX,"}) {
         EXPECT_FALSE(decidesByType(line)) << line;
     }
