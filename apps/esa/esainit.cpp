@@ -22,6 +22,7 @@ constexpr U8_t SES_TYPES[] = {
     SES_K_ELEMENT_TYPE_AUDIBLE_ALARM,
 };
 static_assert(sizeof(SES_TYPES) == sizeof(esaControl.sesTypeDescriptorList));
+static_assert(ESA_E_FAN_NOT_AVAILABLE == 0, "no fan is available in a cleared block");
 
 void setDefaults() {
     wireClear(esaControl);
@@ -35,9 +36,6 @@ void setDefaults() {
     esaControl.pollTimeout = ESA_K_POLL_TIMEOUT;
     ESA_TRACE("esaDebug set to TRUE");
     std::memcpy(esaControl.sesTypeDescriptorList, SES_TYPES, sizeof(SES_TYPES));
-    for (U8_t fan = 0; fan < esaControl.coolingMaxNumber; ++fan) {
-        esaControl.coolingElementOnOff[fan] = ESA_E_FAN_NOT_AVAILABLE;
-    }
 }
 
 /** The directory may fill its whole field, without a terminator. */

@@ -20,6 +20,7 @@ class Change:
     edits: list = field(default_factory=list)
     leader: "Change | None" = None  # whose edits hold the switch of this one too
     number: int = 0  # its switch, counted from 1 over all sources
+    before: str = ""  # what of the line stands in front of it
 
     @property
     def switched(self):

@@ -7,11 +7,11 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 PAGE = HERE.parents[1] / "docs/quality.md"
-FIELDS = {"file", "line", "kind", "change", "reason"}
+FIELDS = {"file", "line", "before", "kind", "change", "reason"}
 
 
 class Accepted:
-    """The stanzas of accepted.txt: fields file, line, kind, change and reason."""
+    """The stanzas of accepted.txt: fields file, line, before, kind, change and reason."""
 
     def __init__(self, path=HERE / "accepted.txt"):
         self.stanzas = []
@@ -30,7 +30,7 @@ class Accepted:
         for index, stanza in enumerate(self.stanzas):
             if not (change.path == stanza["file"] or change.path.endswith("/" + stanza["file"])):
                 continue
-            texts = {"line": change.line, "kind": change.kind, "change": change.shown}
+            texts = {"line": change.line, "before": change.before, "kind": change.kind, "change": change.shown}
             if all(matches(text, stanza[name]) for name, text in texts.items() if name in stanza):
                 self.used.add(index)
                 return stanza["reason"]

@@ -59,6 +59,9 @@ class Source:
         start = self.rows[self.row(offset) - 1]
         return self.text[start:].split("\n", 1)[0].strip()
 
+    def before(self, offset):
+        return self.text[self.rows[self.row(offset) - 1] : offset].strip()
+
 
 @dataclass(frozen=True)
 class Context:
@@ -131,7 +134,7 @@ class Texts:
         old, new = flat(self.text(span)), flat(text)
         change = Change(self.source.path, kind, span[0], span[1], text, self.source.line(span[0]),
                         self.source.row(span[0]), shown or f"{old} -> {new or '(nothing)'}", context.function,
-                        list(edits))  # fmt: skip
+                        list(edits), before=self.source.before(span[0]))  # fmt: skip
         self.source.changes.append(change)
         return change
 
