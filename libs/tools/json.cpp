@@ -10,11 +10,36 @@ namespace {
 
 const ordered_json NOTHING;
 
-/** No document that is read has as many; and each costs the time to look at those before it. */
+/** No document that is read has more; and each costs the time to look at those before it. */
 constexpr std::size_t MOST_MEMBERS = 256;
 
 std::string textOf(const ordered_json& value, int indent) {
     return value.dump(indent, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+/** Where the string ends that begins at `at`; behind the text when it does not. */
+std::size_t closingQuote(std::string_view text, std::size_t at) {
+    while (++at < text.size() && text[at] != '"') {
+        at += text[at] == '\\' ? 1 : 0;
+    }
+    return at;
+}
+
+/** Whether an object has too many members. What it counts is right as far as `text` is JSON, and nobody reads on. */
+bool isTooWide(std::string_view text) {
+    std::vector<std::size_t> members; // of each object that is not over
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '"') {
+            at = closingQuote(text, at);
+        } else if (text[at] == '{') {
+            members.push_back(0);
+        } else if (text[at] == '}' && !members.empty()) {
+            members.pop_back();
+        } else if (text[at] == ':' && !members.empty() && ++members.back() > MOST_MEMBERS) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace
@@ -69,20 +94,11 @@ std::string Json_t::text(int indent) const {
 JsonInput_t::JsonInput_t(std::shared_ptr<const ordered_json> value) : value_(std::move(value)) {}
 
 std::optional<JsonInput_t> JsonInput_t::parse(const std::string& text) {
-    std::vector<std::size_t> members; // of each object that is not over
-    bool isTooWide = false;
-    const auto judge = [&](int, ordered_json::parse_event_t event, ordered_json&) {
-        if (event == ordered_json::parse_event_t::object_start) {
-            members.push_back(0);
-        } else if (event == ordered_json::parse_event_t::object_end) {
-            members.pop_back();
-        } else if (event == ordered_json::parse_event_t::key) {
-            isTooWide = isTooWide || ++members.back() > MOST_MEMBERS;
-        }
-        return !isTooWide;
-    };
-    const auto value = std::make_shared<const ordered_json>(ordered_json::parse(text, judge, false));
-    return value->is_discarded() || isTooWide ? std::nullopt : std::optional(JsonInput_t(value));
+    if (isTooWide(text)) {
+        return std::nullopt;
+    }
+    const auto value = std::make_shared<const ordered_json>(ordered_json::parse(text, nullptr, false));
+    return value->is_discarded() ? std::nullopt : std::optional(JsonInput_t(value));
 }
 
 JsonInput_t JsonInput_t::part(const ordered_json& value) const {
