@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr std::array SIGNALS{SIGINT, SIGTERM, SIGHUP};
+std::array<struct sigaction, SIGNALS.size()> before; /**< what each of them did */
 volatile std::sig_atomic_t received = 0;
 // A signal that arrives just before a wait must still end it: the handler leaves a byte in this pipe.
 std::array<int, 2> wakePipe{-1, -1};
@@ -27,27 +29,28 @@ void stopSignalInstall() {
         return;
     }
     struct sigaction action {};
-    struct sigaction before {};
     action.sa_handler = onSignal;
     sigset_t noted;
     (void)sigemptyset(&noted);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        const bool isKept =
-            signal == SIGHUP && sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
-        if (!isKept) {
-            (void)sigaction(signal, &action, nullptr);
-            (void)sigaddset(&noted, signal);
+    for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
+        (void)sigaction(SIGNALS[i], nullptr, &before[i]);
+        if (SIGNALS[i] != SIGHUP || before[i].sa_handler != SIG_IGN) {
+            (void)sigaction(SIGNALS[i], &action, nullptr);
+            (void)sigaddset(&noted, SIGNALS[i]);
         }
     }
     (void)sigprocmask(SIG_UNBLOCK, &noted, nullptr);
 }
 
 void stopSignalForget() {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        (void)std::signal(signal, SIG_DFL);
+    if (wakePipe[0] == -1) {
+        return;
+    }
+    for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
+        (void)sigaction(SIGNALS[i], &before[i], nullptr);
     }
     for (int& end : wakePipe) {
-        (void)close(end); // nothing happens where there is none
+        (void)close(end);
         end = -1;
     }
     received = 0;

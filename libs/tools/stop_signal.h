@@ -10,7 +10,7 @@ void stopSignalInstall();
 /** Becomes readable with the first such signal and stays so; -1 before stopSignalInstall(). */
 [[nodiscard]] int stopSignalFd();
 
-/** As before stopSignalInstall(): such a signal ends the process again, and one that has come counts no more. */
+/** As before stopSignalInstall(): such a signal does again what it did, and one that has come counts no more. */
 void stopSignalForget();
 
 /** Whether one has come. */
