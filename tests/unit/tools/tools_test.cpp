@@ -2,6 +2,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -132,19 +133,23 @@ TEST(Streams, APathOf107CharactersIsTheLongest) {
     EXPECT_EQ(unixListen(std::string(108, 'p')).failed, UnixStep_e::PATH);
 }
 
-TEST(StopSignal, IsNotedAndEndsAWaitButAHangUpThatIsIgnoredStaysSo) {
+TEST(StopSignal, IsNotedAndEndsAWaitButAHangUpThatIsIgnoredStaysSoAndForgottenAllAreAsBefore) {
     EXPECT_EQ(stopSignalFd(), -1);
     (void)std::signal(SIGHUP, SIG_IGN);
+    (void)std::signal(SIGINT, SIG_IGN);
+    stopSignalForget();
     stopSignalInstall();
     std::raise(SIGHUP);
     EXPECT_FALSE(stopSignalReceived());
-    std::raise(SIGTERM);
+    std::raise(SIGINT);
     EXPECT_TRUE(stopSignalReceived());
     char byte = 1;
     EXPECT_EQ(read(stopSignalFd(), &byte, 1), 1);
     stopSignalForget();
     EXPECT_EQ(stopSignalFd(), -1);
     EXPECT_FALSE(stopSignalReceived());
+    EXPECT_EQ(std::signal(SIGHUP, SIG_DFL), SIG_IGN);
+    EXPECT_EQ(std::signal(SIGINT, SIG_DFL), SIG_IGN);
     EXPECT_EXIT(std::raise(SIGTERM), testing::KilledBySignal(SIGTERM), "");
 }
 
@@ -201,7 +206,7 @@ TEST(JsonInput, WhatIsNotThereOrOfAnotherKindReadsAsNothing) {
 }
 
 TEST(JsonInput, OnlyOneWholeDocumentIsRead) {
-    for (const char* const text : {"", "{", "{} {}", "[1,]", "nul", "\"\xFF\"", "1e999"}) {
+    for (const char* const text : {"", "{", "}:", "{} {}", "[1,]", "nul", "\"\xFF\"", "\"\\", "1e999"}) {
         EXPECT_FALSE(JsonInput_t::parse(text)) << text;
     }
 }
@@ -216,6 +221,18 @@ TEST(JsonInput, ObjectsHaveAtMost256MembersEachAndThereMayBeManyOfThem) {
     EXPECT_EQ(read->element(1).names().size(), 256U);
     EXPECT_FALSE(JsonInput_t::parse("[" + object + R"(,"last":1}])"));
     EXPECT_FALSE(JsonInput_t::parse(R"({"a":)" + object + R"(,"last":1},"b":{"c":2}})"));
+    EXPECT_FALSE(JsonInput_t::parse(R"({"\\":1,)" + object.substr(1) + "}"));
+    EXPECT_TRUE(JsonInput_t::parse(R"({"\\":"\")" + std::string(300, ':') + R"("})")) << "a text is no member";
+}
+
+TEST(JsonInput, ManyObjectsTakeNoLongerEach) {
+    std::string objects;
+    for (int i = 0; i < 100000; ++i) {
+        objects += ",{}";
+    }
+    const std::clock_t start = std::clock();
+    EXPECT_TRUE(JsonInput_t::parse(R"({"body":[{})" + objects + "]}"));
+    EXPECT_LT(std::clock() - start, 10 * CLOCKS_PER_SEC);
 }
 
 TEST(ChassisList, EveryTypeHasItsNames) {

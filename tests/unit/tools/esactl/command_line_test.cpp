@@ -258,6 +258,8 @@ TEST_F(Completion, BashAsksTheProgram) {
         {"--json --timeout = 1 led s", "slot00 slot01"},
         {"status --format = p", "prometheus"},
         {"status --format = ", "text json prometheus"},
+        {"alarm ''", "mute fault critical"},
+        {"bogus ''", ""},
         {"--directory /et", "/etc"}};
     std::string script = "source '" ESACTL_COMPLETION ".bash'\n";
     std::string expected;

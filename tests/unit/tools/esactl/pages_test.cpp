@@ -178,13 +178,17 @@ TEST(StatusPage, HostileConfigurationNeverReadsPastThePageAndTheLargestEnclosure
     EXPECT_TRUE(decodeStatusPage(largest).value);
 }
 
-TEST(StatusPage, EveryBitAnywhereIsSafe) {
+TEST(StatusPage, EveryBitAndTheExtremesOfEveryByteAreSafe) {
     const Configuration_t configuration = configurationOf(smallConfiguration());
-    for (std::size_t bit = 0; bit < 8 * smallStatus().size(); ++bit) {
-        Bytes_t page = smallStatus();
-        page[bit / 8] ^= static_cast<U8_t>(1U << bit % 8);
-        const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configuration);
-        EXPECT_EQ(decoded.value.has_value(), decoded.error.empty()) << "bit " << bit;
+    for (std::size_t at = 0; at < smallStatus().size(); ++at) {
+        const U8_t sound = smallStatus()[at];
+        for (const int changed : {0x00, 0xFF, sound ^ 1, sound ^ 2, sound ^ 4, sound ^ 8, sound ^ 16, sound ^ 32,
+                                  sound ^ 64, sound ^ 128}) {
+            Bytes_t page = smallStatus();
+            page[at] = static_cast<U8_t>(changed);
+            const Decoded_t<EnclosureStatus_t> decoded = decodeStatusPage(page, configuration);
+            EXPECT_EQ(decoded.value.has_value(), decoded.error.empty()) << at << " is " << changed;
+        }
     }
 }
 
