@@ -134,6 +134,22 @@ TEST_F(SwitchAbuseTest, NoEventIsLostInAFloodToAnEventManagerThatReadsSlowly) {
     }
 }
 
+TEST_F(SwitchAbuseTest, InAFullQueueTheConnectionWithTheMostGivesWayAndTheAdapterNever) {
+    start({"--queue", "5"});
+    const auto adapter = connect("esadapter");
+    const auto [quiet, quietId] = connectPeer();
+    const auto [flooder, id] = connectPeer();
+    sendAll(*adapter, {27}, 33, 1, 4);
+    sendAll(*quiet, {27}, quietId, 4, 5);
+    sendAll(*flooder, {27}, id, 10, 20);
+    settle(*flooder, id);
+    const auto events = connect("eventlog");
+    std::vector<std::int64_t> kept(5);
+    std::ranges::generate(kept, [&] { return events->receiveHandle(); });
+    std::ranges::sort(kept);
+    EXPECT_EQ(kept, (std::vector<std::int64_t>{1, 2, 3, 4, 19}));
+}
+
 TEST_F(SwitchAbuseTest, WhoTakesAllPlacesLocksNobodyOut) {
     start();
     const auto abuser = holdConnections({"peer", "startup", "eventlog", "volmgr"}, 60);

@@ -41,6 +41,20 @@ TEST_F(SwitchTest, EachSocketStandsForItsEndpoint) {
     }
 }
 
+TEST_F(SwitchTest, EachConnectionOfAnEndpointNamedInEitherBitmapGetsOneCopy) {
+    start();
+    const auto [peer, id] = connectPeer();
+    const std::unique_ptr<msmtest::Client_t> receivers[] = {connect("volmgr"), connect("eventlog"),
+                                                            connect("eventlog")};
+    for (std::uint32_t handle = 1; handle < 3; ++handle) {
+        Bytes_t bytes = messageTo({27}, id, handle);
+        ASSERT_TRUE(peer->send(msmtest::name(msmtest::name(bytes, 27, 28), 20, 28)));
+    }
+    for (const auto& receiver : receivers) {
+        expectHandles(*receiver, 1, 3);
+    }
+}
+
 TEST_F(SwitchTest, WhatCameBeforeTheAdapterIsDeliveredToItInOrder) {
     start({"--rate", "0"});
     const auto [peer, id] = connectPeer();

@@ -45,6 +45,13 @@ TEST_F(BusTest, SilentDeviceDoesNotAcknowledgeAndKeepsItsRegisters) {
     EXPECT_EQ(read(0x41, 0x98), "3f");
 }
 
+TEST_F(BusTest, FailedWriteLeavesTheRegisterAsItWas) {
+    BusMessage_t message{0x41, false, {0x98, 0x2f}, false};
+    bus.failNext(2, 0);
+    EXPECT_FALSE(write(0x41, 0x98, "2f") || bus.transfer({&message, 1}));
+    EXPECT_EQ(read(0x41, 0x98), "3f");
+}
+
 TEST_F(BusTest, FailedTransferAndOneToAnotherDeviceStartTheSensorsBytesAgain) {
     EXPECT_EQ(read(0x4C, 0x00), "80");
     bus.failNext(1, 0);

@@ -213,7 +213,8 @@ TEST_F(Encsim, LogThatNobodyReadsHoldsUpNothingAndTellsWhatItLost) {
     }
     EXPECT_EQ(ask(peer, "log off"), "ok\n");
     EXPECT_TRUE(encsim->waitForOut(" lines of the log lost: nobody read them in time\n", PATIENCE));
-    EXPECT_NE(encsim->out().find("nack\n2 write 0x41 0x98 255 "), std::string::npos);
+    const std::string first = "\n1 write 0x41 0x98 255 [" + request.substr(12) + "] nack\n2 write 0x41 0x98 255 ";
+    EXPECT_NE(encsim->out().find(first), std::string::npos);
 }
 
 TEST_F(Encsim, WhoTakesAllPlacesAndSaysNothingKeepsNobodyOut) {
