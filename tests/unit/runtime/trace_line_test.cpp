@@ -111,7 +111,6 @@ TEST_F(TraceLine, NothingIsWrittenNorEvaluatedWithBit4ClearOrOfEntryAndExitWithB
     TRACE_INFO("%d", ++evaluated);
     (void)TRACE__setTraceLevel(0, 0x0080);
     TRACE_INFO("no");
-    TRACE_DUMP("no", "", 0);
     TRACE_ENTER(0, "in");
     TRACE_RETURN(0, "out");
     EXPECT_EQ(log(), "1\nENTERING into func: TestBody: in\nEXITING from func: TestBody: out\n");
