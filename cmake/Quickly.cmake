@@ -12,10 +12,10 @@ function(esa_compile_together)
       continue()
     endif()
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
-    # Alike names: registers of chips, wiring of enclosures, how segments and buses are begun. Tests bring their own sleep.
+    # Alike names: wiring of enclosures, how segments and buses are begun. Tests bring their own sleep.
     get_target_property(sources ${target} SOURCES)
     get_target_property(folder ${target} SOURCE_DIR)
-    list(FILTER sources INCLUDE REGEX "(^|/)enclosures/|/esa/chips/|/(cmap_params|i2c_dev|mpu_sleep)[.]cpp$")
+    list(FILTER sources INCLUDE REGEX "(^|/)enclosures/|/(cmap_params|i2c_dev|mpu_sleep)[.]cpp$")
     foreach(source ${sources})
       cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${folder})
       set_source_files_properties(${source} TARGET_DIRECTORY ${target} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
