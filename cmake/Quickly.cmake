@@ -77,6 +77,6 @@ function(esa_read_together name)
 endfunction()
 
 if("reading" IN_LIST ESA_QUICKLY)
-  esa_read_together(tools_reading tools peer esactl_objects mpuparams_objects msm_objects)
+  esa_read_together(tools_reading tools peer esactl_objects esamon_objects mpuparams_objects msm_objects)
   esa_read_together(encsim_reading encsim_model encsim)
 endif()

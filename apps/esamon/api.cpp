@@ -6,6 +6,7 @@
 #include "access.h"
 #include "documents.h"
 #include "errors.h"
+#include "listed.h"
 #include "metrics.h"
 #include "panel_files.h"
 #include "render_json.h"
@@ -32,11 +33,7 @@ std::optional<std::string> parameter(const Request_t& request, const std::string
 void requireKnown(const Request_t& request, std::initializer_list<std::string_view> names) {
     for (const auto& [name, value] : request.query) {
         if (std::ranges::find(names, name) == names.end()) {
-            std::string known;
-            for (const std::string_view other : names) {
-                known.append(known.empty() ? "" : ", ").append(other);
-            }
-            throw wrong(std::string("there is no parameter '").append(name).append("' here; there is ").append(known));
+            throw wrong("there is no parameter '" + name + "' here; there is " + listed(names));
         }
     }
 }

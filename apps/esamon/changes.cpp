@@ -33,14 +33,14 @@ const char* severityOf(Condition_e condition) {
 }
 
 /** Elements that have changed in the same way, by the same cause. */
-struct Change_t {
+struct StateChange_t {
     std::vector<std::string> names;
     Condition_e before;
     Condition_e now;
     const Problem_t* problem; /**< nullptr: nothing is wrong */
 };
 
-Entry_t changeEntry(const Change_t& change, const std::string& text, Millis_t time) {
+Entry_t changeEntry(const StateChange_t& change, const std::string& text, Millis_t time) {
     Json_t document = newDocument("esamon.change");
     document.set("time", millisText(time));
     document.set("name", "state-change");
@@ -52,7 +52,7 @@ Entry_t changeEntry(const Change_t& change, const std::string& text, Millis_t ti
     return {0, time, time, 1, "state-change", change.names, document.text(-1)};
 }
 
-std::string changeText(const Change_t& change) {
+std::string changeText(const StateChange_t& change) {
     if (change.problem != nullptr) {
         return change.problem->text;
     }
@@ -63,12 +63,12 @@ std::string changeText(const Change_t& change) {
                                                                          : " is not there");
 }
 
-bool isSupply(const Change_t& change) {
+bool isSupply(const StateChange_t& change) {
     return change.names.front().starts_with("psu");
 }
 
 /** The enclosure tells of its supplies together, of good ones too. */
-bool isOneCause(const Change_t& change, const Change_t& last) {
+bool isOneCause(const StateChange_t& change, const StateChange_t& last) {
     return isSupply(change) && isSupply(last) && last.before == change.before && last.now == change.now &&
            last.problem == change.problem;
 }
@@ -101,7 +101,7 @@ std::vector<Entry_t> causeChange(const Enclosure_t& before, const Enclosure_t& n
     if (before.cause.empty() == now.cause.empty()) {
         return {};
     }
-    const Change_t change{{"enclosure"}, causeCondition(before), causeCondition(now), nullptr};
+    const StateChange_t change{{"enclosure"}, causeCondition(before), causeCondition(now), nullptr};
     return {changeEntry(change, now.cause.empty() ? "the enclosure answers" : now.cause, time)};
 }
 
@@ -110,20 +110,20 @@ std::vector<Entry_t> changesBetween(const Enclosure_t& before, const Enclosure_t
     const std::vector<ElementState_t> statesBefore = statesOf(before.status);
     const std::vector<ElementState_t> states = statesOf(now.status);
     const Health_t health = assessHealth(now);
-    std::vector<Change_t> changes;
+    std::vector<StateChange_t> changes;
     for (std::size_t i = 0; i < states.size() && i < statesBefore.size(); ++i) {
         const auto& [name, condition] = states[i];
         if (!isNews(statesBefore[i].condition, condition)) {
             continue;
         }
-        Change_t change{{name}, statesBefore[i].condition, condition, problemOf(name, health)};
+        StateChange_t change{{name}, statesBefore[i].condition, condition, problemOf(name, health)};
         if (!changes.empty() && isOneCause(change, changes.back())) {
             changes.back().names.push_back(name);
         } else {
             changes.push_back(std::move(change));
         }
     }
-    for (const Change_t& change : changes) {
+    for (const StateChange_t& change : changes) {
         entries.push_back(changeEntry(change, changeText(change), time));
     }
     return entries;

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr CliRange_t<double> POLL_SECONDS{1, 3600};
-constexpr CliRange_t<double> TIMEOUT_SECONDS{0.1, 60};
+constexpr CliRange_t<double> ANSWER_SECONDS{0.1, 60};
 
 CliOption_t text(const char* name, const char* type, const char* description, std::string& target) {
     return {.name = name, .description = description, .target = &target, .type = type, .showsDefault = true};
@@ -65,7 +65,7 @@ std::vector<CliOption_t> optionsOf(MonitorOptions_t& options) {
          .target = &options.timeoutSeconds,
          .type = "SECONDS",
          .showsDefault = true,
-         .range = TIMEOUT_SECONDS},
+         .range = ANSWER_SECONDS},
         {.name = "--max-size",
          .description = "Megabytes that the history may have",
          .target = &options.maxMegabytes,
@@ -78,7 +78,7 @@ std::vector<CliOption_t> optionsOf(MonitorOptions_t& options) {
     };
 }
 
-int parseAndRun(int argc, const char* const* argv) {
+int parseAndMonitor(int argc, const char* const* argv) {
     MonitorOptions_t options;
     options.directory = switchDirectory();
     options.state = stateDirectory();
@@ -104,7 +104,7 @@ int parseAndRun(int argc, const char* const* argv) {
 int esamonMain(int argc, const char* const* argv) {
     (void)std::signal(SIGPIPE, SIG_IGN);
     try {
-        return parseAndRun(argc, argv);
+        return parseAndMonitor(argc, argv);
     } catch (const ToolError_t& error) {
         return reportError("esamon", error.exitStatus(), error.what());
     } catch (const std::exception& error) {

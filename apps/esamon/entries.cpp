@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "json.h"
+#include "listed.h"
 #include "render_json.h"
 
 namespace {
@@ -11,14 +12,6 @@ namespace {
 const char* commandWord(Command_e command) {
     constexpr std::array WORDS{"leds", "alarm", "fans"};
     return WORDS[static_cast<std::size_t>(command)];
-}
-
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : ", ") + word;
-    }
-    return text;
 }
 
 } // namespace
@@ -48,7 +41,7 @@ Entry_t actionEntry(const ActionResult_t& result) {
     document.set("result", isAccepted ? "accepted" : (result.code == "refused" ? "refused" : "failed"));
     document.set("who", result.action.who);
     document.set("text", result.action.who + " asked for " + what + " " + result.action.request +
-                             (elements.empty() ? "" : ": " + joined(elements)) +
+                             (elements.empty() ? "" : ": " + listed(elements)) +
                              (isAccepted ? "" : "; " + result.error));
     return {0, result.time, result.time, 1, "action", elements, document.text(-1)};
 }

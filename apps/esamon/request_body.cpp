@@ -4,6 +4,7 @@
 
 #include "errors.h"
 #include "json.h"
+#include "listed.h"
 
 namespace {
 
@@ -23,11 +24,7 @@ JsonInput_t parse(const std::string& body, std::initializer_list<const char*> me
 std::string word(const JsonInput_t& document, const char* member, std::initializer_list<std::string_view> choices) {
     std::string text = document[member].string().value_or("");
     if (std::ranges::find(choices, text) == choices.end()) {
-        std::string known;
-        for (const std::string_view choice : choices) {
-            known.append(known.empty() ? "" : ", ").append(choice);
-        }
-        throw usageError(std::string("\"") + member + "\" has to be one of " + known);
+        throw usageError(std::string("\"") + member + "\" has to be one of " + listed(choices));
     }
     return text;
 }

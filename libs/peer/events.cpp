@@ -6,6 +6,7 @@
 #include "chassis_list.h"
 #include "esa_evl.h"
 #include "health.h"
+#include "listed.h"
 #include "names.h"
 #include "startup.h"
 #include "words.h"
@@ -16,14 +17,6 @@ using Describe_t = void (*)(Event_t&, const EsaEventData_t&);
 
 void addNumber(Event_t& event, const char* name, long value) {
     event.numbers.emplace_back(name, value);
-}
-
-std::string join(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : ", ") + word;
-    }
-    return text;
 }
 
 std::vector<std::string> namesOfBits(U32_t word, std::string (*name)(unsigned)) {
@@ -41,7 +34,7 @@ void describeLeds(Event_t& event, const EsaEventData_t& data) {
     addNumber(event, "fault_led_bits", data.driveFaultLedStatus0);
     event.elements = namesOfBits(data.driveFaultLedStatus0, slotName);
     event.text =
-        event.elements.empty() ? "all drive fault LEDs are off" : "drive fault LED on: " + join(event.elements);
+        event.elements.empty() ? "all drive fault LEDs are off" : "drive fault LED on: " + listed(event.elements);
 }
 
 constexpr U32_t VOLTAGE_GOOD = 0x1;
@@ -74,7 +67,7 @@ void describeFans(Event_t& event, const EsaEventData_t& data) {
     addNumber(event, "fan_fault_bits", data.fanFaultStatus);
     event.elements = namesOfBits(data.fanFaultStatus, fanName);
     event.text = event.elements.empty() ? "all fans are at or over their limit of "
-                                        : join(event.elements) + " marked faulty, under the limit of ";
+                                        : listed(event.elements) + " marked faulty, under the limit of ";
     event.text += std::to_string(SES_K_FAN_FAULT_RPM_LIMIT) + " RPM";
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "completion.h"
+#include "listed.h"
 #include "tool_error.h"
 
 namespace {
@@ -94,14 +95,6 @@ std::vector<const CLI::Option*> declare(CLI::App& app, const CliProgram_t& progr
         app.require_subcommand(1);
     }
     return own;
-}
-
-std::string listed(const std::vector<std::string>& words) {
-    std::string text;
-    for (const std::string& word : words) {
-        text += (text.empty() ? "" : ", ") + word;
-    }
-    return text;
 }
 
 /** What is wrong with an option that there is none of, or with the command; empty when nothing is. */

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr std::array SIGNALS{SIGINT, SIGTERM, SIGHUP};
-std::array<struct sigaction, SIGNALS.size()> before; /**< what each of them did */
+std::array<struct sigaction, SIGNALS.size()> formerly; /**< what each of them did */
 volatile std::sig_atomic_t received = 0;
 // A signal that arrives just before a wait must still end it: the handler leaves a byte in this pipe.
 std::array<int, 2> wakePipe{-1, -1};
@@ -33,8 +33,8 @@ void stopSignalInstall() {
     sigset_t noted;
     (void)sigemptyset(&noted);
     for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
-        (void)sigaction(SIGNALS[i], nullptr, &before[i]);
-        if (SIGNALS[i] != SIGHUP || before[i].sa_handler != SIG_IGN) {
+        (void)sigaction(SIGNALS[i], nullptr, &formerly[i]);
+        if (SIGNALS[i] != SIGHUP || formerly[i].sa_handler != SIG_IGN) {
             (void)sigaction(SIGNALS[i], &action, nullptr);
             (void)sigaddset(&noted, SIGNALS[i]);
         }
@@ -47,7 +47,7 @@ void stopSignalForget() {
         return;
     }
     for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
-        (void)sigaction(SIGNALS[i], &before[i], nullptr);
+        (void)sigaction(SIGNALS[i], &formerly[i], nullptr);
     }
     for (int& end : wakePipe) {
         (void)close(end);

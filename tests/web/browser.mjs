@@ -52,13 +52,9 @@ export async function axe(page) {
     return violations.flatMap((each) => each.nodes.map((node) => `${each.id}: ${node.target} ${node.failureSummary.split("\n").slice(1).join(" ")}`));
 }
 
-/** One cell of the drawing, as a person or a screen reader finds it. */
-export function cell(page, name) {
-    return page.evaluate((element) => {
-        const node = document.querySelector(`.cell[data-element="${element}"]`);
-        if (!node) {
-            return null;
-        }
+/** Each cell of the drawing by its name, as a person or a screen reader finds it; of one name only, where it is given. */
+export async function cells(page, only) {
+    const found = await page.evaluate((element) => [...document.querySelectorAll(element ? `.cell[data-element="${element}"]` : ".cell")].map((node) => {
         const box = node.getBoundingClientRect();
         const plate = node.closest(".plate");
         const around = plate.getBoundingClientRect();
@@ -66,11 +62,12 @@ export function cell(page, name) {
             number: node.querySelector(".number")?.textContent, hasLed: !!node.querySelector(".led")?.checkVisibility(), side: plate.dataset.side,
             box: [(box.left - around.left - 1) / (around.width - 2), (box.top - around.top - 1) / (around.height - 2), box.width / (around.width - 2),
                 box.height / (around.height - 2)]};
-    }, name);
+    }), only);
+    return new Map(found.map((each) => [each.element, each]));
 }
 
-export function cellNames(page) {
-    return page.evaluate(() => [...document.querySelectorAll(".cell")].map((each) => each.dataset.element));
+export async function cell(page, name) {
+    return (await cells(page, name)).get(name) ?? null;
 }
 
 /** Where the layout file says that an element is, as shares of its face; worked out here once more. */
@@ -106,7 +103,7 @@ export async function until(what, condition, seconds = 60) {
         if (last) {
             return last;
         }
-        await new Promise((resolve) => setTimeout(resolve, 200));
+        await new Promise((resolve) => setTimeout(resolve, 400));
     }
     throw new Error(`${what} did not come in ${seconds} seconds; there is ${JSON.stringify(last)}`);
 }

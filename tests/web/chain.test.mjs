@@ -8,7 +8,7 @@ import {readFileSync} from "node:fs";
 import {cpus, loadavg} from "node:os";
 import {join} from "node:path";
 import {after, before, describe, test} from "node:test";
-import {cell, cellNames, CHASSIS, launch, open as openPage, places, RESULTS, until} from "./browser.mjs";
+import {cell, cells, CHASSIS, launch, open as openPage, places, RESULTS, until} from "./browser.mjs";
 
 const CHAINS = JSON.parse(process.env.ESA_WEB_CHAINS);
 const WITH_LEDS = ["vsc055", "quadra", "xyratex"];
@@ -40,10 +40,11 @@ const two = (number) => String(number).padStart(2, "0");
 /** What is drawn otherwise than the simulator holds it, as lines; the rest of a change is still on its way. */
 async function differences(page, chassis) {
     const held = await world(chassis);
+    const all = await cells(page);
     const wrong = [];
     const want = (name, what, there, here) => there === here || wrong.push(`${name}: ${what} is ${there}, drawn ${here}`);
     for (const drive of held.drives) {
-        const drawn = await cell(page, `slot${two(drive.index)}`);
+        const drawn = all.get(`slot${two(drive.index)}`);
         if (chassis === "xyratex") {
             want(drawn.element, "presence", String(drive.present), drawn.present);
         }
@@ -52,25 +53,25 @@ async function differences(page, chassis) {
         want(drawn.element, "number", String(drive.index), drawn.number);
     }
     for (const fan of held.fans) {
-        const drawn = await cell(page, `fan${fan.index}`);
+        const drawn = all.get(`fan${fan.index}`);
         const slow = Math.max(40, fan.rpm * 0.06);
         const rpm = drawn.short === "–" ? 0 : Number(drawn.short);
         want(drawn.element, "speed", true, Math.abs(rpm - fan.rpm) <= slow || `${drawn.short} for ${fan.rpm}`);
         want(drawn.element, "state", fan.rpm < 2000 ? "fault" : "ok", drawn.state);
     }
     for (const sensor of held.sensors) {
-        const drawn = await cell(page, `temp${sensor.index}`);
+        const drawn = all.get(`temp${sensor.index}`);
         want(drawn.element, "temperature", true, Math.abs(parseInt(drawn.short, 10) - sensor.celsius) <= 1.6 || `${drawn.short} for ${sensor.celsius}`);
     }
     const bad = held.supplies.some((supply) => supply.state === "failed" || (supply.state === "pulled" && WITH_LEDS.includes(chassis)));
     for (const supply of held.supplies) {
         // The adapter knows of its supplies together.
-        want(`psu${supply.index}`, "state", bad ? "fault" : "ok", (await cell(page, `psu${supply.index}`)).state);
+        want(`psu${supply.index}`, "state", bad ? "fault" : "ok", all.get(`psu${supply.index}`).state);
     }
-    const alarm = await cell(page, "alarm0");
+    const alarm = all.get("alarm0");
     want("alarm0", "sound", String(held.alarm.sounding), alarm.sounds);
     for (const [lamp, on] of Object.entries(held.leds)) {
-        want(lamp, "light", String(on), (await cell(page, lamp)).on);
+        want(lamp, "light", String(on), all.get(lamp).on);
     }
     return wrong;
 }
@@ -174,7 +175,7 @@ describe("the panel in front of the real chain", {concurrency: 5}, () => {
             const page = await open(CHAINS[chassis].address);
             const {layout, found} = places(chassis);
             assert.equal(await page.locator("h1").textContent(), layout.title);
-            assert.deepEqual((await cellNames(page)).sort(), [...found.keys()].sort());
+            assert.deepEqual([...(await cells(page)).keys()].sort(), [...found.keys()].sort());
             await agrees(page, chassis);
             await hand(chassis, "speed 4");
             await hand(chassis, "fan 1 stall");

@@ -6,7 +6,7 @@ import {join} from "node:path";
 import {cpus, loadavg} from "node:os";
 import {after, before, test} from "node:test";
 import {fileURLToPath} from "node:url";
-import {axe, cell, cellNames, CHASSIS, launch, open, PANEL, places, RESULTS, until} from "./browser.mjs";
+import {axe, cell, cells, CHASSIS, launch, open, PANEL, places, RESULTS, until} from "./browser.mjs";
 import {startFake} from "./fake.mjs";
 
 const REFERENCE = fileURLToPath(new URL("reference", import.meta.url));
@@ -39,9 +39,10 @@ for (const chassis of CHASSIS) {
         const page = await open(browser, fake.address);
         for (const width of [360, 1440, 3840]) {
             await page.setViewportSize({width, height: 900});
-            assert.deepEqual((await cellNames(page)).sort(), [...found.keys()].sort());
+            const all = await cells(page);
+            assert.deepEqual([...all.keys()].sort(), [...found.keys()].sort());
             for (const [name, {side, box}] of found) {
-                const drawn = await cell(page, name);
+                const drawn = all.get(name);
                 assert.equal(drawn.side, side, name);
                 box.forEach((share, index) => assert.ok(Math.abs(share - drawn.box[index]) < 0.01, `${name}: ${drawn.box} is not ${box}`));
             }
@@ -133,7 +134,7 @@ test("an adapter that does not answer is said to be silent, with the age of what
 
 test("an enclosure without a layout is drawn all the same", () => withFake({chassis: "chenbro", known: false}, async (fake) => {
     const page = await open(browser, fake.address, {expected: ["404"]});
-    const names = await cellNames(page);
+    const names = [...(await cells(page)).keys()];
     assert.deepEqual(names.filter((name) => /slot|psu|fan|temp|alarm/.test(name)).length, 16 + 3 + 6 + 4 + 1);
     await page.leave();
 }));

@@ -5,8 +5,6 @@ import {seconds} from "./time.js";
 // The page keeps what a person may scroll through; older entries are asked for again.
 const KEPT = 5000;
 const ALARMS = ["idle", "fault", "remind", "mute", "critical"];
-// The alarm of every other enclosure follows the composite fault, unless a person muted or sounded it.
-const OWN_ALARM = "xyratex";
 
 export class History {
     constructor() {
@@ -52,15 +50,16 @@ export class History {
 
     /**
      * {composite: boolean or null, alarm: word or null} as told until that moment. Where nobody has told, `healthy` does: the
-     * LED is out while there is no cause.
+     * LED is out while there is no cause. An alarm without states of its own follows the composite fault, unless a person
+     * muted or sounded it.
      */
-    told(at, chassis, healthy) {
+    told(at, layout, healthy) {
         const fault = this.latest(at, (entry) => entry.name === "composite-fault-led");
         const start = this.latest(at, (entry) => entry.name === "init-complete");
         const fresh = start && (!fault || start.at > fault.at);
         const quiet = fresh || (!fault && healthy);
         const composite = quiet ? false : fault ? fault.data.on === 1 : null;
-        if (chassis === OWN_ALARM) {
+        if (layout.ownAlarm) {
             const alarm = this.latest(at, (entry) => entry.name === "alarm-status");
             return {composite, alarm: alarm ? ALARMS[alarm.data.alarm_state] ?? null : quiet ? "idle" : null};
         }

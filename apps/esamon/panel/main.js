@@ -135,7 +135,7 @@ function redraw() {
         return;
     }
     const at = view.at ?? now();
-    page.elements = describe(shown, page.layout, history.told(at, page.config.chassis_name, shown.state === "ok" && accepted().length === 0));
+    page.elements = describe(shown, page.layout, history.told(at, page.layout, shown.state === "ok" && accepted().length === 0));
     for (const [name, element] of page.elements) {
         const note = drawing.noteOf(name);
         if (note) {

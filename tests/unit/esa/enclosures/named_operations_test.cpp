@@ -6,6 +6,7 @@
 #include "enclosures/chenbro.h"
 #include "enclosures/vsc055.h"
 #include "esa_fixture.h"
+#include "esamain.h"
 #include "policy/supplies.h"
 
 namespace {
@@ -63,5 +64,13 @@ TEST_F(NamedOperation, PollOfSuppliesTakesAnUnusableBusForAFaultWhereVoltagesAre
         esaPollPowerSupplies();
         EXPECT_EQ(esaControl.powerSupplyStatus, row.status);
         EXPECT_EQ(takeMessageNames(), row.messages);
+    }
+}
+
+TEST_F(NamedOperation, InitialisationWarnsOfAnUnknownEnclosureAndOnlyTellsThatThereIsNone) {
+    for (const int type : {0, 1, 7, 255}) {
+        esaControl.enclosureType = static_cast<VORAN_E_CHASSIS_t>(type);
+        esaInitChassis();
+        EXPECT_EQ(takeMessageNames(), Lines_t{type == 1 ? "event 10/1" : "event 10/2"}) << type;
     }
 }
