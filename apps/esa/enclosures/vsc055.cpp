@@ -194,7 +194,7 @@ void esaVsc055ProcessPollTimeout() {
 
 namespace {
 
-constexpr Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t tachometerDivisor,
+consteval Chassis_t row(VORAN_E_CHASSIS_e type, const CHAR_t* typeName, U8_t tachometerDivisor,
                         U8_t fanSpeedConfiguration) {
     return {
         .type = type,

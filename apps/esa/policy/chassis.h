@@ -21,7 +21,7 @@ struct ChassisDimensions_t {
 };
 
 /** The counts of a type. */
-constexpr ChassisDimensions_t esaDimensionsOf(VORAN_E_CHASSIS_e type) {
+consteval ChassisDimensions_t esaDimensionsOf(VORAN_E_CHASSIS_e type) {
     constexpr struct {
         VORAN_E_CHASSIS_e type;
         ChassisDimensions_t dimensions;

@@ -40,7 +40,7 @@ bool esaFillPowerSupply(PowerSupplyElementStat_t& status, const PowerSupplyEleme
 void esaIndicatePowerSupply(bool fail);
 
 /** The check of an enclosure whose supplies are watched by measuring their voltages. */
-constexpr SupplyCheck_t esaVoltageCheck(ESA_CODE_e (*read)()) {
+consteval SupplyCheck_t esaVoltageCheck(ESA_CODE_e (*read)()) {
     return {
         .statusBit = ESA_K_POWER_VOLTAGE_OK,
         .cause = ESA_K_FAULT_POWER_SUPPLY_VOLTAGE_TOLERANCE,

@@ -7,6 +7,7 @@
 #include "enclosures/vsc055.h"
 #include "esa_fixture.h"
 #include "esamain.h"
+#include "policy/chassis.h"
 #include "policy/supplies.h"
 
 namespace {
@@ -73,4 +74,18 @@ TEST_F(NamedOperation, InitialisationWarnsOfAnUnknownEnclosureAndOnlyTellsThatTh
         esaInitChassis();
         EXPECT_EQ(takeMessageNames(), Lines_t{type == 1 ? "event 10/1" : "event 10/2"}) << type;
     }
+}
+
+TEST_F(NamedOperation, WhatARowDoesNotNameIsNotDone) {
+    esaControl.i2cConnected = 1;
+    noChassis.processPollTimeout();
+    noChassis.policyLoadPwm(0, 100);
+    noChassis.controlLoadPwm(0, 100);
+    noChassis.setAlarm(ESA_E_ALARM_STATE_FAULT_S1);
+    noChassis.putOutDriveLeds();
+    EXPECT_EQ(noChassis.setDriveFaultLed(0), 0);
+    EXPECT_EQ(noChassis.clearDriveFaultLed(0), 0);
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
+    EXPECT_EQ(takeMessageNames(), Lines_t{});
+    EXPECT_EQ(takeTrace(), Lines_t{});
 }

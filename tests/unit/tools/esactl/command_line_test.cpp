@@ -64,7 +64,9 @@ TEST(Errors, PermissionDeniedNamesTheGroupThatHasItAndNeverRoots) {
     }
     FakeSwitch_t net;
     const std::string peer = net.directory() + "/peer";
-    std::vector<std::string> asNobody{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    // Who counts what the tests reach would complain that the counts are root's.
+    std::vector<std::string> asNobody{
+        "env", "LLVM_PROFILE_FILE=/dev/null", "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
     const std::vector<std::string> words = net.command("status");
     asNobody.insert(asNobody.end(), words.begin(), words.end());
     constexpr gid_t MAIL = 8; // the same on every Debian system
