@@ -43,6 +43,12 @@ TEST_F(TraceLine, PrefixOfEveryKindFollowsTheThreeBits) {
     }
 }
 
+TEST_F(TraceLine, NamesThatAreMissingAreEmpty) {
+    (void)TRACE__setTraceLevel(0, 0x6000);
+    TRACE__info(nullptr, nullptr, 7, "text");
+    EXPECT_EQ(log(), "::7:  text\n");
+}
+
 TEST_F(TraceLine, PrefixFollowsTheLevelWordOfTheCallsModule) {
     TRACE__done();
     const char* const names[] = {"DDLM", "CEE"};

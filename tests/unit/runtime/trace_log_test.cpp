@@ -150,6 +150,14 @@ TEST_F(TraceLog, IsNotReadableForEverybodyAndStartsEmpty) {
     EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(directory + "/esa_02.log").permissions()), 0640U);
 }
 
+TEST_F(TraceLog, BeforeItsStartIsStandardError) {
+    EXPECT_EQ(errorsOf([] {
+                  traceData.fd = nullptr; // as in a process that has not begun to trace
+                  TRACE__info("", "", 1, "line");
+              }),
+              "line\n");
+}
+
 TEST_F(TraceLog, WithoutABlockOrANameItIsStandardErrorAndLeavesTheFileClosed) {
     const std::pair<const MPU_PARAMS_t*, const char*> cases[] = {
         {nullptr, "esa_%02d.log"}, {&params, nullptr}, {&params, ""}};

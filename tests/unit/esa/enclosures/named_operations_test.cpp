@@ -2,13 +2,18 @@
  * unusable. */
 #include <gtest/gtest.h>
 
+#include "chips/vsc055.h"
 #include "chips/w83782d.h"
+#include "core/alarm_names.h"
 #include "enclosures/chenbro.h"
 #include "enclosures/vsc055.h"
 #include "esa_fixture.h"
 #include "esamain.h"
+#include "messaging/reply.h"
+#include "messaging/test_message.h"
 #include "policy/chassis.h"
 #include "policy/supplies.h"
+#include "trace.h"
 
 namespace {
 
@@ -45,6 +50,38 @@ TEST_F(NamedOperation, WinbondShadowsEndAtTheFourthBackplane) {
     }
     EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
     EXPECT_EQ(hex(&esaControl, sizeof(esaControl)), before);
+}
+
+TEST_F(NamedOperation, WhatIsNotSupportedLeavesNoLineWhileTracingIsOff) {
+    startChassis(6);
+    (void)TRACE__setTraceLevel(0, 0);
+    vsc055FanLoadPwm(0x41, 0, 33);
+    winbondFanLoadPwm(0x28, 4, 0, 0x40);
+    chenbroW83782dFanLoadPwm(0, 33);
+    esaW83782dSetAlarmState(0x28, 4, ESA_E_ALARM_STATE_MUTE_S3);
+    esaTraceAlarmState("Alarm", 99, ESA_E_ALARM_NAMES_STATE);
+    EXPECT_EQ(esaVsc055SetDriveFaultLED(256), -1);
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
+    for (const U8_t command : {U8_t{28}, U8_t{29}, U8_t{30}}) {
+        for (const U8_t page : {U8_t{2}, U8_t{4}}) {
+            (void)esaTestMsg(command, page);
+        }
+    }
+    esaSendStatus(&request(3, 30, 25, 72), 0, 2, 0, 0, 0);
+    for (const unsigned failing : {0U, 1U, 3U}) { // high limit, hysteresis, the beeper's write
+        fakeBus.failTransfer(failing);
+        EXPECT_NE(winbondInitTemperatureAndBeep(0x28, 0, ""), ESA_E_OK);
+        fakeBus.heal();
+    }
+    EXPECT_EQ(takeTrace(), Lines_t{});
+}
+
+TEST_F(NamedOperation, PolicyOfTheSingleBackplaneLoadsNoPercentageThatItDoesNotKnowAndStopsNoFan) {
+    startChassis(6);
+    for (const U8_t percent : {U8_t{0}, U8_t{33}}) {
+        esaChassis().policyLoadPwm(0, percent);
+    }
+    EXPECT_EQ(fakeBus.takeTransfers(), Lines_t{});
 }
 
 TEST_F(NamedOperation, PollOfSuppliesTakesAnUnusableBusForAFaultWhereVoltagesAreMeasured) {

@@ -168,4 +168,8 @@ TEST_F(Vsc055, InitialisationOfAnEnclosureOfAnotherTypeKeepsItsElementCounts) {
     EXPECT_EQ(esaControl.deviceMaxNumber, 11);
     EXPECT_EQ(esaControl.powerSupplyMaxNumber, 1);
     EXPECT_EQ(hex(esaControl.vitesse.vsc055FSC, 8), "80 80 80 80 80 80 80 80") << "the type's own configuration";
+    esaControl.enclosureType = VORAN_E_CHASSIS_CHENBRO_3U16ATX;
+    std::memset(esaControl.vitesse.vsc055FSC, 0x55, 8);
+    EXPECT_EQ(esaVsc055Init(), 0);
+    EXPECT_EQ(hex(esaControl.vitesse.vsc055FSC, 8), "55 55 55 55 55 55 55 55") << "the type has no tachometers";
 }

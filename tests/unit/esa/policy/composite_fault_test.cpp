@@ -31,6 +31,14 @@ TEST_F(CompositeFault, OnlyTheLowEightBitsOfTheOutcomeCount) {
     }
 }
 
+TEST_F(CompositeFault, LastCauseLeavesALedAloneThatIsNotOn) {
+    startChassis(2);
+    esaControl.compositeFaultStatus = 0x4;
+    EXPECT_EQ(esaManageCompositeFault(0x4, 0), 0);
+    EXPECT_EQ(esaControl.compositeFaultStatus, 0U);
+    EXPECT_EQ(takeMessageNames(), Lines_t{});
+}
+
 TEST_F(CompositeFault, TracesTheLowestOfSeveralCauses) {
     startChassis(2);
     struct {
@@ -48,4 +56,8 @@ TEST_F(CompositeFault, TracesTheLowestOfSeveralCauses) {
         EXPECT_EQ(takeTrace(), (Lines_t{name.text, text("This Fault bit [0x%x] does NOT exist currently.", name.map),
                                         text("The Fault bit [0x%x] is already clear.", name.map)}));
     }
+    esaManageCompositeFault(0x20, 0);
+    EXPECT_EQ(takeTrace(),
+              (Lines_t{"This Fault bit [0x20] does NOT exist currently.", "The Fault bit [0x20] is already clear."}))
+        << "a cause without a name";
 }
