@@ -121,7 +121,7 @@ public:
     /** What `option` may be; `before` stands in front of it in the same word. */
     void value(const CliOption_t& option, std::string before) {
         const std::size_t comma = current_.rfind(',');
-        if (option.isList && comma != std::string::npos && comma >= before.size()) {
+        if (option.isList && comma != std::string::npos) {
             before = current_.substr(0, comma + 1);
         }
         for (const char* choice : option.choices) {

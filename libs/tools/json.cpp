@@ -53,10 +53,6 @@ Json_t::Json_t(const std::vector<std::string>& values) : value_(std::make_unique
 
 Json_t::Json_t(const Json_t& other) : value_(other.value_ ? std::make_unique<ordered_json>(*other.value_) : nullptr) {}
 Json_t::Json_t(Json_t&& other) noexcept = default;
-Json_t& Json_t::operator=(const Json_t& other) {
-    return *this = Json_t(other);
-}
-Json_t& Json_t::operator=(Json_t&& other) noexcept = default;
 Json_t::~Json_t() = default;
 
 Json_t Json_t::object(std::initializer_list<JsonMember_t> members) {
@@ -120,11 +116,13 @@ std::vector<std::string> JsonInput_t::names() const {
 }
 
 JsonInput_t JsonInput_t::operator[](const char* name) const {
-    return part(isObject() && value_->contains(name) ? value_->at(name) : NOTHING);
+    const bool isThere = isObject() && value_->contains(name);
+    return part(isThere ? value_->at(name) : NOTHING);
 }
 
 JsonInput_t JsonInput_t::element(std::size_t index) const {
-    return part(value_->is_array() && index < value_->size() ? value_->at(index) : NOTHING);
+    const bool isThere = value_->is_array() && index < value_->size();
+    return part(isThere ? value_->at(index) : NOTHING);
 }
 
 std::vector<JsonInput_t> JsonInput_t::elements() const {
@@ -144,7 +142,8 @@ std::optional<bool> JsonInput_t::flag() const {
 std::optional<std::int64_t> JsonInput_t::integer() const {
     constexpr std::uint64_t MOST = std::numeric_limits<std::int64_t>::max();
     const bool isTooLarge = value_->is_number_unsigned() && value_->get<std::uint64_t>() > MOST;
-    return value_->is_number_integer() && !isTooLarge ? std::optional(value_->get<std::int64_t>()) : std::nullopt;
+    const bool fits = value_->is_number_integer() && !isTooLarge;
+    return fits ? std::optional(value_->get<std::int64_t>()) : std::nullopt;
 }
 
 std::optional<double> JsonInput_t::number() const {

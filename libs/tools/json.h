@@ -37,8 +37,8 @@ public:
 
     Json_t(const Json_t& other);
     Json_t(Json_t&& other) noexcept;
-    Json_t& operator=(const Json_t& other);
-    Json_t& operator=(Json_t&& other) noexcept;
+    Json_t& operator=(const Json_t&) = delete;
+    Json_t& operator=(Json_t&&) = delete;
     ~Json_t();
 
     /** Adds the member `name` to an object, or replaces it. */

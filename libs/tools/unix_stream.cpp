@@ -97,7 +97,7 @@ Arrival_e MessageReader_t::readSome(int descriptor) {
         bytes_.insert(bytes_.end(), piece.begin(), piece.begin() + got);
         return Arrival_e::BYTES;
     }
-    const bool later = got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR);
+    const bool later = got < 0 && (errno == EAGAIN || errno == EINTR);
     return later ? Arrival_e::NOTHING : Arrival_e::CLOSED;
 }
 

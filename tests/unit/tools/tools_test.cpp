@@ -3,14 +3,20 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 #include "chassis_list.h"
+#include "completion.h"
 #include "folder.h"
 #include "hex.h"
 #include "json.h"
+#include "log_writer.h"
+#include "replace_file.h"
+#include "simulator_reply.h"
 #include "stop_signal.h"
 #include "stream.h"
 #include "tool_error.h"
@@ -35,7 +41,38 @@ Bytes_t messageOf(std::size_t length) {
     return bytes;
 }
 
+/** A call that fails the next time, and then no more. */
+struct FailingCall_t {
+    std::string_view call = {};
+    int error = 0;
+} failure;
+
+bool fails(std::string_view call) {
+    if (failure.call != call) {
+        return false;
+    }
+    errno = std::exchange(failure, {}).error;
+    return true;
+}
+
 } // namespace
+
+#define WRAP(R, name, parameters, ...)                                                                                 \
+    R __real_##name parameters;                                                                                        \
+    R __wrap_##name parameters {                                                                                       \
+        return fails(#name) ? -1 : __real_##name(__VA_ARGS__);                                                         \
+    }
+extern "C" {
+WRAP(int, close, (int file), file)
+WRAP(int, fchmod, (int file, mode_t mode), file, mode)
+WRAP(int, listen, (int socket, int backlog), socket, backlog)
+WRAP(int, pipe2, (int* ends, int flags), ends, flags)
+WRAP(ssize_t, recv, (int socket, void* bytes, std::size_t count, int flags), socket, bytes, count, flags)
+WRAP(int, rename, (const char* from, const char* to), from, to)
+WRAP(ssize_t, send, (int socket, const void* bytes, std::size_t count, int flags), socket, bytes, count, flags)
+WRAP(int, socket, (int domain, int type, int protocol), domain, type, protocol)
+WRAP(ssize_t, write, (int file, const void* bytes, std::size_t count), file, bytes, count)
+}
 
 TEST(Hex, DigitsInEitherCaseBecomeBytes) {
     Bytes_t bytes{1};
@@ -69,6 +106,7 @@ TEST(Messages, AreCutOutOfTheStreamWhateverPiecesTheyArriveIn) {
     MessageReader_t reader;
     Message_t message;
     std::vector<std::size_t> sizes;
+    failure = {"send", EINTR};
     for (std::size_t i = 0; i < all.size(); ++i) {
         ASSERT_TRUE(sendWhole(pair.ends[0], std::span(all).subspan(i, 1)));
         ASSERT_EQ(reader.readSome(pair.ends[1]), Arrival_e::BYTES);
@@ -97,6 +135,10 @@ TEST(Streams, AClosedPeerIsToldFromASilentOne) {
     const Pair_t pair;
     MessageReader_t reader;
     EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::NOTHING);
+    failure = {"recv", EINTR};
+    EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::NOTHING);
+    failure = {"recv", ECONNRESET};
+    EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::CLOSED);
     shutdown(pair.ends[0], SHUT_RDWR);
     EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::CLOSED);
     EXPECT_FALSE(sendWhole(pair.ends[1], messageOf(64))) << "and no SIGPIPE";
@@ -109,7 +151,10 @@ TEST(Streams, WhoListensIsFoundByPathAndWithoutWaitingForHim) {
     EXPECT_EQ(errno, ENOENT);
     EXPECT_FALSE(unixHasListener(path));
     EXPECT_EQ(errno, ENOENT);
-    const UnixSocket_t listener = unixListen(path, 0);
+    failure = {"listen", EPERM};
+    EXPECT_EQ(unixListen(path).failed, UnixStep_e::LISTEN);
+    EXPECT_EQ(errno, EPERM);
+    const UnixSocket_t listener = unixListen(path, 0); // nothing is in its way
     ASSERT_EQ(listener.failed, UnixStep_e::NONE);
     EXPECT_EQ(accept(listener.descriptor, nullptr, nullptr), -1) << "never blocks";
     EXPECT_EQ(unixListen(path).failed, UnixStep_e::ADDRESS) << "somebody is there already";
@@ -131,6 +176,52 @@ TEST(Streams, APathOf107CharactersIsTheLongest) {
     EXPECT_EQ(unixConnect(std::string(107, 'p')).failed, UnixStep_e::ADDRESS);
     EXPECT_EQ(unixConnect(std::string(108, 'p')).failed, UnixStep_e::PATH);
     EXPECT_EQ(unixListen(std::string(108, 'p')).failed, UnixStep_e::PATH);
+    failure = {"socket", EMFILE};
+    EXPECT_EQ(unixConnect("s").failed, UnixStep_e::SOCKET);
+    errno = EAGAIN; // said by something else
+    EXPECT_FALSE(unixHasListener(std::string(108, 'p')));
+}
+
+TEST(SimulatorReply, EndsWithALineThatSaysHowItWent) {
+    constexpr std::size_t NONE = std::string::npos;
+    const std::pair<const char*, std::size_t> rows[] = {
+        {"ok\n", 0},     {"a\nok\n", 2},   {"error: b\n", 0},  {"a\n\nerror: ok\n", 3}, {"", NONE},
+        {"ok", NONE},    {"\n", NONE},     {"\n\n", NONE},     {"a\n", NONE},           {"ok\na\n", NONE},
+        {"ok \n", NONE}, {"a ok\n", NONE}, {"error:\n", NONE}, {"ok\nerr", NONE}};
+    for (const auto& [reply, begin] : rows) {
+        EXPECT_EQ(simulatorVerdict(reply), begin) << reply;
+    }
+}
+
+TEST(ReplaceFile, WhatFailsLeavesTheOldFileAndNoOther) {
+    const testsupport::Folder_t folder;
+    const std::string path = folder.write("f", "old");
+    for (const char* const call : {"write", "fchmod", "close", "rename"}) {
+        failure = {call, EIO};
+        EXPECT_EQ(replaceFile(path, "new"), "Input/output error") << call;
+        EXPECT_EQ(folder.read("f"), "old");
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+    }
+}
+
+TEST(LogWriter, AnInterruptedWriteIsDoneAgain) {
+    LogWriter_t log;
+    const Pair_t pair;
+    log.open(pair.ends[0]);
+    failure = {"send", EINTR};
+    log.write("line");
+    EXPECT_FALSE(log.isWaiting());
+}
+
+TEST(Completions, OfAProgramWithoutCommandsWhoseOptionHasTwoNames) {
+    std::string key;
+    const CliProgram_t program{.name = "tool",
+                               .description = "",
+                               .options = {{.name = "-k,--key", .description = "", .target = &key, .choices = {"7"}}}};
+    EXPECT_TRUE(completionsOf(program, {}).empty());
+    EXPECT_EQ(completionsOf(program, {"--key", ""}), std::vector<std::string>{"7"});
+    (void)findPlace(program, {"-k7"});
+    EXPECT_EQ(key, "7");
 }
 
 TEST(StopSignal, IsNotedAndEndsAWaitButAHangUpThatIsIgnoredStaysSoAndForgottenAllAreAsBefore) {
@@ -138,6 +229,11 @@ TEST(StopSignal, IsNotedAndEndsAWaitButAHangUpThatIsIgnoredStaysSoAndForgottenAl
     (void)std::signal(SIGHUP, SIG_IGN);
     (void)std::signal(SIGINT, SIG_IGN);
     stopSignalForget();
+    failure = {"pipe2", EMFILE};
+    stopSignalInstall();
+    std::raise(SIGINT);
+    EXPECT_FALSE(stopSignalReceived()) << "it could not be noted";
+    stopSignalInstall();
     stopSignalInstall();
     std::raise(SIGHUP);
     EXPECT_FALSE(stopSignalReceived());
@@ -169,7 +265,8 @@ TEST(Json, MembersKeepTheirOrderAndTextsMayHoldAnyByte) {
     Json_t list = Json_t::array();
     EXPECT_EQ(list.text(2), "[]");
     list.add(Json_t::object({{"n", 0}}));
-    EXPECT_EQ(list.text(2), "[\n  {\n    \"n\": 0\n  }\n]");
+    list.add(nullptr);
+    EXPECT_EQ(list.text(2), "[\n  {\n    \"n\": 0\n  },\n  null\n]");
     EXPECT_EQ(Json_t().text(2), "null");
     EXPECT_EQ(Json_t::object({{"part", 812.5}, {"whole", 20.0}}).text(-1), R"({"part":812.5,"whole":20.0})");
 }

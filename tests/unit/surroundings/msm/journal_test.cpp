@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -23,9 +24,14 @@ std::string readAll(int descriptor) {
 
 /** Both ends of what the log goes through. */
 struct Log_t {
-    explicit Log_t(bool isSocket) {
+    explicit Log_t(bool isSocket, bool isOpenedAnew = true) {
         EXPECT_EQ(isSocket ? ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) : ::pipe2(ends, O_CLOEXEC), 0);
+        rlimit files{};
+        (void)::getrlimit(RLIMIT_NOFILE, &files);
+        const rlimit allowed{isOpenedAnew ? files.rlim_cur : 0, files.rlim_max};
+        (void)::setrlimit(RLIMIT_NOFILE, &allowed);
         log.open(ends[1]);
+        (void)::setrlimit(RLIMIT_NOFILE, &files);
     }
     ~Log_t() {
         closeReader();
@@ -43,8 +49,8 @@ struct Log_t {
 
 TEST(LogWriterTest, WhoeverReadsNothingBlocksNobodyAndLossesAreCounted) {
     constexpr std::size_t COUNT = 20000; // more than anybody keeps
-    for (const bool isSocket : {false, true}) {
-        Log_t rig(isSocket);
+    for (const auto& [isSocket, isOpenedAnew] : {std::pair{false, true}, {true, true}, {false, false}}) {
+        Log_t rig(isSocket, isOpenedAnew);
         for (std::size_t i = 0; i < COUNT; ++i) {
             rig.log.write(FIFTY);
         }
@@ -62,21 +68,27 @@ TEST(LogWriterTest, WhoeverReadsNothingBlocksNobodyAndLossesAreCounted) {
         EXPECT_EQ(text.substr(text.size() - last.size()), last);
         rig.log.write("on it goes");
         EXPECT_EQ(rig.read(), "on it goes\n");
+        rig.log.write(std::string(9000, 'x'));
+        EXPECT_EQ(rig.read(), std::string(9000, 'x') + "\n") << "more than goes in one piece";
     }
 }
 
-TEST(LogWriterTest, LinesOfAFullDiskAreCountedOnceThereIsRoomAgain) {
+TEST(LogWriterTest, LinesOfAFullDiskOrOfNoFileAreCountedOnceThereIsRoomAgain) {
     Log_t rig(false);
     const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
     ASSERT_GE(full, 0);
-    rig.log.open(full);
-    for (int i = 0; i < 7; ++i) {
-        rig.log.write(FIFTY);
+    const int closed = ::dup(full);
+    (void)::close(closed);
+    for (const int useless : {full, closed}) {
+        rig.log.open(useless);
+        for (int i = 0; i < 7; ++i) {
+            rig.log.write(FIFTY);
+        }
+        EXPECT_TRUE(rig.log.isWaiting());
+        rig.log.open(rig.ends[1]);
+        rig.log.write("after");
+        EXPECT_EQ(rig.read(), "7 lines of the log lost: nobody read them in time\nafter\n");
     }
-    EXPECT_TRUE(rig.log.isWaiting());
-    rig.log.open(rig.ends[1]);
-    rig.log.write("after");
-    EXPECT_EQ(rig.read(), "7 lines of the log lost: nobody read them in time\nafter\n");
     (void)::close(full);
 }
 

@@ -28,7 +28,7 @@ TEST(Errors, UsageIsOne) {
                                  "raw, page, bundle, decode";
     const std::pair<std::string, std::string> cases[] = {
         {"", "no command: expected one of " + commands},
-        {"bogus", "'bogus' is no command: expected one of " + commands},
+        {"bogus worse", "'bogus' is no command: expected one of " + commands},
         {"status --format prometheus", "--json and --format prometheus"},
         {"status surplus", "surplus"},
         {"led 3 maybe", "{on,off}"},
@@ -37,9 +37,10 @@ TEST(Errors, UsageIsOne) {
         {"--timeout 0 status", "--timeout"},
         {"--timeout soon status", "--timeout"},
         {"status --format xml", "{text,json,prometheus}"},
-        {"--bogus", "there is no option '--bogus' before the command: expected one of --directory, "},
+        {"--bogus --worse", "there is no option '--bogus' before the command: expected one of --directory, "},
         {"led 3 --bogus=1 on", "there is no option '--bogus': expected one"},
         {"led 3 --bogus=1 on", "; see esactl led --help"},
+        {"status --version", "there is no option '--version': expected one"},
         {"raw", "raw needs a control page as hex, or --page N"},
         {"raw 02 --page 2", "not both"},
         {"led", "SLOTS is required; see esactl led --help"},
@@ -56,6 +57,7 @@ TEST(Errors, UsageIsOne) {
         SCOPED_TRACE(words);
         expectError(esactl(words + " --json"), 1, "usage", text);
     }
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "'/usr' is a directory", esactl("decode -- /usr").err);
 }
 
 TEST(Errors, PermissionDeniedNamesTheGroupThatHasItAndNeverRoots) {
@@ -190,7 +192,9 @@ TEST(Errors, HelpIsNoError) {
         EXPECT_EQ(std::to_string(said.status) + said.err, "0") << command;
         EXPECT_PRED_FORMAT2(testing::IsSubstring, "Example: esactl " + command, said.out);
     }
-    EXPECT_EQ(esactl("--help").status, 0);
+    for (const char* const words : {"--help", "-h", "led -h", "--help --bogus"}) {
+        EXPECT_EQ(esactl(words).status, 0) << words;
+    }
     EXPECT_TRUE(esactl("--version").out.starts_with("esactl "));
 }
 
@@ -223,6 +227,13 @@ TEST_F(Completion, OffersWhatMayStandThere) {
         {"''", "status config slots accept led locate fan psu alarm events history watch raw page bundle decode"},
         {"--timeout 3 co", "config"},
         {"bogus ''", ""},
+        {"status --output ''", ":files"},
+        {"config ''", ""},
+        {"config --none=", ""},
+        {"--json=", ""},
+        {"psu = ''", "fail ok"}, // a word like others
+        {"--v", "--version"},
+        {"led --v", ""},
         {"led ''", "all slot00 slot01"}, // elements that this enclosure has
         {"fan ''", "fan0 fan1"},
         {"psu p", "psu0"},
