@@ -56,7 +56,7 @@ public:
     std::vector<std::string> until(const State_t& now);
 
 private:
-    std::optional<State_t> before;
+    std::optional<State_t> before_;
 };
 
 /** An address that stands for the send buffer's in `flink` and `blink`; both sides' streams show this one. */
@@ -72,7 +72,7 @@ inline const char* onOff(bool on) {
 
 class Adapter_t {
 public:
-    explicit Adapter_t(World_t& livedIn) : world(livedIn) {}
+    explicit Adapter_t(World_t& livedIn) : world_(livedIn) {}
 
     State_t state;
 
@@ -144,11 +144,11 @@ public:
     int chenbroReadPowerVoltageToleranceStatus();
 
 private:
-    World_t& world;
-    bool tracing = false; /**< bit 0x10 of the level word */
+    World_t& world_;
+    bool tracing_ = false; /**< bit 0x10 of the level word */
 
     // --- process ---
-    Parameters_t parameters; /**< the attached block, without its flags */
+    Parameters_t parameters_; /**< the attached block, without its flags */
 
     void esaInit();
     void sendStartupNotice();

@@ -75,14 +75,14 @@ int Adapter_t::chenbroW83782dFanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) 
 }
 
 void Adapter_t::chenbroW83782dFanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
-    static const std::map<int, std::uint8_t> DUTIES = {{0, 0}, {25, 64}, {50, 128}, {75, 192}, {100, 255}};
+    static const std::map<int, std::uint8_t> duties = {{0, 0}, {25, 64}, {50, 128}, {75, 192}, {100, 255}};
 
     trace("chenbroW83782dFanLoadPwm", "Load PWM Esa[%d] Percent to Fan [%d]", percent, fan);
     if (fan >= FANS.size()) {
         trace("chenbroW83782dFanLoadPwm", "Unsupported Fan Index = [%d].", fan);
         return;
     }
-    winbondFanLoadPwm(FANS[fan].address, FANS[fan].backplane, FANS[fan].index, DUTIES.at(percent));
+    winbondFanLoadPwm(FANS[fan].address, FANS[fan].backplane, FANS[fan].index, duties.at(percent));
 }
 
 void Adapter_t::chenbroSetAlarmState(std::uint32_t alarm) {

@@ -53,7 +53,7 @@ std::string shown(const std::array<Value, N>& values) {
 std::vector<std::string> Changes_t::until(const State_t& now) {
     std::vector<std::string> lines;
     const auto tell = [&](const char* name, auto field) {
-        if (!before || now.*field != (*before).*field) {
+        if (!before_ || now.*field != (*before_).*field) {
             lines.push_back(std::string(name) + " =" + shown(now.*field));
         }
     };
@@ -70,7 +70,7 @@ std::vector<std::string> Changes_t::until(const State_t& now) {
     tell("selectTimeoutUsec", &State_t::selectTimeoutUsec);
     tell("pollTimeoutSec", &State_t::pollTimeoutSec);
     tell("pollTimeoutUsec", &State_t::pollTimeoutUsec);
-    before = now;
+    before_ = now;
     return lines;
 }
 

@@ -17,39 +17,39 @@ bool namesAdapter(std::span<const std::uint8_t> message, std::size_t bitmap) {
 } // namespace
 
 void Adapter_t::esaProcMmsgMsg() {
-    const char* const F = "esaProcMmsgMsg";
+    const char* const operation = "esaProcMmsgMsg";
     const std::span<const std::uint8_t> message = state.esaInMsg;
     const std::uint32_t length = octets::number(message, 10, 2);
     const int protocol = message[12];
     const int requestor = message[16];
 
     if (length < 64 || length > 4064) {
-        trace(F, "MMSG mmsh_length [%d] is out of range", static_cast<int>(length));
-        trace(F, "MMSG requestor [%d] sends wrong mmsg_length!!!", requestor);
+        trace(operation, "MMSG mmsh_length [%d] is out of range", static_cast<int>(length));
+        trace(operation, "MMSG requestor [%d] sends wrong mmsg_length!!!", requestor);
         printMessage(message);
         return;
     }
     // A message of another type is processed whoever it names.
     if (message[8] == 14 && !namesAdapter(message, 20) && !namesAdapter(message, 28)) {
-        trace(F, "Received a MMSG but it isn't for us?");
+        trace(operation, "Received a MMSG but it isn't for us?");
         printMessage(message);
         return;
     }
     if (protocol != 18 && protocol != 12) {
-        trace(F, "Invalid MMSG protocol [%d]", protocol);
+        trace(operation, "Invalid MMSG protocol [%d]", protocol);
         printMessage(message);
         return;
     }
-    trace(F, "Receive a MMSG to the Enclosure Services Adapter");
+    trace(operation, "Receive a MMSG to the Enclosure Services Adapter");
     printMessage(message);
 
     const bool response = (message[17] & 0x40) != 0;
     if (response && requestor == 33) {
-        trace(F, "Receive a Response MMSG for a Test Message.");
+        trace(operation, "Receive a Response MMSG for a Test Message.");
         return;
     }
     if (response && requestor == 18) {
-        trace(F, "Receive a Response MMSG from Startup with returned code [%s].",
+        trace(operation, "Receive a Response MMSG from Startup with returned code [%s].",
               octets::number(message, 36, 4) == 1 ? "OK" : "REJECTED");
         return;
     }
@@ -59,7 +59,7 @@ void Adapter_t::esaProcMmsgMsg() {
     } else if (type == SEND_DIAGNOSTIC) {
         dispatchSendDiagnostic();
     } else {
-        trace(F, "Un-supported SES Command [%d].", static_cast<int>(type));
+        trace(operation, "Un-supported SES Command [%d].", static_cast<int>(type));
     }
 }
 
@@ -72,8 +72,8 @@ void Adapter_t::dispatchReceiveDiagnostic() {
 }
 
 void Adapter_t::dispatchSendDiagnostic() {
-    const char* const F = "esaProcMmsgMsg";
-    trace(F, "ESA receives SND DIAG Cmd.");
+    const char* const operation = "esaProcMmsgMsg";
+    trace(operation, "ESA receives SND DIAG Cmd.");
     const std::uint8_t pageCode = state.esaInMsg[72];
     state.pageCodeInRecentSndDiagCmd = pageCode;
 
@@ -87,12 +87,12 @@ void Adapter_t::dispatchSendDiagnostic() {
         return;
     }
     if (pageCode != 2) {
-        trace(F, "Un-supported SES Page [%d].", pageCode);
+        trace(operation, "Un-supported SES Page [%d].", pageCode);
         return;
     }
     esaProcEncContPage();
     if (state.esaInMsg[16] == 20) {
-        trace(F, "Rx Drive Fault LED SES msg from VM. No returning Status msg.");
+        trace(operation, "Rx Drive Fault LED SES msg from VM. No returning Status msg.");
     } else {
         esaSendStatus(0, 0, 0, 0, 0);
     }

@@ -58,7 +58,7 @@ std::span<const std::uint8_t> flat(const Elements_t<N>& elements) {
 /** Shows the control block field by field in the log, and writes it into the snapshot. */
 class Report_t {
 public:
-    explicit Report_t(Adapter_t& shown) : adapter(shown) {}
+    explicit Report_t(Adapter_t& shown) : adapter_(shown) {}
 
     /** How a number is shown: "[-2]", "[0xfe]" or "-2". */
     enum Form_e { DECIMAL, HEX, BARE };
@@ -76,12 +76,12 @@ public:
     void line(const char* name, std::size_t column, const std::string& value) {
         std::string label = name;
         label.resize(column, ' ');
-        adapter.trace(F, "esaControl.%s= %s", label.c_str(), value.c_str());
+        adapter_.trace(F, "esaControl.%s= %s", label.c_str(), value.c_str());
     }
     /** A dump; `label` goes up to the sign. */
     template <typename Octets>
     void dump(const char* label, std::size_t at, const Octets& octets) {
-        adapter.dump(F, std::string("esaControl.") + label + "=", flat(octets));
+        adapter_.dump(F, std::string("esaControl.") + label + "=", flat(octets));
         bytes(at, octets);
     }
     template <typename Octets>
@@ -94,7 +94,7 @@ public:
     Bytes_t record = logRecord(2, SNAPSHOT_SIZE);
 
 private:
-    Adapter_t& adapter;
+    Adapter_t& adapter_;
 };
 
 Bytes_t report(Adapter_t& adapter) {
@@ -173,10 +173,10 @@ void Adapter_t::esaFault(const char* function, const std::string& message) {
     trace(F, "| Message:   %s", text.c_str());
     trace(F, "***********************************************************");
     const Bytes_t snapshot = report(*this);
-    world.eventLog(errorRecord(function, text), std::nullopt);
-    world.eventLog(snapshot, std::nullopt);
-    world.eventLog(bufferRecord(3, state.esaInMsg), std::nullopt);
-    world.eventLog(bufferRecord(4, state.esaWorkSpace), -1);
+    world_.eventLog(errorRecord(function, text), std::nullopt);
+    world_.eventLog(snapshot, std::nullopt);
+    world_.eventLog(bufferRecord(3, state.esaInMsg), std::nullopt);
+    world_.eventLog(bufferRecord(4, state.esaWorkSpace), -1);
 }
 
 } // namespace model

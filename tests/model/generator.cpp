@@ -35,57 +35,57 @@ std::vector<std::string> words(const std::string& text) {
 class Biography_t {
 public:
     Biography_t(Random_t& theRandom, const Book_t& theBook, std::uint8_t chassis, bool tracing)
-        : random(theRandom), book(theBook) {
-        life.chassis = chassis;
-        life.flags = (tracing ? TRACING : 0) | (random.chance(10) ? 0x02FFFF7FU & ~TRACING : 0);
+        : random_(theRandom), book_(theBook) {
+        life_.chassis = chassis;
+        life_.flags = (tracing ? TRACING : 0) | (random_.chance(10) ? 0x02FFFF7FU & ~TRACING : 0);
     }
 
     Life_t write() {
         circumstances();
-        if (random.chance(20)) {
+        if (random_.chance(20)) {
             startInTrouble();
         }
-        const unsigned scenes = 1 + random.below(9);
-        for (unsigned i = 0; i < scenes && passed < MOST_PASSES; ++i) {
+        const unsigned scenes = 1 + random_.below(9);
+        for (unsigned i = 0; i < scenes && passed_ < MOST_PASSES; ++i) {
             scene();
         }
-        return std::move(life);
+        return std::move(life_);
     }
 
 private:
     void circumstances() {
-        life.rcp = random.chance(80) ? 0 : random.below(21);
-        life.bugCheckEnds = random.chance(15);
-        if (random.chance(4)) {
-            life.attach = random.pick({Attach_e::ABSENT, Attach_e::UNMAPPABLE, Attach_e::OTHER_VERSION});
+        life_.rcp = random_.chance(80) ? 0 : random_.below(21);
+        life_.bugCheckEnds = random_.chance(15);
+        if (random_.chance(4)) {
+            life_.attach = random_.pick({Attach_e::ABSENT, Attach_e::UNMAPPABLE, Attach_e::OTHER_VERSION});
         }
-        if (random.chance(4)) {
-            life.arguments = words(random.pick({"", "esa", "/a/esa 99", "esa/ 100", "esa abc", "/esa 0x64", "esa 0143",
-                                                "esa 0144 1", "esa -200", "esa 2147483647", "esa 100x"}));
+        if (random_.chance(4)) {
+            life_.arguments = words(random_.pick({"", "esa", "/a/esa 99", "esa/ 100", "esa abc", "/esa 0x64",
+                                                  "esa 0143", "esa 0144 1", "esa -200", "esa 2147483647", "esa 100x"}));
         }
-        if (random.chance(8)) {
-            life.socketFd = random.pick({0, 3, 1023, 1024, 70000});
-            life.deviceFd = random.pick({0, 3, 1024, 2147483647});
+        if (random_.chance(8)) {
+            life_.socketFd = random_.pick({0, 3, 1023, 1024, 70000});
+            life_.deviceFd = random_.pick({0, 3, 1024, 2147483647});
         }
-        if (random.chance(8)) {
-            const unsigned length = random.pick<unsigned>({0, 1, 96, 97, 98, 107, 108, 127, 128});
-            life.directory = std::string(length, 'd');
+        if (random_.chance(8)) {
+            const unsigned length = random_.pick<unsigned>({0, 1, 96, 97, 98, 107, 108, 127, 128});
+            life_.directory = std::string(length, 'd');
         }
     }
 
     void startInTrouble() {
-        switch (random.below(4)) {
+        switch (random_.below(4)) {
         case 0:
-            systemFailure(random.pick({Call_e::SOCKET, Call_e::CONNECT, Call_e::OPEN, Call_e::SEND}), 0);
+            systemFailure(random_.pick({Call_e::SOCKET, Call_e::CONNECT, Call_e::OPEN, Call_e::SEND}), 0);
             break;
         case 1:
-            for (unsigned i = 1 + random.below(3); i > 0; --i) {
-                const unsigned after = random.below(120);
+            for (unsigned i = 1 + random_.below(3); i > 0; --i) {
+                const unsigned after = random_.below(120);
                 add(fail(Call_e::TRANSFER, after, transferOutcome()));
             }
             break;
         case 2:
-            for (unsigned i = 1 + random.below(3); i > 0; --i) {
+            for (unsigned i = 1 + random_.below(3); i > 0; --i) {
                 death();
             }
             break;
@@ -96,17 +96,17 @@ private:
     }
 
     void scene() {
-        for (unsigned i = random.below(3); i > 0; --i) {
+        for (unsigned i = random_.below(3); i > 0; --i) {
             trouble();
         }
-        for (unsigned i = random.chance(50) ? 1 + random.below(2) : 0; i > 0; --i) {
+        for (unsigned i = random_.chance(50) ? 1 + random_.below(2) : 0; i > 0; --i) {
             send();
         }
-        goOn(random.pick<unsigned>({1, 1, 2, PASSES_A_POLL, PASSES_A_POLL, PASSES_A_POLL, 2 * PASSES_A_POLL}));
+        goOn(random_.pick<unsigned>({1, 1, 2, PASSES_A_POLL, PASSES_A_POLL, PASSES_A_POLL, 2 * PASSES_A_POLL}));
     }
 
     void trouble() {
-        const unsigned kind = random.below(100);
+        const unsigned kind = random_.below(100);
         if (kind < 45) {
             disturb();
         } else if (kind < 60) {
@@ -117,27 +117,27 @@ private:
             death();
         } else if (kind < 97) {
             const Call_e call =
-                random.pick({Call_e::SELECT, Call_e::RECEIVE, Call_e::RECEIVE, Call_e::SEND, Call_e::SEND});
-            systemFailure(call, random.below(call == Call_e::SELECT ? 3 : 4));
+                random_.pick({Call_e::SELECT, Call_e::RECEIVE, Call_e::RECEIVE, Call_e::SEND, Call_e::SEND});
+            systemFailure(call, random_.below(call == Call_e::SELECT ? 3 : 4));
         } else if (kind < 99) {
-            add({.kind = Step_t::FLAGS, .value = random.pick<std::uint32_t>({0, RCP_COMPLETE, TRACING, 0xFFFFFFFF})});
+            add({.kind = Step_t::FLAGS, .value = random_.pick<std::uint32_t>({0, RCP_COMPLETE, TRACING, 0xFFFFFFFF})});
         } else {
             add({.kind = Step_t::CLOSE});
         }
     }
 
     void send() {
-        Bytes_t message = randomMessage(random, life.chassis);
-        if (random.chance(10)) { // two or more in one go
-            const Bytes_t next = randomMessage(random, life.chassis);
+        Bytes_t message = randomMessage(random_, life_.chassis);
+        if (random_.chance(10)) { // two or more in one go
+            const Bytes_t next = randomMessage(random_, life_.chassis);
             message.insert(message.end(), next.begin(), next.end());
         }
-        while (random.chance(12) && message.size() > 1) {
+        while (random_.chance(12) && message.size() > 1) {
             const auto cut = static_cast<std::ptrdiff_t>(
-                1 + random.below(static_cast<unsigned>(std::min<std::size_t>(message.size() - 1, 100))));
+                1 + random_.below(static_cast<unsigned>(std::min<std::size_t>(message.size() - 1, 100))));
             add(put({message.begin(), message.begin() + cut}));
             message.erase(message.begin(), message.begin() + cut);
-            goOn(random.below(3));
+            goOn(random_.below(3));
         }
         add(put(std::move(message)));
     }
@@ -145,50 +145,50 @@ private:
     void goOn(unsigned count) {
         if (count > 0) {
             add(pass(count));
-            passed += count;
+            passed_ += count;
         }
     }
 
     std::uint8_t valueFor(std::uint8_t address, unsigned reg) {
-        if (random.chance(8)) {
-            return random.pick<std::uint8_t>({0, 1, 0x7F, 0x80, 0xFE, 0xFF});
+        if (random_.chance(8)) {
+            return random_.pick<std::uint8_t>({0, 1, 0x7F, 0x80, 0xFE, 0xFF});
         }
         switch (chipAt(address)) {
         case Chip_e::SENSOR:
-            return random.pick(DEGREES);
+            return random_.pick(DEGREES);
         case Chip_e::MONITOR:
-            return reg == 0x27 ? random.pick(DEGREES) : reg >= 0x28 ? random.pick(TACHOMETER) : random.pick(RAILS);
+            return reg == 0x27 ? random_.pick(DEGREES) : reg >= 0x28 ? random_.pick(TACHOMETER) : random_.pick(RAILS);
         case Chip_e::CONTROLLER:
-            return reg >= 0x30         ? random.pick(TACHOMETER)
-                   : random.chance(60) ? static_cast<std::uint8_t>(~(1U << random.below(8)))
-                                       : random.byte();
+            return reg >= 0x30          ? random_.pick(TACHOMETER)
+                   : random_.chance(60) ? static_cast<std::uint8_t>(~(1U << random_.below(8)))
+                                        : random_.byte();
         case Chip_e::NONE:
             break;
         }
-        return random.byte();
+        return random_.byte();
     }
 
     /** One register, or all that are of the same kind: every sensor, every fan, one register of every chip. */
     void disturb() {
-        if (book.read.empty()) {
+        if (book_.read.empty()) {
             return;
         }
-        const auto [address, reg] = random.pick(book.read);
+        const auto [address, reg] = random_.pick(book_.read);
         const std::uint8_t value = valueFor(address, reg);
         const bool alarmController = address == ALARM_CONTROLLER_CHIP && reg == 5;
-        if (random.chance(60) || alarmController) {
+        if (random_.chance(60) || alarmController) {
             add(setRegister(address, alarmController ? ALARM_CONTROLLER : reg,
-                            alarmController ? random.below(8) : unsigned{value}));
-            if (chipAt(address) == Chip_e::SENSOR && random.chance(20)) {
+                            alarmController ? random_.below(8) : unsigned{value}));
+            if (chipAt(address) == Chip_e::SENSOR && random_.chance(20)) {
                 add(setRegister(address, 1, 0x80)); // and a half
             }
             return;
         }
-        const bool alike = random.chance(50);
-        for (const auto& [otherAddress, otherReg] : book.read) {
+        const bool alike = random_.chance(50);
+        for (const auto& [otherAddress, otherReg] : book_.read) {
             const bool sameKind =
                 chipAt(otherAddress) == chipAt(address) && (otherReg == reg || (reg >= 0x28 && otherReg >= 0x28));
-            if (sameKind && random.chance(80)) {
+            if (sameKind && random_.chance(80)) {
                 add(setRegister(otherAddress, otherReg, alike ? value : valueFor(otherAddress, otherReg)));
             }
         }
@@ -196,12 +196,12 @@ private:
 
     /** Either the bus, or the enclosure, is well again. */
     void heal() {
-        if (random.chance(50)) {
+        if (random_.chance(50)) {
             add({.kind = Step_t::HEAL});
             return;
         }
         const Step_t* last = nullptr;
-        for (const Step_t& step : life.steps) {
+        for (const Step_t& step : life_.steps) {
             last = step.kind == Step_t::REGISTER ? &step : last;
         }
         if (last == nullptr) {
@@ -218,60 +218,60 @@ private:
     }
 
     Outcome_t transferOutcome() {
-        if (random.chance(75)) {
+        if (random_.chance(75)) {
             return result(-1);
         }
-        return random.pick({result(0), result(-2), result(-5), asked(-1), asked(1), result(255), result(-256),
-                            result(-65536), result(0x7FFFFFFF)});
+        return random_.pick({result(0), result(-2), result(-5), asked(-1), asked(1), result(255), result(-256),
+                             result(-65536), result(0x7FFFFFFF)});
     }
 
     void failingTransfers() {
         const Call_e call =
-            random.pick({Call_e::TRANSFER, Call_e::TRANSFER, Call_e::TRANSFER, Call_e::READ, Call_e::WRITE});
-        for (unsigned i = random.pick<unsigned>({1, 1, 2, 3}); i > 0; --i) {
-            const auto span = random.pick<unsigned>({4, 16, TRANSFERS_AT_ONCE});
-            const unsigned after = random.below(span);
+            random_.pick({Call_e::TRANSFER, Call_e::TRANSFER, Call_e::TRANSFER, Call_e::READ, Call_e::WRITE});
+        for (unsigned i = random_.pick<unsigned>({1, 1, 2, 3}); i > 0; --i) {
+            const auto span = random_.pick<unsigned>({4, 16, TRANSFERS_AT_ONCE});
+            const unsigned after = random_.below(span);
             add(fail(call, after, transferOutcome()));
         }
     }
 
     void death() {
-        const auto& places = random.chance(30) && !book.written.empty() ? book.written : book.read;
+        const auto& places = random_.chance(30) && !book_.written.empty() ? book_.written : book_.read;
         if (places.empty()) {
             return;
         }
-        const auto [address, reg] = random.pick(places);
-        const auto itsRegister = random.chance(60) ? std::optional(reg) : std::nullopt;
+        const auto [address, reg] = random_.pick(places);
+        const auto itsRegister = random_.chance(60) ? std::optional(reg) : std::nullopt;
         add(dead(address, itsRegister, transferOutcome()));
     }
 
     void systemFailure(Call_e call, unsigned after) {
         add(fail(call, after, systemOutcome(call)));
-        if (random.chance(25)) {
+        if (random_.chance(25)) {
             add(fail(call, after + 1, systemOutcome(call)));
         }
     }
 
     Outcome_t systemOutcome(Call_e call) {
-        if (random.chance(50)) {
+        if (random_.chance(50)) {
             return result(-1);
         }
         if (call == Call_e::SELECT) {
-            return random.pick({result(0), result(1), result(2), result(-2)});
+            return random_.pick({result(0), result(1), result(2), result(-2)});
         }
         if (call == Call_e::RECEIVE || call == Call_e::SEND) {
-            return random.pick({result(0), result(1), result(-2), asked(-1), asked(-8), asked(-256), asked(256),
-                                asked(1), asked(-65536)});
+            return random_.pick({result(0), result(1), result(-2), asked(-1), asked(-8), asked(-256), asked(256),
+                                 asked(1), asked(-65536)});
         }
-        return random.pick({result(-2), result(0), result(1), result(-256)});
+        return random_.pick({result(-2), result(0), result(1), result(-256)});
     }
 
-    void add(Step_t step) { life.steps.push_back(std::move(step)); }
+    void add(Step_t step) { life_.steps.push_back(std::move(step)); }
 
-    Random_t& random;
-    const Book_t& book;
-    Life_t life;
-    unsigned passed = 0;
+    Random_t& random_;
+    const Book_t& book_;
+    Life_t life_;
+    unsigned passed_ = 0;
 };
 
 } // namespace
@@ -299,9 +299,9 @@ Book_t learn(std::uint8_t chassis, const Side_t& side) {
 }
 
 const Book_t& Generator_t::bookOf(std::uint8_t chassis) const {
-    const auto [book, isNew] = books.try_emplace(chassis);
+    const auto [book, isNew] = books_.try_emplace(chassis);
     if (isNew) {
-        book->second = learn(chassis, watched);
+        book->second = learn(chassis, watched_);
     }
     return book->second;
 }

@@ -25,7 +25,7 @@ Book_t learn(std::uint8_t chassis, const Side_t& side);
 /** Lives from seeds, on all chassis; what it disturbs on the bus it learns from watching `side`. */
 class Generator_t {
 public:
-    explicit Generator_t(Side_t side) : watched(std::move(side)) {}
+    explicit Generator_t(Side_t side) : watched_(std::move(side)) {}
 
     Life_t life(std::uint64_t seed) const;
     /** One on the given chassis. */
@@ -34,8 +34,8 @@ public:
 private:
     const Book_t& bookOf(std::uint8_t chassis) const;
 
-    Side_t watched;
-    mutable std::map<std::uint8_t, Book_t> books; /**< by chassis, once they are asked for */
+    Side_t watched_;
+    mutable std::map<std::uint8_t, Book_t> books_; /**< by chassis, once they are asked for */
 };
 
 } // namespace model

@@ -44,14 +44,14 @@ std::string place(const Step_t& step) {
 /** One line of the text form, word by word; `good` is false once a word was not what it had to be. */
 class Words_t {
 public:
-    explicit Words_t(const std::string& line) : stream(line) {}
+    explicit Words_t(const std::string& line) : stream_(line) {}
 
     std::string word() {
         std::string text;
-        good &= static_cast<bool>(stream >> text);
+        good &= static_cast<bool>(stream_ >> text);
         return text;
     }
-    bool more() { return !(stream >> std::ws).eof(); }
+    bool more() { return !(stream_ >> std::ws).eof(); }
 
     template <typename Number>
     void number(Number& number, int base = 10) {
@@ -104,7 +104,7 @@ private:
         return value;
     }
 
-    std::istringstream stream;
+    std::istringstream stream_;
 };
 
 using ReadSetting_t = void (*)(Words_t&, Life_t&);

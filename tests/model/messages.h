@@ -12,9 +12,9 @@ namespace model {
  */
 class Random_t {
 public:
-    explicit Random_t(std::uint64_t seed) : engine(seed) {}
+    explicit Random_t(std::uint64_t seed) : engine_(seed) {}
 
-    unsigned below(unsigned bound) { return static_cast<unsigned>(engine() % bound); }
+    unsigned below(unsigned bound) { return static_cast<unsigned>(engine_() % bound); }
     bool chance(unsigned percent) { return below(100) < percent; }
     std::uint8_t byte() { return static_cast<std::uint8_t>(below(256)); }
 
@@ -28,7 +28,7 @@ public:
     }
 
 private:
-    std::mt19937_64 engine;
+    std::mt19937_64 engine_;
 };
 
 /** Element counts of a chassis, in the order of the pages. */

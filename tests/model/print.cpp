@@ -171,7 +171,7 @@ Rows_t printed::rows(const char* prefix, std::size_t column, const char* fields)
 }
 
 void Adapter_t::printMessage(std::span<const std::uint8_t> message) {
-    if (!tracing) {
+    if (!tracing_) {
         return;
     }
     Lines_t lines;

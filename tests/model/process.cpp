@@ -62,25 +62,25 @@ constexpr ChassisRow_t CHASSIS[] = {
 } // namespace
 
 int Adapter_t::main(const std::vector<std::string>& arguments) {
-    world.standardOutput("main(): Start the Enclosure Services Adapter.");
+    world_.standardOutput("main(): Start the Enclosure Services Adapter.");
     if (arguments.size() < 2) {
-        world.standardOutput("main(): Arguments few than 2.\n");
+        world_.standardOutput("main(): Arguments few than 2.\n");
         return 1;
     }
     const std::string progName = arguments[0].substr(arguments[0].rfind('/') + 1);
     const long shmKey = parseKey(arguments[1]);
     if (shmKey <= 99) {
-        world.standardOutput("main(): shared memory key less than 100.\n");
+        world_.standardOutput("main(): shared memory key less than 100.\n");
         return 2;
     }
-    const std::optional<Parameters_t> attached = world.attachParameters(shmKey);
+    const std::optional<Parameters_t> attached = world_.attachParameters(shmKey);
     if (!attached) {
-        world.standardError(progName + ": Unable to share parameters.");
-        world.standardError(progName + ": Giving up.");
+        world_.standardError(progName + ": Unable to share parameters.");
+        world_.standardError(progName + ": Giving up.");
         return 3;
     }
-    parameters = *attached;
-    tracing = (world.flags() & FLAG_TRACE) != 0;
+    parameters_ = *attached;
+    tracing_ = (world_.flags() & FLAG_TRACE) != 0;
 
     esaInit();
     trace("main", "Finish initializing the Enclosure Services Adapter internal data structures.");
@@ -102,12 +102,12 @@ void Adapter_t::sendStartupNotice() {
 void Adapter_t::waitForRcp() {
     int rcpWaitRetryCount = 0;
     while (rcpWaitRetryCount <= 17) {
-        if ((world.flags() & FLAG_RCP_COMPLETE) != 0) {
+        if ((world_.flags() & FLAG_RCP_COMPLETE) != 0) {
             trace("main", "RCP Complete flag is marked now.");
             break;
         }
         ++rcpWaitRetryCount;
-        world.sleep(10'000'000);
+        world_.sleep(10'000'000);
     }
     trace("main", "rcpWaitRetryCount = [%d]", rcpWaitRetryCount);
 }
@@ -138,25 +138,25 @@ void Adapter_t::esaInit() {
     trace("esaInit", "esaDebug set to TRUE");
     state.sesTypeDescriptorList = {1, 2, 3, 4, 6};
 
-    state.socketFdMSM = world.socket();
+    state.socketFdMSM = world_.socket();
     if (state.socketFdMSM < 0) {
         esaFault("esaInit()", "Linux socket function fails for ESA socket!");
     }
     // The address holds 108 characters and always ends in a zero.
-    state.socketPath = (parameters.mmsgDirectory + "/esadapter").substr(0, 107);
-    if (world.connect(state.socketFdMSM, state.socketPath, 110) < 0) {
+    state.socketPath = (parameters_.mmsgDirectory + "/esadapter").substr(0, 107);
+    if (world_.connect(state.socketFdMSM, state.socketPath, 110) < 0) {
         esaFault("esaInit()", "Linux connect function fails for MSM/ESA socket!");
     }
     trace("esaInit", "Enclosure Services Adapter connects to MSM with socket [%d]", state.socketFdMSM);
 
-    state.i2cFileFd = world.openI2c("/dev/enc-0");
+    state.i2cFileFd = world_.openI2c("/dev/enc-0");
     if (state.i2cFileFd < 0) {
         trace("esaInit", "Failed to open the i2c device.");
         return;
     }
-    trace("esaInit", "oMpuParams->chassisType = [%d]", parameters.chassisType);
-    const bool known = parameters.chassisType >= 1 && parameters.chassisType <= 6;
-    state.enclosureType = known ? parameters.chassisType : 1;
+    trace("esaInit", "oMpuParams->chassisType = [%d]", parameters_.chassisType);
+    const bool known = parameters_.chassisType >= 1 && parameters_.chassisType <= 6;
+    state.enclosureType = known ? parameters_.chassisType : 1;
     const ChassisRow_t& row = CHASSIS[state.enclosureType - 1];
     state.i2cAddressVsc055 = row.vsc055;
     std::ranges::copy(row.lm75, state.i2cAddressLM75.begin());
@@ -183,7 +183,7 @@ int Adapter_t::esaReadI2CData(std::uint8_t address, std::uint8_t reg, std::span<
     if (state.i2cConnected == 0) {
         return BUS_UNUSABLE;
     }
-    const I2cResult_t answer = world.readI2c(state.i2cFileFd, address, reg, static_cast<int>(data.size()));
+    const I2cResult_t answer = world_.readI2c(state.i2cFileFd, address, reg, static_cast<int>(data.size()));
     std::copy_n(answer.data.begin(), std::min(answer.data.size(), data.size()), data.begin());
     return answer.result == -1 ? FAILED : OK;
 }
@@ -192,7 +192,7 @@ int Adapter_t::esaWriteI2CData(std::uint8_t address, std::uint8_t reg, std::uint
     if (state.i2cConnected == 0) {
         return BUS_UNUSABLE;
     }
-    return world.writeI2c(state.i2cFileFd, address, reg, {&value, 1}) == -1 ? FAILED : OK;
+    return world_.writeI2c(state.i2cFileFd, address, reg, {&value, 1}) == -1 ? FAILED : OK;
 }
 
 int Adapter_t::store(std::uint8_t address, std::uint8_t reg, std::uint8_t& shadow, unsigned value) {

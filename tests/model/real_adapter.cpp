@@ -57,7 +57,7 @@ FILE* streamTo() {
 /** While it lives, the process' output goes to the world. */
 class OutputToWorld_t {
 public:
-    OutputToWorld_t() : keptOut(stdout), keptError(stderr) {
+    OutputToWorld_t() : keptOut_(stdout), keptError_(stderr) {
         stdout = out;
         stderr = error;
     }
@@ -65,8 +65,8 @@ public:
     OutputToWorld_t& operator=(const OutputToWorld_t&) = delete;
     ~OutputToWorld_t() {
         (void)std::fflush(out);
-        stdout = keptOut;
-        stderr = keptError;
+        stdout = keptOut_;
+        stderr = keptError_;
     }
 
 private:
@@ -82,8 +82,8 @@ private:
             currentWorld().standardError(piece);
         }
     }>());
-    FILE* keptOut;
-    FILE* keptError;
+    FILE* keptOut_;
+    FILE* keptError_;
 };
 
 /** Arrays are copied byte by byte, numbers as numbers: the two declarations of a field must agree about it. */

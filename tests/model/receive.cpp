@@ -24,7 +24,7 @@ void copyToFront(std::span<std::uint8_t> buffer, const Bytes_t& data) {
 } // namespace
 
 void Adapter_t::mainLoopPass() {
-    const SelectResult_t answer = world.select(state.socketFdMSM, state.selectTimeoutSec, state.selectTimeoutUsec);
+    const SelectResult_t answer = world_.select(state.socketFdMSM, state.selectTimeoutSec, state.selectTimeoutUsec);
     if (answer.result == -1) {
         esaFault("main()", "Linux select function fails");
     }
@@ -40,7 +40,7 @@ Bytes_t Adapter_t::peekHeader() {
     // Each peek sees the front of the queue again, so that only the latest counts.
     std::size_t seen = 0;
     for (;;) {
-        const ReceiveResult_t answer = world.receive(state.socketFdMSM, HEADER_SIZE, PEEK_AND_WAIT_ALL);
+        const ReceiveResult_t answer = world_.receive(state.socketFdMSM, HEADER_SIZE, PEEK_AND_WAIT_ALL);
         if (answer.result < 0) {
             dump("main", "tmpMMCH  =", std::span(header).first(seen));
             esaFault("main()",
@@ -52,7 +52,7 @@ Bytes_t Adapter_t::peekHeader() {
                 return header;
             }
         }
-        world.sleep(answer.result == 0 ? PAUSE_WHEN_CLOSED : PAUSE);
+        world_.sleep(answer.result == 0 ? PAUSE_WHEN_CLOSED : PAUSE);
     }
 }
 
@@ -69,7 +69,7 @@ void Adapter_t::receiveMessage() {
     while (total < wanted) {
         const bool drain = total >= kept;
         const std::size_t ask = drain ? std::min(wanted - total, DRAIN) : kept - total;
-        const ReceiveResult_t answer = world.receive(state.socketFdMSM, ask, 0);
+        const ReceiveResult_t answer = world_.receive(state.socketFdMSM, ask, 0);
         if (answer.result < 0) {
             dump("main", "esaMMSG =", std::span(state.esaInMsg).first(std::min(total, kept)));
             esaFault("main()", "Linux recv function fails, mmsg_length readSize = [" + std::to_string(answer.result) +
@@ -78,7 +78,7 @@ void Adapter_t::receiveMessage() {
             copyToFront(state.esaInMsg, answer.data);
         }
         if (answer.result <= 0) {
-            world.sleep(answer.result == 0 ? PAUSE_WHEN_CLOSED : PAUSE);
+            world_.sleep(answer.result == 0 ? PAUSE_WHEN_CLOSED : PAUSE);
         } else {
             total += static_cast<std::size_t>(answer.result);
         }

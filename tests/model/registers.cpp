@@ -85,26 +85,26 @@ Bytes_t Registers_t::read(std::uint8_t address, unsigned reg, int length, bool d
 }
 
 std::uint8_t Registers_t::sensorByte(std::uint8_t address, bool delivered) {
-    bool& whole = wholeDegreesNext[address];
-    const auto found = given.find({address, whole ? 0U : 1U});
-    const std::uint8_t byte = found != given.end() ? found->second : whole ? ROOM_TEMPERATURE : std::uint8_t{0};
+    bool& whole = wholeDegreesNext_[address];
+    const auto found = given_.find({address, whole ? 0U : 1U});
+    const std::uint8_t byte = found != given_.end() ? found->second : whole ? ROOM_TEMPERATURE : std::uint8_t{0};
     whole = whole != delivered;
     return byte;
 }
 
 std::uint8_t Registers_t::pinsOf(std::uint8_t address, unsigned reg) const {
-    const auto found = given.find({address, reg});
-    return found != given.end() ? found->second : healthyController(address, reg);
+    const auto found = given_.find({address, reg});
+    return found != given_.end() ? found->second : healthyController(address, reg);
 }
 
 /** A port's outputs show what was written, its inputs what the enclosure holds them at. */
 std::uint8_t Registers_t::port(std::uint8_t address, unsigned reg) {
-    const auto direction = written.find({address, DIRECTIONS + reg});
-    const unsigned inputs = direction == written.end() ? 0xFFU : direction->second;
+    const auto direction = written_.find({address, DIRECTIONS + reg});
+    const unsigned inputs = direction == written_.end() ? 0xFFU : direction->second;
     unsigned pins = pinsOf(address, reg);
-    const std::uint8_t output = written[{address, reg}];
+    const std::uint8_t output = written_[{address, reg}];
     if (reg == ALARM_PORT && address == ALARM_CONTROLLER_CHIP) {
-        const unsigned state = given[{address, ALARM_CONTROLLER}];
+        const unsigned state = given_[{address, ALARM_CONTROLLER}];
         const bool shown = (state >> (output & ALARM_FIELD) & 1U) != 0;
         pins = (pins & ~unsigned{ALARM_SHOWN}) | (shown ? unsigned{ALARM_SHOWN} : 0U);
     }
@@ -116,10 +116,10 @@ std::uint8_t Registers_t::value(std::uint8_t address, unsigned reg) {
     if (chip == Chip_e::CONTROLLER && reg < PORTS) {
         return port(address, reg);
     }
-    if (const auto found = given.find({address, reg}); found != given.end()) {
+    if (const auto found = given_.find({address, reg}); found != given_.end()) {
         return found->second;
     }
-    if (const auto found = written.find({address, reg}); found != written.end() && !isMeasured(address, reg)) {
+    if (const auto found = written_.find({address, reg}); found != written_.end() && !isMeasured(address, reg)) {
         return found->second;
     }
     return chip == Chip_e::CONTROLLER ? healthyController(address, reg)
@@ -130,13 +130,13 @@ std::uint8_t Registers_t::value(std::uint8_t address, unsigned reg) {
 /** The falling strobe hands the field over as the new state. */
 void Registers_t::strobeAlarm(std::uint8_t before, std::uint8_t after) {
     if ((before & ALARM_STROBE) != 0 && (after & ALARM_STROBE) == 0) {
-        given[{ALARM_CONTROLLER_CHIP, ALARM_CONTROLLER}] = after & ALARM_FIELD;
+        given_[{ALARM_CONTROLLER_CHIP, ALARM_CONTROLLER}] = after & ALARM_FIELD;
     }
 }
 
 void Registers_t::write(std::uint8_t address, unsigned reg, std::span<const std::uint8_t> data) {
     for (std::size_t i = 0; i < data.size(); ++i) {
-        std::uint8_t& place = written[{address, reg + static_cast<unsigned>(i)}];
+        std::uint8_t& place = written_[{address, reg + static_cast<unsigned>(i)}];
         if (address == ALARM_CONTROLLER_CHIP && reg + i == ALARM_PORT) {
             strobeAlarm(place, data[i]);
         }

@@ -18,7 +18,7 @@ public:
     Bytes_t read(std::uint8_t address, unsigned reg, int length, bool delivered);
     void write(std::uint8_t address, unsigned reg, std::span<const std::uint8_t> data);
     /** What the enclosure, not the adapter, does to a register: pins, counters, measured values. */
-    void set(std::uint8_t address, unsigned reg, std::uint8_t value) { given[{address, reg}] = value; }
+    void set(std::uint8_t address, unsigned reg, std::uint8_t value) { given_[{address, reg}] = value; }
 
 private:
     using Place_t = std::pair<std::uint8_t, unsigned>;
@@ -29,9 +29,9 @@ private:
     std::uint8_t pinsOf(std::uint8_t address, unsigned reg) const;
     void strobeAlarm(std::uint8_t before, std::uint8_t after);
 
-    std::map<Place_t, std::uint8_t> written;
-    std::map<Place_t, std::uint8_t> given;
-    std::map<std::uint8_t, bool> wholeDegreesNext; /**< of a sensor: it hands out one byte a read */
+    std::map<Place_t, std::uint8_t> written_;
+    std::map<Place_t, std::uint8_t> given_;
+    std::map<std::uint8_t, bool> wholeDegreesNext_; /**< of a sensor: it hands out one byte a read */
 };
 
 /** Pseudo-register of the controller at 0x63: the state of the enclosure's own alarm controller. */

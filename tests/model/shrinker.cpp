@@ -10,40 +10,40 @@ namespace {
 class Shrinker_t {
 public:
     Shrinker_t(Life_t theLife, const Fails_t& theFails, unsigned most)
-        : life(std::move(theLife)), fails(theFails), left(most) {}
+        : life_(std::move(theLife)), fails_(theFails), left_(most) {}
 
     Life_t shrink() {
         std::string before;
-        while (before != toText(life) && left > 0) {
-            before = toText(life);
+        while (before != toText(life_) && left_ > 0) {
+            before = toText(life_);
             dropSteps();
             joinSteps();
             joinPasses();
             plainCircumstances();
-            for (std::size_t i = 0; i < life.steps.size(); ++i) {
+            for (std::size_t i = 0; i < life_.steps.size(); ++i) {
                 simplify(i);
             }
         }
-        return life;
+        return life_;
     }
 
 private:
     bool take(Life_t candidate) {
-        if (left == 0 || candidate == life) {
+        if (left_ == 0 || candidate == life_) {
             return false;
         }
-        --left;
-        if (!fails(candidate)) {
+        --left_;
+        if (!fails_(candidate)) {
             return false;
         }
-        life = std::move(candidate);
+        life_ = std::move(candidate);
         return true;
     }
 
     void dropSteps() {
-        for (std::size_t size = std::max<std::size_t>(life.steps.size() / 2, 1); size > 0; size /= 2) {
-            for (std::size_t at = 0; at < life.steps.size();) {
-                Life_t candidate = life;
+        for (std::size_t size = std::max<std::size_t>(life_.steps.size() / 2, 1); size > 0; size /= 2) {
+            for (std::size_t at = 0; at < life_.steps.size();) {
+                Life_t candidate = life_;
                 const auto first = candidate.steps.begin() + static_cast<std::ptrdiff_t>(at);
                 const auto count = std::min(size, candidate.steps.size() - at);
                 candidate.steps.erase(first, first + static_cast<std::ptrdiff_t>(count));
@@ -56,9 +56,9 @@ private:
 
     /** Two passes, or two pieces, that follow each other are one. */
     void joinSteps() {
-        for (std::size_t at = 0; at + 1 < life.steps.size();) {
-            const Step_t& second = life.steps[at + 1];
-            Life_t candidate = life;
+        for (std::size_t at = 0; at + 1 < life_.steps.size();) {
+            const Step_t& second = life_.steps[at + 1];
+            Life_t candidate = life_;
             Step_t& first = candidate.steps[at];
             first.count += second.kind == Step_t::PASS ? second.count : 0;
             first.bytes.insert(first.bytes.end(), second.bytes.begin(), second.bytes.end());
@@ -72,8 +72,8 @@ private:
 
     /** What happens between two passes may as well happen in front of both. */
     void joinPasses() {
-        for (std::size_t at = 0; at < life.steps.size();) {
-            Life_t candidate = life;
+        for (std::size_t at = 0; at < life_.steps.size();) {
+            Life_t candidate = life_;
             const auto first = candidate.steps.begin() + static_cast<std::ptrdiff_t>(at);
             const auto isPass = [](const Step_t& step) { return step.kind == Step_t::PASS; };
             const auto second = std::find_if(first + 1, candidate.steps.end(), isPass);
@@ -91,7 +91,7 @@ private:
 
     template <typename Field>
     void plain(Field Life_t::*field, Field value) {
-        Life_t candidate = life;
+        Life_t candidate = life_;
         candidate.*field = std::move(value);
         (void)take(std::move(candidate));
     }
@@ -110,30 +110,30 @@ private:
     }
 
     bool takeStep(std::size_t index, Step_t step) {
-        Life_t candidate = life;
+        Life_t candidate = life_;
         candidate.steps[index] = std::move(step);
         return take(std::move(candidate));
     }
 
     template <typename Change>
     bool change(std::size_t index, Change alter) {
-        Step_t step = life.steps[index];
+        Step_t step = life_.steps[index];
         alter(step);
         return takeStep(index, std::move(step));
     }
 
     void simplify(std::size_t index) {
-        switch (life.steps[index].kind) {
+        switch (life_.steps[index].kind) {
         case Step_t::PASS:
-            while (life.steps[index].count > 1 && change(index, [](Step_t& s) { s.count /= 2; })) {
+            while (life_.steps[index].count > 1 && change(index, [](Step_t& s) { s.count /= 2; })) {
             }
-            while (life.steps[index].count > 1 && change(index, [](Step_t& s) { --s.count; })) {
+            while (life_.steps[index].count > 1 && change(index, [](Step_t& s) { --s.count; })) {
             }
             break;
         case Step_t::FAIL:
         case Step_t::DEAD:
             (void)change(index, [](Step_t& s) { s.outcome = Outcome_t(); });
-            while (life.steps[index].kind == Step_t::FAIL && life.steps[index].count > 0 &&
+            while (life_.steps[index].kind == Step_t::FAIL && life_.steps[index].count > 0 &&
                    change(index, [](Step_t& s) { --s.count; })) {
             }
             break;
@@ -146,11 +146,11 @@ private:
     }
 
     void simplifyBytes(std::size_t index) {
-        for (std::size_t size = life.steps[index].bytes.size(); size > 0; size /= 2) {
-            while (life.steps[index].bytes.size() > size &&
+        for (std::size_t size = life_.steps[index].bytes.size(); size > 0; size /= 2) {
+            while (life_.steps[index].bytes.size() > size &&
                    change(index, [size](Step_t& s) { s.bytes.resize(s.bytes.size() - size); })) {
             }
-            for (std::size_t at = 0; at < life.steps[index].bytes.size(); at += size) {
+            for (std::size_t at = 0; at < life_.steps[index].bytes.size(); at += size) {
                 (void)change(index, [at, size](Step_t& s) {
                     const auto first = s.bytes.begin() + static_cast<std::ptrdiff_t>(at);
                     std::fill_n(first, std::min(size, s.bytes.size() - at), std::uint8_t{0});
@@ -159,9 +159,9 @@ private:
         }
     }
 
-    Life_t life;
-    const Fails_t& fails;
-    unsigned left;
+    Life_t life_;
+    const Fails_t& fails_;
+    unsigned left_;
 };
 
 } // namespace

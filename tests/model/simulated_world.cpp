@@ -55,10 +55,10 @@ bool startsWith(std::string_view whole, std::string_view start) {
 
 } // namespace
 
-SimulatedWorld_t::SimulatedWorld_t(const Life_t& theLife) : life(theLife), flagsNow(theLife.flags) {
-    flagsNow |= life.rcp == 0 ? RCP_COMPLETE : 0;
-    while (nextStep < life.steps.size() && life.steps[nextStep].kind != Step_t::PASS) {
-        apply(life.steps[nextStep++]);
+SimulatedWorld_t::SimulatedWorld_t(const Life_t& theLife) : life_(theLife), flagsNow_(theLife.flags) {
+    flagsNow_ |= life_.rcp == 0 ? RCP_COMPLETE : 0;
+    while (nextStep_ < life_.steps.size() && life_.steps[nextStep_].kind != Step_t::PASS) {
+        apply(life_.steps[nextStep_++]);
     }
 }
 
@@ -69,49 +69,49 @@ void SimulatedWorld_t::note(Entry_t::Kind_e kind, std::string line) {
 void SimulatedWorld_t::apply(const Step_t& step) {
     switch (step.kind) {
     case Step_t::PASS:
-        passes = step.count;
+        passes_ = step.count;
         break;
     case Step_t::PUT:
-        queue.insert(queue.end(), step.bytes.begin(), step.bytes.end());
+        queue_.insert(queue_.end(), step.bytes.begin(), step.bytes.end());
         break;
     case Step_t::CLOSE:
-        closed = true;
+        closed_ = true;
         break;
     case Step_t::REGISTER:
-        registers.set(step.address, step.reg.value_or(0), static_cast<std::uint8_t>(step.value));
+        registers_.set(step.address, step.reg.value_or(0), static_cast<std::uint8_t>(step.value));
         break;
     case Step_t::FAIL:
-        failures[{step.call, callCounts[step.call] + step.count}] = step.outcome;
+        failures_[{step.call, callCounts_[step.call] + step.count}] = step.outcome;
         break;
     case Step_t::DEAD:
-        dead[{step.address, step.reg.value_or(WHOLE_DEVICE)}] = step.outcome;
+        dead_[{step.address, step.reg.value_or(WHOLE_DEVICE)}] = step.outcome;
         break;
     case Step_t::HEAL:
-        dead.clear();
-        failures.clear();
+        dead_.clear();
+        failures_.clear();
         break;
     case Step_t::FLAGS:
-        flagsNow = step.value;
+        flagsNow_ = step.value;
         break;
     }
 }
 
 void SimulatedWorld_t::advance() {
-    while (passes == 0) {
-        if (nextStep == life.steps.size()) {
+    while (passes_ == 0) {
+        if (nextStep_ == life_.steps.size()) {
             throw EndOfLife_t();
         }
-        apply(life.steps[nextStep++]);
+        apply(life_.steps[nextStep_++]);
     }
-    --passes;
+    --passes_;
 }
 
 std::optional<Outcome_t> SimulatedWorld_t::planned(Call_e call) {
-    if (++calls > MOST_CALLS) {
+    if (++calls_ > MOST_CALLS) {
         throw EndOfLife_t();
     }
-    const auto found = failures.find({call, callCounts[call]++});
-    return found == failures.end() ? std::nullopt : std::optional(found->second);
+    const auto found = failures_.find({call, callCounts_[call]++});
+    return found == failures_.end() ? std::nullopt : std::optional(found->second);
 }
 
 long SimulatedWorld_t::resultOf(Call_e call, long usual, long asked) {
@@ -120,13 +120,13 @@ long SimulatedWorld_t::resultOf(Call_e call, long usual, long asked) {
 }
 
 std::optional<Outcome_t> SimulatedWorld_t::plannedTransfer(Call_e call, std::uint8_t address, std::uint8_t reg) {
-    receiving = false;
+    receiving_ = false;
     std::optional<Outcome_t> outcome = planned(call);
     if (const auto either = planned(Call_e::TRANSFER)) {
         outcome = either;
     }
     for (const unsigned place : {WHOLE_DEVICE, unsigned{reg}}) {
-        if (const auto found = dead.find({address, place}); found != dead.end()) {
+        if (const auto found = dead_.find({address, place}); found != dead_.end()) {
             outcome = found->second;
         }
     }
@@ -143,9 +143,9 @@ void SimulatedWorld_t::takeSnapshot() {
 }
 
 std::optional<Parameters_t> SimulatedWorld_t::attachParameters(long key) {
-    const bool attached = life.attach == Attach_e::POSSIBLE;
+    const bool attached = life_.attach == Attach_e::POSSIBLE;
     note(Entry_t::SYSTEM, text("attach %ld -> %s", key, attached ? "attached" : "none"));
-    return attached ? std::optional(Parameters_t{life.directory, "/log", life.chassis}) : std::nullopt;
+    return attached ? std::optional(Parameters_t{life_.directory, "/log", life_.chassis}) : std::nullopt;
 }
 
 void SimulatedWorld_t::output(const char* name, std::string_view piece) {
@@ -167,7 +167,7 @@ void SimulatedWorld_t::standardError(std::string_view piece) {
 }
 
 int SimulatedWorld_t::socket() {
-    const auto fd = static_cast<int>(resultOf(Call_e::SOCKET, life.socketFd));
+    const auto fd = static_cast<int>(resultOf(Call_e::SOCKET, life_.socketFd));
     note(Entry_t::SYSTEM, text("socket -> %d", fd));
     return fd;
 }
@@ -179,18 +179,18 @@ int SimulatedWorld_t::connect(int fd, const std::string& path, unsigned addressL
 }
 
 int SimulatedWorld_t::openI2c(const std::string& path) {
-    const auto fd = static_cast<int>(resultOf(Call_e::OPEN, life.deviceFd));
+    const auto fd = static_cast<int>(resultOf(Call_e::OPEN, life_.deviceFd));
     note(Entry_t::SYSTEM, text("open '%s' -> %d", path.c_str(), fd));
     return fd;
 }
 
 SelectResult_t SimulatedWorld_t::select(int fd, std::uint32_t seconds, std::uint32_t microseconds) {
-    receiving = false;
-    started = true;
+    receiving_ = false;
+    started_ = true;
     takeSnapshot();
     advance();
     const bool selectable = fd >= 0 && fd < LEAST_UNSELECTABLE;
-    const bool waiting = selectable && (!queue.empty() || closed);
+    const bool waiting = selectable && (!queue_.empty() || closed_);
     const auto result = static_cast<int>(resultOf(Call_e::SELECT, waiting ? 1 : 0));
     // A call that fails leaves the set as it was given; 1 without anything there is the kernel's right as well.
     const bool readable = selectable && (result < 0 || result == 1);
@@ -200,24 +200,24 @@ SelectResult_t SimulatedWorld_t::select(int fd, std::uint32_t seconds, std::uint
 }
 
 void SimulatedWorld_t::waitForBytes(std::size_t count) {
-    while (queue.size() < count && !closed) {
+    while (queue_.size() < count && !closed_) {
         advance();
     }
 }
 
 ReceiveResult_t SimulatedWorld_t::received(std::size_t count, bool peek) {
-    count = std::min(count, queue.size());
-    const auto end = queue.begin() + static_cast<std::ptrdiff_t>(count);
-    ReceiveResult_t result{static_cast<long>(count), {queue.begin(), end}};
+    count = std::min(count, queue_.size());
+    const auto end = queue_.begin() + static_cast<std::ptrdiff_t>(count);
+    ReceiveResult_t result{static_cast<long>(count), {queue_.begin(), end}};
     if (!peek) {
-        queue.erase(queue.begin(), end);
+        queue_.erase(queue_.begin(), end);
     }
     return result;
 }
 
 /** A peek gives what is there; the socket's low-water mark makes a read wait for all that it wants. */
 ReceiveResult_t SimulatedWorld_t::receive(int fd, std::size_t length, int receiveFlags) {
-    receiving = true;
+    receiving_ = true;
     const bool peek = (receiveFlags & PEEK) != 0;
     const auto asked = static_cast<long>(length);
     ReceiveResult_t result;
@@ -234,7 +234,7 @@ ReceiveResult_t SimulatedWorld_t::receive(int fd, std::size_t length, int receiv
 }
 
 long SimulatedWorld_t::send(int fd, std::span<const std::uint8_t> message, int sendFlags) {
-    receiving = false;
+    receiving_ = false;
     const auto size = static_cast<long>(message.size());
     const long result = resultOf(Call_e::SEND, size, size);
     note(Entry_t::SYSTEM, text("send %d flags 0x%x %ld bytes ", fd, static_cast<unsigned>(sendFlags), size) +
@@ -243,27 +243,27 @@ long SimulatedWorld_t::send(int fd, std::span<const std::uint8_t> message, int s
 }
 
 void SimulatedWorld_t::sleep(std::uint64_t microseconds) {
-    if (++calls > MOST_CALLS) {
+    if (++calls_ > MOST_CALLS) {
         throw EndOfLife_t();
     }
     note(Entry_t::SYSTEM, text("sleep %llu", static_cast<unsigned long long>(microseconds)));
-    if (++sleeps == life.rcp) {
-        flagsNow |= RCP_COMPLETE;
+    if (++sleeps_ == life_.rcp) {
+        flagsNow_ |= RCP_COMPLETE;
     }
     // A pause between two receives is a chance for more to arrive.
-    if (receiving) {
+    if (receiving_) {
         advance();
     }
 }
 
 I2cResult_t SimulatedWorld_t::readI2c(int fd, std::uint8_t address, std::uint8_t reg, int length) {
     read.insert({address, reg});
-    if (started) {
+    if (started_) {
         readLater.insert({address, reg});
     }
     const std::optional<Outcome_t> outcome = plannedTransfer(Call_e::READ, address, reg);
     const auto got = outcome ? static_cast<int>(outcome->result(length)) : length;
-    const I2cResult_t result{got, registers.read(address, reg, length, got == length)};
+    const I2cResult_t result{got, registers_.read(address, reg, length, got == length)};
     note(Entry_t::TRANSFER, text("read %d %02x:%02x %d -> %d [%s]", fd, address, reg, length, result.result,
                                  plainHex(result.data).c_str()));
     return result;
@@ -275,7 +275,7 @@ int SimulatedWorld_t::writeI2c(int fd, std::uint8_t address, std::uint8_t reg, s
     const auto length = static_cast<int>(data.size());
     const int result = outcome ? static_cast<int>(outcome->result(length)) : length;
     if (result == length) {
-        registers.write(address, reg, data);
+        registers_.write(address, reg, data);
     }
     note(Entry_t::TRANSFER, text("write %d %02x:%02x [%s] -> %d", fd, address, reg, plainHex(data).c_str(), result));
     return result;
@@ -283,7 +283,7 @@ int SimulatedWorld_t::writeI2c(int fd, std::uint8_t address, std::uint8_t reg, s
 
 void SimulatedWorld_t::eventLog(std::span<const std::uint8_t> record, std::optional<int> action) {
     note(Entry_t::SYSTEM, "event log" + (action ? text(" action %d", *action) : "") + " " + withoutPlace(record));
-    if (action && life.bugCheckEnds) {
+    if (action && life_.bugCheckEnds) {
         throw EndOfLife_t();
     }
 }

@@ -45,7 +45,7 @@ public:
     void ended(const std::string& how) { note(Entry_t::SYSTEM, how); }
 
     std::optional<Parameters_t> attachParameters(long key) override;
-    std::uint32_t flags() override { return flagsNow; }
+    std::uint32_t flags() override { return flagsNow_; }
     void standardOutput(std::string_view text) override;
     void standardError(std::string_view text) override;
     int socket() override;
@@ -73,20 +73,20 @@ private:
     void waitForBytes(std::size_t count);
     ReceiveResult_t received(std::size_t count, bool peek);
 
-    const Life_t life;
-    std::size_t nextStep = 0;
-    unsigned passes = 0;
-    std::size_t calls = 0;
-    std::uint32_t flagsNow;
-    unsigned sleeps = 0;
-    bool started = false;   /**< it has waited for input */
-    bool receiving = false; /**< nothing but receives and what reports their failure since the last of them */
-    bool closed = false;
-    std::deque<std::uint8_t> queue;
-    Registers_t registers;
-    std::map<Call_e, unsigned> callCounts;
-    std::map<std::pair<Call_e, unsigned>, Outcome_t> failures;
-    std::map<std::pair<std::uint8_t, unsigned>, Outcome_t> dead;
+    const Life_t life_;
+    std::size_t nextStep_ = 0;
+    unsigned passes_ = 0;
+    std::size_t calls_ = 0;
+    std::uint32_t flagsNow_;
+    unsigned sleeps_ = 0;
+    bool started_ = false;   /**< it has waited for input */
+    bool receiving_ = false; /**< nothing but receives and what reports their failure since the last of them */
+    bool closed_ = false;
+    std::deque<std::uint8_t> queue_;
+    Registers_t registers_;
+    std::map<Call_e, unsigned> callCounts_;
+    std::map<std::pair<Call_e, unsigned>, Outcome_t> failures_;
+    std::map<std::pair<std::uint8_t, unsigned>, Outcome_t> dead_;
 };
 
 } // namespace model

@@ -7,7 +7,7 @@
 namespace model {
 
 void Adapter_t::trace(const char* function, const char* format, ...) {
-    if (!tracing) {
+    if (!tracing_) {
         return;
     }
     char text[1024]; // longer text is cut
@@ -15,11 +15,11 @@ void Adapter_t::trace(const char* function, const char* format, ...) {
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    world.trace(function, text);
+    world_.trace(function, text);
 }
 
 void Adapter_t::dump(const char* function, const std::string& label, std::span<const std::uint8_t> bytes) {
-    if (!tracing) {
+    if (!tracing_) {
         return;
     }
     std::string text = label;
@@ -34,11 +34,11 @@ void Adapter_t::dump(const char* function, const std::string& label, std::span<c
         std::snprintf(piece, sizeof piece, "%02X", bytes[i]);
         text += piece;
     }
-    world.trace(function, text);
+    world_.trace(function, text);
 }
 
 void Adapter_t::sendWorkSpace(std::size_t length, const char* function) {
-    const long sent = world.send(state.socketFdMSM, std::span(state.esaWorkSpace).first(length), 0);
+    const long sent = world_.send(state.socketFdMSM, std::span(state.esaWorkSpace).first(length), 0);
     if (sent != static_cast<long>(length)) {
         esaFault(function, "Linux send function fails, sendSize = [" + std::to_string(length) + "] is wrong");
     }

@@ -92,13 +92,13 @@ TracePiece_t takeApart(std::string_view piece) {
 }
 
 void hideAddressInDump(std::string& text, std::uint32_t address) {
-    constexpr std::string_view firstLine = "\n0x00000000: ";
-    const std::size_t start = text.find(firstLine);
+    constexpr std::string_view FIRST_LINE = "\n0x00000000: ";
+    const std::size_t start = text.find(FIRST_LINE);
     if (start == std::string::npos) {
         return;
     }
     const std::string own = hex8(address);
-    for (const std::size_t at : {start + firstLine.size(), start + firstLine.size() + own.size()}) {
+    for (const std::size_t at : {start + FIRST_LINE.size(), start + FIRST_LINE.size() + own.size()}) {
         if (at < text.size() && text.compare(at, own.size(), own) == 0) {
             text.replace(at, own.size(), hex8(SEND_BUFFER_ADDRESS));
         }

@@ -40,10 +40,10 @@ int Adapter_t::setVsc055Directions(const char* function, std::uint8_t address) {
 }
 
 void Adapter_t::esaVsc055FanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
-    static const std::map<int, std::uint8_t> CODES = {{0, 0x00}, {25, 0x27}, {50, 0x2F}, {75, 0x37}, {100, 0x3F}};
+    static const std::map<int, std::uint8_t> codes = {{0, 0x00}, {25, 0x27}, {50, 0x2F}, {75, 0x37}, {100, 0x3F}};
 
     trace("esaVsc055FanLoadPwm", "Load PWM [%d] Percent to Fan [%d]", percent, fan);
-    store(state.i2cAddressVsc055, static_cast<std::uint8_t>(0x98 + fan), state.vsc055PWMC[fan], CODES.at(percent));
+    store(state.i2cAddressVsc055, static_cast<std::uint8_t>(0x98 + fan), state.vsc055PWMC[fan], codes.at(percent));
     if (percent == 0) {
         changePort(1, 1U << fan, false);
     }
@@ -51,7 +51,7 @@ void Adapter_t::esaVsc055FanLoadPwm(std::uint8_t fan, std::uint8_t percent) {
 
 int Adapter_t::esaVsc055FanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) {
     static const char* const function = "esaVsc055FanReadSpeed";
-    static const std::map<int, unsigned> DIVISORS = {{2, 1}, {3, 4}, {5, 2}};
+    static const std::map<int, unsigned> divisors = {{2, 1}, {3, 4}, {5, 2}};
 
     std::uint8_t value = 0;
     const auto reg = static_cast<std::uint8_t>(0x32 + 4 * fan);
@@ -69,7 +69,7 @@ int Adapter_t::esaVsc055FanReadSpeed(std::uint8_t fan, std::uint16_t& rpm) {
         rpm = 0;
         return OK;
     }
-    rpm = static_cast<std::uint16_t>(1200000U / (value * DIVISORS.at(state.enclosureType)));
+    rpm = static_cast<std::uint16_t>(1200000U / (value * divisors.at(state.enclosureType)));
     return OK;
 }
 
@@ -110,7 +110,7 @@ std::int16_t Adapter_t::lm75ReadTemperature(std::uint8_t address) {
 int Adapter_t::esaVsc055Init() {
     const char* const function = "esaVsc055Init";
 
-    if (world.readI2c(state.i2cFileFd, state.i2cAddressVsc055, 0x10, 1).result == -1) {
+    if (world_.readI2c(state.i2cFileFd, state.i2cAddressVsc055, 0x10, 1).result == -1) {
         trace(function, "Read I2C fails. I2C cable is not connected or wrong enclosure type.");
         return reportBusFault();
     }
@@ -137,7 +137,7 @@ int Adapter_t::esaVsc055Init() {
             store(state.i2cAddressVsc055, 0x06, state.vsc055GPD[port], pattern);
         }
         if (pattern == 0x00) {
-            world.sleep(3000000);
+            world_.sleep(3000000);
         }
     }
 

@@ -26,7 +26,7 @@ int Adapter_t::esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address) {
         double low = -1000; /**< of a judged one */
         double high = 1000;
     };
-    static const Input_t INPUTS[] = {
+    static const Input_t inputs[] = {
         {"Vcorea", [](double r) { return r * 0.016; }},
         {"Vinr0", [](double r) { return r * 0.016; }},
         {"+3.3Vin", [](double r) { return r * 0.016; }},
@@ -38,7 +38,7 @@ int Adapter_t::esaW83782dReadPowerVoltageToleranceStatus(std::uint8_t address) {
 
     trace(function, "Read Voltage Tolerance, I2C address = [0x%x].", address);
     std::uint8_t reg = 0x20;
-    for (const Input_t& input : INPUTS) {
+    for (const Input_t& input : inputs) {
         std::uint8_t reading = 0;
         if (const int code = esaReadI2CData(address, reg, {&reading, 1}); code != OK) {
             return code;
@@ -136,7 +136,7 @@ void Adapter_t::esaW83782dProcessPollTimeout() {
 }
 
 bool Adapter_t::probeWinbond(const char* function, std::uint8_t address, std::uint8_t backplane) {
-    const I2cResult_t probe = world.readI2c(state.i2cFileFd, address, 0x48, 1);
+    const I2cResult_t probe = world_.readI2c(state.i2cFileFd, address, 0x48, 1);
     if (!probe.data.empty()) {
         state.winbond[backplane][SERIAL_BUS_ADDRESS] = probe.data[0];
     }
@@ -152,7 +152,7 @@ bool Adapter_t::probeWinbond(const char* function, std::uint8_t address, std::ui
 }
 
 int Adapter_t::setWinbondVoltageLimits(const char* function, std::uint8_t address, std::uint8_t backplane) {
-    static const char* const TEXTS[] = {"Set Vcorea High Limit", "Set Vcorea Low Limit",   "Set Vinr0 High Limit",
+    static const char* const texts[] = {"Set Vcorea High Limit", "Set Vcorea Low Limit",   "Set Vinr0 High Limit",
                                         "Set Vinr0 Low Limit",   "Set +3.3Vin High Limit", "Set +3.3Vin Low Limit",
                                         "+5Vin High Limit",      "Set +5Vin Low Limit",    "Set +12Vin High Limit",
                                         "Set +12Vin Low Limit",  "Set -12Vin High Limit",  "Set -12Vin Low Limit",
@@ -162,7 +162,7 @@ int Adapter_t::setWinbondVoltageLimits(const char* function, std::uint8_t addres
         if (store(address, static_cast<std::uint8_t>(0x2B + limit), state.winbond[backplane][limit], value) != OK) {
             return FAILED;
         }
-        trace(function, "%s = [%d]", TEXTS[limit], value);
+        trace(function, "%s = [%d]", texts[limit], value);
     }
     return OK;
 }

@@ -106,7 +106,7 @@ void Adapter_t::xyratexEndReminder() {
 int Adapter_t::xyratexInit() {
     const char* const function = "xyratexInit";
 
-    if (world.readI2c(state.i2cFileFd, CHIP, 0x10, 1).result == -1) {
+    if (world_.readI2c(state.i2cFileFd, CHIP, 0x10, 1).result == -1) {
         trace(function, "Read I2C fails. I2C cable is not connected or wrong enclosure type.");
         return reportBusFault();
     }
@@ -126,7 +126,7 @@ int Adapter_t::xyratexInit() {
     } patterns[] = {{0xFC, 0x0F, 0xFF}, {0xFE, 0xF0, 0x00}, {0xFC, 0x2F, 0xFF}};
     for (const auto& pattern : patterns) {
         if (&pattern != patterns) {
-            world.sleep(3000000);
+            world_.sleep(3000000);
         }
         store(CHIP, 4, state.vsc055GPD[4], pattern.port4);
         store(CHIP, 6, state.vsc055GPD[6], pattern.port6);

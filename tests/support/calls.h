@@ -41,11 +41,11 @@ int realIoctl(int fd, unsigned long request, unsigned long argument);
 int realShmctl(int shmid, int command, shmid_ds* state);
 time_t realTime(time_t* result);
 
-template <auto REAL, bool RETURNS_ERROR>
+template <auto REAL, bool ReturnsError>
 class Call_t;
 
-template <typename R, typename... A, R (*REAL)(A...), bool RETURNS_ERROR>
-class Call_t<REAL, RETURNS_ERROR> {
+template <typename R, typename... A, R (*REAL)(A...), bool ReturnsError>
+class Call_t<REAL, ReturnsError> {
 public:
     static R real(A... arguments) { return REAL(arguments...); }
 
@@ -69,7 +69,7 @@ public:
 
 private:
     static R failed(int error) {
-        if constexpr (RETURNS_ERROR) {
+        if constexpr (ReturnsError) {
             return error;
         }
         errno = error;

@@ -185,8 +185,8 @@ TEST(SafeLists, FailingInsertLeavesTheSpinLockFree) {
 }
 
 TEST(SafeLists, SeveralThreadsLoseNoElement) {
-    constexpr int threads = 3;
-    constexpr int rounds = 2000;
+    constexpr int THREADS = 3;
+    constexpr int ROUNDS = 2000;
     LIST_t full{};
     LIST_t done{};
     MPU_init_listhead_safe(&full);
@@ -197,9 +197,9 @@ TEST(SafeLists, SeveralThreadsLoseNoElement) {
         MPU_insert_on_list_tail_safe(&full, &element);
     }
     std::vector<std::thread> workers;
-    for (int t = 0; t < threads; ++t) {
+    for (int t = 0; t < THREADS; ++t) {
         workers.emplace_back([&, t] {
-            for (int i = 0; i < rounds; ++i) {
+            for (int i = 0; i < ROUNDS; ++i) {
                 LIST_t* from = i % 2 == 0 ? &full : &done;
                 LIST_t* to = i % 2 == 0 ? &done : &full;
                 LIST_t* element = (t % 2 == 0 ? MPU_remove_from_list_head_safe : MPU_remove_from_list_tail_safe)(from);

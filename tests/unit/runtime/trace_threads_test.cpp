@@ -14,15 +14,15 @@ protected:
 };
 
 TEST_F(TraceThreads, DumpsAndLinesDoNotMix) {
-    constexpr int rounds = 100;
+    constexpr int ROUNDS = 100;
     static const unsigned char buffer[1500] = {};
     std::thread dumper([] {
-        for (int i = 0; i < rounds; ++i) {
+        for (int i = 0; i < ROUNDS; ++i) {
             TRACE__dump("", "dump", 1, "start", buffer, sizeof buffer);
         }
     });
     const std::string text(650, 'c');
-    for (int i = 0; i < rounds * 5; ++i) {
+    for (int i = 0; i < ROUNDS * 5; ++i) {
         TRACE__info("", "line", 1, "%d %s", i, text.c_str());
     }
     dumper.join();
@@ -41,8 +41,8 @@ TEST_F(TraceThreads, DumpsAndLinesDoNotMix) {
         }
         ++dumps;
     }
-    EXPECT_EQ(dumps, rounds);
-    EXPECT_EQ(infos, rounds * 5);
+    EXPECT_EQ(dumps, ROUNDS);
+    EXPECT_EQ(infos, ROUNDS * 5);
 }
 
 } // namespace
