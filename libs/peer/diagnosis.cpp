@@ -95,7 +95,8 @@ bool isUntouched(const EnclosureStatus_t& status) {
 
 void setUnreachedCause(Enclosure_t& enclosure, const AdapterFacts_t& facts) {
     const bool isNone = facts.chassis != nullptr && facts.chassis->type == VORAN_E_CHASSIS_NONE;
-    const std::string name = facts.chassis == nullptr || isNone ? "" : std::string(facts.chassis->name) + " ";
+    const bool isNamed = facts.chassis != nullptr && !isNone;
+    const std::string name = isNamed ? std::string(facts.chassis->name) + " " : "";
     if (!isUntouched(enclosure.status)) {
         enclosure.cause = "no answer on the I2C bus when the adapter started: no chip of the " + name +
                           "enclosure was found; check cable and chassis type, then restart it";

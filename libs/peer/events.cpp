@@ -207,7 +207,7 @@ std::optional<unsigned> RepeatFilter_t::news(const Event_t& event, Clock_t::time
 
 void SupplyMemory_t::tell(Event_t& event) {
     const auto bits = std::ranges::find(event.numbers, "power_supply_bits", &std::pair<std::string, long>::first);
-    if (event.name != "power-supply-status" || bits == event.numbers.end()) {
+    if (bits == event.numbers.end()) {
         return;
     }
     // A command alone switches the indication on; nothing else in the event says that it was one.

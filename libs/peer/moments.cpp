@@ -77,8 +77,8 @@ std::optional<Millis_t> parseMoment(std::string_view text, Millis_t now) {
     if (const std::optional<double> unit = unitSeconds(text.back())) {
         const std::optional<double> count = parseSeconds(text.substr(0, text.size() - 1));
         const double age = count ? *count * *unit * 1000 : -1;
-        return age >= 0 && age <= static_cast<double>(now) ? std::optional(now - static_cast<Millis_t>(age))
-                                                           : std::nullopt;
+        const bool isSince1970 = age >= 0 && age <= static_cast<double>(now);
+        return isSince1970 ? std::optional(now - static_cast<Millis_t>(age)) : std::nullopt;
     }
     if (const std::optional<double> seconds = parseSeconds(text)) {
         return static_cast<Millis_t>(*seconds * 1000);

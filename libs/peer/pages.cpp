@@ -209,9 +209,3 @@ const char* elementStatusName(U8_t code) {
                                "not-installed", "unknown", "not-available"};
     return code < NAMES.size() ? NAMES[code] : "reserved";
 }
-
-const char* elementTypeName(U8_t type) {
-    constexpr std::array NAMES{"other", "device",       "power-supply", "cooling", "temperature-sensor",
-                               "other", "audible-alarm"};
-    return type < NAMES.size() ? NAMES[type] : "other";
-}

@@ -126,6 +126,3 @@ Decoded_t<EnclosureStatus_t> decodeStatusPage(std::span<const U8_t> page);
 
 /** Short name of a status code, such as "ok" or "not-installed". */
 const char* elementStatusName(U8_t code);
-
-/** Short name of an element type, such as "device"; "other" for one that this enclosure family does not have. */
-const char* elementTypeName(U8_t type);

@@ -28,7 +28,8 @@ private:
 std::string label(const std::string& key, const std::string& value) {
     std::string escaped;
     for (char c : value) {
-        escaped += c == '\\' || c == '"' ? std::string{'\\', c} : std::string{c};
+        const bool isSpecial = c == '\\' || c == '"';
+        escaped += isSpecial ? std::string{'\\', c} : std::string{c};
     }
     return key + "=\"" + escaped + "\"";
 }

@@ -121,16 +121,12 @@ std::optional<Message_t> SwitchConnection_t::receiveQueued() {
 
 std::optional<Message_t> SwitchConnection_t::takeBuffered() {
     Message_t message;
-    switch (reader_.next(message)) {
-    case MessageReader_t::Found_e::MESSAGE:
-        return message;
-    case MessageReader_t::Found_e::NONSENSE:
+    const MessageReader_t::Found_e found = reader_.next(message);
+    if (found == MessageReader_t::Found_e::NONSENSE) {
         throw badAnswerError("a message from the switch claims " + std::to_string(reader_.announcedLength()) +
                              " bytes, less than its own header");
-    case MessageReader_t::Found_e::INCOMPLETE:
-        break;
     }
-    return std::nullopt;
+    return found == MessageReader_t::Found_e::MESSAGE ? std::optional(std::move(message)) : std::nullopt;
 }
 
 void waitReadable(std::span<const int> fds, Deadline_t deadline) {
@@ -142,7 +138,7 @@ void waitReadable(std::span<const int> fds, Deadline_t deadline) {
     watched.push_back({interruptKeyFd(), POLLIN, 0});
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock_t::now()).count();
     constexpr long long LONGEST_WAIT_MS = 60000;
-    const int wait = static_cast<int>(left < 0 ? 0 : (left > LONGEST_WAIT_MS ? LONGEST_WAIT_MS : left));
+    const auto wait = static_cast<int>(std::clamp<long long>(left, 0, LONGEST_WAIT_MS));
     (void)poll(watched.data(), static_cast<nfds_t>(watched.size()), wait); // whoever waits looks again anyway
     if (interruptRequested()) {
         throw Interrupted_t{};
