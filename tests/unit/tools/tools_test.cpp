@@ -2,7 +2,9 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -13,6 +15,7 @@
 #include "completion.h"
 #include "folder.h"
 #include "hex.h"
+#include "interrupt.h"
 #include "json.h"
 #include "log_writer.h"
 #include "replace_file.h"
@@ -247,6 +250,13 @@ TEST(StopSignal, IsNotedAndEndsAWaitButAHangUpThatIsIgnoredStaysSoAndForgottenAl
     EXPECT_EQ(std::signal(SIGHUP, SIG_DFL), SIG_IGN);
     EXPECT_EQ(std::signal(SIGINT, SIG_DFL), SIG_IGN);
     EXPECT_EXIT(std::raise(SIGTERM), testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST(StopSignal, ATerminalThatIsGoneAsksForAStopAndIsWatchedNoMore) {
+    const testsupport::Stream_t gone(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    interruptWatchKeys(gone.fd());
+    EXPECT_EXIT(std::exit(interruptRequested() && interruptKeyFd() == -1 ? 0 : 1), testing::ExitedWithCode(0), "");
+    interruptWatchKeys(-1);
 }
 
 TEST(Errors, StayOnOneLineWhateverTheyName) {

@@ -5,9 +5,15 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <sys/fsuid.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "diagnosis.h"
+#include "errors.h"
 #include "fake_switch.h"
+#include "ses_client.h"
 
 namespace {
 
@@ -60,32 +66,45 @@ TEST(Errors, UsageIsOne) {
     EXPECT_PRED_FORMAT2(testing::IsSubstring, "'/usr' is a directory", esactl("decode -- /usr").err);
 }
 
+/** What comes of sending more than the socket holds. */
+std::string complaintAbout(const std::string& directory) {
+    try {
+        SwitchConnection_t connection(directory, "peer", Clock_t::now() + std::chrono::milliseconds(100));
+        connection.send(Bytes_t(1U << 24, 0));
+    } catch (const ToolError_t& error) {
+        return std::string(error.code()) + ": " + error.what();
+    }
+    return "";
+}
+
 TEST(Errors, PermissionDeniedNamesTheGroupThatHasItAndNeverRoots) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "nobody but root can be somebody else";
     }
-    FakeSwitch_t net;
-    const std::string peer = net.directory() + "/peer";
-    // Who counts what the tests reach would complain that the counts are root's.
-    std::vector<std::string> asNobody{
-        "env", "LLVM_PROFILE_FILE=/dev/null", "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
-    const std::vector<std::string> words = net.command("status");
-    asNobody.insert(asNobody.end(), words.begin(), words.end());
+    const testsupport::Folder_t folder;
+    const testsupport::Stream_t listener(testsupport::listenAt(folder.path("peer")));
+    constexpr uid_t NOBODY = 65534;
     constexpr gid_t MAIL = 8; // the same on every Debian system
-    std::filesystem::permissions(net.directory(), std::filesystem::perms{0755});
-    std::filesystem::permissions(peer, std::filesystem::perms{0660});
-    ASSERT_EQ(chown(peer.c_str(), 0, MAIL), 0);
-    EXPECT_EQ(testsupport::run(asNobody).err,
-              "esactl: permission denied at '" + peer +
-                  "': members of the group mail may talk to the switch; join it (usermod -aG mail USER) and "
-                  "log in again\n");
-    ASSERT_EQ(chown(peer.c_str(), 0, 0), 0);
-    EXPECT_PRED_FORMAT2(testing::IsSubstring,
-                        ": only root and whoever runs the switch may talk to it; ask them, or use sudo\n",
-                        testsupport::run(asNobody).err);
-    std::filesystem::permissions(net.directory(), std::filesystem::perms{0750});
-    ASSERT_EQ(chown(net.directory().c_str(), 0, MAIL), 0);
-    EXPECT_PRED_FORMAT2(testing::IsSubstring, "members of the group mail may talk", testsupport::run(asNobody).err);
+    const std::string members = "members of the group mail may talk to the switch; join it (usermod -aG mail USER) "
+                                "and log in again";
+    const std::string root = "only root and whoever runs the switch may talk to it; ask them, or use sudo";
+    const std::tuple<mode_t, mode_t, gid_t, const char*, std::string> cases[] = {
+        {0755, 0060, MAIL, "", members},
+        {0755, 0060, 0, "", root},
+        {0755, 0000, MAIL, "", root},
+        {0050, 0060, 0, "", members},
+        {0050, 0060, MAIL, "/.", root}}; // nothing of it can be seen
+    for (const auto& [folderMode, socketMode, group, below, who] : cases) {
+        const std::string directory = folder.path() + below;
+        ASSERT_EQ(chown((directory + "/peer").c_str(), NOBODY, group), 0);
+        ASSERT_EQ(chmod((directory + "/peer").c_str(), socketMode), 0);
+        ASSERT_EQ(chown(directory.c_str(), NOBODY, MAIL), 0);
+        ASSERT_EQ(chmod(directory.c_str(), folderMode), 0);
+        (void)setfsuid(NOBODY); // an owner without permission has none as a member of the group either
+        const std::string told = complaintAbout(directory);
+        (void)setfsuid(0);
+        EXPECT_EQ(told, "no-switch: permission denied at '" + directory + "/peer': " + who);
+    }
 }
 
 TEST(Errors, NoSwitchIsTwoAndWithoutJsonStandardOutputStaysEmpty) {
@@ -102,16 +121,23 @@ TEST(Errors, NoSwitchIsTwoAndWithoutJsonStandardOutputStaysEmpty) {
     expectError(net.esactl("status --json"), 2, "no-switch", "");
 }
 
-TEST(Errors, SwitchThatTakesNoConnectionIsGivenUpInTime) {
-    // Nobody accepts, and the queue is full.
+TEST(Errors, SwitchThatTakesNothingIsGivenUpInTimeAndSoIsOneForWhichNoDescriptorIsLeft) {
+    // Nobody accepts, and the first fills the queue.
     const testsupport::Folder_t folder;
     const testsupport::Stream_t listener(testsupport::listenAt(folder.path("peer"), 0));
-    const testsupport::Stream_t waiting(testsupport::connectTo(folder.path("peer")));
-    ASSERT_TRUE(waiting.isOpen());
+    EXPECT_EQ(complaintAbout(folder.path()),
+              "no-answer: the switch at '" + folder.path("peer") + "' took no message in time");
     const auto start = std::chrono::steady_clock::now();
     expectError(esactl("--directory " + folder.path() + " --timeout 0.2 status --json"), 2, "no-answer",
                 "took no connection in time");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(complaintAbout(folder.path()), "no-switch: cannot make a socket: Too many open files");
+    EXPECT_EQ(lastTransferTime(), "") << "nor can anybody else be asked";
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
 TEST(Errors, NoAnswerWithinTheTimeoutIsTwo) {
@@ -170,6 +196,7 @@ TEST(Errors, RefusalIsFourWithItsSenseData) {
         return request[15] == 29 ? std::vector<Bytes_t>{responseTo(request, 2, Bytes_t(27, 0))} : asks(request);
     };
     expectError(net.esactl("led 0 on --json"), 4, "refused", "the control page was refused");
+    EXPECT_THROW(requireGood({.statusCode = 0, .returnCode = 5, .payload = {}}, "it"), ToolError_t);
     net.script = [](const Bytes_t& request) -> std::vector<Bytes_t> {
         return {
             responseTo(request, 2, unhex("e0 00 50 00 00 00 00 00 00 00 00 00 00 00 00 00 24 00 00 00 00 00 00 00"))};

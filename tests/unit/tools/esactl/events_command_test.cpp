@@ -2,9 +2,12 @@
 #include <algorithm>
 #include <csignal>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include "bytes.h"
+#include "errors.h"
 #include "fake_switch.h"
+#include "monitor_client.h"
 
 namespace {
 
@@ -74,6 +77,35 @@ TEST(EventsCommand, FollowGoesOnUntilInterruptedAndWithoutItTheTimeoutEnds) {
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[0]["id"], 7);
     EXPECT_EQ(lines[1]["error"]["code"], "no-switch");
+}
+
+TEST(Monitor, WhatIsNoWholeAnswerIsNoneAndWhatIsAskedForMayHoldAnyCharacter) {
+    const testsupport::Folder_t folder;
+    const testsupport::Stream_t listener(testsupport::listenAt(folder.path("api")));
+    const auto ask = [&](double seconds) {
+        try {
+            const auto reply = askMonitor(folder.path("api"), "/healthz", seconds);
+            return reply ? std::to_string(reply->status) + " " + reply->body : "";
+        } catch (const ToolError_t& error) {
+            return std::string(error.code());
+        }
+    };
+    std::vector<std::string> answers;
+    for (const char* reply : {"HTTP/1.0 200 OK\r\n\r\nall", "HTTP/1.1 503 No\r\n\r\n", "", "HTTP/1.0 200 OK\r\n",
+                              "HTTP/2 200 OK\r\n\r\n", "HTTP/1.\r\n\r\n", "HTTP/1.0 OK\r\n\r\n"}) {
+        std::thread monitor([&] {
+            const testsupport::Stream_t connection(accept(listener.fd(), nullptr, nullptr));
+            char request[256];
+            (void)recv(connection.fd(), request, sizeof request, 0);
+            (void)connection.sendText(reply);
+        });
+        answers.push_back(ask(60));
+        monitor.join();
+    }
+    const std::string none = "no-answer";
+    EXPECT_EQ(answers, (std::vector<std::string>{"200 all", "503 ", none, none, none, none, none}));
+    EXPECT_EQ(ask(0.1), none) << "nobody takes the connection";
+    EXPECT_EQ(queryValue("azAZ09-_.~ {:/\xC3"), "azAZ09-_.~%20%7B%3A%2F%C3");
 }
 
 TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminalUntilItHasShownEnoughOrIsInterrupted) {
@@ -153,7 +185,7 @@ TEST_F(Terminal, StatusHasColourUnlessTheTerminalOrItsUserDoesNotWantIt) {
 }
 
 TEST_F(Terminal, WatchTakesTheScreenAndGivesItBackOnQAndOnCtrlCWhileTheAdapterIsSilentToo) {
-    for (const char* keys : {"xq", "\003", "q"}) {
+    for (const char* keys : {"xQ", "\003", "q"}) {
         const bool isSilent = std::string(keys) == "q";
         if (isSilent) {
             net_.script = nullptr;

@@ -106,6 +106,7 @@ TEST(Events, AnIndicationThatIsSwitchedOnIsToldFromOneThatIsSwitchedOff) {
     };
     EXPECT_EQ(after("03"), "power supplies: redundancy ok") << "nothing is known of before";
     EXPECT_EQ(after("07"), "power supplies: redundancy ok, fault indication off");
+    EXPECT_EQ(after("06"), "power supplies: redundancy ok, fault indication off");
     EXPECT_EQ(after("03"), "power supplies: redundancy ok, fault indication switched on by command");
     EXPECT_EQ(after("01"), "power supplies: redundancy lost (a supply has failed, is without input or was taken out)");
 }
@@ -141,6 +142,8 @@ TEST(RepeatFilter, WhatIsReportedOnEveryPollIsOneEventAndTheNextTellsOfTheRepeat
     }
     EXPECT_EQ(filter.news(overheat, at(55 + 60)), 5U);
     EXPECT_EQ(filter.news(overheat, at(55 + 60 + 59)), std::nullopt);
+    const Event_t busFault = decoded(eventMessage(10, 3, "05000000" + TO_INFORMATION + "00000002"));
+    EXPECT_EQ(filter.news(busFault, at(55 + 60 + 60)), 1U) << "another text is another event";
     // Sent on a change only.
     for (const Bytes_t& message : {startupMessage(12, 16, 0, 0), eventMessage(6, 2, "05")}) {
         EXPECT_EQ(filter.news(decoded(message), at(200)), 0U);

@@ -1,8 +1,10 @@
 /** How an enclosure's health is judged; which enclosure it is, and the one cause when nothing of it is known. */
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 #include "diagnosis.h"
 #include "errors.h"
+#include "folder.h"
 #include "health.h"
 #include "names.h"
 
@@ -215,7 +217,8 @@ std::string chassisOf(const Enclosure_t& enclosure) {
 
 /** The two backplanes of 16 drives; tachometers count differently: 600000 and 675000 divided by a count, in steps
  * of 10. */
-constexpr unsigned VSC055_RPM = 5000;  // 120
+constexpr unsigned VSC055_RPM = 6000;  // 100
+constexpr unsigned EITHER_RPM = 5000;  // 120, 135
 constexpr unsigned W83782D_RPM = 6750; // 100
 Enclosure_t backplane(unsigned rpm) {
     return enclosureWith(16, 2, {rpm, rpm, rpm}, {30, {}, {}});
@@ -263,6 +266,25 @@ TEST(Diagnosis, WhereNoReadingArrivesTheOneCauseIsTold) {
     EXPECT_FALSE(isOutOfReach(enclosureWith(16, 3, {5000U, {}, {}}, {{}, {}, {}})));
     EXPECT_EQ(diagnosed(enclosureWith(16, 3, {{}, {}, {}}, {30, {}, {}})).cause, "");
     EXPECT_EQ(diagnosed(enclosureWith(16, 3, {0U, {}, {}}, {{}, {}, {}})).cause, "");
+    EXPECT_FALSE(isOutOfReach(enclosureWith(16, 3, {}, Degrees_t(3)))) << "what it has none of is not missing";
+    EXPECT_FALSE(isOutOfReach(enclosureWith(16, 3, Speeds_t(3), {})));
+}
+
+TEST(Diagnosis, TheLastTransferIsAskedOfTheAdaptersServiceWhichMayNotKnow) {
+    const testsupport::Folder_t folder;
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", (folder.path() + ":" + path).c_str(), 1);
+    std::filesystem::permissions(folder.write("systemctl", "#!/bin/sh\ncat " + folder.path("said")),
+                                 std::filesystem::perms::owner_all);
+    const auto timeIn = [&](const char* said) {
+        (void)folder.write("said", said);
+        return lastTransferTime();
+    };
+    EXPECT_EQ(timeIn("quadra enclosure on /dev/enc-0 (bus), last transfer 2026-11-21T02:33:11Z\n"),
+              "2026-11-21T02:33:11Z");
+    EXPECT_EQ(timeIn("starting\n"), "");
+    EXPECT_EQ(timeIn(""), "");
+    setenv("PATH", path.c_str(), 1);
 }
 
 TEST(Diagnosis, SensorsThatAChassisNeverReadsAreNoMissingReadingsAndDeadOnesOfTheOtherBackplaneAre) {
@@ -271,9 +293,11 @@ TEST(Diagnosis, SensorsThatAChassisNeverReadsAreNoMissingReadingsAndDeadOnesOfTh
     EXPECT_EQ(assessHealth(unfitted).exitStatus, 0);
     EXPECT_EQ(sensorCondition(unfitted.status.sensors[1]), CONDITION_E_ABSENT);
     EXPECT_EQ(assessHealth(diagnosed(backplane(VSC055_RPM), told("vsc055"))).exitStatus, 16);
-    const Enclosure_t unsure = diagnosed(backplane(VSC055_RPM));
-    EXPECT_EQ(chassisOf(unsure), "") << "readings of one, tachometers of the other";
-    EXPECT_EQ(assessHealth(unsure).exitStatus, 16);
+    for (const unsigned rpm : {VSC055_RPM, EITHER_RPM}) {
+        const Enclosure_t unsure = diagnosed(backplane(rpm));
+        EXPECT_EQ(chassisOf(unsure), "") << "readings of one, tachometers of the other or of both";
+        EXPECT_EQ(assessHealth(unsure).exitStatus, 16);
+    }
 }
 
 TEST(Diagnosis, EnclosuresAreMadeOutByTheirElementsUnlessAPersonSaysOtherwise) {

@@ -62,7 +62,11 @@ TEST(Acceptance, IsKeptInAFileThatAMonitorOfAnotherUserCanReadAndNonsenseThereIs
     std::filesystem::permissions(folder / "accepted", std::filesystem::perms{0600});
     writeAcceptances(folder, accepted(hot(57)));
     EXPECT_EQ(permissions(), std::filesystem::perms{0644});
-    std::ofstream(folder / "accepted", std::ios::app) << "nonsense\na\tb\tc\td\te\tf\n";
+    // Each lacks something that the line above has, or has a word for a number.
+    std::ofstream(folder / "accepted", std::ios::app)
+        << "\nnonsense\ntemp1\thot\ntemp1\thot\t99\ntemp1\thot\t99\t1\ntemp1\thot\t99\t1\t9999999999\n"
+           "temp1\thot\tc\t1\t9999999999\tf\ntemp1\thot\t99x\t1\t9999999999\tf\n"
+           "temp1\thot\t99\td\t9999999999\tf\ntemp1\thot\t99\t1\te\tf\n\thot\t99\t1\t9999999999\tf\n";
     const Acceptances_t read = readAcceptances(folder);
     ASSERT_EQ(read.size(), 1U);
     EXPECT_EQ(exitStatusOf(hot(57), read), 0);
@@ -96,7 +100,8 @@ TEST(Acceptance, AMomentIsADateOrATimeFromNow) {
     for (const auto& [text, moment] : cases) {
         EXPECT_EQ(parseUntil(text, NOW), moment) << text;
     }
-    for (const char* wrong : {"", "tomorrow", "3", "d", "-3d", "3y", "2026-13-01", "2026-12-01x", "2026-11-20", "0h"}) {
+    for (const char* wrong :
+         {"", "tomorrow", "3", "d", "-3d", "3y", "2026-13-01", "2026-12-01x", "2026-11-20", "0h", "100001d"}) {
         EXPECT_THROW((void)parseUntil(wrong, NOW), ToolError_t) << wrong;
     }
 }

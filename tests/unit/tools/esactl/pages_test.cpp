@@ -5,6 +5,7 @@
 #include "errors.h"
 #include "pages.h"
 #include "sample_pages.h"
+#include "standard_pages.h"
 
 namespace {
 
@@ -247,6 +248,18 @@ TEST(ControlPage, EverythingGoesBackAsItWasReportedAndNothingIsSelected) {
                              "00 00 00 00 00 00 00 00 00 00 00 04"
                              "00 00 00 00 00 00 00 00 00 00 00 00"
                              "00 00 00 20 20 00 00 aa")));
+}
+
+TEST(StandardPages, EmptySlotsAreWellAnAlarmHasItsTonesAndWhatNobodyKnowsIsZerosWithoutATitle) {
+    Enclosure_t enclosure{.configuration = {}, .status = enclosureOf(2, 0, 0, 0, 1)};
+    enclosure.configuration.groups = {{1, 2}, {3, 0}, {6, 1}, {9, 1}};
+    enclosure.status.drives[0].code = enclosure.status.drives[1].code = 5;
+    enclosure.status.alarms[0].tones = AlarmTones_t{true, false, true, false, true, true, true};
+    EXPECT_EQ(plainHex(standardStatusPage(enclosure)), "0200002400000000010000000500000005010000"
+                                                       "0000000001000000010000d50000000000000000");
+    const Bytes_t page = standardConfigurationPage(enclosure.configuration);
+    EXPECT_EQ(plainHex(Bytes_t(page.begin() + 48, page.begin() + 64)), "0102000b030000040601000509010000");
+    EXPECT_EQ(std::string(page.begin() + 64, page.end()), "Drive slotsFansAlarm");
 }
 
 TEST(ControlPage, AnEnclosureTooLargeForAMessageIsRefused) {

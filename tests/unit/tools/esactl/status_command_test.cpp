@@ -1,10 +1,12 @@
 /** esactl status, config and raw, against a scripted switch. */
+#include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <set>
 
 #include "bytes.h"
 #include "fake_switch.h"
+#include "places.h"
 
 namespace {
 
@@ -97,6 +99,9 @@ TEST(StatusCommand, TheEnvironmentNamesTheDirectoryAndTheOptionWins) {
     EXPECT_EQ(statusIn(net.directory(), esactlCommand("status")), 0);
     EXPECT_EQ(statusIn("/nonexistent", esactlCommand("status")), 2);
     EXPECT_EQ(statusIn("/nonexistent", net.command("status")), 0);
+    setenv("ESA_TEST_PLACE", "", 1);
+    EXPECT_EQ(fromEnvironment("ESA_TEST_PLACE", "/usual"), "/usual") << "an empty variable names nothing";
+    unsetenv("ESA_TEST_PLACE");
 }
 
 TEST(StatusCommand, MessagesThatAreNotTheAnswerArePassedOver) {
