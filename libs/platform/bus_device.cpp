@@ -252,7 +252,7 @@ void busNoteAnswer() {
 }
 
 void busNoteFailure(int fd, int error) {
-    if (!device.ours || device.bus == nullptr) {
+    if (!device.ours) {
         return;
     }
     if (error == ENODEV || error == ESHUTDOWN || hungUp(fd)) {

@@ -81,12 +81,12 @@ void addTime(Text_t& text, time_t time) {
 }
 
 std::string_view nameOf(U32_t chassisType) {
-    switch (chassisType) {
-    case VORAN_E_CHASSIS_NONE:
-        return "no";
 #define CHASSIS(number, constant, name, blockName, title, ...)                                                         \
     case number:                                                                                                       \
         return title;
+    switch (chassisType) {
+    case VORAN_E_CHASSIS_NONE:
+        return "no";
 #include "chassis_list.def"
     default:
         return "unknown";
