@@ -8,10 +8,12 @@
 
 // Calls that have another name where a long has 32 bits and times and offsets have 64.
 #if __SIZEOF_LONG__ == 8
+#define NAME_OF_FCNTL(prefix) prefix##fcntl64
 #define NAME_OF_IOCTL(prefix) prefix##ioctl
 #define NAME_OF_SHMCTL(prefix) prefix##shmctl
 #define NAME_OF_TIME(prefix) prefix##time
 #else
+#define NAME_OF_FCNTL(prefix) prefix##__fcntl_time64
 #define NAME_OF_IOCTL(prefix) prefix##__ioctl_time64
 #define NAME_OF_SHMCTL(prefix) prefix##__shmctl64
 #define NAME_OF_TIME(prefix) prefix##__time64
@@ -20,6 +22,7 @@
 // NOLINTBEGIN(bugprone-reserved-identifier): names that the linker's --wrap gives
 extern "C" {
 int __real_open64(const char* path, int flags, ...);
+int NAME_OF_FCNTL(__real_)(int fd, int command, ...);
 int NAME_OF_IOCTL(__real_)(int fd, unsigned long request, ...);
 int NAME_OF_SHMCTL(__real_)(int shmid, int command, shmid_ds* state);
 time_t NAME_OF_TIME(__real_)(time_t* result);
@@ -32,6 +35,10 @@ bool exitIsExpected = false;
 
 int realOpen(const char* path, int flags, mode_t mode) {
     return __real_open64(path, flags, mode);
+}
+
+int realFcntl(int fd, int command, unsigned long argument) {
+    return NAME_OF_FCNTL(__real_)(fd, command, argument);
 }
 
 int realIoctl(int fd, unsigned long request, unsigned long argument) {
@@ -67,6 +74,8 @@ WRAP(ssize_t, __wrap_read, read, (int fd, void* bytes, std::size_t count), fd, b
 WRAP(ssize_t, __wrap_write, write, (int fd, const void* bytes, std::size_t count), fd, bytes, count)
 WRAP(ssize_t, __wrap_readlink, readlink, (const char* path, char* buffer, std::size_t size), path, buffer, size)
 WRAP(int, __wrap_poll, poll, (pollfd* fds, nfds_t count, int timeout), fds, count, timeout)
+WRAP(int, __wrap_tcgetattr, tcgetattr, (int fd, termios* settings), fd, settings)
+WRAP(int, __wrap_tcsetattr, tcsetattr, (int fd, int when, const termios* settings), fd, when, settings)
 WRAP(void, __wrap_tzset, tzset, ())
 WRAP(int, __wrap_shmget, shmget, (key_t key, std::size_t size, int flags), key, size, flags)
 WRAP(void*, __wrap_shmat, shmat, (int id, const void* address, int flags), id, address, flags)
@@ -86,13 +95,17 @@ WRAP(time_t, NAME_OF_TIME(__wrap_), time, (time_t* result), result)
 WRAP_OPEN(__wrap_open)
 WRAP_OPEN(__wrap_open64)
 
-int NAME_OF_IOCTL(__wrap_)(int fd, unsigned long request, ...) {
-    va_list arguments;
-    va_start(arguments, request);
-    const auto argument = va_arg(arguments, unsigned long);
-    va_end(arguments);
-    return calls::ioctl(fd, request, argument);
-}
+/** A call whose last argument is a number or a pointer, or missing. */
+#define WRAP_CONTROL(NAME_OF, call, type)                                                                              \
+    int NAME_OF(__wrap_)(int fd, type request, ...) {                                                                  \
+        va_list arguments;                                                                                             \
+        va_start(arguments, request);                                                                                  \
+        const auto argument = va_arg(arguments, unsigned long);                                                        \
+        va_end(arguments);                                                                                             \
+        return calls::call(fd, request, argument);                                                                     \
+    }
+WRAP_CONTROL(NAME_OF_FCNTL, fcntl, int)
+WRAP_CONTROL(NAME_OF_IOCTL, ioctl, unsigned long)
 
 void __wrap_exit(int status) {
     if (!calls::exitIsExpected) {

@@ -13,6 +13,7 @@
 #include <pthread.h>
 #include <sys/shm.h>
 #include <sys/types.h>
+#include <termios.h>
 
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier): names that the linker's --wrap gives
@@ -28,6 +29,8 @@ ssize_t __real_read(int fd, void* bytes, std::size_t count);
 ssize_t __real_write(int fd, const void* bytes, std::size_t count);
 ssize_t __real_readlink(const char* path, char* buffer, std::size_t size);
 int __real_poll(pollfd* fds, nfds_t count, int timeout);
+int __real_tcgetattr(int fd, termios* settings);
+int __real_tcsetattr(int fd, int when, const termios* settings);
 void __real_tzset();
 int __real_shmget(key_t key, std::size_t size, int flags);
 void* __real_shmat(int shmid, const void* address, int flags);
@@ -37,6 +40,7 @@ void* __real_shmat(int shmid, const void* address, int flags);
 namespace calls {
 
 int realOpen(const char* path, int flags, mode_t mode);
+int realFcntl(int fd, int command, unsigned long argument);
 int realIoctl(int fd, unsigned long request, unsigned long argument);
 int realShmctl(int shmid, int command, shmid_ds* state);
 time_t realTime(time_t* result);
@@ -118,11 +122,14 @@ inline ByErrno_t<__real_read> read;
 inline ByErrno_t<__real_write> write;
 inline ByErrno_t<__real_readlink> readlink;
 inline ByErrno_t<__real_poll> poll;
+inline ByErrno_t<__real_tcgetattr> tcgetattr;
+inline ByErrno_t<__real_tcsetattr> tcsetattr;
 inline ByErrno_t<__real_tzset> tzset;
 inline ByErrno_t<__real_shmget> shmget;
 inline ByErrno_t<__real_shmat> shmat;
 inline ByErrno_t<realShmctl> shmctl;
 inline ByErrno_t<realOpen> open;
+inline ByErrno_t<realFcntl> fcntl;
 inline ByErrno_t<realIoctl> ioctl;
 inline ByErrno_t<realTime> time;
 

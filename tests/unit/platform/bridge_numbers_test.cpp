@@ -104,18 +104,23 @@ TEST(BridgeNumbers, RepliesToEarlierRequestsArePassedOver) {
 TEST(BridgeNumbers, AReplyAfterItsTimeIsNeverTheNextRequests) {
     NumberingPeer_t peer({{}, {0x61, 0x84, 0x01, 0x22}});
     EXPECT_EQ(readByte(peer.fd), -ETIMEDOUT);
-    peer.beforeGreetingsAnswer = {0x61, 0x82, 0x01, 0x11}; // comes when the next transfer has begun
+    peer.beforeGreetingsAnswer = {0x68, 0x81, 0x61, 0x82, 0x01, 0x11}; // come when the next transfer has begun
     EXPECT_EQ(readByte(peer.fd, 0x4B), 0x22);
     EXPECT_EQ(peer.greetingNumbers, (Bytes_t{0x81, 0x83}));
 }
 
-TEST(BridgeNumbers, AReplyOfTheWrongLengthOrKindFailsTheTransfer) {
-    NumberingPeer_t peer({{0x61, 0x82, 0x02, 0x01, 0x02}, {0x41, 0x1C}, {0x00, 0x86}, {0x61, 0x88, 0x01, 0x09}});
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(readByte(peer.fd), -EPROTO) << i;
+TEST(BridgeNumbers, AReplyOfTheWrongLengthOrKindOrThatStopsHalfWayFailsTheTransfer) {
+    NumberingPeer_t peer({{0x61, 0x82},
+                          {0x61, 0x81, 0x02, 0x61},
+                          {0x61, 0x86, 0x02, 0x01, 0x02},
+                          {0x41, 0x1C},
+                          {0x00, 0x8A},
+                          {0x61, 0x8C, 0x01, 0x09}});
+    for (const int error : {ETIMEDOUT, ETIMEDOUT, EPROTO, EPROTO, EPROTO}) {
+        EXPECT_EQ(readByte(peer.fd), -error) << peer.greetings;
     }
     EXPECT_EQ(readByte(peer.fd), 0x09);
-    EXPECT_EQ(peer.greetingNumbers, (Bytes_t{0x81, 0x83, 0x85, 0x87}));
+    EXPECT_EQ(peer.greetingNumbers, (Bytes_t{0x81, 0x83, 0x85, 0x87, 0x89, 0x8B}));
 }
 
 TEST(BridgeNumbers, AFarEndThatUsedToAnswerGetsNoRequestBeforeItAnswersAgain) {

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -160,12 +161,34 @@ TEST_F(BusDevice, ADeviceThatHasGoneIsLetGoAndLookedForOnceASecond) {
         EXPECT_EQ(transfer(), -ENODEV);
     }
     EXPECT_EQ(opened, 1);
-    wait(1000);
-    EXPECT_LT(transfer(), 0);
-    EXPECT_EQ(opened, 2);
+    std::ofstream(name) << "no device";
+    setenv("JOURNAL_STREAM", "8:1234", 1);
+    testing::internal::CaptureStderr();
+    for (const int opens : {2, 3}) {
+        wait(1000);
+        EXPECT_EQ(transfer(), -ENOTTY);
+        EXPECT_EQ(opened, opens);
+    }
+    unsetenv("JOURNAL_STREAM");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "\nesa: /dev/enc-0 is gone; looking for it once a second\n");
     plug(0x33);
     wait(1000);
+    calls::fcntl.failWith(EACCES);
+    EXPECT_EQ(transfer(), -EBUSY) << "a lock that is denied counts as held by another";
+    wait(1000);
     EXPECT_EQ(transfer(), 0x33);
+}
+
+TEST_F(BusDevice, ADeviceThatItsDriverCallsGoneOrShutDownIsLetGoAtOnce) {
+    for (const int error : {ESHUTDOWN, ENODEV}) {
+        EXPECT_EQ(transfer(), 0x11);
+        older = std::move(bridge);
+        lineError = error;
+        calls::open.failWith(error == ESHUTDOWN ? EMFILE : 0);
+        EXPECT_EQ(transfer(), -error);
+        EXPECT_EQ(deviceOf(fd) == makedev(1, 3), error == ENODEV) << "/dev/null, where it can be opened";
+        plug(0x11);
+    }
 }
 
 TEST_F(BusDevice, ADeviceMadeAnewIsUsedThoughTheOldOneIsStillThere) {
@@ -179,7 +202,9 @@ TEST_F(BusDevice, ADeviceMadeAnewIsUsedThoughTheOldOneIsStillThere) {
 
 TEST_F(BusDevice, ARefusalComesFromABusThatIsAliveSoNoOtherIsLookedFor) {
     ASSERT_EQ(transfer(), 0x11);
-    plug(0x22);
+    unlink(name.c_str());
+    std::ofstream(name) << "no device";
+    bridge.swap(older);
     for (const int refusal : {ENXIO, EREMOTEIO}) {
         lineError = refusal;
         EXPECT_EQ(transfer(), -refusal);
@@ -188,6 +213,8 @@ TEST_F(BusDevice, ARefusalComesFromABusThatIsAliveSoNoOtherIsLookedFor) {
     lineError = EIO;
     EXPECT_EQ(transfer(), -EIO);
     EXPECT_EQ(opened, 1);
+    bridge.swap(older);
+    EXPECT_EQ(transfer(), 0x11) << "what has its name now is no bus";
 }
 
 TEST_F(BusDevice, IsUsedAsItWasOpenedWhileItLivesEvenIfItTimesOut) {
@@ -263,8 +290,32 @@ TEST_F(BusDevice, ASecondMasterWaitsForItsTurn) {
         wait(300);
         close(first);
     });
+    calls::fcntl.failWith(EACCES); // the first try is denied: that counts as held, too
     EXPECT_EQ(transfer(), 0x11);
     leaving.join();
+}
+
+TEST_F(BusDevice, ALineThatCannotBeLockedOrSetUpIsRefusedAndLeftUnlocked) {
+    for (int step = 0; step < 5; ++step) {
+        forgetBus();
+        calls::fcntl.failWith(step < 3 ? ENOLCK : 0, step);
+        calls::tcgetattr.failWith(step == 3 ? ENOLCK : 0);
+        calls::tcsetattr.failWith(step == 4 ? ENOLCK : 0);
+        EXPECT_EQ(readByte(fd), -ENOLCK) << step;
+        EXPECT_TRUE(isFree(name, 0, 0));
+    }
+    EXPECT_EQ(bridge->requests, 0);
+}
+
+TEST_F(BusDevice, AnI2cDeviceIsLockedLikeALine) {
+    close(fd);
+    unlink(name.c_str());
+    ASSERT_EQ(symlink("/dev/null", name.c_str()), 0);
+    fd = open(name.c_str(), O_RDWR);
+    const calls::Answer_t adapter(calls::ioctl,
+                                  [this](int of, unsigned long, unsigned long) { return of == fd ? 0 : -1; });
+    EXPECT_EQ(transfer(), 0x00);
+    EXPECT_FALSE(isFree(name, 0, 0));
 }
 
 TEST_F(BusDevice, IsLockedFromTheFirstTransferToTheClosing) {
@@ -284,6 +335,12 @@ TEST_F(BusDeviceDeathTest, IsLeftToOthersUnderAMarkWhileItHasNeverAnswered) {
         EXPECT_LT(transfer(), 0);
         EXPECT_TRUE(isFree(name, 0, 1));
         EXPECT_FALSE(isFree(name, 1, 1));
+        const int other = lockElsewhere(name, 0, 1);
+        EXPECT_EQ(transfer(), -EBUSY);
+        EXPECT_EQ(bridge->requests, 1) << "nothing is sent while another drives it";
+        close(other);
+        wait(1000);
+        EXPECT_LT(transfer(), 0);
         bridge->silent = false;
         EXPECT_EQ(transfer(), 0x11);
         EXPECT_FALSE(isFree(name, 0, 1)) << "driven again, and from now on";

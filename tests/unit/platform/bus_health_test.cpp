@@ -38,7 +38,8 @@ TEST_F(BusHealth, OneHungChipLeavesTheOthersAlone) {
         EXPECT_TRUE(busMayTry(0x29, 1000)) << "it has not had its chance yet";
         (void)busNoteOutcome(0x29, false, 1000);
         EXPECT_TRUE(busMayTry(0x29, 1000));
-        EXPECT_FALSE(busMayTry(0x28, 1000)) << "the answer was another chip's";
+        EXPECT_FALSE(busMayTry(0x28, 1999)) << "the answer was another chip's";
+        EXPECT_TRUE(busMayTry(0x28, 2000));
     }
 }
 

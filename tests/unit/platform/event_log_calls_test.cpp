@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include "calls.h"
@@ -65,6 +67,29 @@ TEST_F(EventLogCalls, WriteThatTakesNothingIsNotRepeated) {
     add(SMALL);
     EXPECT_EQ(writes, 1);
     EXPECT_EQ(withoutTime(onStandardError), SMALL_LINE);
+}
+
+TEST_F(EventLogCalls, WithoutTheLockALineIsAppendedAllTheSameButNothingIsTurnedOverOrTakenBack) {
+    fillLog(4194304, 'a');
+    const int holder = open(file.c_str(), O_RDONLY);
+    ASSERT_EQ(flock(holder, LOCK_EX), 0);
+    toFile = aPartThen(ENOSPC);
+    add(SMALL);
+    EXPECT_EQ(std::filesystem::file_size(file), 4194304U + 20);
+    add(SMALL);
+    close(holder);
+    EXPECT_TRUE(log().ends_with(std::string("\n") + SMALL_LINE));
+}
+
+TEST_F(EventLogCalls, StandardErrorIsWrittenToAgainAfterASignalOrAPartUntilItTakesNothing) {
+    std::vector<std::size_t> asked;
+    calls::write.answer = [&](int, const void*, std::size_t count) {
+        asked.push_back(count);
+        errno = EINTR;
+        return std::vector<ssize_t>{-1, 8, 0}.at(asked.size() - 1);
+    };
+    altEventLogM(SMALL.get(), nullptr);
+    EXPECT_EQ(asked, (std::vector<std::size_t>{125, 125, 117}));
 }
 
 TEST_F(EventLogCalls, ABugCheckEndsTheProcessEvenWhenNothingCanBeWritten) {

@@ -5,6 +5,8 @@
 #include <memory>
 #include <sstream>
 
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -71,6 +73,12 @@ TEST_F(EventLog, BehindAPieceOfALineTheNextBeginsOnALineOfItsOwn) {
     fs::resize_file(file, 0);
     add(SMALL);
     EXPECT_EQ(log(), SMALL_LINE);
+    std::ofstream(file) << "{\"tim";
+    const calls::Answer_t unreadable(calls::open, [](const char* name, int flags, mode_t mode) {
+        return calls::open.real(name, (flags & ~O_ACCMODE) | O_WRONLY, mode);
+    });
+    add(SMALL);
+    EXPECT_EQ(log(), std::string("{\"tim") + SMALL_LINE) << "where that cannot be seen the line is kept all the same";
 }
 
 TEST_F(EventLog, IsTurnedOverBeforeItGrowsBeyond4MiBAndKeepsFiveOlderOnes) {
@@ -100,12 +108,25 @@ TEST_F(EventLog, ThatAnotherProcessTurnsOverBeforeTheLockIsHadIsOpenedAnew) {
         const int fd = calls::open.real(name, flags, mode);
         if (!fs::exists(file.string() + ".1")) {
             fs::rename(file, file.string() + ".1");
+            std::ofstream(file) << "";
         }
         return fd;
     });
     add(SMALL);
     EXPECT_EQ(log(), SMALL_LINE);
     EXPECT_EQ(fs::file_size(file.string() + ".1"), 4194304U);
+}
+
+TEST_F(EventLog, ThatThreeTimesIsAnotherFileThanTheOneOpenedIsGivenUpForStandardError) {
+    int opened = 0;
+    const calls::Answer_t covered(calls::open, [&](const char*, int, mode_t) {
+        if (++opened == 2) { // the first time there is no file of the name
+            std::ofstream(file) << "";
+        }
+        return memfd_create("of another filesystem", 0);
+    });
+    EXPECT_EQ(standardErrorOf([&] { add(SMALL); }), SMALL_LINE);
+    EXPECT_EQ(opened, 3);
 }
 
 TEST_F(EventLog, NoLineOfSeveralProcessesIsLostWhenTheLogIsTurnedOver) {
