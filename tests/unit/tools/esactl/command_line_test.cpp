@@ -103,7 +103,8 @@ TEST(Errors, PermissionDeniedNamesTheGroupThatHasItAndNeverRoots) {
         (void)setfsuid(NOBODY); // an owner without permission has none as a member of the group either
         const std::string told = complaintAbout(directory);
         (void)setfsuid(0);
-        EXPECT_EQ(told, "no-switch: permission denied at '" + directory + "/peer': " + who);
+        const std::string where = "no-switch: permission denied at '" + directory + "/peer': ";
+        EXPECT_EQ(told, where + who);
     }
 }
 

@@ -105,7 +105,7 @@ TEST(Monitor, WhatIsNoWholeAnswerIsNoneAndWhatIsAskedForMayHoldAnyCharacter) {
     const std::string none = "no-answer";
     EXPECT_EQ(answers, (std::vector<std::string>{"200 all", "503 ", none, none, none, none, none}));
     EXPECT_EQ(ask(0.1), none) << "nobody takes the connection";
-    EXPECT_EQ(queryValue("azAZ09-_.~ {:/\xC3"), "azAZ09-_.~%20%7B%3A%2F%C3");
+    EXPECT_EQ(queryValue("azAZ09-_.~ [{:/\xC3"), "azAZ09-_.~%20%5B%7B%3A%2F%C3");
 }
 
 TEST(WatchCommand, ShowsStatusAndEventsInPlainFramesWithoutATerminalUntilItHasShownEnoughOrIsInterrupted) {
