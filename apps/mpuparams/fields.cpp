@@ -10,14 +10,16 @@
 
 namespace {
 
-/** All chassis can be given to a live block, by the names that every tool uses; its text file knows the first three. */
-constexpr auto CHASSIS = [] {
+consteval std::array<Named_t, CHASSIS_LIST.size()> namesOfChassis() {
     std::array<Named_t, CHASSIS_LIST.size()> names{};
     for (std::size_t i = 0; i < names.size(); ++i) {
         names[i] = {CHASSIS_LIST[i].name, CHASSIS_LIST[i].type};
     }
     return names;
-}();
+}
+
+/** All chassis can be given to a live block, by the names that every tool uses; its text file knows the first three. */
+constexpr auto CHASSIS = namesOfChassis();
 
 /** A table of the text file without the nameless entry at its end. */
 template <std::size_t N>
