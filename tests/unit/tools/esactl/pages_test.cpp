@@ -260,6 +260,9 @@ TEST(StandardPages, EmptySlotsAreWellAnAlarmHasItsTonesAndWhatNobodyKnowsIsZeros
     const Bytes_t page = standardConfigurationPage(enclosure.configuration);
     EXPECT_EQ(plainHex(Bytes_t(page.begin() + 48, page.begin() + 64)), "0102000b030000040601000509010000");
     EXPECT_EQ(std::string(page.begin() + 64, page.end()), "Drive slotsFansAlarm");
+    enclosure.configuration.groups = {{1, 0}};
+    enclosure.status.drives.clear();
+    EXPECT_EQ(plainHex(standardStatusPage(enclosure)), "020000080000000000000000") << "no slots are not well";
 }
 
 TEST(ControlPage, AnEnclosureTooLargeForAMessageIsRefused) {
