@@ -55,7 +55,7 @@ function(esa_find_googletest)
     add_library(gtest_main STATIC EXCLUDE_FROM_ALL ${root}/src/gtest-all.cc ${root}/src/gtest_main.cc)
     target_include_directories(gtest_main SYSTEM PUBLIC ${root}/include
       PRIVATE ${root})
-    target_compile_options(gtest_main PRIVATE -w -Og)
+    target_compile_options(gtest_main PRIVATE -w -O0)
     set_target_properties(gtest_main PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
     add_library(GTest::gtest_main ALIAS gtest_main)
     add_library(GTest::gtest ALIAS gtest_main)

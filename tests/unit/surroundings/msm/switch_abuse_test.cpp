@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <numeric>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -202,8 +203,10 @@ TEST_F(SwitchAbuseTest, ALogThatNobodyReadsStopsNeitherMessagesNorSigterm) {
     for (const bool isReadAtLast : {true, false}) {
         start({"--log"});
         const auto [peer, id] = connectPeer();
-        for (std::uint32_t handle = 0; handle < 10000; ++handle) { // near 1 MB of lines
-            ASSERT_TRUE(peer->send(messageTo({id}, id, handle)));
+        std::vector<unsigned> recipients(50, id); // and others that are not there, for a long line
+        std::iota(recipients.begin() + 1, recipients.end(), 60);
+        for (std::uint32_t handle = 0; handle < 2500; ++handle) { // more than 1 MB of lines
+            ASSERT_TRUE(peer->send(messageTo(recipients, id, handle)));
             ASSERT_EQ(peer->receiveHandle(), handle);
         }
         if (isReadAtLast) {
