@@ -8,6 +8,7 @@
 #include "client.h"
 #include "command_line.h"
 #include "failure.h"
+#include "listed.h"
 #include "server.h"
 #include "vhost_line.h"
 
@@ -24,14 +25,6 @@ struct Options_t {
     bool quiet = false;
 };
 
-std::string knownChassis() {
-    std::string known;
-    for (const std::string& name : chassisNames()) {
-        known += (known.empty() ? "" : ", ") + name;
-    }
-    return known;
-}
-
 CliProgram_t commandLine(Options_t& options) {
     return {
         .name = "encsim",
@@ -39,7 +32,7 @@ CliProgram_t commandLine(Options_t& options) {
             "Simulated enclosure: chips, wiring and physics behind a serial I2C bridge or as a virtual machine's bus.",
         .options = {
             {.name = "--chassis",
-             .description = "the enclosure to be: " + knownChassis(),
+             .description = "the enclosure to be: " + listed(chassisNames()),
              .target = &options.chassis,
              .type = "NAME",
              .suggest = [] { return chassisNames(); }},
@@ -110,7 +103,7 @@ int runTool(int argc, char** argv) {
         return sendCommand(options.commandSocket, options.command);
     }
     if (options.chassis.empty()) {
-        throw failure("--chassis is required: expected one of " + knownChassis() + "; see encsim --help");
+        throw failure("--chassis is required: expected one of " + listed(chassisNames()) + "; see encsim --help");
     }
     // The long names of the controller's configuration will do as well.
     if (const ChassisFacts_t* const facts = findChassis(options.chassis); facts != nullptr) {
@@ -118,7 +111,7 @@ int runTool(int argc, char** argv) {
     }
     const std::unique_ptr<Enclosure_t> enclosure = makeEnclosure(options.chassis);
     if (enclosure == nullptr) {
-        throw failure("no chassis \"" + options.chassis + "\": expected one of " + knownChassis());
+        throw failure("no chassis \"" + options.chassis + "\": expected one of " + listed(chassisNames()));
     }
     serve(options, *enclosure);
     return 0;

@@ -1,8 +1,6 @@
 #include "calls.h"
 
 #include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
 
 #include <fcntl.h>
 
@@ -26,12 +24,9 @@ int NAME_OF_FCNTL(__real_)(int fd, int command, ...);
 int NAME_OF_IOCTL(__real_)(int fd, unsigned long request, ...);
 int NAME_OF_SHMCTL(__real_)(int shmid, int command, shmid_ds* state);
 time_t NAME_OF_TIME(__real_)(time_t* result);
-[[noreturn]] void __real_exit(int status);
 }
 
 namespace calls {
-
-bool exitIsExpected = false;
 
 int realOpen(const char* path, int flags, mode_t mode) {
     return __real_open64(path, flags, mode);
@@ -73,6 +68,14 @@ WRAP(int, __wrap_sigaction, sigaction, (int s, const struct sigaction* a, struct
 WRAP(ssize_t, __wrap_read, read, (int fd, void* bytes, std::size_t count), fd, bytes, count)
 WRAP(ssize_t, __wrap_write, write, (int fd, const void* bytes, std::size_t count), fd, bytes, count)
 WRAP(ssize_t, __wrap_readlink, readlink, (const char* path, char* buffer, std::size_t size), path, buffer, size)
+WRAP(int, __wrap_close, close, (int fd), fd)
+WRAP(int, __wrap_fchmod, fchmod, (int fd, mode_t mode), fd, mode)
+WRAP(int, __wrap_rename, rename, (const char* from, const char* to), from, to)
+WRAP(int, __wrap_pipe2, pipe2, (int* ends, int flags), ends, flags)
+WRAP(int, __wrap_socket, socket, (int domain, int type, int protocol), domain, type, protocol)
+WRAP(int, __wrap_listen, listen, (int fd, int backlog), fd, backlog)
+WRAP(ssize_t, __wrap_send, send, (int fd, const void* bytes, std::size_t count, int flags), fd, bytes, count, flags)
+WRAP(ssize_t, __wrap_recv, recv, (int fd, void* bytes, std::size_t count, int flags), fd, bytes, count, flags)
 WRAP(int, __wrap_poll, poll, (pollfd* fds, nfds_t count, int timeout), fds, count, timeout)
 WRAP(int, __wrap_tcgetattr, tcgetattr, (int fd, termios* settings), fd, settings)
 WRAP(int, __wrap_tcsetattr, tcsetattr, (int fd, int when, const termios* settings), fd, when, settings)
@@ -106,15 +109,6 @@ WRAP_OPEN(__wrap_open64)
     }
 WRAP_CONTROL(NAME_OF_FCNTL, fcntl, int)
 WRAP_CONTROL(NAME_OF_IOCTL, ioctl, unsigned long)
-
-void __wrap_exit(int status) {
-    if (!calls::exitIsExpected) {
-        (void)std::fprintf(stderr, "the code under test left with exit(0x%08X)\n", static_cast<unsigned>(status));
-        std::abort();
-    }
-    (void)std::fprintf(stderr, "exit(0x%08X)", static_cast<unsigned>(status));
-    __real_exit(status);
-}
 
 } // extern "C"
 // NOLINTEND(bugprone-reserved-identifier)

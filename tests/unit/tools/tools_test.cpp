@@ -11,6 +11,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "calls.h"
 #include "chassis_list.h"
 #include "completion.h"
 #include "folder.h"
@@ -44,38 +45,7 @@ Bytes_t messageOf(std::size_t length) {
     return bytes;
 }
 
-/** A call that fails the next time, and then no more. */
-struct FailingCall_t {
-    std::string_view call = {};
-    int error = 0;
-} failure;
-
-bool fails(std::string_view call) {
-    if (failure.call != call) {
-        return false;
-    }
-    errno = std::exchange(failure, {}).error;
-    return true;
-}
-
 } // namespace
-
-#define WRAP(R, name, parameters, ...)                                                                                 \
-    R __real_##name parameters;                                                                                        \
-    R __wrap_##name parameters {                                                                                       \
-        return fails(#name) ? -1 : __real_##name(__VA_ARGS__);                                                         \
-    }
-extern "C" {
-WRAP(int, close, (int file), file)
-WRAP(int, fchmod, (int file, mode_t mode), file, mode)
-WRAP(int, listen, (int socket, int backlog), socket, backlog)
-WRAP(int, pipe2, (int* ends, int flags), ends, flags)
-WRAP(ssize_t, recv, (int socket, void* bytes, std::size_t count, int flags), socket, bytes, count, flags)
-WRAP(int, rename, (const char* from, const char* to), from, to)
-WRAP(ssize_t, send, (int socket, const void* bytes, std::size_t count, int flags), socket, bytes, count, flags)
-WRAP(int, socket, (int domain, int type, int protocol), domain, type, protocol)
-WRAP(ssize_t, write, (int file, const void* bytes, std::size_t count), file, bytes, count)
-}
 
 TEST(Hex, DigitsInEitherCaseBecomeBytes) {
     Bytes_t bytes{1};
@@ -109,7 +79,7 @@ TEST(Messages, AreCutOutOfTheStreamWhateverPiecesTheyArriveIn) {
     MessageReader_t reader;
     Message_t message;
     std::vector<std::size_t> sizes;
-    failure = {"send", EINTR};
+    calls::send.failWith(EINTR);
     for (std::size_t i = 0; i < all.size(); ++i) {
         ASSERT_TRUE(sendWhole(pair.ends[0], std::span(all).subspan(i, 1)));
         ASSERT_EQ(reader.readSome(pair.ends[1]), Arrival_e::BYTES);
@@ -138,9 +108,9 @@ TEST(Streams, AClosedPeerIsToldFromASilentOne) {
     const Pair_t pair;
     MessageReader_t reader;
     EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::NOTHING);
-    failure = {"recv", EINTR};
+    calls::recv.failWith(EINTR);
     EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::NOTHING);
-    failure = {"recv", ECONNRESET};
+    calls::recv.failWith(ECONNRESET);
     EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::CLOSED);
     shutdown(pair.ends[0], SHUT_RDWR);
     EXPECT_EQ(reader.readSome(pair.ends[1]), Arrival_e::CLOSED);
@@ -154,7 +124,7 @@ TEST(Streams, WhoListensIsFoundByPathAndWithoutWaitingForHim) {
     EXPECT_EQ(errno, ENOENT);
     EXPECT_FALSE(unixHasListener(path));
     EXPECT_EQ(errno, ENOENT);
-    failure = {"listen", EPERM};
+    calls::listen.failWith(EPERM);
     EXPECT_EQ(unixListen(path).failed, UnixStep_e::LISTEN);
     EXPECT_EQ(errno, EPERM);
     const UnixSocket_t listener = unixListen(path, 0); // nothing is in its way
@@ -179,7 +149,7 @@ TEST(Streams, APathOf107CharactersIsTheLongest) {
     EXPECT_EQ(unixConnect(std::string(107, 'p')).failed, UnixStep_e::ADDRESS);
     EXPECT_EQ(unixConnect(std::string(108, 'p')).failed, UnixStep_e::PATH);
     EXPECT_EQ(unixListen(std::string(108, 'p')).failed, UnixStep_e::PATH);
-    failure = {"socket", EMFILE};
+    calls::socket.failWith(EMFILE);
     EXPECT_EQ(unixConnect("s").failed, UnixStep_e::SOCKET);
     errno = EAGAIN; // said by something else
     EXPECT_FALSE(unixHasListener(std::string(108, 'p')));
@@ -199,8 +169,11 @@ TEST(SimulatorReply, EndsWithALineThatSaysHowItWent) {
 TEST(ReplaceFile, WhatFailsLeavesTheOldFileAndNoOther) {
     const testsupport::Folder_t folder;
     const std::string path = folder.write("f", "old");
-    for (const char* const call : {"write", "fchmod", "close", "rename"}) {
-        failure = {call, EIO};
+    for (int call = 0; call < 4; ++call) {
+        calls::write.failWith(call == 0 ? EIO : 0);
+        calls::fchmod.failWith(call == 1 ? EIO : 0);
+        calls::close.failWith(call == 2 ? EIO : 0);
+        calls::rename.failWith(call == 3 ? EIO : 0);
         EXPECT_EQ(replaceFile(path, "new"), "Input/output error") << call;
         EXPECT_EQ(folder.read("f"), "old");
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
@@ -211,7 +184,7 @@ TEST(LogWriter, AnInterruptedWriteIsDoneAgain) {
     LogWriter_t log;
     const Pair_t pair;
     log.open(pair.ends[0]);
-    failure = {"send", EINTR};
+    calls::send.failWith(EINTR);
     log.write("line");
     EXPECT_FALSE(log.isWaiting());
 }
@@ -232,7 +205,7 @@ TEST(StopSignal, IsNotedAndEndsAWaitButAHangUpThatIsIgnoredStaysSoAndForgottenAl
     (void)std::signal(SIGHUP, SIG_IGN);
     (void)std::signal(SIGINT, SIG_IGN);
     stopSignalForget();
-    failure = {"pipe2", EMFILE};
+    calls::pipe2.failWith(EMFILE);
     stopSignalInstall();
     std::raise(SIGINT);
     EXPECT_FALSE(stopSignalReceived()) << "it could not be noted";
@@ -255,7 +228,7 @@ TEST(StopSignal, IsNotedAndEndsAWaitButAHangUpThatIsIgnoredStaysSoAndForgottenAl
 TEST(StopSignal, ATerminalThatIsGoneAsksForAStopAndIsWatchedNoMore) {
     const testsupport::Stream_t gone(open("/dev/null", O_RDONLY | O_CLOEXEC));
     interruptWatchKeys(gone.fd());
-    EXPECT_EXIT(std::exit(interruptRequested() && interruptKeyFd() == -1 ? 0 : 1), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(_exit(interruptRequested() && interruptKeyFd() == -1 ? 0 : 1), testing::ExitedWithCode(0), "");
     interruptWatchKeys(-1);
 }
 
