@@ -56,11 +56,11 @@ TEST(Hex, DigitsInEitherCaseBecomeBytes) {
 }
 
 TEST(Hex, BytesComeByTheLineOfSixteen) {
-    using Lines_t = std::vector<std::string>;
+    using Rows_t = std::vector<std::string>;
     const std::string whole = "a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0 a0";
-    EXPECT_EQ(hexLines(Bytes_t(17, 0xA0)), (Lines_t{whole, "a0"}));
-    EXPECT_EQ(hexLines(Bytes_t(16, 0xA0)), (Lines_t{whole}));
-    EXPECT_EQ(hexLines({}), Lines_t{});
+    EXPECT_EQ(hexLines(Bytes_t(17, 0xA0)), (Rows_t{whole, "a0"}));
+    EXPECT_EQ(hexLines(Bytes_t(16, 0xA0)), (Rows_t{whole}));
+    EXPECT_EQ(hexLines({}), Rows_t{});
 }
 
 TEST(Hex, WhatIsNoPairOfDigitsAppendsNothing) {
