@@ -260,7 +260,7 @@ std::vector<Command_t> reports(Options_t& options) {
         {{"decode",
           "An event log, or the dumps of a trace log, in words",
           "esactl decode /var/log/esa/altevents.jsonl",
-          {{.name = "FILE", .description = "The log", .target = &options.file, .type = "", .required = true}}},
+          {{.name = "file", .description = "The log", .target = &options.file, .type = "FILE", .required = true}}},
          decodeCommand},
     };
 }

@@ -301,7 +301,8 @@ TEST_F(Completion, BashAsksTheProgram) {
         {"status --format = ", "text json prometheus"},
         {"alarm ''", "mute fault critical"},
         {"bogus ''", ""},
-        {"--directory /et", "/etc"}};
+        {"--directory /et", "/etc"},
+        {"decode /etc/passw", "/etc/passwd"}};
     std::string script = "source '" ESACTL_COMPLETION ".bash'\n";
     std::string expected;
     for (const auto& [words, offered] : cases) {
