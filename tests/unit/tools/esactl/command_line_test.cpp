@@ -302,7 +302,7 @@ TEST_F(Completion, BashAsksTheProgram) {
         {"alarm ''", "mute fault critical"},
         {"bogus ''", ""},
         {"--directory /et", "/etc"},
-        {"decode /etc/passw", "/etc/passwd"}};
+        {"decode /proc/self/statu", "/proc/self/status"}};
     std::string script = "source '" ESACTL_COMPLETION ".bash'\n";
     std::string expected;
     for (const auto& [words, offered] : cases) {
