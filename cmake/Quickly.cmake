@@ -3,7 +3,7 @@
 #   firmware  what runs on the controller; optimised as ever
 #   tools     tools and simulator; they share one precompiled header, and g++ makes somewhat slower code in half the time
 #   tests     see tests/CMakeLists.txt
-#   reading   nothing: checks that only read the sources find the tools' and the simulator's as two sources
+#   reading   nothing: checks that only read the sources find most of the tools' as one source, and of the simulator's
 
 # esa_compile_together(TARGET...): all sources of each at a time.
 function(esa_compile_together)

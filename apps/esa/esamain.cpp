@@ -145,7 +145,8 @@ void esaWaitForRcp() {
 
 void esaInitChassis() {
     const Chassis_t& chassis = esaChassis();
-    esaTraceText(chassis.init() == ESA_E_OK ? chassis.initDoneText : chassis.initFailedText);
+    const bool good = chassis.init() == ESA_E_OK;
+    ESA_TRACE_TEXT(good ? chassis.initDoneText : chassis.initFailedText);
 }
 
 void esaMainLoopPass() {

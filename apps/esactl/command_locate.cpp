@@ -90,7 +90,7 @@ int locateCommand(const Options_t& options) {
     try {
         blinkUntilStopped(blinker, options);
     } catch (const Interrupted_t&) {
-        stopSignalForget(); // from here on a second one ends the program
+        stopSignalForget(); // a second one ends the program, unless it was started to ignore them
     } catch (const ToolError_t&) {
         blinker.restore();
         throw;

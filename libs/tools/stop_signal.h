@@ -10,7 +10,8 @@ void stopSignalInstall();
 /** Becomes readable with the first such signal and stays so; -1 before stopSignalInstall(). */
 [[nodiscard]] int stopSignalFd();
 
-/** As before stopSignalInstall(): such a signal does again what it did, and one that has come counts no more. */
+/** Such a signal does again what it did before stopSignalInstall(), held back no more; one that has come is forgotten.
+ */
 void stopSignalForget();
 
 /** Whether one has come. */

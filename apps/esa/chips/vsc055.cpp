@@ -90,7 +90,7 @@ ESA_CODE_e vsc055CheckInput(U8_t address, U8_t port, U8_t bits, const CHAR_t* go
         return result;
     }
     const bool good = (inputs & bits) == bits;
-    esaTraceText(good ? goodText : badText);
+    ESA_TRACE_TEXT(good ? goodText : badText);
     return good ? ESA_E_OK : ESA_E_GENERR;
 }
 

@@ -43,8 +43,10 @@ private:
     } while (0)
 
 /** Traces a text, where there is one. */
-inline void esaTraceText(const CHAR_t* text) {
-    if (text != nullptr) {
-        ESA_TRACE("%s", text);
-    }
-}
+#define ESA_TRACE_TEXT(text)                                                                                           \
+    do {                                                                                                               \
+        const CHAR_t* const esaText = (text);                                                                          \
+        if (esaText != nullptr) {                                                                                      \
+            ESA_TRACE("%s", esaText);                                                                                  \
+        }                                                                                                              \
+    } while (0)

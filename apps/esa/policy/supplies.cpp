@@ -17,13 +17,13 @@ void manageFault(const SupplyCheck_t& check, bool good) {
 bool takeOver(const SupplyCheck_t& check, bool good, const SupplyTexts_t& texts) {
     const bool wasGood = (esaControl.powerSupplyStatus & check.statusBit) != 0;
     if (good == wasGood) {
-        esaTraceText(good ? texts.stillGood : texts.stillBad);
+        ESA_TRACE_TEXT(good ? texts.stillGood : texts.stillBad);
         if (good) {
             check.stillGood();
         }
         return false;
     }
-    esaTraceText(good ? texts.turnedGood : texts.turnedBad);
+    ESA_TRACE_TEXT(good ? texts.turnedGood : texts.turnedBad);
     esaControl.powerSupplyStatus ^= check.statusBit;
     if (check.show != nullptr) {
         check.show(good);
