@@ -50,10 +50,14 @@ class Finder(Statements):
         if span is None or self.source.text[span[0]] != "{":
             return context
         head = self.source.text[node.extent.start.offset : span[0]]
-        # The compiler looks into a lambda of a constexpr function as well.
-        constant = context.switch == "ESA_MC" or re.search(r"\b(constexpr|consteval)\b", head) is not None
-        self.source.functions.append((span[0] + 1, constant))
-        return Context(len(self.source.functions) - 1, span[1], "ESA_MC" if constant else "ESA_M")
+        # The compiler looks into a lambda of such a function as well.
+        switch = context.switch
+        if switch and re.search(r"\bconsteval\b", head):
+            switch = ""  # no switch is thrown while compiling
+        elif switch == "ESA_M" and re.search(r"\bconstexpr\b", head):
+            switch = "ESA_MC"
+        self.source.functions.append((span[0] + 1, switch != "ESA_M"))
+        return Context(len(self.source.functions) - 1, span[1], switch)
 
     def context_of(self, node, child, context):
         fixed = context.fixed or node.kind == Kind.ENUM_CONSTANT_DECL
@@ -68,7 +72,7 @@ class Finder(Statements):
         if node.kind in LOOPS:
             loop = self.loose_span(child) is not None and self.loose_span(child) == self.condition_of(node)
         # What a member has by default may be wanted in a constexpr function.
-        switch = "ESA_MC" if node.kind == Kind.FIELD_DECL else context.switch
+        switch = "ESA_MC" if node.kind == Kind.FIELD_DECL and context.switch else context.switch
         return replace(context, fixed=fixed, loop_condition=loop, switch=switch)
 
     # --- declarations

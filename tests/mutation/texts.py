@@ -69,7 +69,7 @@ class Context:
 
     function: int = -1
     function_end: int = -1
-    switch: str = "ESA_M"
+    switch: str = "ESA_M"  # empty where none can be thrown
     fixed: bool = False  # a constant expression by the language: sizes, labels, template arguments
     loop_condition: bool = False
 
@@ -134,7 +134,7 @@ class Texts:
         old, new = flat(self.text(span)), flat(text)
         change = Change(self.source.path, kind, span[0], span[1], text, self.source.line(span[0]),
                         self.source.row(span[0]), shown or f"{old} -> {new or '(nothing)'}", context.function,
-                        list(edits), before=self.source.before(span[0]))  # fmt: skip
+                        list(edits) if context.switch else [], before=self.source.before(span[0]))  # fmt: skip
         self.source.changes.append(change)
         return change
 

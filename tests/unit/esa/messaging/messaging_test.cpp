@@ -121,6 +121,7 @@ TEST_F(Messaging, AnyOtherStatusOrCommandIsNotAnswered) {
 
 TEST_F(Messaging, SelfTestAsksTheAdapterItselfForAPage) {
     esaSetDimensions({5, 13, 1, 2, 4, 1});
+    std::memset(esaControl.esaWorkSpace, 0xFF, sizeof(esaControl.esaWorkSpace));
     EXPECT_EQ(esaTestMsg(28, 2), 72);
     // 4 x (13 + 1 + 2) + 21 = 85 bytes allowed
     EXPECT_EQ(sent(), "0E 01 00 48 12 00 00 1C " + ENDPOINTS + " 1C 80 02 00 00 55 00 00");
