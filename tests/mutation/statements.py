@@ -67,7 +67,7 @@ class Statements(Expressions):
     def range_loop(self, node, context):
         """Leaves out the first element, or the last."""
         body = list(node.get_children())[-1]
-        if self.span(node) is None or body.kind != Kind.COMPOUND_STMT or context.fixed:
+        if self.span(node) is None or body.kind != Kind.COMPOUND_STMT or context.fixed or not context.switch:
             return
         start, end = self.parenthesis(node)
         head = self.source.text[start:end]
@@ -178,7 +178,7 @@ class Statements(Expressions):
             if change is not None:
                 change.leader, leader = leader, leader or change
                 pairs |= 1 << pair
-        if leader is None or len(run) > 60:
+        if leader is None or len(run) > 60 or not context.switch:
             return
         head = f"for(int {name}=0;{name}<{len(run)};++{name})switch(esaOrder({SWITCH},{pairs},{name})){{case 0:"
         # Outside of what else begins there: the labels belong to the switch.
