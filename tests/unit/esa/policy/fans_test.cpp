@@ -65,6 +65,7 @@ TEST_F(Fans, AverageIsOfThePresentSensorsAndTruncatesTowardZero) {
             esaControl.temperatureSensorMaxNumber = one.sensors;
             esaControl.temperatureReportStatus[0] = 0x7F7F7F7F; // lies behind the sensors
             std::copy(std::begin(one.readings), std::end(one.readings), esaControl.temperatureSensor);
+            esaControl.temperatureSensorAverage = one.average + 1;
             policy();
             EXPECT_EQ(esaControl.temperatureSensorAverage, one.average);
         }
