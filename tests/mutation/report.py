@@ -28,7 +28,7 @@ class Accepted:
     def reason(self, change):
         """The reason why the change may survive, or None."""
         for index, stanza in enumerate(self.stanzas):
-            if not (change.path == stanza["file"] or change.path.endswith("/" + stanza["file"])):
+            if not is_about(stanza, change.path):
                 continue
             texts = {"line": change.line, "before": change.before, "kind": change.kind, "change": change.shown}
             if all(matches(text, stanza[name]) for name, text in texts.items() if name in stanza):
@@ -39,12 +39,16 @@ class Accepted:
     def unused(self, paths):
         """Stanzas about these sources that no survivor needs any more."""
         return [stanza for index, stanza in enumerate(self.stanzas) if index not in self.used
-                and any(path == stanza["file"] or path.endswith("/" + stanza["file"]) for path in paths)]  # fmt: skip
+                and any(is_about(stanza, path) for path in paths)]  # fmt: skip
 
 
 def matches(text, pattern):
     """Like a shell's pattern in which only "<*>" is special: code holds the shell's other characters."""
     return re.fullmatch(".*".join(re.escape(part) for part in pattern.split("<*>")), text) is not None
+
+
+def is_about(stanza, path):
+    return matches("/" + path, "<*>/" + stanza["file"])
 
 
 def stanza(change):
@@ -66,8 +70,13 @@ class Report:
         self.unexplained = [change for change in self.survivors if self.reasons[id(change)] is None]
 
     @property
+    def faults(self):
+        """How many changes somebody could notice, as far as is known."""
+        return self.killed + len(self.unexplained)
+
+    @property
     def percent(self):
-        return 100 * self.killed / max(len(self.changes), 1)
+        return 100 * self.killed / max(self.faults, 1)
 
     def table(self, key):
         counts = collections.defaultdict(lambda: [0, 0, 0])
@@ -100,8 +109,8 @@ class Report:
         return "\n".join(lines) + "\n"
 
     def summary(self):
-        return (f"killed {self.killed} of {len(self.changes)} ({self.percent:.1f} %), {len(self.survivors)} survived, "
-                f"{len(self.unexplained)} of them unexplained")  # fmt: skip
+        return (f"killed {self.killed} of {len(self.changes)} ({self.percent:.1f} % of those that can be noticed), "
+                f"{len(self.survivors)} survived, {len(self.unexplained)} of them unexplained")  # fmt: skip
 
     def write_page(self):
         """Puts the figures between the marks of this target on the page."""
