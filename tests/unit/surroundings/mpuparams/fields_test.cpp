@@ -49,6 +49,9 @@ constexpr char FLAG_NAMES[] =
     "DisableBreakpoint, InitializeDrives, DisableTimeouts, ClearPersistence, MgtPortNotInited, ReduceEvents, "
     "CmapTracingEnabled or CmapHaTracingEnabled";
 
+const std::string ZEROS(254, '0');
+const std::string LONG(255, 'x');
+
 } // namespace
 
 TEST_F(Set, EveryFieldAndShowItByItsName) {
@@ -60,7 +63,7 @@ TEST_F(Set, EveryFieldAndShowItByItsName) {
         const std::size_t arrow = row.find(" -> ");
         const std::string name = row.substr(0, row.find_first_of("= "));
         if (name.size() < arrow) {
-            assignments.push_back(row.substr(0, arrow));
+            assignments.insert(assignments.begin(), row.substr(0, arrow)); // backwards: none spills into the next field
         }
         expected += name + std::string(23 - name.size(), ' ') + row.substr(arrow + 4) + "\n";
     }
@@ -76,11 +79,13 @@ TEST_F(Set, EveryFieldAndShowItByItsName) {
 }
 
 TEST_F(Show, TheDocumentHoldsEveryFieldByItsName) {
-    createFrom("Flags = 0x80\nCacheValid\nCmapTracingEnabled\nSlot = 3\nChassisType = Quadra\nVendorId = ACME\n"
+    createFrom("Flags = 0x80\nCacheValid\nOtherBladePresent\nCmapTracingEnabled\nSlot = 3\nChassisType = "
+               "Quadra\nVendorId = ACME\n"
                "IssIpAddress = 192.168.1.2\nMpuSoftwareVersion = 1.3.24\nSystemMemorySize = 64m\nAdapter = 1-2/3\n"
                "MacAddress = 1-0:23:52:255:1:2\nMmsgDirectory = /var/mmsg\nportConfiguration = 7-10gige\n");
     const Result_t result = tool("show", {"--json"});
     EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out.substr(0, result.out.find(',')), "{\n  \"version\": 1");
     const auto document = JsonValue_t::parse(result.out);
     EXPECT_EQ(document.size(), 3U);
     EXPECT_EQ(document["version"], 1);
@@ -88,7 +93,8 @@ TEST_F(Show, TheDocumentHoldsEveryFieldByItsName) {
     const auto params = document["params"];
     const std::pair<JsonValue_t, const char*> parts[] = {
         {params["version"], "15"},
-        {params["flags"], R"({"names":["CacheValid","RcpComplete","CmapTracingEnabled"],"value":16777360})"},
+        {params["flags"],
+         R"({"names":["OtherBladePresent","CacheValid","RcpComplete","CmapTracingEnabled"],"value":16777362})"},
         {params["slotId"], "3"},
         {params["chassisType"], R"({"name":"quadra","value":3})"},
         {params["portConfig"][0], R"({"name":null,"value":0})"},
@@ -116,19 +122,24 @@ TEST_F(Show, TheDocumentHoldsEveryFieldByItsName) {
 
 TEST_F(Show, BytesThatCannotBePrintedStayOnTheirLine) {
     std::string bytes(744, '\0');
-    bytes[3] = 15;                                       // as it lies in an image
-    bytes.replace(120, 6, "a\n\\\377b", 6);              // serialStr
-    bytes.replace(704, 8, "x\x01      ");                // vendorId
-    bytes.replace(254, 2, "\x12\x34");                   // the first MAC address' filler
-    bytes.replace(4, 4, std::string("\x40\0\0\x11", 4)); // flags, two without a name
+    bytes[3] = 15;                              // as it lies in an image
+    bytes.replace(120, 6, "a\n\\\377~\177", 6); // serialStr
+    bytes.replace(704, 8, "x\x01      ");       // vendorId
+    bytes.replace(254, 2, "\x12\x34");          // fillers of MAC addresses
+    bytes.replace(262, 2, std::string("\x12\0", 2));
+    bytes.replace(270, 2, std::string("\0\x34", 2));
+    bytes.replace(4, 4, std::string("\x40\0\0\x10", 4)); // flags, one without a name
     ASSERT_EQ(tool("create", {"--image", files.write("image", bytes)}).status, 0);
     auto fields = allShown();
-    EXPECT_EQ(fields["serialStr"], "a\\x0A\\x5C\\xFFb");
+    EXPECT_EQ(fields["serialStr"], "a\\x0A\\x5C\\xFF~\\x7F");
     EXPECT_EQ(fields["vendorId"], "x\\x01");
     EXPECT_EQ(fields["macAddress[0]"], "00:00:00:00:00:00 (_filler1 0x1234)");
-    EXPECT_EQ(fields["flags"], "0x40000011 (CacheValid, 0x40000001)");
+    EXPECT_EQ(fields["macAddress[1]"], "00:00:00:00:00:00 (_filler1 0x1200)");
+    EXPECT_EQ(fields["macAddress[2]"], "00:00:00:00:00:00 (_filler1 0x0034)");
+    EXPECT_EQ(fields["macAddress[3]"], "00:00:00:00:00:00");
+    EXPECT_EQ(fields["flags"], "0x40000010 (CacheValid, 0x40000000)");
     const auto params = JsonValue_t::parse(tool("show", {"--json"}).out)["params"];
-    EXPECT_EQ(params["serialStr"], "a\\x0A\\x5C\\xFFb");
+    EXPECT_EQ(params["serialStr"], "a\\x0A\\x5C\\xFF~\\x7F");
 }
 
 TEST_F(Set, AChassisGoesByEitherOfItsNamesOrByItsNumber) {
@@ -149,12 +160,26 @@ TEST_F(Set, AChassisGoesByEitherOfItsNamesOrByItsNumber) {
     }
 }
 
+TEST_F(Set, NumbersHaveUnitsAndPartsOfAnyLength) {
+    createFrom("");
+    const std::pair<std::string, const char*> cases[] = {{"smSize=12", "12"},
+                                                         {"smSize=1K", "1024"},
+                                                         {"slotId=0X1F", "31"},
+                                                         {"issIpAddress=" + ZEROS + "1.2.3.4", "1.2.3.4"}};
+    for (const auto& [assignment, value] : cases) {
+        EXPECT_EQ(tool("set", {assignment}).status, 0) << assignment;
+        EXPECT_EQ(shown(assignment.substr(0, assignment.find('='))), value) << assignment;
+    }
+}
+
 TEST_F(Set, FlagsAreSetByNamesAndNumbersOrSinglyRaisedAndLowered) {
     createFrom("CacheValid\n");
     const std::pair<const char*, const char*> cases[] = {
         {"flags+=RcpComplete", "0x00000090 (CacheValid, RcpComplete)"},
         {"flags-=cachevalid", "0x00000080 (RcpComplete)"},
         {"flags+=0x1000000,BatterySafe", "0x01000088 (BatterySafe, RcpComplete, CmapTracingEnabled)"},
+        {"flags=1", "0x00000001 (0x1)"},
+        {"flags+=RcpComplete", "0x00000081 (RcpComplete, 0x1)"},
         {"flags=2", "0x00000002 (OtherBladePresent)"},
         {"flags=0", "0x00000000 ()"}};
     for (const auto& [assignment, value] : cases) {
@@ -177,6 +202,10 @@ TEST_F(Set, WhatIsWrongSaysWhatWouldBeRightAndThenNothingChanges) {
     createFrom("");
     const std::string before = segment.bytes();
     const std::string flags = std::string("names separated by \",\" out of ") + FLAG_NAMES + ", or a number of 32 bits";
+    std::string dots;
+    while (dots.size() < 518) {
+        dots += "1.";
+    }
     const std::pair<std::string, std::string> values[] = {
         {"slotId=", "a number from 0 to 4294967295"},
         {"slotId=1x", "a number from 0 to 4294967295"},
@@ -185,6 +214,8 @@ TEST_F(Set, WhatIsWrongSaysWhatWouldBeRightAndThenNothingChanges) {
         {"asicDeviceId=0x10000", "a number from 0 to 65535"},
         {"regBlockSize=18446744073709551616", "a number of at most 64 bits"},
         {"smSize=4g", "bytes below 4g, or a number followed by k, m or g"},
+        {"smSize=12b", "bytes below 4g, or a number followed by k, m or g"},
+        {"smSize=1xk", "bytes below 4g, or a number followed by k, m or g"},
         {"smSize=k", "bytes below 4g, or a number followed by k, m or g"},
         {"haccMode=Solo", "StandAlone, DualSim, eBlade or Default, or a number from 0 to 255"},
         {"bus[0]=256", "True or False, or a number from 0 to 255"},
@@ -195,8 +226,14 @@ TEST_F(Set, WhatIsWrongSaysWhatWouldBeRightAndThenNothingChanges) {
         {"macAddress[0]=0:1:2:3:4:100", "six hexadecimal bytes such as 00:17:34:01:02:03"},
         {"issIpAddress=1.2.3", "an address such as 192.168.0.1"},
         {"issIpAddress=1.2.3.256", "an address such as 192.168.0.1"},
+        {"issIpAddress=1.2.3.99999999999", "an address such as 192.168.0.1"},
+        {"issIpAddress=" + dots + "3", "an address such as 192.168.0.1"},
+        {"mpuVer=65536.0.0.0", "major.minor.maintenance.build, each from 0 to 65535"},
         {"mpuVer=1.2.3", "major.minor.maintenance.build, each from 0 to 65535"},
         {"adapters[0]=1", "two numbers such as 2/1, each from 0 to 65535"},
+        {"adapters[0]=65536/0", "two numbers such as 2/1, each from 0 to 65535"},
+        {"vendorId=" + LONG + "xxx", "at most 8 characters, got 258"},
+        {"version=x", "a number from 0 to 4294967295"},
         {"vendorId=123456789", "at most 8 characters, got 9"},
         {"serialStr=" + std::string(65, 's'), "at most 64 characters, got 65"},
         {"logDirectory=/" + std::string(127, 'l'), "at most 127 characters, got 128"},
@@ -205,8 +242,12 @@ TEST_F(Set, WhatIsWrongSaysWhatWouldBeRightAndThenNothingChanges) {
         EXPECT_REFUSED(tool("set", {assignment}), 1, assignment + ": expected " + right);
     }
     const std::string forms = ": expected FIELD=VALUE, FIELD[N]=VALUE, flags+=NAME or flags-=NAME";
-    const std::pair<const char*, std::string> assignments[] = {
+    const std::pair<std::string, std::string> assignments[] = {
         {"colour=1", std::string("unknown field \"colour\"; the fields are ") + FIELD_LIST},
+        {LONG + "=1", "unknown field \"" + LONG + "\"; the fields are " + FIELD_LIST},
+        {LONG + "x=1", "unknown field \"" + LONG + "x\"; the fields are " + FIELD_LIST},
+        {LONG + "[1]=1", "unknown field \"" + LONG + "\"; the fields are " + FIELD_LIST},
+        {"flags[0]=CacheValid", "flags has no elements: expected flags=VALUE"},
         {"slotId", "\"slotId\"" + forms},
         {"=1", "\"=1\"" + forms},
         {"bus[1=1", "\"bus[1=1\"" + forms},
@@ -272,9 +313,9 @@ TEST_F(Image, TakesTheFilesPlaceAlsoThroughALinkAndLeavesNoOther) {
     const std::size_t there = filesInFolder();
     for (const std::string& name : {path, link}) {
         (void)files.write("image", "old");
-        const mode_t before = umask(0027);
+        const mode_t before = umask(0026);
         EXPECT_EQ(tool("image", {name}).status, 0);
-        (void)umask(before);
+        EXPECT_EQ(umask(before), 0026U);
         EXPECT_EQ(testsupport::readFile(path).size(), 744U);
         EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0640});
     }

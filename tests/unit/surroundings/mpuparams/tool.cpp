@@ -2,8 +2,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <sstream>
+#include <stdio_ext.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -14,7 +16,9 @@ namespace {
 /** From now on what goes to a descriptor is kept, until somebody asks for it. */
 class Caught_t {
 public:
-    explicit Caught_t(int fd) : fd_(fd), own_(dup(fd)), kept_(memfd_create("caught", MFD_CLOEXEC)) {
+    explicit Caught_t(int fd, const char* file = nullptr)
+        : fd_(fd), own_(dup(fd)),
+          kept_(file == nullptr ? memfd_create("caught", MFD_CLOEXEC) : open(file, O_RDWR | O_CLOEXEC)) {
         (void)std::fflush(nullptr);
         (void)dup2(kept_, fd_);
     }
@@ -41,18 +45,22 @@ private:
 
 } // namespace
 
-ToolTest::Result_t ToolTest::run(const std::vector<std::string>& arguments) {
+ToolTest::Result_t ToolTest::run(const std::vector<std::string>& arguments, const char* output) {
     std::vector<const char*> words = {"mpuparams"};
     for (const std::string& argument : arguments) {
         words.push_back(argument.c_str());
     }
     words.push_back(nullptr);
-    const Caught_t out(STDOUT_FILENO);
+    const Caught_t out(STDOUT_FILENO, output);
     const Caught_t err(STDERR_FILENO);
     const int status = mpuparamsMain(static_cast<int>(words.size() - 1), words.data());
     // Another run of the program would know nothing of these.
     (void)unsetenv("NONXML_FILE");
     (void)unsetenv("CONFIG_FILE");
+    if (output != nullptr) {
+        __fpurge(stdout); // what could not be written is not the next one's
+        std::clearerr(stdout);
+    }
     return {status, out.end(), err.end()};
 }
 

@@ -17,8 +17,9 @@ protected:
         std::string err;
     };
 
-    /** Runs the program's main function in this process with exactly these arguments. */
-    static Result_t run(const std::vector<std::string>& arguments);
+    /** Runs the program's main function in this process with exactly these arguments; what it prints goes to `output`,
+     * or is caught. */
+    static Result_t run(const std::vector<std::string>& arguments, const char* output = nullptr);
 
     /** Runs the command with the test's key and `arguments` after it. */
     Result_t tool(const std::string& command, const std::vector<std::string>& arguments = {}) const;

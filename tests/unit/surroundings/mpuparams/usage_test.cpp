@@ -8,20 +8,15 @@
 
 using Usage = ToolTest;
 
-TEST_F(Usage, EveryCommandHasHelpWithAnExample) {
-    const Result_t all = run({"--help"});
-    EXPECT_EQ(all.status, 0);
-    EXPECT_NE(all.out.find("Example: "), std::string::npos);
-    const std::pair<const char*, const char*> examples[] = {
-        {"create", "create --key 0x1234"}, {"check", "check examples/quadra.conf"}, {"show", "show --key 0x1234"},
-        {"set", "set --key 0x1234"},       {"image", "image --key 0x1234"},         {"delete", "delete --key 0x1234"}};
-    for (const auto& [command, example] : examples) {
-        const Result_t result = run({command, "--help"});
+TEST_F(Usage, TheHelpOfTheProgramAndOfEveryCommandIsThatOfTheFile) {
+    std::string all;
+    for (const std::string command : {"", "create", "check", "show", "set", "image", "delete"}) {
+        const Result_t result = command.empty() ? run({"--help"}) : run({command, "--help"});
         EXPECT_EQ(result.status, 0) << command;
         EXPECT_EQ(result.err, "") << command;
-        EXPECT_NE(result.out.find(std::string("Example: mpuparams ") + example), std::string::npos) << result.out;
-        EXPECT_NE(all.out.find(command), std::string::npos) << command;
+        all += "$ mpuparams" + (command.empty() ? "" : " " + command) + " --help\n" + result.out;
     }
+    EXPECT_EQ(all, testsupport::readFile(TEXTS "/help.txt"));
 }
 
 TEST_F(Usage, AKeyIsDecimalOrHexadecimalFrom100On) {
@@ -29,6 +24,9 @@ TEST_F(Usage, AKeyIsDecimalOrHexadecimalFrom100On) {
          {"99", "0x63", "0", "-5", "abc", "100x", "0x", "0144", "2147483648", "0x80000000", "99999999999999999999"}) {
         EXPECT_REFUSED(run({"show", "--key=" + text}), 1,
                        "key \"" + text + "\": expected a decimal or 0x hexadecimal number from 100 to 2147483647");
+    }
+    for (const std::string text : {"100", "256"}) {
+        EXPECT_NE(run({"show", "--key=" + text}).status, 1) << text << " may be the key of another block";
     }
 }
 
@@ -44,6 +42,9 @@ TEST_F(Usage, WhatIsMissingOrUnknownIsSaidInOneLine) {
         {"create", "--key", "100", "--config", file, "--config", file},
         {"set", "--key", "100"},
         {"image", "--key", "100"},
+        {"image", "--key", "100", ""},
+        {"check"},
+        {"check", ""},
     };
     for (const auto& arguments : wrong) {
         const Result_t result = run(arguments);
@@ -65,6 +66,12 @@ TEST_F(Usage, TheCommandComesFirstAndAWrongOptionIsNamed) {
     EXPECT_REFUSED(run({"--bogus"}), 1, "there is no option '--bogus'" + before);
     EXPECT_REFUSED(run({"check", "--bogus", "x"}), 1,
                    "there is no option '--bogus': expected one of --lenient, --help; see mpuparams check --help");
+}
+
+TEST_F(Usage, AWrongAssignmentIsToldBeforeAFileIsLookedAt) {
+    const std::string message = "slotId=x: expected a number from 0 to 4294967295";
+    EXPECT_REFUSED(run({"check", folder + "/none", "slotId=x"}), 1, message);
+    EXPECT_REFUSED(tool("create", {"--config", folder + "/none", "slotId=x"}), 1, message);
 }
 
 TEST_F(Usage, AMessageStaysOnOneLineWhateverItNames) {
