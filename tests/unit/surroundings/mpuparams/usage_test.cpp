@@ -20,8 +20,9 @@ TEST_F(Usage, TheHelpOfTheProgramAndOfEveryCommandIsThatOfTheFile) {
 }
 
 TEST_F(Usage, AKeyIsDecimalOrHexadecimalFrom100On) {
-    for (const std::string text :
-         {"99", "0x63", "0", "-5", "abc", "100x", "0x", "0144", "2147483648", "0x80000000", "99999999999999999999"}) {
+    for (const std::string& text :
+         std::vector<std::string>{"99", "0x63", "0", "-5", "abc", "100x", "0x", "0144", "2147483648", "0x80000000",
+                                  "99999999999999999999", std::string(253, '0') + "100"}) {
         EXPECT_REFUSED(run({"show", "--key=" + text}), 1,
                        "key \"" + text + "\": expected a decimal or 0x hexadecimal number from 100 to 2147483647");
     }
