@@ -49,9 +49,6 @@ constexpr char FLAG_NAMES[] =
     "DisableBreakpoint, InitializeDrives, DisableTimeouts, ClearPersistence, MgtPortNotInited, ReduceEvents, "
     "CmapTracingEnabled or CmapHaTracingEnabled";
 
-const std::string ZEROS(254, '0');
-const std::string LONG(255, 'x');
-
 } // namespace
 
 TEST_F(Set, EveryFieldAndShowItByItsName) {
@@ -162,10 +159,12 @@ TEST_F(Set, AChassisGoesByEitherOfItsNamesOrByItsNumber) {
 
 TEST_F(Set, NumbersHaveUnitsAndPartsOfAnyLength) {
     createFrom("");
-    const std::pair<std::string, const char*> cases[] = {{"smSize=12", "12"},
-                                                         {"smSize=1K", "1024"},
-                                                         {"slotId=0X1F", "31"},
-                                                         {"issIpAddress=" + ZEROS + "1.2.3.4", "1.2.3.4"}};
+    const std::pair<std::string, const char*> cases[] = {
+        {"smSize=12", "12"},
+        {"smSize=1K", "1024"},
+        {"slotId=0X1F", "31"},
+        {"regBlockSize=18446744073709551615", "0xFFFFFFFFFFFFFFFF"},
+        {"issIpAddress=" + std::string(254, '0') + "1.2.3.4", "1.2.3.4"}};
     for (const auto& [assignment, value] : cases) {
         EXPECT_EQ(tool("set", {assignment}).status, 0) << assignment;
         EXPECT_EQ(shown(assignment.substr(0, assignment.find('='))), value) << assignment;
@@ -181,6 +180,7 @@ TEST_F(Set, FlagsAreSetByNamesAndNumbersOrSinglyRaisedAndLowered) {
         {"flags=1", "0x00000001 (0x1)"},
         {"flags+=RcpComplete", "0x00000081 (RcpComplete, 0x1)"},
         {"flags=2", "0x00000002 (OtherBladePresent)"},
+        {"flags+=OtherBladePresent", "0x00000002 (OtherBladePresent)"},
         {"flags=0", "0x00000000 ()"}};
     for (const auto& [assignment, value] : cases) {
         EXPECT_EQ(tool("set", {assignment}).status, 0) << assignment;
@@ -202,6 +202,7 @@ TEST_F(Set, WhatIsWrongSaysWhatWouldBeRightAndThenNothingChanges) {
     createFrom("");
     const std::string before = segment.bytes();
     const std::string flags = std::string("names separated by \",\" out of ") + FLAG_NAMES + ", or a number of 32 bits";
+    const std::string longName(255, 'x');
     std::string dots;
     while (dots.size() < 518) {
         dots += "1.";
@@ -232,7 +233,7 @@ TEST_F(Set, WhatIsWrongSaysWhatWouldBeRightAndThenNothingChanges) {
         {"mpuVer=1.2.3", "major.minor.maintenance.build, each from 0 to 65535"},
         {"adapters[0]=1", "two numbers such as 2/1, each from 0 to 65535"},
         {"adapters[0]=65536/0", "two numbers such as 2/1, each from 0 to 65535"},
-        {"vendorId=" + LONG + "xxx", "at most 8 characters, got 258"},
+        {"vendorId=" + longName + "xxx", "at most 8 characters, got 258"},
         {"version=x", "a number from 0 to 4294967295"},
         {"vendorId=123456789", "at most 8 characters, got 9"},
         {"serialStr=" + std::string(65, 's'), "at most 64 characters, got 65"},
@@ -244,9 +245,9 @@ TEST_F(Set, WhatIsWrongSaysWhatWouldBeRightAndThenNothingChanges) {
     const std::string forms = ": expected FIELD=VALUE, FIELD[N]=VALUE, flags+=NAME or flags-=NAME";
     const std::pair<std::string, std::string> assignments[] = {
         {"colour=1", std::string("unknown field \"colour\"; the fields are ") + FIELD_LIST},
-        {LONG + "=1", "unknown field \"" + LONG + "\"; the fields are " + FIELD_LIST},
-        {LONG + "x=1", "unknown field \"" + LONG + "x\"; the fields are " + FIELD_LIST},
-        {LONG + "[1]=1", "unknown field \"" + LONG + "\"; the fields are " + FIELD_LIST},
+        {longName + "=1", "unknown field \"" + longName + "\"; the fields are " + FIELD_LIST},
+        {longName + "x=1", "unknown field \"" + longName + "x\"; the fields are " + FIELD_LIST},
+        {longName + "[1]=1", "unknown field \"" + longName + "\"; the fields are " + FIELD_LIST},
         {"flags[0]=CacheValid", "flags has no elements: expected flags=VALUE"},
         {"slotId", "\"slotId\"" + forms},
         {"=1", "\"=1\"" + forms},
