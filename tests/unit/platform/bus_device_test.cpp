@@ -140,8 +140,12 @@ protected:
     int lineError = EIO; /**< errno of a line that has no bridge, or an older one */
 };
 
-TEST_F(BusDevice, ALineThatHungUpIsOpenedAgainUnderTheSameNumber) {
+TEST_F(BusDevice, ALineThatHungUpIsOpenedAgainUnderTheSameNumberThoughStandardInputWasClosed) {
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
     ASSERT_EQ(transfer(), 0x11);
+    EXPECT_EQ(dup(input), STDIN_FILENO) << "none is left open";
+    close(input);
     unplug();
     EXPECT_LT(transfer(), 0);
     plug(0x22);
