@@ -196,19 +196,19 @@ public:
                 std::to_string(LONGEST_LINE));
             return;
         }
-        if (text.starts_with('#') || trimmed(text, " \t\r\f\v").empty()) {
+        const std::string_view words = trimmed(text, " \t\r\f\v");
+        if (text.starts_with('#') || words.empty()) {
             return;
         }
-        if (text.front() == ' ' || text.front() == '\t') {
+        if (!text.starts_with(words)) {
             add("left out: expected its first character in the first column");
             return;
         }
-        text = trimmed(text, " \t\r\f\v");
-        const std::size_t equals = text.find('=');
+        const std::size_t equals = words.find('=');
         if (equals == std::string_view::npos) {
-            judgeFlag(text);
+            judgeFlag(words);
         } else {
-            judgeSetting(trimmed(text.substr(0, equals), " \t"), trimmed(text.substr(equals + 1), " \t"));
+            judgeSetting(trimmed(words.substr(0, equals), " \t"), trimmed(words.substr(equals + 1), " \t"));
         }
     }
 
