@@ -29,7 +29,7 @@ TEST_F(Check, AGoodFileHasNothingToSay) {
     const std::string path = files.write(
         "a.conf", std::string(GOOD) + "# comment\n\n" +
                       "Slot=0xFF\r\nMacAddress = 7-0:1:2:3:4:5\nMacAddress = 0:1:2:3:4:5\nCacheValid \n   \n"
-                      "BufferMemorySize = 4194303k\nSystemMemorySize = 3000000000\nBus = 1 - true\n"
+                      "BufferMemorySize = 4194303K\nSystemMemorySize = 3000000000\nBus = 1 - true\n"
                       "Bus = 0- True\nOUINumber = 0X1F\nNumberOfPorts = 0\n"
                       "SerialNumber = A-1 = B\nIssIpAddress = " +
                       times(255, "0") +
