@@ -104,7 +104,6 @@ CmapParams_t* MPU_getCmapParamsAndShmid(S32_t* pShmid, int key) {
     auto* const block = static_cast<CmapParams_t*>(mpuAttachSegment(*pShmid, 0));
     if (block == nullptr) {
         mpuReportFailure("Error mapping the CMAP shared memory area to virtual memory.\n");
-        return nullptr;
     }
     return block;
 }

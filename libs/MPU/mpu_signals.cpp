@@ -83,9 +83,7 @@ void readProcessName() {
     (void)std::snprintf(path, sizeof path, "/proc/%d/cmdline", static_cast<int>(processId));
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd >= 0) {
-        if (read(fd, commandLine, LONGEST_COMMAND_LINE) < 0) {
-            commandLine[0] = '\0';
-        }
+        [[maybe_unused]] const ssize_t length = read(fd, commandLine, LONGEST_COMMAND_LINE); // else it stays empty
         (void)close(fd);
     }
     std::memset(processName, 0, sizeof processName);

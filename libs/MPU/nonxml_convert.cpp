@@ -126,9 +126,9 @@ void storeVersion(const NonXML_s& /*tag*/, const CHAR_t* value, U8_t* at) {
     static constexpr std::size_t FIELDS[] = {offsetof(VORAN_VER_t, major), offsetof(VORAN_VER_t, minor),
                                              offsetof(VORAN_VER_t, buildNum)};
     for (const std::size_t field : FIELDS) {
-        U32_t part = 0;
-        if (takePart(&value, '.', &part)) {
-            put(at + field, static_cast<U16_t>(part));
+        U32_t number = 0;
+        if (takePart(&value, '.', &number)) {
+            put(at + field, static_cast<U16_t>(number));
         }
     }
 }

@@ -26,7 +26,7 @@ MPU_MUTEX_t mutex = PTHREAD_MUTEX_INITIALIZER;
 
 // clang-format off
 void initFails() { calls::pthread_mutex_init.failWith(EBUSY); }
-void attributesFail() { calls::pthread_mutexattr_init.failWith(EBUSY); }
+void secondAttributesFail() { calls::pthread_mutexattr_init.failWith(EBUSY, 1); }
 void sharingFails() { calls::pthread_mutexattr_setpshared.failWith(EBUSY); }
 void destroyFails() { calls::pthread_mutex_destroy.failWith(EBUSY); }
 void lockFails() { calls::pthread_mutex_lock.failWith(EBUSY); }
@@ -54,7 +54,7 @@ TEST(Mutex, FailureEndsTheProcessWithItsOwnTextAndStatus) {
     } const failures[] = {
         {initFails, [] { (void)mpuMutex_Init(&mutex); }, 4, init},
         {initFails, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
-        {attributesFail, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
+        {secondAttributesFail, [] { (void)(mpuMutex_InitShared(&mutex) + mpuMutex_InitShared(&mutex)); }, 4, init},
         {sharingFails, [] { (void)mpuMutex_InitShared(&mutex); }, 4, init},
         {initFails, [] { TRACE__init(nullptr, nullptr, 0, nullptr); }, 4, init},
         {destroyFails, [] { (void)mpuMutex_Done(&mutex); }, 5, done},

@@ -52,8 +52,16 @@ TEST_F(CmapParams, ANewBlockHas52BytesAndVersion1AndReplacesAnOlderOne) {
 }
 
 TEST_F(CmapParams, AnotherProcessUsesTheSemaphoreAndTheMutex) {
-    (void)create();
+    int shared = -1;
+    {
+        const calls::Answer_t made(calls::pthread_mutex_init, [&](pthread_mutex_t* m, const pthread_mutexattr_t* how) {
+            (void)pthread_mutexattr_getpshared(how, &shared);
+            return calls::pthread_mutex_init.real(m, how);
+        });
+        (void)create();
+    }
     ASSERT_NE(block, nullptr);
+    EXPECT_EQ(shared, PTHREAD_PROCESS_SHARED);
     mpuMutex_Get(MPU_cmapMutex(block));
     const pid_t child = fork();
     ASSERT_GE(child, 0);
@@ -80,8 +88,10 @@ TEST_F(CmapParams, GettingTheBlockIsNoMatterOfItsVersion) {
     EXPECT_EQ(shmid, made);
     EXPECT_EQ(block->version, 0U);
     block->version = 9; // attached for writing
-    ASSERT_NE(MPU_getCmapParams(key), nullptr);
-    EXPECT_EQ(MPU_getCmapParams(key)->version, 9U);
+    const CmapParams_t* const again = MPU_getCmapParams(key);
+    ASSERT_NE(again, nullptr);
+    EXPECT_NE(again, block);
+    EXPECT_EQ(again->version, 9U);
 }
 
 TEST_F(CmapParams, AKeyWithoutASegmentOrWithOneThatCannotBeAttachedIsReported) {
@@ -123,11 +133,29 @@ TEST_F(CmapParams, AnyOtherCreationErrorIsReportedAndLeavesNoSegment) {
     calls::shmget.failWith(ENOSPC);
     EXPECT_EQ(create(), "\nError creating the CMAP shared memory area.\n   No space left on device\n");
     EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(shmid, -1);
     EXPECT_EQ(segmentNow(), -1);
-    calls::shmat.failWith(ENOMEM);
-    EXPECT_EQ(create(), "Failed to attached CMAP shared memory segment.\n   Cannot allocate memory\n");
-    EXPECT_EQ(block, nullptr);
-    EXPECT_EQ(segmentNow(), -1);
+    for (const int refusal : {0, EPERM}) { // of its removal, which has no report
+        calls::shmat.failWith(ENOMEM);
+        calls::shmctl.failWith(refusal);
+        EXPECT_EQ(create(), "Failed to attached CMAP shared memory segment.\n   Cannot allocate memory\n");
+        EXPECT_EQ(block, nullptr);
+        EXPECT_EQ(shmid, -1);
+        EXPECT_EQ(segmentNow() == -1, refusal == 0);
+    }
+}
+
+TEST_F(CmapParams, ASegmentMayHaveTheId0AndIsClearedFirst) {
+    const segments::FirstSegment_t first;
+    EXPECT_EQ(create(), "");
+    EXPECT_EQ(shmid, 0);
+    ASSERT_EQ(block, static_cast<const void*>(first.bytes));
+    EXPECT_EQ(block->mutex[10], 0U) << "behind the mutex";
+    calls::shmget.failWith(EEXIST);
+    EXPECT_EQ(create(), "CMAP shared memory segment already existed.\n"
+                        "It has successfully been removed and recreated.\n\n");
+    EXPECT_EQ(get(), "");
+    EXPECT_EQ(block, static_cast<const void*>(first.bytes));
 }
 
 TEST_F(CmapParams, DeletingDestroysTheSemaphoreOfABlockThatThisProcessNeverGot) {

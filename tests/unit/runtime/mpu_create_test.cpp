@@ -71,8 +71,11 @@ TEST_F(CreateMpuParams, WhatALineOfTheTextFileLacksIsReportedAndTheRestIsReadAnd
 }
 
 TEST_F(CreateMpuParams, ATextFileThatIsMissingLeavesAnOlderSegmentAlone) {
-    setenv("NONXML_FILE", (folder + "/none.conf").c_str(), 1);
-    expectFailure("Error: Unable to open " + folder + "/none.conf.\n       No such file or directory\n");
+    for (const auto& [path, why] : {std::pair{files.write("file", "") + "/none.conf", "Not a directory"},
+                                    {folder + "/none.conf", "No such file or directory"}}) {
+        setenv("NONXML_FILE", path.c_str(), 1);
+        expectFailure("Error: Unable to open " + path + ".\n       " + why + "\n");
+    }
     const int older = makeSegment(744, 0xEE);
     (void)create();
     EXPECT_EQ(block, nullptr);
@@ -114,12 +117,34 @@ TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenOrRemovedStays) {
     (void)makeSegment(744, 0xEE);
     calls::shmget.failWith(ENOSPC, 2); // it cannot be made anew
     expectFailure("\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
+    (void)makeSegment(744, 0xEE);
+    const calls::Answer_t removed(calls::shmctl, [](int id, int command, shmid_ds* state) {
+        (void)std::fputs("somebody else is quicker\n", stderr);
+        (void)calls::shmctl.real(id, command, state);
+        errno = EIDRM;
+        return -1;
+    });
+    expectFailure(
+        "\nError opening the MPU shared memory area.\nsomebody else is quicker\nShared segment already exists " +
+        keyText(key) + ".\n");
+}
+
+TEST_F(CreateMpuParams, ASegmentMayHaveTheId0AndIsClearedFirst) {
+    useText("Version = 15\n");
+    const segments::FirstSegment_t first;
+    expectBlock();
+    EXPECT_EQ(block->slotId, 0U);
+    calls::shmget.failWith(EEXIST);
+    expectBlock("\nError opening the MPU shared memory area.\n"
+                "Shared segment already existed.\nIt has successfully been removed and recreated.\n\n");
+    (void)MPU_detachMpuParams(block); // the library forgets it
 }
 
 TEST_F(CreateMpuParams, AnyOtherCreationErrorIsReportedByItsTextAndASegmentThatCannotBeAttachedIsRemoved) {
     useText("Version = 15\n");
     calls::shmget.failWith(ENOSPC);
     expectFailure("   No space left on device\n");
+    EXPECT_EQ(shmid, -1);
     calls::shmat.failWith(ENOMEM);
     expectFailure("\nError mapping the MPU shared memory area to virtual memory.\n");
     EXPECT_EQ(shmid, -1);
@@ -138,11 +163,19 @@ TEST_F(CreateMpuParams, NoFileStaysOpen) {
     (void)create();
     EXPECT_EQ(openDescriptors(), before);
     calls::shmat.failWith(0);
-    (void)create();
+    setenv("CONFIG_FILE", files.write("mpu.image", std::string(744, '\x0F').replace(0, 3, 3, '\0')).c_str(), 1);
+    const int input = dup(STDIN_FILENO);
+    (void)close(STDIN_FILENO); // its number is the image's now
+    EXPECT_NE(MPU_createMpuParams(&shmid, key), nullptr);
+    EXPECT_EQ(dup2(input, STDIN_FILENO), STDIN_FILENO);
+    (void)close(input);
     EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(CreateMpuParams, TheReaderFillsTheBlockThatWasCreatedUntilItIsDetached) {
+    (void)files.write("configMpu.bin", std::string(744, 'x'));
+    setenv("PROJDIR", folder.c_str(), 1);
+    EXPECT_NE(create(), "");
     EXPECT_EQ(readMore("Banana\n"), "") << "there is no block yet";
     useText("Version = 15\n");
     (void)create();

@@ -107,7 +107,7 @@ TEST_F(GetMpuParams, ABlockOfRootOrOfThisUserIsAttached) {
 TEST_F(GetMpuParams, ABlockThatSomebodyElseOwnsOrHasMadeIsReportedAsOneThatCannotBeOpened) {
     (void)makeBlock(15);
     const unsigned self = geteuid();
-    const unsigned other = self + 4711;
+    const unsigned other = self + 4096;
     for (const auto& [owner, maker] :
          {std::pair{other, other}, {self, other}, {0U, other}, {other, self}, {other, 0U}}) {
         const calls::Answer_t users(calls::shmctl, segmentOf(owner, maker));

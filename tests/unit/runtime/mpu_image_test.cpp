@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -75,8 +76,10 @@ TEST_F(MpuImage, TheNamedFileGoesBeforeTheProjectsFolder) {
 }
 
 TEST_F(MpuImage, AJoinedPathOf139CharactersIsTakenAndALongerOneRefused) {
-    setenv("PROJDIR", std::string(126, 'd').c_str(), 1);
-    expectFailure("Fully qualified path+name for the Configuration file exceeds 139 characters.\n");
+    for (const std::size_t length : {126U, 300U}) {
+        setenv("PROJDIR", std::string(length, 'd').c_str(), 1);
+        expectFailure("Fully qualified path+name for the Configuration file exceeds 139 characters.\n");
+    }
     // "/configMpu.bin" has 14 characters.
     std::string directory = folder + "/";
     directory.resize(125, 'd');
@@ -96,7 +99,7 @@ TEST_F(MpuImage, AFileThatIsMissing) {
 }
 
 TEST_F(MpuImage, AFileOfAnotherSize) {
-    for (const off_t size : {off_t{0}, off_t{743}, off_t{745}, off_t{5000000000}}) {
+    for (const off_t size : {off_t{0}, off_t{232}, off_t{743}, off_t{745}, off_t{4294968040}}) {
         useImage(countingImage());
         ASSERT_EQ(truncate(path.c_str(), size), 0);
         expectFailure("File size of " + path + " does not match MPU Parameters structure size\n  File size = " +
@@ -106,11 +109,14 @@ TEST_F(MpuImage, AFileOfAnotherSize) {
 
 TEST_F(MpuImage, AFileThatCannotBeOpened) {
     useImage(countingImage());
-    const calls::Answer_t refused(calls::open, [this](const char* name, int flags, mode_t mode) {
+    int asked = 0;
+    const calls::Answer_t refused(calls::open, [&](const char* name, int flags, mode_t mode) {
+        asked = name == path ? flags : asked;
         errno = EACCES;
         return name == path ? -1 : calls::open.real(name, flags, mode);
     });
     expectFailure("Unabled to open Configuration input file: '" + path + "'\n");
+    EXPECT_NE(asked & O_CLOEXEC, 0) << "no business of a program that is started meanwhile";
 }
 
 TEST_F(MpuImage, AFailedOrShortReadRemovesTheSegment) {
@@ -118,7 +124,7 @@ TEST_F(MpuImage, AFailedOrShortReadRemovesTheSegment) {
     calls::read.failWith(EIO);
     expectFailure("\nUnable to read the configuration data from file: '" + path + "'\n");
     EXPECT_EQ(shmid, -1);
-    for (const int length : {0, 4, 5, 743}) {
+    for (const int length : {0, 4, 5, 255, 743}) {
         const calls::Answer_t read(calls::read, [length](int fd, void* bytes, std::size_t) {
             return calls::read.real(fd, bytes, static_cast<std::size_t>(length));
         });
@@ -128,6 +134,7 @@ TEST_F(MpuImage, AFailedOrShortReadRemovesTheSegment) {
 
 TEST_F(MpuImage, AnotherVersionRemovesTheSegment) {
     for (const auto& [version, printed] : {std::pair{std::string("\0\0\0\x0E", 4), "0x0000000E"},
+                                           {std::string("\0\0\1\x0F", 4), "0x0000010F"},
                                            {std::string("\x0F\0\0\0", 4), "0x0F000000"},
                                            {std::string("\0\0\0\0", 4), "0x00000000"}}) {
         useImage(countingImage().replace(0, 4, version));

@@ -157,6 +157,7 @@ TEST(NonxmlKeys, EveryFlagByItsNameInAnyCase) {
     }
     EXPECT_EQ(read(all, 0), "4:033f 7:7e");
     EXPECT_EQ(nonXML_Flags[14].name, nullptr);
+    EXPECT_EQ(nonXML_Flags[14].mask, 0U);
 }
 
 TEST(NonxmlKeys, AFlagIsAddedToTheFlagsThatAreUpAlreadyAndTheRunControlFlagCannotBeNamed) {

@@ -24,7 +24,12 @@ TEST(NonxmlLines, EmptyAndBlankLinesAreSkippedAndAnEmptyFileChangesNothing) {
 }
 
 TEST(NonxmlLines, WhiteSpaceAtTheEndAndBlanksAroundTheFirstEqualsSignDoNotMatter) {
-    EXPECT_EQ(read("CacheValid \t\r\n", 0), "7:10");
+    for (const auto& blanks : {std::string(" \t\r\n"), std::string(246, ' ')}) { // of 256 characters
+        EXPECT_EQ(read("CacheValid" + blanks, 0), "7:10");
+    }
+    CHAR_t text[] = "x \n";
+    EXPECT_EQ(outcomeOf([&](U8_t* block) { nonXmlLine(text + 2, block); }), "");
+    EXPECT_EQ(text[1], ' ') << "not of the line";
     expectOutcomes("", {{"RevisionLevel = a b \t \r\n", "728:61206220"}, {"RevisionLevel = a=b\n", "728:613d6220"}});
     expectOutcomes("Slot", {{"=7", "8:00000007"},
                             {" =7", "8:00000007"},
@@ -72,6 +77,7 @@ TEST(NonxmlIndex, AValueMayNameItsElementUpToTheCountWhichIsOnePastTheArray) {
 TEST(NonxmlIndex, IsDecimalAndMayHaveAPlusSignAndIsZeroWhenItIsNoNumber) {
     expectOutcomes("", {{"Bus = -True", "732:01"},
                         {"Bus = one-True", "732:01"},
+                        {"Bus = a-True", "732:01"},
                         {"Slot = x-9", "8:00000009"},
                         {"portConfiguration = 007-1gige", "703:01"},
                         {"MacAddress = +1-1:2:3:4:5:6", "256:010203040506"},
@@ -132,6 +138,10 @@ TEST(NonxmlValues, ANumberTooLargeForItsFieldKeepsItsLowBits) {
                         {"Slot = 4294967301", tooLarge("4294967301", "5") + "8:00000005"},
                         {"SystemMemorySize = 4g", tooLarge("4g", "0") + "96:00000000"},
                         {"Adapter = 0x10002/3", tooLarge("0x10002/3", "131075") + "736:00020003"},
+                        {"Adapter = 0x10000/3", tooLarge("0x10000/3", "3") + "736:00000003"},
+                        {"Adapter = 0x100000000/3", tooLarge("0x100000000/3", "3") + "736:00000003"},
+                        {"Adapter = 2/65536", tooLarge("2/65536", "131072") + "736:00020000"},
+                        {"Adapter = 2/0x100000000", tooLarge("2/0x100000000", "131072") + "736:00020000"},
                         {"Adapter = 2/65537", tooLarge("2/65537", "131073") + "736:00020001"}});
 }
 
@@ -204,20 +214,22 @@ TEST(NonxmlValues, AdaptersAreTwoHalves) {
 
 TEST(NonxmlValues, TextsAreCutToTheirFieldAndKnowNoIndex) {
     const std::string b8 = "4242424242424242";
-    expectOutcomes("", {{"VendorId = BBBBBBBB", "704:" + b8},
-                        {"VendorId = BBBBBBBBxyz", "String for VendorId too long.  Truncating to 8\n704:" + b8},
-                        {"VendorId =", "704:2020202020202020"},
-                        {"VendorId = 9-X", "704:392d582020202020"},
-                        {"VendorId = LONGNAME\nVendorId = ab\n", "704:6162202020202020"},
-                        {"ProductIdString = PROD", "String for ProductIdString too long.  Truncating to 1\n84:50"},
-                        {"SerialNumber = 1-23", "120:312d3233(00x60)"},
-                        {"SerialNumber = " + std::string(64, 'B'), "120:(42x64)"},
-                        {"SerialNumber = A" + std::string(69, 'B'),
-                         "String for SerialNumber too long.  Truncating to 64\n120:41(42x63)"},
-                        {"LogDirectory = " + std::string(128, 'B'), "568:(42x128)"},
-                        {"LogDirectory = A" + std::string(130, 'B'),
-                         "String for LogDirectory too long.  Truncating to 128\n568:41(42x127)"},
-                        {"LogDirectory = /long/one\nLogDirectory = /x\n", "568:2f78(00x126)"}});
+    expectOutcomes(
+        "", {{"VendorId = BBBBBBBB", "704:" + b8},
+             {"VendorId = BBBBBBBBxyz", "String for VendorId too long.  Truncating to 8\n704:" + b8},
+             {"VendorId = " + std::string(256, 'B'), "String for VendorId too long.  Truncating to 8\n704:" + b8},
+             {"VendorId =", "704:2020202020202020"},
+             {"VendorId = 9-X", "704:392d582020202020"},
+             {"VendorId = LONGNAME\nVendorId = ab\n", "704:6162202020202020"},
+             {"ProductIdString = PROD", "String for ProductIdString too long.  Truncating to 1\n84:50"},
+             {"SerialNumber = 1-23", "120:312d3233(00x60)"},
+             {"SerialNumber = " + std::string(64, 'B'), "120:(42x64)"},
+             {"SerialNumber = A" + std::string(69, 'B'),
+              "String for SerialNumber too long.  Truncating to 64\n120:41(42x63)"},
+             {"LogDirectory = " + std::string(128, 'B'), "568:(42x128)"},
+             {"LogDirectory = A" + std::string(130, 'B'),
+              "String for LogDirectory too long.  Truncating to 128\n568:41(42x127)"},
+             {"LogDirectory = /long/one\nLogDirectory = /x\n", "568:2f78(00x126)"}});
 }
 
 TEST(NonxmlValues, TheDefaultIsTheValueOfTheEndEntry) {
@@ -230,8 +242,10 @@ TEST(NonxmlValues, AnEntryOfTheWrongSizeOrOfATypeThatDoesNotExistStoresNothing) 
     const int sizes[] = {4, 1, 1, 2, 8, 0, 0, 8, 4, 8, 4, 4}; // by type; a text has any
     for (std::uint8_t type = 0; type < 12; ++type) {
         if (sizes[type] != 0) {
-            EXPECT_EQ(store({"Test", static_cast<NonXML_types_e>(type), 0, 3, 1, COLOURS}, "1"),
-                      "Internal error: Entry size does not match type! 3 != " + std::to_string(sizes[type]) + "\n");
+            const std::uint16_t size = static_cast<std::uint16_t>(sizes[type] + 256);
+            EXPECT_EQ(store({"Test", static_cast<NonXML_types_e>(type), 0, size, 1, COLOURS}, "1"),
+                      "Internal error: Entry size does not match type! " + std::to_string(size) +
+                          " != " + std::to_string(sizes[type]) + "\n");
         }
     }
     EXPECT_EQ(store({"Test", static_cast<NonXML_types_e>(12), 0, 4, 1, nullptr}, "1"),

@@ -1,6 +1,7 @@
 /** Real System V segments for tests, gone when the test is over. */
 #pragma once
 
+#include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -67,6 +68,20 @@ private:
                                                                flags = how;
                                                                return calls::shmget.real(key, bytes, how);
                                                            }};
+};
+
+/** While it lives every segment has the id 0, which is the first that a kernel gives out, and these bytes. */
+struct FirstSegment_t {
+    alignas(8) U8_t bytes[748];
+    FirstSegment_t() { std::memset(bytes, 0xEE, sizeof(bytes)); }
+
+private:
+    const calls::Answer_t<decltype(calls::shmget)> made_{calls::shmget, [](key_t, std::size_t, int) { return 0; }};
+    const calls::Answer_t<decltype(calls::shmctl)> removed_{calls::shmctl,
+                                                            [](int id, int, shmid_ds*) { return id == 0 ? 0 : -1; }};
+    const calls::Answer_t<decltype(calls::shmat)> attached_{
+        calls::shmat,
+        [this](int id, const void* at, int how) -> void* { return id == 0 ? bytes : calls::shmat.real(id, at, how); }};
 };
 
 /** Number of System V segments this process has attached. */

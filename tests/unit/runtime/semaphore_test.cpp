@@ -2,6 +2,7 @@
 #include <chrono>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <latch>
 #include <sys/mman.h>
 #include <thread>
 #include <vector>
@@ -45,9 +46,11 @@ TEST(MpuSemaphore, OfManyWhoTakeAtOnceEachTakesOne) {
     MPU_SEMAPHORE_t semaphore{};
     constexpr int TAKEN = 50000;
     (void)mpuSemaphore_Init(&semaphore, 4 * TAKEN);
+    std::latch all(4);
     std::vector<std::thread> takers;
     for (int i = 0; i < 4; ++i) {
         takers.emplace_back([&] {
+            all.arrive_and_wait();
             for (int taken = 0; taken < TAKEN; ++taken) {
                 mpuSemaphore_Get(&semaphore);
             }
@@ -72,6 +75,30 @@ TEST(MpuSemaphore, WhoeverWaitsSleeps) {
     waiter.join();
     EXPECT_EQ(used.tv_sec, 0);
     EXPECT_LT(used.tv_nsec, 100'000'000) << "of the 400 ms that it waited";
+}
+
+TEST(MpuSemaphore, TheCountIsUpBeforeAWaiterWakes) {
+    MPU_SEMAPHORE_t semaphore{};
+    (void)mpuSemaphore_Init(&semaphore, 0);
+    // On one processor who is idle otherwise makes room at once for whom it wakes.
+    const auto start = [](int policy, auto action) {
+        return std::thread([policy, action] {
+            cpu_set_t first;
+            CPU_ZERO(&first);
+            CPU_SET(0, &first);
+            (void)pthread_setaffinity_np(pthread_self(), sizeof(first), &first);
+            const sched_param none{};
+            (void)pthread_setschedparam(pthread_self(), policy, &none);
+            action();
+        });
+    };
+    std::thread waiter = start(SCHED_OTHER, [&] { mpuSemaphore_Get(&semaphore); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    start(SCHED_IDLE, [&] { mpuSemaphore_Put(&semaphore); }).join();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(semaphore.count, 0U) << "the waiter sleeps on";
+    mpuSemaphore_Put(&semaphore);
+    waiter.join();
 }
 
 TEST(MpuSemaphore, ACountThatCannotBeLeavesTheOneThatIs) {

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <string>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -51,13 +51,14 @@ struct SignalCase_t {
 };
 
 const SignalCase_t SIGNALS[] = {
-    {SIGILL, "     - Unable to set sigaction for illegal instruction event.\n       Invalid argument\n"},
-    {SIGFPE, "     - Unable to set sigaction for floating point exception event.\n       Invalid argument\n"},
-    {SIGSEGV, "     - Unable to set sigaction for segmentation violation event.\n       Invalid argument\n"},
-    {SIGBUS, "     - Unable to set sigaction for bus error event.\n       Invalid argument\n"},
-    {SIGHUP, "     - Unable to set sigaction for hangup event.\n       Invalid argument\n"},
-    {SIGTERM, "     - Unable to set sigaction for termination event.\n       Invalid argument\n"},
-    {SIGQUIT, "     - Unable to set sigaction for quit event from keyboard.\n       Invalid argument\n"},
+    {SIGILL, "     - Unable to set sigaction for illegal instruction event.\n       Interrupted system call\n"},
+    {SIGFPE, "     - Unable to set sigaction for floating point exception event.\n       Exec format error\n"},
+    {SIGSEGV,
+     "     - Unable to set sigaction for segmentation violation event.\n       Resource temporarily unavailable\n"},
+    {SIGBUS, "     - Unable to set sigaction for bus error event.\n       Argument list too long\n"},
+    {SIGHUP, "     - Unable to set sigaction for hangup event.\n       Operation not permitted\n"},
+    {SIGTERM, "     - Unable to set sigaction for termination event.\n       Block device required\n"},
+    {SIGQUIT, "     - Unable to set sigaction for quit event from keyboard.\n       No such process\n"},
 };
 
 /** The event that `action`, in a process of its own, leaves when it aborts. */
@@ -72,7 +73,10 @@ TEST(FatalSignals, EachLeavesARecordAndAborts) {
     for (const SignalCase_t& one : SIGNALS) {
         SCOPED_TRACE(one.signal);
         const ChildResult_t child = runInChild([&] {
+            (void)close(STDIN_FILENO); // its number is free for the command line
             handleUnexpectedSignals();
+            handleUnexpectedSignals();
+            EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "given back";
             (void)std::printf("%d", static_cast<int>(getpid()));
             (void)std::fflush(stdout);
             // To this thread: a signal to the process may reach a thread of an emulator's own, which it would end.
@@ -96,10 +100,10 @@ TEST(FatalSignals, EachLeavesARecordAndAborts) {
     }
 }
 
-/** Makes sigaction() fail for that signal; -1: for every one. */
+/** Makes sigaction() fail for that signal, with the error of the same number; -1: for every one. */
 void refuseToCatch(int refused) {
     calls::sigaction.answer = [refused](int signal, const struct sigaction* action, struct sigaction* old) {
-        errno = EINVAL;
+        errno = signal;
         return refused == signal || refused == -1 ? -1 : calls::sigaction.real(signal, action, old);
     };
 }
@@ -196,11 +200,11 @@ TEST(FatalSignals, NothingOfAnEarlierSignalIsInTheRecord) {
 }
 
 /** Signals are caught, then one comes, in a process whose command line is out of reach. */
-void signalWithout(const std::function<void()>& takeAway, const std::function<void()>& giveBack) {
+void signalWithout(const std::function<void()>& takeAway) {
     const ChildResult_t child = runInChild([&] {
+        handleUnexpectedSignals();
         takeAway();
         handleUnexpectedSignals();
-        giveBack();
         (void)std::printf("%d", static_cast<int>(getpid()));
         (void)std::fflush(stdout);
         (void)raise(SIGTERM);
@@ -213,11 +217,13 @@ void signalWithout(const std::function<void()>& takeAway, const std::function<vo
 }
 
 TEST(FatalSignals, ProcessNameIsEmptyWhenTheCommandLineCannotBeOpenedOrRead) {
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    signalWithout([&] { (void)setrlimit(RLIMIT_NOFILE, &none); }, [&] { (void)setrlimit(RLIMIT_NOFILE, &before); });
-    signalWithout([] { calls::read.failWith(EIO); }, [] {});
+    signalWithout([] {
+        calls::open.answer = [](const char* path, int flags, mode_t mode) {
+            const bool kept = (flags & O_CLOEXEC) == 0; // by a program that is started meanwhile
+            return kept ? calls::open.real(path, flags, mode) : -1;
+        };
+    });
+    signalWithout([] { calls::read.failWith(EIO); });
 }
 
 TEST(FatalSignals, RecordGoesOutWithTheAttachedParameterBlock) {
