@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -127,6 +128,15 @@ protected:
         return readByte(fd);
     }
 
+    /** Checks that `action` tells the system's journal this of the device, once. */
+    static void expectTold(const std::string& what, const std::function<void()>& action) {
+        setenv("JOURNAL_STREAM", "8:1234", 1);
+        testing::internal::CaptureStderr();
+        action();
+        unsetenv("JOURNAL_STREAM");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "\nesa: /dev/enc-0" + what + "\n");
+    }
+
     static void wait(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
     const testsupport::Folder_t folder;
@@ -166,16 +176,14 @@ TEST_F(BusDevice, ADeviceThatHasGoneIsLetGoAndLookedForOnceASecond) {
     }
     EXPECT_EQ(opened, 1);
     std::ofstream(name) << "no device";
-    setenv("JOURNAL_STREAM", "8:1234", 1);
-    testing::internal::CaptureStderr();
-    for (const int opens : {2, 3}) {
-        wait(1000);
-        calls::ioctl.failWith(ENOTTY); // an emulated kernel gives another reason
-        EXPECT_EQ(transfer(), -ENOTTY);
-        EXPECT_EQ(opened, opens);
-    }
-    unsetenv("JOURNAL_STREAM");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "\nesa: /dev/enc-0 is gone; looking for it once a second\n");
+    expectTold(" is gone; looking for it once a second", [this] {
+        for (const int opens : {2, 3}) {
+            wait(1000);
+            calls::ioctl.failWith(ENOTTY); // an emulated kernel gives another reason
+            EXPECT_EQ(transfer(), -ENOTTY);
+            EXPECT_EQ(opened, opens);
+        }
+    });
     plug(0x33);
     wait(1000);
     calls::fcntl.failWith(EACCES);
@@ -277,7 +285,7 @@ TEST_F(BusDevice, ASecondMasterIsRefusedAfterThreeSecondsAndSendsNothing) {
     const int first = lockElsewhere(name, 0, 0);
     ASSERT_GE(first, 0);
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(transfer(), -EBUSY);
+    expectTold(" is driven by another process; trying once a second", [this] { EXPECT_EQ(transfer(), -EBUSY); });
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2900));
     const auto refused = std::chrono::steady_clock::now();
     EXPECT_EQ(transfer(), -EBUSY);
@@ -364,7 +372,8 @@ TEST_F(BusDevice, ATerminalThatSomebodyTypesAtIsRefusedUntilItIsSetRaw) {
         ASSERT_EQ(tcgetattr(fd, &settings), 0);
         settings.c_lflag |= flag;
         ASSERT_EQ(tcsetattr(fd, TCSANOW, &settings), 0);
-        EXPECT_EQ(transfer(), -EPERM);
+        expectTold(" is somebody's terminal, not the enclosure's bus; trying once a second",
+                   [this] { EXPECT_EQ(transfer(), -EPERM); });
         EXPECT_EQ(bridge->requests, 0);
         termios after{};
         ASSERT_EQ(tcgetattr(fd, &after), 0);
