@@ -148,7 +148,9 @@ class Campaign:
             return self.reach.get(change.number, [])
         source = self.tree.sources[change.path]
         if change.function >= 0:
-            return self.reach.get(source.function_numbers[change.function], [])
+            tests = self.reach.get(source.function_numbers[change.function], [])
+            if tests or not source.functions[change.function][1]:
+                return tests  # else it may run only while compiling, where no test can be seen to come by
         numbers = [other.number for other in source.changes] + list(source.function_numbers)
         found = {id(test): test for number in numbers for test in self.reach.get(number, [])}
         return list(found.values()) or self.tests
