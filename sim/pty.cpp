@@ -4,7 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/file.h>
+#include <filesystem>
+#include <functional>
 #include <sys/stat.h>
 #include <termios.h>
 
@@ -33,10 +34,24 @@ std::string linkTarget(const std::string& path) {
     return length > 0 ? std::string(target, static_cast<std::size_t>(length)) : std::string();
 }
 
-/** A living simulator holds a lock on its line. */
-bool inUse(const std::string& device) {
+/**
+ * A living simulator holds a lock on its line, on a byte that goes with the link: since a simulator died, its line may
+ * have become that of another link. Adapters lock the first bytes.
+ */
+bool lock(int fd, const std::string& link) {
+    const std::filesystem::path path = std::filesystem::absolute(link);
+    const std::string name = std::filesystem::weakly_canonical(path.parent_path()) / path.filename();
+    struct flock byte {};
+    byte.l_type = F_WRLCK;
+    byte.l_whence = SEEK_SET;
+    byte.l_start = 0x10000 + static_cast<off_t>(std::hash<std::string>()(name) % 0x10000000);
+    byte.l_len = 1;
+    return fcntl(fd, F_OFD_SETLK, &byte) == 0;
+}
+
+bool inUse(const std::string& device, const std::string& link) {
     const OwnedFd_t fd(open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-    return fd.get() >= 0 && flock(fd.get(), LOCK_EX | LOCK_NB) != 0;
+    return fd.get() >= 0 && !lock(fd.get(), link);
 }
 
 } // namespace
@@ -60,7 +75,7 @@ Pty_t::Pty_t(std::string link) : link_(std::move(link)) {
         failed("cannot make the pseudo-terminal non-blocking");
     }
     place();
-    if (flock(slave_.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (!lock(slave_.get(), link_)) {
         failed("cannot lock " + device_);
     }
 }
@@ -78,7 +93,7 @@ void Pty_t::place() const {
         if (!S_ISLNK(there.st_mode) || !target.starts_with("/dev/pts/")) {
             throw failure(link_ + " exists and is not a simulator's link; remove it or give another --link");
         }
-        if (target != device_ && inUse(target)) {
+        if (target != device_ && inUse(target, link_)) {
             throw failure("another simulator serves " + link_ + "; stop it or give another --link");
         }
         unlink(link_.c_str());
