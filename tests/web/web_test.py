@@ -60,6 +60,8 @@ class WebTest(unittest.TestCase):
         with stage.prepared(), contextlib.ExitStack() as stack:
             runs = {name: Run(stack, chassis) for name, chassis in CHAINS.items()}
             chains = {name: run.ready() for name, run in runs.items()}
+            # One looks for a free port while the other's monitor is only about to take it.
+            self.assertEqual(len(chains), len({chain["address"] for chain in chains.values()}))
             self.node("chain.test.mjs", ESA_WEB_CHAINS=json.dumps(chains))
             for run in runs.values():
                 run.interrupt()
@@ -80,9 +82,9 @@ class Run:
             env={**os.environ, "XDG_RUNTIME_DIR": self.runtime, "ESA_BIN_DIR": PROGRAMS, "ESA_PANEL_DIR": os.path.join(BUILD, "panel"),
                  "LD_LIBRARY_PATH": os.path.dirname(LIBRARY)})
         stack.callback(self.interrupt)
-        # One after another: each looks for a free port.
+        # One after another as far as the simulator: only the first has the device's own name.
         stage.wait_for(lambda: self.process.poll() is not None or self.folder() and os.path.exists(os.path.join(self.folder(), "esamon.pid")),
-                       f"the monitor of {chassis}")
+                       f"the simulator of {chassis}")
 
     def folder(self):
         names = os.listdir(self.runtime)
