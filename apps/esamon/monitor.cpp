@@ -44,6 +44,7 @@ void runMonitor(const MonitorOptions_t& options) {
     std::optional<Collector_t> collector;
     HttpServer_t server(options, api, hub, [&](Action_t action) { collector->act(std::move(action)); });
     server.open();
+    recorder.begin();
     collector.emplace(options, findings);
     hub.onNews = [&] { server.wakeStreams(); };
     std::printf("ready: %s%s%s\n", options.listen == "none" ? "" : ("http://" + options.listen + "/").c_str(),

@@ -33,6 +33,9 @@ Recorder_t::Recorder_t(const MonitorOptions_t& options, Hub_t& hub) : options_(o
     if (!openStore() && !openStore()) {
         throw outputError(trouble_);
     }
+}
+
+void Recorder_t::begin() {
     record({watchEntry(millisNow(), "monitor-started", "information", "the monitor has started")});
 }
 

@@ -16,6 +16,8 @@ public:
     /** Opens the history; a damaged one is set aside. Throws ToolError_t when there can be none at all. */
     Recorder_t(const MonitorOptions_t& options, Hub_t& hub);
 
+    /** Writes down that the monitor has started, once it can be asked: one that is refused its port leaves no trace. */
+    void begin();
     void take(const Observation_t& observation);
     /** What has to be done now and then; cheap when there is nothing. */
     void tick();

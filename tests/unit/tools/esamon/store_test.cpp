@@ -133,6 +133,7 @@ TEST_F(StoreTest, AFullHistoryIsSetAsideAndANewOneGoesOn) {
     options.maxMegabytes = 1;
     Hub_t hub;
     Recorder_t recorder(options, hub);
+    recorder.begin();
     const std::int64_t first = recorder.store()->lastSequence();
     for (int i = 0; i < 12; ++i) {
         ActionResult_t result{BEGIN + i, {}, {}, {}};
