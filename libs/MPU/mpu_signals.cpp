@@ -83,7 +83,7 @@ void readProcessName() {
     (void)std::snprintf(path, sizeof path, "/proc/%d/cmdline", static_cast<int>(processId));
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd >= 0) {
-        [[maybe_unused]] const ssize_t length = read(fd, commandLine, LONGEST_COMMAND_LINE); // may fail
+        (void)!read(fd, commandLine, LONGEST_COMMAND_LINE); // one that fails leaves it empty
         (void)close(fd);
     }
     std::memset(processName, 0, sizeof processName);

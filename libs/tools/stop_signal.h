@@ -10,8 +10,7 @@ void stopSignalInstall();
 /** Becomes readable with the first such signal and stays so; -1 before stopSignalInstall(). */
 [[nodiscard]] int stopSignalFd();
 
-/** Such a signal does again what it did before stopSignalInstall(), held back no more; one that has come is forgotten.
- */
+/** Such a signal does again what it did before stopSignalInstall(), held back no more; what came is forgotten. */
 void stopSignalForget();
 
 /** Whether one has come. */
