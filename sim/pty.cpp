@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <sys/stat.h>
+#include <system_error>
 #include <termios.h>
 
 #include "failure.h"
@@ -39,8 +40,9 @@ std::string linkTarget(const std::string& path) {
  * have become that of another link. Adapters lock the first bytes.
  */
 bool lock(int fd, const std::string& link) {
-    const std::filesystem::path path = std::filesystem::absolute(link);
-    const std::string name = std::filesystem::weakly_canonical(path.parent_path()) / path.filename();
+    std::error_code ignored; // a folder that cannot be looked at has no other name
+    const std::filesystem::path path = std::filesystem::absolute(link, ignored);
+    const std::string name = std::filesystem::weakly_canonical(path.parent_path(), ignored) / path.filename();
     struct flock byte {};
     byte.l_type = F_WRLCK;
     byte.l_whence = SEEK_SET;

@@ -59,8 +59,8 @@ export class History {
         const fresh = start && (!fault || start.at > fault.at);
         const quiet = fresh || (!fault && healthy);
         const composite = quiet ? false : fault ? fault.data.on === 1 : null;
-        const alarm = this.latest(at, (entry) => entry.name === "alarm-status");
-        if (layout.ownAlarm || alarm) {
+        if (layout.ownAlarm) {
+            const alarm = this.latest(at, (entry) => entry.name === "alarm-status");
             return {composite, alarm: alarm ? ALARMS[alarm.data.alarm_state] ?? null : quiet ? "idle" : null};
         }
         const hand = this.latest(at, (entry) => entry.name === "action" && entry.command === "alarm" && entry.result === "accepted");

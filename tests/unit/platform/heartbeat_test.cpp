@@ -119,7 +119,8 @@ TEST_F(HeartbeatDeathTest, EveryChassisHasItsName) {
                                  "W83782D backplane", "unknown",      "unknown"};
     makeBlock(0);
     for (U8_t chassis = 0; chassis < 9; ++chassis) {
-        segment.patch(71, &chassis, 1);
+        const U8_t type = chassis == 8 ? U8_t{2} : chassis;
+        segment.patch(71, &type, 1);
         inOwnProcess([&] {
             calls::shmat.failWith(chassis == 8 ? EACCES : 0); // the last block cannot be read
             heartbeatBeat("SMBus", true);

@@ -129,7 +129,7 @@ TEST_F(CmapParams, DeletingThatIsRefusedFailsAndTheSegmentStays) {
     EXPECT_EQ(segmentNow(), made);
 }
 
-TEST_F(CmapParams, AnyOtherCreationErrorIsReportedAndLeavesNoSegment) {
+TEST_F(CmapParams, AnyOtherCreationErrorIsReportedAndLeavesNoSegmentThatCanBeRemoved) {
     calls::shmget.failWith(ENOSPC);
     EXPECT_EQ(create(), "\nError creating the CMAP shared memory area.\n   No space left on device\n");
     EXPECT_EQ(block, nullptr);

@@ -118,6 +118,10 @@ TEST_F(CreateMpuParams, ASegmentThatCannotBeTakenOrRemovedStays) {
     (void)makeSegment(744, 0xEE);
     calls::shmget.failWith(ENOSPC, 2); // it cannot be made anew
     expectFailure("\nError opening the MPU shared memory area.\nShared segment already exists " + keyText(key) + ".\n");
+}
+
+TEST_F(CreateMpuParams, ASegmentThatSomebodyElseRemovesMeanwhileIsReportedAfterItsRemovalWasTried) {
+    useText("Version = 15\n");
     (void)makeSegment(744, 0xEE);
     const calls::Answer_t removed(calls::shmctl, [](int id, int command, shmid_ds* state) {
         (void)std::fputs("somebody else is quicker\n", stderr);
@@ -176,7 +180,8 @@ TEST_F(CreateMpuParams, NoFileStaysOpen) {
 TEST_F(CreateMpuParams, TheReaderFillsTheBlockThatWasCreatedUntilItIsDetached) {
     (void)files.write("configMpu.bin", std::string(744, 'x'));
     setenv("PROJDIR", folder.c_str(), 1);
-    EXPECT_NE(create(), "");
+    EXPECT_EQ(create(), "Configuration file '" + files.path("configMpu.bin") +
+                            "' contains version 0x78787878 data, but version 0x0000000F data is expected.\n");
     EXPECT_EQ(readMore("Banana\n"), "") << "there is no block yet";
     useText("Version = 15\n");
     (void)create();

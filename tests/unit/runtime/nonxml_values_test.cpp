@@ -241,8 +241,11 @@ TEST(NonxmlValues, TheDefaultIsTheValueOfTheEndEntry) {
 TEST(NonxmlValues, AnEntryOfTheWrongSizeOrOfATypeThatDoesNotExistStoresNothing) {
     const int sizes[] = {4, 1, 1, 2, 8, 0, 0, 8, 4, 8, 4, 4}; // by type; a text has any
     for (std::uint8_t type = 0; type < 12; ++type) {
-        if (sizes[type] != 0) {
-            const std::uint16_t size = static_cast<std::uint16_t>(sizes[type] + 256);
+        for (const int wrong : {3, sizes[type] + 256}) {
+            if (sizes[type] == 0) {
+                continue;
+            }
+            const auto size = static_cast<std::uint16_t>(wrong);
             EXPECT_EQ(store({"Test", static_cast<NonXML_types_e>(type), 0, size, 1, COLOURS}, "1"),
                       "Internal error: Entry size does not match type! " + std::to_string(size) +
                           " != " + std::to_string(sizes[type]) + "\n");

@@ -110,6 +110,7 @@ TEST(MpuSemaphore, WhoeverWaitsSleeps) {
 
 TEST(MpuSemaphore, TheCountIsUpBeforeAWaiterWakes) {
     MPU_SEMAPHORE_t semaphore{};
+    countAtWake = 99;
     mpuSemaphore_Put(&semaphore);
     EXPECT_EQ(countAtWake, 1U);
 }

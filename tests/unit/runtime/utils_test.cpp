@@ -130,6 +130,7 @@ TEST(Sleep, WaitsInSecondsAndMicroseconds) {
     EXPECT_GE(microseconds, 0.03);
     EXPECT_LT(microseconds, 10.0);
     EXPECT_GE(secondsOf([] { MPU_usleep(1000000); }), 1.0);
+    EXPECT_GE(secondsOf([] { MPU_usleep(1020000); }), 1.02);
     EXPECT_GE(secondsOf([] { MPU_usleep(999999); }), 0.999999);
 }
 

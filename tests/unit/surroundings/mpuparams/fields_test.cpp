@@ -125,7 +125,7 @@ TEST_F(Show, BytesThatCannotBePrintedStayOnTheirLine) {
     bytes.replace(254, 2, "\x12\x34");          // fillers of MAC addresses
     bytes.replace(262, 2, std::string("\x12\0", 2));
     bytes.replace(270, 2, std::string("\0\x34", 2));
-    bytes.replace(4, 4, std::string("\x40\0\0\x10", 4)); // flags, one without a name
+    bytes.replace(4, 4, std::string("\x40\0\0\x11", 4)); // flags, two without a name
     ASSERT_EQ(tool("create", {"--image", files.write("image", bytes)}).status, 0);
     auto fields = allShown();
     EXPECT_EQ(fields["serialStr"], "a\\x0A\\x5C\\xFF~\\x7F");
@@ -134,7 +134,7 @@ TEST_F(Show, BytesThatCannotBePrintedStayOnTheirLine) {
     EXPECT_EQ(fields["macAddress[1]"], "00:00:00:00:00:00 (_filler1 0x1200)");
     EXPECT_EQ(fields["macAddress[2]"], "00:00:00:00:00:00 (_filler1 0x0034)");
     EXPECT_EQ(fields["macAddress[3]"], "00:00:00:00:00:00");
-    EXPECT_EQ(fields["flags"], "0x40000010 (CacheValid, 0x40000000)");
+    EXPECT_EQ(fields["flags"], "0x40000011 (CacheValid, 0x40000001)");
     const auto params = JsonValue_t::parse(tool("show", {"--json"}).out)["params"];
     EXPECT_EQ(params["serialStr"], "a\\x0A\\x5C\\xFF~\\x7F");
 }

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "calls.h"
+#include "closed_input.h"
 #include "tool.h"
 
 using Refused = ToolTest;
@@ -155,6 +156,24 @@ TEST_F(Refused, AnImageThatCannotBeWrittenLeavesTheOldOneAndNoOther) {
     syncError = 0;
     calls::rename.failWith(EBUSY);
     expect("Device or resource busy");
+}
+
+TEST_F(Refused, AnImageIsWrittenWhollyOrNotAtAllWhereStandardInputIsClosed) {
+    createFrom("");
+    const std::string path = files.path("image");
+    const std::size_t there = filesInFolder();
+    for (const int error : {EIO, 0}) {
+        std::optional<testsupport::ClosedInput_t> closed;
+        const Answer_t attach(calls::shmat, [&](int id, const void* address, int flags) {
+            closed.emplace(); // the next that is opened is the image
+            return __real_shmat(id, address, flags);
+        });
+        syncError = error;
+        const Result_t result = tool("image", {path});
+        closed.reset();
+        EXPECT_EQ(result.status, error == 0 ? 0 : 2) << result.err;
+        EXPECT_EQ(filesInFolder(), there + (error == 0 ? 1 : 0));
+    }
 }
 
 TEST_F(Refused, AFullDiskBehindStandardOutputIsTold) {
